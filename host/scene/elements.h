@@ -1,0 +1,228 @@
+/*
+ * The elements of a scene except objects. Every element is delivered complete: the reader keeps
+ * what each name holds, takes it as the start of an `incremental` definition, and hands over the
+ * merged result. The initial values here are the ones that count when a statement is missing.
+ */
+#pragma once
+
+#include "host/scene/values.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+
+namespace vx::scene {
+
+// Common to all named elements.
+struct Element {
+    std::string name;
+    Location where;           // of the name
+    bool incremental = false; // replaces contents that were delivered before under this name
+};
+
+enum class Face : std::uint8_t { front = 1, back = 2, both = 3 };
+
+enum class ShadowMode : std::uint8_t { off, on, sort, segments };
+enum class FilterKind : std::uint8_t { box, triangle, gauss, mitchell, lanczos };
+enum class Space : std::uint8_t { object, camera, mixed };
+enum class ColorClip : std::uint8_t { rgb, alpha, raw };
+
+struct Filter {
+    FilterKind kind = FilterKind::box;
+    bool clip = false;
+    float width = 1, height = 1; // pixels; the kind's own size 1, 2, 3, 4, 4 when none was given
+};
+
+// A string option: a boolean, text, or one, three or four numbers.
+using OptionValue = std::variant<bool, std::string, std::vector<Number>>;
+
+struct Options : Element {
+    bool trace = true;
+    bool scanline = true;
+    int reflection_depth = 2, refraction_depth = 2, trace_depth = 4;
+    int min_samples = -2, max_samples = 0; // a pixel takes 4^min to 4^max samples
+    int default_min_samples = -128, default_max_samples = 127;
+    Color contrast = {0.1f, 0.1f, 0.1f, 0.1f};
+    Color time_contrast = {0.2f, 0.2f, 0.2f, 0.2f};
+    Filter filter;
+    float jitter = 0;
+    bool samplelock = true;
+    ShadowMode shadow = ShadowMode::on;
+    Face face = Face::both;
+    Space space = Space::object;
+    float max_displace = 0;
+    float shutter_delay = 0, shutter = 0; // motion blur is on when shutter > 0, see motion
+    bool motion = false;
+    int motion_steps = 1;
+    bool lens = true, volume = true, geometry = true, displace = true, output = true, merge = true,
+         hair = true, pass = true, lightmap = true, autovolume = false;
+    bool desaturate = false, dither = true, premultiply = true;
+    ColorClip colorclip = ColorClip::raw;
+    float gamma = 1;
+    int task_size = 0; // pixels; 0: automatic
+    ShaderList state;
+    std::string inheritance, traversal;
+    std::vector<std::string> data;
+    std::map<std::string, OptionValue, std::less<>> strings;
+};
+
+// One output statement of a camera: a file, or an output shader.
+struct Output {
+    std::string types;  // "rgba", "+rgb_fp,z", … as written; empty: the format's best
+    std::string format; // "png"
+    std::string file;   // as written, not yet substituted
+    std::optional<int> quality;
+    std::optional<float> dpi;
+    std::string compression;
+    ShaderList shader; // not empty: an output shader; format and file are empty then
+    Location where;
+};
+
+struct FrameBuffer {
+    std::string name;
+    std::string datatype;    // "rgba_h", …
+    std::string filename;    // as written; empty: not written to a file
+    std::string filetype;    // "exr", …
+    std::string compression; // empty: the format's own
+    std::optional<bool> filtering, primary, premultiplied, tiled, user, useopacity, useprimary;
+    std::optional<int> quality, dpi;
+    Location where;
+};
+
+struct Window {
+    int xl = 0, yl = 0, xh = 0, yh = 0; // pixels from the lower left corner
+};
+
+struct Camera : Element {
+    std::vector<Output> outputs;
+    std::vector<FrameBuffer> framebuffers;
+    ShaderList lens, volume, environment;
+    bool orthographic = false;
+    float focal = 1; // 1 when orthographic
+    float aperture = 1;
+    float aspect = 1.33f;
+    int x_resolution = 768, y_resolution = 576; // both at least 1
+    std::optional<Window> window;               // none: the whole image
+    float x_offset = 0, y_offset = 0;
+    float clip_near = 0.0001f, clip_far = 1000000;
+    std::optional<std::array<float, 2>> dof; // focus, radius
+    int frame = 0;
+    float frame_time = 0;
+    int field = 0;
+    std::vector<std::string> data;
+};
+
+enum class LightKind : std::uint8_t { point, directional, spot };
+enum class AreaKind : std::uint8_t { none, rectangle, disc, sphere, cylinder, object, user };
+
+struct AreaShape {
+    AreaKind kind = AreaKind::none;
+    Vec3 u, v;        // rectangle: edges; disc, cylinder: u is the normal or axis
+    float radius = 0; // disc, sphere, cylinder
+    std::string object;
+    int samples_u = 3, samples_v = 3;
+};
+
+struct Light : Element {
+    ShaderList shaders, emitter;
+    std::optional<Vec3> origin;
+    std::optional<Vec3> direction; // normalised
+    std::optional<float> spread;   // cosine of the half angle of the outer cone
+    Color energy = {0, 0, 0, 1};
+    float exponent = 2;
+    bool visible = false;
+    std::uint32_t label = 0;
+    AreaShape area;
+    std::vector<std::string> data;
+
+    // Follows from which of origin, direction and spread are there.
+    LightKind kind() const;
+};
+
+enum class TextureKind : std::uint8_t { color, scalar, vector };
+
+struct Texture : Element {
+    TextureKind kind = TextureKind::color;
+    bool local = false, writable = false;
+    std::optional<float> filter; // pyramid filtering with this scale
+    // Exactly one of these three tells the contents.
+    std::string file; // as written, not yet substituted
+    struct Pixels {
+        int width = 0, height = 0, bytes_per_component = 1;
+        std::vector<std::byte> bytes; // as given; may be shorter than the size promises
+    };
+    std::optional<Pixels> pixels;
+    ShaderList shaders;
+};
+
+struct Material : Element {
+    bool opaque = false;
+    ShaderList surface; // may be empty
+    ShaderList displace, shadow, volume, environment, contour, photon, photonvol, lightmap,
+        hardware, bsdf;
+};
+
+struct NamedShader : Element {
+    ShaderList shaders; // usually one
+};
+
+struct UserData : Element {
+    std::uint32_t label = 0;
+    // Exactly one of these three tells the contents.
+    std::string file; // as written, not yet substituted
+    std::vector<std::byte> bytes;
+    std::optional<ShaderCall> call; // declared by `declare data`
+};
+
+// Not given, off, on: the values 0, 1, 2 of the renderer's instance records.
+enum class Switch : std::uint8_t { unset = 0, off = 1, on = 2 };
+
+/*
+ * Flags of an instance; what is not given comes from above or from the object. Ray flags: bits 1, 2
+ * switch casting and receiving on, 4, 8 switch them off, 0 means not given.
+ */
+struct InstanceFlags {
+    Switch visible = Switch::unset, shadowmap = Switch::unset, select = Switch::unset,
+           hardware = Switch::unset;
+    std::uint8_t shadow = 0, reflection = 0, refraction = 0, transparency = 0, caustic = 0,
+                 globillum = 0, finalgather = 0;
+    std::optional<Face> face;
+};
+
+enum class MotionKind : std::uint8_t { inherit, transform, off };
+
+// Names of light instances (or of groups of them).
+struct LightList {
+    bool exclusive = false; // all but these
+    std::vector<std::string> lights;
+};
+
+struct Instance : Element {
+    std::string item;            // camera, light, object or instance group; checked
+    ShaderList geometry_shaders; // instead of item
+    // From the parent's space to the item's; never singular. None: the identity.
+    std::optional<Matrix> transform;
+    ShaderList transform_shader; // computes the matrix
+    MotionKind motion = MotionKind::inherit;
+    Matrix motion_transform = identity_matrix; // MotionKind::transform
+    // `material "m"`: one name and material_list false. `material [ … ]`: any number of names and
+    // material_list true, which is not the same even for one name. All checked.
+    std::vector<std::string> materials;
+    bool material_list = false;
+    bool override_material = false;
+    std::optional<LightList> lights;        // what illuminates; none: not said
+    std::optional<LightList> shadow_lights; // what casts shadows on it
+    bool hide = false;
+    InstanceFlags flags;
+    std::uint32_t label = 0;
+    std::vector<std::string> data;
+};
+
+struct InstanceGroup : Element {
+    std::vector<std::string> members; // instances; checked
+    float merge = 0;
+    std::uint32_t label = 0;
+    std::vector<std::string> data;
+};
+
+} // namespace vx::scene
