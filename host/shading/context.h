@@ -1,0 +1,118 @@
+/*
+ * The renderer as the interface functions see it: everything that shaders can reach, in one object.
+ * One context is current in a process; the C functions of host/api work on that one.
+ *
+ * Order of a render: the builder fills `database` and `functions`; the renderer sets `lights`,
+ * calls begin_render, makes states (StateScope beside each) and calls shaders (call.h) on any
+ * number of threads, each inside try/catch of RenderAborted; when all threads are through it calls
+ * end_render, which runs the exits of what was initialised. Again for the next render.
+ */
+#ifndef VX_HOST_SHADING_CONTEXT_H
+#define VX_HOST_SHADING_CONTEXT_H
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "host/db/database.h"
+#include "host/shading/errors.h"
+#include "host/shading/function.h"
+#include "host/shading/library.h"
+#include "host/shading/lock.h"
+#include "host/shading/messages.h"
+#include "host/shading/thread.h"
+
+namespace vx::trace {
+class Renderer;
+}
+
+namespace vx::shading {
+
+/* A user data element: mi_db_access gives its contents, the rest is kept here. */
+struct UserData {
+    miTag declaration = miNULLTAG;
+    miUint label = 0;
+    miTag next = miNULLTAG;
+    int size = 0;
+};
+
+class Context {
+  public:
+    Context();
+    ~Context();
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    /* The context of the interface functions: the one made last. There must be one. */
+    static Context& current();
+
+    db::Database database;
+    Messages messages;
+    Libraries libraries;
+    FunctionTable functions{database};
+    /* Replaces {NAME} in texts; empty: copies. Must stand calls from many threads. */
+    std::function<std::string(std::string_view)> substitute;
+    /* Tags of all light instances of the scene that is rendered (leaf instances). */
+    std::vector<miTag> lights;
+    std::unordered_map<miTag, UserData> user_data;
+    miLock global_lock = nullptr; /* goes into every miState */
+    /* For the entry points that trace rays and sample; set by the renderer. */
+    trace::Renderer* renderer = nullptr;
+
+    /* The calling thread's part. Numbers are given in the order in which threads first ask. */
+    ThreadContext& thread();
+
+    /* Ready for shaders; clears the mark of an abort. */
+    void begin_render();
+    /* Exits of all initialised instances, in the order of their creation, then of their shader;
+     * user pointers and per-thread pointers become null, pins left over are reported (debug).
+     * `state`: camera and options of the frame. No thread may be in a shader. */
+    void end_render(const miState& state);
+
+    /* Writes the text with the running shader's name in front as a fatal message, marks the render
+     * as aborted and throws. */
+    [[noreturn]] void abort_render(std::string_view text);
+    /* Marks it only; for a cancel from outside. Threads notice at their next lock or evaluation. */
+    void cancel() noexcept { aborted_.store(true, std::memory_order_relaxed); }
+    [[nodiscard]] bool aborted() const noexcept { return aborted_.load(std::memory_order_relaxed); }
+    /* Throws when aborted() holds. */
+    void check_aborted() const;
+    /* Whether shaders were refused since begin_render: the picture is not what the scene says. */
+    [[nodiscard]] bool shaders_refused() const noexcept {
+        return refused_.load(std::memory_order_relaxed);
+    }
+
+    /* A message of module RC from the calling thread. */
+    void say(Level level, std::string_view text);
+
+    /* Looks up, checks and initialises a shader instance before its first call; false: refused.
+     * `state` is that of the call. */
+    bool ready(Function& function, miState* state) {
+        const Function::Stage stage = function.stage.load(std::memory_order_acquire);
+        if (stage == Function::Stage::ready) return true;
+        return start(function, state);
+    }
+
+  private:
+    bool start(Function& function, miState* state);
+    bool start(Declaration& declaration, Function& function, miState* state);
+    void refuse(Declaration& declaration, const std::string& why);
+
+    const std::uint64_t id_;
+    std::atomic<bool> aborted_{false};
+    std::atomic<bool> refused_{false};
+    Lock init_lock_;
+    std::vector<Declaration*> started_; /* in the order of their init */
+    std::mutex threads_mutex_;
+    std::vector<std::unique_ptr<ThreadContext>> threads_;
+};
+
+} // namespace vx::shading
+
+#endif

@@ -1,0 +1,144 @@
+/*
+ * Shader instances: a miFunction record, which shaders see, and the host's side of it.
+ *
+ * Where records lie. A shader may evaluate a parameter of one function through a state whose
+ * `shader` is another function's record (the point-cloud writer does: the state of a probe's hit
+ * names the hit material's shader, the parameter belongs to a tag shader connected to it, or to
+ * another entry of the same material list). The connection word is then looked for at
+ * the other record's ghost offset. So all records share one ghost offset, whatever the sizes of
+ * their blocks: records lie in the lower half of large reserved address ranges, their ghost
+ * blocks at the same distance in the upper half (RecordMemory). Every record has a ghost block,
+ * zero where nothing is connected.
+ *
+ * `connected` is 1 in records that have a connection, and in those of all surface shaders of
+ * materials: they are what a hit's state names, and the flag of the state's record decides whether
+ * a ghost block is looked at, also for a parameter that belongs to another record.
+ */
+#ifndef VX_HOST_SHADING_FUNCTION_H
+#define VX_HOST_SHADING_FUNCTION_H
+
+#include <atomic>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/db/database.h"
+#include "host/shading/declaration.h"
+
+namespace vx::shading {
+
+class RecordMemory {
+  public:
+    /* Bytes from a parameter block to its ghost block, the same for all; also the most bytes that
+     * one record can have. */
+    static constexpr std::size_t ghost_distance = std::size_t{256} << 20;
+
+    RecordMemory() = default;
+    ~RecordMemory();
+    RecordMemory(const RecordMemory&) = delete;
+    RecordMemory& operator=(const RecordMemory&) = delete;
+
+    /* A zeroed record with its blocks; ghost_offs and parameter_size are filled in. Null when the
+     * block is larger than ghost_distance allows; std::bad_alloc when the address space is. */
+    miFunction* allocate(std::size_t parameter_size);
+    void release(miFunction* record);
+
+  private:
+    struct Chunk {
+        std::byte* base = nullptr;
+        std::size_t used = 0, committed = 0;
+    };
+    std::byte* take(std::size_t bytes);
+
+    std::vector<Chunk> chunks_;
+    std::multimap<std::size_t, std::byte*> free_;
+};
+
+/* How a connected shader's result becomes the parameter's value. */
+struct Connection {
+    int offset = 0; /* of the parameter in the block */
+    miTag source = miNULLTAG;
+    int source_offset = 0; /* of the value in the result */
+    miParam_type source_type = miTYPE_COLOR, target_type = miTYPE_COLOR;
+    int size = 0; /* bytes of the value, as the parameter's type has them */
+};
+
+/* Whether a result of one type can feed a parameter of another, and the conversion: colour to
+ * scalar is the mean of r, g, b; scalar to colour is grey with alpha 1; vector and colour exchange
+ * xyz and rgb (alpha 1); reals become integers by truncation and booleans by being non-zero. Tags
+ * of any kind can come from a shader whose result is a shader. */
+bool convertible(miParam_type from, miParam_type to);
+void convert(miParam_type from, const void* value, miParam_type to, void* result);
+
+/* The host's side of one shader instance. record->spare[0] points to it. */
+struct Function {
+    enum class Stage { cold, starting, ready, refused };
+
+    miTag tag = miNULLTAG;
+    std::size_t index = 0; /* in the order of creation */
+    std::string name;      /* for messages: the scene's name, or that of the declaration */
+    Declaration* declaration = nullptr;
+    miFunction* record = nullptr;
+    std::vector<Connection> connections; /* by offset */
+    bool surface = false;                /* surface shader of a material */
+
+    void* user_pointer = nullptr;
+    miLock lock = nullptr;
+    std::atomic<Stage> stage{Stage::cold};
+    bool needs_exit = false;
+};
+
+inline Function* function_of(const miFunction* record) {
+    return static_cast<Function*>(record->spare[0]);
+}
+
+/* Declarations by name and all shader instances. Changed between renders only. */
+class FunctionTable {
+  public:
+    explicit FunctionTable(db::Database& database) : database_(database) {}
+    ~FunctionTable();
+    FunctionTable(const FunctionTable&) = delete;
+    FunctionTable& operator=(const FunctionTable&) = delete;
+
+    /* A redeclaration replaces what further instances use; old instances keep theirs. */
+    Declaration& declare(const scene::Declaration& source);
+    [[nodiscard]] Declaration* declaration(std::string_view name) const;
+    [[nodiscard]] Declaration* declaration(miTag tag) const;
+
+    /* A new instance with a zeroed block of `parameter_size` bytes (>= the fixed size), or, with a
+     * tag of an existing one, new contents under that tag. Null: block too large. */
+    Function* create(Declaration& declaration, std::size_t parameter_size, std::string name,
+                     miTag existing = miNULLTAG);
+    /* Enters record->ghost words and flag from function.connections. */
+    static void connect(Function& function);
+
+    [[nodiscard]] Function* find(miTag tag) const noexcept {
+        const auto* const record = database_.find<miFunction>(tag, miSCENE_FUNCTION);
+        return record == nullptr ? nullptr : function_of(record);
+    }
+    /* The function whose block holds this address. */
+    [[nodiscard]] Function* owner(const void* parameter) const;
+    [[nodiscard]] const std::vector<std::unique_ptr<Function>>& functions() const {
+        return functions_;
+    }
+    [[nodiscard]] const std::vector<std::unique_ptr<Declaration>>& declarations() const {
+        return declarations_;
+    }
+
+  private:
+    db::Database& database_;
+    RecordMemory memory_;
+    std::vector<std::unique_ptr<Declaration>> declarations_;
+    std::unordered_map<std::string, Declaration*> by_name_;
+    std::unordered_map<miTag, Declaration*> by_tag_;
+    std::vector<std::unique_ptr<Function>> functions_;
+    std::map<const char*, Function*> by_address_;
+};
+
+} // namespace vx::shading
+
+#endif

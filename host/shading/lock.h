@@ -1,0 +1,48 @@
+/*
+ * A lock whose waiting threads give up when the render is aborted. Behind miLock, and behind the
+ * serialised init of shaders.
+ */
+#ifndef VX_HOST_SHADING_LOCK_H
+#define VX_HOST_SHADING_LOCK_H
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace vx::shading {
+
+class Context;
+
+class Lock {
+  public:
+    enum class Result { taken, already_mine };
+
+    /* Waits. A thread that holds it already takes it once more when `recursive`, else gets
+     * already_mine at once (it would wait for itself). Throws RenderAborted when `context` is
+     * aborted while waiting. */
+    Result take(const Context& context, bool recursive);
+    /* False when the calling thread does not hold it. */
+    bool give();
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable freed_;
+    std::thread::id owner_;
+    unsigned depth_ = 0;
+};
+
+/* Holds a lock while it lives. */
+class LockScope {
+  public:
+    LockScope(Lock& lock, const Context& context) : lock_(lock) { lock_.take(context, true); }
+    ~LockScope() { lock_.give(); }
+    LockScope(const LockScope&) = delete;
+    LockScope& operator=(const LockScope&) = delete;
+
+  private:
+    Lock& lock_;
+};
+
+} // namespace vx::shading
+
+#endif

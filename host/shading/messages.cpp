@@ -1,0 +1,69 @@
+#include "host/shading/messages.h"
+
+#include <bit>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+namespace vx::shading {
+
+namespace {
+
+std::size_t level_index(Level level) {
+    return static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(level)));
+}
+
+constexpr std::array<std::string_view, 7> level_names = {"fatal", "error", "warning", "progress",
+                                                         "info",  "debug", "vdebug"};
+
+} // namespace
+
+int verbosity_bits(int n) {
+    if (n <= 0) return miERR_NONE;
+    return n >= 7 ? int{miERR_ALL} : (1 << n) - 1;
+}
+
+void Messages::set_sink(Sink sink) {
+    const std::lock_guard lock(mutex_);
+    sink_ = std::move(sink);
+}
+
+void Messages::fix_level(int n) {
+    fixed_.store(true, std::memory_order_relaxed);
+    set_bits(verbosity_bits(n));
+}
+
+void Messages::set_level(int n) {
+    if (!fixed_.load(std::memory_order_relaxed)) set_bits(verbosity_bits(n));
+}
+
+void Messages::write(Level level, std::string_view module, int thread, std::string_view text) {
+    const std::size_t index = level_index(level);
+    counts_[index].fetch_add(1, std::memory_order_relaxed);
+    if (!shows(level)) return;
+
+    std::string line;
+    line.reserve(module.size() + text.size() + 32);
+    line.append(module).append(" 0");
+    if (thread >= 0) line.append(".").append(std::to_string(thread));
+    line.append(" ").append(level_names[index]).append(": ");
+    while (!text.empty() && text.back() == '\n')
+        text.remove_suffix(1);
+    for (const char c : text)
+        line.push_back(c == '\n' || c == '\r' ? ' ' : c);
+
+    const std::lock_guard lock(mutex_);
+    if (sink_) {
+        sink_(level, line);
+        return;
+    }
+    line.push_back('\n');
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+}
+
+std::uint64_t Messages::count(Level level) const {
+    return counts_[level_index(level)].load(std::memory_order_relaxed);
+}
+
+} // namespace vx::shading
