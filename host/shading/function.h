@@ -116,6 +116,9 @@ class FunctionTable {
     /* Enters record->ghost words and flag from function.connections. */
     static void connect(Function& function);
 
+    /* Takes an instance away; its Function stays, with a null record. */
+    void remove(miTag tag);
+
     [[nodiscard]] Function* find(miTag tag) const noexcept {
         const auto* const record = database_.find<miFunction>(tag, miSCENE_FUNCTION);
         return record == nullptr ? nullptr : function_of(record);

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <thread>
 
+#include "shader.h"
+
 namespace vx::shading {
 
 class Context;
@@ -42,6 +44,14 @@ class LockScope {
   private:
     Lock& lock_;
 };
+
+/* What shaders hold as an miLock. */
+inline miLock make_lock() {
+    return new Lock;
+}
+inline void delete_lock(miLock lock) {
+    delete static_cast<Lock*>(lock);
+}
 
 } // namespace vx::shading
 

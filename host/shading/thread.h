@@ -6,9 +6,11 @@
 #define VX_HOST_SHADING_THREAD_H
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "shader.h"
@@ -56,7 +58,8 @@ class CallFrame {
     miState* const state;
     const miShader_type role;
     CallFrame* const previous;
-    const int depth; /* calls on this thread, this one included */
+    const int depth;       /* calls on this thread, this one included */
+    const int evaluations; /* how many evaluations of parameters led here without another call */
 
   private:
     struct Slot {
@@ -101,6 +104,11 @@ class ThreadContext {
     void set_instance_pointer(std::size_t index, void* pointer);
     void clear_instance_pointers() { instance_pointers_.clear(); }
 
+    /* As CallFrame::slot, for evaluations outside of any shader call. */
+    void* outer_slot(const void* param, std::size_t bytes);
+    /* Forgets data attached to states, and what outer_slot gave. */
+    void clear();
+
     /* Scratch memory for results that live until the next call of the same kind on this thread,
      * such as light lists. */
     std::vector<miTag> tag_scratch;
@@ -116,6 +124,7 @@ class ThreadContext {
 
     std::vector<StateData> data_;
     std::vector<void*> instance_pointers_;
+    std::map<std::pair<const void*, std::size_t>, std::unique_ptr<std::byte[]>> outer_slots_;
 };
 
 /*

@@ -1,0 +1,71 @@
+/* mi_db_*: the scene database as shaders see it. */
+#include "host/shading/context.h"
+
+namespace {
+
+using vx::shading::Context;
+
+/* A bad tag cannot be answered: the documented result of mi_db_access is never null. */
+template <class Answer>
+auto answer_or_abort(const Answer& answer) {
+    Context& context = Context::current();
+    try {
+        return answer(context);
+    } catch (const vx::db::BadTag& bad) {
+        context.abort_render(bad.what());
+    }
+}
+
+void must_exist(const Context& context, miTag tag, const char* operation) {
+    if (context.database.find(tag) == nullptr) throw vx::db::BadTag(tag, operation);
+}
+
+} // namespace
+
+int mi_db_type(const miTag tag) {
+    return answer_or_abort([tag](const Context& context) {
+        must_exist(context, tag, "type");
+        return context.database.type(tag);
+    });
+}
+
+int mi_db_size(const miTag tag) {
+    return answer_or_abort([tag](const Context& context) {
+        must_exist(context, tag, "size");
+        return static_cast<int>(context.database.size(tag));
+    });
+}
+
+void* mi_db_access(const miTag tag) {
+    return answer_or_abort([tag](Context& context) {
+        bool over_limit = false;
+        void* const address = context.database.access(tag, &over_limit);
+        /* Told once and then put up with: shaders that never unpin a declaration are in use. */
+        if (over_limit)
+            context.say(vx::shading::Level::warning,
+                        "shader \"" + context.thread().running() + "\": element " +
+                            std::to_string(tag) + " \"" + context.database.name(tag) +
+                            "\" has more than " + std::to_string(vx::db::Database::max_pins) +
+                            " pins; it is accessed without being unpinned");
+        return address;
+    });
+}
+
+void mi_db_unpin(const miTag tag) {
+    answer_or_abort([tag](Context& context) {
+        if (!context.database.unpin(tag))
+            context.say(vx::shading::Level::warning, "shader \"" + context.thread().running() +
+                                                         "\": element " + std::to_string(tag) +
+                                                         " \"" + context.database.name(tag) +
+                                                         "\" is unpinned but was not pinned");
+        return 0;
+    });
+}
+
+/* There are no other hosts to publish to. */
+void mi_db_flush(const miTag tag) {
+    answer_or_abort([tag](const Context& context) {
+        must_exist(context, tag, "flush");
+        return 0;
+    });
+}

@@ -1,0 +1,32 @@
+/* Locks. */
+#include "host/shading/lock.h"
+
+#include "host/shading/context.h"
+
+using vx::shading::Context;
+using vx::shading::Lock;
+
+void mi_init_lock(miLock* lock) {
+    *lock = vx::shading::make_lock();
+}
+
+void mi_delete_lock(miLock* lock) {
+    vx::shading::delete_lock(*lock);
+    *lock = nullptr;
+}
+
+void mi_lock(miLock lock) {
+    Context& context = Context::current();
+    if (lock == nullptr) context.abort_render("mi_lock of a lock that was not initialised");
+    if (static_cast<Lock*>(lock)->take(context, false) == Lock::Result::already_mine)
+        context.abort_render("mi_lock of a lock that this thread holds already");
+}
+
+void mi_unlock(miLock lock) {
+    Context& context = Context::current();
+    if (lock == nullptr) context.abort_render("mi_unlock of a lock that was not initialised");
+    if (!static_cast<Lock*>(lock)->give())
+        context.say(vx::shading::Level::warning,
+                    "shader \"" + context.thread().running() +
+                        "\": mi_unlock of a lock that this thread does not hold");
+}

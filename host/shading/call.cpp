@@ -1,0 +1,138 @@
+#include "host/shading/call.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vx::shading {
+
+namespace {
+
+/* "a" -> "b" -> "a": the running shaders from the last run of `next` down to the one that asks for
+ * it again. Empty when `next` is not running. */
+std::string cycle_text(const ThreadContext& thread, const Function& next) {
+    std::vector<const Function*> chain = {&next};
+    for (const CallFrame* frame = thread.top; frame != nullptr; frame = frame->previous) {
+        chain.push_back(&frame->function);
+        if (&frame->function == &next) {
+            std::string text;
+            for (auto link = chain.rbegin(); link != chain.rend(); ++link)
+                text += (text.empty() ? "\"" : " -> \"") + (*link)->name + '"';
+            return text;
+        }
+    }
+    return {};
+}
+
+void check_depth(Context& context, const Function& next) {
+    const ThreadContext& thread = context.thread();
+    if (thread.top == nullptr) return;
+    const bool evaluations = thread.top->evaluations >= max_evaluation_depth;
+    if (!evaluations && thread.top->depth < max_call_depth) return;
+    const std::string cycle = cycle_text(thread, next);
+    std::string text =
+        evaluations
+            ? "connected parameters are nested " + std::to_string(max_evaluation_depth) + " deep"
+            : "shader calls are nested " + std::to_string(max_call_depth) + " deep";
+    if (!cycle.empty()) text += "; they form a cycle: " + cycle;
+    context.abort_render(text);
+}
+
+bool call_function(Context& context, Function& function, void* result, miState* state,
+                   miShader_type role, void* argument) {
+    context.check_aborted();
+    check_depth(context, function);
+    if (!context.ready(function, state)) return false;
+    const ShaderCode::Main run = function.declaration->code.main;
+    if (argument == nullptr) {
+        const CallFrame frame(context, function, state, role, function.record);
+        return run(result, state, function.record->parameters) != miFALSE;
+    }
+    /* A foreign block has no ghost block beside it, so the record must not point to one. */
+    miFunction record = *function.record;
+    record.ghost_offs = 0;
+    record.connected = 0;
+    const CallFrame frame(context, function, state, role, &record);
+    return run(result, state, argument) != miFALSE;
+}
+
+Function* function_or_abort(Context& context, miTag tag) {
+    if (tag == miNULLTAG) return nullptr;
+    Function* const function = context.functions.find(tag);
+    if (function == nullptr)
+        context.abort_render("call of tag " + std::to_string(tag) +
+                             ", which is not that of a shader");
+    return function;
+}
+
+void* slot(ThreadContext& thread, const void* param, int bytes) {
+    const auto size = static_cast<std::size_t>(bytes);
+    return thread.top == nullptr ? thread.outer_slot(param, size) : thread.top->slot(param, size);
+}
+
+bool holds(const miFunction* record, const void* parameter) {
+    const auto* const address = static_cast<const char*>(parameter);
+    return address >= record->parameters && address - record->parameters < record->parameter_size;
+}
+
+} // namespace
+
+bool call_one(Context& context, miTag tag, void* result, miState* state, miShader_type role,
+              void* argument) {
+    Function* const function = function_or_abort(context, tag);
+    return function != nullptr && call_function(context, *function, result, state, role, argument);
+}
+
+bool call_list(Context& context, miTag first, void* result, miState* state, miShader_type role,
+               void* argument) {
+    bool any = false;
+    for (miTag tag = first; tag != miNULLTAG;) {
+        Function* const function = function_or_abort(context, tag);
+        any = call_function(context, *function, result, state, role, argument) || any;
+        tag = function->record->next_function;
+    }
+    return any;
+}
+
+void* evaluate(Context& context, miState* state, void* parameter) {
+    const miFunction* const record = state->shader;
+    if (record == nullptr || record->connected != 1 || record->ghost_offs == 0) return parameter;
+    return evaluate_connection(context, state, parameter);
+}
+
+void* evaluate_connection(Context& context, miState* state, void* parameter) {
+    const miFunction* const running = state->shader;
+    const Function* const owner = running != nullptr && function_of(running) != nullptr &&
+                                          holds(function_of(running)->record, parameter)
+                                      ? function_of(running)
+                                      : context.functions.owner(parameter);
+    if (owner == nullptr) return parameter;
+
+    const char* const address = static_cast<const char*>(parameter);
+    miTag source = miNULLTAG;
+    std::memcpy(&source, address + owner->record->ghost_offs, sizeof source);
+    if (source == miNULLTAG || source == miGHOST_PLAIN) return parameter;
+
+    Function* const function = context.functions.find(source);
+    if (function == nullptr)
+        context.abort_render("a parameter of \"" + owner->name + "\" is connected to tag " +
+                             std::to_string(source) + ", which is not that of a shader");
+
+    ThreadContext& thread = context.thread();
+    void* const result = slot(thread, parameter, function->declaration->result_size);
+    call_function(context, *function, result, state, miSHADER_TEXTURE, nullptr);
+
+    const auto offset = static_cast<int>(address - owner->record->parameters);
+    const auto connection = std::lower_bound(
+        owner->connections.begin(), owner->connections.end(), offset,
+        [](const Connection& candidate, int wanted) { return candidate.offset < wanted; });
+    if (connection == owner->connections.end() || connection->offset != offset ||
+        connection->source != source)
+        return result;
+    void* const value = static_cast<std::byte*>(result) + connection->source_offset;
+    if (connection->source_type == connection->target_type) return value;
+    void* const converted = slot(thread, result, connection->size);
+    convert(connection->source_type, value, connection->target_type, converted);
+    return converted;
+}
+
+} // namespace vx::shading

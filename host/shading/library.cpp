@@ -1,0 +1,78 @@
+#include "host/shading/library.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "host/scene/substitution.h"
+
+namespace vx::shading {
+
+namespace fs = std::filesystem;
+
+Libraries::~Libraries() {
+    for (auto library = libraries_.rbegin(); library != libraries_.rend(); ++library)
+        dlclose(library->handle);
+}
+
+std::string Libraries::load(const std::string& path) {
+    std::vector<fs::path> candidates;
+    if (fs::path(path).is_absolute()) {
+        candidates.emplace_back(path);
+    } else {
+        for (const std::string& directory : user_)
+            candidates.push_back(fs::path(directory) / path);
+        if (const char* const list = std::getenv("MI_LIBRARY_PATH"))
+            for (const std::string& directory : scene::split_path_list(list))
+                candidates.push_back(fs::path(directory) / path);
+        for (const std::string& directory : built_in_)
+            candidates.push_back(fs::path(directory) / path);
+        /* Never without a directory: dlopen would search the system for it. */
+        candidates.push_back(fs::path(".") / path);
+    }
+
+    std::error_code ignored;
+    for (const fs::path& candidate : candidates) {
+        if (!fs::is_regular_file(candidate, ignored)) continue;
+        const fs::path full = fs::canonical(candidate, ignored);
+        const auto same = [&](const Library& library) { return library.path == full.string(); };
+        if (std::any_of(libraries_.begin(), libraries_.end(), same)) return {};
+        void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (handle == nullptr) {
+            const char* const why = dlerror();
+            return why == nullptr ? "cannot load " + full.string() : std::string(why);
+        }
+        libraries_.push_back({full.string(), handle});
+        return {};
+    }
+    std::string tried;
+    for (const fs::path& candidate : candidates)
+        tried += (tried.empty() ? "" : ", ") + candidate.lexically_normal().string();
+    return "there is no library \"" + path + "\" (tried " + tried + ")";
+}
+
+void* Libraries::symbol(const std::string& name) const {
+    for (const Library& library : libraries_)
+        if (void* const address = dlsym(library.handle, name.c_str())) return address;
+    return nullptr;
+}
+
+std::vector<std::string> Libraries::loaded() const {
+    std::vector<std::string> paths;
+    paths.reserve(libraries_.size());
+    for (const Library& library : libraries_)
+        paths.push_back(library.path);
+    return paths;
+}
+
+std::string library_directory_of_program() {
+    std::error_code failed;
+    const fs::path program = fs::read_symlink("/proc/self/exe", failed);
+    if (failed) return {};
+    return (program.parent_path().parent_path() / "lib").string();
+}
+
+} // namespace vx::shading

@@ -1,0 +1,149 @@
+/* Init and exit of shaders and their instances. */
+#include <map>
+
+#include "host/shading/context.h"
+
+namespace vx::shading {
+
+void Context::refuse(Declaration& declaration, const std::string& why) {
+    declaration.stage = Declaration::Stage::refused;
+    refused_.store(true, std::memory_order_relaxed);
+    say(Level::error, "shader \"" + declaration.name() + "\" is refused: " + why);
+}
+
+bool Context::start(Declaration& declaration, Function& function, miState* state) {
+    if (declaration.stage != Declaration::Stage::cold)
+        return declaration.stage == Declaration::Stage::ready;
+
+    const std::string& name = declaration.name();
+    ShaderCode& code = declaration.code;
+    if (declaration.built_in) {
+        code = *declaration.built_in;
+    } else {
+        code.main = reinterpret_cast<ShaderCode::Main>(libraries.symbol(name));
+        code.init = reinterpret_cast<ShaderCode::Init>(libraries.symbol(name + "_init"));
+        code.exit = reinterpret_cast<ShaderCode::Exit>(libraries.symbol(name + "_exit"));
+        code.version = reinterpret_cast<ShaderCode::Version>(libraries.symbol(name + "_version"));
+        if (code.main == nullptr) {
+            refuse(declaration, "no linked library contains it");
+            return false;
+        }
+        if (code.version == nullptr) {
+            say(Level::warning,
+                "shader \"" + name + "\" has no function " + name +
+                    "_version; its version cannot be compared with the declaration");
+        } else if (const int version = code.version(); version != declaration.source.version) {
+            refuse(declaration, "its library has version " + std::to_string(version) +
+                                    ", its declaration version " +
+                                    std::to_string(declaration.source.version));
+            return false;
+        }
+    }
+
+    declaration.instance_init = false;
+    if (code.init != nullptr) {
+        miBoolean instances_too = miFALSE;
+        const CallFrame frame(*this, function, state, miSHADER_NONE, function.record);
+        code.init(state, nullptr, &instances_too);
+        declaration.instance_init = instances_too != miFALSE;
+    }
+    declaration.stage = Declaration::Stage::ready;
+    started_.push_back(&declaration);
+    return true;
+}
+
+bool Context::start(Function& function, miState* state) {
+    if (function.stage.load(std::memory_order_acquire) == Function::Stage::refused) return false;
+
+    const LockScope initialising(init_lock_, *this);
+    switch (function.stage.load(std::memory_order_acquire)) {
+    case Function::Stage::ready:
+        return true;
+    case Function::Stage::refused:
+        return false;
+    case Function::Stage::starting:
+        /* The lock is ours, so this is the same thread, further down. */
+        abort_render("the initialisation of \"" + function.name + "\" needs a value of \"" +
+                     function.name + "\" itself");
+    case Function::Stage::cold:
+        break;
+    }
+    check_aborted();
+    if (!start(*function.declaration, function, state)) {
+        function.stage.store(Function::Stage::refused, std::memory_order_release);
+        return false;
+    }
+    if (function.declaration->instance_init) {
+        function.stage.store(Function::Stage::starting, std::memory_order_relaxed);
+        try {
+            miBoolean unused = miFALSE;
+            const CallFrame frame(*this, function, state, miSHADER_NONE, function.record);
+            function.declaration->code.init(state, function.record->parameters, &unused);
+        } catch (...) {
+            function.stage.store(Function::Stage::cold, std::memory_order_relaxed);
+            throw;
+        }
+        function.needs_exit = true;
+    }
+    function.stage.store(Function::Stage::ready, std::memory_order_release);
+    return true;
+}
+
+void Context::end_render(const miState& state) {
+    std::map<const Declaration*, std::vector<Function*>> initialised;
+    for (const auto& function : functions.functions())
+        if (function->needs_exit) initialised[function->declaration].push_back(function.get());
+
+    miState exit_state = state;
+    exit_state.parent = nullptr;
+    exit_state.child = nullptr;
+    exit_state.shader = nullptr;
+    /* What goes wrong in one exit must not keep the others from giving back what they hold. */
+    const auto guarded = [this](const std::string& name, const auto& call) {
+        try {
+            call();
+        } catch (const std::exception& failure) {
+            say(Level::error, "exit of shader \"" + name + "\": " + failure.what());
+        }
+    };
+    /* A cancelled render has exits too, and they may wait for locks. */
+    const bool was_aborted = aborted_.exchange(false, std::memory_order_relaxed);
+    for (Declaration* const declaration : started_) {
+        const ShaderCode::Exit exit = declaration->code.exit;
+        if (exit == nullptr) continue;
+        for (Function* const function : initialised[declaration])
+            guarded(function->name, [&] {
+                const CallFrame frame(*this, *function, &exit_state, miSHADER_NONE,
+                                      function->record);
+                exit(&exit_state, function->record->parameters);
+            });
+        guarded(declaration->name(), [&] { exit(&exit_state, nullptr); });
+    }
+    started_.clear();
+    if (was_aborted) aborted_.store(true, std::memory_order_relaxed);
+
+    for (const auto& declaration : functions.declarations()) {
+        declaration->stage = Declaration::Stage::cold;
+        declaration->instance_init = false;
+        declaration->code = {};
+    }
+    for (const auto& function : functions.functions()) {
+        function->stage.store(Function::Stage::cold, std::memory_order_relaxed);
+        function->user_pointer = nullptr;
+        function->needs_exit = false;
+    }
+    {
+        const std::lock_guard lock(threads_mutex_);
+        for (const auto& thread : threads_) {
+            thread->clear_instance_pointers();
+            thread->clear();
+        }
+    }
+
+    for (const db::LeftOverPin& pin : database.left_over_pins(true))
+        say(Level::debug, "element " + std::to_string(pin.tag) + " \"" + pin.name + "\" (type " +
+                              std::to_string(pin.type) + ") was left with " +
+                              std::to_string(pin.pins) + " pins");
+}
+
+} // namespace vx::shading

@@ -1,0 +1,97 @@
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "host/shading/function.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#define VX_POISON(address, bytes) ASAN_POISON_MEMORY_REGION((address), (bytes))
+#define VX_UNPOISON(address, bytes) ASAN_UNPOISON_MEMORY_REGION((address), (bytes))
+#else
+#define VX_POISON(address, bytes) static_cast<void>(0)
+#define VX_UNPOISON(address, bytes) static_cast<void>(0)
+#endif
+
+namespace vx::shading {
+
+namespace {
+
+/* Memory is made usable in steps of this size; the rest of a range is only reserved. */
+constexpr std::size_t commit_step = std::size_t{1} << 20;
+/* Between records, so that a read beyond a block is told by the address sanitizer. */
+constexpr std::size_t gap = 32;
+
+constexpr std::size_t header = offsetof(miFunction, parameters);
+
+std::size_t record_bytes(std::size_t parameter_size) {
+    return (std::max(sizeof(miFunction), header + parameter_size) + gap + 15) & ~std::size_t{15};
+}
+
+} // namespace
+
+RecordMemory::~RecordMemory() {
+    for (const Chunk& chunk : chunks_) {
+        VX_UNPOISON(chunk.base, 2 * ghost_distance);
+        munmap(chunk.base, 2 * ghost_distance);
+    }
+}
+
+std::byte* RecordMemory::take(std::size_t bytes) {
+    if (const auto reused = free_.find(bytes); reused != free_.end()) {
+        std::byte* const address = reused->second;
+        free_.erase(reused);
+        return address;
+    }
+    if (chunks_.empty() || chunks_.back().used + bytes > ghost_distance) {
+        void* const range = mmap(nullptr, 2 * ghost_distance, PROT_NONE,
+                                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (range == MAP_FAILED) throw std::bad_alloc();
+        chunks_.push_back({static_cast<std::byte*>(range), 0, 0});
+    }
+    Chunk& chunk = chunks_.back();
+    const std::size_t end = chunk.used + bytes;
+    if (end > chunk.committed) {
+        const std::size_t committed =
+            std::min(ghost_distance, (end + commit_step - 1) / commit_step * commit_step);
+        const std::size_t more = committed - chunk.committed;
+        for (std::byte* const half : {chunk.base, chunk.base + ghost_distance}) {
+            if (mprotect(half + chunk.committed, more, PROT_READ | PROT_WRITE) != 0)
+                throw std::bad_alloc();
+            VX_POISON(half + chunk.committed, more);
+        }
+        chunk.committed = committed;
+    }
+    std::byte* const address = chunk.base + chunk.used;
+    chunk.used = end;
+    return address;
+}
+
+miFunction* RecordMemory::allocate(std::size_t parameter_size) {
+    const std::size_t bytes = record_bytes(parameter_size);
+    if (parameter_size >= ghost_distance || bytes > ghost_distance) return nullptr;
+    std::byte* const address = take(bytes);
+    std::byte* const ghost = address + header + ghost_distance;
+    const std::size_t record_end = std::max(sizeof(miFunction), header + parameter_size);
+    VX_UNPOISON(address, record_end);
+    VX_UNPOISON(ghost, parameter_size);
+    std::memset(address, 0, record_end);
+    std::memset(ghost, 0, parameter_size);
+
+    auto* const record = new (address) miFunction{};
+    record->parameter_size = static_cast<int>(parameter_size);
+    record->ghost_offs = static_cast<int>(ghost_distance);
+    return record;
+}
+
+void RecordMemory::release(miFunction* record) {
+    const std::size_t bytes = record_bytes(static_cast<std::size_t>(record->parameter_size));
+    auto* const address = reinterpret_cast<std::byte*>(record);
+    VX_POISON(address, bytes);
+    VX_POISON(address + ghost_distance, bytes);
+    free_.emplace(bytes, address);
+}
+
+} // namespace vx::shading

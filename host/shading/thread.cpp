@@ -1,0 +1,154 @@
+#include "host/shading/thread.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "host/shading/context.h"
+
+namespace vx::shading {
+
+namespace {
+
+constexpr std::size_t arena_chunk_size = std::size_t{64} << 10;
+
+constexpr std::size_t round_up(std::size_t bytes) {
+    return (bytes + 15) & ~std::size_t{15};
+}
+
+} // namespace
+
+void* Arena::allocate(std::size_t bytes) {
+    const std::size_t room = round_up(bytes == 0 ? 1 : bytes);
+    while (chunk_ < chunks_.size() && used_ + room > chunks_[chunk_].size) {
+        ++chunk_;
+        used_ = 0;
+    }
+    if (chunk_ == chunks_.size()) {
+        const std::size_t size = std::max(arena_chunk_size, room);
+        chunks_.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
+        used_ = 0;
+    }
+    std::byte* const block = chunks_[chunk_].memory.get() + used_;
+    used_ += room;
+    std::memset(block, 0, room);
+    return block;
+}
+
+void Arena::release(Mark mark) {
+    chunk_ = mark.chunk;
+    used_ = mark.used;
+}
+
+CallFrame::CallFrame(Context& context, const Function& called, miState* call_state,
+                     miShader_type as, miFunction* record)
+    : function(called),
+      state(call_state),
+      role(as),
+      previous(context.thread().top),
+      depth(previous == nullptr ? 1 : previous->depth + 1),
+      evaluations(as != miSHADER_TEXTURE ? 0
+                  : previous == nullptr  ? 1
+                                         : previous->evaluations + 1),
+      thread_(context.thread()),
+      caller_(call_state->shader),
+      mark_(thread_.arena.mark()) {
+    thread_.top = this;
+    state->shader = record;
+}
+
+CallFrame::~CallFrame() {
+    state->shader = caller_;
+    thread_.top = previous;
+    thread_.arena.release(mark_);
+}
+
+void* CallFrame::slot(const void* param, std::size_t bytes) {
+    for (Slot* s = slots_; s != nullptr; s = s->next) {
+        if (s->param != param || s->bytes != bytes) continue;
+        void* const block = reinterpret_cast<std::byte*>(s) + round_up(sizeof(Slot));
+        std::memset(block, 0, bytes);
+        return block;
+    }
+    void* const memory = thread_.arena.allocate(round_up(sizeof(Slot)) + bytes);
+    slots_ = new (memory) Slot{param, bytes, slots_};
+    return static_cast<std::byte*>(memory) + round_up(sizeof(Slot));
+}
+
+std::string ThreadContext::running() const {
+    return top == nullptr ? std::string() : top->function.name;
+}
+
+ThreadContext::StateData* ThreadContext::find_data(const miState* owner, std::string_view key) {
+    const auto found = std::find_if(data_.rbegin(), data_.rend(), [&](const StateData& entry) {
+        return entry.owner == owner && entry.key == key;
+    });
+    return found == data_.rend() ? nullptr : &*found;
+}
+
+bool ThreadContext::set_state_data(const miState* state, std::string_view key, const void* data,
+                                   int size, int lifetime) {
+    if (size < 0 || (data == nullptr && size != 0)) return false;
+    const miState* const owner = lifetime == miSS_LIFETIME_RECT ? nullptr : state;
+    StateData* const entry = find_data(owner, key);
+    if (data == nullptr) {
+        if (entry == nullptr) return false;
+        data_.erase(data_.begin() + (entry - data_.data()));
+        return true;
+    }
+    const auto bytes = static_cast<std::size_t>(size);
+    if (entry != nullptr && entry->size == size) {
+        /* The new bytes may be the stored ones. */
+        std::memmove(entry->bytes.get(), data, bytes);
+        return true;
+    }
+    /* One byte for an entry of size 0: it exists, so it has an address. */
+    auto copy = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
+    std::memcpy(copy.get(), data, bytes);
+    if (entry != nullptr) {
+        entry->bytes = std::move(copy);
+        entry->size = size;
+    } else {
+        data_.push_back({owner, std::string(key), std::move(copy), size});
+    }
+    return true;
+}
+
+void* ThreadContext::state_data(const miState* state, std::string_view key, int* size) {
+    if (size != nullptr) *size = 0;
+    if (data_.empty()) return nullptr;
+    StateData* entry = nullptr;
+    for (const miState* s = state; s != nullptr && entry == nullptr; s = s->parent)
+        entry = find_data(s, key);
+    if (entry == nullptr) entry = find_data(nullptr, key);
+    if (entry == nullptr) return nullptr;
+    if (size != nullptr) *size = entry->size;
+    return entry->bytes.get();
+}
+
+void ThreadContext::drop_state_data(const miState* state) {
+    if (!data_.empty())
+        std::erase_if(data_, [state](const StateData& entry) { return entry.owner == state; });
+}
+
+void ThreadContext::end_tile() {
+    std::erase_if(data_, [](const StateData& entry) { return entry.owner == nullptr; });
+}
+
+void* ThreadContext::outer_slot(const void* param, std::size_t bytes) {
+    std::unique_ptr<std::byte[]>& block = outer_slots_[{param, bytes}];
+    if (block == nullptr) block = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
+    std::memset(block.get(), 0, bytes);
+    return block.get();
+}
+
+void ThreadContext::clear() {
+    data_.clear();
+    outer_slots_.clear();
+}
+
+void ThreadContext::set_instance_pointer(std::size_t index, void* pointer) {
+    if (index >= instance_pointers_.size()) instance_pointers_.resize(index + 1, nullptr);
+    instance_pointers_[index] = pointer;
+}
+
+} // namespace vx::shading
