@@ -1,0 +1,111 @@
+#include "src/points/pdc_walk.h"
+
+#include "src/points/big_endian.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+// A name is read in pieces of this size, so that its claimed length alone costs nothing.
+constexpr std::size_t kNamePiece = 4096;
+
+// Bytes from the present position to the end, -1 when the stream cannot tell. Devices answer 0.
+std::int64_t MeasureStream(std::FILE* file) {
+    if (file == nullptr) return -1;
+    const long start = std::ftell(file);
+    if (start < 0 || std::fseek(file, 0, SEEK_END) != 0) return -1;
+    const long end = std::ftell(file);
+    if (std::fseek(file, start, SEEK_SET) != 0) return -1;
+    return end > start ? std::int64_t{end} - start : -1;
+}
+
+} // namespace
+
+bool IsPerParticleCode(std::int32_t code) {
+    return code == 1 || code == 3 || code == 5;
+}
+
+std::int64_t PdcDataSize(std::int32_t code, std::int32_t particleCount) {
+    constexpr std::int64_t valueSize[kPdcTypeCodes] = {4, 4, 8, 8, 24, 24};
+    if (code < 0 || code >= kPdcTypeCodes) return -1;
+    if (!IsPerParticleCode(code)) return valueSize[code];
+    return particleCount < 0 ? -1 : valueSize[code] * particleCount;
+}
+
+CPdcWalk::CPdcWalk(std::FILE* file)
+    : header{},
+      code(0),
+      dataOffset(0),
+      dataSize(0),
+      lastSkippedSize(0),
+      error(PdcError::None),
+      errorOffset(0),
+      mFile(file),
+      mPosition(0),
+      mSize(MeasureStream(file)) {}
+
+bool CPdcWalk::Fail(PdcError why, std::int64_t offset) {
+    error = why;
+    errorOffset = offset;
+    return false;
+}
+
+bool CPdcWalk::ReadHeader() {
+    if (mFile == nullptr) return Fail(PdcError::ShortHeader, 0);
+    // A short read shows in the numbers that follow, so that this one is not looked at.
+    [[maybe_unused]] const std::size_t got = std::fread(header.magic, 1, 4, mFile);
+    mPosition = 4;
+    for (std::int32_t* const field :
+         {&header.formatVersion, &header.byteOrder, &header.extra1, &header.extra2,
+          &header.particleCount, &header.attributeCount}) {
+        if (!ReadBigEndianInt(mFile, *field)) return Fail(PdcError::ShortHeader, mPosition);
+        mPosition += 4;
+    }
+    return true;
+}
+
+bool CPdcWalk::NextRecord() {
+    std::int32_t length = 0;
+    if (!ReadBigEndianInt(mFile, length)) return Fail(PdcError::ShortRecord, mPosition);
+    mPosition += 4;
+    if (length < 0 || (mSize >= 0 && length > Remaining())) {
+        return Fail(PdcError::BadNameLength, mPosition - 4);
+    }
+    const auto whole = static_cast<std::size_t>(length);
+    name.clear();
+    while (name.size() < whole) {
+        const std::size_t done = name.size();
+        name.resize(done + std::min(kNamePiece, whole - done));
+        if (std::fread(name.data() + done, 1, name.size() - done, mFile) != name.size() - done) {
+            return Fail(PdcError::ShortRecord, mPosition);
+        }
+    }
+    mPosition += length;
+    if (!ReadBigEndianInt(mFile, code)) return Fail(PdcError::ShortRecord, mPosition);
+    mPosition += 4;
+    dataOffset = mPosition;
+    dataSize = PdcDataSize(code, header.particleCount);
+    return true;
+}
+
+bool CPdcWalk::SkipData() {
+    const bool known = code >= 0 && code < kPdcTypeCodes;
+    if (known && dataSize < 0) return Fail(PdcError::BadParticleCount, dataOffset);
+    const std::int64_t size = known ? dataSize : lastSkippedSize;
+    if (size > std::numeric_limits<long>::max() ||
+        std::fseek(mFile, static_cast<long>(size), SEEK_CUR) != 0) {
+        return Fail(PdcError::SeekFailed, dataOffset);
+    }
+    lastSkippedSize = size;
+    mPosition += size;
+    return true;
+}
+
+void CPdcWalk::MarkDataRead() {
+    mPosition += dataSize;
+}
+
+std::int64_t CPdcWalk::Remaining() const {
+    return mSize < 0 ? -1 : std::max<std::int64_t>(mSize - mPosition, 0);
+}

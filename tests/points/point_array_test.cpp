@@ -1,0 +1,100 @@
+// The point record and the growable array.
+#include "src/points/point_array.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
+namespace {
+
+CPoint Numbered(int i) {
+    const auto f = static_cast<float>(i);
+    return CPoint{f, f + 1, f + 2, f + 3, f + 4, f + 5, f + 6, f + 7, f + 8, f + 9, -i};
+}
+
+bool Same(const CPoint& a, const CPoint& b) {
+    return a.positionX == b.positionX && a.positionY == b.positionY && a.positionZ == b.positionZ &&
+           a.normalX == b.normalX && a.normalY == b.normalY && a.normalZ == b.normalZ &&
+           a.red == b.red && a.green == b.green && a.blue == b.blue && a.opacity == b.opacity &&
+           a.tag == b.tag;
+}
+
+TEST(Point, HasElevenFieldsOfFourBytesInOrder) {
+    EXPECT_EQ(sizeof(CPoint), 44u);
+    EXPECT_EQ(offsetof(CPoint, positionX), 0u);
+    EXPECT_EQ(offsetof(CPoint, positionY), 4u);
+    EXPECT_EQ(offsetof(CPoint, positionZ), 8u);
+    EXPECT_EQ(offsetof(CPoint, normalX), 12u);
+    EXPECT_EQ(offsetof(CPoint, normalY), 16u);
+    EXPECT_EQ(offsetof(CPoint, normalZ), 20u);
+    EXPECT_EQ(offsetof(CPoint, red), 24u);
+    EXPECT_EQ(offsetof(CPoint, green), 28u);
+    EXPECT_EQ(offsetof(CPoint, blue), 32u);
+    EXPECT_EQ(offsetof(CPoint, opacity), 36u);
+    EXPECT_EQ(offsetof(CPoint, tag), 40u);
+}
+
+TEST(PointArray, IsOnePointerWhileEmpty) {
+    EXPECT_EQ(sizeof(CPointArray), sizeof(void*));
+    const CPointArray a;
+    EXPECT_TRUE(a.points.empty());
+    EXPECT_EQ(a.points.size(), 0);
+    EXPECT_EQ(a.points.begin(), a.points.end());
+}
+
+TEST(PointArray, GrowsKeepingOrder) {
+    CPointArray a;
+    for (int i = 0; i < 1000; ++i)
+        a.points.push_back(Numbered(i));
+    ASSERT_EQ(a.points.size(), 1000);
+    int i = 0;
+    for (const CPoint& p : a.points)
+        ASSERT_TRUE(Same(p, Numbered(i++)));
+    EXPECT_EQ(i, 1000);
+}
+
+TEST(PointArray, AppendsACopyOfItsOwnElement) {
+    CPointArray a;
+    a.points.push_back(Numbered(5));
+    for (int i = 0; i < 100; ++i)
+        a.points.push_back(a.points[0]);
+    for (const CPoint& p : a.points)
+        ASSERT_TRUE(Same(p, Numbered(5)));
+}
+
+TEST(PointArray, CopyConstructorCopiesEveryRecordIntoMemoryOfItsOwn) {
+    CPointArray a;
+    for (int i = 0; i < 5; ++i)
+        a.points.push_back(Numbered(i));
+    const CPointArray b(a);
+    ASSERT_EQ(b.points.size(), 5);
+    EXPECT_NE(a.points.begin(), b.points.begin());
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(Same(b.points[i], Numbered(i)));
+    a.points[0].tag = 99;
+    a.points.push_back(Numbered(7));
+    EXPECT_EQ(b.points[0].tag, 0);
+    EXPECT_EQ(b.points.size(), 5);
+}
+
+TEST(PointArray, CopyOfAnEmptyArrayIsEmpty) {
+    const CPointArray a;
+    const CPointArray b(a);
+    EXPECT_TRUE(b.points.empty());
+}
+
+TEST(PointArray, AssignmentReplacesAndSurvivesItself) {
+    CPointArray a;
+    CPointArray b;
+    a.points.push_back(Numbered(1));
+    b.points.push_back(Numbered(2));
+    b.points.push_back(Numbered(3));
+    a = b;
+    ASSERT_EQ(a.points.size(), 2);
+    EXPECT_TRUE(Same(a.points[1], Numbered(3)));
+    a = std::as_const(a);
+    ASSERT_EQ(a.points.size(), 2);
+    EXPECT_TRUE(Same(a.points[0], Numbered(2)));
+}
+
+} // namespace

@@ -1,0 +1,22 @@
+// operator new and delete of a test program that watches memory: the largest request and the bytes
+// held, and a limit above which a request is refused.
+#ifndef VX_TESTS_POINTS_WATCHED_MEMORY_H
+#define VX_TESTS_POINTS_WATCHED_MEMORY_H
+
+#include <cstddef>
+
+namespace watched_memory {
+
+// Starts anew: largest and peak are counted from here, and no request is refused.
+void reset();
+
+// Requests of more than this many bytes throw std::bad_alloc, until the next reset.
+void refuse_above(std::size_t bytes);
+
+std::size_t largest_request(); // bytes, since reset
+std::size_t held();            // bytes asked for and not given back, since the program started
+std::size_t peak_held();       // the most of that since reset
+
+} // namespace watched_memory
+
+#endif
