@@ -1,0 +1,93 @@
+#include "src/names/label_list.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+struct CLabelRange {
+    int low;
+    int high;
+};
+
+constexpr CLabelRange nothing = {-1, -1};
+constexpr int labels_per_growth = 5;
+
+// Reads a number and moves `text` behind it; false when there is none.
+bool ReadNumber(const char** text, int* number) {
+    char* end = nullptr;
+    *number = static_cast<int>(strtol(*text, &end, 10));
+    if (end == *text) return false;
+    *text = end;
+    return true;
+}
+
+CLabelRange ReadRange(const char* item) {
+    int low = 0;
+    if (!ReadNumber(&item, &low)) return nothing;
+    if (*item != '-') return {low, low};
+    ++item;
+    int high = 0;
+    if (!ReadNumber(&item, &high)) return nothing;
+    return {low, high};
+}
+
+// The non-empty items of `text`, each a string of its own.
+size_t SplitItems(const char* text, char*** items) {
+    size_t count = 0;
+    while (*text != '\0') {
+        const size_t length = strcspn(text, ",");
+        if (length > 0) {
+            *items = static_cast<char**>(realloc(*items, (count + 1) * sizeof(char*)));
+            char* item = static_cast<char*>(calloc(length + 1, 1));
+            memcpy(item, text, length);
+            (*items)[count++] = item;
+        }
+        text += length;
+        if (*text == ',') ++text;
+    }
+    return count;
+}
+
+void AppendLabel(int** labels, int* count, int value) {
+    if (*count % labels_per_growth == 0) {
+        const size_t room = static_cast<size_t>(*count) + labels_per_growth;
+        *labels = static_cast<int*>(*labels == nullptr ? calloc(room, sizeof(int))
+                                                       : realloc(*labels, room * sizeof(int)));
+    }
+    (*labels)[(*count)++] = value;
+}
+
+} // namespace
+
+int parse_label_list(const char* text, int** labels) {
+    char** items = nullptr;
+    const size_t item_count = SplitItems(text, &items);
+    auto* ranges = static_cast<CLabelRange*>(calloc(item_count, sizeof(CLabelRange)));
+    for (size_t i = 0; i < item_count; ++i)
+        ranges[i] = ReadRange(items[i]);
+
+    int count = 0;
+    for (size_t i = 0; i < item_count; ++i) {
+        const CLabelRange range = ranges[i];
+        if (range.low < 0 || range.high < 0) continue;
+        // Counted in 64 bits: a range may end at the largest int.
+        for (long long v = range.low; v <= range.high && count < INT_MAX; ++v) {
+            const int value = static_cast<int>(v);
+            if (!in_label_list(*labels, count, value)) AppendLabel(labels, &count, value);
+        }
+    }
+
+    for (size_t i = 0; i < item_count; ++i)
+        free(items[i]);
+    free(items);
+    free(ranges);
+    return count;
+}
+
+int in_label_list(const int* labels, int count, int value) {
+    for (int i = 0; i < count; ++i)
+        if (labels[i] == value) return 1;
+    return 0;
+}

@@ -1,0 +1,147 @@
+// The library's string, and the file name that knows how its frame number is written.
+//
+// Plain values: copies are string copies, every operation returns a new value, nothing reports a
+// failure but through its result ("" or false), nothing is shared between threads.
+#ifndef VX_SRC_NAMES_WD_STRING_H
+#define VX_SRC_NAMES_WD_STRING_H
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+// A byte string with two cutting operations.
+class CWdString : public std::string {
+  public:
+    using std::string::string;
+    CWdString() = default;
+    CWdString(std::string text) : std::string(std::move(text)) {}
+
+    // What stands before the last `c`. Without any `c` the result is "", not the whole string:
+    // the analysis of file names below depends on it.
+    CWdString RTrim(char c) const {
+        const size_type at = rfind(c);
+        return at == npos ? CWdString() : CWdString(substr(0, at));
+    }
+
+    // What stands between the last `last` and the nearest `first` before it; "" when either is
+    // missing. With `last` at the very start the whole string is searched for `first`, and nothing
+    // that is found there counts.
+    CWdString RTrim(char first, char last) const {
+        const int at_last = static_cast<int>(rfind(last));
+        const int at_first = static_cast<int>(rfind(first, static_cast<size_type>(at_last) - 1));
+        if (at_last < 0 || at_first < 0 || at_last <= at_first) return {};
+        return substr(static_cast<size_type>(at_first) + 1,
+                      static_cast<size_type>(at_last - at_first - 1));
+    }
+};
+
+// A file name for some frame, taken apart so that it can be written again for any other.
+//
+//   m_nFrameType   layout                                example with the type "pdc"
+//   0              base "." digits "." type              shot.0012.pdc
+//   1              base "." type "." digits              shot.pdc.0012
+//   2              base digits "." type, 5 digits most   shot0012.pdc
+//   3              base "_" digits "." type              shot_0012.pdc
+//   -1             none found
+class CWdFilename : public CWdString {
+  public:
+    int m_nFrameType = -1;
+    CWdString m_sBase;  // before the frame number (layout 1: before the type), without separator
+    int m_nDigits = 0;  // characters of the frame number
+    int m_nZeros = 0;   // leading "0" characters of it
+    int m_nPadding = 1; // width of other frames' numbers; m_nDigits when there are leading zeros
+
+    CWdFilename() = default;
+    explicit CWdFilename(const CWdString& name) : CWdString(name) {}
+
+    // What stands after the last ".", directories included; "" when there is none.
+    CWdString GetExtension() const {
+        const size_type at = rfind('.');
+        return at == npos ? CWdString() : CWdString(substr(at + 1));
+    }
+
+    // Finds the frame number of a name whose extension is `type` (without the dot, case matters).
+    // False, and nothing changed, when no layout fits.
+    bool SetType(const CWdString& type) {
+        const CWdString extension = GetExtension();
+        if (extension == type) return SetNumberBeforeType();
+        return SetNumberAfterType(type, extension);
+    }
+
+    // The name of `frame`, with `type` as its extension whatever the name's own one is; "" before
+    // a successful SetType. `padding` is the least width of the number, unless the analysed number
+    // had leading zeros: then its own width is. The zeros stand before a minus sign too.
+    CWdString MakeUpFrame(const CWdString& type, int padding, int frame) const {
+        const CWdString number(std::to_string(frame));
+        const int width = m_nZeros != 0 ? m_nPadding : padding;
+        const size_type wanted = width > 0 ? static_cast<size_type>(width) : 0;
+        const CWdString zeros(wanted > number.size() ? wanted - number.size() : 0, '0');
+        switch (m_nFrameType) {
+        case 0:
+            return m_sBase + "." + zeros + number + "." + type;
+        case 1:
+            return m_sBase + "." + type + "." + zeros + number;
+        case 2:
+            return m_sBase + zeros + number + "." + type;
+        case 3:
+            return m_sBase + "_" + zeros + number + "." + type;
+        default:
+            return {};
+        }
+    }
+
+  private:
+    static bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+    // True for "" too: callers that need a number at all ask for it themselves.
+    static bool HasOnlyDigits(const CWdString& text) {
+        return std::all_of(text.begin(), text.end(), IsDigit);
+    }
+
+    static int LeadingZeros(const CWdString& text) {
+        return static_cast<int>(std::min(text.find_first_not_of('0'), text.size()));
+    }
+
+    std::ptrdiff_t DotCount() const { return std::count(begin(), end(), '.'); }
+
+    bool Record(int layout, const CWdString& base, const CWdString& number) {
+        m_nFrameType = layout;
+        m_sBase = base;
+        m_nDigits = static_cast<int>(number.size());
+        m_nZeros = LeadingZeros(number);
+        if (m_nZeros != 0) m_nPadding = m_nDigits;
+        return true;
+    }
+
+    bool SetNumberBeforeType() {
+        if (DotCount() > 1) {
+            const CWdString number = RTrim('.', '.');
+            if (!number.empty() && HasOnlyDigits(number))
+                return Record(0, RTrim('.').RTrim('.'), number);
+        }
+        const CWdString after_underscore = RTrim('_', '.');
+        if (!after_underscore.empty() && HasOnlyDigits(after_underscore))
+            return Record(3, RTrim('.').RTrim('_'), after_underscore);
+
+        // Longer runs of digits leave all but their last five to the base.
+        constexpr size_type most_digits = 5;
+        const CWdString stem = RTrim('.');
+        const auto digits = static_cast<size_type>(
+            std::find_if_not(stem.rbegin(), stem.rend(), IsDigit) - stem.rbegin());
+        if (digits == 0) return false;
+        const size_type base = stem.size() - std::min(digits, most_digits);
+        return Record(2, stem.substr(0, base), stem.substr(base));
+    }
+
+    bool SetNumberAfterType(const CWdString& type, const CWdString& extension) {
+        if (DotCount() <= 1) return false;
+        // An empty number passes: "shot.pdc." is a layout 1 name whose number has no digits.
+        if (!HasOnlyDigits(extension)) return false;
+        const CWdString middle = RTrim('.', '.');
+        if (middle.empty() || middle != type) return false;
+        return Record(1, RTrim('.').RTrim('.'), extension);
+    }
+};
+
+#endif

@@ -1,0 +1,29 @@
+#include "src/tag/tag.h"
+
+#include "src/tag/eval.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// Whether a writer above this state is baking. Entries of any size count; of a short one, the bytes
+// that are there.
+bool IsBaking(miState* state) {
+    int size = 0;
+    const void* entry = mi_shaderstate_get(state, "vx_pc", &size);
+    if (size == 0 || entry == nullptr) return false;
+    int flag = 0;
+    std::memcpy(&flag, entry, std::min(static_cast<size_t>(size), sizeof flag));
+    return flag != 0;
+}
+
+} // namespace
+
+miBoolean TagColor(miColor* result, miState* state, TagParameters* params) {
+    // Only reflection rays: that is how the writer shades, and an eye or shadow ray that reaches
+    // the surface during a bake still sees its usual colour.
+    const bool bake = state->type == miRAY_REFLECT && IsBaking(state);
+    *result = evalValue(state, bake ? &params->bakeColor : &params->color);
+    return miTRUE;
+}

@@ -1,0 +1,36 @@
+// The entry points of the library: what the renderer looks up by name. Each does its shader's
+// bookkeeping with the renderer and hands on to the folder that does the work.
+#include "shader.h"
+#include "src/tag/tag.h"
+
+namespace {
+
+constexpr int library_version = 1;
+
+// The call for a shader as a whole, which comes before any instance's: says so in the log and asks
+// to be called for each instance as well.
+void InitShader(const char* name, miBoolean* instance_init_request) {
+    *instance_init_request = miTRUE;
+    mi_info("%s - V. %d", name, library_version);
+}
+
+} // namespace
+
+extern "C" {
+
+DLLEXPORT int vx_pc_tag_version(void) {
+    return library_version;
+}
+
+DLLEXPORT void vx_pc_tag_init(miState* /*state*/, TagParameters* params,
+                              miBoolean* instance_init_request) {
+    if (params == nullptr) InitShader("vx_pc_tag", instance_init_request);
+}
+
+DLLEXPORT void vx_pc_tag_exit(miState* /*state*/, TagParameters* /*params*/) {}
+
+DLLEXPORT miBoolean vx_pc_tag(miColor* result, miState* state, TagParameters* params) {
+    return TagColor(result, state, params);
+}
+
+} // extern "C"

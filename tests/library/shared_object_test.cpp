@@ -1,0 +1,166 @@
+// The shared object: what it exports, what it needs, and its entries when it is loaded.
+#include "shader.h"
+#include "tests/library/elf.h"
+#include "tests/renderer_stub/renderer_stub.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <memory>
+#include <set>
+#include <string>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vx::stub::bytes_of;
+using vx::stub::FunctionSetup;
+using vx::stub::Renderer;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool instrumented = true;
+#else
+constexpr bool instrumented = false;
+#endif
+
+bool is_instrumentation(const std::string& name) {
+    for (const char* const part : {"libasan.", "libubsan.", "libtsan.", "libgcc_s."})
+        if (name.starts_with(part)) return true;
+    return false;
+}
+
+TEST(SharedObject, ExportsTheShaderEntriesAndNothingElse) {
+    EXPECT_THAT(vx::test::read_shared_object(VX_LIBRARY).exported,
+                ElementsAre("vx_pc_tag", "vx_pc_tag_exit", "vx_pc_tag_init", "vx_pc_tag_version"));
+}
+
+TEST(SharedObject, NeedsNoLibraryButTheStandardOnes) {
+    const std::set<std::string> allowed = {"libstdc++.so.6", "libm.so.6", "libc.so.6"};
+    for (const std::string& library : vx::test::read_shared_object(VX_LIBRARY).needed)
+        EXPECT_TRUE(allowed.contains(library) || (instrumented && is_instrumentation(library)))
+            << library;
+}
+
+// What no library supplies has to be the renderer's: the functions that the library may call.
+TEST(SharedObject, LeavesOnlyTheRenderersFunctionsUndefined) {
+    const std::set<std::string> renderers = {"mi_api_parameter_lookup",
+                                             "mi_db_access",
+                                             "mi_db_type",
+                                             "mi_db_unpin",
+                                             "mi_delete_lock",
+                                             "mi_flush_cache",
+                                             "mi_get_shader_interface",
+                                             "mi_info",
+                                             "mi_init_lock",
+                                             "mi_lock",
+                                             "mi_mem_int_strdup",
+                                             "mi_phen_eval",
+                                             "mi_query",
+                                             "mi_sample",
+                                             "mi_shaderstate_get",
+                                             "mi_shaderstate_set",
+                                             "mi_string_substitute",
+                                             "mi_trace_eye",
+                                             "mi_trace_probe",
+                                             "mi_trace_reflection",
+                                             "mi_unlock",
+                                             "mi_vector_from_camera",
+                                             "mi_warning"};
+    const auto object = vx::test::read_shared_object(VX_LIBRARY);
+    EXPECT_THAT(object.from_anybody, testing::Contains("mi_info"));
+    for (const std::string& name : object.from_anybody) {
+        // A sanitizer's library stands in for functions of the C library, without their versions.
+        if (instrumented && !name.starts_with("mi_")) continue;
+        EXPECT_TRUE(renderers.contains(name)) << name;
+    }
+}
+
+class LoadedLibrary : public testing::Test {
+  protected:
+    void SetUp() override {
+        library_.reset(dlopen(VX_LIBRARY, RTLD_NOW | RTLD_LOCAL));
+        ASSERT_NE(library_, nullptr) << dlerror();
+    }
+
+    template <class Function>
+    Function* entry(const std::string& name) {
+        void* const found = dlsym(library_.get(), name.c_str());
+        EXPECT_NE(found, nullptr) << name;
+        return reinterpret_cast<Function*>(found);
+    }
+
+    struct Close {
+        void operator()(void* library) const { dlclose(library); }
+    };
+    std::unique_ptr<void, Close> library_;
+};
+
+using Init = void(miState*, void*, miBoolean*);
+using Exit = void(miState*, void*);
+using Version = int(void);
+using Shader = miBoolean(miColor*, miState*, void*);
+
+class LoadedShader : public LoadedLibrary, public testing::WithParamInterface<const char*> {};
+
+TEST_P(LoadedShader, VersionIs1) {
+    EXPECT_EQ(entry<Version>(std::string(GetParam()) + "_version")(), 1);
+}
+
+TEST_P(LoadedShader, ShaderInitAsksForInstancesAndSaysItsVersion) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    miBoolean request = miFALSE;
+    entry<Init>(std::string(GetParam()) + "_init")(&state, nullptr, &request);
+    EXPECT_EQ(request, 1);
+    EXPECT_THAT(renderer.calls(), ElementsAre("info: " + std::string(GetParam()) + " - V. 1"));
+}
+
+TEST_P(LoadedShader, ShaderExitDoesNothing) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    entry<Exit>(std::string(GetParam()) + "_exit")(&state, nullptr);
+    EXPECT_THAT(renderer.calls(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, LoadedShader, testing::Values("vx_pc_tag"),
+                         [](const auto& shader) { return std::string(shader.param); });
+
+TEST_F(LoadedLibrary, TagReturnsItsColors) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.block = bytes_of(std::array<float, 9>{1, 2, 3, 4, 5, 6, 7, 8, 0});
+    miState state = renderer.new_state(renderer.add_function(setup));
+    miState lens = renderer.new_state(miNULLTAG);
+    state.parent = &lens;
+    state.type = miRAY_REFLECT;
+    auto* const tag = entry<Shader>("vx_pc_tag");
+    miColor color = {};
+
+    EXPECT_EQ(tag(&color, &state, state.shader->parameters), miTRUE);
+    EXPECT_EQ(color.r, 1);
+    EXPECT_EQ(color.a, 4);
+
+    int bake = 1;
+    mi_shaderstate_set(&lens, "vx_pc", &bake, sizeof bake, 1);
+    EXPECT_EQ(tag(&color, &state, state.shader->parameters), miTRUE);
+    EXPECT_EQ(color.r, 5);
+    EXPECT_EQ(color.a, 8);
+    EXPECT_THAT(renderer.left_over(), IsEmpty());
+}
+
+TEST_F(LoadedLibrary, TagInstanceInitAndExitDoNothing) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.block.resize(36);
+    miState state = renderer.new_state(renderer.add_function(setup));
+    miBoolean request = miFALSE;
+    entry<Init>("vx_pc_tag_init")(&state, state.shader->parameters, &request);
+    entry<Exit>("vx_pc_tag_exit")(&state, state.shader->parameters);
+    EXPECT_EQ(request, miFALSE);
+    EXPECT_THAT(renderer.calls(), IsEmpty());
+}
+
+} // namespace
