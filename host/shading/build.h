@@ -25,16 +25,14 @@
 #define VX_HOST_SHADING_BUILD_H
 
 #include <functional>
-#include <map>
-#include <optional>
-#include <set>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "host/scene/description.h"
 #include "host/shading/context.h"
+#include "host/shading/shaders.h"
 
 namespace vx::shading {
 
@@ -71,18 +69,7 @@ class SceneBuilder final : public scene::SceneReceiver {
     /* Reports what is still unknown. The reading is over. */
     void finish();
 
-    enum class Kind {
-        options,
-        camera,
-        light,
-        texture,
-        material,
-        shader,
-        data,
-        object,
-        instance,
-        group
-    };
+    using Kind = NameTable::Kind;
     /* 0 when there is none. */
     [[nodiscard]] miTag find(Kind kind, std::string_view name) const;
 
