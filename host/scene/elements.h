@@ -17,7 +17,7 @@ namespace vx::scene {
 struct Element {
     std::string name;
     Location where;           // of the name
-    bool incremental = false; // replaces contents that were delivered before under this name
+    bool incremental = false; // written so; a name that was delivered before is replaced either way
 };
 
 enum class Face : std::uint8_t { front = 1, back = 2, both = 3 };

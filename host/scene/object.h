@@ -15,7 +15,7 @@ struct Mesh {
     std::vector<std::vector<Vec3>> textures;       // by texture space; missing coordinates are 0
     std::vector<std::vector<Vec3>> bump_x, bump_y; // by texture space; may be fewer than textures
     std::vector<std::vector<Vec3>> motion;         // by motion step
-    std::vector<std::vector<Vec3>> derivatives;    // 2: dP/du, dP/dv; 3: second; 5: both
+    std::vector<std::vector<Vec3>> derivatives;    // 0, 1: dP/du, dP/dv; 2 to 4: second ones
     std::vector<std::vector<Vec3>> user;           // by user vector
 
     // Corners, counter-clockwise seen from the front; every index is below positions.size().

@@ -1,0 +1,235 @@
+#include "host/scene/cursor.h"
+
+#include "host/scene/big_endian.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vx::scene {
+
+namespace {
+
+// Words that begin a statement; only at the first column are they taken for one after an error.
+constexpr std::string_view statement_words[] = {
+    "assembly", "camera", "colorprofile", "data",      "debug",     "declare", "delete",
+    "echo",     "gui",    "incremental",  "instance",  "instgroup", "light",   "lightprofile",
+    "link",     "map",    "material",     "namespace", "object",    "options", "registry",
+    "render",   "set",    "shader",       "spectrum",  "verbose"};
+
+unsigned hex_digit(char c) {
+    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    return static_cast<unsigned>((c | 0x20) - 'a' + 10);
+}
+
+} // namespace
+
+void Cursor::advance() {
+    ++taken_;
+    try {
+        token_ = lexer_.next();
+    } catch (const SyntaxError& error) {
+        // Thrown only when the token is wanted: what was read up to here may be complete.
+        token_ = {};
+        token_.kind = TokenKind::bad;
+        token_.where = error.where;
+        bad_ = error.text;
+    }
+}
+
+bool Cursor::at_any(std::initializer_list<std::string_view> words) const {
+    return at_word() && std::find(words.begin(), words.end(), token_.text) != words.end();
+}
+
+bool Cursor::accept(std::string_view word) {
+    if (!at(word)) return false;
+    advance();
+    return true;
+}
+
+bool Cursor::accept_mark(char mark) {
+    if (!at_mark(mark)) return false;
+    advance();
+    return true;
+}
+
+void Cursor::expect(std::string_view word) {
+    if (!accept(word)) fail('\'' + std::string(word) + '\'');
+}
+
+void Cursor::expect_mark(char mark) {
+    if (!accept_mark(mark)) fail('\'' + std::string(1, mark) + '\'');
+}
+
+std::string Cursor::name(const char* what) {
+    if (!at_name()) fail(what);
+    std::string text = unescape(token_);
+    advance();
+    return text;
+}
+
+std::string Cursor::string(const char* what) {
+    if (!at_string()) fail(what);
+    std::string text = unescape(token_);
+    advance();
+    return text;
+}
+
+bool Cursor::boolean() {
+    if (!at_bool()) fail("'on' or 'off'");
+    const bool value = token_.text == "on" || token_.text == "true";
+    advance();
+    return value;
+}
+
+bool Cursor::boolean_or(bool missing) {
+    return at_bool() ? boolean() : missing;
+}
+
+int Cursor::integer() {
+    constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t high = std::numeric_limits<std::int32_t>::max();
+    if (!at_integer()) fail("an integer");
+    if (token_.integer < low || token_.integer > high)
+        fail_at(where(), "this integer does not fit into 32 bits");
+    const int value = static_cast<int>(token_.integer);
+    advance();
+    return value;
+}
+
+int Cursor::integer_from(int lowest, const char* what) {
+    if (at_integer() && token_.integer < lowest) fail(what);
+    return integer();
+}
+
+std::uint32_t Cursor::label() {
+    constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t high = std::numeric_limits<std::uint32_t>::max();
+    if (!at_integer()) fail("an integer");
+    if (token_.integer < low || token_.integer > high)
+        fail_at(where(), "this integer does not fit into 32 bits");
+    const auto value = static_cast<std::uint32_t>(token_.integer);
+    advance();
+    return value;
+}
+
+float Cursor::number() {
+    if (!at_number()) fail("a number");
+    constexpr double largest = std::numeric_limits<float>::max();
+    if (token_.real > largest || token_.real < -largest)
+        fail_at(where(), "this number is too large");
+    const auto value = static_cast<float>(token_.real);
+    advance();
+    return value;
+}
+
+Vec3 Cursor::vector() {
+    if (token_.kind == TokenKind::backquote) {
+        const Vec3 v = big_endian_vector(lexer_.raw_block(12).data());
+        advance();
+        return v;
+    }
+    Vec3 v;
+    v.x = number();
+    v.y = number();
+    v.z = number();
+    return v;
+}
+
+Matrix Cursor::matrix() {
+    Matrix m{};
+    for (float& element : m)
+        element = number();
+    return m;
+}
+
+Color Cursor::color(float alpha) {
+    Color c;
+    c.r = number();
+    c.g = number();
+    c.b = number();
+    c.a = at_number() ? number() : alpha;
+    return c;
+}
+
+std::vector<std::byte> Cursor::byte_strings() {
+    std::vector<std::byte> bytes;
+    while (token_.kind == TokenKind::bytes) {
+        unsigned high = 0;
+        bool half = false;
+        for (const char c : token_.text) {
+            const bool blank = static_cast<unsigned char>(c) <= ' ';
+            if (blank) continue;
+            if (half) bytes.push_back(static_cast<std::byte>(high << 4 | hex_digit(c)));
+            high = hex_digit(c);
+            half = !half;
+        }
+        if (half) fail_at(where(), "a byte string must have an even number of digits");
+        advance();
+    }
+    return bytes;
+}
+
+void Cursor::fail(const std::string& expected) const {
+    if (token_.kind == TokenKind::bad) throw SyntaxError{where(), bad_};
+    throw SyntaxError{where(), "expected " + expected + ", found " + describe(token_)};
+}
+
+void Cursor::fail_at(Location place, const std::string& text) const {
+    throw SyntaxError{place, text};
+}
+
+Lexer& Cursor::raw() {
+    if (token_.kind == TokenKind::bad) throw SyntaxError{where(), bad_};
+    lexer_.unread(token_);
+    return lexer_;
+}
+
+void Cursor::skip_brackets() {
+    std::size_t depth = 0;
+    const Location start = where();
+    do {
+        if (at_end()) fail_at(start, "this bracket is not closed");
+        if (at_mark('(') || at_mark('[') || at_mark('{')) ++depth;
+        if (at_mark(')') || at_mark(']') || at_mark('}')) --depth;
+        advance();
+    } while (depth > 0);
+}
+
+bool Cursor::at_statement() const {
+    if (!at_word() || token_.where.column != 1) return false;
+    return std::find(std::begin(statement_words), std::end(statement_words), token_.text) !=
+           std::end(statement_words);
+}
+
+void Cursor::skip_statement(std::string_view kind) {
+    while (!at_end() && !at_statement()) {
+        if (token_.kind == TokenKind::backquote) {
+            skip_binary(0);
+            continue;
+        }
+        const bool end = at("end");
+        advance();
+        if (end && !kind.empty() && at(kind)) {
+            advance();
+            return;
+        }
+    }
+}
+
+void Cursor::skip_binary(std::size_t expected) {
+    constexpr std::size_t vector_size = 12;
+    Lexer& text = lexer_;
+    for (const std::size_t size : {expected, vector_size}) {
+        if (size == 0) continue;
+        try {
+            text.raw_block(size);
+            advance();
+            return;
+        } catch (const SyntaxError&) {
+            // Not of this length; try the next.
+        }
+    }
+    advance();
+}
+
+} // namespace vx::scene

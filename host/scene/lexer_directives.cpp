@@ -1,0 +1,268 @@
+// The lines that begin with a dollar sign.
+#include "host/scene/lexer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace vx::scene {
+
+namespace {
+
+// Many files that include each other twice would otherwise never end.
+constexpr std::size_t include_count_limit = 100000;
+
+std::string_view trim(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\v\f";
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view take_word(std::string_view& rest) {
+    std::size_t n = 0;
+    while (n < rest.size() &&
+           ((rest[n] >= 'a' && rest[n] <= 'z') || (rest[n] >= 'A' && rest[n] <= 'Z')))
+        ++n;
+    const std::string_view word = rest.substr(0, n);
+    rest = trim(rest.substr(n));
+    return word;
+}
+
+std::string dollar(std::string_view word) {
+    std::string text(1, '$');
+    return text.append(word);
+}
+
+} // namespace
+
+std::string_view Lexer::rest_of_line() {
+    const void* const found = std::memchr(p_, '\n', remaining());
+    const char* const last = found ? static_cast<const char*>(found) : end_;
+    const std::string_view line(p_, static_cast<std::size_t>(last - p_));
+    p_ = last;
+    return line;
+}
+
+std::optional<std::string> Lexer::quoted(std::string_view& rest) const {
+    if (!rest.starts_with('"')) return std::nullopt;
+    Token token;
+    std::size_t i = 1;
+    for (; i < rest.size() && rest[i] != '"'; ++i)
+        if (rest[i] == '\\' && i + 1 < rest.size()) {
+            token.escaped = true;
+            ++i;
+        }
+    if (i >= rest.size()) return std::nullopt;
+    token.text = rest.substr(1, i - 1);
+    rest = trim(rest.substr(i + 1));
+    return unescape(token);
+}
+
+void Lexer::directive() {
+    const Location where = place();
+    ++p_;
+    std::string_view rest = rest_of_line();
+    const std::string_view word = take_word(rest);
+    auto& conditions = frames_.back().conditions;
+    if (word == "include") {
+        include(rest, where);
+    } else if (word == "lookup") {
+        if (const auto name = quoted(rest))
+            lookup(*name, where);
+        else
+            diagnostics_.error(where, "expected a quoted registry name after $lookup");
+    } else if (word == "ifdef" || word == "ifndef" || word == "ifeq" || word == "ifneq") {
+        begin_condition(holds(word, rest, where), where);
+    } else if (word == "else" || word == "elseifdef" || word == "elseifeq") {
+        if (conditions.empty()) {
+            diagnostics_.error(where, dollar(word) + " without $if");
+            return;
+        }
+        if (conditions.back().in_else) diagnostics_.error(where, dollar(word) + " after $else");
+        conditions.back().in_else = word == "else";
+        skip_inactive(); // a branch of this $if has been read
+    } else if (word == "endif") {
+        if (conditions.empty())
+            diagnostics_.error(where, "$endif without $if");
+        else
+            conditions.pop_back();
+    } else if (word == "code") {
+        diagnostics_.error(where, "$code is not supported: link a shared object instead");
+        skip_code(where);
+    } else if (word == "end") {
+        diagnostics_.error(where, "$end without $code");
+    } else {
+        diagnostics_.error(where, "unknown line '$" + std::string(word) + "'");
+    }
+}
+
+void Lexer::skip_code(Location where) {
+    while (p_ < end_) {
+        ++p_; // the line end
+        ++line_;
+        line_start_ = p_;
+        std::string_view line = rest_of_line();
+        if (!line.starts_with("$end")) continue;
+        line.remove_prefix(4);
+        if (trim(line).starts_with("code")) return;
+    }
+    diagnostics_.error(where, "this $code has no $end code");
+}
+
+void Lexer::begin_condition(bool holds, Location where) {
+    frames_.back().conditions.push_back({where, holds, false});
+    if (!holds) skip_inactive();
+}
+
+// Goes to the line that ends the present branch: a branch that is to be read, or the $endif.
+void Lexer::skip_inactive() {
+    auto& conditions = frames_.back().conditions;
+    unsigned inner = 0;
+    while (p_ < end_) {
+        ++p_; // the line end
+        ++line_;
+        line_start_ = p_;
+        if (p_ >= end_) return;
+        if (*p_ != '$') {
+            rest_of_line();
+            continue;
+        }
+        const Location where = place();
+        ++p_;
+        std::string_view rest = rest_of_line();
+        const std::string_view word = take_word(rest);
+        Condition& condition = conditions.back();
+        if (word == "ifdef" || word == "ifndef" || word == "ifeq" || word == "ifneq") {
+            ++inner;
+        } else if (word == "endif") {
+            if (inner == 0) {
+                conditions.pop_back();
+                return;
+            }
+            --inner;
+        } else if (inner == 0 && (word == "else" || word == "elseifdef" || word == "elseifeq")) {
+            if (condition.in_else) diagnostics_.error(where, dollar(word) + " after $else");
+            condition.in_else = word == "else";
+            if (!condition.taken && (word == "else" || holds(word, rest, where))) {
+                condition.taken = true;
+                return;
+            }
+        }
+    }
+}
+
+std::string Lexer::key_value(std::string_view key) const {
+    if (key.find('{') == std::string_view::npos) return substitution_.variable(key);
+    const std::string value = substitution_.substitute(key);
+    // A registry name that is not there stays as it is in texts, but does not count as defined.
+    return value == key ? std::string{} : value;
+}
+
+bool Lexer::holds(std::string_view word, std::string_view rest, Location where) {
+    const auto key = quoted(rest);
+    const bool compares = word == "ifeq" || word == "ifneq" || word == "elseifeq";
+    const auto constant = compares ? quoted(rest) : std::optional<std::string>("");
+    if (!key || !constant) {
+        diagnostics_.error(where, "expected " +
+                                      std::string(compares ? "a quoted key and a quoted constant"
+                                                           : "a quoted key") +
+                                      " after " + dollar(word));
+        return false;
+    }
+    const std::string value = key_value(*key);
+    if (!compares) return value.empty() == (word == "ifndef");
+    const bool braces = constant->find('{') != std::string::npos;
+    const bool equal = value == (braces ? key_value(*constant) : *constant);
+    return equal == (word != "ifneq");
+}
+
+std::string Lexer::find_include(const std::string& name, bool path_first) const {
+    namespace fs = std::filesystem;
+    const auto exists = [](const fs::path& path) {
+        std::error_code ignored;
+        return fs::exists(path, ignored) && !fs::is_directory(path, ignored);
+    };
+    const fs::path path(name);
+    if (path.is_absolute()) return name;
+    if (!path_first && exists(path)) return name;
+    // Next to the file that asks.
+    const fs::path beside = fs::path(diagnostics_.file_name(file_)).parent_path() / path;
+    if (!path_first && exists(beside)) return beside.string();
+    auto directories = settings_.include_directories;
+    if (const char* const list = std::getenv("MI_RAY_INCPATH")) // NOLINT(concurrency-mt-unsafe)
+        for (std::string& directory : split_path_list(list))
+            directories.push_back(std::move(directory));
+    directories.insert(directories.end(), settings_.built_in_includes.begin(),
+                       settings_.built_in_includes.end());
+    for (const std::string& directory : directories)
+        if (exists(fs::path(directory) / path)) return (fs::path(directory) / path).string();
+    if (path_first && exists(path)) return name;
+    if (path_first && exists(beside)) return beside.string();
+    return {};
+}
+
+void Lexer::include(std::string_view rest, Location where) {
+    const bool path_first = rest.starts_with('<');
+    std::optional<std::string> name;
+    if (path_first) {
+        const std::size_t close = rest.find('>');
+        if (close != std::string_view::npos) name = std::string(rest.substr(1, close - 1));
+    } else {
+        name = quoted(rest);
+    }
+    if (!name || name->empty()) {
+        diagnostics_.error(where, "expected \"file\" or <file> after $include");
+        return;
+    }
+    const std::string wanted = substitution_.path(*name);
+    const std::string found = find_include(wanted, path_first);
+    if (found.empty())
+        diagnostics_.error(where, "cannot find '" + wanted + "' to include");
+    else
+        open_file(found, where);
+}
+
+bool Lexer::open_file(const std::string& path, Location from) {
+    if (frames_.size() > settings_.include_limit || ++includes_ > include_count_limit) {
+        diagnostics_.error(from, frames_.size() > settings_.include_limit
+                                     ? "files include one another more than " +
+                                           std::to_string(settings_.include_limit) + " deep"
+                                     : std::string("too many files are included"));
+        // No use to go on: what includes itself would come here again and again.
+        close_all();
+        return false;
+    }
+    std::string error;
+    auto source = Source::from_file(path, error);
+    if (!source) {
+        diagnostics_.error(from, "cannot read '" + path + "': " + error);
+        return false;
+    }
+    open(std::move(source), path, from);
+    return true;
+}
+
+void Lexer::set_registry_actions(const std::string& name, std::string text) {
+    registry_actions_[name] = std::move(text);
+}
+
+void Lexer::lookup(const std::string& name, Location where) {
+    const auto found = registry_actions_.find(name);
+    if (found == registry_actions_.end()) {
+        // These configure renderers; an unknown one is left alone.
+        if (!name.starts_with("{_MI_") && !name.starts_with("_MI_"))
+            diagnostics_.error(where, "there is no registry entry '" + name + "'");
+        return;
+    }
+    if (frames_.size() > settings_.include_limit || ++includes_ > include_count_limit) {
+        diagnostics_.error(where, "registry entries look up one another without end");
+        close_all();
+        return;
+    }
+    std::string error;
+    if (auto source = Source::from_text(found->second, error))
+        open(std::move(source), "registry " + name, where);
+}
+
+} // namespace vx::scene

@@ -1,0 +1,67 @@
+// Puts a mesh together from the vectors, vertices and polygons of groups and triangle lists.
+#pragma once
+
+#include "host/scene/object.h"
+#include "host/scene/triangulate.h"
+
+#include <unordered_map>
+
+namespace vx::scene {
+
+class MeshBuilder {
+  public:
+    explicit MeshBuilder(bool tagged) : tagged_(tagged) {}
+
+    bool tagged() const { return tagged_; }
+    Mesh& mesh() { return mesh_; }
+
+    // Vertices that are added from here on are numbered from 0.
+    void begin_group() { base_ = mesh_.positions.size(); }
+    std::size_t group_vertices() const { return mesh_.positions.size() - base_; }
+
+    void add_vertex(const Vec3& position) { mesh_.positions.push_back(position); }
+    // For the vertex added last. False: it has this one already.
+    bool set(std::vector<Vec3>& plane, const Vec3& value) {
+        const std::size_t count = mesh_.positions.size();
+        if (plane.size() >= count) return false;
+        // What earlier vertices did not have.
+        if (plane.size() + 1 < count) plane.resize(count - 1);
+        plane.push_back(value);
+        return true;
+    }
+    static std::vector<Vec3>& plane(std::vector<std::vector<Vec3>>& planes, std::size_t index) {
+        if (planes.size() <= index) planes.resize(index + 1);
+        return planes[index];
+    }
+
+    // Index of a material name, the same for the same name; -1 for the empty one.
+    std::int32_t material(std::string_view name);
+    // Index or label for the polygons that follow.
+    void set_material(std::int32_t index_or_label) { material_ = index_or_label; }
+
+    // Corner numbers count in the group; they must be below group_vertices().
+    void add_triangle(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
+        const auto base = static_cast<std::uint32_t>(base_);
+        mesh_.triangles.push_back({a + base, b + base, c + base});
+        mesh_.triangle_material.push_back(material_);
+    }
+    void add_fan(std::span<const std::uint32_t> corners);
+    void add_strip(std::span<const std::uint32_t> corners);
+    // As triangulate.
+    bool add_polygon(std::span<const std::uint32_t> corners, std::span<const std::size_t> rings);
+
+    // Fills up what later vertices did not have, and gives the mesh away.
+    Mesh finish();
+
+  private:
+    bool tagged_;
+    Mesh mesh_;
+    std::size_t base_ = 0;
+    std::int32_t material_ = -1;
+    std::unordered_map<std::string, std::int32_t> materials_;
+    std::string last_name_;
+    std::int32_t last_material_ = -1;
+    std::vector<Triangle> scratch_;
+};
+
+} // namespace vx::scene

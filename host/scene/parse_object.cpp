@@ -1,0 +1,234 @@
+// Objects: their flags, and which kind of body they have.
+#include "host/scene/parse_object.h"
+
+namespace vx::scene {
+
+namespace {
+
+constexpr std::uint8_t ray_mask = 3;
+
+std::uint8_t ray_bits(Cursor& cursor) {
+    constexpr int highest = 255;
+    if (cursor.at_integer() && (cursor.token().integer < 0 || cursor.token().integer > highest))
+        cursor.fail("a number of flags from 0 to 3");
+    return static_cast<std::uint8_t>(cursor.integer()) & ray_mask;
+}
+
+std::uint8_t ray_flag(Cursor& cursor) {
+    if (cursor.at_integer()) return ray_bits(cursor);
+    constexpr std::uint8_t on = 3, off = 2;
+    return cursor.boolean_or(true) ? on : off;
+}
+
+void skip_box(Cursor& cursor) {
+    cursor.expect("box");
+    if (!cursor.at_number()) return;
+    cursor.vector();
+    cursor.vector();
+}
+
+void skip_map_file(Cursor& cursor) {
+    cursor.expect("file");
+    if (cursor.at_string() || cursor.at_bool()) cursor.advance();
+}
+
+bool parse_ray_flag(Cursor& cursor, ObjectFlags& flags) {
+    struct Ray {
+        std::string_view word;
+        std::uint8_t ObjectFlags::*field;
+    };
+    constexpr Ray rays[] = {
+        {"shadow", &ObjectFlags::shadow},         {"reflection", &ObjectFlags::reflection},
+        {"refraction", &ObjectFlags::refraction}, {"transparency", &ObjectFlags::transparency},
+        {"caustic", &ObjectFlags::caustic},       {"globillum", &ObjectFlags::globillum}};
+    for (const Ray& ray : rays)
+        if (cursor.accept(ray.word)) {
+            flags.*ray.field = ray_flag(cursor);
+            return true;
+        }
+    if (cursor.accept("finalgather")) {
+        if (cursor.at("file"))
+            skip_map_file(cursor);
+        else
+            flags.finalgather = ray_flag(cursor);
+    } else if (cursor.accept("trace")) {
+        flags.reflection = flags.refraction = flags.finalgather = ray_flag(cursor);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool skip_flag(Context& c) {
+    Cursor& cursor = c.cursor;
+    if (cursor.at("box")) {
+        skip_box(cursor);
+    } else if (cursor.accept("motion")) {
+        skip_box(cursor);
+    } else if (cursor.accept("max")) {
+        cursor.expect("displace");
+        cursor.number();
+    } else if (cursor.accept("ray")) {
+        cursor.expect("offset");
+        cursor.number();
+    } else if (cursor.accept("samples")) {
+        cursor.integer();
+        if (cursor.at_integer()) cursor.advance();
+    } else if (cursor.accept("shading")) {
+        cursor.expect("samples");
+        cursor.number();
+    } else if (cursor.accept("volume")) {
+        cursor.expect("group");
+        cursor.integer();
+    } else if (cursor.accept("hardware")) {
+        cursor.boolean_or(true);
+    } else if (cursor.accept("photonmap")) {
+        skip_map_file(cursor);
+    } else if (cursor.at("attribute")) {
+        skip_attribute(c);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool parse_flag(Context& c, Object& object, bool& data_seen) {
+    Cursor& cursor = c.cursor;
+    if (cursor.accept("visible"))
+        object.flags.visible = cursor.boolean_or(true);
+    else if (parse_ray_flag(cursor, object.flags)) {
+    } else if (cursor.accept("shadowmap"))
+        object.flags.shadowmap = cursor.boolean_or(true);
+    else if (cursor.accept("select"))
+        object.flags.select = cursor.boolean_or(true);
+    else if (cursor.accept("tagged"))
+        object.flags.tagged = cursor.boolean_or(true);
+    else if (cursor.accept("face"))
+        object.flags.face = parse_face(cursor);
+    else if (cursor.accept("tag"))
+        object.label = cursor.label();
+    else if (cursor.accept("transform"))
+        object.transform = cursor.matrix();
+    else if (cursor.accept("data"))
+        parse_data_item(c, object.data, data_seen);
+    else
+        return skip_flag(c);
+    return true;
+}
+
+// Over geometry of a kind that is not supported and all that follows, `end object` included.
+void skip_body(Context& c) {
+    Cursor& cursor = c.cursor;
+    const Location where = cursor.where();
+    const std::string kind(cursor.token().text);
+    c.diagnostics.warning_once("object " + kind, where,
+                               "geometry '" + kind + "' is not supported: it is skipped");
+    // A bracketed count tells the length of a binary block behind it, in words.
+    std::size_t count = 0;
+    bool in_bracket = false;
+    for (;;) {
+        if (cursor.at_end()) cursor.fail("'end object'");
+        if (cursor.token().kind == TokenKind::backquote) {
+            cursor.skip_binary(count * 4);
+            continue;
+        }
+        if (cursor.at("end")) {
+            cursor.advance();
+            if (cursor.accept("object")) return;
+            continue;
+        }
+        if (cursor.at_mark('['))
+            in_bracket = true;
+        else if (in_bracket && cursor.at_integer() && cursor.token().integer > 0)
+            count = static_cast<std::size_t>(cursor.token().integer);
+        else if (cursor.at_mark(']'))
+            in_bracket = false;
+        cursor.advance();
+    }
+}
+
+void parse_body(Context& c, MeshBuilder& builder) {
+    Cursor& cursor = c.cursor;
+    for (;;) {
+        if (cursor.accept("end")) {
+            cursor.expect("object");
+            return;
+        }
+        if (cursor.at("group")) {
+            if (!parse_group(c, builder)) return skip_body(c);
+        } else if (cursor.at("trilist")) {
+            parse_trilist(c, builder);
+        } else if (cursor.at_any(
+                       {"approximate", "visible", "trace", "shadow", "caustic", "globillum"})) {
+            skip_approximation(cursor);
+        } else if (cursor.at_any({"basis", "hair", "particle", "file", "intersection", "curve",
+                                  "surface", "subdivision", "ccmesh", "space", "connect"})) {
+            return skip_body(c);
+        } else {
+            cursor.fail("a body of the object or 'end object'");
+        }
+    }
+}
+
+// Names of objects may be left out; a word that begins a flag or body is none then.
+bool at_object_name(const Cursor& cursor) {
+    if (cursor.at_string()) return true;
+    return cursor.at_word() &&
+           !cursor.at_any({"visible",    "shadow",       "shadowmap",    "trace",    "reflection",
+                           "refraction", "transparency", "finalgather",  "caustic",  "globillum",
+                           "select",     "tagged",       "face",         "box",      "motion",
+                           "max",        "ray",          "samples",      "shading",  "data",
+                           "tag",        "transform",    "volume",       "hardware", "photonmap",
+                           "attribute",  "basis",        "group",        "trilist",  "hair",
+                           "particle",   "file",         "intersection", "end"});
+}
+
+void finish(Context& c, Object object, std::optional<Mesh> mesh) {
+    if (object.name.empty()) {
+        c.diagnostics.warning_once("object without name", object.where,
+                                   "an object without a name cannot be used");
+        return;
+    }
+    c.names.keep(object);
+    object.mesh = std::move(mesh);
+    c.receiver.on_object(std::move(object));
+}
+
+} // namespace
+
+void skip_approximation(Cursor& cursor) {
+    while (!cursor.at_any({"end", "c", "cp", "p", "strip", "fan"})) {
+        if (!cursor.at_word() && !cursor.at_number() && !cursor.at_string() && !cursor.at_mark('%'))
+            cursor.fail("an approximation");
+        cursor.advance();
+    }
+}
+
+void parse_object(Context& c, bool incremental) {
+    Cursor& cursor = c.cursor;
+    DefinedName name;
+    name.where = cursor.where();
+    cursor.advance();
+    if (at_object_name(cursor)) name = parse_defined_name(c, "object");
+    try {
+        auto object = c.names.start<Object>(name.name, name.where, incremental);
+        bool data_seen = false;
+        while (parse_flag(c, object, data_seen)) {
+        }
+        std::optional<Mesh> mesh;
+        if (cursor.accept("end")) {
+            cursor.expect("object");
+            if (!incremental) mesh.emplace();
+        } else {
+            MeshBuilder builder(object.flags.tagged);
+            parse_body(c, builder);
+            mesh = builder.finish();
+        }
+        finish(c, std::move(object), std::move(mesh));
+    } catch (const SyntaxError&) {
+        if (!name.name.empty()) c.names.keep_name<Object>(name.name);
+        throw;
+    }
+}
+
+} // namespace vx::scene

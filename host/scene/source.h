@@ -1,0 +1,41 @@
+// The bytes of a scene file, whole and in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vx::scene {
+
+/*
+ * A text with at least 16 zero bytes behind its end, so that a scanner may look ahead without
+ * asking. Compressed input (gzip, also several members in a row) is unpacked.
+ */
+class Source {
+  public:
+    const char* begin() const { return bytes_.get(); }
+    const char* end() const { return bytes_.get() + size_; }
+    std::size_t size() const { return size_; }
+
+    // Null with a reason in `error` when the file cannot be read or unpacked.
+    static std::unique_ptr<Source> from_file(const std::string& path, std::string& error);
+    static std::unique_ptr<Source> from_descriptor(int descriptor, std::string& error);
+    static std::unique_ptr<Source> from_text(std::string_view text, std::string& error);
+
+  private:
+    struct Free {
+        void operator()(char* p) const { std::free(p); }
+    };
+    using Bytes = std::unique_ptr<char, Free>;
+
+    static std::unique_ptr<Source> unpack(std::unique_ptr<Source> packed, std::string& error);
+    bool reserve(std::size_t capacity);
+    void finish();
+
+    Bytes bytes_;
+    std::size_t size_ = 0, capacity_ = 0;
+};
+
+} // namespace vx::scene

@@ -1,0 +1,294 @@
+#include "host/scene/triangulate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+namespace vx::scene {
+
+namespace {
+
+// Tests of one point against one triangle before the rest of a polygon is cut as a fan.
+constexpr std::size_t work_limit = 200'000'000;
+
+struct Point {
+    double x = 0, y = 0;
+    bool operator==(const Point&) const = default;
+};
+
+// Twice the signed area.
+double cross(Point a, Point b, Point c) {
+    return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
+}
+
+bool in_triangle(Point p, Point a, Point b, Point c) {
+    return cross(a, b, p) >= 0 && cross(b, c, p) >= 0 && cross(c, a, p) >= 0;
+}
+
+struct Vector {
+    double x = 0, y = 0, z = 0;
+};
+
+Vector newell_normal(std::span<const Vec3> points, std::span<const std::uint32_t> ring) {
+    Vector n;
+    const Vec3 base = points[ring[0]]; // keeps digits when the polygon is far from the origin
+    for (std::size_t i = 0; i < ring.size(); ++i) {
+        const Vec3& p = points[ring[i]];
+        const Vec3& q = points[ring[(i + 1) % ring.size()]];
+        const double px = double(p.x) - base.x, py = double(p.y) - base.y,
+                     pz = double(p.z) - base.z;
+        const double qx = double(q.x) - base.x, qy = double(q.y) - base.y,
+                     qz = double(q.z) - base.z;
+        n.x += (py - qy) * (pz + qz);
+        n.y += (pz - qz) * (px + qx);
+        n.z += (px - qx) * (py + qy);
+    }
+    return n;
+}
+
+// Seen along the largest part of the normal, turned so that the outline runs counter-clockwise.
+std::vector<Point> project(std::span<const Vec3> points, std::span<const std::uint32_t> corners,
+                           const Vector& n) {
+    const double ax = std::abs(n.x), ay = std::abs(n.y), az = std::abs(n.z);
+    std::vector<Point> flat;
+    flat.reserve(corners.size());
+    for (const std::uint32_t corner : corners) {
+        const Vec3& p = points[corner];
+        if (az >= ax && az >= ay)
+            flat.push_back(n.z >= 0 ? Point{p.x, p.y} : Point{p.y, p.x});
+        else if (ay >= ax)
+            flat.push_back(n.y >= 0 ? Point{p.z, p.x} : Point{p.x, p.z});
+        else
+            flat.push_back(n.x >= 0 ? Point{p.y, p.z} : Point{p.z, p.y});
+    }
+    return flat;
+}
+
+double signed_area(const std::vector<Point>& flat, std::span<const std::uint32_t> ring) {
+    double area = 0;
+    for (std::size_t i = 0; i < ring.size(); ++i) {
+        const Point p = flat[ring[i]], q = flat[ring[(i + 1) % ring.size()]];
+        area += (p.x - flat[ring[0]].x) * (q.y - flat[ring[0]].y) -
+                (q.x - flat[ring[0]].x) * (p.y - flat[ring[0]].y);
+    }
+    return area;
+}
+
+// Whether a line from corner `i` to `m` starts into the inside of the outline.
+bool starts_inside(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
+                   std::size_t i, Point m) {
+    const Point before = flat[outline[(i + outline.size() - 1) % outline.size()]];
+    const Point at = flat[outline[i]];
+    const Point after = flat[outline[(i + 1) % outline.size()]];
+    const bool left_of_both = cross(before, at, m) >= 0 && cross(at, after, m) >= 0;
+    const bool right_of_both = cross(before, at, m) < 0 && cross(at, after, m) < 0;
+    return cross(before, at, after) > 0 ? left_of_both : !right_of_both;
+}
+
+// Ends of earlier bridges lie on one another: only one of them sees `m`.
+std::size_t pick_twin(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
+                      std::size_t chosen, Point m) {
+    for (std::size_t i = 0; i < outline.size(); ++i)
+        if (flat[outline[i]] == flat[outline[chosen]] && starts_inside(flat, outline, i, m))
+            return i;
+    return chosen;
+}
+
+/*
+ * Where in `outline` a bridge from `m`, the hole's rightmost point, may land: the edge that a ray
+ * to the right meets first gives a candidate; a corner inside the triangle between them is in the
+ * way, and the one nearest in angle to the ray is taken instead.
+ */
+std::size_t bridge_end(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
+                       Point m) {
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    double nearest = infinite;
+    std::size_t best = outline.size();
+    Point hit;
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        const std::size_t j = (i + 1) % outline.size();
+        const Point a = flat[outline[i]], b = flat[outline[j]];
+        // Edges of a counter-clockwise outline that lie to the right run upwards.
+        if (!(a.y <= m.y && b.y >= m.y) || a.y == b.y) continue;
+        const double x = a.x + (m.y - a.y) / (b.y - a.y) * (b.x - a.x);
+        if (x < m.x || x >= nearest) continue;
+        nearest = x;
+        hit = {x, m.y};
+        best = a.x > b.x ? i : j;
+        if (hit == a) best = i;
+        if (hit == b) best = j;
+    }
+    if (best == outline.size()) {
+        // The hole is not inside: any corner will do.
+        return 0;
+    }
+    const Point p = flat[outline[best]];
+    if (p == hit) return pick_twin(flat, outline, best, m);
+    double smallest = infinite;
+    std::size_t chosen = best;
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        const Point q = flat[outline[i]];
+        if (q == p || q.x < m.x) continue;
+        const bool inside = p.y > m.y ? in_triangle(q, m, hit, p) : in_triangle(q, m, p, hit);
+        if (!inside) continue;
+        const Point before = flat[outline[(i + outline.size() - 1) % outline.size()]];
+        const Point after = flat[outline[(i + 1) % outline.size()]];
+        if (cross(before, q, after) > 0) continue; // not reflex: hidden behind its own edges
+        const double angle = std::abs(q.y - m.y) / std::max(q.x - m.x, 1e-300);
+        if (angle < smallest || (angle == smallest && q.x < flat[outline[chosen]].x)) {
+            smallest = angle;
+            chosen = i;
+        }
+    }
+    return pick_twin(flat, outline, chosen, m);
+}
+
+void join_hole(const std::vector<Point>& flat, std::vector<std::uint32_t>& outline,
+               const std::vector<std::uint32_t>& hole) {
+    const auto right = std::max_element(hole.begin(), hole.end(),
+                                        [&](auto a, auto b) { return flat[a].x < flat[b].x; });
+    const std::size_t at = bridge_end(flat, outline, flat[*right]);
+    std::vector<std::uint32_t> bridge(right, hole.end());
+    bridge.insert(bridge.end(), hole.begin(), right);
+    bridge.push_back(*right);
+    bridge.push_back(outline[at]);
+    outline.insert(outline.begin() + static_cast<std::ptrdiff_t>(at) + 1, bridge.begin(),
+                   bridge.end());
+}
+
+class EarClipper {
+  public:
+    EarClipper(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline)
+        : outline_(outline), next_(outline.size()), previous_(outline.size()) {
+        const std::size_t n = outline.size();
+        at_.reserve(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            at_.push_back(flat[outline[i]]);
+            next_[i] = (i + 1) % n;
+            previous_[i] = (i + n - 1) % n;
+        }
+        reflex_.resize(n);
+        for (std::size_t i = 0; i < n; ++i)
+            reflex_[i] = !convex(i);
+    }
+
+    bool run(std::span<const std::uint32_t> corners, std::vector<Triangle>& triangles) {
+        std::size_t left = outline_.size(), now = 0, refused = 0;
+        bool in_budget = true;
+        while (left > 3) {
+            in_budget = in_budget && work_ < work_limit;
+            // After a full turn without an ear the polygon crosses itself: cut where we are.
+            if (in_budget && refused < left && !is_ear(now)) {
+                now = next_[now];
+                ++refused;
+                continue;
+            }
+            emit(now, corners, triangles);
+            const std::size_t before = previous_[now], after = next_[now];
+            next_[before] = after;
+            previous_[after] = before;
+            reflex_[before] = !convex(before);
+            reflex_[after] = !convex(after);
+            --left;
+            refused = 0;
+            // Going on behind the neighbour spreads the cuts and avoids long thin fans.
+            now = next_[after];
+        }
+        emit(now, corners, triangles);
+        return in_budget;
+    }
+
+  private:
+    bool convex(std::size_t i) const { return cross(at_[previous_[i]], at_[i], at_[next_[i]]) > 0; }
+
+    bool is_ear(std::size_t i) {
+        if (reflex_[i]) return false;
+        const Point a = at_[previous_[i]], b = at_[i], c = at_[next_[i]];
+        for (std::size_t j = next_[next_[i]]; j != previous_[i]; j = next_[j]) {
+            ++work_;
+            if (!reflex_[j]) continue;
+            const Point p = at_[j];
+            // The two ends of a bridge lie on one another.
+            if (p == a || p == b || p == c) continue;
+            if (in_triangle(p, a, b, c)) return false;
+        }
+        return true;
+    }
+
+    void emit(std::size_t i, std::span<const std::uint32_t> corners,
+              std::vector<Triangle>& triangles) const {
+        const Triangle t = {corners[outline_[previous_[i]]], corners[outline_[i]],
+                            corners[outline_[next_[i]]]};
+        if (t[0] != t[1] && t[1] != t[2] && t[2] != t[0]) triangles.push_back(t);
+    }
+
+    const std::vector<std::uint32_t>& outline_;
+    std::vector<Point> at_;
+    std::vector<std::size_t> next_, previous_;
+    std::vector<bool> reflex_;
+    std::size_t work_ = 0;
+};
+
+// Four corners, the usual case: one of the two diagonals, without the machinery.
+void split_quad(std::span<const Vec3> points, std::span<const std::uint32_t> q,
+                std::vector<Triangle>& triangles) {
+    const Vector n = newell_normal(points, q);
+    const std::vector<Point> p = project(points, q, n);
+    const bool first = cross(p[0], p[1], p[2]) > 0 && cross(p[0], p[2], p[3]) > 0;
+    const bool second = cross(p[1], p[2], p[3]) > 0 && cross(p[1], p[3], p[0]) > 0;
+    if (first || !second) {
+        triangles.push_back({q[0], q[1], q[2]});
+        triangles.push_back({q[0], q[2], q[3]});
+    } else {
+        triangles.push_back({q[1], q[2], q[3]});
+        triangles.push_back({q[1], q[3], q[0]});
+    }
+}
+
+} // namespace
+
+bool triangulate(std::span<const Vec3> points, std::span<const std::uint32_t> corners,
+                 std::span<const std::size_t> rings, std::vector<Triangle>& triangles) {
+    if (rings.size() == 1 && corners.size() == 3) {
+        triangles.push_back({corners[0], corners[1], corners[2]});
+        return true;
+    }
+    if (rings.size() == 1 && corners.size() == 4) {
+        split_quad(points, corners, triangles);
+        return true;
+    }
+    const Vector normal = newell_normal(points, corners.first(rings[0]));
+    const std::vector<Point> flat = project(points, corners, normal);
+    std::vector<std::uint32_t> outline(rings[0]);
+    std::iota(outline.begin(), outline.end(), 0u);
+
+    std::vector<std::vector<std::uint32_t>> holes;
+    std::size_t start = rings[0];
+    for (const std::size_t length : rings.subspan(1)) {
+        std::vector<std::uint32_t> hole(length);
+        std::iota(hole.begin(), hole.end(), static_cast<std::uint32_t>(start));
+        if (signed_area(flat, hole) > 0) std::reverse(hole.begin(), hole.end());
+        holes.push_back(std::move(hole));
+        start += length;
+    }
+    // From right to left, so that a bridge never crosses a hole that is still to come.
+    const auto rightmost = [&](const std::vector<std::uint32_t>& hole) {
+        double x = -std::numeric_limits<double>::infinity();
+        for (const std::uint32_t i : hole)
+            x = std::max(x, flat[i].x);
+        return x;
+    };
+    std::stable_sort(holes.begin(), holes.end(),
+                     [&](const auto& a, const auto& b) { return rightmost(a) > rightmost(b); });
+    std::size_t bridging = 0;
+    for (const auto& hole : holes) {
+        bridging += outline.size();
+        if (bridging > work_limit) break;
+        join_hole(flat, outline, hole);
+    }
+    const bool clipped = EarClipper(flat, outline).run(corners, triangles);
+    return clipped && bridging <= work_limit;
+}
+
+} // namespace vx::scene
