@@ -1,0 +1,71 @@
+#include "host/image/filter.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace vx::image {
+
+namespace {
+
+float own_size(FilterKind kind) {
+    switch (kind) {
+    case FilterKind::box:
+        return 1.0f;
+    case FilterKind::triangle:
+        return 2.0f;
+    case FilterKind::gauss:
+        return 3.0f;
+    case FilterKind::mitchell:
+    case FilterKind::lanczos:
+        return 4.0f;
+    }
+    return 1.0f;
+}
+
+float mitchell(float x) {
+    constexpr float b = 1.0f / 3.0f;
+    constexpr float c = 1.0f / 3.0f;
+    if (x < 1.0f)
+        return ((12 - 9 * b - 6 * c) * x * x * x + (-18 + 12 * b + 6 * c) * x * x + (6 - 2 * b)) /
+               6.0f;
+    return ((-b - 6 * c) * x * x * x + (6 * b + 30 * c) * x * x + (-12 * b - 48 * c) * x +
+            (8 * b + 24 * c)) /
+           6.0f;
+}
+
+float sinc(float x) {
+    const float t = std::numbers::pi_v<float> * x;
+    return t < 1e-4f ? 1.0f : std::sin(t) / t;
+}
+
+// u: distance over radius, 0 to 1.
+float profile(FilterKind kind, float u) {
+    switch (kind) {
+    case FilterKind::box:
+        return 1.0f;
+    case FilterKind::triangle:
+        return 1.0f - u;
+    case FilterKind::gauss:
+        return std::exp(-4.5f * u * u);
+    case FilterKind::mitchell:
+        return mitchell(2.0f * u);
+    case FilterKind::lanczos:
+        return sinc(2.0f * u) * sinc(u);
+    }
+    return 0.0f;
+}
+
+} // namespace
+
+Filter::Filter(FilterKind kind, float width, float height)
+    : kind_(kind), radius_x_(0.5f * (width > 0.0f ? width : own_size(kind))),
+      radius_y_(0.5f * (height > 0.0f ? height : own_size(kind))) {}
+
+float Filter::weight(float dx, float dy) const {
+    // Half open, so that a box of one pixel gives every sample to exactly one pixel.
+    if (!(dx >= -radius_x_ && dx < radius_x_ && dy >= -radius_y_ && dy < radius_y_)) return 0.0f;
+    if (kind_ == FilterKind::box) return 1.0f;
+    return profile(kind_, std::abs(dx) / radius_x_) * profile(kind_, std::abs(dy) / radius_y_);
+}
+
+} // namespace vx::image

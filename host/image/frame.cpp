@@ -1,0 +1,140 @@
+#include "host/image/frame.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vx::image {
+
+namespace {
+
+std::size_t area(const Rect& rect) {
+    return rect.empty() ? 0
+                        : static_cast<std::size_t>(rect.width()) *
+                              static_cast<std::size_t>(rect.height());
+}
+
+miVector scaled(const miVector& v, float f) {
+    return {v.x * f, v.y * f, v.z * f};
+}
+
+void accumulate(miColor& sum, const miColor& c, float w) {
+    sum.r += c.r * w;
+    sum.g += c.g * w;
+    sum.b += c.b * w;
+    sum.a += c.a * w;
+}
+
+} // namespace
+
+Tile::Tile(Rect rect, const Filter& filter, bool surfaces) : rect_(rect), filter_(filter) {
+    // A sample in the outermost pixel reaches pixels whose centre is closer than the radius.
+    const int bx = static_cast<int>(std::ceil(filter.radius_x() - 0.5f));
+    const int by = static_cast<int>(std::ceil(filter.radius_y() - 0.5f));
+    reach_ = {rect.x0 - bx, rect.y0 - by, rect.x1 + bx, rect.y1 + by};
+    sums_.resize(area(reach_));
+    if (surfaces) surfaces_.resize(area(rect_));
+}
+
+void Tile::add(const Sample& sample, float weight) {
+    const int x0 =
+        std::max(reach_.x0, static_cast<int>(std::floor(sample.x - filter_.radius_x() - 0.5f)));
+    const int y0 =
+        std::max(reach_.y0, static_cast<int>(std::floor(sample.y - filter_.radius_y() - 0.5f)));
+    const int x1 =
+        std::min(reach_.x1 - 1, static_cast<int>(std::ceil(sample.x + filter_.radius_x() - 0.5f)));
+    const int y1 =
+        std::min(reach_.y1 - 1, static_cast<int>(std::ceil(sample.y + filter_.radius_y() - 0.5f)));
+    const auto stride = static_cast<std::size_t>(reach_.width());
+    for (int y = y0; y <= y1; ++y) {
+        Sum* const row = sums_.data() + static_cast<std::size_t>(y - reach_.y0) * stride;
+        for (int x = x0; x <= x1; ++x) {
+            const float w = weight * filter_.weight(sample.x - (static_cast<float>(x) + 0.5f),
+                                                    sample.y - (static_cast<float>(y) + 0.5f));
+            if (w == 0.0f) continue;
+            Sum& sum = row[x - reach_.x0];
+            accumulate(sum.color, sample.color, w);
+            sum.weight += w;
+        }
+    }
+    if (surfaces_.empty()) return;
+
+    const int px = std::clamp(static_cast<int>(std::floor(sample.x)), rect_.x0, rect_.x1 - 1);
+    const int py = std::clamp(static_cast<int>(std::floor(sample.y)), rect_.y0, rect_.y1 - 1);
+    Surface& surface = surfaces_[static_cast<std::size_t>(py - rect_.y0) *
+                                     static_cast<std::size_t>(rect_.width()) +
+                                 static_cast<std::size_t>(px - rect_.x0)];
+    const float dx = sample.x - (static_cast<float>(px) + 0.5f);
+    const float dy = sample.y - (static_cast<float>(py) + 0.5f);
+    if (dx * dx + dy * dy < surface.nearest) {
+        surface.nearest = dx * dx + dy * dy;
+        surface.depth = sample.depth;
+        surface.normal = sample.normal;
+        surface.motion = sample.motion;
+        surface.label = sample.label;
+    }
+    if (sample.depth < no_depth) {
+        surface.hits += 1.0f;
+        surface.depth_sum += sample.depth;
+        mi_vector_add(&surface.normal_sum, &surface.normal_sum, &sample.normal);
+        mi_vector_add(&surface.motion_sum, &surface.motion_sum, &sample.motion);
+    }
+}
+
+Frame::Frame(int width, int height, bool surfaces) : width_(width), height_(height) {
+    sums_.resize(area({0, 0, width, height}));
+    if (surfaces) surfaces_.resize(sums_.size());
+}
+
+void Frame::merge(const Tile& tile) {
+    const Rect& reach = tile.reach_;
+    for (int y = std::max(0, reach.y0); y < std::min(height_, reach.y1); ++y)
+        for (int x = std::max(0, reach.x0); x < std::min(width_, reach.x1); ++x) {
+            const Tile::Sum& from = tile.sums_[static_cast<std::size_t>(y - reach.y0) *
+                                                   static_cast<std::size_t>(reach.width()) +
+                                               static_cast<std::size_t>(x - reach.x0)];
+            Tile::Sum& to = sums_[index(x, y)];
+            accumulate(to.color, from.color, 1.0f);
+            to.weight += from.weight;
+        }
+    if (surfaces_.empty() || tile.surfaces_.empty()) return;
+    const Rect& rect = tile.rect_;
+    for (int y = std::max(0, rect.y0); y < std::min(height_, rect.y1); ++y)
+        for (int x = std::max(0, rect.x0); x < std::min(width_, rect.x1); ++x)
+            surfaces_[index(x, y)] = tile.surfaces_[static_cast<std::size_t>(y - rect.y0) *
+                                                        static_cast<std::size_t>(rect.width()) +
+                                                    static_cast<std::size_t>(x - rect.x0)];
+}
+
+miColor Frame::color(int x, int y) const {
+    const Tile::Sum& sum = sums_[index(x, y)];
+    if (sum.weight == 0.0f) return {};
+    const float f = 1.0f / sum.weight;
+    return {sum.color.r * f, sum.color.g * f, sum.color.b * f, sum.color.a * f};
+}
+
+float Frame::depth(int x, int y, bool interpolated) const {
+    if (surfaces_.empty()) return no_depth;
+    const Surface& s = surfaces_[index(x, y)];
+    if (!interpolated) return s.depth;
+    return s.hits > 0.0f ? s.depth_sum / s.hits : no_depth;
+}
+
+miVector Frame::normal(int x, int y, bool interpolated) const {
+    if (surfaces_.empty()) return {};
+    const Surface& s = surfaces_[index(x, y)];
+    if (!interpolated) return s.normal;
+    return s.hits > 0.0f ? scaled(s.normal_sum, 1.0f / s.hits) : miVector{};
+}
+
+miVector Frame::motion(int x, int y, bool interpolated) const {
+    if (surfaces_.empty()) return {};
+    const Surface& s = surfaces_[index(x, y)];
+    if (!interpolated) return s.motion;
+    return s.hits > 0.0f ? scaled(s.motion_sum, 1.0f / s.hits) : miVector{};
+}
+
+miUint Frame::label(int x, int y) const {
+    return surfaces_.empty() ? 0 : surfaces_[index(x, y)].label;
+}
+
+} // namespace vx::image

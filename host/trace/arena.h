@@ -1,0 +1,111 @@
+// Memory of one rendering thread for the states of its rays.
+#pragma once
+
+#include "host/trace/accel.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace vx::trace {
+
+// Where a ray met a surface; a state's `cache` points to one while the state's point is that place.
+struct SurfacePoint {
+    miVector point{};
+    miVector normal_geom{}; // not turned over
+    float error = 0.0f;     // how far off the surface rounding may have put the point
+    Primitive primitive;
+};
+
+// A state and what its pointers point to.
+struct Slot {
+    miState state{}; // first: a state's address is its slot's
+    SurfacePoint surface;
+    std::vector<miVector> textures, bump_x, bump_y;
+};
+
+/*
+ * States lie in slots numbered by depth. A call from the state in slot k uses a slot above k and
+ * above those of all calls under way, so a child state stays as it is until the next call from the
+ * same state. Slots never move.
+ */
+class ThreadArena {
+  public:
+    static constexpr std::size_t max_depth = 500;
+
+    // The slot for a child of `parent` (null: the first slot), or null when calls nest too deep.
+    Slot* take(const miState* parent) {
+        std::size_t at = active_;
+        if (parent) {
+            const std::size_t own = index_of(parent);
+            if (own != none && own + 1 > at) at = own + 1;
+        }
+        if (at >= max_depth) return nullptr;
+        while (slots_.size() <= at)
+            slots_.push_back(std::make_unique<Slot>());
+        last_taken_ = at;
+        return slots_[at].get();
+    }
+
+    // Holds a slot while the shaders of its state run.
+    class Running {
+      public:
+        Running(ThreadArena& arena, const Slot* slot)
+            : arena_(arena), before_(arena.active_) {
+            arena_.active_ = arena_.index_of(&slot->state) + 1;
+        }
+        ~Running() { arena_.active_ = before_; }
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+
+      private:
+        ThreadArena& arena_;
+        std::size_t before_;
+    };
+
+    // Shadow rays in segment mode: the occluders of the innermost light, and the next one's number.
+    struct Occluders {
+        std::vector<Hit> hits;
+        std::size_t next = 0;
+    };
+    Occluders* occluders = nullptr;
+    std::vector<std::unique_ptr<Occluders>> occluder_memory; // by nesting
+    std::size_t occluder_depth = 0;
+
+    // Quasi-random loops of shaders.
+    struct Loop {
+        const void* counter = nullptr; // address of the caller's counter
+        std::uint64_t seed = 0;
+    };
+    std::uint64_t eye_key = 0; // of the eye ray under way; 0 for the frame's first
+    std::vector<std::pair<std::size_t, std::uint32_t>> asked; // per shader instance since then
+    std::array<Loop, 64> loops{};
+    std::size_t next_loop = 0;
+
+    std::array<miVector, 3> corners{}; // of mi_tri_vectors
+
+    void begin_eye_ray(std::uint64_t key) {
+        eye_key = key;
+        asked.clear();
+    }
+
+  private:
+    static constexpr std::size_t none = ~std::size_t{0};
+    [[nodiscard]] std::size_t index_of(const miState* state) const {
+        // Nearly always the state whose shader runs now, or its child.
+        if (active_ > 0 && active_ <= slots_.size() && &slots_[active_ - 1]->state == state)
+            return active_ - 1;
+        if (last_taken_ < slots_.size() && &slots_[last_taken_]->state == state)
+            return last_taken_;
+        for (std::size_t i = 0; i < slots_.size(); ++i)
+            if (&slots_[i]->state == state) return i;
+        return none;
+    }
+
+    std::vector<std::unique_ptr<Slot>> slots_;
+    std::size_t active_ = 0;
+    std::size_t last_taken_ = 0;
+};
+
+} // namespace vx::trace

@@ -1,0 +1,325 @@
+#include "host/trace/renderer.h"
+
+#include "host/shading/call.h"
+#include "host/trace/surface.h"
+
+namespace vx::trace {
+
+namespace {
+
+std::atomic<std::uint64_t> next_id{1};
+
+struct ArenaOfThread {
+    std::uint64_t renderer = 0;
+    ThreadArena* arena = nullptr;
+};
+thread_local ArenaOfThread of_thread;
+
+} // namespace
+
+Renderer::Renderer(shading::Context& context, const World& world, miCamera& camera,
+                   miOptions& options)
+    : context_(context), world_(world), camera_(camera), options_(options), id_(next_id++) {
+    const auto* const instance =
+        context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
+    const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : identity;
+    camera_origin_ = point(to_world.data(), {0.0f, 0.0f, 0.0f});
+    camera_forward_ = normalized(direction(to_world.data(), {0.0f, 0.0f, -1.0f}));
+    context_.renderer = this;
+}
+
+Renderer::~Renderer() {
+    if (context_.renderer == this) context_.renderer = nullptr;
+}
+
+ThreadArena& Renderer::arena() {
+    if (of_thread.renderer == id_) return *of_thread.arena;
+    const std::scoped_lock lock(arenas_mutex_);
+    arenas_.push_back(std::make_unique<ThreadArena>());
+    of_thread = {id_, arenas_.back().get()};
+    return *arenas_.back();
+}
+
+miState Renderer::frame_state() const {
+    miState state{};
+    state.version = 2;
+    state.camera_inst = world_.camera_instance();
+    state.camera = &camera_;
+    state.options = &options_;
+    state.global_lock = context_.global_lock;
+    state.type = miRAY_EYE;
+    state.volume = camera_.volume;
+    state.environment = camera_.environment;
+    state.face = options_.face;
+    state.ior = 1.0f;
+    state.ior_in = 1.0f;
+    state.importance = 1.0f;
+    return state;
+}
+
+void Renderer::too_deep() {
+    if (!told_too_deep_.exchange(true))
+        context_.say(shading::Level::warning,
+                     "rays nest too deep; those beyond see nothing (told once)");
+}
+
+// A new state below `parent`, a copy of it, with nothing yet of a ray of its own.
+Slot* Renderer::child(miState* parent) {
+    context_.check_aborted();
+    Slot* const slot = arena().take(parent);
+    if (!slot) {
+        too_deep();
+        return nullptr;
+    }
+    slot->state = *parent;
+    slot->state.parent = parent;
+    slot->state.child = nullptr;
+    slot->state.cache = nullptr;
+    return slot;
+}
+
+EyeResult Renderer::eye(const EyeRay& ray) {
+    ThreadArena& memory = arena();
+    memory.begin_eye_ray(ray.key);
+    Slot* const slot = memory.take(nullptr);
+    if (!slot) return {};
+    shading::ThreadContext& thread = context_.thread();
+    miState& state = slot->state;
+    state = frame_state();
+    state.thread = static_cast<short>(thread.number);
+    state.raster_x = ray.raster_x;
+    state.raster_y = ray.raster_y;
+    state.org = ray.origin;
+    state.dir = ray.direction;
+    state.point = ray.origin;
+
+    EyeResult result;
+    const shading::StateScope scope(thread, state);
+    if (options_.lens && camera_.lens != miNULLTAG) {
+        const ThreadArena::Running running(memory, slot);
+        shading::call_one(context_, camera_.lens, &result.color, &state, miSHADER_LENS);
+    } else {
+        cast_eye(&result.color, &state, false);
+    }
+    result.hit = state.child != nullptr;
+    if (result.hit) {
+        result.depth = dot(state.point - camera_origin_, camera_forward_);
+        result.normal = state.normal;
+        result.motion = state.motion;
+        result.label = state.label;
+    }
+    return result;
+}
+
+bool Renderer::trace_eye(miColor* result, miState* state, const miVector& origin,
+                         const miVector& direction) {
+    const miVector dir = normalized(direction);
+    state->org = origin;
+    state->dir = dir;
+    *result = {};
+    const miTag next = state->shader ? state->shader->next_function : miNULLTAG;
+    if (next == miNULLTAG) return cast_eye(result, state, true);
+
+    Slot* const slot = child(state);
+    if (!slot) {
+        state->child = nullptr;
+        return false;
+    }
+    const shading::StateScope scope(context_.thread(), slot->state);
+    const ThreadArena::Running running(arena(), slot);
+    state->child = &slot->state;
+    const bool lit = shading::call_one(context_, next, result, &slot->state, miSHADER_LENS);
+    const bool hit = slot->state.child != nullptr;
+    state->child = hit ? &slot->state : nullptr;
+    if (hit) {
+        state->label = slot->state.label;
+        state->point = slot->state.point;
+        state->normal = slot->state.normal;
+        state->dist = slot->state.dist;
+        state->motion = slot->state.motion;
+    }
+    return lit;
+}
+
+// Casts the eye ray of `state` and shades what it meets. Without a lens shader the material's state
+// has no parent.
+bool Renderer::cast_eye(miColor* result, miState* state, bool through_lens) {
+    Slot* const slot = child(state);
+    state->child = nullptr;
+    if (!slot) return false;
+    miState& c = slot->state;
+    if (!through_lens) c.parent = nullptr;
+    c.type = miRAY_EYE;
+
+    Ray ray;
+    ray.origin = c.org;
+    ray.direction = c.dir;
+    ray.mask = mask_eye;
+    ray.faces = true;
+    // The clipping distances lie along the viewing direction; a lens may send rays anywhere else.
+    const float cosine = dot(c.dir, camera_forward_);
+    const float stretch = cosine > 1e-3f ? 1.0f / cosine : 1.0f;
+    ray.near_limit = camera_.clip.min * stretch;
+    ray.far_limit = camera_.clip.max * stretch;
+
+    const shading::StateScope scope(context_.thread(), c);
+    const ThreadArena::Running running(arena(), slot);
+    Hit hit;
+    if (!world_.accel().intersect(ray, hit)) return leave_scene(result, *slot);
+    enter_surface(hit, true, *slot);
+    state->child = &c;
+    const bool lit = shade(result, *slot);
+    state->label = c.label;
+    state->point = c.point;
+    state->normal = c.normal;
+    state->dist = c.dist;
+    state->motion = c.motion;
+    return lit;
+}
+
+// The surface, its material's shader and environment into the state of the ray that met it.
+void Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
+    fill_surface(world_, hit, face_ray, slot);
+    miState& state = slot.state;
+    state.refraction_volume = miNULLTAG;
+    const auto* const material =
+        context_.database.find<miMaterial>(state.material, miSCENE_MATERIAL);
+    if (!material) {
+        state.shader = nullptr;
+        return;
+    }
+    state.shader = context_.database.find<miFunction>(material->shader, miSCENE_FUNCTION);
+    state.refraction_volume = material->volume;
+    if (material->environment != miNULLTAG) state.environment = material->environment;
+}
+
+bool Renderer::shade(miColor* result, Slot& slot) {
+    const auto* const material =
+        context_.database.find<miMaterial>(slot.state.material, miSCENE_MATERIAL);
+    bool lit = false;
+    if (material && material->shader != miNULLTAG)
+        lit = shading::call_list(context_, material->shader, result, &slot.state,
+                                 miSHADER_MATERIAL);
+    run_volume(result, slot);
+    return lit;
+}
+
+bool Renderer::leave_scene(miColor* result, Slot& slot) {
+    miState& state = slot.state;
+    state.dist = 0.0;
+    state.instance = miNULLTAG;
+    state.material = miNULLTAG;
+    state.pri = nullptr;
+    bool lit = false;
+    if (state.environment != miNULLTAG)
+        lit = shading::call_list(context_, state.environment, result, &state, miSHADER_ENVIRONMENT);
+    run_volume(result, slot);
+    return lit;
+}
+
+void Renderer::run_volume(miColor* result, Slot& slot) {
+    if (options_.volume && slot.state.volume != miNULLTAG)
+        shading::call_list(context_, slot.state.volume, result, &slot.state, miSHADER_VOLUME);
+}
+
+bool Renderer::bounce(miColor* result, miState* state, const miVector& direction, Bounce kind) {
+    *result = {};
+    if (!options_.trace) return false;
+    const bool reflects = kind == Bounce::reflection;
+    if (state->reflection_level + state->refraction_level >= options_.trace_depth ||
+        (reflects ? state->reflection_level >= options_.reflection_depth
+                  : state->refraction_level >= options_.refraction_depth))
+        return false;
+    if (const ObjectLeaf* const from = world_.find_object(state->instance)) {
+        const unsigned char flags = reflects                      ? from->reflection
+                                    : kind == Bounce::refraction ? from->refraction
+                                                                  : from->transparency;
+        if ((flags & flag_receives) == 0) return false;
+    }
+    const miVector dir = normalized(direction);
+    const unsigned mask = reflects                      ? mask_reflect
+                          : kind == Bounce::refraction ? mask_refract
+                                                        : mask_transparent;
+    Primitive ignored;
+    const miVector origin = state->point;
+    const Ray ray = ray_from(*state, origin, dir, mask, ignored);
+
+    Slot* const slot = child(state);
+    state->child = nullptr;
+    if (!slot) return false;
+    miState& c = slot->state;
+    c.type = reflects                      ? miRAY_REFLECT
+             : kind == Bounce::refraction ? miRAY_REFRACT
+                                           : miRAY_TRANSPARENT;
+    c.scanline = miFALSE;
+    c.org = origin;
+    c.dir = dir;
+    if (reflects) {
+        ++c.reflection_level;
+    } else {
+        ++c.refraction_level;
+        c.volume = state->refraction_volume;
+    }
+
+    const shading::StateScope scope(context_.thread(), c);
+    const ThreadArena::Running running(arena(), slot);
+    Hit hit;
+    if (!world_.accel().intersect(ray, hit)) {
+        const bool lit = leave_scene(result, *slot);
+        state->child = nullptr;
+        return lit;
+    }
+    enter_surface(hit, true, *slot);
+    state->child = &c;
+    return shade(result, *slot);
+}
+
+bool Renderer::trace_reflection(miColor* result, miState* state, const miVector& direction) {
+    return bounce(result, state, direction, Bounce::reflection);
+}
+
+bool Renderer::trace_refraction(miColor* result, miState* state, const miVector& direction) {
+    return bounce(result, state, direction, Bounce::refraction);
+}
+
+bool Renderer::trace_transparent(miColor* result, miState* state) {
+    return bounce(result, state, state->dir, Bounce::transparency);
+}
+
+bool Renderer::trace_environment(miColor* result, miState* state, const miVector& direction) {
+    *result = {};
+    const miVector dir = normalized(direction);
+    Slot* const slot = child(state);
+    state->child = nullptr;
+    if (!slot || state->environment == miNULLTAG) return false;
+    miState& c = slot->state;
+    c.type = miRAY_ENVIRONMENT;
+    c.org = state->point;
+    c.dir = dir;
+    c.dist = 0.0;
+    const shading::StateScope scope(context_.thread(), c);
+    const ThreadArena::Running running(arena(), slot);
+    return shading::call_list(context_, state->environment, result, &c, miSHADER_ENVIRONMENT);
+}
+
+bool Renderer::trace_probe(miState* state, const miVector& direction, const miVector& origin) {
+    const miVector start = origin; // may be the state's own point
+    const miVector dir = normalized(direction);
+    Primitive ignored;
+    const Ray ray = ray_from(*state, start, dir, mask_probe, ignored);
+    Slot* const slot = child(state);
+    state->child = nullptr;
+    if (!slot) return false;
+    miState& c = slot->state;
+    c.type = miRAY_PROBE;
+    c.scanline = miFALSE;
+    c.org = start;
+    c.dir = dir;
+    Hit hit;
+    if (!world_.accel().intersect(ray, hit)) return false;
+    enter_surface(hit, true, *slot);
+    state->child = &c;
+    return true;
+}
+
+} // namespace vx::trace

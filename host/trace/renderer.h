@@ -1,0 +1,95 @@
+// Rays and the shaders that they call: what stands behind the trace functions of the interface.
+//
+// A Renderer lives for one frame. All calls may come from any number of threads at once; those that
+// take a state work on the memory of the calling thread. They throw RenderAborted when the render
+// ends early.
+#pragma once
+
+#include "host/shading/context.h"
+#include "host/trace/arena.h"
+#include "host/trace/world.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace vx::trace {
+
+// Where an eye ray starts.
+struct EyeRay {
+    miVector origin{};
+    miVector direction{}; // normalised
+    float raster_x = 0.0f, raster_y = 0.0f;
+    std::uint64_t key = 0; // 0 for the first of the frame, see mi_sample
+};
+
+// What an eye ray saw.
+struct EyeResult {
+    miColor color{};
+    bool hit = false;
+    float depth = 0.0f; // along the camera's viewing direction
+    miVector normal{};
+    miVector motion{};
+    miUint label = 0;
+};
+
+class Renderer {
+  public:
+    // All must outlive the renderer, which makes itself the context's.
+    Renderer(shading::Context& context, const World& world, miCamera& camera, miOptions& options);
+    ~Renderer();
+    Renderer(const Renderer&) = delete;
+    Renderer& operator=(const Renderer&) = delete;
+
+    [[nodiscard]] shading::Context& context() const { return context_; }
+    [[nodiscard]] const World& world() const { return world_; }
+    // A state with the frame's part filled in and no ray.
+    [[nodiscard]] miState frame_state() const;
+    // The calling thread's memory.
+    [[nodiscard]] ThreadArena& arena();
+
+    // Sends an eye ray through the lens shaders and shades what it meets.
+    [[nodiscard]] EyeResult eye(const EyeRay& ray);
+
+    // The functions of the interface, see there.
+    bool trace_eye(miColor* result, miState* state, const miVector& origin,
+                   const miVector& direction);
+    bool trace_reflection(miColor* result, miState* state, const miVector& direction);
+    bool trace_refraction(miColor* result, miState* state, const miVector& direction);
+    bool trace_transparent(miColor* result, miState* state);
+    bool trace_environment(miColor* result, miState* state, const miVector& direction);
+    bool trace_probe(miState* state, const miVector& direction, const miVector& origin);
+    bool trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light);
+    bool sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state, miTag light,
+                      int* samples);
+    bool trace_shadow(miColor* result, miState* state);
+    bool trace_shadow_segment(miColor* result, miState* state);
+
+  private:
+    enum class Bounce { reflection, refraction, transparency };
+
+    Slot* child(miState* parent);
+    bool bounce(miColor* result, miState* state, const miVector& direction, Bounce kind);
+    bool cast_eye(miColor* result, miState* state, bool through_lens);
+    bool shade(miColor* result, Slot& slot);
+    bool leave_scene(miColor* result, Slot& slot);
+    void enter_surface(const Hit& hit, bool face_ray, Slot& slot);
+    void run_volume(miColor* result, Slot& slot);
+    bool light_leaf(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
+                    const LightLeaf& leaf);
+    bool shadow_shader(miColor* result, miState* light_state, const Hit& hit, float length);
+    void too_deep();
+
+    shading::Context& context_;
+    const World& world_;
+    miCamera& camera_;
+    miOptions& options_;
+    miVector camera_origin_{}, camera_forward_{};
+    const std::uint64_t id_;
+    std::mutex arenas_mutex_;
+    std::vector<std::unique_ptr<ThreadArena>> arenas_;
+    std::atomic<bool> told_too_deep_{false};
+};
+
+} // namespace vx::trace

@@ -1,0 +1,174 @@
+#include "host/trace/surface.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vx::trace {
+
+namespace {
+
+miVector to_vector(const scene::Vec3& v) {
+    return {v.x, v.y, v.z};
+}
+
+float largest(const miVector& v) {
+    return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)});
+}
+
+const std::array<std::uint32_t, 3>& triangle(const Placement& placement, std::uint32_t number) {
+    return placement.mesh->triangles[number];
+}
+
+miVector interpolate(const std::vector<scene::Vec3>& values,
+                     const std::array<std::uint32_t, 3>& corners, const double weights[3]) {
+    double x = 0, y = 0, z = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const scene::Vec3& v = values[corners[i]];
+        x += weights[i] * static_cast<double>(v.x);
+        y += weights[i] * static_cast<double>(v.y);
+        z += weights[i] * static_cast<double>(v.z);
+    }
+    return {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z)};
+}
+
+void interpolate_all(const std::vector<std::vector<scene::Vec3>>& spaces,
+                     const std::array<std::uint32_t, 3>& corners, const double weights[3],
+                     std::vector<miVector>& out) {
+    out.clear();
+    for (const auto& values : spaces)
+        out.push_back(values.empty() ? miVector{} : interpolate(values, corners, weights));
+}
+
+bool is_null(const miVector& v) {
+    return v.x == 0.0f && v.y == 0.0f && v.z == 0.0f;
+}
+
+} // namespace
+
+void triangle_corners(const World& world, Primitive primitive, miVector corners[3]) {
+    const Placement& placement = world.accel().placement(primitive.placement);
+    const auto& indices = triangle(placement, primitive.triangle);
+    for (std::size_t i = 0; i < 3; ++i) {
+        corners[i] = to_vector(placement.mesh->positions[indices[i]]);
+        if (!placement.at_origin) corners[i] = point(placement.to_world.data(), corners[i]);
+    }
+}
+
+void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot) {
+    const Placement& placement = world.accel().placement(hit.primitive.placement);
+    const ObjectLeaf& leaf = world.object(hit.primitive.placement);
+    const scene::Mesh& mesh = *placement.mesh;
+    const auto& indices = triangle(placement, hit.primitive.triangle);
+    miState& state = slot.state;
+
+    const double u = static_cast<double>(hit.u);
+    const double v = static_cast<double>(hit.v);
+    const double weights[3] = {1.0 - u - v, u, v};
+    miVector corners[3];
+    triangle_corners(world, hit.primitive, corners);
+
+    // From the corners, not from the ray's length: that lies in the triangle's plane but for the
+    // last rounding.
+    double p[3] = {0, 0, 0};
+    float extent = 0.0f;
+    for (std::size_t i = 0; i < 3; ++i) {
+        p[0] += weights[i] * static_cast<double>(corners[i].x);
+        p[1] += weights[i] * static_cast<double>(corners[i].y);
+        p[2] += weights[i] * static_cast<double>(corners[i].z);
+        extent = std::max(extent, largest(corners[i]));
+    }
+    state.point = {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+    const double along[3] = {p[0] - static_cast<double>(state.org.x),
+                             p[1] - static_cast<double>(state.org.y),
+                             p[2] - static_cast<double>(state.org.z)};
+    state.dist = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
+
+    const double a[3] = {static_cast<double>(corners[1].x) - static_cast<double>(corners[0].x),
+                         static_cast<double>(corners[1].y) - static_cast<double>(corners[0].y),
+                         static_cast<double>(corners[1].z) - static_cast<double>(corners[0].z)};
+    const double b[3] = {static_cast<double>(corners[2].x) - static_cast<double>(corners[0].x),
+                         static_cast<double>(corners[2].y) - static_cast<double>(corners[0].y),
+                         static_cast<double>(corners[2].z) - static_cast<double>(corners[0].z)};
+    double n[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+    const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    // A mirroring transformation turns the order of the corners round; the front stays the front.
+    const double f =
+        length > 0.0 ? (determinant(placement.to_world) < 0.0 ? -1.0 : 1.0) / length : 0.0;
+    state.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
+                         static_cast<float>(n[2] * f)};
+
+    state.normal = state.normal_geom;
+    if (!mesh.normals.empty()) {
+        const miVector local = interpolate(mesh.normals, indices, weights);
+        const miVector shading = placement.at_origin
+                                     ? normalized(local)
+                                     : normalized(normal(placement.to_local.data(), local));
+        if (!is_null(local) && !is_null(shading) && finite(shading)) state.normal = shading;
+    }
+
+    slot.surface.point = state.point;
+    slot.surface.normal_geom = state.normal_geom;
+    slot.surface.primitive = hit.primitive;
+    // Embree subtracts the ray's origin from the corners in single precision; instances also take the
+    // ray into the mesh's space.
+    constexpr float ulps = 8.0f * std::numeric_limits<float>::epsilon();
+    slot.surface.error = ulps * extent;
+    if (!placement.at_origin) {
+        const Matrix& m = placement.to_world;
+        const float scale = std::max({largest({m[0], m[1], m[2]}), largest({m[4], m[5], m[6]}),
+                                      largest({m[8], m[9], m[10]})});
+        float local_extent = largest({m[12], m[13], m[14]});
+        for (const std::uint32_t i : indices)
+            local_extent = std::max(local_extent, scale * largest(to_vector(mesh.positions[i])));
+        slot.surface.error = std::max(slot.surface.error, ulps * local_extent);
+    }
+
+    state.inv_normal = dot(state.dir, state.normal_geom) > 0.0f ? miTRUE : miFALSE;
+    if (state.inv_normal && face_ray) {
+        state.normal = -state.normal;
+        state.normal_geom = -state.normal_geom;
+    }
+    state.dot_nd = dot(state.normal, state.dir);
+
+    state.bary[0] = static_cast<float>(weights[0]);
+    state.bary[1] = hit.u;
+    state.bary[2] = hit.v;
+    state.bary[3] = 0.0f;
+    state.instance = leaf.instance;
+    state.light_instance = miNULLTAG;
+    state.material = leaf.material(hit.primitive.triangle);
+    state.label = leaf.label;
+    state.pri = hit.primitive.handle();
+    state.cache = &slot.surface;
+    state.shadow_tol = static_cast<double>(slot.surface.error);
+
+    interpolate_all(mesh.textures, indices, weights, slot.textures);
+    interpolate_all(mesh.bump_x, indices, weights, slot.bump_x);
+    interpolate_all(mesh.bump_y, indices, weights, slot.bump_y);
+    state.tex_list = slot.textures.empty() ? nullptr : slot.textures.data();
+    state.bump_x_list = slot.bump_x.empty() ? nullptr : slot.bump_x.data();
+    state.bump_y_list = slot.bump_y.empty() ? nullptr : slot.bump_y.data();
+    state.tex = slot.textures.empty() ? miVector{} : slot.textures.front();
+    state.motion = miVector{};
+    if (!mesh.motion.empty() && !mesh.motion.front().empty())
+        state.motion = direction(placement.to_world.data(),
+                                 interpolate(mesh.motion.front(), indices, weights));
+    std::fill(std::begin(state.derivs), std::end(state.derivs), nullptr);
+}
+
+Ray ray_from(const miState& state, const miVector& origin, const miVector& direction, unsigned mask,
+             Primitive& ignored) {
+    Ray ray;
+    ray.origin = origin;
+    ray.direction = direction;
+    ray.mask = mask;
+    const auto* const surface = static_cast<const SurfacePoint*>(state.cache);
+    if (!surface || !same(surface->point, origin)) return ray;
+    ignored = surface->primitive;
+    ray.ignore = &ignored;
+    const float side = dot(surface->normal_geom, direction) < 0.0f ? -1.0f : 1.0f;
+    ray.origin = origin + surface->normal_geom * (side * surface->error);
+    return ray;
+}
+
+} // namespace vx::trace

@@ -1,0 +1,26 @@
+// From a hit to what a state says of it.
+#pragma once
+
+#include "host/trace/arena.h"
+#include "host/trace/world.h"
+
+namespace vx::trace {
+
+// Fills in everything of the intersection part of slot.state, which must hold the ray (org and the
+// normalised dir): point, normals, dist, bary, instance, material, label, textures, bump vectors,
+// motion, pri, cache. `face_ray`: turn both normals towards the ray where its back was hit; without
+// it (shadow rays) they stay, and only inv_normal tells.
+void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot);
+
+// The three corners of a triangle in internal space.
+void triangle_corners(const World& world, Primitive primitive, miVector corners[3]);
+
+// A ray that leaves a state's point. Where the point still is the hit that the state's cache
+// describes, the ray ignores the triangle and starts as far off the surface as rounding may have put
+// the point, so that it meets neither that surface nor its neighbours by accident. From any other
+// point it starts exactly there.
+// `ignored` must live as long as the ray.
+[[nodiscard]] Ray ray_from(const miState& state, const miVector& origin, const miVector& direction,
+                           unsigned mask, Primitive& ignored);
+
+} // namespace vx::trace

@@ -1,0 +1,333 @@
+#include "host/trace/world.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace vx::trace {
+
+namespace {
+
+constexpr int max_graph_depth = 200;
+constexpr std::size_t max_leaves = 20'000'000;
+
+// Bits 1, 2 switch on and 4, 8 off; what is not given comes from above.
+unsigned char inherit_bits(unsigned char given, unsigned char above) {
+    unsigned char result = 0;
+    for (unsigned char bit = 1; bit <= 2; bit = static_cast<unsigned char>(bit << 1)) {
+        const auto off = static_cast<unsigned char>(bit << 2);
+        if ((given & (bit | off)) != 0)
+            result = static_cast<unsigned char>(result | (given & (bit | off)));
+        else
+            result = static_cast<unsigned char>(result | (above & (bit | off)));
+    }
+    return result;
+}
+
+unsigned char resolve_bits(unsigned char inherited, unsigned char object) {
+    unsigned char result = 0;
+    for (unsigned char bit = 1; bit <= 2; bit = static_cast<unsigned char>(bit << 1)) {
+        const auto off = static_cast<unsigned char>(bit << 2);
+        const bool on = (inherited & off) != 0   ? false
+                        : (inherited & bit) != 0 ? true
+                                                 : (object & bit) != 0;
+        if (on) result = static_cast<unsigned char>(result | bit);
+    }
+    return result;
+}
+
+std::vector<miTag> tags_of(const db::Database& database, miTag list) {
+    const auto* const tags = database.find<miTag>(list, miSCENE_TAGS);
+    if (!tags) return {};
+    return {tags, tags + database.size(list) / sizeof(miTag)};
+}
+
+} // namespace
+
+struct World::Inherited {
+    Matrix to_local = identity; // world to here
+    Matrix to_world = identity;
+    miTag material = miNULLTAG; // as in miInstance
+    int mtl_array_size = 0;
+    bool override_material = false;
+    miTag lights = miNULLTAG;
+    bool light_exclusive = false;
+    unsigned char visible = 0;
+    unsigned char shadow = 0, reflection = 0, refraction = 0, transparency = 0;
+    unsigned char caustic = 0, globillum = 0, finalgather = 0;
+    unsigned char face = 0, shadowmap = 0, select = 0, hardware = 0;
+    miUint label = 0;
+    miTag userdata = miNULLTAG;
+    miTag instance = miNULLTAG; // the instance of the scene next above
+};
+
+miTag ObjectLeaf::material(std::uint32_t triangle) const {
+    const scene::Mesh& mesh = *object->description.mesh;
+    const std::int32_t number =
+        triangle < mesh.triangle_material.size() ? mesh.triangle_material[triangle] : -1;
+    if (object->description.flags.tagged) {
+        if (materials.empty()) return miNULLTAG;
+        const auto last = static_cast<std::int32_t>(materials.size()) - 1;
+        return materials[static_cast<std::size_t>(number < 0 ? last : std::min(number, last))];
+    }
+    const miTag inherited = materials.empty() ? miNULLTAG : materials.front();
+    if (override_material && inherited != miNULLTAG) return inherited;
+    if (number >= 0 && static_cast<std::size_t>(number) < object->materials.size() &&
+        object->materials[static_cast<std::size_t>(number)] != miNULLTAG)
+        return object->materials[static_cast<std::size_t>(number)];
+    return inherited;
+}
+
+World::World(shading::Context& context, const shading::RenderRequest& request,
+             const std::string& embree_config)
+    : context_(context), wanted_camera_(request.camera_instance) {
+    try {
+        visit_group(request.root, Inherited{}, 0);
+        if (camera_ == miNULLTAG) {
+            // A camera that does not hang in the group still shows what it sees.
+            visit_instance(request.camera_instance, Inherited{}, 0);
+        }
+        std::vector<Placement> placements;
+        placements.reserve(objects_.size());
+        for (std::size_t i = 0; i < objects_.size(); ++i) {
+            const ObjectLeaf& leaf = objects_[i];
+            object_index_[leaf.instance] = i;
+            Placement p;
+            p.mesh = &*leaf.object->description.mesh;
+            p.to_world = to_matrix(leaf.record->tf.local_to_global);
+            p.to_local = to_matrix(leaf.record->tf.global_to_local);
+            p.at_origin = leaf.record->tf.identity != 0;
+            p.mask = mask_probe | (leaf.visible ? mask_eye : 0u) |
+                     ((leaf.transparency & flag_casts) ? mask_transparent : 0u) |
+                     ((leaf.reflection & flag_casts) ? mask_reflect : 0u) |
+                     ((leaf.refraction & flag_casts) ? mask_refract : 0u) |
+                     ((leaf.shadow & flag_casts) ? mask_shadow : 0u);
+            p.eye_face = leaf.face;
+            placements.push_back(p);
+        }
+        for (std::size_t i = 0; i < lights_.size(); ++i)
+            light_index_[lights_[i].instance] = i;
+        context_.database.for_each(miSCENE_MATERIAL, [&](miTag, void* element) {
+            has_shadow_shaders_ =
+                has_shadow_shaders_ || static_cast<const miMaterial*>(element)->shadow != miNULLTAG;
+        });
+        accel_ = std::make_unique<Accel>(placements, embree_config);
+    } catch (...) {
+        for (const miTag tag : elements_)
+            context_.database.remove(tag);
+        throw;
+    }
+}
+
+World::~World() {
+    for (const miTag tag : elements_)
+        context_.database.remove(tag);
+}
+
+void World::visit_group(miTag group, const Inherited& above, int depth) {
+    path_.push_back(group);
+    if (const auto* const members = context_.database.find<miTag>(group, miSCENE_GROUP)) {
+        const std::size_t count = context_.database.size(group) / sizeof(miTag);
+        for (std::size_t i = 0; i < count; ++i)
+            if (members[i] != miNULLTAG) visit_instance(members[i], above, depth + 1);
+    }
+    path_.pop_back();
+}
+
+void World::visit_instance(miTag tag, const Inherited& above, int depth) {
+    if (depth > max_graph_depth || std::find(path_.begin(), path_.end(), tag) != path_.end())
+        throw std::runtime_error(
+            fmt::format("instance \"{}\" contains itself, or groups nest deeper than {}",
+                        context_.database.name(tag), max_graph_depth));
+    const auto* const instance = context_.database.find<miInstance>(tag, miSCENE_INSTANCE);
+    if (!instance || instance->off) return;
+
+    Inherited here = above;
+    here.instance = tag;
+    if (!instance->tf.identity) {
+        here.to_local = multiply(above.to_local, to_matrix(instance->tf.global_to_local));
+        here.to_world = multiply(to_matrix(instance->tf.local_to_global), above.to_world);
+    }
+    if (instance->material != miNULLTAG && !above.override_material) {
+        here.material = instance->material;
+        here.mtl_array_size = instance->mtl_array_size;
+        here.override_material = instance->override_material != 0;
+    }
+    if (instance->light_obj_ring != miNULLTAG) {
+        here.lights = instance->light_obj_ring;
+        here.light_exclusive = instance->light_exclusive != 0;
+    }
+    const auto nearer = [](unsigned char& to, unsigned char given) {
+        if (given != 0) to = given;
+    };
+    nearer(here.visible, instance->visible);
+    nearer(here.face, instance->face);
+    nearer(here.shadowmap, instance->shadowmap);
+    nearer(here.select, instance->select);
+    nearer(here.hardware, instance->hardware);
+    here.shadow = inherit_bits(instance->shadow, above.shadow);
+    here.reflection = inherit_bits(instance->reflection, above.reflection);
+    here.refraction = inherit_bits(instance->refraction, above.refraction);
+    here.transparency = inherit_bits(instance->transparency, above.transparency);
+    here.caustic = inherit_bits(instance->caustic, above.caustic);
+    here.globillum = inherit_bits(instance->globillum, above.globillum);
+    here.finalgather = inherit_bits(instance->finalgather, above.finalgather);
+    if (instance->label != 0) here.label = instance->label;
+    if (instance->userdata != miNULLTAG) here.userdata = instance->userdata;
+
+    path_.push_back(tag);
+    switch (context_.database.type(instance->item)) {
+    case miSCENE_GROUP:
+        if (std::find(path_.begin(), path_.end(), instance->item) != path_.end())
+            throw std::runtime_error(fmt::format("group \"{}\" contains itself",
+                                                 context_.database.name(instance->item)));
+        visit_group(instance->item, here, depth);
+        break;
+    case miSCENE_OBJECT:
+        add_object(instance->item, here);
+        break;
+    case miSCENE_LIGHT:
+        path_.push_back(instance->item);
+        add_light(instance->item, here, path_);
+        path_.pop_back();
+        break;
+    case miSCENE_CAMERA:
+        if (tag == wanted_camera_ && camera_ == miNULLTAG)
+            camera_ = new_leaf(instance->item, here);
+        break;
+    default:
+        break;
+    }
+    path_.pop_back();
+}
+
+void World::count_leaf() {
+    if (elements_.size() >= max_leaves)
+        throw std::runtime_error(fmt::format(
+            "groups instance each other into more than {} objects and lights", max_leaves));
+}
+
+miTag World::new_leaf(miTag item, const Inherited& reach) {
+    count_leaf();
+    const miTag tag = context_.database.create(miSCENE_INSTANCE, sizeof(miInstance));
+    elements_.push_back(tag);
+    auto& leaf = *static_cast<miInstance*>(context_.database.find(tag));
+    store(reach.to_local, leaf.tf.global_to_local);
+    store(reach.to_world, leaf.tf.local_to_global);
+    leaf.tf.identity = reach.to_local == identity ? miTRUE : miFALSE;
+    store(identity, leaf.motion_transform);
+    leaf.item = item;
+    leaf.material = reach.material;
+    leaf.mtl_array_size = reach.mtl_array_size;
+    leaf.parent = reach.instance;
+    leaf.light_obj_ring = reach.lights;
+    leaf.light_exclusive = reach.light_exclusive ? miTRUE : miFALSE;
+    leaf.override_material = reach.override_material ? miTRUE : miFALSE;
+    leaf.userdata = reach.userdata;
+    leaf.label = reach.label;
+    leaf.visible = reach.visible;
+    leaf.shadow = reach.shadow;
+    leaf.shadowmap = reach.shadowmap;
+    leaf.reflection = reach.reflection;
+    leaf.refraction = reach.refraction;
+    leaf.transparency = reach.transparency;
+    leaf.caustic = reach.caustic;
+    leaf.globillum = reach.globillum;
+    leaf.finalgather = reach.finalgather;
+    leaf.face = reach.face;
+    leaf.select = reach.select;
+    leaf.hardware = reach.hardware;
+    context_.database.set_name(tag, context_.database.name(reach.instance));
+    return tag;
+}
+
+void World::add_object(miTag item, const Inherited& reach) {
+    const auto* const object = context_.database.find<shading::Object>(item, miSCENE_OBJECT);
+    if (!object || !object->description.mesh) return;
+    ObjectLeaf leaf;
+    leaf.instance = new_leaf(item, reach);
+    leaf.record = static_cast<const miInstance*>(context_.database.find(leaf.instance));
+    leaf.object = object;
+    if (reach.mtl_array_size > 0)
+        leaf.materials = tags_of(context_.database, reach.material);
+    else if (reach.material != miNULLTAG)
+        leaf.materials = {reach.material};
+    leaf.override_material = reach.override_material;
+
+    const scene::ObjectFlags& flags = object->description.flags;
+    leaf.visible = reach.visible == 0 ? flags.visible : reach.visible == 2;
+    leaf.shadow = resolve_bits(reach.shadow, flags.shadow);
+    leaf.reflection = resolve_bits(reach.reflection, flags.reflection);
+    leaf.refraction = resolve_bits(reach.refraction, flags.refraction);
+    leaf.transparency = resolve_bits(reach.transparency, flags.transparency);
+    leaf.face = reach.face != 0 ? reach.face : static_cast<int>(flags.face);
+    leaf.label = reach.label != 0 ? reach.label : object->description.label;
+    check_materials(leaf);
+    objects_.push_back(std::move(leaf));
+}
+
+void World::check_materials(const ObjectLeaf& leaf) {
+    const scene::Mesh& mesh = *leaf.object->description.mesh;
+    if (mesh.triangles.empty()) return;
+    const std::string& name = leaf.object->description.name;
+    if (leaf.object->description.flags.tagged) {
+        const auto highest =
+            std::max_element(mesh.triangle_material.begin(), mesh.triangle_material.end());
+        if (leaf.materials.empty())
+            context_.messages.write(
+                shading::Level::warning, "RENDER", -1,
+                fmt::format("object \"{}\" is tagged, but instance \"{}\" gives it no materials",
+                            name, context_.database.name(leaf.instance)));
+        else if (highest != mesh.triangle_material.end() &&
+                 static_cast<std::size_t>(std::max(0, *highest)) >= leaf.materials.size())
+            context_.messages.write(
+                shading::Level::warning, "RENDER", -1,
+                fmt::format("object \"{}\" has label {}, but instance \"{}\" has {} materials; "
+                            "using the last",
+                            name, *highest, context_.database.name(leaf.instance),
+                            leaf.materials.size()));
+        return;
+    }
+    for (std::uint32_t i = 0; i < mesh.triangles.size(); ++i)
+        if (leaf.material(i) == miNULLTAG) {
+            context_.messages.write(shading::Level::warning, "RENDER", -1,
+                                    fmt::format("object \"{}\" has surfaces without a material; "
+                                                "they stay black",
+                                                name));
+            return;
+        }
+}
+
+void World::add_light(miTag item, const Inherited& reach, const std::vector<miTag>& path) {
+    const auto* const light = context_.database.find<miLight>(item, miSCENE_LIGHT);
+    if (!light) return;
+    LightLeaf leaf;
+    leaf.instance = new_leaf(item, reach);
+    leaf.light = light;
+    leaf.origin = point(reach.to_world.data(), light->origin);
+    leaf.direction = normalized(direction(reach.to_world.data(), light->direction));
+    for (const miTag tag : path)
+        light_leaves_[tag].push_back(leaf.instance);
+    light_leaves_[leaf.instance].push_back(leaf.instance);
+    lights_.push_back(leaf);
+}
+
+const ObjectLeaf* World::find_object(miTag instance) const {
+    const auto found = object_index_.find(instance);
+    return found == object_index_.end() ? nullptr : &objects_[found->second];
+}
+
+const LightLeaf* World::find_light(miTag instance) const {
+    const auto found = light_index_.find(instance);
+    return found == light_index_.end() ? nullptr : &lights_[found->second];
+}
+
+const std::vector<miTag>& World::light_leaves(miTag tag) const {
+    static const std::vector<miTag> none;
+    const auto found = light_leaves_.find(tag);
+    return found == light_leaves_.end() ? none : found->second;
+}
+
+} // namespace vx::trace
