@@ -58,7 +58,8 @@ float profile(FilterKind kind, float u) {
 } // namespace
 
 Filter::Filter(FilterKind kind, float width, float height)
-    : kind_(kind), radius_x_(0.5f * (width > 0.0f ? width : own_size(kind))),
+    : kind_(kind),
+      radius_x_(0.5f * (width > 0.0f ? width : own_size(kind))),
       radius_y_(0.5f * (height > 0.0f ? height : own_size(kind))) {}
 
 float Filter::weight(float dx, float dy) const {

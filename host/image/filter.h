@@ -15,8 +15,8 @@ class Filter {
     [[nodiscard]] float radius_x() const { return radius_x_; }
     [[nodiscard]] float radius_y() const { return radius_y_; }
 
-    // Weight of a sample at (dx, dy) pixels from the pixel's centre. Zero outside the radius; may be
-    // negative for mitchell and lanczos. Not normalised: divide by the sum of the weights.
+    // Weight of a sample at (dx, dy) pixels from the pixel's centre. Zero outside the radius; may
+    // be negative for mitchell and lanczos. Not normalised: divide by the sum of the weights.
     [[nodiscard]] float weight(float dx, float dy) const;
 
   private:

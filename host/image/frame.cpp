@@ -8,9 +8,9 @@ namespace vx::image {
 namespace {
 
 std::size_t area(const Rect& rect) {
-    return rect.empty() ? 0
-                        : static_cast<std::size_t>(rect.width()) *
-                              static_cast<std::size_t>(rect.height());
+    return rect.empty()
+               ? 0
+               : static_cast<std::size_t>(rect.width()) * static_cast<std::size_t>(rect.height());
 }
 
 miVector scaled(const miVector& v, float f) {

@@ -13,7 +13,9 @@ std::optional<PixelType> parse_pixel_type(std::string_view name) {
         name.remove_prefix(1);
     }
     static constexpr std::array<std::pair<std::string_view, Channels>, 4> others{
-        {{"z", Channels::depth}, {"n", Channels::normal}, {"m", Channels::motion},
+        {{"z", Channels::depth},
+         {"n", Channels::normal},
+         {"m", Channels::motion},
          {"tag", Channels::label}}};
     for (const auto& [text, channels] : others)
         if (name == text) return PixelType{channels, Depth::single, asked.value_or(false)};

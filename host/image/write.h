@@ -21,12 +21,11 @@ struct WriteRequest {
 };
 
 // Writes one buffer of the frame to a file, the top line first. The file appears under its name
-// only when it is complete: it is written beside it and renamed. Missing folders are made, and taken
-// away again when the write fails. Integer types clip to 0..1 (not-a-number becomes 0); float types
-// keep every value. Colours are stored as they are in the frame, so premultiplied by alpha unless
-// the shaders did otherwise. Labels are stored as 32-bit integers where the format has them, else as
-// floats.
-// Returns the reason on failure, nothing on success.
+// only when it is complete: it is written beside it and renamed. Missing folders are made, and
+// taken away again when the write fails. Integer types clip to 0..1 (not-a-number becomes 0); float
+// types keep every value. Colours are stored as they are in the frame, so premultiplied by alpha
+// unless the shaders did otherwise. Labels are stored as 32-bit integers where the format has them,
+// else as floats. Returns the reason on failure, nothing on success.
 [[nodiscard]] std::optional<std::string> write_picture(const Frame& frame,
                                                        const WriteRequest& request);
 

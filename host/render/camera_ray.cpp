@@ -9,8 +9,8 @@ CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, floa
     const double h = camera.y_resolution;
     const double aperture = static_cast<double>(camera.aperture);
     const double aspect = camera.aspect != 0.0f ? static_cast<double>(camera.aspect) : 1.0;
-    const double cx = ((static_cast<double>(x) - static_cast<double>(camera.x_offset)) / w - 0.5) *
-                      aperture;
+    const double cx =
+        ((static_cast<double>(x) - static_cast<double>(camera.x_offset)) / w - 0.5) * aperture;
     const double cy = ((static_cast<double>(y) - static_cast<double>(camera.y_offset)) / h - 0.5) *
                       aperture / aspect;
     miVector origin{0.0f, 0.0f, 0.0f};

@@ -61,9 +61,7 @@ struct Cells {
         return static_cast<std::size_t>(y - y0) * static_cast<std::size_t>(x1 - x0) +
                static_cast<std::size_t>(x - x0);
     }
-    [[nodiscard]] bool holds(int x, int y) const {
-        return x >= x0 && x < x1 && y >= y0 && y < y1;
-    }
+    [[nodiscard]] bool holds(int x, int y) const { return x >= x0 && x < x1 && y >= y0 && y < y1; }
 };
 
 int floor_div(int a, int b) {
@@ -121,9 +119,9 @@ class FrameLoop {
     [[nodiscard]] Request pixel_request(int x, int y, int level, int i, int j) const {
         const std::uint64_t pixel =
             combine(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
-        const std::uint64_t cell =
-            static_cast<std::uint64_t>(level) << 32 |
-            static_cast<std::uint64_t>(static_cast<unsigned>(j) << level | static_cast<unsigned>(i));
+        const std::uint64_t cell = static_cast<std::uint64_t>(level) << 32 |
+                                   static_cast<std::uint64_t>(static_cast<unsigned>(j) << level |
+                                                              static_cast<unsigned>(i));
         const std::uint64_t key = combine(pixel, cell);
         const auto n = static_cast<float>(1 << level);
         return make(static_cast<float>(x) + (static_cast<float>(i) + displaced(mix(key + 1))) / n,

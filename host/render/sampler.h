@@ -47,9 +47,9 @@ struct SamplingCalls {
 inline constexpr int min_level_limit = -6;
 inline constexpr int max_level_limit = 7;
 
-// Renders the window. What `eye` throws ends the frame and is thrown on from here, after all threads
-// have ended. The first eye ray is sent before the threads start: a shader that does the work of a
-// whole frame in its first call then meets the same ray with any number of threads.
+// Renders the window. What `eye` throws ends the frame and is thrown on from here, after all
+// threads have ended. The first eye ray is sent before the threads start: a shader that does the
+// work of a whole frame in its first call then meets the same ray with any number of threads.
 // `complete` becomes false when the frame was cancelled.
 [[nodiscard]] image::Frame render_frame(const SamplingSettings& settings,
                                         const SamplingCalls& calls, bool& complete);

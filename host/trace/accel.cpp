@@ -83,30 +83,30 @@ class Accel::Impl {
     SceneHandle new_scene() const {
         SceneHandle scene(rtcNewScene(device));
         check("scene");
-        rtcSetSceneFlags(scene.get(), static_cast<RTCSceneFlags>(
-                                          RTC_SCENE_FLAG_ROBUST |
-                                          RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION));
+        rtcSetSceneFlags(scene.get(),
+                         static_cast<RTCSceneFlags>(RTC_SCENE_FLAG_ROBUST |
+                                                    RTC_SCENE_FLAG_CONTEXT_FILTER_FUNCTION));
         return scene;
     }
 
     void check(const char* what) const {
         const RTCError error = rtcGetDeviceError(device);
         if (error == RTC_ERROR_NONE) return;
-        throw std::runtime_error(std::string("the ray tracer fails (") + what + "): " +
-                                 (error == RTC_ERROR_OUT_OF_MEMORY ? "out of memory"
-                                                                   : "internal error"));
+        throw std::runtime_error(
+            std::string("the ray tracer fails (") + what +
+            "): " + (error == RTC_ERROR_OUT_OF_MEMORY ? "out of memory" : "internal error"));
     }
 
     void add_mesh(RTCScene scene, unsigned id, const scene::Mesh& mesh, const Matrix* to_world,
                   unsigned mask) const {
         const RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
         // Embree pads buffers that it makes itself.
-        auto* const vertices = static_cast<float*>(
-            rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3,
-                                    3 * sizeof(float), std::max<std::size_t>(1, mesh.positions.size())));
-        auto* const indices = static_cast<std::uint32_t*>(
-            rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3,
-                                    3 * sizeof(std::uint32_t), std::max<std::size_t>(1, mesh.triangles.size())));
+        auto* const vertices = static_cast<float*>(rtcSetNewGeometryBuffer(
+            geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float),
+            std::max<std::size_t>(1, mesh.positions.size())));
+        auto* const indices = static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
+            geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(std::uint32_t),
+            std::max<std::size_t>(1, mesh.triangles.size())));
         if (!vertices || !indices) {
             rtcReleaseGeometry(geometry);
             check("mesh");

@@ -1,7 +1,7 @@
 // Surfaces for rays: Embree scenes over the meshes of a frame.
 //
-// Everything is 32-bit float. A mesh that is placed once lies in the top scene in world space; a mesh
-// that is placed several times has a scene of its own, and the top scene holds its instances.
+// Everything is 32-bit float. A mesh that is placed once lies in the top scene in world space; a
+// mesh that is placed several times has a scene of its own, and the top scene holds its instances.
 #pragma once
 
 #include "host/scene/object.h"
@@ -67,7 +67,7 @@ struct Ray {
 
 struct Hit {
     Primitive primitive;
-    float distance = 0.0f; // along the ray
+    float distance = 0.0f;    // along the ray
     float u = 0.0f, v = 0.0f; // barycentric coordinates of the second and third corner
 };
 

@@ -51,8 +51,7 @@ class ThreadArena {
     // Holds a slot while the shaders of its state run.
     class Running {
       public:
-        Running(ThreadArena& arena, const Slot* slot)
-            : arena_(arena), before_(arena.active_) {
+        Running(ThreadArena& arena, const Slot* slot) : arena_(arena), before_(arena.active_) {
             arena_.active_ = arena_.index_of(&slot->state) + 1;
         }
         ~Running() { arena_.active_ = before_; }
@@ -66,8 +65,9 @@ class ThreadArena {
 
     // Shadow rays in segment mode: the occluders of the innermost light, and the next one's number.
     struct Occluders {
-        std::vector<Hit> hits;
+        std::vector<Hit> hits; // from the light to the point
         std::size_t next = 0;
+        float length = 0.0f; // from the light to the point; 0: endless
     };
     Occluders* occluders = nullptr;
     std::vector<std::unique_ptr<Occluders>> occluder_memory; // by nesting
@@ -96,8 +96,7 @@ class ThreadArena {
         // Nearly always the state whose shader runs now, or its child.
         if (active_ > 0 && active_ <= slots_.size() && &slots_[active_ - 1]->state == state)
             return active_ - 1;
-        if (last_taken_ < slots_.size() && &slots_[last_taken_]->state == state)
-            return last_taken_;
+        if (last_taken_ < slots_.size() && &slots_[last_taken_]->state == state) return last_taken_;
         for (std::size_t i = 0; i < slots_.size(); ++i)
             if (&slots_[i]->state == state) return i;
         return none;

@@ -56,8 +56,7 @@ bool Renderer::light_leaf(miColor* result, miVector* dir, miScalar* dot_nl, miSt
     state->child = &c;
     const shading::StateScope scope(context_.thread(), c);
     const ThreadArena::Running running(arena(), slot);
-    const bool lit =
-        shading::call_list(context_, leaf.light->shader, result, &c, miSHADER_LIGHT);
+    const bool lit = shading::call_list(context_, leaf.light->shader, result, &c, miSHADER_LIGHT);
     if (!lit) *result = {};
     return lit;
 }
@@ -158,6 +157,7 @@ bool Renderer::trace_shadow(miColor* result, miState* state) {
     // From the light to the point.
     std::reverse(found.hits.begin(), found.hits.end());
     found.next = 0;
+    found.length = length;
     if (options_.shadow == 3) return trace_shadow_segment(result, state);
     while (found.next < found.hits.size())
         if (!shadow_shader(result, state, found.hits[found.next++], length)) return false;
@@ -168,10 +168,7 @@ bool Renderer::trace_shadow_segment(miColor* result, miState* state) {
     ThreadArena::Occluders* const found = arena().occluders;
     if (!found || found->next >= found->hits.size()) return true;
     const Hit hit = found->hits[found->next++];
-    return shadow_shader(result, state, hit,
-                         state->type == miRAY_LIGHT
-                             ? static_cast<float>(state->dist)
-                             : static_cast<float>(state->dist) + hit.distance);
+    return shadow_shader(result, state, hit, found->length);
 }
 
 } // namespace vx::trace

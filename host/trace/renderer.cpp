@@ -18,8 +18,13 @@ thread_local ArenaOfThread of_thread;
 } // namespace
 
 Renderer::Renderer(shading::Context& context, const World& world, miCamera& camera,
-                   miOptions& options)
-    : context_(context), world_(world), camera_(camera), options_(options), id_(next_id++) {
+                   miOptions& options, const Textures* textures)
+    : context_(context),
+      world_(world),
+      camera_(camera),
+      options_(options),
+      textures_(textures),
+      id_(next_id++) {
     const auto* const instance =
         context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
     const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : identity;
@@ -198,8 +203,8 @@ bool Renderer::shade(miColor* result, Slot& slot) {
         context_.database.find<miMaterial>(slot.state.material, miSCENE_MATERIAL);
     bool lit = false;
     if (material && material->shader != miNULLTAG)
-        lit = shading::call_list(context_, material->shader, result, &slot.state,
-                                 miSHADER_MATERIAL);
+        lit =
+            shading::call_list(context_, material->shader, result, &slot.state, miSHADER_MATERIAL);
     run_volume(result, slot);
     return lit;
 }
@@ -231,15 +236,15 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
                   : state->refraction_level >= options_.refraction_depth))
         return false;
     if (const ObjectLeaf* const from = world_.find_object(state->instance)) {
-        const unsigned char flags = reflects                      ? from->reflection
+        const unsigned char flags = reflects                     ? from->reflection
                                     : kind == Bounce::refraction ? from->refraction
-                                                                  : from->transparency;
+                                                                 : from->transparency;
         if ((flags & flag_receives) == 0) return false;
     }
     const miVector dir = normalized(direction);
-    const unsigned mask = reflects                      ? mask_reflect
+    const unsigned mask = reflects                     ? mask_reflect
                           : kind == Bounce::refraction ? mask_refract
-                                                        : mask_transparent;
+                                                       : mask_transparent;
     Primitive ignored;
     const miVector origin = state->point;
     const Ray ray = ray_from(*state, origin, dir, mask, ignored);
@@ -248,9 +253,9 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
     state->child = nullptr;
     if (!slot) return false;
     miState& c = slot->state;
-    c.type = reflects                      ? miRAY_REFLECT
+    c.type = reflects                     ? miRAY_REFLECT
              : kind == Bounce::refraction ? miRAY_REFRACT
-                                           : miRAY_TRANSPARENT;
+                                          : miRAY_TRANSPARENT;
     c.scanline = miFALSE;
     c.org = origin;
     c.dir = dir;

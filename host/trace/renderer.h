@@ -7,6 +7,7 @@
 
 #include "host/shading/context.h"
 #include "host/trace/arena.h"
+#include "host/trace/texture.h"
 #include "host/trace/world.h"
 
 #include <atomic>
@@ -37,13 +38,16 @@ struct EyeResult {
 class Renderer {
   public:
     // All must outlive the renderer, which makes itself the context's.
-    Renderer(shading::Context& context, const World& world, miCamera& camera, miOptions& options);
+    // `textures` may be null: lookups in images then fail.
+    Renderer(shading::Context& context, const World& world, miCamera& camera, miOptions& options,
+             const Textures* textures = nullptr);
     ~Renderer();
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
 
     [[nodiscard]] shading::Context& context() const { return context_; }
     [[nodiscard]] const World& world() const { return world_; }
+    [[nodiscard]] const Textures* textures() const { return textures_; }
     // A state with the frame's part filled in and no ray.
     [[nodiscard]] miState frame_state() const;
     // The calling thread's memory.
@@ -85,6 +89,7 @@ class Renderer {
     const World& world_;
     miCamera& camera_;
     miOptions& options_;
+    const Textures* textures_;
     miVector camera_origin_{}, camera_forward_{};
     const std::uint64_t id_;
     std::mutex arenas_mutex_;

@@ -109,8 +109,8 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
     slot.surface.point = state.point;
     slot.surface.normal_geom = state.normal_geom;
     slot.surface.primitive = hit.primitive;
-    // Embree subtracts the ray's origin from the corners in single precision; instances also take the
-    // ray into the mesh's space.
+    // Embree subtracts the ray's origin from the corners in single precision; instances also take
+    // the ray into the mesh's space.
     constexpr float ulps = 8.0f * std::numeric_limits<float>::epsilon();
     slot.surface.error = ulps * extent;
     if (!placement.at_origin) {

@@ -16,10 +16,9 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
 void triangle_corners(const World& world, Primitive primitive, miVector corners[3]);
 
 // A ray that leaves a state's point. Where the point still is the hit that the state's cache
-// describes, the ray ignores the triangle and starts as far off the surface as rounding may have put
-// the point, so that it meets neither that surface nor its neighbours by accident. From any other
-// point it starts exactly there.
-// `ignored` must live as long as the ray.
+// describes, the ray ignores the triangle and starts as far off the surface as rounding may have
+// put the point, so that it meets neither that surface nor its neighbours by accident. From any
+// other point it starts exactly there. `ignored` must live as long as the ray.
 [[nodiscard]] Ray ray_from(const miState& state, const miVector& origin, const miVector& direction,
                            unsigned mask, Primitive& ignored);
 

@@ -194,8 +194,7 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
         path_.pop_back();
         break;
     case miSCENE_CAMERA:
-        if (tag == wanted_camera_ && camera_ == miNULLTAG)
-            camera_ = new_leaf(instance->item, here);
+        if (tag == wanted_camera_ && camera_ == miNULLTAG) camera_ = new_leaf(instance->item, here);
         break;
     default:
         break;

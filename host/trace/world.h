@@ -1,8 +1,8 @@
 // What a frame shows: the graph of instances flattened into one leaf per object and light placed.
 //
 // A leaf instance is a database element of its own. Its transformation is composed from the root
-// down (p_local = p_world * T_outer * T_inner), its material, flags, lights and label are those that
-// reach it. Leaves live until the World goes.
+// down (p_local = p_world * T_outer * T_inner), its material, flags, lights and label are those
+// that reach it. Leaves live until the World goes.
 #pragma once
 
 #include "host/shading/build.h"
@@ -18,11 +18,11 @@ namespace vx::trace {
 enum : unsigned char { flag_casts = 1, flag_receives = 2 };
 
 struct ObjectLeaf {
-    miTag instance = miNULLTAG;                // the leaf element
-    const miInstance* record = nullptr;        // its contents
-    const shading::Object* object = nullptr;   // what is placed
-    std::vector<miTag> materials;              // inherited: a list, or one
-    bool override_material = false;            // the inherited ones win over the object's own
+    miTag instance = miNULLTAG;              // the leaf element
+    const miInstance* record = nullptr;      // its contents
+    const shading::Object* object = nullptr; // what is placed
+    std::vector<miTag> materials;            // inherited: a list, or one
+    bool override_material = false;          // the inherited ones win over the object's own
     bool visible = false;
     unsigned char shadow = 0, reflection = 0, refraction = 0, transparency = 0; // flag_*
     int face = miFACE_BOTH;

@@ -1,0 +1,16 @@
+# OpenImageIO::OpenImageIO. Some distributions leave in it the include folder of a library that is not
+# installed with it, which CMake refuses; such folders are taken out.
+find_package(OpenImageIO REQUIRED)
+foreach(target OpenImageIO::OpenImageIO OpenImageIO::OpenImageIO_Util)
+    if(NOT TARGET ${target})
+        continue()
+    endif()
+    get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
+    set(existing "")
+    foreach(folder IN LISTS folders)
+        if(EXISTS "${folder}")
+            list(APPEND existing "${folder}")
+        endif()
+    endforeach()
+    set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "${existing}")
+endforeach()

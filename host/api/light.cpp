@@ -1,0 +1,90 @@
+/* Lights, and lists of them. */
+#include "host/trace/renderer.h"
+
+#include <algorithm>
+
+namespace {
+
+using vx::shading::Context;
+using vx::trace::Renderer;
+
+void append(std::vector<miTag>& list, const std::vector<miTag>& more) {
+    for (const miTag tag : more)
+        if (std::find(list.begin(), list.end(), tag) == list.end()) list.push_back(tag);
+}
+
+std::vector<miTag> all_lights(const Renderer& renderer) {
+    std::vector<miTag> all;
+    for (const auto& leaf : renderer.world().lights())
+        all.push_back(leaf.instance);
+    return all;
+}
+
+std::vector<miTag> resolved(const Renderer& renderer, const miTag* tags, std::size_t count) {
+    std::vector<miTag> list;
+    for (std::size_t i = 0; i < count; ++i)
+        append(list, renderer.world().light_leaves(tags[i]));
+    return list;
+}
+
+std::vector<miTag> all_but(const Renderer& renderer, const std::vector<miTag>& excluded) {
+    std::vector<miTag> list = all_lights(renderer);
+    std::erase_if(list, [&](miTag tag) {
+        return std::find(excluded.begin(), excluded.end(), tag) != excluded.end();
+    });
+    return list;
+}
+
+/* The list stays where the next call of this kind on this thread finds it. */
+void deliver(std::vector<miTag>&& list, int* n, miTag** lights) {
+    std::vector<miTag>& kept = Context::current().thread().tag_scratch;
+    kept = std::move(list);
+    *n = static_cast<int>(kept.size());
+    *lights = kept.data();
+}
+
+} // namespace
+
+miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
+                         miTag light) {
+    Renderer* const r = Context::current().renderer;
+    if (!r || !state || !result) return miFALSE;
+    return r->trace_light(result, dir, dot_nl, state, light) ? miTRUE : miFALSE;
+}
+
+miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
+                          miTag light, miInteger* samples) {
+    Renderer* const r = Context::current().renderer;
+    if (!r || !state || !result || !samples) return miFALSE;
+    return r->sample_light(result, dir, dot_nl, state, light, samples) ? miTRUE : miFALSE;
+}
+
+void mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
+    const Renderer* const r = Context::current().renderer;
+    if (!r || !state) return;
+    deliver(resolved(*r, *lights, static_cast<std::size_t>(std::max(0, *n))), n, lights);
+}
+
+void mi_exclusive_lightlist(int* n, miTag** lights, miState* state) {
+    const Renderer* const r = Context::current().renderer;
+    if (!r || !state) return;
+    deliver(all_but(*r, resolved(*r, *lights, static_cast<std::size_t>(std::max(0, *n)))), n,
+            lights);
+}
+
+void mi_instance_lightlist(int* n, miTag** lights, miState* state) {
+    const Renderer* const r = Context::current().renderer;
+    if (!r || !state) return;
+    const auto* const leaf = r->world().find_object(state->instance);
+    if (!leaf || leaf->record->light_obj_ring == miNULLTAG) {
+        deliver(all_lights(*r), n, lights);
+        return;
+    }
+    const vx::db::Database& database = r->context().database;
+    const miTag ring = leaf->record->light_obj_ring;
+    const auto* const tags = database.find<miTag>(ring, miSCENE_TAGS);
+    const std::vector<miTag> named =
+        tags ? resolved(*r, tags, database.size(ring) / sizeof(miTag)) : std::vector<miTag>{};
+    deliver(leaf->record->light_exclusive ? all_but(*r, named) : std::vector<miTag>(named), n,
+            lights);
+}

@@ -1,0 +1,54 @@
+/* Textures: images and shaders that stand for them. */
+#include "host/shading/call.h"
+#include "host/trace/renderer.h"
+
+namespace {
+
+using vx::shading::Context;
+
+/* The texture's value in `color`, or what a shader of another result type left in `other`. */
+bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
+    color = {};
+    if (!state || !coord || tag == miNULLTAG) return false;
+    Context& context = Context::current();
+    if (context.database.type(tag) == miSCENE_FUNCTION) {
+        const miVector before = state->tex;
+        state->tex = *coord;
+        const bool ok =
+            vx::shading::call_list(context, tag, other ? other : &color, state, miSHADER_TEXTURE);
+        state->tex = before;
+        return ok;
+    }
+    const auto* const textures = context.renderer ? context.renderer->textures() : nullptr;
+    const auto* const image = textures ? textures->find(tag) : nullptr;
+    if (!image) return false;
+    if (!(coord->x >= 0.0f && coord->x < 1.0f && coord->y >= 0.0f && coord->y < 1.0f)) return false;
+    color = image->bilinear(coord->x, coord->y);
+    return true;
+}
+
+bool is_shader(miTag tag) {
+    return Context::current().database.type(tag) == miSCENE_FUNCTION;
+}
+
+} // namespace
+
+miBoolean mi_lookup_color_texture(miColor* result, miState* state, miTag tag, miVector* coord) {
+    return look_up(state, tag, coord, *result, nullptr) ? miTRUE : miFALSE;
+}
+
+miBoolean mi_lookup_scalar_texture(miScalar* result, miState* state, miTag tag, miVector* coord) {
+    *result = 0.0f;
+    miColor color;
+    if (!look_up(state, tag, coord, color, result)) return miFALSE;
+    if (!is_shader(tag)) *result = (color.r + color.g + color.b) / 3.0f;
+    return miTRUE;
+}
+
+miBoolean mi_lookup_vector_texture(miVector* result, miState* state, miTag tag, miVector* coord) {
+    *result = {};
+    miColor color;
+    if (!look_up(state, tag, coord, color, result)) return miFALSE;
+    if (!is_shader(tag)) *result = {color.r, color.g, color.b};
+    return miTRUE;
+}

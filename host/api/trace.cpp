@@ -1,0 +1,152 @@
+/* mi_trace_*: rays. */
+#include "host/trace/renderer.h"
+#include "host/trace/surface.h"
+
+namespace {
+
+/* Null outside of a frame, for example in a shader's exit. */
+vx::trace::Renderer* renderer() {
+    return vx::shading::Context::current().renderer;
+}
+
+miBoolean truth(bool value) {
+    return value ? miTRUE : miFALSE;
+}
+
+/* Shaders may ask for a yes or no only. */
+class Result {
+  public:
+    explicit Result(miColor* given) : given_(given) {}
+    operator miColor*() { return given_ ? given_ : &own_; }
+
+  private:
+    miColor* given_;
+    miColor own_{};
+};
+
+} // namespace
+
+miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVector* direction) {
+    auto* const r = renderer();
+    if (!r || !state) return miFALSE;
+    const miVector from = origin ? *origin : state->org;
+    const miVector along = direction ? *direction : state->dir;
+    return truth(r->trace_eye(Result(result), state, from, along));
+}
+
+miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction) {
+    auto* const r = renderer();
+    if (!r || !state || !direction) return miFALSE;
+    return truth(r->trace_reflection(Result(result), state, *direction));
+}
+
+miBoolean mi_trace_refraction(miColor* result, miState* state, miVector* direction) {
+    auto* const r = renderer();
+    if (!r || !state || !direction) return miFALSE;
+    return truth(r->trace_refraction(Result(result), state, *direction));
+}
+
+miBoolean mi_trace_transparent(miColor* result, miState* state) {
+    auto* const r = renderer();
+    if (!r || !state) return miFALSE;
+    return truth(r->trace_transparent(Result(result), state));
+}
+
+miBoolean mi_trace_environment(miColor* result, miState* state, miVector* direction) {
+    auto* const r = renderer();
+    if (!r || !state) return miFALSE;
+    return truth(r->trace_environment(Result(result), state, direction ? *direction : state->dir));
+}
+
+miBoolean mi_trace_probe(miState* state, miVector* direction, miVector* origin) {
+    auto* const r = renderer();
+    if (!r || !state || !direction) return miFALSE;
+    return truth(r->trace_probe(state, *direction, origin ? *origin : state->point));
+}
+
+miBoolean mi_trace_shadow(miColor* result, miState* state) {
+    auto* const r = renderer();
+    if (!r || !state) return miFALSE;
+    return truth(r->trace_shadow(Result(result), state));
+}
+
+miBoolean mi_trace_shadow_seg(miColor* result, miState* state) {
+    auto* const r = renderer();
+    if (!r || !state) return miFALSE;
+    return truth(r->trace_shadow_segment(Result(result), state));
+}
+
+void mi_flush_cache(miState* state) {
+    if (state) state->cache = nullptr;
+}
+
+void mi_reflection_dir(miVector* dir, miState* state) {
+    const miVector n = state->normal;
+    const miVector d = state->dir;
+    const miScalar twice = 2.0f * mi_vector_dot(&n, &d);
+    *dir = {d.x - twice * n.x, d.y - twice * n.y, d.z - twice * n.z};
+}
+
+miBoolean mi_refraction_dir(miVector* dir, miState* state, miScalar ior_in, miScalar ior_out) {
+    const miVector n = state->normal;
+    const miVector d = state->dir;
+    const double ratio =
+        ior_out != 0.0f ? static_cast<double>(ior_in) / static_cast<double>(ior_out) : 1.0;
+    const double cosine = -static_cast<double>(mi_vector_dot(&n, &d));
+    const double inside = 1.0 - ratio * ratio * (1.0 - cosine * cosine);
+    if (!(inside >= 0.0)) {
+        mi_reflection_dir(dir, state);
+        return miFALSE;
+    }
+    const double along_normal = ratio * cosine - std::sqrt(inside);
+    *dir = {static_cast<miScalar>(ratio * static_cast<double>(d.x) +
+                                  along_normal * static_cast<double>(n.x)),
+            static_cast<miScalar>(ratio * static_cast<double>(d.y) +
+                                  along_normal * static_cast<double>(n.y)),
+            static_cast<miScalar>(ratio * static_cast<double>(d.z) +
+                                  along_normal * static_cast<double>(n.z))};
+    return miTRUE;
+}
+
+miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miVector** b,
+                         miVector** c) {
+    auto* const r = renderer();
+    if (!r || !state || !state->pri) return miFALSE;
+    const auto primitive = vx::trace::Primitive::from_handle(state->pri);
+    if (primitive.placement >= r->world().object_count()) return miFALSE;
+    const auto& placement = r->world().accel().placement(primitive.placement);
+    if (primitive.triangle >= placement.mesh->triangles.size()) return miFALSE;
+    const auto& indices = placement.mesh->triangles[primitive.triangle];
+
+    auto& corners = r->arena().corners;
+    const auto* source = static_cast<const std::vector<vx::scene::Vec3>*>(nullptr);
+    switch (which) {
+    case 'p':
+        vx::trace::triangle_corners(r->world(), primitive, corners.data());
+        break;
+    case 'n':
+        source = &placement.mesh->normals;
+        break;
+    case 't':
+        if (space < 0 || static_cast<std::size_t>(space) >= placement.mesh->textures.size())
+            return miFALSE;
+        source = &placement.mesh->textures[static_cast<std::size_t>(space)];
+        break;
+    default:
+        return miFALSE;
+    }
+    if (source) {
+        if (source->empty()) return miFALSE;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const vx::scene::Vec3& v = (*source)[indices[i]];
+            corners[i] = {v.x, v.y, v.z};
+            if (which == 'n')
+                corners[i] =
+                    vx::trace::normalized(vx::trace::normal(placement.to_local.data(), corners[i]));
+        }
+    }
+    if (a) *a = &corners[0];
+    if (b) *b = &corners[1];
+    if (c) *c = &corners[2];
+    return miTRUE;
+}

@@ -1,0 +1,59 @@
+// Image textures in memory.
+#pragma once
+
+#include "host/shading/build.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace vx::trace {
+
+// Pixels of one texture. Row 0 is the lowest; values are as in the file, 0 to 1 for integer types.
+class TextureImage {
+  public:
+    // From `components` numbers per pixel: 1 is grey, 2 grey and alpha, 3 and 4 colours. Missing
+    // alpha is 1.
+    TextureImage(int width, int height, int components, std::vector<float> values);
+    TextureImage(int width, int height, int components, std::vector<std::uint8_t> values);
+
+    // Between the four pixels around (u, v), both in [0, 1); the border pixels go on outside.
+    [[nodiscard]] miColor bilinear(float u, float v) const;
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
+
+  private:
+    [[nodiscard]] miColor pixel(int x, int y) const;
+    int width_, height_, components_;
+    std::vector<float> floats_;
+    std::vector<std::uint8_t> bytes_; // one of the two is empty
+};
+
+// Reads a picture file. Null, with the reason, when that fails.
+[[nodiscard]] std::unique_ptr<TextureImage> read_texture(const std::string& path,
+                                                         std::string& reason);
+
+// All textures of a scene, read before a frame and kept for the next.
+class Textures {
+  public:
+    struct Failure {
+        std::string texture, reason;
+    };
+    // Reads what the scene's texture elements name and is new or changed since the last call.
+    // Returns those that could not be read; lookups in them fail.
+    std::vector<Failure> load(shading::Context& context);
+
+    // Null for a tag without pixels.
+    [[nodiscard]] const TextureImage* find(miTag tag) const;
+
+  private:
+    struct Entry {
+        unsigned revision = 0;
+        std::unique_ptr<TextureImage> image;
+    };
+    std::unordered_map<miTag, Entry> entries_;
+};
+
+} // namespace vx::trace
