@@ -1,0 +1,75 @@
+#include "host/render/progress.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+namespace vx::render {
+
+namespace {
+
+std::string duration(double seconds) {
+    const auto s = static_cast<std::int64_t>(seconds + 0.5);
+    if (s < 60) return fmt::format("{} s", s);
+    if (s < 3600) return fmt::format("{} min {:02} s", s / 60, s % 60);
+    return fmt::format("{} h {:02} min", s / 3600, s / 60 % 60);
+}
+
+std::string rate(double per_second) {
+    if (per_second >= 1e6) return fmt::format("{:.2f} M rays/s", per_second / 1e6);
+    if (per_second >= 1e3) return fmt::format("{:.0f} k rays/s", per_second / 1e3);
+    return fmt::format("{:.0f} rays/s", per_second);
+}
+
+} // namespace
+
+std::string progress_text(std::string_view what, std::uint64_t done, std::uint64_t total,
+                          std::uint64_t rays, double seconds) {
+    const double share = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1.0;
+    std::string text = fmt::format("{:.0f} % of {}", 100.0 * share, what);
+    if (seconds > 0.0) text += ", " + rate(static_cast<double>(rays) / seconds);
+    if (share > 0.0 && share < 1.0)
+        text += ", " + duration(seconds * (1.0 - share) / share) + " left";
+    return text;
+}
+
+Progress::Progress(Style style, std::function<void(const std::string&)> line)
+    : style_(style), line_(std::move(line)) {}
+
+void Progress::start(std::string what) {
+    const std::scoped_lock lock(mutex_);
+    what_ = std::move(what);
+    start_ = last_ = Clock::now();
+    last_part_ = 0;
+}
+
+void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t rays) {
+    if (style_ == Style::none) return;
+    const std::unique_lock lock(mutex_);
+    const Clock::time_point now = Clock::now();
+    const double seconds = std::chrono::duration<double>(now - start_).count();
+    if (style_ == Style::terminal) {
+        if (now - last_ < std::chrono::milliseconds(100)) return;
+        last_ = now;
+        const std::string text = progress_text(what_, done, total, rays, seconds);
+        std::fprintf(stderr, "\r\033[K%s", text.c_str());
+        std::fflush(stderr);
+        drawn_ = true;
+        return;
+    }
+    const std::uint64_t part = total > 0 ? done * 10 / total : 10;
+    if (part <= last_part_ || part >= 10 || now - last_ < std::chrono::seconds(2)) return;
+    last_part_ = part;
+    last_ = now;
+    line_(progress_text(what_, done, total, rays, seconds));
+}
+
+void Progress::finish() {
+    const std::scoped_lock lock(mutex_);
+    if (!drawn_) return;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+    drawn_ = false;
+}
+
+} // namespace vx::render

@@ -1,0 +1,359 @@
+#include "host/render/render_scene.h"
+
+#include "host/image/write.h"
+#include "host/render/camera_ray.h"
+#include "host/render/sampler.h"
+#include "host/shading/errors.h"
+#include "host/trace/renderer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+
+namespace vx::render {
+
+namespace fs = std::filesystem;
+using shading::Level;
+
+struct SceneRenderer::Output {
+    image::WriteRequest request;
+};
+
+namespace {
+
+double seconds_since(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::string first_type(const std::string& types) {
+    return types.substr(0, types.find(','));
+}
+
+bool wants_surfaces(const image::WriteRequest& request) {
+    if (!request.type) return false;
+    switch (request.type->channels) {
+    case image::Channels::depth:
+    case image::Channels::normal:
+    case image::Channels::motion:
+    case image::Channels::label:
+        return true;
+    default:
+        return false;
+    }
+}
+
+int filter_number(const std::string& name) {
+    static const std::array<std::string, 5> names{"box", "triangle", "gauss", "mitchell",
+                                                  "lanczos"};
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? 0 : static_cast<int>(found - names.begin());
+}
+
+// Exits of shaders run and leaf instances go, however the frame ends.
+class RenderPhase {
+  public:
+    RenderPhase(shading::Context& context, const miState& state)
+        : context_(context), state_(state) {
+        context_.begin_render();
+    }
+    ~RenderPhase() { context_.end_render(state_); }
+    RenderPhase(const RenderPhase&) = delete;
+    RenderPhase& operator=(const RenderPhase&) = delete;
+
+  private:
+    shading::Context& context_;
+    miState state_;
+};
+
+} // namespace
+
+SceneRenderer::SceneRenderer(shading::Context& context, const shading::SceneBuilder& builder,
+                             const RenderSettings& settings, Progress& progress,
+                             const std::atomic<bool>& interrupt)
+    : context_(context),
+      builder_(builder),
+      settings_(settings),
+      progress_(progress),
+      interrupt_(interrupt) {}
+
+void SceneRenderer::say(Level level, const std::string& text) const {
+    context_.messages.write(level, "RENDER", 0, text);
+}
+
+void SceneRenderer::override_camera(miCamera& camera) const {
+    if (settings_.resolution) {
+        camera.x_resolution = (*settings_.resolution)[0];
+        camera.y_resolution = (*settings_.resolution)[1];
+        // The scene's window was meant for the scene's resolution.
+        camera.window = {0, 0, 65535, 65535};
+    }
+    if (settings_.window) {
+        const auto& w = *settings_.window;
+        camera.window = {w[0], w[1], w[2], w[3]};
+    }
+    if (settings_.aperture) camera.aperture = *settings_.aperture;
+    if (settings_.aspect) camera.aspect = *settings_.aspect;
+    if (settings_.focal) {
+        camera.orthographic = *settings_.focal == 0.0f ? miTRUE : miFALSE;
+        camera.focal = *settings_.focal == 0.0f ? 1.0f : *settings_.focal;
+    }
+}
+
+void SceneRenderer::override_options(miOptions& options) const {
+    const auto set = [](auto& to, const auto& from) {
+        if (from) to = static_cast<std::remove_reference_t<decltype(to)>>(*from);
+    };
+    if (settings_.samples) {
+        options.min_samples = (*settings_.samples)[0];
+        options.max_samples = (*settings_.samples)[1];
+    }
+    if (settings_.contrast) {
+        const auto& c = *settings_.contrast;
+        options.contrast = {c[0], c[1], c[2], c[3]};
+    }
+    set(options.jitter, settings_.jitter);
+    if (settings_.filter) {
+        options.filter = filter_number(*settings_.filter);
+        const auto& size = settings_.filter_size;
+        options.filter_size_x = size.empty() ? 0.0f : size.front();
+        options.filter_size_y = size.empty() ? 0.0f : size.back();
+    }
+    set(options.trace, settings_.trace);
+    if (settings_.trace_depth) {
+        options.reflection_depth = (*settings_.trace_depth)[0];
+        options.refraction_depth = (*settings_.trace_depth)[1];
+        options.trace_depth = (*settings_.trace_depth)[2];
+    }
+    set(options.shadow, settings_.shadow);
+    set(options.face, settings_.face);
+    set(options.lens, settings_.lens);
+    set(options.volume, settings_.volume);
+    set(options.displace, settings_.displace);
+    set(options.output, settings_.output);
+    set(options.geometry, settings_.geometry);
+}
+
+bool SceneRenderer::load_textures() {
+    const auto failures = textures_.load(context_);
+    for (const auto& failure : failures)
+        context_.messages.write(
+            settings_.texture_continue ? Level::warning : Level::error, "IMG", 0,
+            fmt::format("texture \"{}\" cannot be read: {}", failure.texture, failure.reason));
+    return failures.empty() || settings_.texture_continue;
+}
+
+std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) const {
+    std::vector<Output> list;
+    const scene::Camera* const camera = builder_.camera(camera_tag);
+    if (!camera) return list;
+    const scene::Location nowhere;
+    const auto add = [&](const std::string& file, const std::string& format,
+                         const std::string& types, const std::string& compression,
+                         std::optional<int> quality, std::optional<float> dpi) {
+        Output output;
+        image::WriteRequest& r = output.request;
+        std::string name = context_.substitute ? context_.substitute(file) : file;
+        r.format = format;
+        if (!types.empty()) {
+            r.type = image::parse_pixel_type(first_type(types));
+            if (!r.type)
+                context_.messages.write(
+                    Level::warning, "IMG", 0,
+                    fmt::format(
+                        "{}: there is no picture type \"{}\"; writing what suits the format", name,
+                        first_type(types)));
+        }
+        // The command line's name and format are for the picture, not for depth and the like.
+        const bool picture = !wants_surfaces(r);
+        if (picture && !settings_.file_name.empty() &&
+            std::none_of(list.begin(), list.end(),
+                         [](const Output& o) { return !wants_surfaces(o.request); }))
+            name = settings_.file_name;
+        if (picture && !settings_.file_type.empty()) {
+            r.format = settings_.file_type;
+            r.type.reset();
+        }
+        r.path = name;
+        if (!settings_.file_dir.empty())
+            r.path =
+                fs::path(settings_.file_dir) / (r.path.is_absolute() ? r.path.filename() : r.path);
+        r.compression = compression;
+        r.quality = quality.value_or(0);
+        r.dpi = dpi.value_or(0.0f);
+        list.push_back(output);
+    };
+    for (const scene::Output& o : camera->outputs) {
+        if (!o.shader.empty()) {
+            say(Level::warning, "output shaders are skipped");
+            continue;
+        }
+        add(o.file, o.format, o.types, o.compression, o.quality, o.dpi);
+    }
+    for (const scene::FrameBuffer& b : camera->framebuffers) {
+        if (b.filename.empty() || b.user.value_or(false)) continue;
+        add(b.filename, b.filetype, b.datatype, b.compression, b.quality,
+            b.dpi ? std::optional<float>(static_cast<float>(*b.dpi)) : std::nullopt);
+    }
+    if (list.empty() && !settings_.file_name.empty())
+        add(settings_.file_name, "", "", "", std::nullopt, std::nullopt);
+    return list;
+}
+
+Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image::Frame& frame,
+                                    bool surfaces) {
+    const auto* const instance =
+        context_.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
+    auto* const camera =
+        instance ? context_.database.find<miCamera>(instance->item, miSCENE_CAMERA) : nullptr;
+    auto* const options = context_.database.find<miOptions>(request.options, miSCENE_OPTIONS);
+    if (!camera || !options) {
+        say(Level::error, "there is no camera or no options to render with");
+        return Outcome::failed;
+    }
+    override_camera(*camera);
+    override_options(*options);
+    if (!load_textures()) return Outcome::failed;
+
+    const auto start = std::chrono::steady_clock::now();
+    const trace::World world(context_, request);
+    say(Level::info, fmt::format("{} objects with {} triangles and {} lights ready after {:.2f} s",
+                                 world.object_count(), world.accel().triangle_count(),
+                                 world.lights().size(), seconds_since(start)));
+    context_.lights.clear();
+    for (const trace::LightLeaf& light : world.lights())
+        context_.lights.push_back(light.instance);
+
+    trace::Renderer renderer(context_, world, *camera, *options, &textures_);
+    const auto* const camera_leaf =
+        context_.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
+    const trace::Matrix to_world =
+        camera_leaf ? trace::to_matrix(camera_leaf->tf.local_to_global) : trace::identity;
+
+    SamplingSettings sampling;
+    sampling.width = camera->x_resolution;
+    sampling.height = camera->y_resolution;
+    sampling.window = render_window(*camera);
+    sampling.min_level = options->min_samples;
+    sampling.max_level = options->max_samples;
+    sampling.contrast = options->contrast;
+    sampling.jitter = std::clamp(options->jitter, 0.0f, 1.0f);
+    sampling.filter =
+        image::Filter(static_cast<image::FilterKind>(std::clamp(options->filter, 0, 4)),
+                      options->filter_size_x, options->filter_size_y);
+    sampling.surfaces = surfaces;
+    sampling.threads = settings_.threads;
+    sampling.tile_size = settings_.task_size;
+    if (sampling.window.empty()) {
+        say(Level::error, "the window lies outside of the image");
+        return Outcome::failed;
+    }
+
+    std::atomic<std::uint64_t> rays{0};
+    SamplingCalls calls;
+    calls.eye = [&](const EyeRequest& eye) {
+        const CameraRay ray = camera_ray(*camera, to_world, eye.x, eye.y);
+        const trace::EyeResult seen =
+            renderer.eye({ray.origin, ray.direction, eye.x, eye.y, eye.first ? 0 : eye.key | 1u});
+        rays.fetch_add(1, std::memory_order_relaxed);
+        image::Sample sample;
+        sample.x = eye.x;
+        sample.y = eye.y;
+        sample.color = seen.color;
+        if (seen.hit) {
+            sample.depth = seen.depth;
+            sample.normal = seen.normal;
+            sample.motion = seen.motion;
+            sample.label = seen.label;
+        }
+        return sample;
+    };
+    calls.tile_done = [&](std::uint64_t done, std::uint64_t total) {
+        context_.thread().end_tile();
+        progress_.update(done, total, rays.load(std::memory_order_relaxed));
+    };
+    calls.cancelled = [&] {
+        if (interrupt_.load(std::memory_order_relaxed) && !context_.aborted()) context_.cancel();
+        return context_.aborted();
+    };
+
+    const RenderPhase phase(context_, renderer.frame_state());
+    const auto rendering = std::chrono::steady_clock::now();
+    progress_.start(fmt::format("frame {}", camera->frame));
+    try {
+        bool complete = true;
+        image::Frame result = vx::render::render_frame(sampling, calls, complete);
+        progress_.finish();
+        if (!complete || context_.aborted())
+            return interrupt_ ? Outcome::interrupted : Outcome::failed;
+        frame = std::move(result);
+    } catch (const shading::RenderAborted&) {
+        progress_.finish();
+        return interrupt_ ? Outcome::interrupted : Outcome::failed;
+    }
+    const double seconds = seconds_since(rendering);
+    say(Level::info, fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", rays.load(), seconds,
+                                 static_cast<double>(rays.load()) / std::max(seconds, 1e-9)));
+    return context_.shaders_refused() ? Outcome::failed : Outcome::done;
+}
+
+Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Frame& frame) {
+    try {
+        return render_frame(request, frame, true);
+    } catch (const std::exception& e) {
+        progress_.finish();
+        say(Level::error, e.what());
+        return Outcome::failed;
+    }
+}
+
+Outcome SceneRenderer::render(const shading::RenderRequest& request) {
+    const auto* const instance =
+        context_.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
+    const miTag camera = instance ? instance->item : miNULLTAG;
+    const std::vector<Output> files = outputs(camera);
+    for (const Output& output : files) {
+        const std::string extension = output.request.path.extension().string();
+        const std::string format = !output.request.format.empty() ? output.request.format
+                                   : extension.empty()            ? ""
+                                                                  : extension.substr(1);
+        if (!image::can_write(format)) {
+            context_.messages.write(Level::error, "IMG", 0,
+                                    fmt::format("{}: pictures of the format '{}' cannot be written",
+                                                output.request.path.string(), format));
+            return Outcome::failed;
+        }
+    }
+    if (files.empty()) say(Level::warning, "the camera names no output file; nothing is written");
+
+    const scene::Options* const options = builder_.options(request.options);
+    const bool surfaces = std::any_of(files.begin(), files.end(),
+                                      [](const Output& o) { return wants_surfaces(o.request); });
+    image::Frame frame(0, 0, false);
+    Outcome outcome = Outcome::failed;
+    try {
+        outcome = render_frame(request, frame, surfaces);
+    } catch (const std::exception& e) {
+        progress_.finish();
+        say(Level::error, e.what());
+        return Outcome::failed;
+    }
+    if (outcome == Outcome::interrupted || frame.width() == 0) return outcome;
+    for (const Output& output : files) {
+        image::WriteRequest r = output.request;
+        r.gamma = options ? options->gamma : 1.0f;
+        if (const auto reason = image::write_picture(frame, r)) {
+            context_.messages.write(Level::error, "IMG", 0,
+                                    fmt::format("{}: {}", r.path.string(), *reason));
+            outcome = Outcome::failed;
+            continue;
+        }
+        written_.push_back(r.path.string());
+        context_.messages.write(Level::progress, "IMG", 0,
+                                fmt::format("wrote {}", r.path.string()));
+    }
+    return outcome;
+}
+
+} // namespace vx::render

@@ -1,0 +1,91 @@
+#include "host/render/camera_ray.h"
+
+#include <gtest/gtest.h>
+
+using vx::render::camera_ray;
+using vx::render::render_window;
+using vx::trace::identity;
+
+namespace {
+
+miCamera camera(int w, int h) {
+    miCamera c{};
+    c.focal = 2.0f;
+    c.aperture = 1.0f;
+    c.aspect = 2.0f;
+    c.x_resolution = w;
+    c.y_resolution = h;
+    c.window = {0, 0, 65535, 65535};
+    return c;
+}
+
+} // namespace
+
+TEST(CameraRay, LooksAlongMinusZWithTheImagesCentreInTheMiddle) {
+    const auto ray = camera_ray(camera(100, 50), identity, 50.0f, 25.0f);
+    EXPECT_EQ(ray.origin.z, 0.0f);
+    EXPECT_FLOAT_EQ(ray.direction.x, 0.0f);
+    EXPECT_FLOAT_EQ(ray.direction.y, 0.0f);
+    EXPECT_FLOAT_EQ(ray.direction.z, -1.0f);
+}
+
+TEST(CameraRay, CornersFollowApertureAndAspectWhateverTheResolution) {
+    for (const int w : {100, 33}) {
+        const auto ray = camera_ray(camera(w, 50), identity, 0.0f, 50.0f);
+        // Half the aperture to the left, half of aperture / aspect up, focal forward.
+        EXPECT_FLOAT_EQ(ray.direction.x / -ray.direction.z, -0.5f / 2.0f);
+        EXPECT_FLOAT_EQ(ray.direction.y / -ray.direction.z, 0.25f / 2.0f);
+    }
+}
+
+TEST(CameraRay, OrthographicRaysAreParallel) {
+    miCamera c = camera(100, 50);
+    c.orthographic = miTRUE;
+    const auto ray = camera_ray(c, identity, 100.0f, 0.0f);
+    EXPECT_FLOAT_EQ(ray.origin.x, 0.5f);
+    EXPECT_FLOAT_EQ(ray.origin.y, -0.25f);
+    EXPECT_FLOAT_EQ(ray.direction.z, -1.0f);
+    EXPECT_FLOAT_EQ(ray.direction.x, 0.0f);
+}
+
+TEST(CameraRay, PositiveOffsetMovesThePictureRightAndUp) {
+    miCamera c = camera(100, 50);
+    const auto before = camera_ray(c, identity, 30.0f, 20.0f);
+    c.x_offset = 5.0f;
+    c.y_offset = 3.0f;
+    const auto after = camera_ray(c, identity, 35.0f, 23.0f);
+    EXPECT_FLOAT_EQ(before.direction.x, after.direction.x);
+    EXPECT_FLOAT_EQ(before.direction.y, after.direction.y);
+}
+
+TEST(CameraRay, GoesToTheWorldByTheGivenMatrix) {
+    // A quarter turn about y: -z becomes -x. Then moved to (1, 2, 3).
+    const vx::trace::Matrix turn{0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1, 2, 3, 1};
+    const auto ray = camera_ray(camera(100, 50), turn, 50.0f, 25.0f);
+    EXPECT_FLOAT_EQ(ray.origin.x, 1.0f);
+    EXPECT_FLOAT_EQ(ray.origin.y, 2.0f);
+    EXPECT_FLOAT_EQ(ray.origin.z, 3.0f);
+    EXPECT_FLOAT_EQ(ray.direction.x, -1.0f);
+}
+
+TEST(RenderWindow, BothCornersBelongToIt) {
+    miCamera c = camera(100, 50);
+    c.window = {10, 20, 19, 39};
+    const auto w = render_window(c);
+    EXPECT_EQ(w.x0, 10);
+    EXPECT_EQ(w.width(), 10);
+    EXPECT_EQ(w.y0, 20);
+    EXPECT_EQ(w.height(), 20);
+}
+
+TEST(RenderWindow, IsCutToTheImage) {
+    miCamera c = camera(100, 50);
+    const auto whole = render_window(c);
+    EXPECT_EQ(whole.width(), 100);
+    EXPECT_EQ(whole.height(), 50);
+    c.window = {-5, -5, 2147483647, 4};
+    EXPECT_EQ(render_window(c).x1, 100);
+    EXPECT_EQ(render_window(c).y1, 5);
+    c.window = {200, 0, 300, 10};
+    EXPECT_TRUE(render_window(c).empty());
+}
