@@ -201,21 +201,22 @@ class FrameLoop {
         for (int y = rect.y0; y < rect.y1; ++y)
             for (int x = rect.x0; x < rect.x1; ++x) {
                 if (!is_wanted(x, y)) continue;
-                const std::size_t at = all.index(x, y);
-                bool refine = spread(base[at]);
-                for (int dy = -1; dy <= 1 && !refine; ++dy)
-                    for (int dx = -1; dx <= 1 && !refine; ++dx)
-                        refine = all.holds(x + dx, y + dy) &&
-                                 !base[all.index(x + dx, y + dy)].empty() &&
-                                 differ(means[all.index(x + dx, y + dy)], means[at], s_.contrast);
-                if (!refine) {
-                    add_pixel(tile, base[at]);
-                    continue;
-                }
-                for (int level = pixel_min_ + 1;; ++level) {
+                const auto stands_out = [&](const std::vector<Sample>& of_pixel) {
+                    if (spread(of_pixel)) return true;
+                    const miColor here = mean(of_pixel);
+                    for (int dy = -1; dy <= 1; ++dy)
+                        for (int dx = -1; dx <= 1; ++dx)
+                            if (all.holds(x + dx, y + dy) &&
+                                !base[all.index(x + dx, y + dy)].empty() &&
+                                differ(means[all.index(x + dx, y + dy)], here, s_.contrast))
+                                return true;
+                    return false;
+                };
+                samples = base[all.index(x, y)];
+                // An edge may run between the samples of two pixels, so both sides are refined.
+                for (int level = pixel_min_ + 1; level <= s_.max_level && stands_out(samples);
+                     ++level)
                     take_pixel(x, y, level, samples);
-                    if (level >= s_.max_level || !spread(samples)) break;
-                }
                 add_pixel(tile, samples);
             }
     }
