@@ -1,6 +1,7 @@
 // The entry points of the library: what the renderer looks up by name. Each does its shader's
 // bookkeeping with the renderer and hands on to the folder that does the work.
 #include "shader.h"
+#include "src/reader/reader.h"
 #include "src/tag/tag.h"
 
 namespace {
@@ -31,6 +32,26 @@ DLLEXPORT void vx_pc_tag_exit(miState* /*state*/, TagParameters* /*params*/) {}
 
 DLLEXPORT miBoolean vx_pc_tag(miColor* result, miState* state, TagParameters* params) {
     return TagColor(result, state, params);
+}
+
+DLLEXPORT int vx_pc_read_version(void) {
+    return library_version;
+}
+
+DLLEXPORT void vx_pc_read_init(miState* state, ReadParameters* params,
+                               miBoolean* instance_init_request) {
+    if (params == nullptr)
+        InitShader("vx_pc_read", instance_init_request);
+    else
+        InitReadInstance(state, params);
+}
+
+DLLEXPORT void vx_pc_read_exit(miState* state, ReadParameters* params) {
+    if (params != nullptr) ExitReadInstance(state);
+}
+
+DLLEXPORT miBoolean vx_pc_read(ReadResult* result, miState* state, ReadParameters* params) {
+    return ReadCloud(result, state, params);
 }
 
 } // extern "C"

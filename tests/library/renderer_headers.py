@@ -13,6 +13,14 @@ import sys
 
 # What to look for in the headers, and what a renderer may call it instead.
 SHADER_NAMES = [
+    (r"\bat_end\b", "is_past_end"),
+    (r"\bget_field_id\b", "find_field"),
+    (r"\bget_position\b", "get_coordinates"),
+    (r"\bget_squared_distance\b", "get_distance"),
+    (r"\bhas_field\b", "contains_field"),
+    (r"\bmap_no_such_field\b", "map_field_none"),
+    (r"\bsearch\b(?=\()", "find_nearest"),
+    (r"\bshareMap\b", "openAgain"),
     (r"\bconnected\b(?=[;,])", "may_be_connected"),
     (r"\bname\[4\]", "shader_name[4]"),
     (r"\bmiQ_FUNC_TLS_GET\b", "miQ_FUNC_THREAD_DATA"),
@@ -22,6 +30,14 @@ SHADER_NAMES = [
 ]
 # The same in src/platform, where a name stands behind "->".
 PLATFORM_NAMES = [
+    (r"->at_end\b", "->is_past_end"),
+    (r"->get_field_id\b", "->find_field"),
+    (r"\.get_position\b", ".get_coordinates"),
+    (r"->get_squared_distance\b", "->get_distance"),
+    (r"->has_field\b", "->contains_field"),
+    (r"\bmap_no_such_field\b", "map_field_none"),
+    (r"->search\b", "->find_nearest"),
+    (r"->shareMap\b", "->openAgain"),
     (r"->connected\b", "->may_be_connected"),
     (r"->name\b", "->shader_name"),
 ]

@@ -1,6 +1,7 @@
 // The shared object: what it exports, what it needs, and its entries when it is loaded.
 #include "shader.h"
 #include "tests/library/elf.h"
+#include "tests/renderer_stub/map_stub.h"
 #include "tests/renderer_stub/renderer_stub.h"
 
 #include <gmock/gmock.h>
@@ -34,7 +35,9 @@ bool is_instrumentation(const std::string& name) {
 
 TEST(SharedObject, ExportsTheShaderEntriesAndNothingElse) {
     EXPECT_THAT(vx::test::read_shared_object(VX_LIBRARY).exported,
-                ElementsAre("vx_pc_tag", "vx_pc_tag_exit", "vx_pc_tag_init", "vx_pc_tag_version"));
+                ElementsAre("vx_pc_read", "vx_pc_read_exit", "vx_pc_read_init",
+                            "vx_pc_read_version", "vx_pc_tag", "vx_pc_tag_exit", "vx_pc_tag_init",
+                            "vx_pc_tag_version"));
 }
 
 TEST(SharedObject, NeedsNoLibraryButTheStandardOnes) {
@@ -125,7 +128,7 @@ TEST_P(LoadedShader, ShaderExitDoesNothing) {
     EXPECT_THAT(renderer.calls(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, LoadedShader, testing::Values("vx_pc_tag"),
+INSTANTIATE_TEST_SUITE_P(Every, LoadedShader, testing::Values("vx_pc_read", "vx_pc_tag"),
                          [](const auto& shader) { return std::string(shader.param); });
 
 TEST_F(LoadedLibrary, TagReturnsItsColors) {
@@ -161,6 +164,52 @@ TEST_F(LoadedLibrary, TagInstanceInitAndExitDoNothing) {
     entry<Exit>("vx_pc_tag_exit")(&state, state.shader->parameters);
     EXPECT_EQ(request, miFALSE);
     EXPECT_THAT(renderer.calls(), IsEmpty());
+}
+
+TEST_F(LoadedLibrary, ReadLoadsBlendsAndReleases) {
+    Renderer renderer;
+    vx::stub::Maps maps(renderer);
+    vx::stub::MapContent content;
+    content.positions = {{1, 0, 0}};
+    content.add("rgbPP", std::vector<miVector>{{1, 2, 4}});
+    maps.files["shot.0002.mrmap"] = content;
+
+    // Thirteen parameters in the order of the declaration; the angles and colours by their bits.
+    const auto bits = [](float value) {
+        int word = 0;
+        std::memcpy(&word, &value, sizeof word);
+        return word;
+    };
+    const auto name = static_cast<int>(renderer.add_string("shot.0001.mrmap"));
+    const std::array<int, 19> words = {0,          name,       2,          bits(2.0F), 16,
+                                       0,          0,          0,          0,          bits(180.0F),
+                                       bits(1.0F), bits(1.0F), bits(1.0F), 0,          bits(2.0F),
+                                       bits(2.0F), bits(2.0F), 0,          0};
+    FunctionSetup setup;
+    setup.block = bytes_of(words);
+    miState state = renderer.new_state(renderer.add_function(setup));
+    state.normal = {0, 0, 1};
+    miBoolean request = miFALSE;
+    entry<Init>("vx_pc_read_init")(&state, state.shader->parameters, &request);
+    EXPECT_EQ(request, miFALSE);
+    EXPECT_THAT(renderer.calls_starting_with("info"), IsEmpty()) << "once per shader, not instance";
+    EXPECT_THAT(renderer.calls_starting_with("warning"), testing::SizeIs(3));
+
+    struct {
+        miColor color = {9, 9, 9, 9};
+        int count = 9;
+    } result;
+    EXPECT_EQ(entry<Shader>("vx_pc_read")(&result.color, &state, state.shader->parameters), miTRUE);
+    // Half way to the radius the falloff is one half; the gain is 2.
+    EXPECT_EQ(result.color.r, 1);
+    EXPECT_EQ(result.color.g, 2);
+    EXPECT_EQ(result.color.b, 4);
+    EXPECT_EQ(result.color.a, 0);
+    EXPECT_EQ(result.count, 1);
+
+    entry<Exit>("vx_pc_read_exit")(&state, state.shader->parameters);
+    EXPECT_THAT(renderer.left_over(), IsEmpty());
+    EXPECT_THAT(maps.left_over(), IsEmpty());
 }
 
 } // namespace

@@ -1,0 +1,66 @@
+#include "src/reader/my_distance.h"
+
+#include "src/names/label_list.h"
+#include "src/platform/map_read.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr float kPi = 3.1415927F;
+constexpr float kOppositeCosine = -0.9999F;
+constexpr float kEqualCosine = 0.9999F;
+constexpr float kRejected = 1e36F;
+constexpr int kNoLabel = -1; // lists hold no negative labels
+
+float ToRadians(float degrees) {
+    return degrees * kPi / 180.0F;
+}
+
+// Cut off near the poles, where acosf says nothing; a cosine that is not a number counts as equal.
+float AngleOf(float cosine) {
+    if (cosine <= kOppositeCosine) return kPi;
+    return cosine < kEqualCosine ? acosf(cosine) : 0.0F;
+}
+
+} // namespace
+
+My_distance::My_distance(const miState* state, float min_angle, float max_angle,
+                         const ReadInstanceData* record)
+    : mi::shader_v3::Map_distance<3U>(&state->point.x),
+      m_normal(state->normal),
+      m_direction(state->dir),
+      m_minAngle(ToRadians(min_angle)),
+      m_maxAngle(ToRadians(max_angle)),
+      m_record(record) {}
+
+float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) const {
+    if (m_record->useLabels != miFALSE) {
+        const int label = map_read::Field(*element, m_record->tagField, kNoLabel);
+        if (in_label_list(m_record->labelValues, m_record->labelCount, label) == 0)
+            return kRejected;
+    }
+
+    const float* position = map_read::Position(*element);
+    float sum = 0.0F;
+    for (int axis = 0; axis < 3; ++axis) {
+        const float difference = position[axis] - m_point[axis];
+        sum += difference * difference;
+        if (sum > m_record->radiusSquared) return kRejected;
+    }
+
+    const miVector normal =
+        map_read::Field(*element, m_record->normalField, miVector{0.0F, 0.0F, 0.0F});
+    if (m_minAngle > 0.0F || m_maxAngle < kPi) {
+        const float angle = AngleOf(mi_vector_dot(&m_normal, &normal));
+        if (angle < m_minAngle || angle > m_maxAngle) return kRejected;
+    }
+
+    if (m_record->facing == 1) {
+        miVector towards = {position[0] - m_point[0], position[1] - m_point[1],
+                            position[2] - m_point[2]};
+        mi_vector_normalize(&towards);
+        if (!(mi_vector_dot(&m_normal, &towards) > 0.0F)) return kRejected;
+    }
+    return sum;
+}

@@ -1,0 +1,19 @@
+#include "tests/reader/counted_maths.h"
+
+extern "C" {
+
+float __real_acosf(float x);
+float __real_powf(float x, float y);
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names
+float __wrap_acosf(float x) {
+    ++vx::test::maths_calls.acosf;
+    return __real_acosf(x);
+}
+float __wrap_powf(float x, float y) {
+    ++vx::test::maths_calls.powf;
+    return __real_powf(x, y);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+} // extern "C"

@@ -1,0 +1,16 @@
+// Counts the calls of acosf and powf that the code under test makes; the linker puts the counting
+// versions in their place (--wrap).
+#ifndef VX_TESTS_READER_COUNTED_MATHS_H
+#define VX_TESTS_READER_COUNTED_MATHS_H
+
+namespace vx::test {
+
+struct MathsCalls {
+    int acosf = 0;
+    int powf = 0;
+};
+inline MathsCalls maths_calls;
+
+} // namespace vx::test
+
+#endif
