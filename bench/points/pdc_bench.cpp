@@ -30,7 +30,7 @@ constexpr int kPoints = 1000000;
 std::filesystem::path g_path;
 
 struct CloseFile {
-    void operator()(std::FILE* f) const { std::fclose(f); }
+    void operator()(std::FILE* f) const { (void)std::fclose(f); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
@@ -61,7 +61,7 @@ std::vector<char>& ready_bytes() {
     static std::vector<char> bytes = [] {
         const File out(std::fopen(g_path.c_str(), "wb"));
         WritePdc(out.get(), baked_cache());
-        std::fflush(out.get());
+        (void)std::fflush(out.get());
         std::vector<char> all(std::filesystem::file_size(g_path));
         const File in(std::fopen(g_path.c_str(), "rb"));
         if (std::fread(all.data(), 1, all.size(), in.get()) != all.size()) std::abort();
@@ -74,12 +74,12 @@ std::vector<char>& ready_bytes() {
 
 void write_double(std::FILE* f, double value) {
     const std::uint64_t word = __builtin_bswap64(std::bit_cast<std::uint64_t>(value));
-    std::fwrite(&word, 8, 1, f);
+    (void)std::fwrite(&word, 8, 1, f);
 }
 
 void write_int(std::FILE* f, std::int32_t value) {
     const std::uint32_t word = __builtin_bswap32(static_cast<std::uint32_t>(value));
-    std::fwrite(&word, 4, 1, f);
+    (void)std::fwrite(&word, 4, 1, f);
 }
 
 double read_double(std::FILE* f) {
@@ -95,13 +95,13 @@ std::int32_t read_int(std::FILE* f) {
 }
 
 void write_by_value(std::FILE* f, const CPdc& pdc) {
-    std::fwrite(pdc.header.magic, 1, 4, f);
+    (void)std::fwrite(pdc.header.magic, 1, 4, f);
     for (const int field : {1, 1, 0, 0, pdc.header.particleCount, 7})
         write_int(f, field);
     for (const CAttribute& a : pdc.slots) {
         if (a.name.empty()) continue;
         write_int(f, static_cast<std::int32_t>(a.name.size()));
-        std::fwrite(a.name.data(), 1, a.name.size(), f);
+        (void)std::fwrite(a.name.data(), 1, a.name.size(), f);
         write_int(f, a.kind == kKindVector ? 5 : 3);
         if (a.kind == kKindFloat) {
             for (const float v : a.floats)
@@ -184,7 +184,7 @@ void write_values(benchmark::State& state) {
 
 void write_floor(benchmark::State& state) {
     bench_write(state, [](std::FILE* f, const CPdc&, const std::vector<char>& bytes) {
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        (void)std::fwrite(bytes.data(), 1, bytes.size(), f);
     });
 }
 

@@ -71,7 +71,7 @@ bool CAttribute::FWrite(std::FILE* file) const {
     WriteBigEndianInt(file, static_cast<std::int32_t>(name.size()));
     // Unlike every other write, the name's is not guarded against a null stream. No caller passes
     // one.
-    if (!name.empty()) std::fwrite(name.data(), 1, name.size(), file);
+    if (!name.empty()) (void)std::fwrite(name.data(), 1, name.size(), file);
 
     switch (kind) {
     case kKindFloat: {

@@ -14,7 +14,7 @@ static_assert(std::endian::native == std::endian::little, "values are swapped un
 
 // Small enough for a rendering thread's stack and the second-level cache, large enough that the
 // system call behind each block does not count.
-constexpr std::size_t kStageBytes = 32 * 1024;
+constexpr std::size_t kStageBytes = std::size_t{64} * 1024;
 
 inline std::uint32_t SwapBytes(std::uint32_t v) {
     return __builtin_bswap32(v);
@@ -43,7 +43,7 @@ void WriteBigEndian(std::FILE* file, std::size_t count, ValueAt valueAt) {
             const Stored value = valueAt(first + i);
             stage[i] = SwapBytes(std::bit_cast<Word>(value));
         }
-        std::fwrite(stage, sizeof(Word), n, file);
+        (void)std::fwrite(stage, sizeof(Word), n, file);
     }
 }
 
@@ -70,7 +70,7 @@ bool ReadBigEndian(std::FILE* file, std::size_t count, Store store) {
 // One int32. The same contracts without the stage.
 inline void WriteBigEndianInt(std::FILE* file, std::int32_t value) {
     const std::uint32_t word = SwapBytes(std::bit_cast<std::uint32_t>(value));
-    if (file != nullptr) std::fwrite(&word, sizeof word, 1, file);
+    if (file != nullptr) (void)std::fwrite(&word, sizeof word, 1, file);
 }
 
 inline bool ReadBigEndianInt(std::FILE* file, std::int32_t& value) {

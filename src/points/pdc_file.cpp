@@ -67,7 +67,7 @@ bool LoadRecords(CPdcWalk& walk, std::FILE* file, CPdc& pdc) {
 } // namespace
 
 void WritePdc(std::FILE* file, const CPdc& pdc) {
-    std::fwrite(pdc.header.magic, 1, sizeof pdc.header.magic, file);
+    (void)std::fwrite(pdc.header.magic, 1, sizeof pdc.header.magic, file);
     for (const std::int32_t field :
          {pdc.header.formatVersion, pdc.header.byteOrder, pdc.header.extra1, pdc.header.extra2,
           pdc.header.particleCount, pdc.header.attributeCount}) {

@@ -33,6 +33,30 @@ std::int64_t PdcDataSize(std::int32_t code, std::int32_t particleCount) {
     return particleCount < 0 ? -1 : valueSize[code] * particleCount;
 }
 
+const char* PdcErrorText(PdcError error) {
+    switch (error) {
+    case PdcError::None:
+        return "no error";
+    case PdcError::ShortHeader:
+        return "the file ends inside the header";
+    case PdcError::ShortRecord:
+        return "the file ends where an attribute's name and type code should be";
+    case PdcError::BadNameLength:
+        return "an attribute's name length is negative or more than the file holds";
+    case PdcError::BadParticleCount:
+        return "an attribute has a value for each of a negative number of particles";
+    case PdcError::DataPastEnd:
+        return "an attribute's values are more than the file holds";
+    case PdcError::BadAttributeCount:
+        return "the attributes are more than the file can hold";
+    case PdcError::SeekFailed:
+        return "an attribute cannot be skipped in this stream";
+    case PdcError::OutOfMemory:
+        return "not enough memory";
+    }
+    return "unknown error";
+}
+
 CPdcWalk::CPdcWalk(std::FILE* file)
     : header{},
       code(0),

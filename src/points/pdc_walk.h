@@ -34,6 +34,9 @@ enum class PdcError {
     OutOfMemory        // for data that the file does hold
 };
 
+// The reason in words, without a full stop: "the file ends inside the header".
+const char* PdcErrorText(PdcError error);
+
 class CPdcWalk {
   public:
     // Starts at the stream's position; the stream stays the caller's and must outlive the walk.

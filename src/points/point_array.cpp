@@ -15,7 +15,7 @@ CPointList::CBlock* CPointList::NewBlock(std::int32_t capacity) {
 std::int32_t CPointList::Grown(std::int32_t capacity) {
     constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
     if (capacity == most) throw std::bad_alloc();
-    return capacity > most / 2 ? most : capacity + (capacity == 0 ? 1 : capacity);
+    return capacity > most / 2 ? most : 2 * capacity;
 }
 
 CPointList::CPointList(const CPointList& other) : mBlock(nullptr) {
@@ -42,14 +42,13 @@ void CPointList::Release() {
 
 void CPointList::push_back(const CPoint& point) {
     const CPoint added = point; // it may be one of this list's own
-    const std::int32_t length = size();
-    const std::int32_t capacity = mBlock == nullptr ? 0 : std::abs(mBlock->capacity);
-    if (length == capacity) {
-        CBlock* const larger = NewBlock(Grown(capacity));
-        if (length > 0) {
-            std::memcpy(larger->Points(), mBlock->Points(),
-                        static_cast<std::size_t>(length) * sizeof(CPoint));
-        }
+    if (mBlock == nullptr) {
+        mBlock = NewBlock(1);
+    } else if (mBlock->size == std::abs(mBlock->capacity)) {
+        const std::int32_t length = mBlock->size;
+        CBlock* const larger = NewBlock(Grown(length));
+        std::memcpy(larger->Points(), mBlock->Points(),
+                    static_cast<std::size_t>(length) * sizeof(CPoint));
         larger->size = length;
         Release();
         mBlock = larger;

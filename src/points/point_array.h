@@ -56,7 +56,7 @@ class CPointList {
     static_assert(sizeof(CBlock) == 8 && alignof(CBlock) <= alignof(std::max_align_t));
 
     static CBlock* NewBlock(std::int32_t capacity);
-    static std::int32_t Grown(std::int32_t capacity);
+    static std::int32_t Grown(std::int32_t capacity); // of a capacity above 0
     void Release();
 
     CBlock* mBlock;

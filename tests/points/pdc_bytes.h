@@ -66,7 +66,7 @@ inline Bytes seven_attributes() {
 }
 
 struct CloseFile {
-    void operator()(std::FILE* f) const { std::fclose(f); }
+    void operator()(std::FILE* f) const { (void)std::fclose(f); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
@@ -74,7 +74,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 inline File file_of(const std::string& bytes) {
     File f(std::tmpfile());
     if (f != nullptr) {
-        std::fwrite(bytes.data(), 1, bytes.size(), f.get());
+        (void)std::fwrite(bytes.data(), 1, bytes.size(), f.get());
         std::rewind(f.get());
     }
     return f;

@@ -318,6 +318,16 @@ TEST(PdcLoad, EndingInsideTheDataOfAnAttributeThatIsReadFails) {
     }
 }
 
+TEST(PdcLoad, TheOffsetOfAFailureCountsReadAndSkippedRecords) {
+    Bytes b;
+    b.header(1, 4).record("tag", 3).f64(1).record("u", 5).doubles({1, 2, 3});
+    b.record("id", 1).i32(5).record("radius", 3).raw("1234");
+    const Loaded l = Load(b.text);
+    EXPECT_FALSE(l.ok);
+    EXPECT_EQ(l.result.error, PdcError::DataPastEnd);
+    EXPECT_EQ(l.result.offset, static_cast<std::int64_t>(b.text.size()) - 4);
+}
+
 TEST(PdcLoad, EndingInsideTheDataOfASkippedLastRecordStillLoads) {
     for (const int code : {0, 1, 2, 3, 4, 5}) {
         const Loaded l =
@@ -424,13 +434,27 @@ TEST(PdcLoad, LargerThanOneBlockAndBack) {
     EXPECT_EQ(l.pdc->slots[16].vectors.capacity(), std::size_t{n}) << "no memory beyond the values";
 }
 
+TEST(PdcLoad, SkipsFurtherThanFourGibibytes) {
+    constexpr std::int64_t n = 300000000; // 7.2 GB of vectors, all of them a hole in the file
+    const std::string head = Bytes().header(n, 2).record("u", 5).text;
+    const File f = pdc_bytes::file_of(head);
+    const auto after = static_cast<std::int64_t>(head.size()) + 24 * n;
+    ASSERT_EQ(std::fseek(f.get(), static_cast<long>(after), SEEK_SET), 0);
+    const std::string tail = Bytes().record("tag", 2).f64(-6).text;
+    (void)std::fwrite(tail.data(), 1, tail.size(), f.get());
+    std::rewind(f.get());
+    CPdc pdc;
+    ASSERT_TRUE(LoadPdc(f.get(), pdc));
+    EXPECT_EQ(pdc.slots[11].integers[0], -6);
+}
+
 Loaded LoadThroughPipe(const std::string& bytes) {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
     const File in(fdopen(ends[0], "rb"));
     std::thread writer([&bytes, fd = ends[1]] {
         const File out(fdopen(fd, "wb"));
-        std::fwrite(bytes.data(), 1, bytes.size(), out.get());
+        (void)std::fwrite(bytes.data(), 1, bytes.size(), out.get());
     });
     Loaded l{false, std::make_unique<CPdc>(), {PdcError::None, 0}};
     l.ok = LoadPdc(in.get(), *l.pdc, &l.result);

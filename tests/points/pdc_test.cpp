@@ -56,13 +56,13 @@ TEST(Pdc, SetNameAndTypeOutsideTheSlotsIsIgnored) {
 
 TEST(Pdc, BakedSlotsAreTheSevenAndNoOther) {
     struct Row {
-        int slot;
         const char* name;
+        int slot;
         int kind;
     };
-    constexpr Row table[] = {{0, "opacityPP", 1}, {1, "radius", 1},    {10, "id", 2},
-                             {11, "tag", 2},      {16, "position", 3}, {17, "rgbPP", 3},
-                             {18, "normalPP", 3}};
+    constexpr Row table[] = {{"opacityPP", 0, 1}, {"radius", 1, 1},    {"id", 10, 2},
+                             {"tag", 11, 2},      {"position", 16, 3}, {"rgbPP", 17, 3},
+                             {"normalPP", 18, 3}};
     CPdc pdc;
     pdc.NameBakedSlots();
     int named = 0;

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <set>
+#include <string>
 #include <unistd.h>
 
 namespace {
@@ -70,7 +72,7 @@ TEST(PdcWalk, StartsWhereTheStreamStands) {
     Bytes b;
     b.raw("xyz").header(1, 1).record("a", 2).f64(4);
     const File f = pdc_bytes::file_of(b.text);
-    std::fseek(f.get(), 3, SEEK_SET);
+    (void)std::fseek(f.get(), 3, SEEK_SET);
     CPdcWalk walk(f.get());
     EXPECT_EQ(walk.Remaining(), 28 + 9 + 8);
     ASSERT_TRUE(walk.ReadHeader());
@@ -143,6 +145,24 @@ TEST(PdcWalk, NullStreamFails) {
     CPdcWalk walk(nullptr);
     EXPECT_FALSE(walk.ReadHeader());
     EXPECT_EQ(walk.error, PdcError::ShortHeader);
+}
+
+TEST(PdcWalk, ADeviceCannotTellItsSize) {
+    const File f(std::fopen("/dev/zero", "rb"));
+    ASSERT_NE(f, nullptr);
+    CPdcWalk walk(f.get());
+    EXPECT_EQ(walk.Remaining(), -1);
+    EXPECT_TRUE(walk.ReadHeader());
+    EXPECT_TRUE(walk.NextRecord());
+    EXPECT_EQ(walk.name, "");
+}
+
+TEST(PdcErrorText, EveryErrorHasItsOwn) {
+    std::set<std::string> texts;
+    constexpr int errors = static_cast<int>(PdcError::OutOfMemory) + 1;
+    for (int i = 0; i < errors; ++i)
+        texts.insert(PdcErrorText(static_cast<PdcError>(i)));
+    EXPECT_EQ(texts.size(), static_cast<std::size_t>(errors));
 }
 
 TEST(PdcWalk, APipeCannotTellItsSizeAndRefusesToSkip) {

@@ -61,6 +61,8 @@ TEST(PointGrid, PointsForRowsThatAreNotThereAreDropped) {
     EXPECT_TRUE(grid.Append(1, Tagged(1)));
     grid.rowCount = 100; // more than there are
     EXPECT_FALSE(grid.Append(50, Tagged(1)));
+    grid.rowCount = 1; // fewer
+    EXPECT_FALSE(grid.Append(1, Tagged(1)));
 }
 
 TEST(PointGrid, PointsForAFullRowAreDropped) {
