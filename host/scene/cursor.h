@@ -90,6 +90,8 @@ bool parse_items(Cursor& cursor, std::string_view kind, Item&& item) {
         try {
             item();
         } catch (const SyntaxError& error) {
+            // A statement where an item should be: the end of this one was forgotten.
+            if (cursor.taken() == before && cursor.at_statement()) throw;
             good = false;
             cursor.diagnostics().error(error.where, error.text);
             if (cursor.taken() == before) cursor.advance();

@@ -95,7 +95,8 @@ Lexer::Lexer(Diagnostics& diagnostics, Substitution& substitution, const ReaderS
       end_(nothing),
       line_start_(nothing) {}
 
-void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Location from) {
+void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Location from,
+                 std::string folder) {
     if (!frames_.empty()) {
         frames_.back().p = p_;
         frames_.back().line = line_;
@@ -103,6 +104,7 @@ void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Locati
     }
     Frame frame;
     frame.file = diagnostics_.add_file(name, from);
+    frame.folder = std::move(folder);
     p_ = line_start_ = source->begin();
     end_ = source->end();
     line_ = 1;
@@ -124,7 +126,7 @@ bool Lexer::pop() {
     retired_.push_back(std::move(frames_.back().source));
     frames_.pop_back();
     if (frames_.empty()) {
-        // The place stays, for errors at the end.
+        last_place_ = place();
         p_ = end_ = nothing;
         return false;
     }
@@ -186,7 +188,7 @@ int Lexer::skip() {
 }
 
 Location Lexer::place() const {
-    if (p_ == nothing) return {file_, line_, 0};
+    if (p_ == nothing) return last_place_;
     return {file_, line_, static_cast<std::uint32_t>(p_ - line_start_ + 1)};
 }
 

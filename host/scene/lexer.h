@@ -52,7 +52,8 @@ class Lexer {
 
     // Opens a file or text to be read next. Reports and returns false when it cannot be read.
     bool open_file(const std::string& path, Location from);
-    void open(std::unique_ptr<Source> source, const std::string& name, Location from);
+    void open(std::unique_ptr<Source> source, const std::string& name, Location from,
+              std::string folder = {});
     void lookup(const std::string& name, Location where);
     // Forgets all open texts, after an error that ends the reading.
     void close_all();
@@ -96,6 +97,7 @@ class Lexer {
         std::unique_ptr<Source> source;
         const char* p = nullptr;
         std::uint32_t file = 0, line = 1;
+        std::string folder; // where names in it are looked for first; ends in a slash or is empty
         const char* line_start = nullptr;
         std::vector<Condition> conditions;
     };
@@ -128,12 +130,16 @@ class Lexer {
     const char *p_, *end_, *line_start_; // of the innermost frame
     const char* number_;
     std::uint32_t line_ = 1, file_ = 0;
+    Location last_place_;                 // where the last text ended, for errors at the end
     const char* progress_mark_ = nullptr; // beyond it, the progress is reported
     std::vector<Frame> frames_;
     std::vector<std::unique_ptr<Source>> retired_;
     std::map<std::string, std::string, std::less<>> registry_actions_;
     std::size_t includes_ = 0;
 };
+
+// "a/b.mi": "a/"; "b.mi": nothing.
+std::string folder_of(const std::string& path);
 
 // Text of a string token with its escapes resolved.
 std::string unescape(const Token& token);

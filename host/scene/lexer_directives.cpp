@@ -36,6 +36,10 @@ std::string dollar(std::string_view word) {
 
 } // namespace
 
+std::string folder_of(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
 std::string_view Lexer::rest_of_line() {
     const void* const found = std::memchr(p_, '\n', remaining());
     const char* const last = found ? static_cast<const char*>(found) : end_;
@@ -187,7 +191,7 @@ std::string Lexer::find_include(const std::string& name, bool path_first) const 
     if (path.is_absolute()) return name;
     if (!path_first && exists(path)) return name;
     // Next to the file that asks.
-    const fs::path beside = fs::path(diagnostics_.file_name(file_)).parent_path() / path;
+    const fs::path beside = fs::path(frames_.back().folder) / path;
     if (!path_first && exists(beside)) return beside.string();
     auto directories = settings_.include_directories;
     if (const char* const list = std::getenv("MI_RAY_INCPATH")) // NOLINT(concurrency-mt-unsafe)
@@ -239,7 +243,7 @@ bool Lexer::open_file(const std::string& path, Location from) {
         diagnostics_.error(from, "cannot read '" + path + "': " + error);
         return false;
     }
-    open(std::move(source), path, from);
+    open(std::move(source), path, from, folder_of(path));
     return true;
 }
 
@@ -262,7 +266,7 @@ void Lexer::lookup(const std::string& name, Location where) {
     }
     std::string error;
     if (auto source = Source::from_text(found->second, error))
-        open(std::move(source), "registry " + name, where);
+        open(std::move(source), "registry " + name, where, frames_.back().folder);
 }
 
 } // namespace vx::scene

@@ -4,6 +4,7 @@
 #include "host/scene/description.h"
 #include "host/scene/lexer.h"
 
+#include <memory>
 #include <unordered_map>
 
 namespace vx::scene {
@@ -34,8 +35,11 @@ constexpr const char* kind_name() {
  */
 class Names {
   public:
-    using Content = std::variant<Skipped, Options, Camera, Light, Texture, Material, NamedShader,
-                                 UserData, Object, Instance, InstanceGroup>;
+    // Behind pointers: large scenes have a million shaders, and a camera is ten times as large.
+    template <class... T>
+    using AnyOf = std::variant<std::unique_ptr<T>...>;
+    using Content = AnyOf<Skipped, Options, Camera, Light, Texture, Material, NamedShader, UserData,
+                          Object, Instance, InstanceGroup>;
 
     const Content* find(const std::string& name) const {
         const auto found = contents_.find(name);
@@ -44,14 +48,19 @@ class Names {
     template <class T>
     const T* find_as(const std::string& name) const {
         const Content* const content = find(name);
-        return content ? std::get_if<T>(content) : nullptr;
+        return content ? as<T>(*content) : nullptr;
+    }
+    template <class T>
+    static const T* as(const Content& content) {
+        const auto* const found = std::get_if<std::unique_ptr<T>>(&content);
+        return found ? found->get() : nullptr;
     }
     // Contents to start a definition from. Throws SyntaxError when the name is taken by another
     // kind of element, or when an incremental definition has nothing to change.
     template <class T>
     T start(const std::string& name, Location where, bool incremental) const {
         const Content* const present = find(name);
-        const T* const same = present ? std::get_if<T>(present) : nullptr;
+        const T* const same = present ? as<T>(*present) : nullptr;
         if (present && !same)
             throw SyntaxError{where, quote(name) + " is " + kind_of(*present) + " already"};
         if (incremental && !same)
@@ -66,13 +75,13 @@ class Names {
     template <class T>
     void keep(T element) {
         std::string name = element.name;
-        contents_.insert_or_assign(std::move(name), Content(std::move(element)));
+        contents_.insert_or_assign(std::move(name), std::make_unique<T>(std::move(element)));
     }
     // A definition with errors: the name exists from here on, so that its uses are no errors too.
     template <class T>
     void keep_name(const std::string& name) {
-        T element;
-        element.name = name;
+        auto element = std::make_unique<T>();
+        element->name = name;
         contents_.try_emplace(name, std::move(element));
     }
     bool erase(const std::string& name) { return contents_.erase(name) > 0; }
@@ -80,7 +89,7 @@ class Names {
     static std::string kind_of(const Content& content) {
         const std::string kind = std::visit(
             [](const auto& element) -> std::string {
-                return kind_name<std::decay_t<decltype(element)>>();
+                return kind_name<std::decay_t<decltype(*element)>>();
             },
             content);
         const bool plural_or_mass = kind == "options" || kind == "data";

@@ -15,7 +15,7 @@ struct Seen {
 };
 
 float positive(Cursor& cursor, const char* what) {
-    if (cursor.at_number() && !(cursor.token().real > 0))
+    if (!cursor.at_number() || !(cursor.token().real > 0))
         cursor.fail(std::string(what) + " above 0");
     return cursor.number();
 }

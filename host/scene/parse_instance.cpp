@@ -198,9 +198,8 @@ void parse_item(Context& c, Instance& instance, Seen& seen) {
 }
 
 bool can_be_placed(const Names::Content& content) {
-    return std::holds_alternative<Camera>(content) || std::holds_alternative<Light>(content) ||
-           std::holds_alternative<Object>(content) ||
-           std::holds_alternative<InstanceGroup>(content);
+    return Names::as<Camera>(content) || Names::as<Light>(content) || Names::as<Object>(content) ||
+           Names::as<InstanceGroup>(content);
 }
 
 // What stands between the name and the items: what is placed. Unquoted names are told from items by

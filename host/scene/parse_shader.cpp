@@ -11,6 +11,7 @@ std::vector<Parameter> parse_parameters(Context& c, char close, unsigned depth);
 
 std::vector<Number> parse_numbers(Cursor& cursor) {
     std::vector<Number> numbers;
+    numbers.reserve(4);
     for (;;) {
         if (cursor.at_bool()) {
             numbers.push_back({cursor.boolean() ? 1.0 : 0.0, NumberKind::boolean});
@@ -58,6 +59,18 @@ Value parse_value(Context& c, bool in_array, unsigned depth) {
 
 // The last one given of each name counts.
 void drop_repeated(std::vector<Parameter>& parameters) {
+    constexpr std::size_t few = 32;
+    if (parameters.size() <= few) {
+        for (std::size_t i = 0; i < parameters.size();) {
+            const auto same = [&](const Parameter& p) { return p.name == parameters[i].name; };
+            const auto at = parameters.begin() + static_cast<std::ptrdiff_t>(i);
+            if (std::any_of(at + 1, parameters.end(), same))
+                parameters.erase(at);
+            else
+                ++i;
+        }
+        return;
+    }
     std::set<std::string_view> seen;
     std::vector<bool> again(parameters.size());
     bool any = false;

@@ -50,12 +50,17 @@ void parse_verbose(Context& c) {
     c.receiver.on_verbose(std::clamp(c.cursor.integer(), 0, highest));
 }
 
+// The next token may stand behind a $ line that asks for the variable, so the variable changes
+// before the token in hand is given up.
 void parse_set(Context& c) {
-    std::string name = c.cursor.name("the name of a variable");
+    if (!c.cursor.at_name()) c.cursor.fail("the name of a variable");
+    const std::string name = unescape(c.cursor.token());
+    c.substitution.set_variable(name, std::nullopt);
+    c.cursor.advance();
     // An unquoted word may begin the next statement, so a value needs quotes.
-    std::optional<std::string> value;
-    if (c.cursor.at_string()) value = c.cursor.string("a value");
-    c.substitution.set_variable(std::move(name), std::move(value));
+    if (!c.cursor.at_string()) return;
+    c.substitution.set_variable(name, unescape(c.cursor.token()));
+    c.cursor.advance();
 }
 
 std::string quoted(const std::string& text) {
@@ -75,7 +80,7 @@ void parse_registry(Context& c) {
     for (;;) {
         if (cursor.at_end()) cursor.fail("'end registry'");
         const std::string key = cursor.name("a registry item or 'end registry'");
-        if (key == "end" && cursor.accept("registry")) break;
+        if (key == "end" && cursor.at("registry")) break;
         std::string value = cursor.name("the value of a registry item");
         if (key == "value")
             c.substitution.set_registry(name, std::move(value));
@@ -84,7 +89,9 @@ void parse_registry(Context& c) {
         else if (key == "link" || key == "echo" || key == "system" || key == "code")
             actions += '\n' + key + ' ' + quoted(value);
     }
+    // As with variables, a $lookup may stand on the next line.
     c.lexer.set_registry_actions(name, actions + '\n');
+    cursor.advance();
 }
 
 void parse_system(Context& c) {

@@ -44,7 +44,7 @@ class Reader::Impl {
             diagnostics_.error({}, "cannot read '" + name + "': " + error);
             return false;
         }
-        lexer_.open(std::move(source), name, {});
+        lexer_.open(std::move(source), name, {}, folder_of(name));
         cursor_.advance();
         while (!cursor_.at_end() && !stopped())
             statement();

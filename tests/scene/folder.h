@@ -1,0 +1,35 @@
+// A folder of its own for a test, removed at the end.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace vx::scene {
+
+class Folder {
+  public:
+    Folder() {
+        std::string name = (std::filesystem::temp_directory_path() / "vx_scene_XXXXXX").string();
+        if (const char* const made = ::mkdtemp(name.data())) path_ = made;
+    }
+    ~Folder() {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    std::string path(const std::string& name) const { return (path_ / name).string(); }
+    std::string write(const std::string& name, const std::string& text) const {
+        std::filesystem::create_directories((path_ / name).parent_path());
+        std::ofstream(path_ / name, std::ios::binary) << text;
+        return path(name);
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace vx::scene
