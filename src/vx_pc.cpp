@@ -3,16 +3,17 @@
 #include "shader.h"
 #include "src/reader/reader.h"
 #include "src/tag/tag.h"
+#include "src/writer/lens.h"
 
 namespace {
 
-constexpr int library_version = 1;
+constexpr int kVersion = 1;
 
 // The call for a shader as a whole, which comes before any instance's: says so in the log and asks
 // to be called for each instance as well.
-void InitShader(const char* name, miBoolean* instance_init_request) {
-    *instance_init_request = miTRUE;
-    mi_info("%s - V. %d", name, library_version);
+void InitShader(const char* name, miBoolean* instanceInitRequest) {
+    *instanceInitRequest = miTRUE;
+    mi_info("%s - V. %d", name, kVersion);
 }
 
 } // namespace
@@ -20,12 +21,12 @@ void InitShader(const char* name, miBoolean* instance_init_request) {
 extern "C" {
 
 DLLEXPORT int vx_pc_tag_version(void) {
-    return library_version;
+    return kVersion;
 }
 
 DLLEXPORT void vx_pc_tag_init(miState* /*state*/, TagParameters* params,
-                              miBoolean* instance_init_request) {
-    if (params == nullptr) InitShader("vx_pc_tag", instance_init_request);
+                              miBoolean* instanceInitRequest) {
+    if (params == nullptr) InitShader("vx_pc_tag", instanceInitRequest);
 }
 
 DLLEXPORT void vx_pc_tag_exit(miState* /*state*/, TagParameters* /*params*/) {}
@@ -35,13 +36,13 @@ DLLEXPORT miBoolean vx_pc_tag(miColor* result, miState* state, TagParameters* pa
 }
 
 DLLEXPORT int vx_pc_read_version(void) {
-    return library_version;
+    return kVersion;
 }
 
 DLLEXPORT void vx_pc_read_init(miState* state, ReadParameters* params,
-                               miBoolean* instance_init_request) {
+                               miBoolean* instanceInitRequest) {
     if (params == nullptr)
-        InitShader("vx_pc_read", instance_init_request);
+        InitShader("vx_pc_read", instanceInitRequest);
     else
         InitReadInstance(state, params);
 }
@@ -52,6 +53,27 @@ DLLEXPORT void vx_pc_read_exit(miState* state, ReadParameters* params) {
 
 DLLEXPORT miBoolean vx_pc_read(ReadResult* result, miState* state, ReadParameters* params) {
     return ReadCloud(result, state, params);
+}
+
+DLLEXPORT int vx_pc_write_version(void) {
+    return kVersion;
+}
+
+DLLEXPORT void vx_pc_write_init(miState* state, WriteParameters* params,
+                                miBoolean* instanceInitRequest) {
+    if (params == nullptr)
+        InitShader("vx_pc_write", instanceInitRequest);
+    else
+        InitWriteInstance(state, params);
+}
+
+DLLEXPORT void vx_pc_write_exit(miState* state, WriteParameters* params) {
+    if (params != nullptr) ExitWriteInstance(state);
+}
+
+// The record holds copies of the parameters: the live ones are not read.
+DLLEXPORT miBoolean vx_pc_write(miColor* result, miState* state, WriteParameters* /*params*/) {
+    return WriteLens(result, state);
 }
 
 } // extern "C"

@@ -11,8 +11,8 @@ struct CLabelRange {
     int high;
 };
 
-constexpr CLabelRange nothing = {-1, -1};
-constexpr int labels_per_growth = 5;
+constexpr CLabelRange kNothing = {-1, -1};
+constexpr int kLabelsPerGrowth = 5;
 
 // Reads a number and moves `text` behind it; false when there is none.
 bool ReadNumber(const char** text, int* number) {
@@ -25,11 +25,11 @@ bool ReadNumber(const char** text, int* number) {
 
 CLabelRange ReadRange(const char* item) {
     int low = 0;
-    if (!ReadNumber(&item, &low)) return nothing;
+    if (!ReadNumber(&item, &low)) return kNothing;
     if (*item != '-') return {low, low};
     ++item;
     int high = 0;
-    if (!ReadNumber(&item, &high)) return nothing;
+    if (!ReadNumber(&item, &high)) return kNothing;
     return {low, high};
 }
 
@@ -51,8 +51,8 @@ size_t SplitItems(const char* text, char*** items) {
 }
 
 void AppendLabel(int** labels, int* count, int value) {
-    if (*count % labels_per_growth == 0) {
-        const size_t room = static_cast<size_t>(*count) + labels_per_growth;
+    if (*count % kLabelsPerGrowth == 0) {
+        const size_t room = static_cast<size_t>(*count) + kLabelsPerGrowth;
         *labels = static_cast<int*>(*labels == nullptr ? calloc(room, sizeof(int))
                                                        : realloc(*labels, room * sizeof(int)));
     }
@@ -63,13 +63,13 @@ void AppendLabel(int** labels, int* count, int value) {
 
 int parse_label_list(const char* text, int** labels) {
     char** items = nullptr;
-    const size_t item_count = SplitItems(text, &items);
-    auto* ranges = static_cast<CLabelRange*>(calloc(item_count, sizeof(CLabelRange)));
-    for (size_t i = 0; i < item_count; ++i)
+    const size_t itemCount = SplitItems(text, &items);
+    auto* ranges = static_cast<CLabelRange*>(calloc(itemCount, sizeof(CLabelRange)));
+    for (size_t i = 0; i < itemCount; ++i)
         ranges[i] = ReadRange(items[i]);
 
     int count = 0;
-    for (size_t i = 0; i < item_count; ++i) {
+    for (size_t i = 0; i < itemCount; ++i) {
         const CLabelRange range = ranges[i];
         if (range.low < 0 || range.high < 0) continue;
         // Counted in 64 bits: a range may end at the largest int.
@@ -79,7 +79,7 @@ int parse_label_list(const char* text, int** labels) {
         }
     }
 
-    for (size_t i = 0; i < item_count; ++i)
+    for (size_t i = 0; i < itemCount; ++i)
         free(items[i]);
     free(items);
     free(ranges);

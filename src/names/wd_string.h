@@ -28,11 +28,11 @@ class CWdString : public std::string {
     // missing. With `last` at the very start the whole string is searched for `first`, and nothing
     // that is found there counts.
     CWdString RTrim(char first, char last) const {
-        const int at_last = static_cast<int>(rfind(last));
-        const int at_first = static_cast<int>(rfind(first, static_cast<size_type>(at_last) - 1));
-        if (at_last < 0 || at_first < 0 || at_last <= at_first) return {};
-        return substr(static_cast<size_type>(at_first) + 1,
-                      static_cast<size_type>(at_last - at_first - 1));
+        const int atLast = static_cast<int>(rfind(last));
+        const int atFirst = static_cast<int>(rfind(first, static_cast<size_type>(atLast) - 1));
+        if (atLast < 0 || atFirst < 0 || atLast <= atFirst) return {};
+        return substr(static_cast<size_type>(atFirst) + 1,
+                      static_cast<size_type>(atLast - atFirst - 1));
     }
 };
 
@@ -120,17 +120,17 @@ class CWdFilename : public CWdString {
             if (!number.empty() && HasOnlyDigits(number))
                 return Record(0, RTrim('.').RTrim('.'), number);
         }
-        const CWdString after_underscore = RTrim('_', '.');
-        if (!after_underscore.empty() && HasOnlyDigits(after_underscore))
-            return Record(3, RTrim('.').RTrim('_'), after_underscore);
+        const CWdString afterUnderscore = RTrim('_', '.');
+        if (!afterUnderscore.empty() && HasOnlyDigits(afterUnderscore))
+            return Record(3, RTrim('.').RTrim('_'), afterUnderscore);
 
         // Longer runs of digits leave all but their last five to the base.
-        constexpr size_type most_digits = 5;
+        constexpr size_type kMostDigits = 5;
         const CWdString stem = RTrim('.');
         const auto digits = static_cast<size_type>(
             std::find_if_not(stem.rbegin(), stem.rend(), IsDigit) - stem.rbegin());
         if (digits == 0) return false;
-        const size_type base = stem.size() - std::min(digits, most_digits);
+        const size_type base = stem.size() - std::min(digits, kMostDigits);
         return Record(2, stem.substr(0, base), stem.substr(base));
     }
 

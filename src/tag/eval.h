@@ -16,8 +16,8 @@ inline void* eval(miState* state, char* param) {
     if (ConnectionFlag(running) != 1) return param;
     miTag connection;
     std::memcpy(&connection, param + running->ghost_offs, sizeof connection);
-    constexpr auto plain = static_cast<miTag>(-2);
-    if (connection == miNULLTAG || connection == plain) return param;
+    constexpr auto kPlain = static_cast<miTag>(-2);
+    if (connection == miNULLTAG || connection == kPlain) return param;
     return mi_phen_eval(state, param);
 }
 
@@ -31,9 +31,9 @@ T evalValue(miState* state, T* param) {
 // `state` says, not as `function` does: in the state that a probe leaves, the renderer has the
 // record of the surface that was hit.
 inline int evalInt(miState* state, miFunction* function) {
-    constexpr int tag_offset = 32; // behind the two colours
+    constexpr int kTagOffset = 32; // behind the two colours
     char* block = function->parameters;
-    return *static_cast<miInteger*>(eval(state, block + tag_offset));
+    return *static_cast<miInteger*>(eval(state, block + kTagOffset));
 }
 
 #endif

@@ -1,5 +1,7 @@
 #include "tests/renderer_stub/renderer_stub.h"
 
+#include "tests/renderer_stub/map_engine.h"
+
 #include <algorithm>
 #include <atomic>
 #include <charconv>
@@ -16,6 +18,7 @@ std::atomic<Renderer*> the_renderer = nullptr;
 template <class T>
 std::string shortest(T value) {
     std::array<char, 64> buffer = {};
+    if (value == 0) return "0"; // of either sign
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr;
     return {buffer.data(), end};
 }
@@ -28,6 +31,15 @@ void* exact_block(const void* bytes, size_t size) {
 
 std::string number(std::integral auto value) {
     return std::to_string(value);
+}
+
+// What a shader leaves in a thread's slot it may never release. A renderer's slots last as long as
+// its threads; so do these, or a leak checker would report what is meant.
+void remember_for_ever(void* pointer) {
+    static std::mutex mutex;
+    static auto* const pointers = new std::vector<void*>;
+    const std::lock_guard guard(mutex);
+    pointers->push_back(pointer);
 }
 
 } // namespace
@@ -46,7 +58,7 @@ void Renderer::Free::operator()(void* bytes) const {
     std::free(bytes);
 }
 
-Renderer::Renderer() {
+Renderer::Renderer() : maps_(std::make_unique<MapEngine>(*this)) {
     camera.focal = 1;
     camera.aperture = 1;
     camera.aspect = 1;
@@ -110,7 +122,16 @@ std::vector<std::string> Renderer::left_over() const {
     }
     for (const auto& [text, name] : strings_)
         left.push_back("copy of '" + name + "' not handed over");
+    if (maps_->interfaces != 0)
+        left.push_back(number(maps_->interfaces) + " interfaces not given back");
+    if (maps_->objects != 0) left.push_back(number(maps_->objects) + " map objects not destroyed");
     return left;
+}
+
+bool Renderer::holds_a_lock() const {
+    const std::lock_guard guard(mutex_);
+    return std::any_of(locks_.begin(), locks_.end(),
+                       [](const auto& lock) { return lock.second->holder != std::thread::id(); });
 }
 
 int Renderer::pins(miTag tag) const {
@@ -243,6 +264,7 @@ miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
         return miTRUE;
     case 126:
         thread_pointers_[{state->shader, state->thread}] = *static_cast<void**>(result);
+        remember_for_ever(*static_cast<void**>(result));
         return miTRUE;
     default:
         return miFALSE;
@@ -488,6 +510,13 @@ void Renderer::unlock(miLock lock) {
         calls_.push_back("unlock(" + number(found->number) + ")");
     }
     found->mutex.unlock();
+}
+
+mi::shader_v3::Interface* Renderer::get_shader_interface(int version) {
+    note("get_shader_interface(" + number(version) + ")");
+    if (no_interface || version != 3) return nullptr;
+    ++maps_->interfaces;
+    return maps_.get();
 }
 
 } // namespace vx::stub

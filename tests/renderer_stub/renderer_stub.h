@@ -31,6 +31,8 @@
 
 namespace vx::stub {
 
+class MapEngine;
+
 // Shortest text that reads back as the same number.
 std::string text_of(double value);
 std::string text_of(float value);
@@ -58,11 +60,11 @@ struct Shaded {
 struct FunctionSetup {
     miTag declaration = miNULLTAG;
     miFunction_type type = miFUNCTION_C;
-    std::vector<std::byte> block;         // parameter values
-    std::map<int, miTag> connections;     // byte offset of a parameter -> connection tag
-    std::optional<bool> ghost = {};       // ghost block or not; unset: when connected
-    std::optional<miCBoolean> flag = {};  // connection flag; unset: 1 with a ghost block, else 0
-    std::optional<int> ghost_offset = {}; // unset: the block's size, rounded up to 8
+    std::vector<std::byte> block = {};     // parameter values
+    std::map<int, miTag> connections = {}; // byte offset of a parameter -> connection tag
+    std::optional<bool> ghost = {};        // ghost block or not; unset: when connected
+    std::optional<miCBoolean> flag = {};   // connection flag; unset: 1 with a ghost block, else 0
+    std::optional<int> ghost_offset = {};  // unset: the block's size, rounded up to 8
 };
 
 template <class T>
@@ -93,6 +95,8 @@ class Renderer {
     // What is still pinned, locked or allocated, and all complaints. Empty when all is well.
     std::vector<std::string> left_over() const;
     int pins(miTag tag) const;
+    // Whether this thread, or any other, holds a lock now.
+    bool holds_a_lock() const;
     // Call before expected left-overs are checked by hand: forgets pins of one element.
     void forget_pins(miTag tag);
 
@@ -134,6 +138,9 @@ class Renderer {
     miColor eye_color = {0.25F, 0.5F, 0.75F, 1.0F};
     miMatrix camera_to_internal = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
+    bool no_interface = false; // mi_get_shader_interface answers null
+    MapEngine& maps() { return *maps_; }
+
     // ---- behind the C functions ----
     void* db_access(miTag tag);
     void db_unpin(miTag tag);
@@ -157,6 +164,7 @@ class Renderer {
     void delete_lock(miLock* lock);
     void lock(miLock lock);
     void unlock(miLock lock);
+    mi::shader_v3::Interface* get_shader_interface(int version);
 
   private:
     struct Free {
@@ -193,6 +201,7 @@ class Renderer {
     std::map<const miState*, std::unique_ptr<miState>> children_;
     std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> state_data_;
     std::vector<std::byte> phen_result_;
+    std::unique_ptr<MapEngine> maps_;
 };
 
 } // namespace vx::stub

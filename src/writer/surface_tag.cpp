@@ -1,0 +1,85 @@
+#include "src/writer/surface_tag.h"
+
+#include "src/platform/pinned.h"
+#include "src/platform/shader_access.h"
+#include "src/tag/eval.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr int noTag = -1;
+
+bool IsNamed(const void* declaration, const char* name) {
+    return std::strcmp(DeclarationName(declaration), name) == 0;
+}
+
+// Compiled shaders and phenomena: what a material shader may be.
+bool IsPlainFunction(const miFunction* function) {
+    return function->type < miFUNCTION_C_REQ;
+}
+
+miTag DeclarationOf(miTag function) {
+    miTag declaration = miNULLTAG;
+    mi_query(miQ_FUNC_DECL, nullptr, function, &declaration);
+    return declaration;
+}
+
+// The tag of the shader that is attached to a parameter of `wrapper`; the null tag for none.
+miTag AttachedShader(const miFunction* wrapper, miTag declaration, const char* parameter) {
+    miParam_type type = miTYPE_COLOR;
+    miBoolean isArray = miFALSE;
+    int offset = 0;
+    // The lookup takes its copy of the name over.
+    if (!mi_api_parameter_lookup(&type, &isArray, &offset, declaration, miFALSE,
+                                 mi_mem_strdup(parameter)))
+        return miNULLTAG;
+    if (wrapper->ghost_offs == 0) return miNULLTAG;
+    const char* block = wrapper->parameters;
+    miTag attached = miNULLTAG;
+    std::memcpy(&attached, block + offset + wrapper->ghost_offs, sizeof attached);
+    // -2 stands for "not connected" here as it does in an evaluation, and names no element.
+    return attached == static_cast<miTag>(-2) ? miNULLTAG : attached;
+}
+
+int TagBehindWrapper(miState* hit, const miFunction* wrapper, miTag declaration,
+                     const char* parameter) {
+    const miTag attached = AttachedShader(wrapper, declaration, parameter);
+    if (attached == miNULLTAG || mi_db_type(attached) != miSCENE_FUNCTION) return noTag;
+    const CPinned<miFunction> function(attached);
+    if (!IsPlainFunction(function.Get())) return noTag;
+    // This access is kept, on purpose: every hit behind a wrapper leaves one pin on it.
+    const void* attachedDeclaration = mi_db_access(DeclarationOf(attached));
+    return IsNamed(attachedDeclaration, "vx_pc_tag") ? evalInt(hit, function.Get()) : noTag;
+}
+
+int TagOfMaterial(miState* hit, miTag materialTag) {
+    if (materialTag == miNULLTAG || mi_db_type(materialTag) != miSCENE_MATERIAL) return noTag;
+    const CPinned<miMaterial> material(materialTag);
+    const miTag shader = material->shader;
+    if (shader == miNULLTAG || mi_db_type(shader) != miSCENE_FUNCTION) return noTag;
+    const CPinned<miFunction> function(shader);
+    if (!IsPlainFunction(function.Get())) return noTag;
+    const miTag declarationTag = DeclarationOf(shader);
+    const CPinned<void> declaration(declarationTag);
+    if (IsNamed(declaration.Get(), "vx_pc_tag")) return evalInt(hit, function.Get());
+    if (IsNamed(declaration.Get(), "sib_setnormal"))
+        return TagBehindWrapper(hit, function.Get(), declarationTag, "input");
+    if (IsNamed(declaration.Get(), "adskMayaShadingEngine"))
+        return TagBehindWrapper(hit, function.Get(), declarationTag, "surfaceShader");
+    return noTag;
+}
+
+} // namespace
+
+int FindSurfaceTag(miState* hit) {
+    if (hit->instance == miNULLTAG) return noTag;
+    const CPinned<miInstance> instance(hit->instance);
+    // Without a list `material` is a material itself, or null, which may not be accessed.
+    if (instance->mtl_array_size < 1 || instance->material == miNULLTAG) return noTag;
+    const CPinned<const miTag> materials(instance->material);
+    int tag = noTag;
+    for (int i = 0; i < instance->mtl_array_size && tag < 0; ++i)
+        tag = TagOfMaterial(hit, materials.Get()[i]);
+    return tag;
+}

@@ -1,0 +1,15 @@
+// The tag of a surface that a probe has hit.
+#ifndef VX_SRC_WRITER_SURFACE_TAG_H
+#define VX_SRC_WRITER_SURFACE_TAG_H
+
+#include "shader.h"
+
+// The `tag` parameter of the first vx_pc_tag in the material list of the hit instance that has one
+// of 0 or more; below 0 when there is none. A vx_pc_tag counts when it is the material shader
+// itself, or is attached to "input" of a "sib_setnormal" or to "surfaceShader" of an
+// "adskMayaShadingEngine" that is. `hit` is the state that the probe left.
+//
+// Every access is given back but one: the declaration of an attached shader stays pinned.
+int FindSurfaceTag(miState* hit);
+
+#endif

@@ -1,0 +1,48 @@
+// The writer's record: one per shader instance, from its init to its exit.
+#ifndef VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
+#define VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
+
+#include "shader.h"
+#include "src/points/pdc.h"
+#include "src/points/point_grid.h"
+#include "src/writer/write_parameters.h"
+
+#include <string>
+
+class WriteInstanceData {
+  public:
+    // Evaluates and copies the parameters and sizes the grid for the state's camera: a row per
+    // sample of the image. Parameters that a switch turns off are not evaluated. Throws what an
+    // allocation throws, std::length_error for an image with more samples than a grid has rows;
+    // nothing is left behind then.
+    WriteInstanceData(miState* state, WriteParameters* params);
+    // Releases the cache, the labels, the lock and the grid, in this order.
+    ~WriteInstanceData();
+    WriteInstanceData(const WriteInstanceData&) = delete;
+    WriteInstanceData& operator=(const WriteInstanceData&) = delete;
+
+    // Loads a PDC file into a new cache, which becomes the record's; one that was there before is
+    // not released. False and a warning when the file cannot be opened (the record's cache stays),
+    // false without a word for a bad file (there is no cache then).
+    bool ReadPdc(std::string fileName);
+
+    // Writes the record's cache as a map file: position, "normalPP", "rgbPP", "opacityPP", "tag";
+    // with useLabels on only particles whose tag is in the list. False when an element could not be
+    // appended; what was appended before is written all the same. Writing itself is not checked.
+    bool PdcToMap(std::string mapFileName);
+
+    miLock lock; // guards everything below while rendering
+    bool done;   // the bake or conversion has begun
+    int labelCount;
+    int* labelValues; // from parse_label_list; null with useLabels off
+    WriteParameters params;
+    CPointGrid grid;
+    CPdc* pdc; // null until the output stage
+
+  private:
+    void ReadParameters(miState* state, WriteParameters* from);
+    void SizeGrid(const miCamera* camera);
+    void Release();
+};
+
+#endif

@@ -1,0 +1,353 @@
+#include "tests/renderer_stub/map_engine.h"
+
+#include "tests/renderer_stub/renderer_stub.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace vx::stub {
+
+namespace {
+
+using namespace mi::shader_v3;
+
+// What the library is not known to call: a test that gets here has found something new.
+[[noreturn]] void unexpected(const char* call) {
+    throw std::logic_error(std::string("the stand-in has no ") + call);
+}
+
+const char* name_of(const Map_field_type& type) {
+    switch (type.get_type()) {
+    case Map_field_type::Integer:
+        return "integer";
+    case Map_field_type::Scalar:
+        return "scalar";
+    case Map_field_type::Vector:
+        return "vector";
+    case Map_field_type::Color:
+        return "color";
+    default:
+        return "other";
+    }
+}
+
+struct Field {
+    std::string name;
+    Map_field_type type;
+};
+
+class Declaration final : public Map_declaration_base {
+  public:
+    Declaration(MapEngine& engine, miUint dimension) : engine_(engine), dimension_(dimension) {
+        ++engine_.objects;
+    }
+    ~Declaration() override {
+        --engine_.objects;
+        engine_.note("delete declaration");
+    }
+
+    miUint get_dimension() const override { return dimension_; }
+    Map_status append_field(const char* name, const Map_field_type type, const miUint /*length*/,
+                            const bool is_global) override {
+        engine_.note(std::string("append_field(") + name + ", " + name_of(type) + ")");
+        if (is_global) unexpected("global fields");
+        fields.push_back({name, type});
+        return Map_status::OK;
+    }
+    bool has_field(const char* name) const override { return find(name) < fields.size(); }
+    Map_field_id get_field_id(const char* name, Map_status* status) const override {
+        engine_.note(std::string("get_field_id(") + name + ")");
+        const size_t found = find(name);
+        if (found < fields.size()) return static_cast<Map_field_id>(found);
+        if (status != nullptr) *status = Map_status::No_such_field;
+        return map_no_such_field;
+    }
+    miUint get_field_count() const override { return static_cast<miUint>(fields.size()); }
+    const char* get_field_name(const Map_field_id id) const override {
+        return id < fields.size() ? fields[id].name.c_str() : nullptr;
+    }
+    Map_field_type get_field_type(const Map_field_id id) const override {
+        return id < fields.size() ? fields[id].type : Map_field_type();
+    }
+    miUint get_field_length(const Map_field_id id) const override {
+        return id < fields.size() ? 1 : 0;
+    }
+    bool is_field_global(const Map_field_id /*id*/) const override { return false; }
+    bool is_equal(const Map_declaration_base* other) const override { return other == this; }
+
+    std::vector<Field> fields;
+
+  private:
+    size_t find(const char* name) const {
+        size_t i = 0;
+        while (i < fields.size() && fields[i].name != name)
+            ++i;
+        return i;
+    }
+
+    MapEngine& engine_;
+    miUint dimension_;
+};
+
+class Element final : public Map_element_base {
+  public:
+    Element(MapEngine& engine, const Declaration& declaration)
+        : position(declaration.get_dimension()), fields_(declaration.fields), engine_(engine) {
+        ++engine_.objects;
+    }
+    ~Element() override {
+        --engine_.objects;
+        engine_.note("delete element");
+    }
+
+    bool has_declaration() const override { return true; }
+    Map_status set_position(const float* to) override {
+        if (engine_.quiet) return Map_status::OK;
+        std::string text;
+        for (size_t i = 0; i < position.size(); ++i) {
+            position[i] = to[i];
+            if (i > 0) text += ' ';
+            text += text_of(to[i]);
+        }
+        engine_.note("set_position(" + text + ")");
+        return Map_status::OK;
+    }
+    Map_status get_position(float* /*to*/) const override { unexpected("get_position"); }
+
+    Map_status get(const Map_field_id /*id*/, float& /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, int& /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, miVector& /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, miColor& /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, miMatrix* /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, float* /*value*/) const override { no_get(); }
+    Map_status get(const Map_field_id /*id*/, int* /*value*/) const override { no_get(); }
+
+    Map_status set(const Map_field_id id, const float value) override {
+        return store(id, Map_field_type::Scalar, [&] { return text_of(value); });
+    }
+    Map_status set(const Map_field_id id, const int value) override {
+        return store(id, Map_field_type::Integer, [&] { return std::to_string(value); });
+    }
+    Map_status set(const Map_field_id id, const miVector& value) override {
+        return store(id, Map_field_type::Vector, [&] { return text_of(value); });
+    }
+    Map_status set(const Map_field_id /*id*/, const miColor& /*value*/) override {
+        unexpected("set of a color");
+    }
+    Map_status set(const Map_field_id /*id*/, const miMatrix* /*value*/) override {
+        unexpected("set of a transform");
+    }
+    Map_status set(const Map_field_id /*id*/, const float* /*value*/) override {
+        unexpected("set of an array");
+    }
+    Map_status set(const Map_field_id /*id*/, const int* /*value*/) override {
+        unexpected("set of an array");
+    }
+
+    std::vector<float> position;
+    FieldValues values;
+
+  private:
+    [[noreturn]] static void no_get() { unexpected("get of an element's field"); }
+
+    template <class Text>
+    Map_status store(Map_field_id id, Map_field_type type, Text text_of_value) {
+        if (id >= fields_.size()) return Map_status::No_such_field;
+        if (engine_.quiet) return Map_status::OK;
+        const std::string& name = fields_[id].name;
+        const std::string text = text_of_value();
+        engine_.note("set(" + name + ", " + text + ")");
+        if (type != fields_[id].type) {
+            engine_.renderer().complain("the field " + name + " is no " + name_of(type));
+            return Map_status::Field_type_mismatch;
+        }
+        values[name] = std::string(name_of(type)) + " " + text;
+        return Map_status::OK;
+    }
+
+    std::vector<Field> fields_;
+    MapEngine& engine_;
+};
+
+class Map final : public Map_base {
+  public:
+    Map(MapEngine& engine, const Declaration& declaration) : engine_(engine) {
+        content_.dimension = declaration.get_dimension();
+        for (const Field& field : declaration.fields)
+            content_.fields.push_back(field.name + " " + name_of(field.type));
+    }
+
+    miUint size() const override { return static_cast<miUint>(content_.count); }
+    bool is_empty() const override { return content_.count == 0; }
+    bool has_declaration() const override { return true; }
+    Map_status get(const miUint /*index*/, Map_element& /*element*/) const override { no_access(); }
+    Map_status set(const miUint /*index*/, const Map_element& /*element*/) override { no_access(); }
+    Map_status append(const Map_element& element) override {
+        const auto* given = dynamic_cast<const Element*>(element.operator->());
+        if (given == nullptr) unexpected("elements of other makes");
+        const bool refused = engine_.refuse_append == static_cast<int>(content_.count);
+        if (!engine_.quiet) engine_.note(refused ? "append() -> refused" : "append()");
+        if (refused) return Map_status::Insufficient_memory;
+        ++content_.count;
+        if (!engine_.quiet) content_.elements.push_back({given->position, given->values});
+        content_.consolidated = false;
+        return Map_status::OK;
+    }
+    Map_status read(const char* /*name*/, const bool /*notify*/) override { unexpected("read"); }
+    Map_status append_to(const char* /*name*/, const bool /*notify*/) const override {
+        unexpected("append_to");
+    }
+    Map_status append_from(const char* /*name*/, const bool /*notify*/) override {
+        unexpected("append_from");
+    }
+    Map_status write(const char* name, const bool notify, const File_format format) const override {
+        engine_.note(std::string("write(") + name + ", " + (notify ? "notify" : "quiet") +
+                     ", format " + std::to_string(format) + ")");
+        engine_.written.push_back(content_);
+        engine_.written.back().file_name = name;
+        return Map_status::Failure; // nobody may rely on it
+    }
+    Map_status consolidate(const float quality) override {
+        engine_.note("consolidate(" + text_of(quality) + ")");
+        content_.consolidated = true;
+        return Map_status::Failure; // nor on this
+    }
+
+    Map_status get(const Map_field_id /*id*/, float& /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, int& /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, miVector& /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, miColor& /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, miMatrix* /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, float* /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, int* /*v*/) const override { no_access(); }
+    Map_status get(const Map_field_id /*id*/, char* /*v*/) const override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const float /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const int /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const miVector& /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const miColor& /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const miMatrix* /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const float* /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const int* /*v*/) override { no_access(); }
+    Map_status set(const Map_field_id /*id*/, const char* /*v*/) override { no_access(); }
+
+  private:
+    [[noreturn]] static void no_access() { unexpected("access to a map's contents"); }
+
+    MapEngine& engine_;
+    WrittenMap content_;
+};
+
+class EditHandle final : public Edit_map_dbhandle {
+  public:
+    EditHandle(MapEngine& engine, const Declaration& declaration)
+        : engine_(engine), map_(engine, declaration) {
+        ++engine_.objects;
+    }
+    ~EditHandle() override {
+        --engine_.objects;
+        engine_.note("delete map");
+    }
+    Map_base* get_map() const override { return &map_; }
+    miTag get_tag() const override { return miNULLTAG; }
+    miTag store() override { unexpected("store"); }
+
+  private:
+    MapEngine& engine_;
+    mutable Map map_;
+};
+
+const Declaration& own(const Map_declaration_base* declaration) {
+    const auto* found = dynamic_cast<const Declaration*>(declaration);
+    if (found == nullptr) unexpected("maps and elements without a declaration");
+    return *found;
+}
+
+} // namespace
+
+void MapEngine::note(std::string call) {
+    renderer_.note(std::move(call));
+}
+
+void MapEngine::release() {
+    note("release_interface()");
+    if (interfaces == 0) renderer_.complain("an interface given back twice");
+    --interfaces;
+}
+
+Map_declaration_base* MapEngine::createMapDeclaration(miUint dimension) {
+    note("createMapDeclaration(" + std::to_string(dimension) + ")");
+    return new Declaration(*this, dimension);
+}
+
+Edit_map_dbhandle* MapEngine::createMap(const Map_declaration_base* declaration) {
+    note("createMap()");
+    return new EditHandle(*this, own(declaration));
+}
+
+Map_element_base* MapEngine::createMapElement(const Map_declaration_base* declaration) {
+    note("createMapElement()");
+    return new Element(*this, own(declaration));
+}
+
+Options* MapEngine::getOptions(miTag /*options*/) {
+    unexpected("getOptions");
+}
+miTag MapEngine::createFramebuffer() {
+    unexpected("createFramebuffer");
+}
+miTag MapEngine::copyFramebuffer(miTag /*old*/) {
+    unexpected("copyFramebuffer");
+}
+LightList* MapEngine::createLightList(miState* /*state*/, miTag* /*list*/, int /*n*/) {
+    unexpected("createLightList");
+}
+LightList* MapEngine::createLightList(miState* /*state*/, const miVector& /*axis*/,
+                                      miScalar /*spread*/, miTag* /*list*/, int /*n*/) {
+    unexpected("createLightList");
+}
+Access_map_dbhandle* MapEngine::accessMap(miTag /*tag*/) {
+    unexpected("accessMap");
+}
+Edit_map_dbhandle* MapEngine::editMap(miTag /*tag*/) {
+    unexpected("editMap");
+}
+Access_map_dbhandle* MapEngine::accessMap(const char* /*name*/, Map_status* /*status*/) {
+    unexpected("accessMap");
+}
+Edit_map_dbhandle* MapEngine::editMap(const char* /*name*/, Map_status* /*status*/) {
+    unexpected("editMap");
+}
+Map_declaration_base* MapEngine::copyMapDeclaration(const Map_declaration_base* /*other*/,
+                                                    Map_status* /*status*/) {
+    unexpected("copyMapDeclaration");
+}
+Map_declaration_base* MapEngine::copyMapDeclaration(const Map_element_base* /*element*/,
+                                                    Map_status* /*status*/) {
+    unexpected("copyMapDeclaration");
+}
+Map_declaration_base* MapEngine::copyMapDeclaration(const Map_base* /*map*/,
+                                                    Map_status* /*status*/) {
+    unexpected("copyMapDeclaration");
+}
+Map_element_base* MapEngine::copyMapElement(const Map_element_base* /*other*/) {
+    unexpected("copyMapElement");
+}
+Map_iterator_base* MapEngine::createMapIterator(const Map_base* /*map*/, Map_status* /*status*/) {
+    unexpected("createMapIterator");
+}
+Map_iterator_base* MapEngine::copyMapIterator(const Map_iterator_base* /*other*/,
+                                              Map_status* /*status*/) {
+    unexpected("copyMapIterator");
+}
+Map_lookup_base* MapEngine::createMapLookup(const Map_base* /*map*/, Map_status* /*status*/) {
+    unexpected("createMapLookup");
+}
+Map_lookup_base* MapEngine::copyMapLookup(const Map_lookup_base* /*other*/,
+                                          Map_status* /*status*/) {
+    unexpected("copyMapLookup");
+}
+Access_map_dbhandle* MapEngine::shareMap(const Access_map_dbhandle* /*other*/) {
+    unexpected("shareMap");
+}
+
+} // namespace vx::stub
