@@ -1,6 +1,6 @@
 // Loading an existing cache, and turning a cache into a map file.
 #include "src/names/label_list.h"
-#include "src/platform/map_access.h"
+#include "src/platform/map_write.h"
 #include "src/points/pdc_file.h"
 #include "src/writer/write_instance_data.h"
 
@@ -57,6 +57,7 @@ bool WriteInstanceData::ReadPdc(std::string fileName) {
 
 bool WriteInstanceData::PdcToMap(std::string mapFileName) {
     using namespace mi::shader_v3;
+    using namespace map_write;
 
     // No status is looked at but that of appending: a map that cannot be written is the renderer's
     // to report.

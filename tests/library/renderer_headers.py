@@ -12,7 +12,7 @@ import subprocess
 import sys
 
 # What to look for in the headers, and what a renderer may call it instead.
-SHADER_NAMES = [
+HEADER_NAMES = [
     (r"\bat_end\b", "is_past_end"),
     (r"\bget_field_id\b", "find_field"),
     (r"\bget_position\b", "get_coordinates"),
@@ -23,6 +23,12 @@ SHADER_NAMES = [
     (r"\bshareMap\b", "openAgain"),
     (r"\bconnected\b(?=[;,])", "may_be_connected"),
     (r"\bname\[4\]", "shader_name[4]"),
+    (r"\bappend_field\b", "add_field"),
+    (r"\bset_position\b", "put_coordinates"),
+    (r"\bset\(const Map_field_id\b", "put(const Map_field_id"),
+    (r"\bVector\b", "Triple"),
+    (r"\bScalar\b", "Number"),
+    (r"\bInteger\b", "Whole"),
     (r"\bmiQ_FUNC_TLS_GET\b", "miQ_FUNC_THREAD_DATA"),
     (r"\bmiQ_FUNC_TLS_SET\b", "miQ_FUNC_SET_THREAD_DATA"),
     (r"\bmiSS_LIFETIME_EYERAY\b", "miSS_LIFETIME_CALL"),
@@ -38,6 +44,12 @@ PLATFORM_NAMES = [
     (r"\bmap_no_such_field\b", "map_field_none"),
     (r"->search\b", "->find_nearest"),
     (r"->shareMap\b", "->openAgain"),
+    (r"->append_field\b", "->add_field"),
+    (r"->set_position\b", "->put_coordinates"),
+    (r"->set\b", "->put"),
+    (r"Map_field_type::Vector\b", "Map_field_type::Triple"),
+    (r"Map_field_type::Scalar\b", "Map_field_type::Number"),
+    (r"Map_field_type::Integer\b", "Map_field_type::Whole"),
     (r"->connected\b", "->may_be_connected"),
     (r"->name\b", "->shader_name"),
 ]
@@ -75,7 +87,7 @@ def main():
 
     header_files = sorted(headers.glob("*.h"))
     platform_files = sorted((tree / "src" / "platform").glob("*.*"))
-    rename(header_files, SHADER_NAMES, must_match=True)
+    rename(header_files, HEADER_NAMES, must_match=True)
     rename(platform_files, PLATFORM_NAMES, must_match=True)
 
     configure = (cmake, "-S", tree, "-B", build, "-G", "Ninja", f"-DCMAKE_CXX_COMPILER={cxx}",

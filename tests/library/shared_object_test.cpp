@@ -37,7 +37,8 @@ TEST(SharedObject, ExportsTheShaderEntriesAndNothingElse) {
     EXPECT_THAT(vx::test::read_shared_object(VX_LIBRARY).exported,
                 ElementsAre("vx_pc_read", "vx_pc_read_exit", "vx_pc_read_init",
                             "vx_pc_read_version", "vx_pc_tag", "vx_pc_tag_exit", "vx_pc_tag_init",
-                            "vx_pc_tag_version"));
+                            "vx_pc_tag_version", "vx_pc_write", "vx_pc_write_exit",
+                            "vx_pc_write_init", "vx_pc_write_version"));
 }
 
 TEST(SharedObject, NeedsNoLibraryButTheStandardOnes) {
@@ -128,7 +129,8 @@ TEST_P(LoadedShader, ShaderExitDoesNothing) {
     EXPECT_THAT(renderer.calls(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, LoadedShader, testing::Values("vx_pc_read", "vx_pc_tag"),
+INSTANTIATE_TEST_SUITE_P(Every, LoadedShader,
+                         testing::Values("vx_pc_read", "vx_pc_tag", "vx_pc_write"),
                          [](const auto& shader) { return std::string(shader.param); });
 
 TEST_F(LoadedLibrary, TagReturnsItsColors) {
@@ -210,6 +212,64 @@ TEST_F(LoadedLibrary, ReadLoadsBlendsAndReleases) {
     entry<Exit>("vx_pc_read_exit")(&state, state.shader->parameters);
     EXPECT_THAT(renderer.left_over(), IsEmpty());
     EXPECT_THAT(maps.left_over(), IsEmpty());
+}
+
+// ---- the writer, from its init to its exit ----
+
+struct WriterBlock {
+    int disable, jitter, samples, layers, use_labels;
+    miTag labels, pdc_file_name, map_file_name;
+    int output_mode, frame;
+    float radius;
+};
+
+TEST_F(LoadedLibrary, WriterBakesOnceAndGivesEverythingBack) {
+    Renderer renderer;
+    vx::stub::Maps maps(renderer);
+    const miTag name = renderer.add_string("shot.0001.mrmap");
+    FunctionSetup setup;
+    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, name, 0, 5, 0.5F});
+    miState state = renderer.new_state(renderer.add_function(setup));
+    void* const params = state.shader->parameters;
+
+    entry<Init>("vx_pc_write_init")(&state, params, nullptr);
+    auto* const write = entry<Shader>("vx_pc_write");
+    miColor color = {};
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(write(&color, &state, params), miTRUE);
+    EXPECT_EQ(color.b, 0.75F);
+    EXPECT_EQ(renderer.calls_starting_with("trace_probe").size(), 4u);
+    EXPECT_THAT(renderer.messages(),
+                ElementsAre("info: vx_pc_write: 0 points written",
+                            "info: vx_pc_write: Writing File shot.0005.mrmap"));
+    ASSERT_EQ(maps.written.size(), 1u);
+    EXPECT_EQ(maps.written[0].file_name, "shot.0005.mrmap");
+    entry<Exit>("vx_pc_write_exit")(&state, params);
+    EXPECT_THAT(renderer.left_over(), IsEmpty());
+    EXPECT_THAT(maps.left_over(), IsEmpty());
+}
+
+TEST_F(LoadedLibrary, WriterWithoutAnInitIsFalse) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.block.resize(sizeof(WriterBlock));
+    miState state = renderer.new_state(renderer.add_function(setup));
+    miColor color = {};
+    EXPECT_EQ(entry<Shader>("vx_pc_write")(&color, &state, state.shader->parameters), miFALSE);
+    entry<Exit>("vx_pc_write_exit")(&state, state.shader->parameters);
+    EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "query(51)"));
+}
+
+// What an allocation throws passes on to the caller, across the border of the shared object.
+TEST_F(LoadedLibrary, ExceptionOfAnInstanceInitReachesTheCaller) {
+    Renderer renderer;
+    renderer.camera.x_resolution = renderer.camera.y_resolution = 1 << 20;
+    FunctionSetup setup;
+    setup.block.resize(sizeof(WriterBlock));
+    miState state = renderer.new_state(renderer.add_function(setup));
+    auto* const init = entry<Init>("vx_pc_write_init");
+    EXPECT_THROW(init(&state, state.shader->parameters, nullptr), std::exception);
+    EXPECT_THAT(renderer.left_over(), IsEmpty());
 }
 
 } // namespace

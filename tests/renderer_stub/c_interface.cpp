@@ -107,8 +107,4 @@ void mi_warning(const char* const text, ...) {
     va_end(arguments);
 }
 
-mi::shader_v3::Interface* mi_get_shader_interface(int version) {
-    return renderer().get_shader_interface(version);
-}
-
 } // extern "C"

@@ -1,5 +1,7 @@
 #include "tests/renderer_stub/map_stub.h"
 
+#include "tests/renderer_stub/map_writing.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -213,23 +215,23 @@ class StubInterface final : public Interface {
     LightList* createLightList(miState*, const miVector&, miScalar, miTag*, int) override {
         nobody_needs("createLightList");
     }
-    Edit_map_dbhandle* createMap(const Map_declaration_base*) override {
-        nobody_needs("createMap");
+    Map_declaration_base* createMapDeclaration(const miUint dimension) override {
+        return new_declaration(dimension);
+    }
+    Edit_map_dbhandle* createMap(const Map_declaration_base* declaration) override {
+        return new_map(declaration);
+    }
+    Map_element_base* createMapElement(const Map_declaration_base* declaration) override {
+        return new_element(declaration);
     }
     Access_map_dbhandle* accessMap(const miTag) override { nobody_needs("accessMap(tag)"); }
     Edit_map_dbhandle* editMap(const miTag) override { nobody_needs("editMap(tag)"); }
     Edit_map_dbhandle* editMap(const char*, Map_status*) override { nobody_needs("editMap(file)"); }
-    Map_declaration_base* createMapDeclaration(const miUint) override {
-        nobody_needs("createMapDeclaration");
-    }
     Map_declaration_base* copyMapDeclaration(const Map_declaration_base*, Map_status*) override {
         nobody_needs("copyMapDeclaration(declaration)");
     }
     Map_declaration_base* copyMapDeclaration(const Map_element_base*, Map_status*) override {
         nobody_needs("copyMapDeclaration(element)");
-    }
-    Map_element_base* createMapElement(const Map_declaration_base*) override {
-        nobody_needs("createMapElement");
     }
     Map_element_base* copyMapElement(const Map_element_base*) override {
         nobody_needs("copyMapElement");
@@ -287,6 +289,8 @@ std::vector<std::string> Maps::left_over() const {
     count(counts.accesses, "map accesses");
     count(counts.declarations, "declarations");
     count(counts.lookups, "lookups");
+    count(counts.elements, "elements");
+    count(counts.maps, "maps");
     return left;
 }
 

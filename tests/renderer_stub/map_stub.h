@@ -1,11 +1,11 @@
-// The map half of the renderer's stand-in: files that can be read, and searches that try every
-// point.
+// The map half of the renderer's stand-in: files that can be read, searches that try every point,
+// and maps that are made and "written" into memory.
 //
 // While a Maps lives, mi_get_shader_interface hands out its interfaces, from any thread. Calls go
 // into the Renderer's record, in one order with all others; what the header does inline (walking a
 // result, reading fields) cannot be seen. Every interface is an object of its own that ends with
 // its release, so that a sanitizer sees a later use; left_over() says what was not given back. What
-// no reader of maps needs throws.
+// the library is not known to need throws.
 #ifndef VX_TESTS_RENDERER_STUB_MAP_STUB_H
 #define VX_TESTS_RENDERER_STUB_MAP_STUB_H
 
@@ -78,6 +78,22 @@ class Element final : public mi::shader_v3::Map_iterator_base {
     const MapContent* content_;
 };
 
+// An element as it was appended. Values of fields by name, as text: "vector 1 2 3", "scalar 0.5",
+// "integer -4".
+struct AppendedElement {
+    std::vector<float> position;
+    std::map<std::string, std::string> fields;
+};
+
+struct WrittenMap {
+    std::string file_name;
+    unsigned dimension = 0;
+    std::vector<std::string> fields;       // "name kind", in the order of declaration
+    std::vector<AppendedElement> elements; // none with quiet_elements
+    size_t count = 0;
+    bool consolidated = false; // since the last append
+};
+
 class Maps {
   public:
     // Records its calls with `renderer`, which must outlive it.
@@ -96,6 +112,12 @@ class Maps {
     // Sees every search before it runs.
     std::function<void(const mi::shader_v3::Map_distance_base&, const float* euclidean_point)>
         on_search;
+    // What was written, in order; nothing reaches a disk.
+    std::vector<WrittenMap> written;
+    // The append to this index fails with Insufficient_memory; -1: none does.
+    int refuse_append = -1;
+    // Elements are only counted, not recorded and kept: for large maps.
+    bool quiet_elements = false;
     // Whether mi_get_shader_interface has one to give.
     bool has_interface = true;
 
@@ -104,9 +126,11 @@ class Maps {
 
     // ---- behind the interface ----
     struct Counts {
-        std::atomic<int> interfaces = 0, accesses = 0, declarations = 0, lookups = 0;
+        std::atomic<int> interfaces = 0, accesses = 0, declarations = 0, lookups = 0, elements = 0,
+                         maps = 0;
     };
     void note(const std::string& call) { renderer_.note(call); }
+    void complain(const std::string& what) { renderer_.complain(what); }
     Counts counts;
     // Accesses get numbers in the order in which they are made.
     std::atomic<int> accesses_made = 0;

@@ -1,7 +1,5 @@
 #include "tests/renderer_stub/renderer_stub.h"
 
-#include "tests/renderer_stub/map_engine.h"
-
 #include <algorithm>
 #include <atomic>
 #include <charconv>
@@ -58,7 +56,7 @@ void Renderer::Free::operator()(void* bytes) const {
     std::free(bytes);
 }
 
-Renderer::Renderer() : maps_(std::make_unique<MapEngine>(*this)) {
+Renderer::Renderer() {
     camera.focal = 1;
     camera.aperture = 1;
     camera.aspect = 1;
@@ -122,9 +120,6 @@ std::vector<std::string> Renderer::left_over() const {
     }
     for (const auto& [text, name] : strings_)
         left.push_back("copy of '" + name + "' not handed over");
-    if (maps_->interfaces != 0)
-        left.push_back(number(maps_->interfaces) + " interfaces not given back");
-    if (maps_->objects != 0) left.push_back(number(maps_->objects) + " map objects not destroyed");
     return left;
 }
 
@@ -510,13 +505,6 @@ void Renderer::unlock(miLock lock) {
         calls_.push_back("unlock(" + number(found->number) + ")");
     }
     found->mutex.unlock();
-}
-
-mi::shader_v3::Interface* Renderer::get_shader_interface(int version) {
-    note("get_shader_interface(" + number(version) + ")");
-    if (no_interface || version != 3) return nullptr;
-    ++maps_->interfaces;
-    return maps_.get();
 }
 
 } // namespace vx::stub

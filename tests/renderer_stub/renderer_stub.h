@@ -31,8 +31,6 @@
 
 namespace vx::stub {
 
-class MapEngine;
-
 // Shortest text that reads back as the same number.
 std::string text_of(double value);
 std::string text_of(float value);
@@ -138,9 +136,6 @@ class Renderer {
     miColor eye_color = {0.25F, 0.5F, 0.75F, 1.0F};
     miMatrix camera_to_internal = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-    bool no_interface = false; // mi_get_shader_interface answers null
-    MapEngine& maps() { return *maps_; }
-
     // ---- behind the C functions ----
     void* db_access(miTag tag);
     void db_unpin(miTag tag);
@@ -164,7 +159,6 @@ class Renderer {
     void delete_lock(miLock* lock);
     void lock(miLock lock);
     void unlock(miLock lock);
-    mi::shader_v3::Interface* get_shader_interface(int version);
 
   private:
     struct Free {
@@ -201,7 +195,6 @@ class Renderer {
     std::map<const miState*, std::unique_ptr<miState>> children_;
     std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> state_data_;
     std::vector<std::byte> phen_result_;
-    std::unique_ptr<MapEngine> maps_;
 };
 
 } // namespace vx::stub

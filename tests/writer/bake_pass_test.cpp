@@ -116,7 +116,7 @@ TEST(BakePass, ExactCallsForAnImageOfTwoByTwo) {
     EXPECT_THAT(row_of(data, 2), IsEmpty());
     EXPECT_THAT(row_of(data, 3), IsEmpty());
     scene.exit();
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 // ---- the state ----

@@ -10,7 +10,7 @@ namespace {
 using pdc_bytes::Bytes;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vx::stub::WrittenElement;
+using vx::stub::AppendedElement;
 using vx::stub::WrittenMap;
 using vx::test::Folder;
 using vx::test::LensScene;
@@ -31,8 +31,8 @@ class Convert : public testing::Test {
         EXPECT_TRUE(read(data, bytes));
         EXPECT_TRUE(data.PdcToMap("out.mrmap"));
         scene.exit();
-        EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
-        return scene.renderer.maps().written.at(0);
+        EXPECT_THAT(scene.left_over(), IsEmpty());
+        return scene.maps.written.at(0);
     }
 
     Folder folder;
@@ -41,13 +41,13 @@ class Convert : public testing::Test {
 
 std::vector<std::string> field(const WrittenMap& map, const std::string& name) {
     std::vector<std::string> values;
-    for (const WrittenElement& element : map.elements)
+    for (const AppendedElement& element : map.elements)
         values.push_back(element.fields.at(name));
     return values;
 }
 std::vector<float> positions_x(const WrittenMap& map) {
     std::vector<float> values;
-    for (const WrittenElement& element : map.elements)
+    for (const AppendedElement& element : map.elements)
         values.push_back(element.position.at(0));
     return values;
 }
@@ -157,10 +157,9 @@ TEST_F(Convert, EveryUseOfTheInterfaceGetsAndReleasesIt) {
     converted(pdc_bytes::seven_attributes());
     std::vector<std::string> uses;
     for (const std::string& call : scene.renderer.calls())
-        if (call.find("interface") != std::string::npos) uses.push_back(call);
-    EXPECT_THAT(uses, ElementsAre("get_shader_interface(3)", "release_interface()",
-                                  "get_shader_interface(3)", "release_interface()",
-                                  "get_shader_interface(3)", "release_interface()"));
+        if (call.starts_with("get_interface") || call == "release") uses.push_back(call);
+    EXPECT_THAT(uses, ElementsAre("get_interface(3)", "release", "get_interface(3)", "release",
+                                  "get_interface(3)", "release"));
 }
 
 TEST_F(Convert, LabelFilterLeavesOutOthersAndKeepsTheOrder) {
@@ -195,7 +194,7 @@ TEST_F(Convert, SingleValuedPositionIsEveryElements) {
         .doubles({0.25, 0.5, 0.75});
     const WrittenMap map = converted(bytes);
     ASSERT_EQ(map.elements.size(), 3u);
-    for (const WrittenElement& element : map.elements)
+    for (const AppendedElement& element : map.elements)
         EXPECT_THAT(element.position, ElementsAre(1, 2, 3));
     EXPECT_THAT(field(map, "opacityPP"), ElementsAre("scalar 0.25", "scalar 0.5", "scalar 0.75"));
 }
@@ -232,7 +231,7 @@ TEST_F(Convert, ArraysThatAreTooShortLeaveThePreviousValues) {
     ASSERT_TRUE(read(data, pdc_bytes::seven_attributes()));
     data.pdc->header.particleCount = 4; // arrays of two
     EXPECT_TRUE(data.PdcToMap("out.mrmap"));
-    const WrittenMap& map = scene.renderer.maps().written.at(0);
+    const WrittenMap& map = scene.maps.written.at(0);
     EXPECT_THAT(positions_x(map), ElementsAre(1, -4, -4, -4));
     EXPECT_THAT(field(map, "normalPP"),
                 ElementsAre("vector 0 0 1", "vector 0 -1 0", "vector 0 -1 0", "vector 0 -1 0"));
@@ -249,7 +248,7 @@ TEST_F(Convert, TagOfAParticleThatWasLeftOutIsTakenOver) {
     ASSERT_TRUE(read(data, tagged_particles({3, 4})));
     data.pdc->header.particleCount = 3;
     EXPECT_TRUE(data.PdcToMap("out.mrmap"));
-    EXPECT_THAT(positions_x(scene.renderer.maps().written.at(0)), ElementsAre(1));
+    EXPECT_THAT(positions_x(scene.maps.written.at(0)), ElementsAre(1));
 }
 
 TEST_F(Convert, EmptyPerParticleArraysGiveZeros) {
@@ -257,7 +256,7 @@ TEST_F(Convert, EmptyPerParticleArraysGiveZeros) {
     ASSERT_TRUE(read(data, Bytes().header(0, 2).record("position", 5).record("tag", 3)));
     data.pdc->header.particleCount = 1;
     EXPECT_TRUE(data.PdcToMap("out.mrmap"));
-    const WrittenMap& map = scene.renderer.maps().written.at(0);
+    const WrittenMap& map = scene.maps.written.at(0);
     EXPECT_THAT(positions_x(map), ElementsAre(0));
     EXPECT_THAT(field(map, "tag"), ElementsAre("integer 0"));
 }
@@ -265,14 +264,14 @@ TEST_F(Convert, EmptyPerParticleArraysGiveZeros) {
 TEST_F(Convert, RefusedElementEndsTheLoopAndWhatThereIsIsWritten) {
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, tagged_particles({1, 2, 3, 4})));
-    scene.renderer.maps().refuse_append = 2;
+    scene.maps.refuse_append = 2;
     EXPECT_FALSE(data.PdcToMap("out.mrmap"));
-    const WrittenMap& map = scene.renderer.maps().written.at(0);
+    const WrittenMap& map = scene.maps.written.at(0);
     EXPECT_THAT(positions_x(map), ElementsAre(1, 2));
     EXPECT_TRUE(map.consolidated);
     EXPECT_THAT(scene.renderer.calls_starting_with("append()"), testing::SizeIs(3));
     scene.exit();
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(Convert, StatusesOfConsolidatingAndWritingAreIgnored) {
@@ -283,29 +282,29 @@ TEST_F(Convert, StatusesOfConsolidatingAndWritingAreIgnored) {
 TEST_F(Convert, RendererWithoutTheInterfaceGetsNoMap) {
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, tagged_particles({1})));
-    scene.renderer.no_interface = true;
+    scene.maps.has_interface = false;
     EXPECT_FALSE(data.PdcToMap("out.mrmap"));
-    EXPECT_THAT(scene.renderer.maps().written, IsEmpty());
+    EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
 // 28 bytes may claim two thousand million particles: copies of one another, as nothing backs them.
 TEST_F(Convert, CountThatNothingBacksIsBelievedUpToAMillion) {
-    scene.renderer.maps().quiet = true;
+    scene.maps.quiet_elements = true;
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, Bytes().header(2147483647, 0)));
     EXPECT_FALSE(data.PdcToMap("out.mrmap"));
-    EXPECT_EQ(scene.renderer.maps().written.at(0).count, 1048576u);
+    EXPECT_EQ(scene.maps.written.at(0).count, 1048576u);
 }
 
 TEST_F(Convert, CountThatAnArrayBacksIsBelieved) {
-    scene.renderer.maps().quiet = true;
+    scene.maps.quiet_elements = true;
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, Bytes().header(0, 0)));
     data.pdc->slots[kSlotOpacity].perParticle = true;
     data.pdc->slots[kSlotOpacity].floats.resize(1100000);
     data.pdc->header.particleCount = 1100000;
     EXPECT_TRUE(data.PdcToMap("out.mrmap"));
-    EXPECT_EQ(scene.renderer.maps().written.at(0).count, 1100000u);
+    EXPECT_EQ(scene.maps.written.at(0).count, 1100000u);
 }
 
 } // namespace

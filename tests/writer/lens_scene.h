@@ -6,7 +6,7 @@
 #include "src/writer/lens.h"
 #include "src/writer/write_instance_data.h"
 #include "src/writer/write_parameters.h"
-#include "tests/renderer_stub/map_engine.h"
+#include "tests/renderer_stub/map_stub.h"
 #include "tests/renderer_stub/renderer_stub.h"
 
 #include <filesystem>
@@ -162,7 +162,16 @@ class LensScene {
                 call("db_unpin", s.instance)};
     }
 
+    // Everything that was not given back, maps included.
+    std::vector<std::string> left_over() const {
+        std::vector<std::string> left = renderer.left_over();
+        const std::vector<std::string> of_maps = maps.left_over();
+        left.insert(left.end(), of_maps.begin(), of_maps.end());
+        return left;
+    }
+
     stub::Renderer renderer;
+    stub::Maps maps{renderer};
     miTag function = 0;
     miState state = {};
 

@@ -78,19 +78,19 @@ class Output : public testing::Test {
 // The calls of one conversion of `elements` particles, in order.
 std::vector<std::string> map_calls(const std::vector<std::vector<std::string>>& elements,
                                    const std::string& file) {
-    std::vector<std::string> calls = {"get_shader_interface(3)",
+    std::vector<std::string> calls = {"get_interface(3)",
                                       "createMapDeclaration(3)",
-                                      "release_interface()",
+                                      "release",
                                       "append_field(normalPP, vector)",
                                       "append_field(rgbPP, vector)",
                                       "append_field(opacityPP, scalar)",
                                       "append_field(tag, integer)",
-                                      "get_shader_interface(3)",
+                                      "get_interface(3)",
                                       "createMap()",
-                                      "release_interface()",
-                                      "get_shader_interface(3)",
+                                      "release",
+                                      "get_interface(3)",
                                       "createMapElement()",
-                                      "release_interface()",
+                                      "release",
                                       "get_field_id(normalPP)",
                                       "get_field_id(rgbPP)",
                                       "get_field_id(opacityPP)",
@@ -102,9 +102,9 @@ std::vector<std::string> map_calls(const std::vector<std::vector<std::string>>& 
             "set(tag, " + e[4] + ")",       "append()"};
         calls.insert(calls.end(), one.begin(), one.end());
     }
-    const std::vector<std::string> end = {"consolidate(0.6)",
-                                          "write(" + file + ", notify, format 0)", "delete element",
-                                          "delete map", "delete declaration"};
+    const std::vector<std::string> end = {
+        "consolidate(0.6)", "write(" + file + ", notify, format 0)", "element destroyed",
+        "map destroyed", "declaration destroyed"};
     calls.insert(calls.end(), end.begin(), end.end());
     return calls;
 }
@@ -147,7 +147,7 @@ TEST_F(Output, Mode1WritesThePdcFileOnly) {
     WriteOutput(&data);
     EXPECT_EQ(calls(), pdc_calls);
     EXPECT_EQ(contents_of(folder / "a.0012.pdc"), expected_pdc());
-    EXPECT_THAT(scene.renderer.maps().written, IsEmpty());
+    EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
 TEST_F(Output, Mode2WritesThePdcFileAndThenTheMap) {
@@ -183,8 +183,8 @@ TEST_F(Output, EmptyGridStillMakesFiles) {
     for (const char* const name : {"position", "rgbPP", "normalPP"})
         bytes.record(name, 5);
     EXPECT_EQ(contents_of(folder / "a.0012.pdc"), bytes.text);
-    ASSERT_EQ(scene.renderer.maps().written.size(), 1u);
-    EXPECT_THAT(scene.renderer.maps().written[0].elements, IsEmpty());
+    ASSERT_EQ(scene.maps.written.size(), 1u);
+    EXPECT_THAT(scene.maps.written[0].elements, IsEmpty());
 }
 
 TEST_F(Output, NamesAreSubstitutedBeforeTheyAreFramed) {
@@ -227,8 +227,8 @@ TEST_F(Output, Mode2WithAnEmptyPdcNameWarnsAndStillWritesTheMap) {
     WriteOutput(&data);
     EXPECT_THAT(messages(),
                 ElementsAre("warning: vx_pc_write: Invalid file name for , aborting", map_message));
-    ASSERT_EQ(scene.renderer.maps().written.size(), 1u);
-    EXPECT_EQ(scene.renderer.maps().written[0].elements.size(), 2u);
+    ASSERT_EQ(scene.maps.written.size(), 1u);
+    EXPECT_EQ(scene.maps.written[0].elements.size(), 2u);
     EXPECT_THAT(files(), IsEmpty());
 }
 
@@ -245,8 +245,8 @@ TEST_F(Output, BadMapNameIsReportedAsTheEmptyBuiltName) {
     WriteOutput(&data);
     EXPECT_THAT(messages(), ElementsAre("info: vx_pc_write: Writing File a.0012.pdc",
                                         "warning: vx_pc_write: Invalid file name for , aborting"));
-    EXPECT_THAT(scene.renderer.maps().written, IsEmpty());
-    EXPECT_THAT(scene.renderer.calls_starting_with("get_shader_interface"), IsEmpty());
+    EXPECT_THAT(scene.maps.written, IsEmpty());
+    EXPECT_THAT(scene.renderer.calls_starting_with("get_interface"), IsEmpty());
 }
 
 TEST_F(Output, NameOfTheWrongTypeIsInvalid) {
@@ -273,11 +273,11 @@ TEST_F(Output, UnwritablePdcFileDoesNotStopTheMap) {
     EXPECT_THAT(messages(),
                 ElementsAre("warning: Cannot open missing/a.0012.pdc for writing",
                             "info: vx_pc_write: Writing File missing/a.0012.pdc", map_message));
-    EXPECT_EQ(scene.renderer.maps().written.size(), 1u);
+    EXPECT_EQ(scene.maps.written.size(), 1u);
 }
 
 TEST_F(Output, FailedMapIsReportedAsWritten) {
-    scene.renderer.maps().refuse_append = 0;
+    scene.maps.refuse_append = 0;
     WriteInstanceData& data = make(0);
     fill(data);
     WriteOutput(&data);
@@ -301,7 +301,7 @@ TEST_F(Output, NothingIsLeftOver) {
         fill(data);
         WriteOutput(&data);
         scene.exit();
-        EXPECT_THAT(scene.renderer.left_over(), IsEmpty()) << mode;
+        EXPECT_THAT(scene.left_over(), IsEmpty()) << mode;
     }
 }
 
@@ -323,7 +323,7 @@ TEST_F(Output, ConversionOfAMissingFileReportsTheReadingError) {
     EXPECT_THAT(messages(),
                 ElementsAre("warning: Cannot open a.0012.pdc for reading",
                             "warning: vx_pc_write: Error reading a.0012.pdc, aborting"));
-    EXPECT_THAT(scene.renderer.maps().written, IsEmpty());
+    EXPECT_THAT(scene.maps.written, IsEmpty());
     EXPECT_EQ(data.pdc, nullptr);
 }
 
@@ -333,7 +333,7 @@ TEST_F(Output, ConversionOfADamagedFileReportsTheReadingErrorAlone) {
     ConvertOutput(&data);
     EXPECT_THAT(messages(),
                 ElementsAre("warning: vx_pc_write: Error reading a.0012.pdc, aborting"));
-    EXPECT_THAT(scene.renderer.maps().written, IsEmpty());
+    EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
 TEST_F(Output, ConversionStopsAtABadPdcNameBeforeItLooksAtTheMaps) {
@@ -359,7 +359,7 @@ TEST_F(Output, ConversionReportsNoWrittenFile) {
     WriteInstanceData& data = make(3);
     ConvertOutput(&data);
     EXPECT_THAT(messages(), IsEmpty());
-    EXPECT_EQ(scene.renderer.maps().written.size(), 1u);
+    EXPECT_EQ(scene.maps.written.size(), 1u);
 }
 
 } // namespace

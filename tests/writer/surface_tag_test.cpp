@@ -47,7 +47,7 @@ TEST_F(SurfaceTag, TagShaderAsMaterialShader) {
     const Surface surface = scene.tagged(42);
     EXPECT_EQ(find(surface), 42);
     EXPECT_THAT(scene.renderer.calls(), ElementsAreArray(LensScene::tag_search(surface)));
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, ZeroIsATag) {
@@ -58,7 +58,7 @@ TEST_F(SurfaceTag, OtherShadersHaveNone) {
     const Surface surface = scene.untagged();
     EXPECT_LT(find(surface), 0);
     EXPECT_THAT(scene.renderer.calls(), ElementsAreArray(LensScene::tag_search(surface)));
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, NamesAreComparedWhole) {
@@ -74,7 +74,7 @@ TEST_F(SurfaceTag, ConnectedTagIsEvaluated) {
     scene.renderer.connected[500] = vx::stub::bytes_of(17);
     EXPECT_EQ(find(scene.surface_of(scene.renderer.add_function(setup))), 17);
     EXPECT_THAT(scene.renderer.calls_starting_with("phen_eval"), testing::SizeIs(1));
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, PhenomenaCountAndShadersOfHigherKindsDoNot) {
@@ -85,7 +85,7 @@ TEST_F(SurfaceTag, PhenomenaCountAndShadersOfHigherKindsDoNot) {
     for (int type = miFUNCTION_C_REQ; type <= miFUNCTION_HARDWARE; ++type) {
         shader->type = static_cast<miFunction_type>(type);
         EXPECT_LT(find(surface), 0) << type;
-        EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+        EXPECT_THAT(scene.left_over(), IsEmpty());
     }
 }
 
@@ -93,7 +93,7 @@ TEST_F(SurfaceTag, PhenomenaCountAndShadersOfHigherKindsDoNot) {
 
 TEST_F(SurfaceTag, InstanceWithoutAListHasNone) {
     EXPECT_LT(find_in({}), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, SinglePlainMaterialIsNoList) {
@@ -107,7 +107,7 @@ TEST_F(SurfaceTag, SinglePlainMaterialIsNoList) {
 TEST_F(SurfaceTag, FirstMaterialThatYieldsATagWins) {
     EXPECT_EQ(find_in({material(plain_shader()), tagged(7), tagged(8)}), 7);
     EXPECT_EQ(scene.renderer.calls_starting_with("query(54").size(), 2u);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, NegativeTagsAreNoneAndTheSearchGoesOn) {
@@ -119,13 +119,13 @@ TEST_F(SurfaceTag, EntriesThatAreNoMaterialsAreSkipped) {
     const miTag text = scene.renderer.add_string("not a material");
     EXPECT_EQ(find_in({text, miNULLTAG, scene.add_tag_shader(1), tagged(4)}), 4);
     EXPECT_EQ(scene.renderer.pins(text), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, MaterialsWithoutAFunctionAreSkippedAndGivenBack) {
     const miTag text = scene.renderer.add_string("not a function");
     EXPECT_EQ(find_in({material(miNULLTAG), material(text), tagged(4)}), 4);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_F(SurfaceTag, HitWithoutAnInstanceHasNone) {
@@ -183,14 +183,14 @@ TEST_P(SurfaceTagBehind, DeclarationOfTheAttachedShaderStaysPinnedAndNothingElse
     find(surface);
     EXPECT_EQ(scene.renderer.pins(declaration), 2);
     scene.renderer.forget_pins(declaration);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, AttachedShaderOfAnotherNameHasNone) {
     const Surface surface = wrapped(plain_shader());
     EXPECT_LT(find(surface), 0);
     scene.renderer.forget_pins(scene.renderer.function(plain_shader())->function_decl);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, OnlyOneLevelIsFollowed) {
@@ -201,10 +201,10 @@ TEST_P(SurfaceTagBehind, OnlyOneLevelIsFollowed) {
 
 TEST_P(SurfaceTagBehind, NothingAttached) {
     EXPECT_LT(find(wrapped(miNULLTAG)), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
     // Read as "not connected" everywhere: asking for its type would end the render.
     EXPECT_LT(find(wrapped(0xFFFFFFFE)), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, WithoutAGhostBlockNothingIsRead) {
@@ -213,14 +213,14 @@ TEST_P(SurfaceTagBehind, WithoutAGhostBlockNothingIsRead) {
         scene.renderer.add_declaration(GetParam().name, {{GetParam().parameter, 0}});
     setup.block.resize(16);
     EXPECT_LT(find(scene.surface_of(scene.renderer.add_function(setup))), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, WrapperWithoutTheParameterHasNone) {
     const Surface surface =
         scene.surface_of(scene.add_wrapper(GetParam().name, "other", scene.add_tag_shader(23)));
     EXPECT_LT(find(surface), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, AttachedElementThatIsNoFunctionIsNotAccessed) {
@@ -228,14 +228,14 @@ TEST_P(SurfaceTagBehind, AttachedElementThatIsNoFunctionIsNotAccessed) {
     EXPECT_LT(find(wrapped(text)), 0);
     EXPECT_THAT(scene.renderer.calls(),
                 testing::Not(testing::Contains("db_access(" + std::to_string(text) + ")")));
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, AttachedShaderOfAHigherKindHasNoneAndIsGivenBack) {
     const miTag tag_shader = scene.add_tag_shader(23);
     scene.renderer.function(tag_shader)->type = miFUNCTION_C_REQ;
     EXPECT_LT(find(wrapped(tag_shader)), 0);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, SurfaceTagBehind,

@@ -108,7 +108,7 @@ TEST(WriteInstanceData, WithoutUseLabelsTheLabelsAreNeverRead) {
     EXPECT_EQ(data.labelValues, nullptr);
     EXPECT_EQ(data.params.labels, miNULLTAG);
     scene.exit();
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST(WriteInstanceData, LayersOf0GiveACapacityOf0) {
@@ -204,14 +204,14 @@ TEST(WriteInstanceData, FailedConstructionLeavesNothingBehind) {
     scene.set_up({.use_labels = 1, .labels = "1-9"});
     EXPECT_THROW(InitWriteInstance(&scene.state, scene.params()), std::length_error);
     EXPECT_EQ(*scene.renderer.user_pointer(scene.state.shader), nullptr);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST(WriteInstanceData, SampleCountsThatOverflowAreRefused) {
     LensScene scene(1000, 1000);
     scene.set_up({.jitter = 1, .samples = 2147483647});
     EXPECT_THROW(InitWriteInstance(&scene.state, scene.params()), std::length_error);
-    EXPECT_THAT(scene.renderer.left_over(), IsEmpty());
+    EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST(WriteInstanceData, NegativeImageSizesGiveNoRows) {

@@ -1,6 +1,6 @@
-#include "tests/renderer_stub/map_engine.h"
+#include "tests/renderer_stub/map_writing.h"
 
-#include "tests/renderer_stub/renderer_stub.h"
+#include "tests/renderer_stub/map_stub.h"
 
 #include <stdexcept>
 #include <utility>
@@ -36,27 +36,27 @@ struct Field {
     Map_field_type type;
 };
 
-class Declaration final : public Map_declaration_base {
+class NewDeclaration final : public Map_declaration_base {
   public:
-    Declaration(MapEngine& engine, miUint dimension) : engine_(engine), dimension_(dimension) {
-        ++engine_.objects;
+    explicit NewDeclaration(miUint dimension) : dimension_(dimension) {
+        ++Maps::current().counts.declarations;
     }
-    ~Declaration() override {
-        --engine_.objects;
-        engine_.note("delete declaration");
+    ~NewDeclaration() override {
+        --Maps::current().counts.declarations;
+        Maps::current().note("declaration destroyed");
     }
 
     miUint get_dimension() const override { return dimension_; }
     Map_status append_field(const char* name, const Map_field_type type, const miUint /*length*/,
                             const bool is_global) override {
-        engine_.note(std::string("append_field(") + name + ", " + name_of(type) + ")");
+        Maps::current().note(std::string("append_field(") + name + ", " + name_of(type) + ")");
         if (is_global) unexpected("global fields");
         fields.push_back({name, type});
         return Map_status::OK;
     }
     bool has_field(const char* name) const override { return find(name) < fields.size(); }
     Map_field_id get_field_id(const char* name, Map_status* status) const override {
-        engine_.note(std::string("get_field_id(") + name + ")");
+        Maps::current().note(std::string("get_field_id(") + name + ")");
         const size_t found = find(name);
         if (found < fields.size()) return static_cast<Map_field_id>(found);
         if (status != nullptr) *status = Map_status::No_such_field;
@@ -84,32 +84,30 @@ class Declaration final : public Map_declaration_base {
             ++i;
         return i;
     }
-
-    MapEngine& engine_;
     miUint dimension_;
 };
 
-class Element final : public Map_element_base {
+class NewElement final : public Map_element_base {
   public:
-    Element(MapEngine& engine, const Declaration& declaration)
-        : position(declaration.get_dimension()), fields_(declaration.fields), engine_(engine) {
-        ++engine_.objects;
+    explicit NewElement(const NewDeclaration& declaration)
+        : position(declaration.get_dimension()), fields_(declaration.fields) {
+        ++Maps::current().counts.elements;
     }
-    ~Element() override {
-        --engine_.objects;
-        engine_.note("delete element");
+    ~NewElement() override {
+        --Maps::current().counts.elements;
+        Maps::current().note("element destroyed");
     }
 
     bool has_declaration() const override { return true; }
     Map_status set_position(const float* to) override {
-        if (engine_.quiet) return Map_status::OK;
+        if (Maps::current().quiet_elements) return Map_status::OK;
         std::string text;
         for (size_t i = 0; i < position.size(); ++i) {
             position[i] = to[i];
             if (i > 0) text += ' ';
             text += text_of(to[i]);
         }
-        engine_.note("set_position(" + text + ")");
+        Maps::current().note("set_position(" + text + ")");
         return Map_status::OK;
     }
     Map_status get_position(float* /*to*/) const override { unexpected("get_position"); }
@@ -145,7 +143,7 @@ class Element final : public Map_element_base {
     }
 
     std::vector<float> position;
-    FieldValues values;
+    std::map<std::string, std::string> values;
 
   private:
     [[noreturn]] static void no_get() { unexpected("get of an element's field"); }
@@ -153,12 +151,12 @@ class Element final : public Map_element_base {
     template <class Text>
     Map_status store(Map_field_id id, Map_field_type type, Text text_of_value) {
         if (id >= fields_.size()) return Map_status::No_such_field;
-        if (engine_.quiet) return Map_status::OK;
+        if (Maps::current().quiet_elements) return Map_status::OK;
         const std::string& name = fields_[id].name;
         const std::string text = text_of_value();
-        engine_.note("set(" + name + ", " + text + ")");
+        Maps::current().note("set(" + name + ", " + text + ")");
         if (type != fields_[id].type) {
-            engine_.renderer().complain("the field " + name + " is no " + name_of(type));
+            Maps::current().complain("the field " + name + " is no " + name_of(type));
             return Map_status::Field_type_mismatch;
         }
         values[name] = std::string(name_of(type)) + " " + text;
@@ -166,12 +164,11 @@ class Element final : public Map_element_base {
     }
 
     std::vector<Field> fields_;
-    MapEngine& engine_;
 };
 
-class Map final : public Map_base {
+class NewMap final : public Map_base {
   public:
-    Map(MapEngine& engine, const Declaration& declaration) : engine_(engine) {
+    explicit NewMap(const NewDeclaration& declaration) {
         content_.dimension = declaration.get_dimension();
         for (const Field& field : declaration.fields)
             content_.fields.push_back(field.name + " " + name_of(field.type));
@@ -183,13 +180,15 @@ class Map final : public Map_base {
     Map_status get(const miUint /*index*/, Map_element& /*element*/) const override { no_access(); }
     Map_status set(const miUint /*index*/, const Map_element& /*element*/) override { no_access(); }
     Map_status append(const Map_element& element) override {
-        const auto* given = dynamic_cast<const Element*>(element.operator->());
+        const auto* given = dynamic_cast<const NewElement*>(element.operator->());
         if (given == nullptr) unexpected("elements of other makes");
-        const bool refused = engine_.refuse_append == static_cast<int>(content_.count);
-        if (!engine_.quiet) engine_.note(refused ? "append() -> refused" : "append()");
+        const bool refused = Maps::current().refuse_append == static_cast<int>(content_.count);
+        if (!Maps::current().quiet_elements)
+            Maps::current().note(refused ? "append() -> refused" : "append()");
         if (refused) return Map_status::Insufficient_memory;
         ++content_.count;
-        if (!engine_.quiet) content_.elements.push_back({given->position, given->values});
+        if (!Maps::current().quiet_elements)
+            content_.elements.push_back({given->position, given->values});
         content_.consolidated = false;
         return Map_status::OK;
     }
@@ -201,14 +200,14 @@ class Map final : public Map_base {
         unexpected("append_from");
     }
     Map_status write(const char* name, const bool notify, const File_format format) const override {
-        engine_.note(std::string("write(") + name + ", " + (notify ? "notify" : "quiet") +
-                     ", format " + std::to_string(format) + ")");
-        engine_.written.push_back(content_);
-        engine_.written.back().file_name = name;
+        Maps::current().note(std::string("write(") + name + ", " + (notify ? "notify" : "quiet") +
+                             ", format " + std::to_string(format) + ")");
+        Maps::current().written.push_back(content_);
+        Maps::current().written.back().file_name = name;
         return Map_status::Failure; // nobody may rely on it
     }
     Map_status consolidate(const float quality) override {
-        engine_.note("consolidate(" + text_of(quality) + ")");
+        Maps::current().note("consolidate(" + text_of(quality) + ")");
         content_.consolidated = true;
         return Map_status::Failure; // nor on this
     }
@@ -232,122 +231,47 @@ class Map final : public Map_base {
 
   private:
     [[noreturn]] static void no_access() { unexpected("access to a map's contents"); }
-
-    MapEngine& engine_;
     WrittenMap content_;
 };
 
-class EditHandle final : public Edit_map_dbhandle {
+class NewHandle final : public Edit_map_dbhandle {
   public:
-    EditHandle(MapEngine& engine, const Declaration& declaration)
-        : engine_(engine), map_(engine, declaration) {
-        ++engine_.objects;
+    explicit NewHandle(const NewDeclaration& declaration) : map_(declaration) {
+        ++Maps::current().counts.maps;
     }
-    ~EditHandle() override {
-        --engine_.objects;
-        engine_.note("delete map");
+    ~NewHandle() override {
+        --Maps::current().counts.maps;
+        Maps::current().note("map destroyed");
     }
     Map_base* get_map() const override { return &map_; }
     miTag get_tag() const override { return miNULLTAG; }
     miTag store() override { unexpected("store"); }
 
   private:
-    MapEngine& engine_;
-    mutable Map map_;
+    mutable NewMap map_;
 };
 
-const Declaration& own(const Map_declaration_base* declaration) {
-    const auto* found = dynamic_cast<const Declaration*>(declaration);
+const NewDeclaration& own(const Map_declaration_base* declaration) {
+    const auto* found = dynamic_cast<const NewDeclaration*>(declaration);
     if (found == nullptr) unexpected("maps and elements without a declaration");
     return *found;
 }
 
 } // namespace
 
-void MapEngine::note(std::string call) {
-    renderer_.note(std::move(call));
+Map_declaration_base* new_declaration(miUint dimension) {
+    Maps::current().note("createMapDeclaration(" + std::to_string(dimension) + ")");
+    return new NewDeclaration(dimension);
 }
 
-void MapEngine::release() {
-    note("release_interface()");
-    if (interfaces == 0) renderer_.complain("an interface given back twice");
-    --interfaces;
+Edit_map_dbhandle* new_map(const Map_declaration_base* declaration) {
+    Maps::current().note("createMap()");
+    return new NewHandle(own(declaration));
 }
 
-Map_declaration_base* MapEngine::createMapDeclaration(miUint dimension) {
-    note("createMapDeclaration(" + std::to_string(dimension) + ")");
-    return new Declaration(*this, dimension);
-}
-
-Edit_map_dbhandle* MapEngine::createMap(const Map_declaration_base* declaration) {
-    note("createMap()");
-    return new EditHandle(*this, own(declaration));
-}
-
-Map_element_base* MapEngine::createMapElement(const Map_declaration_base* declaration) {
-    note("createMapElement()");
-    return new Element(*this, own(declaration));
-}
-
-Options* MapEngine::getOptions(miTag /*options*/) {
-    unexpected("getOptions");
-}
-miTag MapEngine::createFramebuffer() {
-    unexpected("createFramebuffer");
-}
-miTag MapEngine::copyFramebuffer(miTag /*old*/) {
-    unexpected("copyFramebuffer");
-}
-LightList* MapEngine::createLightList(miState* /*state*/, miTag* /*list*/, int /*n*/) {
-    unexpected("createLightList");
-}
-LightList* MapEngine::createLightList(miState* /*state*/, const miVector& /*axis*/,
-                                      miScalar /*spread*/, miTag* /*list*/, int /*n*/) {
-    unexpected("createLightList");
-}
-Access_map_dbhandle* MapEngine::accessMap(miTag /*tag*/) {
-    unexpected("accessMap");
-}
-Edit_map_dbhandle* MapEngine::editMap(miTag /*tag*/) {
-    unexpected("editMap");
-}
-Access_map_dbhandle* MapEngine::accessMap(const char* /*name*/, Map_status* /*status*/) {
-    unexpected("accessMap");
-}
-Edit_map_dbhandle* MapEngine::editMap(const char* /*name*/, Map_status* /*status*/) {
-    unexpected("editMap");
-}
-Map_declaration_base* MapEngine::copyMapDeclaration(const Map_declaration_base* /*other*/,
-                                                    Map_status* /*status*/) {
-    unexpected("copyMapDeclaration");
-}
-Map_declaration_base* MapEngine::copyMapDeclaration(const Map_element_base* /*element*/,
-                                                    Map_status* /*status*/) {
-    unexpected("copyMapDeclaration");
-}
-Map_declaration_base* MapEngine::copyMapDeclaration(const Map_base* /*map*/,
-                                                    Map_status* /*status*/) {
-    unexpected("copyMapDeclaration");
-}
-Map_element_base* MapEngine::copyMapElement(const Map_element_base* /*other*/) {
-    unexpected("copyMapElement");
-}
-Map_iterator_base* MapEngine::createMapIterator(const Map_base* /*map*/, Map_status* /*status*/) {
-    unexpected("createMapIterator");
-}
-Map_iterator_base* MapEngine::copyMapIterator(const Map_iterator_base* /*other*/,
-                                              Map_status* /*status*/) {
-    unexpected("copyMapIterator");
-}
-Map_lookup_base* MapEngine::createMapLookup(const Map_base* /*map*/, Map_status* /*status*/) {
-    unexpected("createMapLookup");
-}
-Map_lookup_base* MapEngine::copyMapLookup(const Map_lookup_base* /*other*/,
-                                          Map_status* /*status*/) {
-    unexpected("copyMapLookup");
-}
-Access_map_dbhandle* MapEngine::shareMap(const Access_map_dbhandle* /*other*/) {
-    unexpected("shareMap");
+Map_element_base* new_element(const Map_declaration_base* declaration) {
+    Maps::current().note("createMapElement()");
+    return new NewElement(own(declaration));
 }
 
 } // namespace vx::stub

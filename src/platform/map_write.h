@@ -1,10 +1,14 @@
-// The calls on map declarations and elements, whose names the renderer's public manual does not
-// give. Wrappers, maps and statuses are used by their own names: those are documented. To build
-// against a renderer's own headers, change this folder and nothing else.
-#ifndef VX_SRC_PLATFORM_MAP_ACCESS_H
-#define VX_SRC_PLATFORM_MAP_ACCESS_H
+// The parts of the map interface for making maps whose names the renderer's public manual does not
+// give: the calls on declarations and elements. Wrappers, maps and statuses are used by their own
+// names, which are documented. To build against a renderer's own headers, change this folder and
+// nothing else.
+#ifndef VX_SRC_PLATFORM_MAP_WRITE_H
+#define VX_SRC_PLATFORM_MAP_WRITE_H
 
+#include "mi_shader_if.h"
 #include "shader.h"
+
+namespace map_write {
 
 // Whether a wrapper holds anything: it does not when the renderer has no interface to offer.
 template <class Wrapper>
@@ -39,5 +43,7 @@ void SetField(mi::shader_v3::Map_element& element, mi::shader_v3::Map_field_id f
               const T& value) {
     element->set(field, value);
 }
+
+} // namespace map_write
 
 #endif

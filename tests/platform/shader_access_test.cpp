@@ -1,0 +1,48 @@
+// What stands behind the names that a renderer's own headers may spell differently.
+#include "src/platform/shader_access.h"
+
+#include "tests/renderer_stub/renderer_stub.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using vx::stub::FunctionSetup;
+using vx::stub::Renderer;
+
+TEST(ShaderAccess, ConnectionFlagIsTheWholeByte) {
+    Renderer renderer;
+    for (const int flag : {0, 1, 2, 255}) {
+        FunctionSetup setup;
+        setup.flag = static_cast<miCBoolean>(flag);
+        EXPECT_EQ(ConnectionFlag(renderer.function(renderer.add_function(setup))), flag);
+    }
+}
+
+TEST(ShaderAccess, NameOfADeclaration) {
+    Renderer renderer;
+    const miTag declaration = renderer.add_declaration("adskMayaShadingEngine");
+    EXPECT_STREQ(DeclarationName(renderer.record<void>(declaration)), "adskMayaShadingEngine");
+    EXPECT_STREQ(DeclarationName(renderer.record<void>(renderer.add_declaration(""))), "");
+}
+
+TEST(ShaderAccess, ThreadPointerThroughItsTwoQueries) {
+    Renderer renderer;
+    miState state = renderer.new_state(renderer.add_function({}));
+    EXPECT_EQ(GetThreadPointer(&state), nullptr);
+    SetThreadPointer(&state, &state);
+    EXPECT_EQ(GetThreadPointer(&state), &state);
+    EXPECT_THAT(renderer.calls(), ElementsAre("query(124)", "query(126)", "query(124)"));
+}
+
+TEST(ShaderAccess, PublishingHasTheLifetime1) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    int value = 7;
+    PublishToShadersBelow(&state, "key", &value, sizeof value);
+    EXPECT_THAT(renderer.calls(), ElementsAre("shaderstate_set(key = 7, 4 bytes, lifetime 1)"));
+}
+
+} // namespace
