@@ -1,0 +1,215 @@
+#include "bench/maps/peers.h"
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+// The headers of others do not follow our warnings.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wshadow"
+#include <embree3/rtcore.h>
+#include <nanoflann.hpp>
+#pragma GCC diagnostic pop
+
+namespace vx::bench {
+
+namespace {
+
+// The nearest so far, sorted, with the filter applied to what is near enough.
+class Nearest {
+  public:
+    using DistanceType = float;
+    static constexpr unsigned most_results = 64;
+
+    Nearest(const Cloud& cloud, const Search& search, const Float3& query, const Float3& normal)
+        : m_cloud(cloud),
+          m_search(search),
+          m_query(query),
+          m_normal(normal),
+          m_limit(search.radius * search.radius) {}
+
+    // nanoflann asks for points that are nearer than this only; on the limit counts.
+    float worstDist() const { return std::nextafter(m_limit, std::numeric_limits<float>::max()); }
+    bool full() const { return m_count == m_search.most; }
+    std::size_t size() const { return m_count; }
+    float limit() const { return m_limit; }
+
+    bool addPoint(float distance, std::size_t index) {
+        if (distance > m_limit) return true;
+        if (m_search.filter != Filter::None && !passes_label(m_cloud.tags[index], m_search)) {
+            return true;
+        }
+        if (m_search.filter == Filter::LabelConeFacing &&
+            !passes_cone_and_facing(m_cloud.normals[index], m_cloud.points[index], m_query,
+                                    m_normal, m_search)) {
+            return true;
+        }
+        unsigned place = m_count;
+        if (full()) {
+            if (distance >= m_distances[m_count - 1]) return true;
+            --place;
+        } else {
+            ++m_count;
+        }
+        for (; place > 0 && m_distances[place - 1] > distance; --place) {
+            m_distances[place] = m_distances[place - 1];
+            m_indices[place] = m_indices[place - 1];
+        }
+        m_distances[place] = distance;
+        m_indices[place] = static_cast<std::uint32_t>(index);
+        if (full()) m_limit = m_distances[m_count - 1];
+        return true;
+    }
+
+    Found found() const {
+        Found sum;
+        sum.points = m_count;
+        for (unsigned i = 0; i < m_count; ++i)
+            sum.squared_distances += double{m_distances[i]};
+        return sum;
+    }
+
+  private:
+    const Cloud& m_cloud;
+    const Search& m_search;
+    const Float3 m_query;
+    const Float3 m_normal;
+    float m_limit;
+    unsigned m_count = 0;
+    float m_distances[most_results];
+    std::uint32_t m_indices[most_results];
+};
+
+struct Adaptor {
+    const Cloud& cloud;
+    std::size_t kdtree_get_point_count() const { return cloud.points.size(); }
+    float kdtree_get_pt(std::size_t index, std::size_t axis) const {
+        return (&cloud.points[index].x)[axis];
+    }
+    template <class Box>
+    bool kdtree_get_bbox(Box&) const {
+        return false;
+    }
+};
+
+class Nanoflann final : public Peer {
+  public:
+    explicit Nanoflann(const Cloud& cloud) : m_cloud(cloud), m_adaptor{cloud} {}
+    const char* name() const override { return "nanoflann"; }
+    void build() override {
+        m_tree =
+            std::make_unique<Tree>(3, m_adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(10));
+        m_tree->buildIndex();
+    }
+    Found run(const Queries& queries, std::size_t begin, std::size_t end,
+              const Search& search) const override {
+        Found sum;
+        const nanoflann::SearchParams params;
+        for (std::size_t i = begin; i < end; ++i) {
+            Nearest nearest(m_cloud, search, queries.points[i], queries.normals[i]);
+            m_tree->findNeighbors(nearest, &queries.points[i].x, params);
+            sum += nearest.found();
+        }
+        return sum;
+    }
+
+  private:
+    using Metric = nanoflann::L2_Simple_Adaptor<float, Adaptor>;
+    using Tree = nanoflann::KDTreeSingleIndexAdaptor<Metric, Adaptor, 3, std::uint32_t>;
+    const Cloud& m_cloud;
+    Adaptor m_adaptor;
+    std::unique_ptr<Tree> m_tree;
+};
+
+struct EmbreeQuery {
+    const Cloud* cloud;
+    Nearest* nearest;
+    Float3 point;
+};
+
+void point_bounds(const RTCBoundsFunctionArguments* args) {
+    const Float3& p = static_cast<const Cloud*>(args->geometryUserPtr)->points[args->primID];
+    RTCBounds& b = *args->bounds_o;
+    b.lower_x = b.upper_x = p.x;
+    b.lower_y = b.upper_y = p.y;
+    b.lower_z = b.upper_z = p.z;
+}
+
+bool point_candidate(RTCPointQueryFunctionArguments* args) {
+    const EmbreeQuery& query = *static_cast<const EmbreeQuery*>(args->userPtr);
+    const Float3& p = query.cloud->points[args->primID];
+    const float dx = query.point.x - p.x;
+    const float dy = query.point.y - p.y;
+    const float dz = query.point.z - p.z;
+    const float before = query.nearest->limit();
+    query.nearest->addPoint(dx * dx + dy * dy + dz * dz, args->primID);
+    if (query.nearest->limit() == before) return false;
+    // Rounded up: nothing may be lost.
+    args->query->radius = std::sqrt(query.nearest->limit()) * 1.000001f;
+    return true;
+}
+
+class Embree final : public Peer {
+  public:
+    explicit Embree(const Cloud& cloud) : m_cloud(cloud), m_device(rtcNewDevice("threads=1")) {
+        if (!m_device) throw std::runtime_error("no Embree device");
+    }
+    Embree(const Embree&) = delete;
+    Embree& operator=(const Embree&) = delete;
+    ~Embree() override {
+        if (m_scene) rtcReleaseScene(m_scene);
+        rtcReleaseDevice(m_device);
+    }
+    const char* name() const override { return "Embree"; }
+    void build() override {
+        if (m_scene) rtcReleaseScene(m_scene);
+        m_scene = rtcNewScene(m_device);
+        const RTCGeometry geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
+        rtcSetGeometryUserPrimitiveCount(geometry, static_cast<unsigned>(m_cloud.points.size()));
+        // The user pointer is only read.
+        rtcSetGeometryUserData(geometry, const_cast<Cloud*>(&m_cloud));
+        rtcSetGeometryBoundsFunction(geometry, point_bounds, nullptr);
+        rtcSetGeometryPointQueryFunction(geometry, point_candidate);
+        rtcCommitGeometry(geometry);
+        rtcAttachGeometry(m_scene, geometry);
+        rtcReleaseGeometry(geometry);
+        rtcCommitScene(m_scene);
+    }
+    Found run(const Queries& queries, std::size_t begin, std::size_t end,
+              const Search& search) const override {
+        Found sum;
+        for (std::size_t i = begin; i < end; ++i) {
+            Nearest nearest(m_cloud, search, queries.points[i], queries.normals[i]);
+            EmbreeQuery user{&m_cloud, &nearest, queries.points[i]};
+            RTCPointQuery query;
+            query.x = queries.points[i].x;
+            query.y = queries.points[i].y;
+            query.z = queries.points[i].z;
+            query.time = 0.0f;
+            query.radius = search.radius * 1.000001f;
+            RTCPointQueryContext context;
+            rtcInitPointQueryContext(&context);
+            rtcPointQuery(m_scene, &query, &context, nullptr, &user);
+            sum += nearest.found();
+        }
+        return sum;
+    }
+
+  private:
+    const Cloud& m_cloud;
+    RTCDevice m_device;
+    RTCScene m_scene = nullptr;
+};
+
+} // namespace
+
+std::unique_ptr<Peer> make_nanoflann(const Cloud& cloud) {
+    return std::make_unique<Nanoflann>(cloud);
+}
+
+std::unique_ptr<Peer> make_embree(const Cloud& cloud) {
+    return std::make_unique<Embree>(cloud);
+}
+
+} // namespace vx::bench

@@ -1,0 +1,25 @@
+// The engines that the map engine is measured against, each used as well as its interface allows.
+#pragma once
+
+#include "bench/maps/clouds.h"
+
+#include <memory>
+
+namespace vx::bench {
+
+class Peer {
+  public:
+    virtual ~Peer() = default;
+    virtual const char* name() const = 0;
+    // Builds the index anew.
+    virtual void build() = 0;
+    // Runs the queries from `begin` to `end` on the calling thread.
+    virtual Found run(const Queries& queries, std::size_t begin, std::size_t end,
+                      const Search& search) const = 0;
+};
+
+// The cloud must outlive the peer.
+std::unique_ptr<Peer> make_nanoflann(const Cloud& cloud);
+std::unique_ptr<Peer> make_embree(const Cloud& cloud);
+
+} // namespace vx::bench

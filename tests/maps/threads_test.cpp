@@ -1,0 +1,74 @@
+// Many threads search one map at once.
+#include "tests/maps/helpers.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using namespace vx::maps::test;
+
+TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
+    const NothingLeft nothing_left;
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
+    std::vector<float> points(3 * 4000);
+    for (float& x : points)
+        x = uniform(random);
+    const auto map = map_of_points(points, 3);
+    const auto access = access_to(*map);
+    constexpr std::size_t queries = 400;
+    std::vector<float> expected;
+    const auto search = [&](std::size_t i, auto& lookup) {
+        lookup->search(Map_quad_distance<3>(points.data() + 3 * i), 12, 0.01f);
+        float sum = 0.0f;
+        for (; !lookup->at_end(); lookup->next()) {
+            int index = 0;
+            if (!lookup->get(0u, index).is_ok()) return -1.0f;
+            sum += lookup->get_squared_distance() + static_cast<float>(index);
+        }
+        return sum;
+    };
+    {
+        Map_lookup lookup(*access);
+        for (std::size_t i = 0; i < queries; ++i)
+            expected.push_back(search(i, lookup));
+    }
+    std::atomic<int> different{0};
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < 16; ++t) {
+        threads.emplace_back([&, t] {
+            Map_lookup kept(*access);
+            for (std::size_t i = 0; i < queries; ++i) {
+                const std::size_t q = (i + t * 25) % queries;
+                // Every other search with a lookup of its own, as shaders do it.
+                if (i % 2 == 0) {
+                    if (search(q, kept) != expected[q]) ++different;
+                } else {
+                    Map_lookup fresh(*access);
+                    if (search(q, fresh) != expected[q]) ++different;
+                }
+                Map_element element;
+                const Access_map second(access->get_tag());
+                if (!second->get(static_cast<miUint>(q), element).is_ok()) ++different;
+                const Map_declaration declaration(second);
+                if (!declaration->has_field("index")) ++different;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(different, 0);
+}
+
+TEST(Threads, ALookupMayBeDestroyedOnAnotherThread) {
+    const NothingLeft nothing_left;
+    const auto map = map_of_points({1, 2, 3}, 3);
+    const auto access = access_to(*map);
+    for (int i = 0; i < 20; ++i) {
+        auto lookup = std::make_unique<Map_lookup>(*access);
+        std::thread([&] { lookup.reset(); }).join();
+    }
+}
+
+} // namespace
