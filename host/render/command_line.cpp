@@ -1,0 +1,361 @@
+#include "host/render/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+
+namespace vx::render {
+
+namespace {
+
+// Long options, and how many numbers may follow. Those of a varying count are joined with commas
+// into one argument, so that a scene's name behind them is not taken for one more number.
+struct LongOption {
+    std::string_view name;
+    int words = 0;       // words before the numbers
+    int max_numbers = 0; // 0 with no words: a flag
+    bool joined = false;
+};
+
+constexpr std::array long_options{
+    LongOption{"help"},
+    LongOption{"version"},
+    LongOption{"parse"},
+    LongOption{"quiet"},
+    LongOption{"verbose", 1},
+    LongOption{"threads", 1},
+    LongOption{"render", 0, 3, true},
+    LongOption{"file_name", 1},
+    LongOption{"file_type", 1},
+    LongOption{"file_dir", 1},
+    LongOption{"resolution", 0, 2, true},
+    LongOption{"window", 0, 4, true},
+    LongOption{"samples", 0, 2, true},
+    LongOption{"contrast", 0, 4, true},
+    LongOption{"filter", 1, 2, true},
+    LongOption{"jitter", 1},
+    LongOption{"aperture", 1},
+    LongOption{"aspect", 1},
+    LongOption{"focal", 1},
+    LongOption{"trace", 1},
+    LongOption{"trace_depth", 0, 3, true},
+    LongOption{"shadow", 1},
+    LongOption{"face", 1},
+    LongOption{"lens", 1},
+    LongOption{"volume", 1},
+    LongOption{"displace", 1},
+    LongOption{"output", 1},
+    LongOption{"geometry", 1},
+    LongOption{"texture_continue", 1},
+    LongOption{"rc", 1},
+    LongOption{"task_size", 1},
+    // Accepted for the sake of old scripts; they have no effect here.
+    LongOption{"memory", 1},
+    LongOption{"acceleration", 1},
+    LongOption{"scanline", 1},
+    LongOption{"x", 1},
+    LongOption{"imgpipe", 1},
+    LongOption{"progress_frequency", 1},
+    LongOption{"finalgather_display", 1},
+    LongOption{"swap_limit", 1},
+    LongOption{"swap_dir", 1},
+};
+
+bool is_number(std::string_view text) {
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc{} && stop == end && !text.empty() && std::isfinite(value);
+}
+
+struct Failure {
+    std::string text;
+};
+
+// The long option that a name stands for; null when it is none.
+const LongOption* find_option(std::string_view name) {
+    const LongOption* found = nullptr;
+    bool ambiguous = false;
+    std::string candidates;
+    for (const LongOption& option : long_options) {
+        if (option.name == name) return &option;
+        if (name.size() < 2 || !option.name.starts_with(name)) continue;
+        candidates += (found ? ", -" : "-") + std::string(option.name);
+        ambiguous = found != nullptr;
+        found = &option;
+    }
+    if (ambiguous) throw Failure{fmt::format("-{} could be any of {}", name, candidates)};
+    return found;
+}
+
+// Every long option with two dashes, its values behind "=" where their number varies.
+std::vector<std::string> normalised(const std::vector<std::string>& arguments) {
+    std::vector<std::string> out;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        const bool two = argument.starts_with("--");
+        if (argument.size() < 2 || argument[0] != '-' || argument == "--" || is_number(argument)) {
+            out.push_back(argument);
+            continue;
+        }
+        const std::string body = argument.substr(two ? 2 : 1);
+        const std::size_t equals = body.find('=');
+        const std::string name = body.substr(0, equals);
+        const LongOption* const option =
+            !two && (name[0] == 'I' || name[0] == 'L' || name[0] == 'D') ? nullptr
+                                                                         : find_option(name);
+        if (!option) {
+            out.push_back(argument);
+            continue;
+        }
+        std::string value = equals == std::string::npos ? "" : body.substr(equals + 1);
+        bool has_value = equals != std::string::npos;
+        if (option->words > 0 && !has_value) {
+            if (i + 1 >= arguments.size())
+                throw Failure{fmt::format("-{} needs a value", option->name)};
+            value = arguments[++i];
+            has_value = true;
+        }
+        if (option->joined)
+            for (int n = 0; n < option->max_numbers && i + 1 < arguments.size() &&
+                            is_number(arguments[i + 1]) && (equals == std::string::npos);
+                 ++n) {
+                if (has_value) value += ",";
+                value += arguments[++i];
+                has_value = true;
+            }
+        if (option->joined && !has_value)
+            throw Failure{fmt::format("-{} needs numbers", option->name)};
+        out.push_back("--" + std::string(option->name) + (has_value ? "=" + value : ""));
+    }
+    return out;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::size_t from = 0;
+    for (std::size_t at = text.find(separator); at != std::string::npos;
+         at = text.find(separator, from)) {
+        parts.push_back(text.substr(from, at - from));
+        from = at + 1;
+    }
+    parts.push_back(text.substr(from));
+    return parts;
+}
+
+float real(const std::string& option, const std::string& text) {
+    if (!is_number(text)) throw Failure{fmt::format("-{}: '{}' is no number", option, text)};
+    return std::strtof(text.c_str(), nullptr);
+}
+
+int integer(const std::string& option, const std::string& text, long low = -2147483648L,
+            long high = 2147483647L) {
+    long value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc{} || stop != end)
+        throw Failure{fmt::format("-{}: '{}' is no whole number", option, text)};
+    if (value < low || value > high)
+        throw Failure{fmt::format("-{}: {} is not between {} and {}", option, value, low, high)};
+    return static_cast<int>(value);
+}
+
+template <std::size_t N, class T, class Convert>
+std::array<T, N> numbers(const std::string& option, const std::string& text, Convert convert) {
+    const auto parts = split(text, ',');
+    if (parts.size() != N)
+        throw Failure{fmt::format("-{} takes {} numbers, not {}", option, N, parts.size())};
+    std::array<T, N> values{};
+    for (std::size_t i = 0; i < N; ++i)
+        values[i] = convert(option, parts[i]);
+    return values;
+}
+
+bool on_off(const std::string& option, const std::string& text) {
+    if (text == "on" || text == "true") return true;
+    if (text == "off" || text == "false") return false;
+    throw Failure{fmt::format("-{} is on or off, not '{}'", option, text)};
+}
+
+int choice(const std::string& option, const std::string& text,
+           const std::vector<std::pair<std::string, int>>& choices) {
+    std::string names;
+    for (const auto& [name, value] : choices) {
+        if (name == text) return value;
+        names += (names.empty() ? "" : ", ") + name;
+    }
+    throw Failure{fmt::format("-{} is one of {}, not '{}'", option, names, text)};
+}
+
+void set_render_range(RenderSettings& r, const std::string& text) {
+    const auto parts = split(text, ',');
+    if (parts.size() > 3) throw Failure{"-render takes one to three numbers"};
+    r.first = integer("render", parts[0], 1);
+    r.last = parts.size() > 1 ? integer("render", parts[1], 1) : r.first;
+    r.step = parts.size() > 2 ? integer("render", parts[2], 1) : 1;
+    if (r.last < r.first)
+        throw Failure{fmt::format("-render: the last frame, {}, comes before the first, {}", r.last,
+                                  r.first)};
+}
+
+void set_samples(RenderSettings& r, const std::string& text) {
+    const auto parts = split(text, ',');
+    // One number is the maximum, as in a scene.
+    const int last = integer("samples", parts.back(), -100, 100);
+    const int first = parts.size() > 1 ? integer("samples", parts[0], -100, 100) : last - 2;
+    if (parts.size() > 2) throw Failure{"-samples takes one or two numbers"};
+    if (first > last)
+        throw Failure{fmt::format("-samples: the minimum {} is above the maximum {}", first, last)};
+    r.samples = {{first, last}};
+}
+
+void set_trace_depth(RenderSettings& r, const std::string& text) {
+    const auto parts = split(text, ',');
+    if (parts.size() > 3) throw Failure{"-trace_depth takes one to three numbers"};
+    const int a = integer("trace_depth", parts[0], 0, 1000);
+    const int b = parts.size() > 1 ? integer("trace_depth", parts[1], 0, 1000) : a;
+    const int c = parts.size() > 2 ? integer("trace_depth", parts[2], 0, 1000) : a + b;
+    r.trace_depth = {{a, b, c}};
+}
+
+void set_contrast(RenderSettings& r, const std::string& text) {
+    const auto parts = split(text, ',');
+    if (parts.size() != 3 && parts.size() != 4)
+        throw Failure{"-contrast takes three or four numbers"};
+    std::array<float, 4> c{};
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        c[i] = real("contrast", parts[i]);
+    if (parts.size() == 3) c[3] = (c[0] + c[1] + c[2]) / 3.0f;
+    r.contrast = c;
+}
+
+void set_filter(RenderSettings& r, const std::string& text) {
+    const auto parts = split(text, ',');
+    choice("filter", parts[0],
+           {{"box", 0}, {"triangle", 1}, {"gauss", 2}, {"mitchell", 3}, {"lanczos", 4}});
+    r.filter = parts[0];
+    for (std::size_t i = 1; i < parts.size(); ++i)
+        r.filter_size.push_back(real("filter", parts[i]));
+}
+
+int verbosity(const std::string& text) {
+    if (text == "on") return 5;
+    if (text == "off") return 2;
+    return integer("verbose", text, 0, 7);
+}
+
+float positive(const std::string& option, const std::string& text) {
+    const float value = real(option, text);
+    if (!(value > 0.0f)) throw Failure{fmt::format("-{} must be above 0", option)};
+    return value;
+}
+
+// Everything CLI11 needs to know. Values arrive as texts and are checked here, so that all
+// complaints sound alike.
+void add_options(CLI::App& app, CommandLine& line) {
+    RenderSettings& r = line.render;
+    const auto option = [&](const char* names, auto&& handler) {
+        app.add_option_function<std::string>(
+            names, [handler, name = std::string(names)](const std::string& text) {
+                handler(name.substr(name.rfind('-') + 1), text);
+            });
+    };
+    using Text = const std::string&;
+    app.add_flag("-h,--help", line.help);
+    app.add_flag("--version", line.version);
+    app.add_flag("--parse", line.parse_only);
+    app.add_flag("-q,--quiet", line.quiet);
+    option("-v,--verbose", [&](Text, Text t) { line.verbosity = verbosity(t); });
+    option("--threads", [&](Text n, Text t) { r.threads = integer(n, t, 0, 1024); });
+    option("--task_size", [&](Text n, Text t) { r.task_size = integer(n, t, 0, 1024); });
+    option("--render", [&](Text, Text t) { set_render_range(r, t); });
+    option("--file_name", [&](Text, Text t) { r.file_name = t; });
+    option("--file_type", [&](Text, Text t) { r.file_type = t; });
+    option("--file_dir", [&](Text, Text t) { r.file_dir = t; });
+    option("--resolution", [&](Text n, Text t) {
+        r.resolution =
+            numbers<2, int>(n, t, [](Text o, Text v) { return integer(o, v, 1, 65535); });
+    });
+    option("--window", [&](Text n, Text t) {
+        r.window = numbers<4, int>(n, t, [](Text o, Text v) { return integer(o, v); });
+    });
+    option("--samples", [&](Text, Text t) { set_samples(r, t); });
+    option("--contrast", [&](Text, Text t) { set_contrast(r, t); });
+    option("--filter", [&](Text, Text t) { set_filter(r, t); });
+    option("--jitter", [&](Text n, Text t) { r.jitter = real(n, t); });
+    option("--aperture", [&](Text n, Text t) { r.aperture = positive(n, t); });
+    option("--aspect", [&](Text n, Text t) { r.aspect = positive(n, t); });
+    option("--focal", [&](Text n, Text t) { r.focal = t == "infinity" ? 0.0f : positive(n, t); });
+    option("--trace", [&](Text n, Text t) { r.trace = on_off(n, t); });
+    option("--trace_depth", [&](Text, Text t) { set_trace_depth(r, t); });
+    option("--shadow", [&](Text n, Text t) {
+        r.shadow = choice(n, t, {{"off", 0}, {"on", 1}, {"sort", 2}, {"segments", 3}});
+    });
+    option("--face", [&](Text n, Text t) {
+        r.face = choice(n, t, {{"front", 1}, {"back", 2}, {"both", 3}});
+    });
+    option("--lens", [&](Text n, Text t) { r.lens = on_off(n, t); });
+    option("--volume", [&](Text n, Text t) { r.volume = on_off(n, t); });
+    option("--displace", [&](Text n, Text t) { r.displace = on_off(n, t); });
+    option("--output", [&](Text n, Text t) { r.output = on_off(n, t); });
+    option("--geometry", [&](Text n, Text t) { r.geometry = on_off(n, t); });
+    option("--texture_continue", [&](Text n, Text t) { r.texture_continue = on_off(n, t); });
+    option("--rc", [&](Text, Text t) { line.startup_file = t; });
+    for (const char* const name :
+         {"--memory", "--acceleration", "--scanline", "--x", "--imgpipe", "--progress_frequency",
+          "--finalgather_display", "--swap_limit", "--swap_dir"})
+        option(name, [](Text, Text) {});
+    app.add_option("-I", line.include_directories)->allow_extra_args(false);
+    app.add_option("-L", line.library_directories)->allow_extra_args(false);
+    app.add_option_function<std::vector<std::string>>(
+           "-D",
+           [&](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   const std::size_t equals = text.find('=');
+                   if (equals == 0 || text.empty())
+                       throw Failure{fmt::format("-D '{}' has no name", text)};
+                   line.variables.emplace_back(
+                       text.substr(0, equals),
+                       equals == std::string::npos ? "1" : text.substr(equals + 1));
+               }
+           })
+        ->allow_extra_args(false);
+    app.add_option("scenes", line.scenes);
+}
+
+} // namespace
+
+CommandLineResult parse_command_line(const std::vector<std::string>& arguments) {
+    CommandLineResult result;
+    CLI::App app("vx_render");
+    app.set_help_flag();
+    try {
+        add_options(app, result.line);
+        for (CLI::Option* const option : app.get_options())
+            if (option->get_items_expected_max() == 1)
+                option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+        std::vector<std::string> reversed = normalised(arguments);
+        std::reverse(reversed.begin(), reversed.end());
+        app.parse(reversed);
+    } catch (const Failure& failure) {
+        result.error = failure.text;
+    } catch (const CLI::Error& error) {
+        result.error = error.what();
+    }
+    return result;
+}
+
+std::vector<std::string> split_options(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::string& part : split(text, ' '))
+        if (!part.empty()) parts.push_back(std::move(part));
+    return parts;
+}
+
+} // namespace vx::render
