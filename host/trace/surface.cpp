@@ -43,6 +43,31 @@ bool is_null(const miVector& v) {
     return v.x == 0.0f && v.y == 0.0f && v.z == 0.0f;
 }
 
+// Embree's barycentric coordinates have single precision, and the ray that it traced may start a
+// little off state.org. Where the ray's own line meets the triangle's plane at a clear angle, that
+// place is better. `n` has the length `length`.
+void refine(const miState& state, const miVector& corner, const double n[3], double length,
+            float extent, double p[3]) {
+    const double org[3] = {static_cast<double>(state.org.x), static_cast<double>(state.org.y),
+                           static_cast<double>(state.org.z)};
+    const double dir[3] = {static_cast<double>(state.dir.x), static_cast<double>(state.dir.y),
+                           static_cast<double>(state.dir.z)};
+    const double slope = n[0] * dir[0] + n[1] * dir[1] + n[2] * dir[2];
+    if (!(std::abs(slope) > 0.01 * length)) return;
+    const double t = (n[0] * (static_cast<double>(corner.x) - org[0]) +
+                      n[1] * (static_cast<double>(corner.y) - org[1]) +
+                      n[2] * (static_cast<double>(corner.z) - org[2])) /
+                     slope;
+    if (!(t > 0.0)) return;
+    const double limit = 1e-4 * static_cast<double>(extent);
+    double better[3];
+    for (std::size_t i = 0; i < 3; ++i) {
+        better[i] = org[i] + t * dir[i];
+        if (std::abs(better[i] - p[i]) > limit) return;
+    }
+    std::copy_n(better, 3, p);
+}
+
 } // namespace
 
 void triangle_corners(const World& world, Primitive primitive, miVector corners[3]) {
@@ -67,8 +92,21 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
     miVector corners[3];
     triangle_corners(world, hit.primitive, corners);
 
-    // From the corners, not from the ray's length: that lies in the triangle's plane but for the
-    // last rounding.
+    const double a[3] = {static_cast<double>(corners[1].x) - static_cast<double>(corners[0].x),
+                         static_cast<double>(corners[1].y) - static_cast<double>(corners[0].y),
+                         static_cast<double>(corners[1].z) - static_cast<double>(corners[0].z)};
+    const double b[3] = {static_cast<double>(corners[2].x) - static_cast<double>(corners[0].x),
+                         static_cast<double>(corners[2].y) - static_cast<double>(corners[0].y),
+                         static_cast<double>(corners[2].z) - static_cast<double>(corners[0].z)};
+    const double n[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
+                         a[0] * b[1] - a[1] * b[0]};
+    const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    // A mirroring transformation turns the order of the corners round; the front stays the front.
+    const double f =
+        length > 0.0 ? (determinant(placement.to_world) < 0.0 ? -1.0 : 1.0) / length : 0.0;
+    state.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
+                         static_cast<float>(n[2] * f)};
+
     double p[3] = {0, 0, 0};
     float extent = 0.0f;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -77,25 +115,12 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
         p[2] += weights[i] * static_cast<double>(corners[i].z);
         extent = std::max(extent, largest(corners[i]));
     }
+    refine(state, corners[0], n, length, extent, p);
     state.point = {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
     const double along[3] = {p[0] - static_cast<double>(state.org.x),
                              p[1] - static_cast<double>(state.org.y),
                              p[2] - static_cast<double>(state.org.z)};
     state.dist = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
-
-    const double a[3] = {static_cast<double>(corners[1].x) - static_cast<double>(corners[0].x),
-                         static_cast<double>(corners[1].y) - static_cast<double>(corners[0].y),
-                         static_cast<double>(corners[1].z) - static_cast<double>(corners[0].z)};
-    const double b[3] = {static_cast<double>(corners[2].x) - static_cast<double>(corners[0].x),
-                         static_cast<double>(corners[2].y) - static_cast<double>(corners[0].y),
-                         static_cast<double>(corners[2].z) - static_cast<double>(corners[0].z)};
-    double n[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-    const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    // A mirroring transformation turns the order of the corners round; the front stays the front.
-    const double f =
-        length > 0.0 ? (determinant(placement.to_world) < 0.0 ? -1.0 : 1.0) / length : 0.0;
-    state.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
-                         static_cast<float>(n[2] * f)};
 
     state.normal = state.normal_geom;
     if (!mesh.normals.empty()) {
