@@ -89,6 +89,9 @@ World::World(shading::Context& context, const shading::RenderRequest& request,
             // A camera that does not hang in the group still shows what it sees.
             visit_instance(request.camera_instance, Inherited{}, 0);
         }
+        const auto* const options =
+            context_.database.find<miOptions>(request.options, miSCENE_OPTIONS);
+        const int options_face = options ? options->face : miFACE_BOTH;
         std::vector<Placement> placements;
         placements.reserve(objects_.size());
         for (std::size_t i = 0; i < objects_.size(); ++i) {
@@ -104,7 +107,7 @@ World::World(shading::Context& context, const shading::RenderRequest& request,
                      ((leaf.reflection & flag_casts) ? mask_reflect : 0u) |
                      ((leaf.refraction & flag_casts) ? mask_refract : 0u) |
                      ((leaf.shadow & flag_casts) ? mask_shadow : 0u);
-            p.eye_face = leaf.face;
+            p.eye_face = leaf.face & options_face;
             placements.push_back(p);
         }
         for (std::size_t i = 0; i < lights_.size(); ++i)
