@@ -218,6 +218,25 @@ TEST_F(LookupTest, FalloffIsComputedInSinglePrecisionTermByTerm) {
     EXPECT_GT(telling, 0) << "another order of the terms would have passed";
 }
 
+// Rounding takes the falloff below 0 just inside the radius. It is not cut off there: whole
+// exponents hardly show it, others give no number.
+TEST_F(LookupTest, JustInsideTheRadiusTheFalloffMayBeNegative) {
+    float d = 2;
+    float falloff = 0;
+    while (falloff >= 0 && d > 1.99F) {
+        d = std::nextafter(d, 0.0F);
+        const float t = d / 2.0F;
+        falloff = 1.0F - (t * t * -2.0F * t + t * t * 3.0F);
+    }
+    ASSERT_LT(falloff, 0);
+    ASSERT_EQ(std::sqrt(d * d), d);
+    params.falloff = {1, 2.5F, 2, 0};
+    const ReadResult result = read({{.position = {d, 0, 0}}});
+    EXPECT_EQ(result.outColor.r, falloff);
+    EXPECT_TRUE(std::isnan(result.outColor.g));
+    EXPECT_EQ(result.outColor.b, falloff * falloff);
+}
+
 TEST_F(LookupTest, NegativeRadiusFindsPointsButWeighsOnlyTheNearest) {
     // The limit is the square; the distance, not below the radius, weighs nothing.
     params.radius = -2;
