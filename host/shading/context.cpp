@@ -17,6 +17,7 @@ thread_local std::pair<std::uint64_t, ThreadContext*> my_thread{0, nullptr};
 
 Context::Context() : global_lock(make_lock()), id_(++last_id) {
     current_context.store(this, std::memory_order_release);
+    thread(); /* the thread that makes the context is number 0 */
 }
 
 Context::~Context() {

@@ -65,7 +65,8 @@ class Context {
     /* For the entry points that trace rays and sample; set by the renderer. */
     trace::Renderer* renderer = nullptr;
 
-    /* The calling thread's part. Numbers are given in the order in which threads first ask. */
+    /* The calling thread's part. The thread that made the context is number 0; the others are
+     * numbered in the order in which they first ask. */
     ThreadContext& thread();
 
     /* Ready for shaders; clears the mark of an abort. */

@@ -211,6 +211,7 @@ Function* FunctionTable::create(Declaration& declaration, std::size_t parameter_
     function->declaration = &declaration;
     function->name = std::move(name);
     function->connections.clear();
+    function->stage.store(Function::Stage::cold, std::memory_order_relaxed);
     by_address_[record->parameters] = function;
 
     if (old == nullptr) {

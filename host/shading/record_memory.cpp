@@ -40,11 +40,6 @@ RecordMemory::~RecordMemory() {
 }
 
 std::byte* RecordMemory::take(std::size_t bytes) {
-    if (const auto reused = free_.find(bytes); reused != free_.end()) {
-        std::byte* const address = reused->second;
-        free_.erase(reused);
-        return address;
-    }
     if (chunks_.empty() || chunks_.back().used + bytes > ghost_distance) {
         void* const range = mmap(nullptr, 2 * ghost_distance, PROT_NONE,
                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -72,13 +67,18 @@ std::byte* RecordMemory::take(std::size_t bytes) {
 miFunction* RecordMemory::allocate(std::size_t parameter_size) {
     const std::size_t bytes = record_bytes(parameter_size);
     if (parameter_size >= ghost_distance || bytes > ghost_distance) return nullptr;
-    std::byte* const address = take(bytes);
+    const auto reused = free_.find(bytes);
+    const bool fresh = reused == free_.end();
+    std::byte* const address = fresh ? take(bytes) : reused->second;
     std::byte* const ghost = address + header + ghost_distance;
     const std::size_t record_end = std::max(sizeof(miFunction), header + parameter_size);
     VX_UNPOISON(address, record_end);
     VX_UNPOISON(ghost, parameter_size);
-    std::memset(address, 0, record_end);
-    std::memset(ghost, 0, parameter_size);
+    if (!fresh) {
+        free_.erase(reused);
+        std::memset(address, 0, record_end);
+        std::memset(ghost, 0, parameter_size);
+    }
 
     auto* const record = new (address) miFunction{};
     record->parameter_size = static_cast<int>(parameter_size);

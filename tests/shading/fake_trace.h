@@ -1,0 +1,20 @@
+/* Rays for the stand-ins: one sample per light, no occluders. */
+#ifndef VX_TESTS_SHADING_FAKE_TRACE_H
+#define VX_TESTS_SHADING_FAKE_TRACE_H
+
+#include "shader.h"
+
+namespace vx::testing {
+
+struct FakeTrace {
+    miColor light = {1, 1, 1, 1};
+    miScalar cosine = 1;
+    int samples_per_light = 1;
+    int shadow_rays = 0;
+    int eye_rays = 0;
+};
+FakeTrace& fake_trace();
+
+} // namespace vx::testing
+
+#endif

@@ -1,0 +1,183 @@
+#include "host/shading/thread.h"
+
+#include <cstring>
+
+#include "tests/shading/rig.h"
+
+using namespace vx;
+using shading::Arena;
+using shading::StateScope;
+using shading::ThreadContext;
+
+TEST(Arena, BlocksAreZeroedAlignedAndStayPut) {
+    Arena arena;
+    std::vector<std::byte*> blocks;
+    for (std::size_t i = 0; i < 1000; ++i) {
+        auto* const block = static_cast<std::byte*>(arena.allocate(i * 7));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0u);
+        for (std::size_t k = 0; k < i * 7; ++k)
+            ASSERT_EQ(block[k], std::byte{0});
+        std::memset(block, 0xAB, i * 7);
+        blocks.push_back(block);
+    }
+    EXPECT_EQ(blocks[999][0], std::byte{0xAB});
+    EXPECT_EQ(blocks[1][0], std::byte{0xAB});
+}
+
+TEST(Arena, ReleasedMemoryIsUsedAgain) {
+    Arena arena;
+    arena.allocate(100);
+    const Arena::Mark mark = arena.mark();
+    void* const block = arena.allocate(100);
+    arena.allocate(1 << 20);
+    arena.release(mark);
+    EXPECT_EQ(arena.allocate(100), block);
+}
+
+TEST(Arena, BlockLargerThanAChunkFits) {
+    Arena arena;
+    auto* const block = static_cast<std::byte*>(arena.allocate(1 << 20));
+    block[(1 << 20) - 1] = std::byte{1};
+    EXPECT_NE(arena.allocate(8), nullptr);
+}
+
+TEST(StateData, IsVisibleBelowTheStateThroughAnyNumberOfChildren) {
+    ThreadContext thread(0);
+    miState top{}, middle{}, bottom{};
+    middle.parent = &top;
+    bottom.parent = &middle;
+    const int value = 1;
+    EXPECT_TRUE(thread.set_state_data(&top, "vx_pc", &value, sizeof value, 1));
+    for (const miState* state : {&top, &middle, &bottom}) {
+        int size = -1;
+        const void* const found = thread.state_data(state, "vx_pc", &size);
+        ASSERT_NE(found, nullptr);
+        EXPECT_EQ(size, 4);
+        EXPECT_EQ(std::memcmp(found, &value, 4), 0);
+    }
+}
+
+TEST(StateData, IsNotVisibleAboveOrBeside) {
+    ThreadContext thread(0);
+    miState top{}, left{}, right{};
+    left.parent = &top;
+    right.parent = &top;
+    const int value = 1;
+    thread.set_state_data(&left, "key", &value, sizeof value, 1);
+    int size = -1;
+    EXPECT_EQ(thread.state_data(&top, "key", &size), nullptr);
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(thread.state_data(&right, "key", nullptr), nullptr);
+    EXPECT_EQ(thread.state_data(&left, "other", nullptr), nullptr);
+}
+
+TEST(StateData, EqualSizeReplacesInPlaceSoThatOldPointersSeeIt) {
+    ThreadContext thread(0);
+    miState state{};
+    int value = 1;
+    thread.set_state_data(&state, "key", &value, sizeof value, 1);
+    const auto* const seen = static_cast<const int*>(thread.state_data(&state, "key", nullptr));
+    value = 0;
+    thread.set_state_data(&state, "key", &value, sizeof value, 1);
+    EXPECT_EQ(*seen, 0);
+    EXPECT_EQ(thread.state_data(&state, "key", nullptr), seen);
+    EXPECT_EQ(thread.state_data_count(), 1u);
+}
+
+TEST(StateData, AnotherSizeReplacesToo) {
+    ThreadContext thread(0);
+    miState state{};
+    const double wide = 2.5;
+    const int narrow = 3;
+    thread.set_state_data(&state, "key", &narrow, sizeof narrow, 1);
+    thread.set_state_data(&state, "key", &wide, sizeof wide, 1);
+    int size = 0;
+    EXPECT_EQ(*static_cast<const double*>(thread.state_data(&state, "key", &size)), 2.5);
+    EXPECT_EQ(size, 8);
+    EXPECT_EQ(thread.state_data_count(), 1u);
+}
+
+TEST(StateData, ANearerEntryHidesTheOneAbove) {
+    ThreadContext thread(0);
+    miState top{}, below{};
+    below.parent = &top;
+    const int one = 1, two = 2;
+    thread.set_state_data(&top, "key", &one, sizeof one, 1);
+    thread.set_state_data(&below, "key", &two, sizeof two, 1);
+    EXPECT_EQ(*static_cast<const int*>(thread.state_data(&below, "key", nullptr)), 2);
+    EXPECT_EQ(*static_cast<const int*>(thread.state_data(&top, "key", nullptr)), 1);
+}
+
+TEST(StateData, NullDataOfSizeZeroTakesTheEntryAway) {
+    ThreadContext thread(0);
+    miState state{};
+    const int value = 1;
+    thread.set_state_data(&state, "key", &value, sizeof value, 1);
+    EXPECT_TRUE(thread.set_state_data(&state, "key", nullptr, 0, 1));
+    EXPECT_EQ(thread.state_data(&state, "key", nullptr), nullptr);
+    EXPECT_FALSE(thread.set_state_data(&state, "key", nullptr, 0, 1));
+}
+
+TEST(StateData, BadArgumentsAreRefused) {
+    ThreadContext thread(0);
+    miState state{};
+    const int value = 1;
+    EXPECT_FALSE(thread.set_state_data(&state, "key", nullptr, 4, 1));
+    EXPECT_FALSE(thread.set_state_data(&state, "key", &value, -1, 1));
+    EXPECT_EQ(thread.state_data_count(), 0u);
+}
+
+TEST(StateData, EntryOfSizeZeroExists) {
+    ThreadContext thread(0);
+    miState state{};
+    const int value = 1;
+    EXPECT_TRUE(thread.set_state_data(&state, "key", &value, 0, 1));
+    int size = -1;
+    EXPECT_NE(thread.state_data(&state, "key", &size), nullptr);
+    EXPECT_EQ(size, 0);
+}
+
+TEST(StateData, IsDroppedWhenTheStatesCallEnds) {
+    ThreadContext thread(0);
+    miState top{}, below{};
+    below.parent = &top;
+    const int value = 1;
+    {
+        const StateScope outer(thread, top);
+        thread.set_state_data(&top, "key", &value, sizeof value, 1);
+        {
+            const StateScope inner(thread, below);
+            thread.set_state_data(&below, "key", &value, sizeof value, 1);
+            EXPECT_EQ(thread.state_data_count(), 2u);
+        }
+        EXPECT_EQ(thread.state_data_count(), 1u);
+        EXPECT_NE(thread.state_data(&below, "key", nullptr), nullptr);
+    }
+    EXPECT_EQ(thread.state_data_count(), 0u);
+}
+
+TEST(StateData, TileLifetimeOutlivesTheStateUntilTheTileEnds) {
+    ThreadContext thread(0);
+    miState one{}, two{};
+    const int value = 1;
+    {
+        const StateScope scope(thread, one);
+        thread.set_state_data(&one, "key", &value, sizeof value, miSS_LIFETIME_RECT);
+    }
+    EXPECT_NE(thread.state_data(&two, "key", nullptr), nullptr);
+    thread.end_tile();
+    EXPECT_EQ(thread.state_data(&two, "key", nullptr), nullptr);
+}
+
+TEST(InstancePointers, AreNullUntilSetAndKeptPerIndex) {
+    ThreadContext thread(3);
+    int a = 0, b = 0;
+    EXPECT_EQ(thread.instance_pointer(1000), nullptr);
+    thread.set_instance_pointer(1000, &a);
+    thread.set_instance_pointer(2, &b);
+    EXPECT_EQ(thread.instance_pointer(1000), &a);
+    EXPECT_EQ(thread.instance_pointer(2), &b);
+    EXPECT_EQ(thread.instance_pointer(3), nullptr);
+    thread.clear_instance_pointers();
+    EXPECT_EQ(thread.instance_pointer(1000), nullptr);
+}
