@@ -1,0 +1,73 @@
+// The light lists of illumination shaders, and the sum over their lights.
+#ifndef VX_HOST_SHADERS_LIGHTS_H
+#define VX_HOST_SHADERS_LIGHTS_H
+
+#include "shader.h"
+
+#include <array>
+#include <vector>
+
+namespace vx::shaders {
+
+// The pair that ends the parameters of most illumination shaders: integer "mode" and
+// array light "lights". The elements are x[first] to x[first + count - 1].
+struct LightParameters {
+    miInteger mode;
+    int first, count;
+    miTag x[1];
+};
+
+/*
+ * The lights that a shader is to use:
+ *   mode 1  the list, groups of lights counting with all their members
+ *   mode 2  all lights of the scene but those
+ *   mode 4  the list of the hit instance; all lights where it has none
+ *   else    the list as it stands; when it is empty, as mode 4
+ * A copy: the renderer's own is good only until some shader below asks again.
+ */
+class Lights {
+  public:
+    Lights(miState* state, LightParameters& parameters);
+
+    const miTag* begin() const { return data_; }
+    const miTag* end() const { return data_ + count_; }
+    bool contains(miTag light) const;
+
+  private:
+    std::array<miTag, 32> few_;
+    std::vector<miTag> many_;
+    const miTag* data_;
+    int count_ = 0;
+};
+
+/*
+ * The sum over lights of the mean over a light's samples of term(colour, direction to the light,
+ * cosine to the normal). Alpha is left at 0.
+ */
+template <class Term>
+miColor sum_over_lights(miState* state, const Lights& lights, Term&& term) {
+    miColor sum = {0, 0, 0, 0};
+    for (const miTag light : lights) {
+        miColor one = {0, 0, 0, 0}, color = {0, 0, 0, 0};
+        miVector direction = {0, 0, 0};
+        miScalar cosine = 0;
+        miInteger samples = 0;
+        while (mi_sample_light(&color, &direction, &cosine, state, light, &samples)) {
+            if (!(cosine > 0)) continue;
+            const miColor add = term(color, direction, cosine);
+            one.r += add.r;
+            one.g += add.g;
+            one.b += add.b;
+        }
+        if (samples < 1) continue;
+        const miScalar weight = 1.0F / static_cast<miScalar>(samples);
+        sum.r += one.r * weight;
+        sum.g += one.g * weight;
+        sum.b += one.b * weight;
+    }
+    return sum;
+}
+
+} // namespace vx::shaders
+
+#endif

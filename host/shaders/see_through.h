@@ -1,0 +1,20 @@
+// What lies straight behind a surface.
+#ifndef VX_HOST_SHADERS_SEE_THROUGH_H
+#define VX_HOST_SHADERS_SEE_THROUGH_H
+
+#include "shader.h"
+
+namespace vx::shaders {
+
+// The colour along the ray behind this hit; the environment when the ray fails.
+inline miColor see_through(miState* state) {
+    miColor seen = {0, 0, 0, 0};
+    if (mi_trace_transparent(&seen, state)) return seen;
+    seen = {0, 0, 0, 0};
+    mi_trace_environment(&seen, state, &state->dir);
+    return seen;
+}
+
+} // namespace vx::shaders
+
+#endif

@@ -1,0 +1,31 @@
+/*
+ * `input`, evaluated with the normal `normal` (internal space) in place of the surface's. It is
+ * normalised and turned towards the ray; a null vector leaves the surface's alone. What stood
+ * before is put back.
+ */
+#include "host/shaders/shader_tools.h"
+
+namespace {
+
+struct SetNormalParameters {
+    miColor input;
+    miVector normal;
+};
+
+} // namespace
+
+VX_SHADER(sib_setnormal, miColor, SetNormalParameters) {
+    miVector normal = *mi_eval_vector(&parameters->normal);
+    const miVector before = state->normal;
+    const miScalar dot_before = state->dot_nd;
+    mi_vector_normalize(&normal);
+    if (mi_vector_dot(&normal, &normal) > 0) {
+        if (mi_vector_dot(&normal, &state->dir) > 0) mi_vector_neg(&normal);
+        state->normal = normal;
+        state->dot_nd = mi_vector_dot(&normal, &state->dir);
+    }
+    *result = *mi_eval_color(&parameters->input);
+    state->normal = before;
+    state->dot_nd = dot_before;
+    return miTRUE;
+}
