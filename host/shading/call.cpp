@@ -117,17 +117,23 @@ void* evaluate_connection(Context& context, miState* state, void* parameter) {
         context.abort_render("a parameter of \"" + owner->name + "\" is connected to tag " +
                              std::to_string(source) + ", which is not that of a shader");
 
-    ThreadContext& thread = context.thread();
-    void* const result = slot(thread, parameter, function->declaration->result_size);
-    call_function(context, *function, result, state, miSHADER_TEXTURE, nullptr);
-
     const auto offset = static_cast<int>(address - owner->record->parameters);
     const auto connection = std::lower_bound(
         owner->connections.begin(), owner->connections.end(), offset,
         [](const Connection& candidate, int wanted) { return candidate.offset < wanted; });
-    if (connection == owner->connections.end() || connection->offset != offset ||
-        connection->source != source)
-        return result;
+    const bool known = connection != owner->connections.end() && connection->offset == offset &&
+                       connection->source == source;
+    /* The shader may have become one with a smaller result since the connection was made. */
+    const int bytes =
+        known ? std::max(function->declaration->result_size,
+                         connection->source_offset +
+                             std::max(connection->size, basic_size(connection->source_type)))
+              : function->declaration->result_size;
+
+    ThreadContext& thread = context.thread();
+    void* const result = slot(thread, parameter, bytes);
+    call_function(context, *function, result, state, miSHADER_TEXTURE, nullptr);
+    if (!known) return result;
     void* const value = static_cast<std::byte*>(result) + connection->source_offset;
     if (connection->source_type == connection->target_type) return value;
     void* const converted = slot(thread, result, connection->size);

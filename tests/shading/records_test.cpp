@@ -115,7 +115,7 @@ TEST(Records, InstanceFlagsAreTheRenderersNumbers) {
     i.hide = true;
     i.override_material = true;
     i.motion = scene::MotionKind::off;
-    i.lights = scene::LightList{true, {}};
+    i.lights.emplace().exclusive = true;
     const miInstance r = shading::instance_record(i);
     EXPECT_EQ(r.visible, 1);
     EXPECT_EQ(r.select, 2);

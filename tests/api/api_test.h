@@ -1,0 +1,29 @@
+/* Tests of entry points run inside a shader of the test library. */
+#ifndef VX_TESTS_API_API_TEST_H
+#define VX_TESTS_API_API_TEST_H
+
+#include "tests/shading/rig.h"
+
+namespace vx::testing {
+
+class ApiTest : public ::testing::Test, protected Rig {
+  protected:
+    void SetUp() override { load(); }
+    /* The fatal message that the body ends the render with; empty when it does not. */
+    std::string fatal(const ShaderBody& body) {
+        lines.clear();
+        try {
+            inside(body);
+        } catch (const shading::RenderAborted&) {
+            EXPECT_TRUE(context.aborted());
+            context.begin_render();
+            for (const std::string& line : lines)
+                if (line.find(" fatal: ") != std::string::npos) return line;
+        }
+        return {};
+    }
+};
+
+} // namespace vx::testing
+
+#endif
