@@ -1,0 +1,130 @@
+// Files: input at any offset, also from pipes; output that appears whole or not at all.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vx::cache {
+
+// An open file descriptor.
+class Descriptor {
+  public:
+    explicit Descriptor(int fd = -1) : m_fd(fd) {}
+    Descriptor(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor();
+    int get() const { return m_fd; }
+    // The error of close(2), 0 without one.
+    int close();
+
+  private:
+    int m_fd;
+};
+
+// An unlinked file in the directory for temporary files. Throws FileError.
+Descriptor temporary_file();
+
+// A file that is read at any offset. A pipe is copied to a temporary file first. Directories and
+// devices are refused.
+class InputFile {
+  public:
+    // Throws FileError. "-" is the standard input.
+    explicit InputFile(const std::string& path);
+
+    const std::string& name() const { return m_name; }
+    std::int64_t size() const { return m_size; }
+    // Throws FileError at `offset` when there are fewer bytes.
+    void read(std::int64_t offset, void* out, std::size_t bytes) const;
+    // As many bytes as there are, up to `bytes`.
+    std::size_t read_some(std::int64_t offset, void* out, std::size_t bytes) const;
+    // A stream of its own at the start of the same file, for the caller to close.
+    std::FILE* stream() const;
+    int descriptor() const { return m_file.get(); }
+
+  private:
+    std::string m_name;
+    Descriptor m_file;
+    std::int64_t m_size = 0;
+};
+
+// Reads a file front to back and knows where it stands.
+class ByteReader {
+  public:
+    ByteReader(const InputFile& file, std::int64_t begin, std::int64_t end);
+
+    // -1 at the end.
+    int peek() {
+        if (m_next == m_filled && !fill()) return -1;
+        return static_cast<unsigned char>(m_buffer[m_next]);
+    }
+    int get() {
+        const int c = peek();
+        if (c >= 0) ++m_next;
+        return c;
+    }
+    std::int64_t offset() const { return m_base + static_cast<std::int64_t>(m_next); }
+    std::int64_t end() const { return m_end; }
+    const InputFile& file() const { return m_file; }
+    // The rest of the line without its end; false at the end of the file. Throws FileError for
+    // lines of more than `limit` bytes. The view is valid until the next call.
+    bool line(std::string_view& out, std::size_t limit);
+
+  private:
+    bool fill();
+
+    const InputFile& m_file;
+    std::int64_t m_base; // offset of m_buffer[0]
+    std::int64_t m_end;
+    std::size_t m_next = 0;
+    std::size_t m_filled = 0;
+    std::vector<char> m_buffer;
+    std::string m_line;
+};
+
+// Written beside its place and moved there by commit(); without it nothing stays. A device or a
+// pipe gets the finished bytes at commit().
+class OutputFile {
+  public:
+    // Throws FileError, also when the file is there and `force` is not given.
+    OutputFile(std::string path, bool force);
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
+    // At the end, through a buffer. All of these throw FileError.
+    void write(const void* data, std::size_t bytes);
+    void write(std::string_view text) { write(text.data(), text.size()); }
+    // Anywhere, past the buffer: not to be mixed with bytes that are still in it.
+    void write_at(std::int64_t offset, const void* data, std::size_t bytes);
+    void flush();
+    std::int64_t position() const { return m_position; }
+    void seek_end(std::int64_t position) { m_position = position; }
+    void commit();
+
+    // For writers that open a file by name themselves.
+    const std::string& temporary_name() const { return m_temporary; }
+    const std::string& name() const { return m_path; }
+
+  private:
+    void place();
+    void copy_out();
+
+    std::string m_path;
+    std::string m_target; // m_path with symbolic links resolved
+    std::string m_temporary;
+    bool m_force;
+    bool m_device = false;
+    bool m_done = false;
+    Descriptor m_file;
+    std::int64_t m_position = 0;
+    std::vector<char> m_buffer;
+};
+
+// Removes the unfinished output when the program is interrupted.
+void clean_up_on_signals();
+
+} // namespace vx::cache
