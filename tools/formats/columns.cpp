@@ -50,8 +50,11 @@ std::vector<Grouped> group_columns(const std::vector<std::string>& names,
                });
     };
     const auto join = [&](std::string name, const std::vector<std::size_t>& columns) {
-        Grouped g{{std::move(name), types[columns[0]], static_cast<int>(columns.size()), false},
-                  columns};
+        Grouped g;
+        g.attribute.name = std::move(name);
+        g.attribute.type = types[columns[0]];
+        g.attribute.width = static_cast<int>(columns.size());
+        g.columns = columns;
         for (const std::size_t c : columns) {
             g.attribute.type = wider(g.attribute.type, types[c]);
             taken[c] = true;

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::size_t most_labels = 100000;
 constexpr std::int64_t spacing_samples = 200;
-constexpr int cells = 128; // along each axis of the grid that finds candidates
+constexpr int most_chained = 4; // samples that a point is measured against at most
+constexpr int cells = 128;      // along each axis of the grid that finds candidates
 
 template <typename T>
 void add_values(const T* values, std::size_t points, std::size_t width, std::size_t k,
@@ -131,20 +132,36 @@ class SpacingFinder {
             mark(m_samples.size() - 1);
         }
     }
+    // A sample is given up where many are already: the points of a crowd would be measured against
+    // all of them.
     void mark(std::size_t sample) {
         const auto& p = m_samples[sample].p;
         const int c[3] = {cell_of(p[0], 0), cell_of(p[1], 1), cell_of(p[2], 2)};
         const auto low = [](int v) { return std::max(v - 1, 0); };
         const auto high = [this](int v) { return std::min(v + 1, m_cells - 1); };
-        for (int z = low(c[2]); z <= high(c[2]); ++z) {
-            for (int y = low(c[1]); y <= high(c[1]); ++y) {
-                for (int x = low(c[0]); x <= high(c[0]); ++x) {
-                    std::uint32_t& head = m_heads[slot(x, y, z)];
-                    m_chains.push_back({sample, head});
-                    head = static_cast<std::uint32_t>(m_chains.size() - 1);
+        const auto each_cell = [&](auto&& f) {
+            for (int z = low(c[2]); z <= high(c[2]); ++z) {
+                for (int y = low(c[1]); y <= high(c[1]); ++y) {
+                    for (int x = low(c[0]); x <= high(c[0]); ++x)
+                        f(m_heads[slot(x, y, z)]);
                 }
             }
+        };
+        int longest = 0;
+        each_cell([&](std::uint32_t head) {
+            int length = 0;
+            for (; head != 0; head = m_chains[head].next)
+                ++length;
+            longest = std::max(longest, length);
+        });
+        if (longest >= most_chained) {
+            m_samples.pop_back();
+            return;
         }
+        each_cell([&](std::uint32_t& head) {
+            m_chains.push_back({sample, head});
+            head = static_cast<std::uint32_t>(m_chains.size() - 1);
+        });
     }
     void measure_point(const double* p, std::int64_t index) {
         if (!std::isfinite(p[0] + p[1] + p[2])) return;
