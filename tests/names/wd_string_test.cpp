@@ -241,6 +241,7 @@ TEST(WdFilename, Layout1WithAnEmptyBase) {
 TEST(WdFilename, EmptyTypeMatchesOnlyAnEmptyExtension) {
     EXPECT_EQ(analysed("shot", ""), untouched);
     EXPECT_EQ(analysed("shot.12.", ""), (Fields{0, "shot", 2, 0, 1}));
+    EXPECT_EQ(analysed("shot..12", ""), untouched); // the type between the dots must be there
 }
 
 TEST(WdFilename, FailedAnalysisKeepsWhatAnEarlierOneFound) {

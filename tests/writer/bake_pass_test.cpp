@@ -380,6 +380,15 @@ TEST(BakePass, NegativeTagsAreNotBaked) {
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"), IsEmpty());
 }
 
+TEST(BakePass, ZeroIsATagLikeAnyOther) {
+    LensScene scene(1, 1);
+    WriteInstanceData& data = scene.make({});
+    scene.renderer.probes = {scene.hit_at(scene.tagged(0), {0, 0, 2})};
+    scene.renderer.shadings = {shaded({}, {0, 0, 2})};
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(row_of(data, 0), ElementsAre("0 0 2 | 0 0 1 | 0 0 0 0 | 0"));
+}
+
 TEST(BakePass, LabelsChooseAmongTags) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({.layers = 4, .use_labels = 1, .labels = "1,3-4"});

@@ -199,6 +199,24 @@ TEST_F(Convert, SingleValuedPositionIsEveryElements) {
     EXPECT_THAT(field(map, "opacityPP"), ElementsAre("scalar 0.25", "scalar 0.5", "scalar 0.75"));
 }
 
+TEST_F(Convert, SingleValuedPositionHoldsWhenTheFirstParticleIsLeftOut) {
+    Bytes bytes;
+    bytes.header(2, 2).record("tag", 3).doubles({1, 2}).record("position", 4).doubles({7, 8, 9});
+    const WrittenMap map = converted(bytes, "2");
+    ASSERT_EQ(map.elements.size(), 1u);
+    EXPECT_THAT(map.elements[0].position, ElementsAre(7, 8, 9));
+}
+
+TEST_F(Convert, SingleValuedSlotGivesElement0WhateverElseItsArrayHolds) {
+    WriteInstanceData& data = make();
+    ASSERT_TRUE(read(data, pdc_bytes::seven_attributes()));
+    data.pdc->slots[kSlotPosition].perParticle = false;
+    data.pdc->slots[kSlotTag].perParticle = false;
+    EXPECT_TRUE(data.PdcToMap("out.mrmap"));
+    EXPECT_THAT(positions_x(scene.maps.written.at(0)), ElementsAre(1, 1));
+    EXPECT_THAT(field(scene.maps.written.at(0), "tag"), ElementsAre("integer -3", "integer -3"));
+}
+
 TEST_F(Convert, SingleValuedFieldsAreEveryElements) {
     Bytes bytes;
     bytes.header(2, 4).record("tag", 0).i32(6).record("rgbPP", 4).doubles({1, 2, 3});

@@ -207,11 +207,13 @@ TEST_P(SurfaceTagBehind, NothingAttached) {
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
+// With an offset of 0 the place of the connection would be the parameter itself, whose value may be
+// a shader's tag: that is no connection.
 TEST_P(SurfaceTagBehind, WithoutAGhostBlockNothingIsRead) {
     FunctionSetup setup;
     setup.declaration =
         scene.renderer.add_declaration(GetParam().name, {{GetParam().parameter, 0}});
-    setup.block.resize(16);
+    setup.block = vx::stub::bytes_of(scene.add_tag_shader(23));
     EXPECT_LT(find(scene.surface_of(scene.renderer.add_function(setup))), 0);
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
