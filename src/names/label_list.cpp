@@ -64,6 +64,7 @@ void AppendLabel(int** labels, int* count, int value) {
 int parse_label_list(const char* text, int** labels) {
     char** items = nullptr;
     const size_t itemCount = SplitItems(text, &items);
+    if (itemCount == 0) return 0;
     auto* ranges = static_cast<CLabelRange*>(calloc(itemCount, sizeof(CLabelRange)));
     for (size_t i = 0; i < itemCount; ++i)
         ranges[i] = ReadRange(items[i]);

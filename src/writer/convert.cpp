@@ -39,7 +39,7 @@ std::int32_t BelievableCount(const CPdc& pdc) {
 
 } // namespace
 
-bool WriteInstanceData::ReadPdc(std::string fileName) {
+bool WriteInstanceData::ReadPdc(const std::string& fileName) {
     std::FILE* file = std::fopen(fileName.c_str(), "rb");
     if (file == nullptr) {
         mi_warning("Cannot open %s for reading", fileName.c_str());
@@ -51,11 +51,11 @@ bool WriteInstanceData::ReadPdc(std::string fileName) {
         delete pdc;
         pdc = nullptr;
     }
-    std::fclose(file);
+    (void)std::fclose(file);
     return loaded;
 }
 
-bool WriteInstanceData::PdcToMap(std::string mapFileName) {
+bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     using namespace mi::shader_v3;
     using namespace map_write;
 

@@ -33,7 +33,7 @@ void WritePdcFile(const WriteInstanceData* data) {
     }
     if (std::FILE* file = std::fopen(fileName.c_str(), "wb")) {
         WritePdc(file, *data->pdc);
-        std::fclose(file);
+        (void)std::fclose(file); // errors of writing are not reported
     } else {
         mi_warning("Cannot open %s for writing", fileName.c_str());
     }

@@ -24,12 +24,12 @@ class WriteInstanceData {
     // Loads a PDC file into a new cache, which becomes the record's; one that was there before is
     // not released. False and a warning when the file cannot be opened (the record's cache stays),
     // false without a word for a bad file (there is no cache then).
-    bool ReadPdc(std::string fileName);
+    bool ReadPdc(const std::string& fileName);
 
     // Writes the record's cache as a map file: position, "normalPP", "rgbPP", "opacityPP", "tag";
     // with useLabels on only particles whose tag is in the list. False when an element could not be
     // appended; what was appended before is written all the same. Writing itself is not checked.
-    bool PdcToMap(std::string mapFileName);
+    bool PdcToMap(const std::string& mapFileName);
 
     miLock lock; // guards everything below while rendering
     bool done;   // the bake or conversion has begun

@@ -18,7 +18,7 @@ void message(const char* level, const char* format, va_list arguments) {
     va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, arguments);
     std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    (void)std::vsnprintf(text.data(), text.size() + 1, format, again);
     va_end(again);
     std::replace(text.begin(), text.end(), '\n', ' ');
     renderer().note(std::string(level) + ": " + text);
