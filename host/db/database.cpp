@@ -23,7 +23,7 @@ void delete_block(void* block) {
 
 void* new_text(std::string_view text) {
     void* const block = new_block(text.size() + 1);
-    std::memcpy(block, text.data(), text.size());
+    if (!text.empty()) std::memcpy(block, text.data(), text.size());
     return block;
 }
 

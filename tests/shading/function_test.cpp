@@ -6,6 +6,10 @@
 
 #include "tests/shading/rig.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
+
 using namespace vx;
 using namespace vx::testing;
 using shading::convert;
@@ -50,6 +54,23 @@ TEST(RecordMemory, ReleasedRecordsAreUsedAgainAndZeroed) {
         EXPECT_EQ(block(again)[i + again->ghost_offs], 0);
     }
 }
+
+#if defined(__SANITIZE_ADDRESS__)
+TEST(RecordMemory, BytesBeyondABlockAndItsGhostAreWatchedByTheAddressSanitizer) {
+    RecordMemory memory;
+    for (const std::size_t bytes : {16u, 32u, 1000u}) {
+        miFunction* const record = memory.allocate(bytes);
+        const char* const parameters = block(record);
+        for (const std::size_t offset : {std::size_t{0}, RecordMemory::ghost_distance}) {
+            EXPECT_FALSE(__asan_address_is_poisoned(parameters + offset));
+            EXPECT_FALSE(__asan_address_is_poisoned(parameters + offset + bytes - 1));
+            EXPECT_TRUE(__asan_address_is_poisoned(parameters + offset + bytes));
+        }
+        memory.release(record);
+        EXPECT_TRUE(__asan_address_is_poisoned(parameters));
+    }
+}
+#endif
 
 TEST(RecordMemory, BlockBeyondTheDistanceIsRefused) {
     RecordMemory memory;

@@ -119,6 +119,7 @@ TEST_F(Lifecycle, InstanceInitMayEvaluateConnectedParametersWhichInitialisesThei
     EXPECT_THAT(lines, ElementsAre("RC 0.0 info: life version", "RC 0.0 info: life init",
                                    "RC 0.0 info: life init inner value 4 slot empty",
                                    "RC 0.0 info: life init outer value 1.66667 slot empty"));
+    context.end_render(state);
 }
 
 TEST_F(Lifecycle, InitThatNeedsItsOwnInstanceEndsTheRenderWithAMessage) {
