@@ -1,0 +1,237 @@
+// Eye rays per second with a constant material on a million triangles: the whole renderer (frame
+// loop, states, material shader, filter) against the bare loop over the same rays in the same tree
+// settings. Prints rates for one and two threads and the ratios.
+#include "run_scene.h"
+
+#include "host/render/camera_ray.h"
+#include "host/render/sampler.h"
+
+#include <embree3/rtcore.h>
+#include <fmt/format.h>
+#include <tbb/blocked_range.h>
+#include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+constexpr int width = 1280;
+constexpr int height = 960;
+constexpr int cells = 708; // 708 * 708 * 2 triangles: a million
+
+struct Terrain {
+    std::vector<float> positions;
+    std::vector<std::uint32_t> triangles;
+};
+
+// Hills in the plane y = 0, 20 x 20 units.
+Terrain terrain() {
+    Terrain t;
+    for (int j = 0; j <= cells; ++j)
+        for (int i = 0; i <= cells; ++i) {
+            const float x = 20.0f * (static_cast<float>(i) / cells - 0.5f);
+            const float z = 20.0f * (static_cast<float>(j) / cells - 0.5f);
+            t.positions.insert(t.positions.end(),
+                               {x, 0.6f * std::sin(1.7f * x) * std::cos(1.3f * z), z});
+        }
+    for (int j = 0; j < cells; ++j)
+        for (int i = 0; i < cells; ++i) {
+            const auto a = static_cast<std::uint32_t>(j * (cells + 1) + i);
+            const std::uint32_t b = a + cells + 1;
+            t.triangles.insert(t.triangles.end(), {a, b, a + 1, a + 1, b, b + 1});
+        }
+    return t;
+}
+
+const char* const camera_text = "focal 1 aperture 1.2";
+// 6 above the middle, looking down by half a right angle.
+const char* const camera_instance =
+    "instance \"camI\" \"cam\" transform 1 0 0 0 0 0.70710678 0.70710678 0 0 -0.70710678 "
+    "0.70710678 0 0 0 -8.4852814 1 end instance\n";
+
+double seconds(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double best_of(int runs, const std::function<double()>& measure) {
+    double best = 0;
+    for (int i = 0; i < runs; ++i)
+        best = std::max(best, measure());
+    return best;
+}
+
+class Bare {
+  public:
+    Bare(const Terrain& t, RTCSceneFlags scene_flags) {
+        device_ = rtcNewDevice(nullptr);
+        scene_ = rtcNewScene(device_);
+        rtcSetSceneFlags(scene_, scene_flags);
+        const RTCGeometry g = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_TRIANGLE);
+        std::copy(t.positions.begin(), t.positions.end(),
+                  static_cast<float*>(rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_VERTEX, 0,
+                                                              RTC_FORMAT_FLOAT3, 12,
+                                                              t.positions.size() / 3)));
+        std::copy(t.triangles.begin(), t.triangles.end(),
+                  static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
+                      g, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 12, t.triangles.size() / 3)));
+        rtcCommitGeometry(g);
+        rtcAttachGeometry(scene_, g);
+        rtcReleaseGeometry(g);
+        rtcCommitScene(scene_);
+    }
+    ~Bare() {
+        rtcReleaseScene(scene_);
+        rtcReleaseDevice(device_);
+    }
+    Bare(const Bare&) = delete;
+    Bare& operator=(const Bare&) = delete;
+
+    // Rays per second. Rays lie ready; what is measured is the loop of intersections.
+    double rate(const std::vector<vx::render::CameraRay>& rays, int threads,
+                std::uint64_t& hits) const {
+        std::atomic<std::uint64_t> found{0};
+        tbb::task_arena arena(threads);
+        const double time = seconds([&] {
+            arena.execute([&] {
+                tbb::parallel_for(tbb::blocked_range<std::size_t>(0, rays.size(), 1024),
+                                  [&](const auto& range) {
+                                      std::uint64_t n = 0;
+                                      RTCIntersectContext context;
+                                      rtcInitIntersectContext(&context);
+                                      for (std::size_t i = range.begin(); i < range.end(); ++i) {
+                                          RTCRayHit q;
+                                          q.ray = {rays[i].origin.x,
+                                                   rays[i].origin.y,
+                                                   rays[i].origin.z,
+                                                   0.0f,
+                                                   rays[i].direction.x,
+                                                   rays[i].direction.y,
+                                                   rays[i].direction.z,
+                                                   0.0f,
+                                                   std::numeric_limits<float>::infinity(),
+                                                   ~0u,
+                                                   0,
+                                                   0};
+                                          q.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+                                          q.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
+                                          rtcIntersect1(scene_, &context, &q);
+                                          if (q.hit.geomID != RTC_INVALID_GEOMETRY_ID) ++n;
+                                      }
+                                      found += n;
+                                  });
+            });
+        });
+        hits = found;
+        return static_cast<double>(rays.size()) / time;
+    }
+
+  private:
+    RTCDevice device_;
+    RTCScene scene_;
+};
+
+// The same rays in the frame loop's order: tile by tile.
+std::vector<vx::render::CameraRay> rays_in_tiles(const miCamera& camera,
+                                                 const vx::trace::Matrix& to_world) {
+    std::vector<vx::render::CameraRay> rays;
+    constexpr int tile = 32;
+    for (int ty = 0; ty < height; ty += tile)
+        for (int tx = 0; tx < width; tx += tile)
+            for (int y = ty; y < std::min(height, ty + tile); ++y)
+                for (int x = tx; x < std::min(width, tx + tile); ++x)
+                    rays.push_back(vx::render::camera_ray(camera, to_world,
+                                                          static_cast<float>(x) + 0.5f,
+                                                          static_cast<float>(y) + 0.5f));
+    return rays;
+}
+
+} // namespace
+
+int main() {
+    const Terrain t = terrain();
+    std::string text = vx::test::options() + vx::test::camera(width, height, camera_text) +
+                       "object \"land\" " + vx::test::flags() + "\ngroup\n";
+    for (std::size_t i = 0; i < t.positions.size(); i += 3)
+        text += fmt::format("{:.9g} {:.9g} {:.9g}\n", t.positions[i], t.positions[i + 1],
+                            t.positions[i + 2]);
+    for (std::size_t i = 0; i < t.positions.size() / 3; ++i)
+        text += fmt::format("v {}\n", i);
+    for (std::size_t i = 0; i < t.triangles.size(); i += 3)
+        text += fmt::format("c {} {} {}\n", t.triangles[i], t.triangles[i + 1], t.triangles[i + 2]);
+    text += "end group end object\n"
+            "material \"m\" opaque \"t_constant\" ( \"color\" 0.5 0.6 0.7 1 ) end material\n"
+            "instance \"landI\" \"land\" material \"m\" end instance\n";
+    text += camera_instance;
+    text += "instgroup \"world\" \"camI\" \"landI\" end instgroup\n"
+            "render \"world\" \"camI\" \"opt\"\n";
+
+    vx::test::Scene scene;
+    std::vector<vx::render::CameraRay> rays;
+    scene.settings.threads = 1;
+    std::array<double, 2> ours{};
+    std::uint64_t seen = 0;
+    const double rays_per_frame = static_cast<double>(width) * height;
+    // Seconds of the frame loop as the renderer itself reports them; building the tree is not in
+    // it.
+    const auto reported = [&] {
+        for (auto m = scene.messages.rbegin(); m != scene.messages.rend(); ++m)
+            if (const auto at = m->find(" rays/s"); at != std::string::npos) {
+                const auto from = m->rfind(' ', at - 1);
+                return std::stod(m->substr(from + 1, at - from - 1));
+            }
+        return 0.0;
+    };
+    vx::shading::RenderRequest request;
+    scene.on_rendered = [&](const vx::shading::RenderRequest& r) { request = r; };
+    scene.run(text);
+    if (scene.outcome != vx::render::Outcome::done) {
+        fmt::print(stderr, "bench_eye_rays: error: the scene does not render\n{}",
+                   scene.all_messages());
+        return 1;
+    }
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            seen += scene.frame.color(x, y).a > 0.0f ? 1u : 0u;
+
+    const auto* const instance =
+        scene.context.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
+    const auto* const camera =
+        scene.context.database.find<miCamera>(instance->item, miSCENE_CAMERA);
+    rays = rays_in_tiles(*camera, vx::trace::to_matrix(instance->tf.local_to_global));
+
+    const Bare robust(t, RTC_SCENE_FLAG_ROBUST);
+    const Bare plain(t, RTC_SCENE_FLAG_NONE);
+    std::array<double, 2> bare{};
+    std::array<double, 2> bare_plain{};
+    std::uint64_t hits = 0;
+    for (const std::size_t n : {std::size_t{0}, std::size_t{1}}) {
+        const int threads = static_cast<int>(n) + 1;
+        scene.settings.threads = threads;
+        ours[n] = best_of(5, [&] {
+            vx::image::Frame frame(0, 0, false);
+            scene.renderer.render(request, frame);
+            return reported();
+        });
+        bare[n] = best_of(5, [&] { return robust.rate(rays, threads, hits); });
+        bare_plain[n] = best_of(5, [&] { return plain.rate(rays, threads, hits); });
+    }
+    fmt::print("{} triangles, {:.0f} eye rays, {} hits (bare loop {})\n", t.triangles.size() / 3,
+               rays_per_frame, seen, hits);
+    for (const std::size_t n : {std::size_t{0}, std::size_t{1}})
+        fmt::print(
+            "{} thread{}: vx_render {:.2f}, bare Embree {:.2f} (robust), {:.2f} (not robust) "
+            "million rays/s\n",
+            n + 1, n == 0 ? "" : "s", ours[n] / 1e6, bare[n] / 1e6, bare_plain[n] / 1e6);
+    fmt::print("ratio eye_rays_per_thread {:.2f} (against the loop that is not robust {:.2f})\n",
+               ours[0] / bare[0], ours[0] / bare_plain[0]);
+    fmt::print("ratio eye_rays_two_threads {:.2f}\n", ours[1] / ours[0]);
+    return 0;
+}
