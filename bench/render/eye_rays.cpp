@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <limits>
 #include <vector>
 
@@ -55,10 +56,24 @@ const char* const camera_instance =
     "instance \"camI\" \"cam\" transform 1 0 0 0 0 0.70710678 0.70710678 0 0 -0.70710678 "
     "0.70710678 0 0 0 -8.4852814 1 end instance\n";
 
-double seconds(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
+// Seconds of processor time, which tell the cost of one thread on a busy machine as well, and of
+// the clock on the wall, which alone tells what a second thread gives.
+struct Clocks {
+    double processor = 0;
+    double wall = 0;
+    static Clocks now() {
+        return {static_cast<double>(std::clock()) / CLOCKS_PER_SEC,
+                std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+                    .count()};
+    }
+    Clocks operator-(const Clocks& b) const { return {processor - b.processor, wall - b.wall}; }
+    [[nodiscard]] double of(int threads) const { return threads == 1 ? processor : wall; }
+};
+
+double seconds(int threads, const std::function<void()>& work) {
+    const Clocks start = Clocks::now();
     work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return (Clocks::now() - start).of(threads);
 }
 
 double best_of(int runs, const std::function<double()>& measure) {
@@ -99,7 +114,7 @@ class Bare {
                 std::uint64_t& hits) const {
         std::atomic<std::uint64_t> found{0};
         tbb::task_arena arena(threads);
-        const double time = seconds([&] {
+        const double time = seconds(threads, [&] {
             arena.execute([&] {
                 tbb::parallel_for(tbb::blocked_range<std::size_t>(0, rays.size(), 1024),
                                   [&](const auto& range) {
@@ -179,16 +194,14 @@ int main() {
     std::array<double, 2> ours{};
     std::uint64_t seen = 0;
     const double rays_per_frame = static_cast<double>(width) * height;
-    // Seconds of the frame loop as the renderer itself reports them; building the tree is not in
-    // it.
-    const auto reported = [&] {
-        for (auto m = scene.messages.rbegin(); m != scene.messages.rend(); ++m)
-            if (const auto at = m->find(" rays/s"); at != std::string::npos) {
-                const auto from = m->rfind(' ', at - 1);
-                return std::stod(m->substr(from + 1, at - from - 1));
-            }
-        return 0.0;
-    };
+    // The frame loop runs between two messages; building the tree comes before the first.
+    Clocks start;
+    Clocks stop;
+    scene.context.messages.set_sink([&](vx::shading::Level, std::string_view line) {
+        if (line.find(" ready after ") != std::string_view::npos) start = Clocks::now();
+        if (line.find(" eye rays in ") != std::string_view::npos) stop = Clocks::now();
+        scene.messages.emplace_back(line);
+    });
     vx::shading::RenderRequest request;
     scene.on_rendered = [&](const vx::shading::RenderRequest& r) { request = r; };
     scene.run(text);
@@ -218,7 +231,7 @@ int main() {
         ours[n] = best_of(5, [&] {
             vx::image::Frame frame(0, 0, false);
             scene.renderer.render(request, frame);
-            return reported();
+            return rays_per_frame / (stop - start).of(threads);
         });
         bare[n] = best_of(5, [&] { return robust.rate(rays, threads, hits); });
         bare_plain[n] = best_of(5, [&] { return plain.rate(rays, threads, hits); });

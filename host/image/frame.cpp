@@ -26,16 +26,41 @@ void accumulate(miColor& sum, const miColor& c, float w) {
 
 } // namespace
 
-Tile::Tile(Rect rect, const Filter& filter, bool surfaces) : rect_(rect), filter_(filter) {
+Tile::Tile(Rect rect, const Filter& filter, bool surfaces)
+    : filter_(filter),
+      with_surfaces_(surfaces),
+      one_pixel_(filter.radius_x() == 0.5f && filter.radius_y() == 0.5f &&
+                 filter.weight(0.49f, 0.49f) == 1.0f) {
+    reset(rect);
+}
+
+void Tile::reset(Rect rect) {
+    rect_ = rect;
     // A sample in the outermost pixel reaches pixels whose centre is closer than the radius.
-    const int bx = static_cast<int>(std::ceil(filter.radius_x() - 0.5f));
-    const int by = static_cast<int>(std::ceil(filter.radius_y() - 0.5f));
+    const int bx = static_cast<int>(std::ceil(filter_.radius_x() - 0.5f));
+    const int by = static_cast<int>(std::ceil(filter_.radius_y() - 0.5f));
     reach_ = {rect.x0 - bx, rect.y0 - by, rect.x1 + bx, rect.y1 + by};
-    sums_.resize(area(reach_));
-    if (surfaces) surfaces_.resize(area(rect_));
+    sums_.assign(area(reach_), Sum{});
+    if (with_surfaces_) surfaces_.assign(area(rect_), Surface{});
 }
 
 void Tile::add(const Sample& sample, float weight) {
+    if (one_pixel_) {
+        const int x = static_cast<int>(std::floor(sample.x));
+        const int y = static_cast<int>(std::floor(sample.y));
+        if (x < rect_.x0 || x >= rect_.x1 || y < rect_.y0 || y >= rect_.y1) return;
+        Sum& sum =
+            sums_[static_cast<std::size_t>(y - rect_.y0) * static_cast<std::size_t>(rect_.width()) +
+                  static_cast<std::size_t>(x - rect_.x0)];
+        accumulate(sum.color, sample.color, weight);
+        sum.weight += weight;
+    } else {
+        spread(sample, weight);
+    }
+    if (with_surfaces_) add_surface(sample);
+}
+
+void Tile::spread(const Sample& sample, float weight) {
     const int x0 =
         std::max(reach_.x0, static_cast<int>(std::floor(sample.x - filter_.radius_x() - 0.5f)));
     const int y0 =
@@ -56,8 +81,9 @@ void Tile::add(const Sample& sample, float weight) {
             sum.weight += w;
         }
     }
-    if (surfaces_.empty()) return;
+}
 
+void Tile::add_surface(const Sample& sample) {
     const int px = std::clamp(static_cast<int>(std::floor(sample.x)), rect_.x0, rect_.x1 - 1);
     const int py = std::clamp(static_cast<int>(std::floor(sample.y)), rect_.y0, rect_.y1 - 1);
     Surface& surface = surfaces_[static_cast<std::size_t>(py - rect_.y0) *

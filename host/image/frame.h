@@ -55,6 +55,9 @@ class Tile {
     // `surfaces`: whether anything but colour is wanted.
     Tile(Rect rect, const Filter& filter, bool surfaces);
 
+    // Starts over with other pixels and keeps the memory.
+    void reset(Rect rect);
+
     // Adds a sample that lies in the tile. `weight`: the share of a pixel that it stands for.
     void add(const Sample& sample, float weight);
 
@@ -62,6 +65,8 @@ class Tile {
 
   private:
     friend class Frame;
+    void spread(const Sample& sample, float weight);
+    void add_surface(const Sample& sample);
     struct Sum {
         miColor color{};
         float weight = 0.0f;
@@ -69,6 +74,8 @@ class Tile {
     Rect rect_;
     Rect reach_; // rect_ and the border
     Filter filter_;
+    bool with_surfaces_;
+    bool one_pixel_; // a box of one pixel: each sample counts for its own pixel only
     std::vector<Sum> sums_;
     std::vector<Surface> surfaces_;
 };

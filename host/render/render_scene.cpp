@@ -250,13 +250,11 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
         return Outcome::failed;
     }
 
-    std::atomic<std::uint64_t> rays{0};
     SamplingCalls calls;
     calls.eye = [&](const EyeRequest& eye) {
         const CameraRay ray = camera_ray(*camera, to_world, eye.x, eye.y);
         const trace::EyeResult seen =
             renderer.eye({ray.origin, ray.direction, eye.x, eye.y, eye.first ? 0 : eye.key | 1u});
-        rays.fetch_add(1, std::memory_order_relaxed);
         image::Sample sample;
         sample.x = eye.x;
         sample.y = eye.y;
@@ -271,7 +269,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     };
     calls.tile_done = [&](std::uint64_t done, std::uint64_t total) {
         context_.thread().end_tile();
-        progress_.update(done, total, rays.load(std::memory_order_relaxed));
+        progress_.update(done, total, renderer.eye_rays());
     };
     calls.cancelled = [&] {
         if (interrupt_.load(std::memory_order_relaxed) && !context_.aborted()) context_.cancel();
@@ -293,8 +291,9 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
         return interrupt_ ? Outcome::interrupted : Outcome::failed;
     }
     const double seconds = seconds_since(rendering);
-    say(Level::info, fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", rays.load(), seconds,
-                                 static_cast<double>(rays.load()) / std::max(seconds, 1e-9)));
+    say(Level::info,
+        fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", renderer.eye_rays(), seconds,
+                    static_cast<double>(renderer.eye_rays()) / std::max(seconds, 1e-9)));
     return context_.shaders_refused() ? Outcome::failed : Outcome::done;
 }
 

@@ -92,13 +92,11 @@ class FrameLoop {
         first_key_ = r.eye.key;
     }
 
-    std::unique_ptr<Tile> render_tile(const Rect& rect) {
-        auto tile = std::make_unique<Tile>(rect, s_.filter, s_.surfaces);
+    void render_tile(Tile& tile) {
         if (block_ > 1)
-            coarse_tile(*tile);
+            coarse_tile(tile);
         else
-            fine_tile(*tile, nullptr);
-        return tile;
+            fine_tile(tile, nullptr);
     }
 
     void set_tile_size(int size) { tile_ = size; }
@@ -142,7 +140,8 @@ class FrameLoop {
     }
 
     Sample take(const Request& request) {
-        if (calls_.cancelled && calls_.cancelled()) throw Cancelled{};
+        thread_local unsigned taken = 0;
+        if (++taken % 16 == 0 && calls_.cancelled && calls_.cancelled()) throw Cancelled{};
         if (request.eye.key == first_key_ && first_) return *first_;
         return calls_.eye(request.eye);
     }
@@ -311,6 +310,46 @@ class FrameLoop {
     std::uint64_t first_key_ = 0;
 };
 
+// Merges finished tiles into the frame in the order of their numbers, so that sums do not depend on
+// which thread was first, and hands their memory to the next.
+class TileStore {
+  public:
+    TileStore(image::Frame& frame, const SamplingSettings& settings, std::size_t count)
+        : frame_(frame), settings_(settings), waiting_(count) {}
+
+    std::unique_ptr<Tile> get(const Rect& rect) {
+        std::unique_ptr<Tile> tile;
+        {
+            const std::scoped_lock lock(mutex_);
+            if (!free_.empty()) {
+                tile = std::move(free_.back());
+                free_.pop_back();
+            }
+        }
+        if (tile)
+            tile->reset(rect);
+        else
+            tile = std::make_unique<Tile>(rect, settings_.filter, settings_.surfaces);
+        return tile;
+    }
+
+    void put(std::size_t number, std::unique_ptr<Tile> tile) {
+        const std::scoped_lock lock(mutex_);
+        waiting_[number] = std::move(tile);
+        for (; next_ < waiting_.size() && waiting_[next_]; ++next_) {
+            frame_.merge(*waiting_[next_]);
+            free_.push_back(std::move(waiting_[next_]));
+        }
+    }
+
+  private:
+    image::Frame& frame_;
+    const SamplingSettings& settings_;
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<Tile>> waiting_, free_;
+    std::size_t next_ = 0;
+};
+
 std::vector<Rect> make_tiles(const Rect& window, int size) {
     std::vector<Rect> tiles;
     if (window.empty()) return tiles;
@@ -341,7 +380,7 @@ image::Frame render_frame(const SamplingSettings& settings, const SamplingCalls&
                                       static_cast<std::size_t>(threads));
     tbb::task_arena arena(threads);
 
-    std::vector<std::unique_ptr<Tile>> tiles(rects.size());
+    TileStore store(frame, settings, rects.size());
     std::atomic<std::size_t> next{0};
     std::atomic<bool> stop{false};
     std::mutex failure_mutex;
@@ -366,7 +405,9 @@ image::Frame render_frame(const SamplingSettings& settings, const SamplingCalls&
         guarded([&] {
             for (std::size_t i = next++; i < rects.size() && !stop; i = next++) {
                 if (calls.cancelled && calls.cancelled()) throw Cancelled{};
-                tiles[i] = loop.render_tile(rects[i]);
+                std::unique_ptr<Tile> tile = store.get(rects[i]);
+                loop.render_tile(*tile);
+                store.put(i, std::move(tile));
                 if (!calls.tile_done) continue;
                 const std::scoped_lock lock(done_mutex);
                 done += static_cast<std::uint64_t>(rects[i].width()) *
@@ -386,8 +427,6 @@ image::Frame render_frame(const SamplingSettings& settings, const SamplingCalls&
     });
     if (failure) std::rethrow_exception(failure);
     complete = !stop;
-    for (const auto& tile : tiles)
-        if (tile) frame.merge(*tile);
     return frame;
 }
 

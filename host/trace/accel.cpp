@@ -148,8 +148,10 @@ class Accel::Impl {
 Accel::Accel(std::span<const Placement> placements, const std::string& config)
     : placements_(placements.begin(), placements.end()), impl_(std::make_unique<Impl>(config)) {
     std::unordered_map<const scene::Mesh*, std::size_t> uses;
-    for (const Placement& p : placements_)
+    for (const Placement& p : placements_) {
         ++uses[p.mesh];
+        faces_matter_ = faces_matter_ || p.eye_face != miFACE_BOTH;
+    }
     for (std::size_t i = 0; i < placements_.size(); ++i) {
         const Placement& p = placements_[i];
         if (p.mesh->triangles.empty()) continue;
@@ -193,13 +195,13 @@ void fill(RTCRay& to, const Ray& ray) {
     to.flags = 0;
 }
 
-Context make_context(const Ray& ray, const std::vector<Placement>& placements) {
+Context make_context(const Ray& ray, const std::vector<Placement>& placements, bool faces) {
     Context context{};
     rtcInitIntersectContext(&context.base);
     context.placements = &placements;
     context.ignore = ray.ignore;
-    context.faces = ray.faces;
-    if (ray.ignore || ray.faces) context.base.filter = filter;
+    context.faces = faces;
+    if (ray.ignore || faces) context.base.filter = filter;
     return context;
 }
 
@@ -211,7 +213,7 @@ bool Accel::intersect(const Ray& ray, Hit& hit) const {
     fill(query.ray, ray);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-    Context context = make_context(ray, placements_);
+    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
     rtcIntersect1(impl_->top.get(), &context.base, &query);
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
     hit.primitive = {placement_of(query.hit), query.hit.primID};
@@ -225,7 +227,7 @@ bool Accel::occluded(const Ray& ray) const {
     if (!finite(ray.origin) || !finite(ray.direction)) return false;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, placements_);
+    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
     rtcOccluded1(impl_->top.get(), &context.base, &query);
     return query.tfar < 0.0f;
 }
@@ -235,7 +237,7 @@ void Accel::all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const
     if (limit == 0 || !finite(ray.origin) || !finite(ray.direction)) return;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, placements_);
+    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
     context.base.filter = filter;
     context.all = &hits;
     context.limit = limit;

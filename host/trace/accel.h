@@ -95,6 +95,7 @@ class Accel {
     class Impl;
     std::vector<Placement> placements_;
     std::size_t triangles_ = 0;
+    bool faces_matter_ = false; // some placement shows eye rays one side only
     std::unique_ptr<Impl> impl_;
 };
 

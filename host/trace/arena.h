@@ -4,6 +4,7 @@
 #include "host/trace/accel.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -78,7 +79,8 @@ class ThreadArena {
         const void* counter = nullptr; // address of the caller's counter
         std::uint64_t seed = 0;
     };
-    std::uint64_t eye_key = 0; // of the eye ray under way; 0 for the frame's first
+    std::atomic<std::uint64_t> eye_rays{0}; // written by its own thread only
+    std::uint64_t eye_key = 0;              // of the eye ray under way; 0 for the frame's first
     std::vector<std::pair<std::size_t, std::uint32_t>> asked; // per shader instance since then
     std::array<Loop, 64> loops{};
     std::size_t next_loop = 0;
@@ -88,6 +90,7 @@ class ThreadArena {
     void begin_eye_ray(std::uint64_t key) {
         eye_key = key;
         asked.clear();
+        eye_rays.store(eye_rays.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
 
   private:

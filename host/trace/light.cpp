@@ -98,9 +98,8 @@ bool Renderer::shadow_shader(miColor* result, miState* light_state, const Hit& h
     }
     miState& c = slot->state;
     c.type = miRAY_SHADOW;
-    enter_surface(hit, false, *slot);
+    const miMaterial* const material = enter_surface(hit, false, *slot);
     c.dist = static_cast<double>(std::max(0.0f, length - hit.distance));
-    const auto* const material = context_.database.find<miMaterial>(c.material, miSCENE_MATERIAL);
     if (!material || material->shadow == miNULLTAG) {
         *result = {};
         return false;

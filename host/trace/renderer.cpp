@@ -30,6 +30,18 @@ Renderer::Renderer(shading::Context& context, const World& world, miCamera& came
     const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : identity;
     camera_origin_ = point(to_world.data(), {0.0f, 0.0f, 0.0f});
     camera_forward_ = normalized(direction(to_world.data(), {0.0f, 0.0f, -1.0f}));
+    frame_state_.version = 2;
+    frame_state_.camera_inst = world_.camera_instance();
+    frame_state_.camera = &camera_;
+    frame_state_.options = &options_;
+    frame_state_.global_lock = context_.global_lock;
+    frame_state_.type = miRAY_EYE;
+    frame_state_.volume = camera_.volume;
+    frame_state_.environment = camera_.environment;
+    frame_state_.face = options_.face;
+    frame_state_.ior = 1.0f;
+    frame_state_.ior_in = 1.0f;
+    frame_state_.importance = 1.0f;
     context_.renderer = this;
 }
 
@@ -45,21 +57,12 @@ ThreadArena& Renderer::arena() {
     return *arenas_.back();
 }
 
-miState Renderer::frame_state() const {
-    miState state{};
-    state.version = 2;
-    state.camera_inst = world_.camera_instance();
-    state.camera = &camera_;
-    state.options = &options_;
-    state.global_lock = context_.global_lock;
-    state.type = miRAY_EYE;
-    state.volume = camera_.volume;
-    state.environment = camera_.environment;
-    state.face = options_.face;
-    state.ior = 1.0f;
-    state.ior_in = 1.0f;
-    state.importance = 1.0f;
-    return state;
+std::uint64_t Renderer::eye_rays() {
+    const std::scoped_lock lock(arenas_mutex_);
+    std::uint64_t sum = 0;
+    for (const auto& arena : arenas_)
+        sum += arena->eye_rays.load(std::memory_order_relaxed);
+    return sum;
 }
 
 void Renderer::too_deep() {
@@ -90,7 +93,7 @@ EyeResult Renderer::eye(const EyeRay& ray) {
     if (!slot) return {};
     shading::ThreadContext& thread = context_.thread();
     miState& state = slot->state;
-    state = frame_state();
+    state = frame_state_;
     state.thread = static_cast<short>(thread.number);
     state.raster_x = ray.raster_x;
     state.raster_y = ray.raster_y;
@@ -171,9 +174,9 @@ bool Renderer::cast_eye(miColor* result, miState* state, bool through_lens) {
     const ThreadArena::Running running(arena(), slot);
     Hit hit;
     if (!world_.accel().intersect(ray, hit)) return leave_scene(result, *slot);
-    enter_surface(hit, true, *slot);
+    const miMaterial* const material = enter_surface(hit, true, *slot);
     state->child = &c;
-    const bool lit = shade(result, *slot);
+    const bool lit = shade(result, *slot, material);
     state->label = c.label;
     state->point = c.point;
     state->normal = c.normal;
@@ -182,8 +185,9 @@ bool Renderer::cast_eye(miColor* result, miState* state, bool through_lens) {
     return lit;
 }
 
-// The surface, its material's shader and environment into the state of the ray that met it.
-void Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
+// The surface, its material's shader and environment into the state of the ray that met it. Returns
+// the material; null when there is none.
+const miMaterial* Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
     fill_surface(world_, hit, face_ray, slot);
     miState& state = slot.state;
     state.refraction_volume = miNULLTAG;
@@ -191,16 +195,15 @@ void Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
         context_.database.find<miMaterial>(state.material, miSCENE_MATERIAL);
     if (!material) {
         state.shader = nullptr;
-        return;
+        return nullptr;
     }
     state.shader = context_.database.find<miFunction>(material->shader, miSCENE_FUNCTION);
     state.refraction_volume = material->volume;
     if (material->environment != miNULLTAG) state.environment = material->environment;
+    return material;
 }
 
-bool Renderer::shade(miColor* result, Slot& slot) {
-    const auto* const material =
-        context_.database.find<miMaterial>(slot.state.material, miSCENE_MATERIAL);
+bool Renderer::shade(miColor* result, Slot& slot, const miMaterial* material) {
     bool lit = false;
     if (material && material->shader != miNULLTAG)
         lit =
@@ -274,9 +277,9 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
         state->child = nullptr;
         return lit;
     }
-    enter_surface(hit, true, *slot);
+    const miMaterial* const material = enter_surface(hit, true, *slot);
     state->child = &c;
-    return shade(result, *slot);
+    return shade(result, *slot, material);
 }
 
 bool Renderer::trace_reflection(miColor* result, miState* state, const miVector& direction) {

@@ -49,7 +49,9 @@ class Renderer {
     [[nodiscard]] const World& world() const { return world_; }
     [[nodiscard]] const Textures* textures() const { return textures_; }
     // A state with the frame's part filled in and no ray.
-    [[nodiscard]] miState frame_state() const;
+    [[nodiscard]] const miState& frame_state() const { return frame_state_; }
+    // Eye rays sent so far, by all threads.
+    [[nodiscard]] std::uint64_t eye_rays();
     // The calling thread's memory.
     [[nodiscard]] ThreadArena& arena();
 
@@ -76,9 +78,9 @@ class Renderer {
     Slot* child(miState* parent);
     bool bounce(miColor* result, miState* state, const miVector& direction, Bounce kind);
     bool cast_eye(miColor* result, miState* state, bool through_lens);
-    bool shade(miColor* result, Slot& slot);
+    bool shade(miColor* result, Slot& slot, const miMaterial* material);
     bool leave_scene(miColor* result, Slot& slot);
-    void enter_surface(const Hit& hit, bool face_ray, Slot& slot);
+    const miMaterial* enter_surface(const Hit& hit, bool face_ray, Slot& slot);
     void run_volume(miColor* result, Slot& slot);
     bool light_leaf(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
                     const LightLeaf& leaf);
@@ -90,6 +92,7 @@ class Renderer {
     miCamera& camera_;
     miOptions& options_;
     const Textures* textures_;
+    miState frame_state_{};
     miVector camera_origin_{}, camera_forward_{};
     const std::uint64_t id_;
     std::mutex arenas_mutex_;
