@@ -23,6 +23,9 @@ struct SceneRenderer::Output {
 
 namespace {
 
+// 20 bytes each, and as much again for what is written.
+constexpr std::int64_t max_pixels = std::int64_t{1} << 29;
+
 double seconds_since(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
@@ -214,6 +217,13 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     }
     override_camera(*camera);
     override_options(*options);
+    if (camera->x_resolution < 1 || camera->y_resolution < 1 ||
+        static_cast<std::int64_t>(camera->x_resolution) * camera->y_resolution > max_pixels) {
+        say(Level::error,
+            fmt::format("a picture of {} x {} pixels cannot be made; {} are the limit",
+                        camera->x_resolution, camera->y_resolution, max_pixels));
+        return Outcome::failed;
+    }
     if (!load_textures()) return Outcome::failed;
 
     const auto start = std::chrono::steady_clock::now();
