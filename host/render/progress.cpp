@@ -45,7 +45,7 @@ void Progress::start(std::string what) {
 
 void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t rays) {
     if (style_ == Style::none) return;
-    const std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex_);
     const Clock::time_point now = Clock::now();
     const double seconds = std::chrono::duration<double>(now - start_).count();
     if (style_ == Style::terminal) {
@@ -61,7 +61,10 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
     if (part <= last_part_ || part >= 10 || now - last_ < std::chrono::seconds(2)) return;
     last_part_ = part;
     last_ = now;
-    line_(progress_text(what_, done, total, rays, seconds));
+    const std::string text = progress_text(what_, done, total, rays, seconds);
+    // Whoever writes the line first calls finish(), as before every message.
+    lock.unlock();
+    line_(text);
 }
 
 void Progress::finish() {

@@ -47,3 +47,17 @@ TEST(Progress, LongFramesLeaveOneLinePerTenthAtMost) {
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].find("10 % of frame 1"), 0u) << lines[0];
 }
+
+TEST(Progress, WhoeverWritesTheLineMayWipeTheTerminalFirst) {
+    int lines = 0;
+    Progress* self = nullptr;
+    Progress progress(Progress::Style::lines, [&](const std::string&) {
+        self->finish();
+        ++lines;
+    });
+    self = &progress;
+    progress.start("frame 1");
+    std::this_thread::sleep_for(std::chrono::milliseconds(2050));
+    progress.update(5, 10, 5);
+    EXPECT_EQ(lines, 1);
+}
