@@ -230,7 +230,8 @@ int main() {
         scene.settings.threads = threads;
         ours[n] = best_of(5, [&] {
             vx::image::Frame frame(0, 0, false);
-            scene.renderer.render(request, frame);
+            // Colour only, as for most pictures.
+            scene.renderer.render(request, frame, false);
             return rays_per_frame / (stop - start).of(threads);
         });
         bare[n] = best_of(5, [&] { return robust.rate(rays, threads, hits); });

@@ -4,23 +4,29 @@
 
 namespace vx::render {
 
-CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x, float y) {
-    const double w = camera.x_resolution;
-    const double h = camera.y_resolution;
+CameraRays::CameraRays(const miCamera& camera, const trace::Matrix& to_world)
+    : to_world_(to_world),
+      eye_(trace::point(to_world.data(), {0.0f, 0.0f, 0.0f})),
+      orthographic_(camera.orthographic != miFALSE),
+      focal_(camera.focal) {
     const double aperture = static_cast<double>(camera.aperture);
     const double aspect = camera.aspect != 0.0f ? static_cast<double>(camera.aspect) : 1.0;
-    const double cx =
-        ((static_cast<double>(x) - static_cast<double>(camera.x_offset)) / w - 0.5) * aperture;
-    const double cy = ((static_cast<double>(y) - static_cast<double>(camera.y_offset)) / h - 0.5) *
-                      aperture / aspect;
-    miVector origin{0.0f, 0.0f, 0.0f};
-    miVector direction{static_cast<float>(cx), static_cast<float>(cy), -camera.focal};
-    if (camera.orthographic) {
-        origin = {static_cast<float>(cx), static_cast<float>(cy), 0.0f};
-        direction = {0.0f, 0.0f, -1.0f};
-    }
-    return {trace::point(to_world.data(), origin),
-            trace::normalized(trace::direction(to_world.data(), direction))};
+    scale_x_ = aperture / camera.x_resolution;
+    shift_x_ = -0.5 * aperture - static_cast<double>(camera.x_offset) * scale_x_;
+    scale_y_ = aperture / aspect / camera.y_resolution;
+    shift_y_ = -0.5 * aperture / aspect - static_cast<double>(camera.y_offset) * scale_y_;
+}
+
+CameraRay CameraRays::at(float x, float y) const {
+    const auto cx = static_cast<float>(static_cast<double>(x) * scale_x_ + shift_x_);
+    const auto cy = static_cast<float>(static_cast<double>(y) * scale_y_ + shift_y_);
+    const miVector along = orthographic_ ? miVector{0.0f, 0.0f, -1.0f} : miVector{cx, cy, -focal_};
+    return {orthographic_ ? trace::point(to_world_.data(), {cx, cy, 0.0f}) : eye_,
+            trace::normalized(trace::direction(to_world_.data(), along))};
+}
+
+CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x, float y) {
+    return CameraRays(camera, to_world).at(x, y);
 }
 
 image::Rect render_window(const miCamera& camera) {

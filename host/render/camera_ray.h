@@ -22,6 +22,19 @@ struct CameraRay {
  *
  * taken to the world by `to_world`. A positive offset moves the picture to the right and upwards.
  */
+class CameraRays {
+  public:
+    CameraRays(const miCamera& camera, const trace::Matrix& to_world);
+    [[nodiscard]] CameraRay at(float x, float y) const;
+
+  private:
+    trace::Matrix to_world_;
+    miVector eye_;
+    bool orthographic_;
+    float focal_;
+    double scale_x_, shift_x_, scale_y_, shift_y_; // raster to image plane
+};
+
 [[nodiscard]] CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x,
                                    float y);
 

@@ -241,6 +241,8 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     const trace::Matrix to_world =
         camera_leaf ? trace::to_matrix(camera_leaf->tf.local_to_global) : trace::identity;
 
+    const CameraRays camera_rays(*camera, to_world);
+
     SamplingSettings sampling;
     sampling.width = camera->x_resolution;
     sampling.height = camera->y_resolution;
@@ -262,7 +264,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
 
     SamplingCalls calls;
     calls.eye = [&](const EyeRequest& eye) {
-        const CameraRay ray = camera_ray(*camera, to_world, eye.x, eye.y);
+        const CameraRay ray = camera_rays.at(eye.x, eye.y);
         const trace::EyeResult seen =
             renderer.eye({ray.origin, ray.direction, eye.x, eye.y, eye.first ? 0 : eye.key | 1u});
         image::Sample sample;
@@ -307,9 +309,10 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     return context_.shaders_refused() ? Outcome::failed : Outcome::done;
 }
 
-Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Frame& frame) {
+Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Frame& frame,
+                              bool surfaces) {
     try {
-        return render_frame(request, frame, true);
+        return render_frame(request, frame, surfaces);
     } catch (const std::exception& e) {
         progress_.finish();
         say(Level::error, e.what());

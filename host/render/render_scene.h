@@ -27,9 +27,10 @@ class SceneRenderer {
     // the context's messages.
     Outcome render(const shading::RenderRequest& request);
 
-    // The same without files; the picture, for callers that want it in memory. `frame` stays
-    // untouched unless the outcome is done.
-    Outcome render(const shading::RenderRequest& request, image::Frame& frame);
+    // The same without files; the picture, for callers that want it in memory, with or without
+    // depth, normals, motion and labels. `frame` stays untouched unless there is a picture.
+    Outcome render(const shading::RenderRequest& request, image::Frame& frame,
+                   bool surfaces = true);
 
     // Files written so far.
     [[nodiscard]] const std::vector<std::string>& written() const { return written_; }

@@ -178,6 +178,10 @@ class FrameLoop {
             for (int y = rect.y0; y < rect.y1; ++y)
                 for (int x = rect.x0; x < rect.x1; ++x) {
                     if (!is_wanted(x, y)) continue;
+                    if (pixel_min_ == 0) {
+                        tile.add(take(pixel_request(x, y, 0, 0, 0)), 1.0f);
+                        continue;
+                    }
                     take_pixel(x, y, pixel_min_, samples);
                     add_pixel(tile, samples);
                 }

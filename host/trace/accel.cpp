@@ -148,7 +148,8 @@ class Accel::Impl {
 Accel::Accel(std::span<const Placement> placements, const std::string& config)
     : placements_(placements.begin(), placements.end()), impl_(std::make_unique<Impl>(config)) {
     std::unordered_map<const scene::Mesh*, std::size_t> uses;
-    for (const Placement& p : placements_) {
+    for (Placement& p : placements_) {
+        p.mirrors = determinant(p.to_world) < 0.0;
         ++uses[p.mesh];
         faces_matter_ = faces_matter_ || p.eye_face != miFACE_BOTH;
     }
@@ -158,7 +159,7 @@ Accel::Accel(std::span<const Placement> placements, const std::string& config)
         triangles_ += p.mesh->triangles.size();
         const auto id = static_cast<unsigned>(i);
         if (uses[p.mesh] == 1) {
-            placements_[i].mirrored = determinant(p.to_world) < 0.0;
+            placements_[i].mirrored = p.mirrors;
             impl_->add_mesh(impl_->top.get(), id, *p.mesh, p.at_origin ? nullptr : &p.to_world,
                             p.mask);
             continue;

@@ -34,7 +34,9 @@ struct Placement {
     bool at_origin = true; // both matrices are the identity
     unsigned mask = 0;     // RayMask bits
     int eye_face = 3;      // miFACE_* bits: the sides that eye rays see
-    bool mirrored = false; // set by Accel: front and back have changed places in the top scene
+    // Set by Accel: the transformation mirrors; and by that, front and back have changed places in
+    // the top scene.
+    bool mirrors = false, mirrored = false;
 };
 
 // A triangle of the frame: number of the placement, number of the triangle.

@@ -106,10 +106,11 @@ EyeResult Renderer::eye(const EyeRay& ray) {
     if (options_.lens && camera_.lens != miNULLTAG) {
         const ThreadArena::Running running(memory, slot);
         shading::call_one(context_, camera_.lens, &result.color, &state, miSHADER_LENS);
+        result.hit = state.child != nullptr;
     } else {
-        cast_eye(&result.color, &state, false);
+        // Without a lens the material's state is the first one: it has no parent.
+        shoot_eye(&result.color, *slot, result.hit);
     }
-    result.hit = state.child != nullptr;
     if (result.hit) {
         result.depth = dot(state.point - camera_origin_, camera_forward_);
         result.normal = state.normal;
@@ -126,7 +127,7 @@ bool Renderer::trace_eye(miColor* result, miState* state, const miVector& origin
     state->dir = dir;
     *result = {};
     const miTag next = state->shader ? state->shader->next_function : miNULLTAG;
-    if (next == miNULLTAG) return cast_eye(result, state, true);
+    if (next == miNULLTAG) return cast_eye(result, state);
 
     Slot* const slot = child(state);
     if (!slot) {
@@ -149,16 +150,29 @@ bool Renderer::trace_eye(miColor* result, miState* state, const miVector& origin
     return lit;
 }
 
-// Casts the eye ray of `state` and shades what it meets. Without a lens shader the material's state
-// has no parent.
-bool Renderer::cast_eye(miColor* result, miState* state, bool through_lens) {
+// Casts the eye ray behind the last lens shader.
+bool Renderer::cast_eye(miColor* result, miState* state) {
     Slot* const slot = child(state);
     state->child = nullptr;
     if (!slot) return false;
     miState& c = slot->state;
-    if (!through_lens) c.parent = nullptr;
     c.type = miRAY_EYE;
+    const shading::StateScope scope(context_.thread(), c);
+    bool hit = false;
+    const bool lit = shoot_eye(result, *slot, hit);
+    if (!hit) return lit;
+    state->child = &c;
+    state->label = c.label;
+    state->point = c.point;
+    state->normal = c.normal;
+    state->dist = c.dist;
+    state->motion = c.motion;
+    return lit;
+}
 
+// Casts the eye ray in the slot and shades what it meets.
+bool Renderer::shoot_eye(miColor* result, Slot& slot, bool& hit) {
+    const miState& c = slot.state;
     Ray ray;
     ray.origin = c.org;
     ray.direction = c.dir;
@@ -170,19 +184,13 @@ bool Renderer::cast_eye(miColor* result, miState* state, bool through_lens) {
     ray.near_limit = camera_.clip.min * stretch;
     ray.far_limit = camera_.clip.max * stretch;
 
-    const shading::StateScope scope(context_.thread(), c);
-    const ThreadArena::Running running(arena(), slot);
-    Hit hit;
-    if (!world_.accel().intersect(ray, hit)) return leave_scene(result, *slot);
-    const miMaterial* const material = enter_surface(hit, true, *slot);
-    state->child = &c;
-    const bool lit = shade(result, *slot, material);
-    state->label = c.label;
-    state->point = c.point;
-    state->normal = c.normal;
-    state->dist = c.dist;
-    state->motion = c.motion;
-    return lit;
+    const ThreadArena::Running running(arena(), &slot);
+    Hit found;
+    hit = world_.accel().intersect(ray, found);
+    if (!hit) return leave_scene(result, slot);
+    const miMaterial* const material = enter_surface(found, true, slot);
+    if (slot.state.parent) slot.state.parent->child = &slot.state;
+    return shade(result, slot, material);
 }
 
 // The surface, its material's shader and environment into the state of the ray that met it. Returns

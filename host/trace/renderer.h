@@ -77,7 +77,8 @@ class Renderer {
 
     Slot* child(miState* parent);
     bool bounce(miColor* result, miState* state, const miVector& direction, Bounce kind);
-    bool cast_eye(miColor* result, miState* state, bool through_lens);
+    bool cast_eye(miColor* result, miState* state);
+    bool shoot_eye(miColor* result, Slot& slot, bool& hit);
     bool shade(miColor* result, Slot& slot, const miMaterial* material);
     bool leave_scene(miColor* result, Slot& slot);
     const miMaterial* enter_surface(const Hit& hit, bool face_ray, Slot& slot);

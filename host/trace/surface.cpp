@@ -102,8 +102,7 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
                          a[0] * b[1] - a[1] * b[0]};
     const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
     // A mirroring transformation turns the order of the corners round; the front stays the front.
-    const double f =
-        length > 0.0 ? (determinant(placement.to_world) < 0.0 ? -1.0 : 1.0) / length : 0.0;
+    const double f = length > 0.0 ? (placement.mirrors ? -1.0 : 1.0) / length : 0.0;
     state.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
                          static_cast<float>(n[2] * f)};
 
