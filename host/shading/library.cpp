@@ -13,6 +13,17 @@ namespace vx::shading {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+// A leak report can only name functions of libraries that are still loaded.
+constexpr int keep_loaded = RTLD_NODELETE;
+#else
+constexpr int keep_loaded = 0;
+#endif
+
+} // namespace
+
 Libraries::~Libraries() {
     for (auto library = libraries_.rbegin(); library != libraries_.rend(); ++library)
         dlclose(library->handle);
@@ -40,7 +51,7 @@ std::string Libraries::load(const std::string& path) {
         const fs::path full = fs::canonical(candidate, ignored);
         const auto same = [&](const Library& library) { return library.path == full.string(); };
         if (std::any_of(libraries_.begin(), libraries_.end(), same)) return {};
-        void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL);
+        void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL | keep_loaded);
         if (handle == nullptr) {
             const char* const why = dlerror();
             return why == nullptr ? "cannot load " + full.string() : std::string(why);
