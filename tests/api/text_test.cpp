@@ -13,11 +13,11 @@ TEST_F(ApiText, WithoutARegistryTextsAreCopied) {
 
 TEST_F(ApiText, NamesAreReplaced) {
     context.substitute = [](std::string_view text) {
-        return "/root" + std::string(text.substr(3));
+        return "/tree" + std::string(text.substr(3));
     };
     char buffer[100];
     EXPECT_EQ(mi_string_substitute(buffer, "{A}/b", 100), 7);
-    EXPECT_STREQ(buffer, "/root/b");
+    EXPECT_STREQ(buffer, "/tree/b");
 }
 
 TEST_F(ApiText, WhatDoesNotFitIsCutAndStillEndsWithAZero) {
