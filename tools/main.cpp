@@ -26,6 +26,11 @@ constexpr Verb verbs[] = {
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
      "b.npz",
      vx::cache::add_diff},
+    {"lookup", "what the reader shader sees at a point, and why", "Look",
+     "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
+     "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
+     "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
+     vx::cache::add_lookup},
     {"convert", "from one format to another", "Make",
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
@@ -70,7 +75,7 @@ int main(int argc, char** argv) {
         sub->add_flag("-q,--quiet", session.quiet, "say errors only")->group("General");
         sub->add_flag("-v,--verbose", session.verbose, "say more")->group("General");
         const std::string name = verb.name;
-        if (name == "info" || name == "check" || name == "diff") {
+        if (name == "info" || name == "check" || name == "diff" || name == "lookup") {
             sub->add_flag("--json", session.json, "report as JSON")->group("General");
         }
         sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });

@@ -6,11 +6,11 @@
 // Both sides take turns; of each the best of several rounds counts. The bare search keeps one
 // lookup for all queries and walks no result; the shader makes its own and everything else that it
 // has to.
-#include "bench/reader/small_renderer.h"
 #include "mi_shader_if.h"
 #include "src/platform/map_read.h"
 #include "src/reader/instance_data.h"
 #include "src/reader/my_distance.h"
+#include "tools/reader/small_renderer.h"
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -144,9 +144,9 @@ int main(int argc, char** argv) {
     const auto folder =
         std::filesystem::temp_directory_path() / ("vx_bench_reader_" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
-    vx::bench::strings[1] = (folder / "cloud.0001.mrmap").string();
-    vx::bench::strings[2] = "0-2";
-    write_cloud(vx::bench::strings[1], side);
+    vx::small_renderer::strings[1] = (folder / "cloud.0001.mrmap").string();
+    vx::small_renderer::strings[2] = "0-2";
+    write_cloud(vx::small_renderer::strings[1], side);
 
     void* const library = dlopen(VX_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {

@@ -74,7 +74,11 @@ void ReadInstanceData::LoadMap() {
     const std::string file = MakeFrameFileName(GetTagString(fileName), "mrmap", frame);
     if (file.empty()) return;
 
-    mapHolder = new mi::shader_v3::Access_map(file.c_str());
+    TakeMap(new mi::shader_v3::Access_map(file.c_str()), file.c_str());
+}
+
+void ReadInstanceData::TakeMap(mi::shader_v3::Access_map* access, const char* file) {
+    mapHolder = access;
     const mi::shader_v3::Map_base* map = (*mapHolder).operator->();
     if (map == nullptr || map->is_empty()) {
         delete mapHolder;
@@ -84,8 +88,7 @@ void ReadInstanceData::LoadMap() {
 
     const mi::shader_v3::Map_declaration declaration(*mapHolder);
     if (!map_read::HasField(declaration, "rgbPP")) {
-        mi_warning("%s: %s does not have a %s attribute, aborting", kShaderName, file.c_str(),
-                   "rgbPP");
+        mi_warning("%s: %s does not have a %s attribute, aborting", kShaderName, file, "rgbPP");
         delete mapHolder;
         mapHolder = nullptr;
         disabled = miTRUE;
@@ -99,7 +102,7 @@ void ReadInstanceData::LoadMap() {
         if (has)
             field = map_read::FieldId(declaration, name);
         else
-            mi_warning("%s: %s does not have a %s attribute", kShaderName, file.c_str(), name);
+            mi_warning("%s: %s does not have a %s attribute", kShaderName, file, name);
     };
     find("opacityPP", hasOpacity, opacityField);
     find("normalPP", hasNormal, normalField);

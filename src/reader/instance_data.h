@@ -13,6 +13,9 @@ struct ReadInstanceData {
     // "rgbPP" is dropped with a warning and disables the instance; other fields that are missing
     // are warned about. With `disable` set nothing else is evaluated and nothing is loaded.
     ReadInstanceData(miState* state, ReadParameters* params);
+    // Takes over a map, which must not be null, and looks for its fields as above; `file` is for
+    // the warnings. For callers that have the map already: the parameters name no file then.
+    void TakeMap(mi::shader_v3::Access_map* access, const char* file);
     // Releases the map, then the labels.
     ~ReadInstanceData();
     ReadInstanceData(const ReadInstanceData&) = delete;

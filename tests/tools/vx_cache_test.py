@@ -311,7 +311,7 @@ class Command(Case):
 
     def test_help_names_the_verbs_and_is_status_0(self):
         text = self.ok("--help").stdout.decode()
-        for verb in ("info", "check", "convert", "filter", "merge", "transform", "diff"):
+        for verb in ("info", "check", "lookup", "convert", "filter", "merge", "transform", "diff"):
             self.assertIn(verb, text)
             self.assertIn("Examples:", self.ok(verb, "--help").stdout.decode())
 

@@ -1,7 +1,9 @@
 // Map files, through the renderer's map interface. The element's position is the attribute
 // "position", each field is an attribute, a global field one value for all points.
+#include "host/maps/interface.h"
 #include "tools/formats/columns.h"
 #include "tools/formats/format.h"
+#include "tools/formats/map_access.h"
 
 #include "src/points/attribute.h"
 
@@ -161,6 +163,9 @@ class MapCloud final : public Cloud {
             }
         }
     }
+
+    // A tag by which others get at the same map.
+    miTag tag() { return m_map.store(); }
 
   private:
     struct Field {
@@ -357,18 +362,14 @@ Map_status set_field(Target& target, const Field& f, std::size_t row) {
     }
 }
 
-} // namespace
-
-CloudPtr open_mrmap(FilePtr file, Findings& findings) {
-    return std::make_unique<MapCloud>(*file, findings);
-}
-
-void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
-    const auto ok = [&out](Map_status status) {
-        if (status != Map_status::OK) throw FileError(out.name(), -1, why_of(status));
+// Everything but the file. The name is for messages.
+std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
+                                    const WriteOptions& options, Notes& notes) {
+    const auto ok = [&name](Map_status status) {
+        if (status != Map_status::OK) throw FileError(name, -1, why_of(status));
     };
     if (cloud.count > std::numeric_limits<miUint>::max()) {
-        throw FileError(out.name(), -1, "a map counts at most 4294967295 points");
+        throw FileError(name, -1, "a map counts at most 4294967295 points");
     }
     Map_declaration declaration(3);
     std::vector<Field> fields = choose_fields(cloud, options, notes, declaration);
@@ -382,7 +383,8 @@ void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Not
     position.type = Map_field_type::Vector;
     position.width = 3;
 
-    Edit_map map(declaration);
+    auto owned = std::make_unique<Edit_map>(declaration);
+    Edit_map& map = *owned;
     Map_element element(declaration);
     FieldReader positions(cloud, position);
     std::vector<FieldReader> readers;
@@ -414,16 +416,53 @@ void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Not
         ok(set_field(*map.operator->(), fields[k], 0));
     }
     map->consolidate(tree_quality);
-    constexpr Map_base::File_format encodings[] = {Map_base::Closed_binary, Map_base::Open_binary,
-                                                   Map_base::Open_ASCII};
-    ok(map->write(out.temporary_name().c_str(), false,
-                  encodings[static_cast<std::size_t>(options.map)]));
     positions.report("position", notes);
     for (std::size_t k = 0; k < fields.size(); ++k) {
         if (fields[k].attribute < 0) continue;
         readers[k].report(cloud.attributes[static_cast<std::size_t>(fields[k].attribute)].name,
                           notes);
     }
+    return owned;
+}
+
+} // namespace
+
+SharedMap::SharedMap(miTag tag) : m_tag(tag) {}
+
+SharedMap::~SharedMap() {
+    vx::maps::remove_map(m_tag);
+}
+
+std::unique_ptr<Access_map> SharedMap::access() const {
+    return std::make_unique<Access_map>(m_tag);
+}
+
+std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes) {
+    miTag tag = miNULLTAG;
+    if (auto* const whole = dynamic_cast<MapCloud*>(&cloud)) {
+        tag = whole->tag();
+    } else {
+        WriteOptions options;
+        options.all_fields = false;
+        tag = build_map(cloud, cloud.file_name, options, notes)->store();
+    }
+    if (tag == miNULLTAG) {
+        throw FileError(cloud.file_name, -1, why_of(Map_status::Insufficient_memory));
+    }
+    return std::make_unique<SharedMap>(tag);
+}
+
+CloudPtr open_mrmap(FilePtr file, Findings& findings) {
+    return std::make_unique<MapCloud>(*file, findings);
+}
+
+void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    const std::unique_ptr<Edit_map> map = build_map(cloud, out.name(), options, notes);
+    constexpr Map_base::File_format encodings[] = {Map_base::Closed_binary, Map_base::Open_binary,
+                                                   Map_base::Open_ASCII};
+    const Map_status written = (*map)->write(out.temporary_name().c_str(), false,
+                                             encodings[static_cast<std::size_t>(options.map)]);
+    if (written != Map_status::OK) throw FileError(out.name(), -1, why_of(written));
 }
 
 } // namespace vx::cache

@@ -14,6 +14,7 @@ using Run = std::function<void(Session&)>;
 
 Run add_info(CLI::App& app);
 Run add_check(CLI::App& app);
+Run add_lookup(CLI::App& app);
 Run add_convert(CLI::App& app);
 Run add_filter(CLI::App& app);
 Run add_merge(CLI::App& app);

@@ -1,4 +1,4 @@
-#include "bench/reader/small_renderer.h"
+#include "tools/reader/small_renderer.h"
 
 #include "shader.h"
 
@@ -8,9 +8,13 @@
 namespace {
 
 void say(const char* level, const char* format, va_list arguments) {
-    std::fprintf(stderr, "%s: ", level);
-    std::vfprintf(stderr, format, arguments);
-    std::fputc('\n', stderr);
+    char text[2048];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    if (vx::small_renderer::messages) {
+        vx::small_renderer::messages(level, text);
+    } else {
+        std::fprintf(stderr, "%s: %s\n", level, text);
+    }
 }
 
 } // namespace
@@ -18,12 +22,12 @@ void say(const char* level, const char* format, va_list arguments) {
 extern "C" {
 
 void* mi_db_access(const miTag tag) {
-    return vx::bench::strings[tag].data();
+    return vx::small_renderer::strings[tag].data();
 }
 void mi_db_unpin(const miTag /*tag*/) {}
 miBoolean mi_query(const miQ_type /*query*/, miState* const /*state*/, miTag /*tag*/,
                    void* const result, ...) {
-    *static_cast<void***>(result) = &vx::bench::user_pointer;
+    *static_cast<void***>(result) = &vx::small_renderer::user_pointer;
     return miTRUE;
 }
 int mi_string_substitute(char* buffer, const char* text, int capacity) {
