@@ -22,6 +22,14 @@ constexpr Verb verbs[] = {
     {"check", "is a file whole, consistent, finite and sensible", "Look",
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
+    {"view", "a picture of a cloud", "Look",
+     "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
+     "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
+     "  vx_cache view shot.0001.pdc -o opacity.exr --by opacityPP --range 0,1 --flat\n"
+     "  vx_cache view shot.0001.pdc -o cam.png --camera scene.mi    as the render sees it\n"
+     "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
+     "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
+     vx::cache::add_view},
     {"diff", "compare two clouds; status 1 when they differ", "Look",
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
      "b.npz",
@@ -53,7 +61,7 @@ constexpr Verb verbs[] = {
 
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
-    CLI::App app("vx_cache: look at, check, convert and compare point caches");
+    CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vx_cache 0.1.0");
     app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. A file's content tells its format, then "
@@ -62,6 +70,7 @@ int main(int argc, char** argv) {
                "Examples:\n"
                "  vx_cache info shot.0001.pdc                     what is in it\n"
                "  vx_cache check 'shot.####.pdc'                  are all frames whole\n"
+               "  vx_cache view shot.0001.pdc -o shot.png         see it\n"
                "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
                "  vx_cache convert --help                         more on one verb\n"
                "\n"

@@ -20,5 +20,6 @@ Run add_filter(CLI::App& app);
 Run add_merge(CLI::App& app);
 Run add_transform(CLI::App& app);
 Run add_diff(CLI::App& app);
+Run add_view(CLI::App& app);
 
 } // namespace vx::cache

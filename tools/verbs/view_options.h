@@ -1,0 +1,47 @@
+// The options of `view` as typed, and what they mean.
+#pragma once
+
+#include "tools/picture/camera.h"
+#include "tools/picture/image_file.h"
+#include "tools/verbs/view_points.h"
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+
+namespace vx::cache {
+
+// What the command line says about the camera.
+struct CameraChoice {
+    std::optional<Vec> from, to;
+    Vec up{0, 1, 0};
+    std::string view; // of named_direction
+    bool orthographic = false;
+    double field_of_view = 35; // degrees, across the width
+    std::string scene;         // "scene.mi:instance" instead of all of the above
+    int width = 0, height = 0; // 0: not said
+};
+
+struct ViewOptions {
+    std::string input, output, frames;
+    bool force = false;
+    bool legend = true;
+    int turntable = 0; // pictures around the up axis; 0: one picture
+    std::optional<std::pair<double, double>> range;
+    ViewStyle style;
+    CameraChoice camera;
+
+    void add(CLI::App& app);
+    // Reads the texts; throws UsageError. Call once, before the rest is looked at.
+    void settle();
+    ImageFormat format() const; // of the output
+
+  private:
+    std::string m_range, m_size, m_background, m_from, m_to, m_up;
+};
+
+// Throws UsageError, "0x5" and pictures that no memory holds included.
+void check_size(std::int64_t width, std::int64_t height, const std::string& text);
+
+} // namespace vx::cache
