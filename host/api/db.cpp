@@ -24,8 +24,9 @@ void must_exist(const Context& context, miTag tag, const char* operation) {
 
 int mi_db_type(const miTag tag) {
     return answer_or_abort([tag](const Context& context) {
-        must_exist(context, tag, "type");
-        return context.database.type(tag);
+        const int type = context.database.type(tag);
+        if (type == 0) must_exist(context, tag, "type");
+        return type;
     });
 }
 
@@ -39,7 +40,7 @@ int mi_db_size(const miTag tag) {
 void* mi_db_access(const miTag tag) {
     return answer_or_abort([tag](Context& context) {
         bool over_limit = false;
-        void* const address = context.database.access(tag, &over_limit);
+        void* const address = context.thread().pins.access(tag, &over_limit);
         /* Told once and then put up with: shaders that never unpin a declaration are in use. */
         if (over_limit)
             context.say(vx::shading::Level::warning,
@@ -53,7 +54,7 @@ void* mi_db_access(const miTag tag) {
 
 void mi_db_unpin(const miTag tag) {
     answer_or_abort([tag](Context& context) {
-        if (!context.database.unpin(tag))
+        if (!context.thread().pins.unpin(tag))
             context.say(vx::shading::Level::warning, "shader \"" + context.thread().running() +
                                                          "\": element " + std::to_string(tag) +
                                                          " \"" + context.database.name(tag) +

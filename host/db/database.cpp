@@ -54,13 +54,6 @@ Database::~Database() {
     }
 }
 
-Database::Slot* Database::slot(miTag tag) const noexcept {
-    const std::size_t chunk = tag >> chunk_bits;
-    if (tag == miNULLTAG || chunk >= chunk_count) return nullptr;
-    Slot* const slots = chunks_[chunk].load(std::memory_order_acquire);
-    return slots == nullptr ? nullptr : &slots[tag & (chunk_size - 1)];
-}
-
 Database::Slot& Database::existing(miTag tag, const char* operation) const {
     Slot* const s = slot(tag);
     if (s == nullptr || s->address.load(std::memory_order_acquire) == nullptr)
@@ -144,17 +137,6 @@ void Database::remove(miTag tag) {
     names_.erase(tag);
 }
 
-void* Database::find(miTag tag) const noexcept {
-    const Slot* const s = slot(tag);
-    return s == nullptr ? nullptr : s->address.load(std::memory_order_acquire);
-}
-
-int Database::type(miTag tag) const noexcept {
-    const Slot* const s = slot(tag);
-    if (s == nullptr || s->address.load(std::memory_order_acquire) == nullptr) return 0;
-    return s->type.load(std::memory_order_relaxed);
-}
-
 std::size_t Database::size(miTag tag) const noexcept {
     const Slot* const s = slot(tag);
     if (s == nullptr || s->address.load(std::memory_order_acquire) == nullptr) return 0;
@@ -173,19 +155,14 @@ void* Database::access(miTag tag, bool* over_limit) {
     return s.address.load(std::memory_order_acquire);
 }
 
-bool Database::unpin(miTag tag) {
+bool Database::unpin(miTag tag, std::uint32_t times) {
     Slot& s = existing(tag, "unpinning");
     std::uint32_t count = s.pins.load(std::memory_order_relaxed);
     do {
-        if (count == 0) return false;
-    } while (!s.pins.compare_exchange_weak(count, count - 1, std::memory_order_release,
+        if (count < times) return false;
+    } while (!s.pins.compare_exchange_weak(count, count - times, std::memory_order_release,
                                            std::memory_order_relaxed));
     return true;
-}
-
-std::uint32_t Database::pins(miTag tag) const noexcept {
-    const Slot* const s = slot(tag);
-    return s == nullptr ? 0 : s->pins.load(std::memory_order_relaxed);
 }
 
 std::vector<LeftOverPin> Database::left_over_pins(bool clear) {

@@ -83,14 +83,24 @@ class Database {
     void remove(miTag tag);
 
     /* Address of an element without a pin, for the host's own use; null for a bad tag. */
-    [[nodiscard]] void* find(miTag tag) const noexcept;
+    [[nodiscard]] void* find(miTag tag) const noexcept {
+        const Slot* const s = slot(tag);
+        return s == nullptr ? nullptr : s->address.load(std::memory_order_acquire);
+    }
     /* The same, null also when the element is not of `type`. */
     template <class T>
     [[nodiscard]] T* find(miTag tag, miScene_types type) const noexcept {
-        return this->type(tag) == type ? static_cast<T*>(find(tag)) : nullptr;
+        const Slot* const s = slot(tag);
+        if (s == nullptr) return nullptr;
+        void* const address = s->address.load(std::memory_order_acquire);
+        return s->type.load(std::memory_order_relaxed) == type ? static_cast<T*>(address) : nullptr;
     }
-    /* 0 for a bad tag. */
-    [[nodiscard]] int type(miTag tag) const noexcept;
+    /* 0 for a bad tag, and for no other. */
+    [[nodiscard]] int type(miTag tag) const noexcept {
+        const Slot* const s = slot(tag);
+        if (s == nullptr || s->address.load(std::memory_order_acquire) == nullptr) return 0;
+        return s->type.load(std::memory_order_relaxed);
+    }
     [[nodiscard]] std::size_t size(miTag tag) const noexcept;
     /* The text of a string element; empty for anything else. */
     [[nodiscard]] std::string_view text(miTag tag) const noexcept;
@@ -98,9 +108,12 @@ class Database {
     /* Pins. access throws BadTag; *over_limit (may be null) becomes true on the one call that takes
      * the count beyond max_pins, which is counted all the same. */
     void* access(miTag tag, bool* over_limit = nullptr);
-    /* False when the element was not pinned. Throws BadTag. */
-    bool unpin(miTag tag);
-    [[nodiscard]] std::uint32_t pins(miTag tag) const noexcept;
+    /* False, and nothing is done, when the element has fewer pins. Throws BadTag. */
+    bool unpin(miTag tag, std::uint32_t times = 1);
+    [[nodiscard]] std::uint32_t pins(miTag tag) const noexcept {
+        const Slot* const s = slot(tag);
+        return s == nullptr ? 0 : s->pins.load(std::memory_order_relaxed);
+    }
     /* Elements that are still pinned, by tag; with `clear` their counts go back to 0. */
     std::vector<LeftOverPin> left_over_pins(bool clear);
 
@@ -122,7 +135,12 @@ class Database {
     static constexpr std::size_t chunk_size = std::size_t{1} << chunk_bits;
     static constexpr std::size_t chunk_count = 4096;
 
-    [[nodiscard]] Slot* slot(miTag tag) const noexcept;
+    [[nodiscard]] Slot* slot(miTag tag) const noexcept {
+        const std::size_t chunk = tag >> chunk_bits;
+        if (tag == miNULLTAG || chunk >= chunk_count) return nullptr;
+        Slot* const slots = chunks_[chunk].load(std::memory_order_acquire);
+        return slots == nullptr ? nullptr : &slots[tag & (chunk_size - 1)];
+    }
     Slot& existing(miTag tag, const char* operation) const;
 
     std::array<std::atomic<Slot*>, chunk_count> chunks_{};

@@ -84,52 +84,55 @@ Status Declaration::locate(Map_field_id id, Map_field_type::Type type, bool is_g
 }
 
 DeclarationPtr DeclarationObject::snapshot() const {
-    return m_content.dimension == 0 ? nullptr : std::make_shared<const Declaration>(m_content);
+    return m_content->dimension == 0 ? nullptr : m_content;
 }
 
 Map_status DeclarationObject::append_field(const char* name, const Map_field_type type,
                                            const miUint length, const bool is_global) {
     try {
-        return m_content.append(name ? name : "", type.get_type(), length, is_global);
+        const auto changed = std::make_shared<Declaration>(*m_content);
+        const Status status = changed->append(name ? name : "", type.get_type(), length, is_global);
+        if (status == Map_status::OK) m_content = changed;
+        return status;
     } catch (const std::bad_alloc&) {
         return Map_status::Insufficient_memory;
     }
 }
 
 bool DeclarationObject::has_field(const char* name) const {
-    return name && m_content.find(name) != map_no_such_field;
+    return name && m_content->find(name) != map_no_such_field;
 }
 
 Map_field_id DeclarationObject::get_field_id(const char* name, Map_status* status) const {
-    const Map_field_id id = name ? m_content.find(name) : map_no_such_field;
+    const Map_field_id id = name ? m_content->find(name) : map_no_such_field;
     report(status, id == map_no_such_field ? Map_status::No_such_field : Map_status::OK);
     return id;
 }
 
 miUint DeclarationObject::get_field_count() const {
-    return static_cast<miUint>(m_content.fields.size());
+    return static_cast<miUint>(m_content->fields.size());
 }
 
 const char* DeclarationObject::get_field_name(const Map_field_id field_id) const {
-    return field_id < m_content.fields.size() ? m_content.fields[field_id].name.c_str() : nullptr;
+    return field_id < m_content->fields.size() ? m_content->fields[field_id].name.c_str() : nullptr;
 }
 
 Map_field_type DeclarationObject::get_field_type(const Map_field_id field_id) const {
-    return field_id < m_content.fields.size() ? m_content.fields[field_id].type
-                                              : Map_field_type::Undefined;
+    return field_id < m_content->fields.size() ? m_content->fields[field_id].type
+                                               : Map_field_type::Undefined;
 }
 
 miUint DeclarationObject::get_field_length(const Map_field_id field_id) const {
-    return field_id < m_content.fields.size() ? m_content.fields[field_id].length : 0;
+    return field_id < m_content->fields.size() ? m_content->fields[field_id].length : 0;
 }
 
 bool DeclarationObject::is_field_global(const Map_field_id field_id) const {
-    return field_id < m_content.fields.size() && m_content.fields[field_id].is_global;
+    return field_id < m_content->fields.size() && m_content->fields[field_id].is_global;
 }
 
 bool DeclarationObject::is_equal(const Map_declaration_base* other) const {
     // Every declaration comes from this engine: nothing else makes one.
-    return other && m_content == static_cast<const DeclarationObject*>(other)->m_content;
+    return other && *m_content == *static_cast<const DeclarationObject*>(other)->m_content;
 }
 
 } // namespace vx::maps

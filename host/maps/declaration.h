@@ -61,13 +61,15 @@ inline bool same(const DeclarationPtr& a, const DeclarationPtr& b) {
 
 class DeclarationObject final : public Map_declaration_base {
   public:
-    explicit DeclarationObject(Declaration content) : m_content(std::move(content)) {}
+    explicit DeclarationObject(Declaration content)
+        : m_content(std::make_shared<const Declaration>(std::move(content))) {}
 
-    // A snapshot that later changes of this object do not reach; null for a wrong dimension.
+    // What later changes of this object do not reach; null for a wrong dimension. Always the same
+    // object between two changes: what is made from one declaration is seen to fit at a glance.
     DeclarationPtr snapshot() const;
-    const Declaration& content() const { return m_content; }
+    const Declaration& content() const { return *m_content; }
 
-    miUint get_dimension() const override { return m_content.dimension; }
+    miUint get_dimension() const override { return m_content->dimension; }
     Map_status append_field(const char* name, const Map_field_type type, const miUint length,
                             const bool is_global) override;
     bool has_field(const char* name) const override;
@@ -80,7 +82,7 @@ class DeclarationObject final : public Map_declaration_base {
     bool is_equal(const Map_declaration_base* other) const override;
 
   private:
-    Declaration m_content;
+    DeclarationPtr m_content; // never null; replaced, not changed
     Counted m_counted;
 };
 

@@ -41,6 +41,17 @@ Status ElementObject::copy_in(Map_field_id id, Map_field_type::Type type, const 
     return Map_status::OK;
 }
 
+// The same for a value of a known size, which baking sets four of per point.
+template <class T>
+Status ElementObject::copy_one_in(Map_field_id id, Map_field_type::Type type, const T& value) {
+    if (!m_declaration) return Map_status::No_declaration;
+    const Field* field = nullptr;
+    const Status status = m_declaration->locate(id, type, false, field);
+    if (status != Map_status::OK) return status;
+    std::memcpy(m_words.data() + field->offset, &value, sizeof value);
+    return Map_status::OK;
+}
+
 Map_status ElementObject::get(const Map_field_id id, float& value) const {
     return copy_out(id, Map_field_type::Scalar, &value);
 }
@@ -64,16 +75,16 @@ Map_status ElementObject::get(const Map_field_id id, int* value) const {
 }
 
 Map_status ElementObject::set(const Map_field_id id, const float value) {
-    return copy_in(id, Map_field_type::Scalar, &value);
+    return copy_one_in(id, Map_field_type::Scalar, value);
 }
 Map_status ElementObject::set(const Map_field_id id, const int value) {
-    return copy_in(id, Map_field_type::Integer, &value);
+    return copy_one_in(id, Map_field_type::Integer, value);
 }
 Map_status ElementObject::set(const Map_field_id id, const miVector& value) {
-    return copy_in(id, Map_field_type::Vector, &value);
+    return copy_one_in(id, Map_field_type::Vector, value);
 }
 Map_status ElementObject::set(const Map_field_id id, const miColor& value) {
-    return copy_in(id, Map_field_type::Color, &value);
+    return copy_one_in(id, Map_field_type::Color, value);
 }
 Map_status ElementObject::set(const Map_field_id id, const miMatrix* value) {
     return copy_in(id, Map_field_type::Transform, value);

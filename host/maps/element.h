@@ -41,6 +41,8 @@ class ElementObject final : public Map_element_base {
   private:
     Status copy_out(Map_field_id id, Map_field_type::Type type, void* value) const;
     Status copy_in(Map_field_id id, Map_field_type::Type type, const void* value);
+    template <class T>
+    Status copy_one_in(Map_field_id id, Map_field_type::Type type, const T& value);
 
     DeclarationPtr m_declaration;
     std::vector<std::uint32_t> m_words;

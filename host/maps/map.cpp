@@ -133,7 +133,7 @@ Map_status Map::append(const Map_element& map_element) {
     try {
         std::uint32_t* const record = extend();
         if (!record) return Map_status::Insufficient_memory;
-        std::copy(words.begin(), words.end(), record);
+        std::memcpy(record, words.data(), words.size_bytes());
     } catch (const std::bad_alloc&) {
         return Map_status::Insufficient_memory;
     }

@@ -7,8 +7,7 @@ namespace vx::render {
 namespace {
 
 constexpr std::uint32_t reverse_bits(std::uint32_t x) {
-    x = (x << 16) | (x >> 16);
-    x = ((x & 0x00ff00ffu) << 8) | ((x & 0xff00ff00u) >> 8);
+    x = __builtin_bswap32(x);
     x = ((x & 0x0f0f0f0fu) << 4) | ((x & 0xf0f0f0f0u) >> 4);
     x = ((x & 0x33333333u) << 2) | ((x & 0xccccccccu) >> 2);
     x = ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
@@ -49,7 +48,8 @@ void owen_sobol(std::uint64_t seed, std::uint32_t index, std::span<double> out) 
         const std::uint64_t pair = combine(seed, d);
         const std::uint32_t shuffled = scramble(index, static_cast<std::uint32_t>(pair));
         const std::uint64_t digits = mix(pair + 1);
-        out[d] = unit(scramble(reverse_bits(shuffled), static_cast<std::uint32_t>(digits)));
+        // Scrambling reverses first, and here its argument is reversed already.
+        out[d] = unit(reverse_bits(lower_bits_hash(shuffled, static_cast<std::uint32_t>(digits))));
         if (d + 1 < out.size())
             out[d + 1] =
                 unit(scramble(sobol_second(shuffled), static_cast<std::uint32_t>(digits >> 32)));

@@ -7,45 +7,45 @@ namespace vx::shading {
 
 namespace {
 
-std::atomic<Context*> current_context{nullptr};
 std::atomic<std::uint64_t> last_id{0};
-
-/* The calling thread's part of the context that it asked last. */
-thread_local std::pair<std::uint64_t, ThreadContext*> my_thread{0, nullptr};
 
 } // namespace
 
 Context::Context() : global_lock(make_lock()), id_(++last_id) {
-    current_context.store(this, std::memory_order_release);
+    current_.store(this, std::memory_order_release);
     thread(); /* the thread that makes the context is number 0 */
 }
 
 Context::~Context() {
     delete_lock(global_lock);
     Context* self = this;
-    current_context.compare_exchange_strong(self, nullptr);
+    current_.compare_exchange_strong(self, nullptr);
 }
 
-Context& Context::current() {
-    Context* const context = current_context.load(std::memory_order_acquire);
-    if (context == nullptr) throw RenderAborted("no renderer is running");
-    return *context;
+void Context::none_is_current() {
+    throw RenderAborted("no renderer is running");
 }
 
-ThreadContext& Context::thread() {
-    if (my_thread.first == id_) return *my_thread.second;
+ThreadContext& Context::join_thread() {
     const std::lock_guard lock(threads_mutex_);
-    threads_.push_back(std::make_unique<ThreadContext>(static_cast<int>(threads_.size())));
-    my_thread = {id_, threads_.back().get()};
-    return *my_thread.second;
+    threads_.push_back(
+        std::make_unique<ThreadContext>(static_cast<int>(threads_.size()), database));
+    my_thread_ = {id_, threads_.back().get()};
+    return *my_thread_.thread;
+}
+
+void Context::settle_pins() {
+    const std::lock_guard lock(threads_mutex_);
+    for (const auto& thread : threads_)
+        thread->pins.give_back_all();
 }
 
 void Context::say(Level level, std::string_view text) {
     messages.write(level, "RC", thread().number, text);
 }
 
-void Context::check_aborted() const {
-    if (aborted()) throw RenderAborted("the render was aborted");
+void Context::throw_aborted() {
+    throw RenderAborted("the render was aborted");
 }
 
 void Context::abort_render(std::string_view text) {

@@ -50,7 +50,11 @@ class Context {
     Context& operator=(const Context&) = delete;
 
     /* The context of the interface functions: the one made last. There must be one. */
-    static Context& current();
+    static Context& current() {
+        Context* const context = current_.load(std::memory_order_acquire);
+        if (context == nullptr) none_is_current();
+        return *context;
+    }
 
     db::Database database;
     Messages messages;
@@ -67,7 +71,13 @@ class Context {
 
     /* The calling thread's part. The thread that made the context is number 0; the others are
      * numbered in the order in which they first ask. */
-    ThreadContext& thread();
+    ThreadContext& thread() {
+        return my_thread_.context == id_ ? *my_thread_.thread : join_thread();
+    }
+
+    /* The spare pins of all threads go back, so that the database's counts are exact. No thread
+     * may be in a shader. */
+    void settle_pins();
 
     /* Ready for shaders; clears the mark of an abort. */
     void begin_render();
@@ -83,7 +93,9 @@ class Context {
     void cancel() noexcept { aborted_.store(true, std::memory_order_relaxed); }
     [[nodiscard]] bool aborted() const noexcept { return aborted_.load(std::memory_order_relaxed); }
     /* Throws when aborted() holds. */
-    void check_aborted() const;
+    void check_aborted() const {
+        if (aborted()) throw_aborted();
+    }
     /* Whether shaders were refused since begin_render: the picture is not what the scene says. */
     [[nodiscard]] bool shaders_refused() const noexcept {
         return refused_.load(std::memory_order_relaxed);
@@ -101,9 +113,20 @@ class Context {
     }
 
   private:
+    struct MyThread {
+        std::uint64_t context; /* of the context that the thread asked last */
+        ThreadContext* thread;
+    };
+
+    [[noreturn]] static void none_is_current();
+    [[noreturn]] static void throw_aborted();
+    ThreadContext& join_thread();
     bool start(Function& function, miState* state);
     bool start(Declaration& declaration, Function& function, miState* state);
     void refuse(Declaration& declaration, const std::string& why);
+
+    static inline std::atomic<Context*> current_{nullptr};
+    static inline thread_local constinit MyThread my_thread_{0, nullptr};
 
     const std::uint64_t id_;
     std::atomic<bool> aborted_{false};

@@ -140,6 +140,7 @@ void Context::end_render(const miState& state) {
         }
     }
 
+    settle_pins();
     for (const db::LeftOverPin& pin : database.left_over_pins(true))
         say(Level::debug, "element " + std::to_string(pin.tag) + " \"" + pin.name + "\" (type " +
                               std::to_string(pin.type) + ") was left with " +

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/db/pin_cache.h"
 #include "shader.h"
 
 namespace vx::shading {
@@ -75,11 +76,13 @@ class CallFrame {
 
 class ThreadContext {
   public:
-    explicit ThreadContext(int thread_number) : number(thread_number) {}
+    ThreadContext(int thread_number, db::Database& database)
+        : number(thread_number), pins(database) {}
 
     const int number; /* what goes into miState::thread; 0 for the first thread */
     CallFrame* top = nullptr;
     Arena arena;
+    db::PinCache pins; /* by which shaders reach the database */
 
     /* Name of the shader that runs now; empty outside of shaders. */
     [[nodiscard]] std::string running() const;

@@ -26,6 +26,30 @@ struct Slot {
     std::vector<miVector> textures, bump_x, bump_y;
 };
 
+// Where and how a ray met a surface, in internal space.
+struct SurfaceGeometry {
+    miVector point{};
+    miVector normal{}, normal_geom{}; // as the state has them
+    miVector outward{};               // the geometric normal, never turned over
+    float dot_nd = 0.0f;
+    float error = 0.0f; // as in SurfacePoint
+    bool inverted = false;
+    double dist = 0.0;
+};
+
+// The last probe of a thread. A shader that probes first and then shades sends the same ray twice;
+// the second time its hit is known. It holds whatever a shader does to its state in between, since
+// it is looked up by the ray itself.
+struct ProbedRay {
+    miVector origin{};
+    miVector given{};     // the direction as the shader gave it
+    miVector direction{}; // normalised
+    Hit hit;
+    SurfaceGeometry surface; // of the hit, its normals turned to the ray
+    bool known = false;
+    bool met = false; // else nothing lies along the ray
+};
+
 /*
  * States lie in slots numbered by depth. A call from the state in slot k uses a slot above k and
  * above those of all calls under way, so a child state stays as it is until the next call from the
@@ -86,6 +110,7 @@ class ThreadArena {
     std::size_t next_loop = 0;
 
     std::array<miVector, 3> corners{}; // of mi_tri_vectors
+    ProbedRay probed;
 
     void begin_eye_ray(std::uint64_t key) {
         eye_key = key;

@@ -3,17 +3,30 @@
 #include "host/shading/call.h"
 #include "host/trace/surface.h"
 
+#include <cstddef>
+#include <cstring>
+
 namespace vx::trace {
 
 namespace {
 
 std::atomic<std::uint64_t> next_id{1};
 
-struct ArenaOfThread {
-    std::uint64_t renderer = 0;
-    ThreadArena* arena = nullptr;
-};
-thread_local ArenaOfThread of_thread;
+bool same_bits(const miVector& a, const miVector& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// Copies all of a state but what a hit fills in, which makes up most of it.
+void copy_beside_surface(miState& to, const miState& from) {
+    constexpr std::size_t surface = offsetof(miState, refraction_volume);
+    constexpr std::size_t end = offsetof(miState, user);
+    std::memcpy(static_cast<void*>(&to), &from, surface);
+    to.ior = from.ior;
+    to.ior_in = from.ior_in;
+    to.importance = from.importance;
+    std::memcpy(reinterpret_cast<char*>(&to) + end, reinterpret_cast<const char*>(&from) + end,
+                sizeof to - end);
+}
 
 } // namespace
 
@@ -49,11 +62,10 @@ Renderer::~Renderer() {
     if (context_.renderer == this) context_.renderer = nullptr;
 }
 
-ThreadArena& Renderer::arena() {
-    if (of_thread.renderer == id_) return *of_thread.arena;
+ThreadArena& Renderer::join_arena() {
     const std::scoped_lock lock(arenas_mutex_);
     arenas_.push_back(std::make_unique<ThreadArena>());
-    of_thread = {id_, arenas_.back().get()};
+    my_arena_ = {id_, arenas_.back().get()};
     return *arenas_.back();
 }
 
@@ -84,6 +96,38 @@ Slot* Renderer::child(miState* parent) {
     slot->state.child = nullptr;
     slot->state.cache = nullptr;
     return slot;
+}
+
+// The same for a ray that is known to hit: enter_surface must fill in the rest.
+Slot* Renderer::child_at_surface(miState* parent) {
+    Slot* const slot = arena().take(parent);
+    if (!slot) {
+        too_deep();
+        return nullptr;
+    }
+    copy_beside_surface(slot->state, *parent);
+    slot->state.parent = parent;
+    slot->state.child = nullptr;
+    slot->state.cache = nullptr;
+    return slot;
+}
+
+// As Accel::intersect, but a ray that this thread probed last is not traced again, and its surface
+// is known then. The nearest of all surfaces is also the nearest of those that exist for the ray,
+// if it is one of them.
+bool Renderer::intersect_once(const Ray& ray, Hit& hit, const SurfaceGeometry*& surface) {
+    surface = nullptr;
+    const ProbedRay& probed = arena().probed;
+    if (probed.known && !ray.ignore && same_bits(probed.direction, ray.direction) &&
+        same_bits(probed.origin, ray.origin)) {
+        if (!probed.met) return false;
+        if ((world_.accel().placement(probed.hit.primitive.placement).mask & ray.mask) != 0) {
+            hit = probed.hit;
+            surface = &probed.surface;
+            return true;
+        }
+    }
+    return world_.accel().intersect(ray, hit);
 }
 
 EyeResult Renderer::eye(const EyeRay& ray) {
@@ -195,8 +239,9 @@ bool Renderer::shoot_eye(miColor* result, Slot& slot, bool& hit) {
 
 // The surface, its material's shader and environment into the state of the ray that met it. Returns
 // the material; null when there is none.
-const miMaterial* Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
-    fill_surface(world_, hit, face_ray, slot);
+const miMaterial* Renderer::enter_surface(const Hit& hit, const SurfaceGeometry& surface,
+                                          Slot& slot) {
+    fill_surface(world_, hit, surface, slot);
     miState& state = slot.state;
     state.refraction_volume = miNULLTAG;
     const auto* const material =
@@ -209,6 +254,13 @@ const miMaterial* Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& s
     state.refraction_volume = material->volume;
     if (material->environment != miNULLTAG) state.environment = material->environment;
     return material;
+}
+
+// The same for a surface that is still to be measured.
+const miMaterial* Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
+    SurfaceGeometry surface;
+    measure_surface(world_, hit, slot.state.org, slot.state.dir, face_ray, surface);
+    return enter_surface(hit, surface, slot);
 }
 
 bool Renderer::shade(miColor* result, Slot& slot, const miMaterial* material) {
@@ -240,6 +292,7 @@ void Renderer::run_volume(miColor* result, Slot& slot) {
 
 bool Renderer::bounce(miColor* result, miState* state, const miVector& direction, Bounce kind) {
     *result = {};
+    context_.check_aborted();
     if (!options_.trace) return false;
     const bool reflects = kind == Bounce::reflection;
     if (state->reflection_level + state->refraction_level >= options_.trace_depth ||
@@ -252,7 +305,9 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
                                                                  : from->transparency;
         if ((flags & flag_receives) == 0) return false;
     }
-    const miVector dir = normalized(direction);
+    const ProbedRay& probed = arena().probed;
+    const miVector dir = probed.known && same_bits(probed.given, direction) ? probed.direction
+                                                                            : normalized(direction);
     const unsigned mask = reflects                     ? mask_reflect
                           : kind == Bounce::refraction ? mask_refract
                                                        : mask_transparent;
@@ -260,7 +315,10 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
     const miVector origin = state->point;
     const Ray ray = ray_from(*state, origin, dir, mask, ignored);
 
-    Slot* const slot = child(state);
+    Hit hit;
+    const SurfaceGeometry* known = nullptr;
+    const bool met = intersect_once(ray, hit, known);
+    Slot* const slot = met ? child_at_surface(state) : child(state);
     state->child = nullptr;
     if (!slot) return false;
     miState& c = slot->state;
@@ -279,13 +337,13 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
 
     const shading::StateScope scope(context_.thread(), c);
     const ThreadArena::Running running(arena(), slot);
-    Hit hit;
-    if (!world_.accel().intersect(ray, hit)) {
+    if (!met) {
         const bool lit = leave_scene(result, *slot);
         state->child = nullptr;
         return lit;
     }
-    const miMaterial* const material = enter_surface(hit, true, *slot);
+    const miMaterial* const material =
+        known ? enter_surface(hit, *known, *slot) : enter_surface(hit, true, *slot);
     state->child = &c;
     return shade(result, *slot, material);
 }
@@ -319,21 +377,29 @@ bool Renderer::trace_environment(miColor* result, miState* state, const miVector
 }
 
 bool Renderer::trace_probe(miState* state, const miVector& direction, const miVector& origin) {
-    const miVector start = origin; // may be the state's own point
-    const miVector dir = normalized(direction);
+    context_.check_aborted();
+    const miVector start = origin;    // may be the state's own point
+    const miVector given = direction; // may be the state's own direction
+    const miVector dir = normalized(given);
     Primitive ignored;
     const Ray ray = ray_from(*state, start, dir, mask_probe, ignored);
-    Slot* const slot = child(state);
     state->child = nullptr;
+    ProbedRay& probed = arena().probed;
+    probed.origin = ray.origin;
+    probed.given = given;
+    probed.direction = dir;
+    probed.known = ray.ignore == nullptr;
+    probed.met = world_.accel().intersect(ray, probed.hit);
+    if (!probed.met) return false;
+    measure_surface(world_, probed.hit, start, dir, true, probed.surface);
+    Slot* const slot = child_at_surface(state);
     if (!slot) return false;
     miState& c = slot->state;
     c.type = miRAY_PROBE;
     c.scanline = miFALSE;
     c.org = start;
     c.dir = dir;
-    Hit hit;
-    if (!world_.accel().intersect(ray, hit)) return false;
-    enter_surface(hit, true, *slot);
+    enter_surface(probed.hit, probed.surface, *slot);
     state->child = &c;
     return true;
 }

@@ -53,7 +53,9 @@ class Renderer {
     // Eye rays sent so far, by all threads.
     [[nodiscard]] std::uint64_t eye_rays();
     // The calling thread's memory.
-    [[nodiscard]] ThreadArena& arena();
+    [[nodiscard]] ThreadArena& arena() {
+        return my_arena_.renderer == id_ ? *my_arena_.arena : join_arena();
+    }
 
     // Sends an eye ray through the lens shaders and shades what it meets.
     [[nodiscard]] EyeResult eye(const EyeRay& ray);
@@ -73,14 +75,24 @@ class Renderer {
     bool trace_shadow_segment(miColor* result, miState* state);
 
   private:
+    struct MyArena {
+        std::uint64_t renderer;
+        ThreadArena* arena;
+    };
+    static inline thread_local constinit MyArena my_arena_{0, nullptr};
+    ThreadArena& join_arena();
+
     enum class Bounce { reflection, refraction, transparency };
 
     Slot* child(miState* parent);
+    Slot* child_at_surface(miState* parent);
+    bool intersect_once(const Ray& ray, Hit& hit, const SurfaceGeometry*& surface);
     bool bounce(miColor* result, miState* state, const miVector& direction, Bounce kind);
     bool cast_eye(miColor* result, miState* state);
     bool shoot_eye(miColor* result, Slot& slot, bool& hit);
     bool shade(miColor* result, Slot& slot, const miMaterial* material);
     bool leave_scene(miColor* result, Slot& slot);
+    const miMaterial* enter_surface(const Hit& hit, const SurfaceGeometry& surface, Slot& slot);
     const miMaterial* enter_surface(const Hit& hit, bool face_ray, Slot& slot);
     void run_volume(miColor* result, Slot& slot);
     bool light_leaf(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,

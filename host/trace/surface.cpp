@@ -44,14 +44,14 @@ bool is_null(const miVector& v) {
 }
 
 // Embree's barycentric coordinates have single precision, and the ray that it traced may start a
-// little off state.org. Where the ray's own line meets the triangle's plane at a clear angle, that
+// little off its origin. Where the ray's own line meets the triangle's plane at a clear angle, that
 // place is better. `n` has the length `length`.
-void refine(const miState& state, const miVector& corner, const double n[3], double length,
-            float extent, double p[3]) {
-    const double org[3] = {static_cast<double>(state.org.x), static_cast<double>(state.org.y),
-                           static_cast<double>(state.org.z)};
-    const double dir[3] = {static_cast<double>(state.dir.x), static_cast<double>(state.dir.y),
-                           static_cast<double>(state.dir.z)};
+void refine(const miVector& origin, const miVector& direction, const miVector& corner,
+            const double n[3], double length, float extent, double p[3]) {
+    const double org[3] = {static_cast<double>(origin.x), static_cast<double>(origin.y),
+                           static_cast<double>(origin.z)};
+    const double dir[3] = {static_cast<double>(direction.x), static_cast<double>(direction.y),
+                           static_cast<double>(direction.z)};
     const double slope = n[0] * dir[0] + n[1] * dir[1] + n[2] * dir[2];
     if (!(std::abs(slope) > 0.01 * length)) return;
     const double t = (n[0] * (static_cast<double>(corner.x) - org[0]) +
@@ -79,12 +79,11 @@ void triangle_corners(const World& world, Primitive primitive, miVector corners[
     }
 }
 
-void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot) {
+void measure_surface(const World& world, const Hit& hit, const miVector& origin,
+                     const miVector& ray, bool face_ray, SurfaceGeometry& surface) {
     const Placement& placement = world.accel().placement(hit.primitive.placement);
-    const ObjectLeaf& leaf = world.object(hit.primitive.placement);
     const scene::Mesh& mesh = *placement.mesh;
     const auto& indices = triangle(placement, hit.primitive.triangle);
-    miState& state = slot.state;
 
     const double u = static_cast<double>(hit.u);
     const double v = static_cast<double>(hit.v);
@@ -103,8 +102,9 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
     const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
     // A mirroring transformation turns the order of the corners round; the front stays the front.
     const double f = length > 0.0 ? (placement.mirrors ? -1.0 : 1.0) / length : 0.0;
-    state.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
-                         static_cast<float>(n[2] * f)};
+    surface.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
+                           static_cast<float>(n[2] * f)};
+    surface.outward = surface.normal_geom;
 
     double p[3] = {0, 0, 0};
     float extent = 0.0f;
@@ -114,29 +114,26 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
         p[2] += weights[i] * static_cast<double>(corners[i].z);
         extent = std::max(extent, largest(corners[i]));
     }
-    refine(state, corners[0], n, length, extent, p);
-    state.point = {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
-    const double along[3] = {p[0] - static_cast<double>(state.org.x),
-                             p[1] - static_cast<double>(state.org.y),
-                             p[2] - static_cast<double>(state.org.z)};
-    state.dist = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
+    refine(origin, ray, corners[0], n, length, extent, p);
+    surface.point = {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+    const double along[3] = {p[0] - static_cast<double>(origin.x),
+                             p[1] - static_cast<double>(origin.y),
+                             p[2] - static_cast<double>(origin.z)};
+    surface.dist = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
 
-    state.normal = state.normal_geom;
+    surface.normal = surface.normal_geom;
     if (!mesh.normals.empty()) {
         const miVector local = interpolate(mesh.normals, indices, weights);
         const miVector shading = placement.at_origin
                                      ? normalized(local)
                                      : normalized(normal(placement.to_local.data(), local));
-        if (!is_null(local) && !is_null(shading) && finite(shading)) state.normal = shading;
+        if (!is_null(local) && !is_null(shading) && finite(shading)) surface.normal = shading;
     }
 
-    slot.surface.point = state.point;
-    slot.surface.normal_geom = state.normal_geom;
-    slot.surface.primitive = hit.primitive;
     // Embree subtracts the ray's origin from the corners in single precision; instances also take
     // the ray into the mesh's space.
     constexpr float ulps = 8.0f * std::numeric_limits<float>::epsilon();
-    slot.surface.error = ulps * extent;
+    surface.error = ulps * extent;
     if (!placement.at_origin) {
         const Matrix& m = placement.to_world;
         const float scale = std::max({largest({m[0], m[1], m[2]}), largest({m[4], m[5], m[6]}),
@@ -144,16 +141,36 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
         float local_extent = largest({m[12], m[13], m[14]});
         for (const std::uint32_t i : indices)
             local_extent = std::max(local_extent, scale * largest(to_vector(mesh.positions[i])));
-        slot.surface.error = std::max(slot.surface.error, ulps * local_extent);
+        surface.error = std::max(surface.error, ulps * local_extent);
     }
 
-    state.inv_normal = dot(state.dir, state.normal_geom) > 0.0f ? miTRUE : miFALSE;
-    if (state.inv_normal && face_ray) {
-        state.normal = -state.normal;
-        state.normal_geom = -state.normal_geom;
+    surface.inverted = dot(ray, surface.normal_geom) > 0.0f;
+    if (surface.inverted && face_ray) {
+        surface.normal = -surface.normal;
+        surface.normal_geom = -surface.normal_geom;
     }
-    state.dot_nd = dot(state.normal, state.dir);
+    surface.dot_nd = dot(surface.normal, ray);
+}
 
+void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& surface, Slot& slot) {
+    const Placement& placement = world.accel().placement(hit.primitive.placement);
+    const ObjectLeaf& leaf = world.object(hit.primitive.placement);
+    const scene::Mesh& mesh = *placement.mesh;
+    miState& state = slot.state;
+
+    state.point = surface.point;
+    state.normal = surface.normal;
+    state.normal_geom = surface.normal_geom;
+    state.inv_normal = surface.inverted ? miTRUE : miFALSE;
+    state.dot_nd = surface.dot_nd;
+    state.dist = surface.dist;
+    slot.surface.point = surface.point;
+    slot.surface.normal_geom = surface.outward;
+    slot.surface.error = surface.error;
+    slot.surface.primitive = hit.primitive;
+
+    const double weights[3] = {1.0 - static_cast<double>(hit.u) - static_cast<double>(hit.v),
+                               static_cast<double>(hit.u), static_cast<double>(hit.v)};
     state.bary[0] = static_cast<float>(weights[0]);
     state.bary[1] = hit.u;
     state.bary[2] = hit.v;
@@ -164,19 +181,23 @@ void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot)
     state.label = leaf.label;
     state.pri = hit.primitive.handle();
     state.cache = &slot.surface;
-    state.shadow_tol = static_cast<double>(slot.surface.error);
+    state.shadow_tol = static_cast<double>(surface.error);
 
-    interpolate_all(mesh.textures, indices, weights, slot.textures);
-    interpolate_all(mesh.bump_x, indices, weights, slot.bump_x);
-    interpolate_all(mesh.bump_y, indices, weights, slot.bump_y);
-    state.tex_list = slot.textures.empty() ? nullptr : slot.textures.data();
-    state.bump_x_list = slot.bump_x.empty() ? nullptr : slot.bump_x.data();
-    state.bump_y_list = slot.bump_y.empty() ? nullptr : slot.bump_y.data();
-    state.tex = slot.textures.empty() ? miVector{} : slot.textures.front();
+    const auto interpolated = [&](const std::vector<std::vector<scene::Vec3>>& spaces,
+                                  std::vector<miVector>& out) -> miVector* {
+        if (spaces.empty()) return nullptr;
+        interpolate_all(spaces, triangle(placement, hit.primitive.triangle), weights, out);
+        return out.data();
+    };
+    state.tex_list = interpolated(mesh.textures, slot.textures);
+    state.bump_x_list = interpolated(mesh.bump_x, slot.bump_x);
+    state.bump_y_list = interpolated(mesh.bump_y, slot.bump_y);
+    state.tex = state.tex_list ? *state.tex_list : miVector{};
     state.motion = miVector{};
     if (!mesh.motion.empty() && !mesh.motion.front().empty())
-        state.motion = direction(placement.to_world.data(),
-                                 interpolate(mesh.motion.front(), indices, weights));
+        state.motion = direction(
+            placement.to_world.data(),
+            interpolate(mesh.motion.front(), triangle(placement, hit.primitive.triangle), weights));
     std::fill(std::begin(state.derivs), std::end(state.derivs), nullptr);
 }
 

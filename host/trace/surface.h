@@ -6,11 +6,15 @@
 
 namespace vx::trace {
 
-// Fills in everything of the intersection part of slot.state, which must hold the ray (org and the
-// normalised dir): point, normals, dist, bary, instance, material, label, textures, bump vectors,
-// motion, pri, cache. `face_ray`: turn both normals towards the ray where its back was hit; without
-// it (shadow rays) they stay, and only inv_normal tells.
-void fill_surface(const World& world, const Hit& hit, bool face_ray, Slot& slot);
+// What a hit and its ray say of the surface: `origin` and the normalised direction `ray` are the
+// ray's. `face_ray`: turn both normals towards the ray where its back was hit; without it (shadow
+// rays) they stay, and only `inverted` tells.
+void measure_surface(const World& world, const Hit& hit, const miVector& origin,
+                     const miVector& ray, bool face_ray, SurfaceGeometry& surface);
+
+// Fills in everything of the intersection part of slot.state but refraction_volume: point, normals,
+// dist, bary, instance, material, label, textures, bump vectors, motion, pri, cache.
+void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& surface, Slot& slot);
 
 // The three corners of a triangle in internal space.
 void triangle_corners(const World& world, Primitive primitive, miVector corners[3]);

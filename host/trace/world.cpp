@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 
 namespace vx::trace {
@@ -63,7 +64,7 @@ struct World::Inherited {
     miTag instance = miNULLTAG; // the instance of the scene next above
 };
 
-miTag ObjectLeaf::material(std::uint32_t triangle) const {
+miTag ObjectLeaf::find_material(std::uint32_t triangle) const {
     const scene::Mesh& mesh = *object->description.mesh;
     const std::int32_t number =
         triangle < mesh.triangle_material.size() ? mesh.triangle_material[triangle] : -1;
@@ -266,6 +267,9 @@ void World::add_object(miTag item, const Inherited& reach) {
     leaf.transparency = resolve_bits(reach.transparency, flags.transparency);
     leaf.face = reach.face != 0 ? reach.face : static_cast<int>(flags.face);
     leaf.label = reach.label != 0 ? reach.label : object->description.label;
+    const std::vector<std::int32_t>& numbers = object->description.mesh->triangle_material;
+    if (std::adjacent_find(numbers.begin(), numbers.end(), std::not_equal_to<>()) == numbers.end())
+        leaf.only_material = leaf.find_material(0);
     check_materials(leaf);
     objects_.push_back(std::move(leaf));
 }
@@ -317,6 +321,7 @@ void World::add_light(miTag item, const Inherited& reach, const std::vector<miTa
 }
 
 const ObjectLeaf* World::find_object(miTag instance) const {
+    if (instance == miNULLTAG) return nullptr;
     const auto found = object_index_.find(instance);
     return found == object_index_.end() ? nullptr : &objects_[found->second];
 }

@@ -9,6 +9,7 @@
 #include "host/trace/accel.h"
 
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -27,10 +28,14 @@ struct ObjectLeaf {
     unsigned char shadow = 0, reflection = 0, refraction = 0, transparency = 0; // flag_*
     int face = miFACE_BOTH;
     miUint label = 0;
+    std::optional<miTag> only_material; // of all triangles, when they share one
 
     // Material of a triangle: the object's own, else what is inherited; a tagged object picks from
     // the list with its label, the last entry when that lies beyond. 0 when there is none.
-    [[nodiscard]] miTag material(std::uint32_t triangle) const;
+    [[nodiscard]] miTag material(std::uint32_t triangle) const {
+        return only_material ? *only_material : find_material(triangle);
+    }
+    [[nodiscard]] miTag find_material(std::uint32_t triangle) const;
 };
 
 struct LightLeaf {

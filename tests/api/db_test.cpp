@@ -18,6 +18,7 @@ TEST_F(ApiDb, ElementsHaveTypeSizeAndAddress) {
         EXPECT_EQ(context.database.pins(tag), 1u);
         mi_db_flush(tag);
         mi_db_unpin(tag);
+        context.settle_pins();
         EXPECT_EQ(context.database.pins(tag), 0u);
         return miTRUE;
     });
@@ -98,5 +99,6 @@ TEST_F(ApiDb, ThreadsAccessAtOnce) {
         });
     for (std::thread& thread : threads)
         thread.join();
+    context.settle_pins();
     EXPECT_EQ(context.database.pins(tag), 0u);
 }

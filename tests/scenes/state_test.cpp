@@ -198,6 +198,31 @@ TEST(Probe, WalksThroughAllLayersAndReflectionShadesEachOfThem) {
     EXPECT_FLOAT_EQ(centre(s.frame).r, 1.0f) << "the eye ray itself is as it was";
 }
 
+TEST(Probe, ARayThatIsTracedAfterItsProbeStillSeesOnlyWhatExistsForIt) {
+    Scene s;
+    s.on_rendered = [&](const vx::shading::RenderRequest&) {
+        ASSERT_EQ(*shader_variable<int>("test_probe_count"), 3);
+        const auto* const t = shader_variable<TestProbe>("test_probes");
+        // The probe meets the first square, which is not there for reflection rays.
+        EXPECT_FLOAT_EQ(t[0].point.z, -3.0f);
+        ASSERT_TRUE(t[0].reflected);
+        EXPECT_FLOAT_EQ(t[0].reflected_point.z, -5.0f);
+        EXPECT_FLOAT_EQ(t[0].colour.g, 1.0f);
+        EXPECT_FLOAT_EQ(t[1].point.z, -5.0f);
+        EXPECT_FLOAT_EQ(t[1].reflected_point.z, -5.0f);
+        EXPECT_FLOAT_EQ(t[1].colour.g, 1.0f);
+        EXPECT_FALSE(t[2].hit);
+    };
+    s.run(
+        options() + camera(1, 1, "lens \"t_probe_lens\" ( \"n\" 1 )") + square("plane", 2) +
+        constant("a", "1 0 0 1") + constant("b", "0 1 0 1") +
+        "instance \"one\" \"plane\" material \"a\" reflection off transform 1 0 0 0 0 1 0 0 0 0 1 "
+        "0 0 0 3 1 end instance\n" +
+        placed("two", "plane", "material \"b\"", 0, 0, -5) + graph("\"one\" \"two\""));
+    ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
+    EXPECT_EQ(s.renders, 1);
+}
+
 TEST(Probe, MaterialListOfTheLeafIsAnArrayOfTheMaterials) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest& request) {

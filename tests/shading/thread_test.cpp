@@ -42,7 +42,8 @@ TEST(Arena, BlockLargerThanAChunkFits) {
 }
 
 TEST(StateData, IsVisibleBelowTheStateThroughAnyNumberOfChildren) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState top{}, middle{}, bottom{};
     middle.parent = &top;
     bottom.parent = &middle;
@@ -58,7 +59,8 @@ TEST(StateData, IsVisibleBelowTheStateThroughAnyNumberOfChildren) {
 }
 
 TEST(StateData, IsNotVisibleAboveOrBeside) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState top{}, left{}, right{};
     left.parent = &top;
     right.parent = &top;
@@ -72,7 +74,8 @@ TEST(StateData, IsNotVisibleAboveOrBeside) {
 }
 
 TEST(StateData, EqualSizeReplacesInPlaceSoThatOldPointersSeeIt) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState state{};
     int value = 1;
     thread.set_state_data(&state, "key", &value, sizeof value, 1);
@@ -85,7 +88,8 @@ TEST(StateData, EqualSizeReplacesInPlaceSoThatOldPointersSeeIt) {
 }
 
 TEST(StateData, AnotherSizeReplacesToo) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState state{};
     const double wide = 2.5;
     const int narrow = 3;
@@ -98,7 +102,8 @@ TEST(StateData, AnotherSizeReplacesToo) {
 }
 
 TEST(StateData, ANearerEntryHidesTheOneAbove) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState top{}, below{};
     below.parent = &top;
     const int one = 1, two = 2;
@@ -109,7 +114,8 @@ TEST(StateData, ANearerEntryHidesTheOneAbove) {
 }
 
 TEST(StateData, NullDataOfSizeZeroTakesTheEntryAway) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState state{};
     const int value = 1;
     thread.set_state_data(&state, "key", &value, sizeof value, 1);
@@ -119,7 +125,8 @@ TEST(StateData, NullDataOfSizeZeroTakesTheEntryAway) {
 }
 
 TEST(StateData, BadArgumentsAreRefused) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState state{};
     const int value = 1;
     EXPECT_FALSE(thread.set_state_data(&state, "key", nullptr, 4, 1));
@@ -128,7 +135,8 @@ TEST(StateData, BadArgumentsAreRefused) {
 }
 
 TEST(StateData, EntryOfSizeZeroExists) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState state{};
     const int value = 1;
     EXPECT_TRUE(thread.set_state_data(&state, "key", &value, 0, 1));
@@ -138,7 +146,8 @@ TEST(StateData, EntryOfSizeZeroExists) {
 }
 
 TEST(StateData, IsDroppedWhenTheStatesCallEnds) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState top{}, below{};
     below.parent = &top;
     const int value = 1;
@@ -157,7 +166,8 @@ TEST(StateData, IsDroppedWhenTheStatesCallEnds) {
 }
 
 TEST(StateData, TileLifetimeOutlivesTheStateUntilTheTileEnds) {
-    ThreadContext thread(0);
+    db::Database database;
+    ThreadContext thread(0, database);
     miState one{}, two{};
     const int value = 1;
     {
@@ -170,7 +180,8 @@ TEST(StateData, TileLifetimeOutlivesTheStateUntilTheTileEnds) {
 }
 
 TEST(InstancePointers, AreNullUntilSetAndKeptPerIndex) {
-    ThreadContext thread(3);
+    db::Database database;
+    ThreadContext thread(3, database);
     int a = 0, b = 0;
     EXPECT_EQ(thread.instance_pointer(1000), nullptr);
     thread.set_instance_pointer(1000, &a);

@@ -1,0 +1,71 @@
+/*
+ * One thread's pins. Shaders take and give back the same few pins for every ray, and a count that
+ * all threads share costs more than everything else that such an access does. So a pin that is
+ * given back stays with its thread, as a spare for the next access, until there are enough of them.
+ *
+ * The counts in the database are therefore those of the pins in use and of the spares; they are
+ * exact after give_back_all. For one thread; the database is for all.
+ */
+#ifndef VX_HOST_DB_PIN_CACHE_H
+#define VX_HOST_DB_PIN_CACHE_H
+
+#include <array>
+#include <cstdint>
+
+#include "host/db/database.h"
+
+namespace vx::db {
+
+class PinCache {
+  public:
+    /* The database must outlive what is done here; the destructor does nothing with it. */
+    explicit PinCache(Database& database) : database_(database) {}
+    PinCache(const PinCache&) = delete;
+    PinCache& operator=(const PinCache&) = delete;
+
+    /* As Database::access. */
+    void* access(miTag tag, bool* over_limit = nullptr) {
+        Entry& entry = entry_of(tag);
+        if (entry.tag != tag || entry.spares == 0) return database_.access(tag, over_limit);
+        --entry.spares;
+        if (over_limit != nullptr) *over_limit = false;
+        return entry.address;
+    }
+
+    /* As Database::unpin. Where several threads hold spares of an element, an unpin too many may
+     * be seen only when one of them gives its spares back. */
+    bool unpin(miTag tag) {
+        Entry& entry = entry_of(tag);
+        if (entry.tag == tag && entry.spares < most_spares) {
+            /* Without spares the database says what is wrong. */
+            if (database_.pins(tag) <= entry.spares)
+                return entry.spares == 0 && database_.unpin(tag);
+            ++entry.spares;
+            return true;
+        }
+        return take_entry(entry, tag);
+    }
+
+    /* Before counts are looked at, and before elements may be replaced. */
+    void give_back_all() noexcept;
+
+  private:
+    struct Entry {
+        miTag tag = miNULLTAG;
+        std::uint32_t spares = 0;
+        void* address = nullptr;
+    };
+    static constexpr std::size_t entry_count = 64;
+    static constexpr std::uint32_t most_spares = 4;
+
+    Entry& entry_of(miTag tag) noexcept { return entries_[tag % entry_count]; }
+    void give_back(Entry& entry) noexcept;
+    bool take_entry(Entry& entry, miTag tag);
+
+    Database& database_;
+    std::array<Entry, entry_count> entries_{};
+};
+
+} // namespace vx::db
+
+#endif
