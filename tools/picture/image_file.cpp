@@ -50,15 +50,18 @@ std::optional<ImageFormat> image_format_of_name(std::string_view path) {
     return {};
 }
 
-std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format,
+std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format, bool raw,
                                     const std::string& name) {
     VxEncodeImage* const encode = load(name);
     std::vector<unsigned char> shown;
     if (format == ImageFormat::png) {
         shown.reserve(3 * picture.pixels.size());
         for (const Colour& c : picture.pixels) {
-            for (const float v : c)
-                shown.push_back(static_cast<unsigned char>(std::lround(to_display(v) * 255.0f)));
+            for (const float v : c) {
+                // Not-a-number becomes 0.
+                const float value = raw ? (v > 0.0f ? std::min(v, 1.0f) : 0.0f) : to_display(v);
+                shown.push_back(static_cast<unsigned char>(std::lround(value * 255.0f)));
+            }
         }
     }
     const bool bytes = format == ImageFormat::png;

@@ -16,13 +16,13 @@ enum class ImageFormat { png, exr };
 // By the extension, in any case of letters.
 std::optional<ImageFormat> image_format_of_name(std::string_view path);
 
-// png: 8 bits through the sRGB curve; exr: 32-bit floats as they are. Depends on nothing but the
-// picture. Throws FileError with `name` when it cannot be done.
+// png: 8 bits, cut to 0..1, through the sRGB curve unless `raw`; exr: 32-bit floats as they are.
+// Depends on nothing but the picture. Throws FileError with `name` when it cannot be done.
 //
 // The library of image formats is loaded here, from vx_cache_image.so in the lib folder beside the
 // program's own: it comes with hundreds of others, and the rest of the program starts in a
 // hundredth of the time without them.
-std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format,
+std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format, bool raw,
                                     const std::string& name);
 
 } // namespace vx::cache

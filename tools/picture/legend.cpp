@@ -19,10 +19,24 @@ struct Layout {
     int width; // of the widest line
 };
 
-std::string short_number(double v, int digits) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%.*g", digits, v);
-    return text;
+// With as many decimals as show a thousandth of `size`, without the zeros at the end.
+std::string number_text(double v, double size) {
+    char text[64];
+    const double large = std::max(std::abs(v), size);
+    const int power = static_cast<int>(std::floor(std::log10(size > 0 ? size : 1.0)));
+    if (large >= 1e7 || power < -5) {
+        const int digits = 4 + static_cast<int>(std::log10(std::max(large / size, 1.0)));
+        std::snprintf(text, sizeof text, "%.*g", std::clamp(digits, 4, 12), v);
+        return text;
+    }
+    const int decimals = std::clamp(3 - power, 0, 8);
+    std::snprintf(text, sizeof text, "%.*f", decimals, v);
+    std::string number = text;
+    if (decimals > 0) {
+        number.erase(number.find_last_not_of('0') + 1);
+        if (number.back() == '.') number.pop_back();
+    }
+    return number == "-0" ? "0" : number;
 }
 
 std::string title_text(const std::string& title) {
@@ -33,7 +47,7 @@ Layout layout_of(const Legend& legend, int width, int height) {
     Layout l{};
     l.scale = std::max(1, (std::min(width, height) + 240) / 480);
     l.margin = 12 * l.scale;
-    l.line = 11 * l.scale;
+    l.line = 12 * l.scale;
     l.swatch = 9 * l.scale;
     l.gap = 5 * l.scale;
     l.width = text_width(title_text(legend.title), l.scale);
@@ -97,15 +111,13 @@ void draw_labels(Picture& picture, const Legend& legend, const Layout& l, int x,
 } // namespace
 
 std::vector<Tick> bar_ticks(double low, double high, int most) {
-    if (!(high > low)) return {{low, short_number(low, 6)}};
+    if (!(high > low)) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%.6g", low);
+        return {{low, text}};
+    }
     const double size = high - low;
-    const auto end_text = [&](double v) {
-        // As many digits as tell the ends apart to a thousandth of their distance.
-        const double large = std::max(std::abs(low), std::abs(high));
-        const int digits = 3 + static_cast<int>(std::ceil(std::log10(std::max(large / size, 1.0))));
-        return short_number(v, std::clamp(digits, 3, 12));
-    };
-    std::vector<Tick> ticks{{low, end_text(low)}};
+    std::vector<Tick> ticks{{low, number_text(low, size)}};
     const double least = size / std::max(most - 1, 1);
     const double power = std::pow(10.0, std::floor(std::log10(least)));
     double step = power * 10;
@@ -117,9 +129,9 @@ std::vector<Tick> bar_ticks(double low, double high, int most) {
         const double v = k * step;
         if (v - low < clear || high - v < clear) continue;
         if (ticks.size() > 100) break;
-        ticks.push_back({v, end_text(v)});
+        ticks.push_back({v, number_text(v, size)});
     }
-    ticks.push_back({high, end_text(high)});
+    ticks.push_back({high, number_text(high, size)});
     return ticks;
 }
 

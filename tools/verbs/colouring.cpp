@@ -100,14 +100,21 @@ bool ColourReader::has_value(std::size_t i) const {
     return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
 }
 
-void ColourReader::measure(std::size_t i, ColourScale& scale) const {
+void ColourReader::measure(std::size_t i, ColourScale& scale) {
     if (m_colouring.kind == ColourKind::scalar) scale.add(scalar(i));
-    if (m_label_reader && scale.labels.size() < most_labels) scale.labels.insert(m_labels[i]);
+    if (!m_label_reader || m_counted == m_labels[i]) return;
+    m_counted = m_labels[i];
+    if (scale.labels.size() < most_labels) scale.labels.insert(m_labels[i]);
 }
 
-Colour ColourReader::colour(std::size_t i, const ColourScale& scale) const {
+Colour ColourReader::colour(std::size_t i, const ColourScale& scale) {
     if (m_colouring.kind == ColourKind::plain) return clay;
-    if (m_colouring.kind == ColourKind::label) return label_colour(m_labels[i]);
+    if (m_colouring.kind == ColourKind::label) {
+        const std::int32_t label = m_labels[i];
+        const auto [known, is_new] = m_label_colours.try_emplace(label);
+        if (is_new) known->second = label_colour(label);
+        return known->second;
+    }
     if (!has_value(i)) return no_value;
     if (m_colouring.kind == ColourKind::scalar) {
         const double size = scale.high - scale.low;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace vx::cache {
@@ -47,9 +48,9 @@ class ColourReader {
     ColourReader(Cloud& cloud, const Colouring& colouring);
     void read(std::int64_t first, std::int64_t n);
     // Of point i of the run. Call after read().
-    Colour colour(std::size_t i, const ColourScale& scale) const;
+    Colour colour(std::size_t i, const ColourScale& scale);
     bool has_value(std::size_t i) const; // finite
-    void measure(std::size_t i, ColourScale& scale) const;
+    void measure(std::size_t i, ColourScale& scale);
 
   private:
     double scalar(std::size_t i) const;
@@ -59,6 +60,8 @@ class ColourReader {
     std::span<const double> m_values;
     std::span<const std::int32_t> m_labels;
     std::size_t m_width = 1;
+    std::optional<std::int32_t> m_counted; // neighbours often have one label
+    std::unordered_map<std::int32_t, Colour> m_label_colours;
 };
 
 Legend make_legend(const Colouring& colouring, const ColourScale& scale);

@@ -35,7 +35,7 @@ void refuse_existing(const std::string& name, bool force) {
 
 void write_picture(const Picture& picture, const ViewOptions& o, const std::string& name) {
     OutputFile out(name, o.force);
-    const std::vector<std::byte> bytes = encode_image(picture, o.format(), name);
+    const std::vector<std::byte> bytes = encode_image(picture, o.format(), o.raw, name);
     out.write(bytes.data(), bytes.size());
     out.commit();
 }
@@ -69,6 +69,10 @@ class ViewRun {
             });
         }
         if (seen.empty()) return;
+        if (m_survey.points > 0 && m_survey.radius == 0 && !m_options.style.radius) {
+            m_session.note(
+                "all radii are 0, so points are drawn as dots; --radius makes them larger");
+        }
         if (m_survey.points == 0) {
             throw FileError(m_options.input, -1,
                             m_counted == 0 ? "there is nothing to see: the cloud has no points"
@@ -116,9 +120,8 @@ class ViewRun {
             for (const Shot& shot : shots) {
                 const OpenedCloud opened = open_quietly(shot.cloud);
                 ViewCloud cloud(*opened.cloud, m_options.style);
-                cloud.each([&](const ViewCloud::Point& p, const ColourReader&) {
-                    f(p.position, p.radius);
-                });
+                cloud.each(
+                    [&](const ViewCloud::Point& p, ColourReader&) { f(p.position, p.radius); });
             }
         });
         const Matrix& m = m_placed.camera.to_camera;

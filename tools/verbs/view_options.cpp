@@ -47,7 +47,11 @@ void ViewOptions::add(CLI::App& app) {
                    "lo,hi: values that the colours go between (default: those there are)")
         ->group(look);
     app.add_flag_callback(
-           "--flat", [this] { style.lit = false; }, "colours as they are; else lit from the eye")
+           "--flat", [this] { style.lit = false; },
+           "colours as they are; else lit from above left of the eye")
+        ->group(look);
+    app.add_flag("--raw", raw,
+                 "png: stored as the values are, as vx_render does; else for a screen (sRGB)")
         ->group(look);
     app.add_option_function<std::string>(
            "--labels", [this](const std::string& text) { style.labels = text; },
@@ -107,7 +111,7 @@ void ViewOptions::settle() {
         const Vec b = parse_vec(m_background, "--background");
         style.background = {static_cast<float>(b.x), static_cast<float>(b.y),
                             static_cast<float>(b.z)};
-        if (file == ImageFormat::png) style.background = from_display(style.background);
+        if (file == ImageFormat::png && !raw) style.background = from_display(style.background);
     }
     if (!m_range.empty()) {
         const std::vector<double> r = parse_numbers(m_range, 2, "--range");

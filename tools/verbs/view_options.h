@@ -27,6 +27,7 @@ struct ViewOptions {
     std::string input, output, frames;
     bool force = false;
     bool legend = true;
+    bool raw = false;  // png without the sRGB curve
     int turntable = 0; // pictures around the up axis; 0: one picture
     std::optional<std::pair<double, double>> range;
     ViewStyle style;

@@ -51,11 +51,14 @@ ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style)
     }
 }
 
-// Discs as large as the distance to the nearest neighbour overlap on any even surface. Where no
-// neighbours can be told, that of a square sheet of as many points as large as the cloud.
+// Discs as large as the distance to the nearest neighbour overlap on an even grid; scattered points
+// have larger gaps, up to about three times that. Where no neighbours can be told, it is half the
+// distance in a square sheet of as many points as large as the cloud.
 double ViewCloud::derived_radius() const {
     const Statistics s = measure(m_cloud, {});
-    if (s.spacing.samples > 0 && s.spacing.median > 0) return s.spacing.median;
+    if (s.spacing.samples > 0 && s.spacing.median > 0) {
+        return std::min(s.spacing.most, 3 * s.spacing.median);
+    }
     const auto& ranges = s.ranges[m_position];
     const double size =
         std::hypot(ranges[0].most - ranges[0].least, ranges[1].most - ranges[1].least,
@@ -64,7 +67,7 @@ double ViewCloud::derived_radius() const {
     return size / (2 * std::sqrt(static_cast<double>(m_cloud.count)));
 }
 
-void ViewCloud::each(const std::function<void(const Point&, const ColourReader&)>& f) {
+void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) {
     without_position = without_value = 0;
     Reader<double> positions(m_cloud, m_position);
     Reader<double> normals(m_cloud, m_normal.value_or(m_position));
@@ -95,7 +98,7 @@ void ViewCloud::each(const std::function<void(const Point&, const ColourReader&)
 }
 
 void Survey::add(ViewCloud& cloud) {
-    cloud.each([this](const ViewCloud::Point& p, const ColourReader& colours) {
+    cloud.each([this](const ViewCloud::Point& p, ColourReader& colours) {
         if (points++ == 0) low = high = p.position;
         low = {std::min(low.x, p.position.x), std::min(low.y, p.position.y),
                std::min(low.z, p.position.z)};
@@ -125,7 +128,7 @@ Picture draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camer
     const double size = camera_scale(camera.to_camera);
     for (int first = 0; first < camera.height; first += lines) {
         DiscRaster raster(camera, style.samples, first, std::min(lines, camera.height - first));
-        cloud.each([&](const ViewCloud::Point& p, const ColourReader& colours) {
+        cloud.each([&](const ViewCloud::Point& p, ColourReader& colours) {
             Disc disc;
             disc.centre = transform_point(camera.to_camera, p.position);
             disc.normal = normalized(transform_direction(camera.to_camera, p.normal));

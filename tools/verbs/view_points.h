@@ -34,7 +34,7 @@ class ViewCloud {
         std::size_t index; // in the run, for the colours
     };
     // Calls f with every point that has a finite position and a wanted label, in order.
-    void each(const std::function<void(const Point&, const ColourReader&)>& f);
+    void each(const std::function<void(const Point&, ColourReader&)>& f);
 
     const Colouring& colouring() const { return m_colouring; }
     Cloud& cloud() { return m_cloud; }
