@@ -26,8 +26,10 @@ class Cloud {
     Cloud& operator=(const Cloud&) = delete;
 
     // Values of points first..first+n-1 (or of the single value: 0 and 1), n * width of them, in
-    // the attribute's type. Throws FileError. One thread at a time.
+    // the attribute's type. Throws FileError. One thread at a time, unless the cloud says
+    // otherwise.
     virtual void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) = 0;
+    virtual bool reads_in_parallel() const { return false; }
     // Where a value stands in its file, -1 where that has no meaning.
     virtual std::int64_t byte_offset(std::size_t, std::int64_t) const { return -1; }
 

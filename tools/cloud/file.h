@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,6 +86,8 @@ class ByteReader {
     std::string m_line;
 };
 
+class WriteBehind;
+
 // Written beside its place and moved there by commit(); without it nothing stays. A device or a
 // pipe gets the finished bytes at commit().
 class OutputFile {
@@ -95,11 +98,15 @@ class OutputFile {
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    // At the end, through a buffer. All of these throw FileError.
+    // At the end, through blocks that a thread writes while the next is filled; so a failure shows
+    // in a later call, in commit() at the latest. All of these throw FileError.
     void write(const void* data, std::size_t bytes);
     void write(std::string_view text) { write(text.data(), text.size()); }
-    // Anywhere, past the buffer: not to be mixed with bytes that are still in it.
+    // The same for `bytes` bytes that the caller fills in before the next call.
+    char* extend(std::size_t bytes);
+    // Anywhere, at once: not to be mixed with bytes that are still in a block.
     void write_at(std::int64_t offset, const void* data, std::size_t bytes);
+    // Until all that came through blocks is written.
     void flush();
     std::int64_t position() const { return m_position; }
     void seek_end(std::int64_t position) { m_position = position; }
@@ -122,6 +129,8 @@ class OutputFile {
     Descriptor m_file;
     std::int64_t m_position = 0;
     std::vector<char> m_buffer;
+    std::size_t m_filled = 0; // bytes of it
+    std::unique_ptr<WriteBehind> m_behind;
 };
 
 // Removes the unfinished output when the program is interrupted.

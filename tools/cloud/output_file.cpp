@@ -1,6 +1,8 @@
 #include "tools/cloud/error.h"
 #include "tools/cloud/file.h"
+#include "tools/cloud/write_behind.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -16,7 +18,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t buffer_bytes = 1 << 18;
+constexpr std::size_t block_bytes = 1 << 19;
 
 // The name of the unfinished output, for the signal handler: one at a time is written.
 char g_unfinished[4096];
@@ -87,10 +89,11 @@ OutputFile::OutputFile(std::string path, bool force)
         throw FileError(m_path, -1, why);
     }
     remember(m_temporary);
-    m_buffer.reserve(buffer_bytes);
+    m_behind = std::make_unique<WriteBehind>(m_file, m_path);
 }
 
 OutputFile::~OutputFile() {
+    m_behind.reset();
     if (m_done || m_temporary.empty()) return;
     ::unlink(m_temporary.c_str());
     g_is_unfinished = false;
@@ -98,32 +101,34 @@ OutputFile::~OutputFile() {
 
 void OutputFile::write(const void* data, std::size_t bytes) {
     const auto* source = static_cast<const char*>(data);
-    if (m_buffer.size() + bytes > buffer_bytes) flush();
-    if (bytes >= buffer_bytes) {
-        write_at(m_position, source, bytes);
-        m_position += static_cast<std::int64_t>(bytes);
-        return;
+    while (bytes > 0) {
+        const std::size_t n = std::min(bytes, block_bytes);
+        std::memcpy(extend(n), source, n);
+        source += n;
+        bytes -= n;
     }
-    m_buffer.insert(m_buffer.end(), source, source + bytes);
+}
+
+char* OutputFile::extend(std::size_t bytes) {
+    if (m_filled + bytes > m_buffer.size() && m_filled > 0) {
+        m_behind->put(m_position - static_cast<std::int64_t>(m_filled), m_buffer, m_filled);
+        m_filled = 0;
+    }
+    if (m_buffer.size() < bytes) m_buffer.resize(std::max(bytes, block_bytes));
+    char* const room = m_buffer.data() + m_filled;
+    m_filled += bytes;
     m_position += static_cast<std::int64_t>(bytes);
+    return room;
 }
 
 void OutputFile::flush() {
-    const auto bytes = static_cast<std::int64_t>(m_buffer.size());
-    if (bytes > 0) write_at(m_position - bytes, m_buffer.data(), m_buffer.size());
-    m_buffer.clear();
+    m_behind->wait();
+    write_at(m_position - static_cast<std::int64_t>(m_filled), m_buffer.data(), m_filled);
+    m_filled = 0;
 }
 
 void OutputFile::write_at(std::int64_t offset, const void* data, std::size_t bytes) {
-    const auto* source = static_cast<const char*>(data);
-    while (bytes > 0) {
-        const ssize_t done = ::pwrite(m_file.get(), source, bytes, offset);
-        if (done < 0 && errno == EINTR) continue;
-        if (done < 0) throw FileError(m_path, offset, std::strerror(errno));
-        source += done;
-        offset += done;
-        bytes -= static_cast<std::size_t>(done);
-    }
+    write_at_all(m_file.get(), offset, static_cast<const char*>(data), bytes, m_path);
 }
 
 void OutputFile::commit() {

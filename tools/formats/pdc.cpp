@@ -1,6 +1,7 @@
 // PDC particle caches: a header of 28 bytes and one array after the other, big-endian.
 #include "src/points/big_endian.h"
 #include "src/points/pdc_walk.h"
+#include "tools/cloud/bytes.h"
 #include "tools/formats/columns.h"
 #include "tools/formats/format.h"
 
@@ -15,21 +16,6 @@ struct CloseFile {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
 
-template <typename Word>
-void swap_words(void* data, std::size_t count) {
-    auto* words = static_cast<Word*>(data);
-    for (std::size_t i = 0; i < count; ++i)
-        words[i] = SwapBytes(words[i]);
-}
-
-void swap_values(void* data, std::size_t count, std::size_t size) {
-    if (size == 4) {
-        swap_words<std::uint32_t>(data, count);
-    } else {
-        swap_words<std::uint64_t>(data, count);
-    }
-}
-
 class PdcCloud final : public Cloud {
   public:
     explicit PdcCloud(FilePtr file) : m_file(std::move(file)) {}
@@ -38,8 +24,9 @@ class PdcCloud final : public Cloud {
         const Attribute& a = attributes[attribute];
         const auto values = static_cast<std::size_t>(n) * static_cast<std::size_t>(a.width);
         m_file->read(byte_offset(attribute, first), out, values * type_size(a.type));
-        swap_values(out, values, type_size(a.type));
+        swap_words(out, values, type_size(a.type));
     }
+    bool reads_in_parallel() const override { return true; }
     std::int64_t byte_offset(std::size_t attribute, std::int64_t point) const override {
         const Attribute& a = attributes[attribute];
         return m_offsets[attribute] + (a.single ? 0 : point) * static_cast<std::int64_t>(a.bytes());
@@ -232,7 +219,7 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
             static_cast<std::size_t>(n) * static_cast<std::size_t>(split.attributes[i].width);
         const std::byte* source = columns[i].read(first, n);
         block.assign(source, source + values * size);
-        swap_values(block.data(), values, size);
+        swap_words(block.data(), values, size);
         const std::int64_t at =
             offsets[i] + first * split.attributes[i].width * static_cast<std::int64_t>(size);
         out.write_at(at, block.data(), block.size());

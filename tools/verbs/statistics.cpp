@@ -1,6 +1,11 @@
 #include "tools/verbs/statistics.h"
 
+#include "tools/cloud/parallel.h"
+#include "tools/verbs/moments.h"
+
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <unordered_map>
@@ -10,238 +15,188 @@ namespace vx::cache {
 namespace {
 
 constexpr std::size_t most_labels = 100000;
-constexpr std::int64_t spacing_samples = 200;
-constexpr int most_chained = 4; // samples that a point is measured against at most
-constexpr int cells = 128;      // along each axis of the grid that finds candidates
-
-template <typename T>
-void add_values(const T* values, std::size_t points, std::size_t width, std::size_t k,
-                Range& range) {
-    // Four sums, so that one addition need not wait for the one before.
-    double sums[4] = {};
-    double least = range.least;
-    double most = range.most;
-    std::int64_t finite = 0;
-    for (std::size_t i = 0; i < points; ++i) {
-        const auto v = static_cast<double>(values[i * width + k]);
-        if (std::abs(v) <= std::numeric_limits<double>::max()) {
-            least = v < least ? v : least;
-            most = v > most ? v : most;
-            sums[i & 3] += v;
-            ++finite;
-        }
-    }
-    range.least = least;
-    range.most = most;
-    range.mean += (sums[0] + sums[1]) + (sums[2] + sums[3]);
-    range.finite += finite;
-    range.total += static_cast<std::int64_t>(points);
-}
+constexpr std::int64_t read_values = 8192;     // at a time: they stay in the processor's cache
+constexpr std::int64_t most_pieces = 4096;     // of an attribute, so that memory stays flat
+constexpr std::int64_t piece_points = 1 << 16; // what a thread takes at a time, at least
 
 class Labels {
   public:
     template <typename T>
     void add(const T* values, std::size_t n, std::int64_t times) {
         for (std::size_t i = 0; i < n; ++i) {
-            if (m_last == nullptr || values[i] != static_cast<T>(m_last_label)) look_up(values[i]);
-            if (m_last != nullptr) *m_last += times;
+            const T v = values[i];
+            if (v >= T{0} && v < static_cast<T>(few)) {
+                m_few[i & 1][static_cast<std::size_t>(v)] += times;
+            } else {
+                look_up(v, times);
+            }
         }
     }
-    std::unordered_map<std::int64_t, std::int64_t> counts;
-    bool many = false;
+    bool many() const { return m_many; }
+    std::map<std::int64_t, std::int64_t> counts() const {
+        std::map<std::int64_t, std::int64_t> out(m_others.begin(), m_others.end());
+        for (std::size_t label = 0; label < few; ++label) {
+            const std::int64_t count = m_few[0][label] + m_few[1][label];
+            if (count > 0) out[static_cast<std::int64_t>(label)] += count;
+        }
+        return out;
+    }
 
   private:
+    static constexpr std::size_t few = 1024;
+
     template <typename T>
-    void look_up(T value) {
-        m_last = nullptr;
+    void look_up(T value, std::int64_t times) {
         std::int64_t label = 0;
         convert_values(type_of<T>(), &value, Type::int64, &label, 1);
-        if (counts.size() >= most_labels && !counts.contains(label)) {
-            many = true;
+        if (m_others.size() >= most_labels && !m_others.contains(label)) {
+            m_many = true;
             return;
         }
-        m_last = &counts[label];
-        m_last_label = label;
+        m_others[label] += times;
     }
-    std::int64_t* m_last = nullptr;
-    std::int64_t m_last_label = 0;
+
+    // Small labels, which nearly all are; two tables, so that one addition need not wait for the
+    // one before. A label may stand in both kinds of table.
+    std::array<std::array<std::int64_t, few>, 2> m_few{};
+    std::unordered_map<std::int64_t, std::int64_t> m_others;
+    bool m_many = false;
 };
 
-// Nearest neighbours of a sample of the points: a grid marks the cells about the samples, so that
-// one walk over all points finds the few that are near enough to be measured.
-class SpacingFinder {
-  public:
-    SpacingFinder(Cloud& cloud, std::size_t position, const std::vector<Range>& bounds)
-        : m_cloud(cloud), m_position(position) {
-        double size = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            m_low[k] = bounds[k].least;
-            size = std::max(size, bounds[k].most - bounds[k].least);
-        }
-        // A surface of n points has about sqrt(n) of them along each axis.
-        const double wanted = std::sqrt(static_cast<double>(cloud.count)) / 2;
-        m_cells = static_cast<int>(std::clamp(wanted, 1.0, static_cast<double>(cells)));
-        m_cell = size / m_cells;
-    }
+// Some points of one attribute, or all of it where labels are counted, which is done in order.
+struct Task {
+    std::size_t attribute;
+    std::int64_t first;
+    std::int64_t end;
+};
 
-    Spacing find() {
-        if (m_cloud.count < 2 || !(m_cell > 0) || !std::isfinite(m_cell)) return {};
-        take_samples();
-        Reader<double> reader(m_cloud, m_position);
-        for_blocks(m_cloud.count, [&](std::int64_t first, std::int64_t n) {
-            const auto p = reader.read(first, n);
-            for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i)
-                measure_point(&p[3 * i], first + static_cast<std::int64_t>(i));
-        });
-        std::vector<double> found;
-        for (const Sample& s : m_samples) {
-            // Farther than a cell there may be nearer points that were not looked at.
-            if (s.nearest <= m_cell * m_cell) found.push_back(std::sqrt(s.nearest));
+// One thread's share of the work.
+class Worker {
+  public:
+    explicit Worker(Cloud& cloud) : m_cloud(cloud) {}
+
+    // The moments of each piece of `piece` points; `labels` may be null.
+    void run(const Task& task, std::int64_t piece, std::vector<std::vector<Moments>>& out,
+             Labels* labels) {
+        const Attribute& a = m_cloud.attributes[task.attribute];
+        const std::int64_t step = std::max<std::int64_t>(read_values / a.width / 16 * 16, 16);
+        for (std::int64_t begin = task.first; begin < task.end; begin += piece) {
+            const std::int64_t end = std::min(begin + piece, task.end);
+            Accumulator moments(static_cast<std::size_t>(a.width));
+            for (std::int64_t at = begin; at < end; at += step)
+                add(task.attribute, at, std::min(step, end - at), moments, labels);
+            out[static_cast<std::size_t>(begin / piece)] = moments.result();
         }
-        if (found.size() * 2 < m_samples.size() || found.empty()) return {};
-        std::sort(found.begin(), found.end());
-        return {std::ssize(found), found[found.size() / 2], found.back()};
     }
 
   private:
-    struct Sample {
-        std::array<double, 3> p;
-        std::int64_t index;
-        double nearest;
-    };
-
-    int cell_of(double v, std::size_t k) const {
-        return std::clamp(static_cast<int>((v - m_low[k]) / m_cell), 0, m_cells - 1);
-    }
-    std::size_t slot(int x, int y, int z) const {
-        return (static_cast<std::size_t>(z) * static_cast<std::size_t>(m_cells) +
-                static_cast<std::size_t>(y)) *
-                   static_cast<std::size_t>(m_cells) +
-               static_cast<std::size_t>(x);
-    }
-    void take_samples() {
-        const auto side = static_cast<std::size_t>(m_cells);
-        m_heads.assign(side * side * side, 0);
-        m_chains.push_back({0, 0});
-        Reader<double> reader(m_cloud, m_position);
-        const std::int64_t step = std::max<std::int64_t>(m_cloud.count / spacing_samples, 1);
-        for (std::int64_t at = 0; at < m_cloud.count; at += step) {
-            const auto p = reader.read(at, 1);
-            if (!std::isfinite(p[0] + p[1] + p[2])) continue;
-            m_samples.push_back({{p[0], p[1], p[2]}, at, std::numeric_limits<double>::infinity()});
-            mark(m_samples.size() - 1);
+    void add(std::size_t index, std::int64_t first, std::int64_t n, Accumulator& moments,
+             Labels* labels) {
+        const Attribute& a = m_cloud.attributes[index];
+        const auto points = static_cast<std::size_t>(n);
+        const std::size_t values = points * static_cast<std::size_t>(a.width);
+        m_values.resize(values);
+        void* raw = m_values.data();
+        if (a.type != Type::float64) {
+            m_raw.resize(values * type_size(a.type));
+            raw = m_raw.data();
         }
-    }
-    // A sample is given up where many are already: the points of a crowd would be measured against
-    // all of them.
-    void mark(std::size_t sample) {
-        const auto& p = m_samples[sample].p;
-        const int c[3] = {cell_of(p[0], 0), cell_of(p[1], 1), cell_of(p[2], 2)};
-        const auto low = [](int v) { return std::max(v - 1, 0); };
-        const auto high = [this](int v) { return std::min(v + 1, m_cells - 1); };
-        const auto each_cell = [&](auto&& f) {
-            for (int z = low(c[2]); z <= high(c[2]); ++z) {
-                for (int y = low(c[1]); y <= high(c[1]); ++y) {
-                    for (int x = low(c[0]); x <= high(c[0]); ++x)
-                        f(m_heads[slot(x, y, z)]);
-                }
+        m_cloud.read(index, first, n, raw);
+        with_type(a.type, [&](auto* kind) {
+            const auto* source = static_cast<decltype(kind)>(raw);
+            if (labels != nullptr) labels->add(source, points, a.single ? m_cloud.count : 1);
+            if (a.type != Type::float64) {
+                for (std::size_t i = 0; i < values; ++i)
+                    m_values[i] = static_cast<double>(source[i]);
             }
-        };
-        int longest = 0;
-        each_cell([&](std::uint32_t head) {
-            int length = 0;
-            for (; head != 0; head = m_chains[head].next)
-                ++length;
-            longest = std::max(longest, length);
         });
-        if (longest >= most_chained) {
-            m_samples.pop_back();
-            return;
-        }
-        each_cell([&](std::uint32_t& head) {
-            m_chains.push_back({sample, head});
-            head = static_cast<std::uint32_t>(m_chains.size() - 1);
-        });
-    }
-    void measure_point(const double* p, std::int64_t index) {
-        if (!std::isfinite(p[0] + p[1] + p[2])) return;
-        for (std::uint32_t link =
-                 m_heads[slot(cell_of(p[0], 0), cell_of(p[1], 1), cell_of(p[2], 2))];
-             link != 0; link = m_chains[link].next) {
-            Sample& s = m_samples[m_chains[link].sample];
-            if (s.index == index) continue;
-            const double dx = p[0] - s.p[0];
-            const double dy = p[1] - s.p[1];
-            const double dz = p[2] - s.p[2];
-            s.nearest = std::min(s.nearest, dx * dx + dy * dy + dz * dz);
-        }
+        moments.add(m_values.data(), points);
     }
 
-    struct Link {
-        std::size_t sample;
-        std::uint32_t next;
-    };
     Cloud& m_cloud;
-    std::size_t m_position;
-    double m_low[3] = {};
-    double m_cell = 0;
-    int m_cells = 1;
-    std::vector<Sample> m_samples;
-    std::vector<std::uint32_t> m_heads;
-    std::vector<Link> m_chains;
+    std::vector<std::byte> m_raw;
+    std::vector<double> m_values;
 };
+
+std::vector<Range> ranges_of(const std::vector<std::vector<Moments>>& pieces, std::size_t width,
+                             std::int64_t points) {
+    std::vector<Range> ranges(width);
+    for (std::size_t k = 0; k < width; ++k) {
+        Range& r = ranges[k];
+        r.least = std::numeric_limits<double>::infinity();
+        r.most = -r.least;
+        r.total = points;
+        double sum = 0;
+        for (const std::vector<Moments>& piece : pieces) {
+            const Moments& m = piece[k];
+            r.least = std::min(r.least, m.least);
+            r.most = std::max(r.most, m.most);
+            r.finite += m.finite;
+            sum += m.sum;
+        }
+        r.mean = sum / static_cast<double>(r.finite);
+        if (r.finite == 0) r.least = r.most = r.mean = std::numeric_limits<double>::quiet_NaN();
+    }
+    return ranges;
+}
 
 } // namespace
 
 Statistics measure(Cloud& cloud, const Progress& progress) {
-    Statistics s;
-    const std::size_t attributes = cloud.attributes.size();
-    for (const Attribute& a : cloud.attributes) {
-        Range start;
-        start.least = std::numeric_limits<double>::infinity();
-        start.most = -start.least;
-        s.ranges.emplace_back(static_cast<std::size_t>(a.width), start);
-    }
     const int tag = cloud.find("tag");
-    Labels labels;
-    std::vector<std::byte> block;
-    const auto add = [&](std::size_t a, std::int64_t first, std::int64_t n) {
-        const Attribute& attribute = cloud.attributes[a];
-        block.resize(static_cast<std::size_t>(n) * attribute.bytes());
-        cloud.read(a, first, n, block.data());
-        with_type(attribute.type, [&](auto* kind) {
-            const auto* values = reinterpret_cast<decltype(kind)>(block.data());
-            const auto width = static_cast<std::size_t>(attribute.width);
-            for (std::size_t k = 0; k < width; ++k)
-                add_values(values, static_cast<std::size_t>(n), width, k, s.ranges[a][k]);
-            if (static_cast<int>(a) == tag && width == 1) {
-                labels.add(values, static_cast<std::size_t>(n), attribute.single ? cloud.count : 1);
-            }
-        });
-    };
-    for (std::size_t a = 0; a < attributes; ++a) {
-        if (cloud.attributes[a].single) add(a, 0, 1);
+    const bool has_labels = tag >= 0 && cloud.attributes[static_cast<std::size_t>(tag)].width == 1;
+    const std::int64_t piece = std::max(piece_points, (cloud.count / most_pieces + 15) / 16 * 16);
+
+    std::vector<std::vector<std::vector<Moments>>> moments;
+    std::vector<Task> tasks;
+    for (std::size_t a = 0; a < cloud.attributes.size(); ++a) {
+        const std::int64_t points = cloud.attributes[a].single ? 1 : cloud.count;
+        moments.emplace_back(static_cast<std::size_t>((points + piece - 1) / piece));
+        const bool whole = has_labels && static_cast<int>(a) == tag;
+        for (std::int64_t at = 0; at < points; at += whole ? points : piece)
+            tasks.push_back({a, at, whole ? points : std::min(at + piece, points)});
     }
-    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
-        for (std::size_t a = 0; a < attributes; ++a) {
-            if (!cloud.attributes[a].single) add(a, first, n);
-        }
-        if (progress) progress(first + n, cloud.count);
+    // The long task first, the others in the order of the points, as one reading thread wants it.
+    std::stable_sort(tasks.begin(), tasks.end(), [&](const Task& x, const Task& y) {
+        const auto key = [&](const Task& t) {
+            return has_labels && static_cast<int>(t.attribute) == tag ? -1 : t.first;
+        };
+        return key(x) < key(y);
     });
-    for (auto& components : s.ranges) {
-        for (Range& r : components) {
-            if (r.finite > 0) r.mean /= static_cast<double>(r.finite);
-            if (r.finite == 0) r.least = r.most = r.mean = std::numeric_limits<double>::quiet_NaN();
+
+    Labels labels;
+    std::atomic<std::size_t> next = 0;
+    run_workers(cloud.reads_in_parallel() ? worker_count() : 1, [&](int number) {
+        Worker worker(cloud);
+        for (std::size_t t = next++; t < tasks.size(); t = next++) {
+            const bool counts = has_labels && static_cast<int>(tasks[t].attribute) == tag;
+            worker.run(tasks[t], piece, moments[tasks[t].attribute], counts ? &labels : nullptr);
+            if (progress && number == 0) {
+                progress(std::max<std::int64_t>(tasks[t].end - piece, 0), cloud.count);
+            }
         }
+    });
+    if (progress) progress(cloud.count, cloud.count);
+
+    Statistics s;
+    for (std::size_t a = 0; a < cloud.attributes.size(); ++a) {
+        const Attribute& attribute = cloud.attributes[a];
+        s.ranges.push_back(ranges_of(moments[a], static_cast<std::size_t>(attribute.width),
+                                     attribute.single ? 1 : cloud.count));
     }
-    s.labels.insert(labels.counts.begin(), labels.counts.end());
-    s.many_labels = labels.many;
+    s.labels = labels.counts();
+    s.many_labels = labels.many();
     const int position = cloud.find("position");
-    if (position >= 0 && cloud.attributes[static_cast<std::size_t>(position)].width == 3 &&
-        !cloud.attributes[static_cast<std::size_t>(position)].single) {
-        s.spacing = SpacingFinder(cloud, static_cast<std::size_t>(position),
-                                  s.ranges[static_cast<std::size_t>(position)])
-                        .find();
+    if (position < 0) return s;
+    const auto p = static_cast<std::size_t>(position);
+    if (cloud.attributes[p].width == 3 && !cloud.attributes[p].single) {
+        std::array<double, 3> low{};
+        double size = 0;
+        for (std::size_t k = 0; k < 3; ++k) {
+            low[k] = s.ranges[p][k].least;
+            size = std::max(size, s.ranges[p][k].most - low[k]);
+        }
+        s.spacing = find_spacing(cloud, p, low, size);
     }
     return s;
 }

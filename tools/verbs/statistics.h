@@ -1,9 +1,10 @@
-// One walk over a cloud: ranges, means, labels, and the distances between neighbours.
+// Ranges, means, labels, and the distances between neighbours, on as many threads as the cloud can
+// be read by. The figures do not depend on their number.
 #pragma once
 
 #include "tools/cloud/cloud.h"
+#include "tools/verbs/spacing.h"
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -11,18 +12,13 @@
 
 namespace vx::cache {
 
+// Not-a-number without a finite value.
 struct Range {
     double least = 0;
     double most = 0;
-    double mean = 0;
+    double mean = 0;         // of sums over pieces of the cloud, added in their order
     std::int64_t finite = 0; // values that the three are taken from
     std::int64_t total = 0;
-};
-
-struct Spacing {
-    std::int64_t samples = 0; // points whose nearest neighbour was looked for; 0: no figures
-    double median = 0;
-    double most = 0;
 };
 
 struct Statistics {
