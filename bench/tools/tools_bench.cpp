@@ -89,6 +89,7 @@ void convert(const std::string& from, const std::string& to, Format format) {
 int main(int argc, char** argv) {
     const int points = argc > 1 ? std::atoi(argv[1]) : 1000000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 9;
+    const std::string only = argc > 3 ? argv[3] : ""; // one of the works, for a profiler
     const auto folder =
         std::filesystem::temp_directory_path() / ("vx_bench_tools_" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
@@ -117,6 +118,7 @@ int main(int argc, char** argv) {
     works.push_back({"pdc to mrmap", 0, [&] { convert(cache, map, Format::mrmap); }, map});
     for (int round = 0; round < rounds; ++round) {
         for (Work& work : works) {
+            if (!only.empty() && only != work.name) continue;
             if (!work.output.empty()) std::filesystem::remove(work.output);
             const double processor = processor_seconds();
             const auto start = std::chrono::steady_clock::now();

@@ -18,7 +18,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t block_bytes = 1 << 19;
+constexpr std::size_t block_bytes = 1 << 21;
 
 // The name of the unfinished output, for the signal handler: one at a time is written.
 char g_unfinished[4096];

@@ -12,7 +12,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t rows_at_once = 2048;
+constexpr std::int64_t rows_at_once = 16384; // read and put together
+constexpr std::size_t rows_of_tile = 128; // filled column by column: they stay in the first cache
 
 std::array<std::string, 3> well_known(std::string_view name) {
     if (name == "position") return {"x", "y", "z"};
@@ -70,28 +71,33 @@ std::size_t row_bytes(const std::vector<Column*>& columns) {
     return bytes;
 }
 
-void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, char* out) {
-    const std::size_t stride = row_bytes(columns);
+void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, char* rows) {
     for (Column* c : columns) {
-        if (c->bytes) {
-            for (std::size_t i = 0; i < points; ++i) {
-                for (std::size_t k = 0; k < c->width; ++k) {
+        if (!big || c->bytes) continue;
+        const std::size_t values = points * c->width;
+        c->swapped.assign(c->values, c->values + values * c->size());
+        swap_words(c->swapped.data(), values, c->size());
+        c->values = c->swapped.data();
+    }
+    const std::size_t stride = row_bytes(columns);
+    for (std::size_t first = 0; first < points; first += rows_of_tile) {
+        const std::size_t n = std::min(rows_of_tile, points - first);
+        char* out = rows + first * stride;
+        for (const Column* c : columns) {
+            const std::size_t item = c->width * c->size();
+            if (c->bytes) {
+                const std::byte* source = c->values + first * c->width * 8;
+                for (std::size_t i = 0; i < n * c->width; ++i) {
                     double value = 0;
-                    std::memcpy(&value, c->values + (i * c->width + k) * 8, 8);
-                    out[i * stride + k] = static_cast<char>(colour_byte(value));
+                    std::memcpy(&value, source + i * 8, 8);
+                    out[i / c->width * stride + i % c->width] =
+                        static_cast<char>(colour_byte(value));
                 }
+            } else {
+                scatter(c->values + first * item, item, out, stride, n);
             }
-        } else {
-            const std::byte* source = c->values;
-            if (big) {
-                const std::size_t values = points * c->width;
-                c->swapped.assign(source, source + values * c->size());
-                swap_words(c->swapped.data(), values, c->size());
-                source = c->swapped.data();
-            }
-            scatter(source, c->width * c->size(), out, stride, points);
+            out += item;
         }
-        out += c->width * c->size();
     }
 }
 
@@ -167,7 +173,6 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         }
     };
     for_blocks(cloud.count, [&](std::int64_t begin, std::int64_t count) {
-        // Rows and the columns that they come from stay within the processor's cache.
         for (std::int64_t at = begin; at < begin + count; at += rows_at_once)
             put(rows, at, std::min(rows_at_once, begin + count - at));
         if (options.progress) options.progress(begin + count, cloud.count);
