@@ -1,0 +1,145 @@
+// The cloud that stands in the page: a description in JSON and the values of every attribute as
+// base64 of deflated bytes, in several elements so that no text is huge.
+
+const arrays = { i32: Int32Array, f32: Float32Array, f64: Float64Array, i64: BigInt64Array };
+
+function bytesOfBase64(text) {
+  if (Uint8Array.fromBase64) return Uint8Array.fromBase64(text);
+  const binary = atob(text);
+  const bytes = new Uint8Array(binary.length);
+  for (let i = 0; i < binary.length; ++i) bytes[i] = binary.charCodeAt(i);
+  return bytes;
+}
+
+// Calls take(chunk) for the inflated bytes of attribute number `index`. Elements are dropped as they are
+// read: their text is larger than the values.
+async function inflate(index, take) {
+  const elements = [...document.querySelectorAll(`script[data-attribute="${index}"]`)];
+  const stream = new ReadableStream({
+    pull(controller) {
+      const element = elements.shift();
+      if (!element) return controller.close();
+      controller.enqueue(bytesOfBase64(element.textContent));
+      element.remove();
+    },
+  });
+  const reader = stream.pipeThrough(new DecompressionStream("deflate")).getReader();
+  for (;;) {
+    const { done, value } = await reader.read();
+    if (done) return;
+    take(value);
+  }
+}
+
+// Bytes come in groups of points; within one, first all points' byte 0, then all their byte 1, ...
+function unplane(planes, out, itemBytes, groupPoints) {
+  const items = out.length / itemBytes;
+  for (let first = 0; first < items; first += groupPoints) {
+    const n = Math.min(groupPoints, items - first);
+    const base = first * itemBytes;
+    for (let k = 0; k < itemBytes; ++k) {
+      const plane = base + k * n;
+      for (let i = 0, to = base + k; i < n; ++i, to += itemBytes) out[to] = planes[plane + i];
+    }
+  }
+}
+
+export class Attribute {
+  constructor(description, values) {
+    Object.assign(this, description); // name, type (in the file), stored, width, single, values' note
+    this.values = values;
+    this.ranges = [];
+  }
+  // One value as a number; whole numbers beyond 2^53 only lose digits here, never in text().
+  number(point, component = 0) {
+    return Number(this.values[(this.single ? 0 : point) * this.width + component]);
+  }
+  // Least and most finite value of a component, [0, 0] when there is none.
+  range(component) {
+    if (!this.ranges[component]) {
+      let least = Infinity;
+      let most = -Infinity;
+      const { values, width } = this;
+      for (let i = component; i < values.length; i += width) {
+        const v = Number(values[i]);
+        if (v < least && v > -Infinity) least = v;
+        if (v > most && v < Infinity) most = v;
+      }
+      this.ranges[component] = least <= most ? [least, most] : [0, 0];
+    }
+    return this.ranges[component];
+  }
+  // `components` of every point as 32-bit floats, for the graphics card.
+  floats(points, components) {
+    const { values, width, single } = this;
+    if (values instanceof Float32Array && !single && components.length === width) return values;
+    const out = new Float32Array(points * components.length);
+    for (let i = 0, to = 0; i < points; ++i) {
+      const from = single ? 0 : i * width;
+      for (const c of components) out[to++] = Number(values[from + c]);
+    }
+    return out;
+  }
+}
+
+export async function readCloud(progress) {
+  const cloud = JSON.parse(document.getElementById("vx-cloud").textContent);
+  let done = 0;
+  cloud.attributes = await Promise.all(cloud.attributes.map(async (description, index) => {
+    const points = description.single ? Math.min(1, cloud.points) : cloud.points;
+    const values = new arrays[description.stored](points * description.width);
+    const out = new Uint8Array(values.buffer);
+    const planes = new Uint8Array(out.length);
+    let at = 0;
+    await inflate(index, (chunk) => {
+      planes.set(chunk, at);
+      at += chunk.length;
+    });
+    if (at !== planes.length) throw new Error(`the values of attribute ${index} are cut short`);
+    unplane(planes, out, out.length / Math.max(points, 1), cloud.groupPoints);
+    progress(++done / cloud.attributes.length);
+    return new Attribute(description, values);
+  }));
+  cloud.find = (name) => cloud.attributes.find((a) => a.name === name);
+  return cloud;
+}
+
+// The number that a point has in its file. A page with fewer points has one from each of as many runs of
+// equal length, at a place that a hash of the run's number says, so that no pattern of the file shows.
+export function indexInFile(cloud, i) {
+  if (cloud.points === cloud.count) return i;
+  const begin = BigInt(i) * BigInt(cloud.count) / BigInt(cloud.points);
+  const end = (BigInt(i) + 1n) * BigInt(cloud.count) / BigInt(cloud.points);
+  let h = Math.imul(i ^ (i >>> 16), 0x7feb352d);
+  h = Math.imul(h ^ (h >>> 15), 0x846ca68b);
+  return Number(begin + BigInt((h ^ (h >>> 16)) >>> 0) % (end - begin));
+}
+
+// Labels of the points as the shaders read them: cut to a whole number, its low 32 bits.
+export class Labels {
+  static most = 4096;
+
+  constructor(attribute, points) {
+    const counts = new Map();
+    const label = (i) => (attribute ? Number(attribute.values[attribute.single ? 0 : i]) | 0 : 0);
+    for (let i = 0; i < points; ++i) {
+      const l = label(i);
+      counts.set(l, (counts.get(l) ?? 0) + 1);
+    }
+    let entries = [...counts].sort((a, b) => a[0] - b[0]);
+    this.distinct = entries.length;
+    if (entries.length > Labels.most) {
+      entries.sort((a, b) => b[1] - a[1]);
+      const rest = entries.splice(Labels.most - 1);
+      entries.sort((a, b) => a[0] - b[0]);
+      entries.push([null, rest.reduce((sum, e) => sum + e[1], 0)]);
+    }
+    this.values = entries.map((e) => e[0]); // null: all the others
+    this.counts = entries.map((e) => e[1]);
+    this.visible = new Uint8Array(entries.length).fill(1);
+    const slots = new Map(entries.map((e, k) => [e[0], k]));
+    const others = slots.get(null);
+    this.slots = new Uint16Array(points); // of each point
+    for (let i = 0; i < points; ++i) this.slots[i] = slots.get(label(i)) ?? others;
+  }
+}

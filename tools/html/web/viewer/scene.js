@@ -1,0 +1,291 @@
+// The points, their normals, the bounds and the camera.
+import {
+  BufferAttribute, BufferGeometry, Color, DataTexture, InstancedBufferAttribute, InstancedBufferGeometry,
+  LineBasicMaterial, LineSegments, LinearFilter, NearestFilter, PerspectiveCamera, Points,
+  RawShaderMaterial, GLSL3, RGBAFormat, Scene, UnsignedByteType, Vector2, Vector3, WebGLRenderer,
+} from "three";
+import { OrbitControls } from "three/addons/controls/OrbitControls.js";
+import { labelColour, mapBytes } from "./colour.js";
+import * as glsl from "./shaders.js";
+
+const backgrounds = { dark: 0x17191c, grey: 0x777777, black: 0x000000, white: 0xffffff };
+// Where the camera stands for each view key, with Y up; with Z up the same turned.
+const directions = {
+  0: [0.55, 0.4, 1], 1: [0, 0, 1], 2: [0, 0, -1], 3: [1, 0, 0], 4: [-1, 0, 0], 5: [0, 1, 1e-4], 6: [0, -1, 1e-4],
+};
+
+export class View {
+  constructor(canvas, cloud, labels) {
+    this.cloud = cloud;
+    this.labels = labels;
+    this.canvas = canvas;
+    this.onRender = () => {};
+    this.stats = { frames: 0, calls: 0, milliseconds: 0 };
+    this.renderer = new WebGLRenderer({ canvas, antialias: false, powerPreference: "high-performance", preserveDrawingBuffer: false });
+    this.renderer.setPixelRatio(Math.min(window.devicePixelRatio || 1, 2));
+    this.scene = new Scene();
+    this.camera = new PerspectiveCamera(35, 1, 0.01, 100);
+    this.makeBounds();
+    this.makePoints();
+    this.makeMark();
+    this.makeBox();
+    this.setBackground("dark");
+    this.setUp("y");
+    this.resize();
+    new ResizeObserver(() => this.resize()).observe(canvas.parentElement);
+    canvas.addEventListener("webglcontextrestored", () => this.draw());
+  }
+
+  makeBounds() {
+    const p = this.positions = this.cloud.find("position").floats(this.cloud.points, [0, 1, 2]);
+    this.least = new Vector3();
+    this.most = new Vector3();
+    this.measure(() => true);
+    this.diagonal = this.most.distanceTo(this.least) || 1;
+    const e = this.most.clone().sub(this.least);
+    const area = 2 * (e.x * e.y + e.y * e.z + e.z * e.x) || this.diagonal * this.diagonal;
+    this.spacing = Math.sqrt(area / Math.max(1, p.length / 3));
+  }
+
+  // Bounds of the points that `take` says yes to; as they were when there is none.
+  measure(take) {
+    const p = this.positions;
+    const a = [Infinity, Infinity, Infinity];
+    const b = [-Infinity, -Infinity, -Infinity];
+    for (let i = 0, k = 0; k < p.length; ++i, k += 3) {
+      if (!take(i) || !(Math.abs(p[k]) + Math.abs(p[k + 1]) + Math.abs(p[k + 2]) < 1e37)) continue;
+      for (let c = 0; c < 3; ++c) {
+        if (p[k + c] < a[c]) a[c] = p[k + c];
+        if (p[k + c] > b[c]) b[c] = p[k + c];
+      }
+    }
+    if (a[0] > b[0]) return;
+    this.least.fromArray(a);
+    this.most.fromArray(b);
+  }
+
+  makePoints() {
+    const { cloud, labels } = this;
+    const n = cloud.points;
+    const geometry = this.geometry = new BufferGeometry();
+    geometry.setAttribute("position", new BufferAttribute(this.positions, 3));
+    geometry.setAttribute("label", new BufferAttribute(labels.slots, 1));
+    const normal = cloud.find("normalPP");
+    this.normals = normal?.width === 3 ? normal.floats(n, [0, 1, 2]) : null;
+    if (this.normals) geometry.setAttribute("normal", new BufferAttribute(this.normals, 3));
+    const radius = cloud.find("radius");
+    this.hasRadius = radius?.width === 1 && n > 0 && radius.range(0)[1] > 0;
+    this.radii = this.hasRadius && !radius.single ? radius.floats(n, [0]) : null;
+    this.oneRadius = this.hasRadius ? radius.number(0) : this.spacing * 0.6;
+    if (this.radii) geometry.setAttribute("radius", new BufferAttribute(this.radii, 1));
+    this.shades = new Map();
+
+    const rows = Math.max(1, Math.ceil(labels.values.length / 256));
+    this.table = new DataTexture(new Uint8Array(1024 * rows), 256, rows, RGBAFormat, UnsignedByteType);
+    this.table.minFilter = this.table.magFilter = NearestFilter;
+    labels.values.forEach((_, k) => this.table.image.data.set(labelColour(k), 4 * k));
+    this.map = new DataTexture(new Uint8Array(1024), 256, 1, RGBAFormat, UnsignedByteType);
+    this.map.minFilter = this.map.magFilter = LinearFilter;
+
+    this.uniforms = {
+      labelTable: { value: this.table }, map: { value: this.map }, mode: { value: 0 }, shape: { value: 0 },
+      hasNormals: { value: this.normals !== null }, hideBack: { value: false }, lit: { value: false },
+      worldSize: { value: true }, radiusPerPoint: { value: this.radii !== null }, oneRadius: { value: this.oneRadius },
+      size: { value: 1 }, halfHeight: { value: 1 }, largest: { value: 64 }, exposure: { value: 1 },
+      toSrgb: { value: true }, valueRange: { value: new Vector2(0, 1) }, reach: { value: 1 },
+    };
+    const gl = this.renderer.getContext();
+    this.uniforms.largest.value = gl.getParameter(gl.ALIASED_POINT_SIZE_RANGE)[1];
+    this.points = this.add(new Points(geometry, this.material(glsl.pointVertex, glsl.pointFragment)));
+    this.showLabels();
+  }
+
+  material(vertexShader, fragmentShader, more = {}) {
+    return new RawShaderMaterial({ glslVersion: GLSL3, vertexShader, fragmentShader, uniforms: this.uniforms, ...more });
+  }
+
+  add(object) {
+    object.frustumCulled = false;
+    object.matrixAutoUpdate = false;
+    this.scene.add(object);
+    return object;
+  }
+
+  makeMark() {
+    const geometry = new BufferGeometry();
+    geometry.setAttribute("position", new BufferAttribute(new Float32Array(3), 3));
+    this.mark = this.add(new Points(geometry, this.material(glsl.markVertex, glsl.markFragment,
+      { depthTest: false, depthWrite: false, uniforms: { pixels: { value: 20 * this.renderer.getPixelRatio() } } })));
+    this.mark.renderOrder = 2;
+    this.mark.visible = false;
+  }
+
+  makeBox() {
+    const corners = [];
+    const { least: a, most: b } = this;
+    for (let k = 0; k < 8; ++k) {
+      for (const bit of [1, 2, 4]) {
+        if (k & bit) continue;
+        for (const c of [k, k | bit]) corners.push(c & 1 ? b.x : a.x, c & 2 ? b.y : a.y, c & 4 ? b.z : a.z);
+      }
+    }
+    const geometry = new BufferGeometry();
+    geometry.setAttribute("position", new BufferAttribute(new Float32Array(corners), 3));
+    this.box = this.add(new LineSegments(geometry, new LineBasicMaterial({ color: 0x8a94a0 })));
+    this.box.visible = false;
+  }
+
+  // Colours by `components` of an attribute: three as light or a direction, one as a value.
+  setShade(mode, attribute, components) {
+    this.uniforms.mode.value = mode;
+    if (attribute) {
+      const key = `${attribute.name}/${components}`;
+      let buffer = this.shades.get(key);
+      if (!buffer) {
+        buffer = new BufferAttribute(attribute.floats(this.cloud.points, components), components.length);
+        this.shades.set(key, buffer);
+      }
+      this.geometry.setAttribute("shade", buffer);
+    }
+    this.draw();
+  }
+
+  setMap(name) {
+    this.map.image.data.set(mapBytes(name));
+    this.map.needsUpdate = true;
+    this.draw();
+  }
+
+  showLabels() {
+    this.labels.visible.forEach((v, k) => { this.table.image.data[4 * k + 3] = v ? 255 : 0; });
+    this.table.needsUpdate = true;
+    this.draw();
+  }
+
+  // A short line from at most `most` of the points; none with 0.
+  setNormals(most) {
+    if (this.lines) {
+      this.scene.remove(this.lines);
+      this.lines.geometry.dispose();
+      this.lines = null;
+    }
+    if (most > 0 && this.normals) {
+      const n = this.cloud.points;
+      const step = Math.max(1, Math.ceil(n / most));
+      const count = Math.ceil(n / step);
+      const origin = new Float32Array(3 * count);
+      const normal = new Float32Array(3 * count);
+      const label = new Uint16Array(count);
+      for (let k = 0, i = 0; k < count; ++k, i += step) {
+        for (let c = 0; c < 3; ++c) {
+          origin[3 * k + c] = this.positions[3 * i + c];
+          normal[3 * k + c] = this.normals[3 * i + c];
+        }
+        label[k] = this.labels.slots[i];
+      }
+      const geometry = new InstancedBufferGeometry();
+      geometry.instanceCount = count;
+      geometry.setAttribute("position", new BufferAttribute(new Float32Array([0, 1]), 1));
+      geometry.setAttribute("origin", new InstancedBufferAttribute(origin, 3));
+      geometry.setAttribute("normal", new InstancedBufferAttribute(normal, 3));
+      geometry.setAttribute("label", new InstancedBufferAttribute(label, 1));
+      this.lineMaterial ??= this.material(glsl.lineVertex, glsl.flatFragment);
+      this.lines = this.add(new LineSegments(geometry, this.lineMaterial));
+    }
+    this.draw();
+  }
+
+  setMark(i) {
+    this.mark.visible = i >= 0;
+    if (i >= 0) {
+      const attribute = this.mark.geometry.getAttribute("position");
+      attribute.array.set(this.positions.subarray(3 * i, 3 * i + 3));
+      attribute.needsUpdate = true;
+    }
+    this.draw();
+  }
+
+  setBackground(name) {
+    this.scene.background = null;
+    this.renderer.setClearColor(new Color(backgrounds[name]), 1);
+    this.draw();
+  }
+
+  setUp(axis) {
+    this.up = axis;
+    this.camera.up.set(0, axis === "y" ? 1 : 0, axis === "z" ? 1 : 0);
+    this.controls?.dispose();
+    this.controls = new OrbitControls(this.camera, this.canvas);
+    this.controls.enableDamping = false;
+    this.controls.zoomToCursor = true;
+    this.controls.addEventListener("change", () => this.draw());
+    this.look(0);
+  }
+
+  look(key) {
+    const [x, y, z] = directions[key];
+    this.fit(new Vector3(...(this.up === "y" ? [x, y, z] : [x, -z, y])));
+  }
+
+  // Moves back along `direction` (or where the camera is) until the points that are shown fill the picture.
+  fit(direction = this.camera.position.clone().sub(this.controls.target)) {
+    this.measure((i) => this.labels.visible[this.labels.slots[i]]);
+    const { camera } = this;
+    const centre = this.least.clone().add(this.most).multiplyScalar(0.5);
+    camera.position.copy(centre).addScaledVector(direction.normalize(), this.diagonal);
+    camera.lookAt(centre);
+    camera.updateMatrixWorld();
+    const axes = [new Vector3(), new Vector3(), new Vector3()];
+    camera.matrixWorld.extractBasis(...axes);
+    const tanY = Math.tan((camera.fov * Math.PI) / 360);
+    const tanX = tanY * camera.aspect;
+    let distance = this.diagonal * 1e-3;
+    for (let k = 0; k < 8; ++k) {
+      const corner = new Vector3(k & 1 ? this.most.x : this.least.x, k & 2 ? this.most.y : this.least.y, k & 4 ? this.most.z : this.least.z).sub(centre);
+      const [x, y, z] = axes.map((a) => corner.dot(a));
+      distance = Math.max(distance, z + Math.abs(x) / tanX, z + Math.abs(y) / tanY);
+    }
+    camera.position.copy(centre).addScaledVector(direction, distance * 1.06);
+    this.controls.target.copy(centre);
+    this.controls.update();
+    this.draw();
+  }
+
+  centreOn(i) {
+    const p = new Vector3().fromArray(this.positions, 3 * i);
+    this.camera.position.add(p.clone().sub(this.controls.target));
+    this.controls.target.copy(p);
+    this.controls.update();
+    this.draw();
+  }
+
+  resize() {
+    const { clientWidth: w, clientHeight: h } = this.canvas.parentElement;
+    if (w === 0 || h === 0) return;
+    this.renderer.setSize(w, h, false);
+    this.camera.aspect = w / h;
+    this.draw();
+  }
+
+  draw() {
+    if (this.waiting) return;
+    this.waiting = true;
+    requestAnimationFrame(() => this.render());
+  }
+
+  render() {
+    this.waiting = false;
+    const start = performance.now();
+    const { camera } = this;
+    const distance = camera.position.distanceTo(this.controls.target);
+    camera.near = Math.max(distance, this.diagonal * 1e-3) * 1e-3;
+    camera.far = distance + 4 * this.diagonal;
+    camera.updateProjectionMatrix();
+    this.uniforms.halfHeight.value = this.canvas.height / 2;
+    this.renderer.render(this.scene, camera);
+    this.stats.frames += 1;
+    this.stats.calls = this.renderer.info.render.calls;
+    this.stats.milliseconds = performance.now() - start;
+    this.onRender();
+  }
+}
