@@ -3,6 +3,7 @@
 #include "tools/verbs/verbs.h"
 #include "tools/verbs/view_camera.h"
 #include "tools/verbs/view_options.h"
+#include "tools/verbs/view_page.h"
 
 #include <filesystem>
 #include <memory>
@@ -186,7 +187,8 @@ Run add_view(CLI::App& app) {
     o->add(app);
     return [o](Session& session) {
         o->settle();
-        session.attempt([&] { ViewRun(session, *o).pictures(); });
+        if (!o->output.empty()) session.attempt([&] { ViewRun(session, *o).pictures(); });
+        if (!o->html.empty()) write_pages(session, *o);
     };
 }
 

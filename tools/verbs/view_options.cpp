@@ -1,6 +1,7 @@
 #include "tools/verbs/view_options.h"
 
 #include "tools/formats/text.h"
+#include "tools/html/page.h"
 #include "tools/picture/colour_map.h"
 
 #include <cmath>
@@ -33,8 +34,13 @@ void check_size(std::int64_t width, std::int64_t height, const std::string& text
 void ViewOptions::add(CLI::App& app) {
     app.add_option("input", input, "a cloud; #### stands for a frame, - for the standard input")
         ->required();
-    app.add_option("-o,--output", output, "the picture: a name that ends in .png or .exr")
-        ->required();
+    app.add_option("-o,--output", output, "the picture: a name that ends in .png or .exr");
+    app.add_option("--html", html,
+                   "a page to look around in with a browser: one file that needs no network");
+    app.add_option("--max-points", page_points,
+                   "of the page; of a larger cloud it gets a part that is spread evenly")
+        ->check(CLI::Range(std::int64_t{1}, most_page_points))
+        ->capture_default_str();
     app.add_option("--frames", frames, "the frames of a pattern, as 1-100x2; else those there are");
     app.add_flag("-f,--force", force, "replace files that are there");
 
@@ -96,6 +102,11 @@ void ViewOptions::add(CLI::App& app) {
 }
 
 void ViewOptions::settle() {
+    if (output.empty() && html.empty()) throw UsageError("needs --output, --html or both");
+    if (!html.empty() && has_frame_field(input) != has_frame_field(html)) {
+        throw UsageError("--html: either both names have #### or neither");
+    }
+    if (output.empty()) return;
     const ImageFormat file = format();
     if (!m_size.empty()) {
         const std::size_t x = m_size.find('x');

@@ -25,6 +25,8 @@ struct CameraChoice {
 
 struct ViewOptions {
     std::string input, output, frames;
+    std::string html; // a page instead of a picture, or beside it
+    std::int64_t page_points = 2'000'000;
     bool force = false;
     bool legend = true;
     bool raw = false;  // png without the sRGB curve
