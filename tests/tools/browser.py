@@ -32,7 +32,7 @@ def move_up(fd):
 class Browser:
     """One page. Collects console messages, exceptions and every request that the page makes."""
 
-    def __init__(self, program, width=1280, height=800, timeout=120):
+    def __init__(self, program, width=1280, height=800, timeout=120, more=()):
         self.deadline = timeout
         self.profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         to_read, self.to = os.pipe()
@@ -42,7 +42,7 @@ class Browser:
         # The browser reads descriptor 3 and writes 4, whatever numbers the pipes got here.
         script = 'exec "$@" 3<&%d 4>&%d' % (to_read, of_write)
         self.process = subprocess.Popen(
-            ["bash", "-c", script, "browser", program, *FLAGS, "--remote-debugging-pipe",
+            ["bash", "-c", script, "browser", program, *FLAGS, *more, "--remote-debugging-pipe",
              "--user-data-dir=" + self.profile.name, "--window-size=%d,%d" % (width, height), "about:blank"],
             pass_fds=(to_read, of_write), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL)
@@ -152,7 +152,8 @@ class Browser:
 
     def key(self, key):
         for kind in ("keyDown", "keyUp"):
-            self.call("Input.dispatchKeyEvent", type=kind, key=key, text=key if kind == "keyDown" else "")
+            text = key if kind == "keyDown" and len(key) == 1 else ""
+            self.call("Input.dispatchKeyEvent", type=kind, key=key, text=text)
 
     def screenshot(self):
         return base64.b64decode(self.call("Page.captureScreenshot", format="png")["data"])

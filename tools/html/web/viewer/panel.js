@@ -251,6 +251,7 @@ export class Panel {
   picking() {
     const { canvas } = this.view;
     let down = null;
+    canvas.addEventListener("pointerdown", () => { $("hint").hidden = true; }, { once: true });
     canvas.addEventListener("pointerdown", (e) => { down = e.isPrimary && e.button === 0 ? [e.clientX, e.clientY] : null; });
     canvas.addEventListener("pointerup", (e) => {
       if (!down || Math.hypot(e.clientX - down[0], e.clientY - down[1]) > 4) return;

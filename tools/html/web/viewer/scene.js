@@ -2,7 +2,7 @@
 import {
   BufferAttribute, BufferGeometry, Color, DataTexture, InstancedBufferAttribute, InstancedBufferGeometry,
   LineBasicMaterial, LineSegments, LinearFilter, NearestFilter, PerspectiveCamera, Points,
-  RawShaderMaterial, GLSL3, RGBAFormat, Scene, UnsignedByteType, Vector2, Vector3, WebGLRenderer,
+  RawShaderMaterial, GLSL3, RGBAFormat, Scene, Sphere, UnsignedByteType, Vector2, Vector3, WebGLRenderer,
 } from "three";
 import { OrbitControls } from "three/addons/controls/OrbitControls.js";
 import { labelColour, mapBytes } from "./colour.js";
@@ -106,6 +106,8 @@ export class View {
 
   add(object) {
     object.frustumCulled = false;
+    // Given, so that three.js does not go through all points for one.
+    object.geometry.boundingSphere = new Sphere(new Vector3(), this.diagonal);
     object.matrixAutoUpdate = false;
     this.scene.add(object);
     return object;
@@ -245,7 +247,7 @@ export class View {
       const [x, y, z] = axes.map((a) => corner.dot(a));
       distance = Math.max(distance, z + Math.abs(x) / tanX, z + Math.abs(y) / tanY);
     }
-    camera.position.copy(centre).addScaledVector(direction, distance * 1.06);
+    camera.position.copy(centre).addScaledVector(direction, distance * 1.1);
     this.controls.target.copy(centre);
     this.controls.update();
     this.draw();
