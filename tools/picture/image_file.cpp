@@ -20,7 +20,7 @@ VxEncodeImage* load(const std::string& name) {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
     const std::string library =
         (program.parent_path().parent_path() / "lib" / "vx_cache_image.so").string();
-    void* const handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const handle = ::dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
     void* const symbol = handle != nullptr ? ::dlsym(handle, "vx_encode_image") : nullptr;
     if (symbol == nullptr) {
         const char* const why = ::dlerror();

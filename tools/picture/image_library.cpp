@@ -27,6 +27,8 @@ extern "C" const char* vx_encode_image(const char* format, int width, int height
             spec.attribute("oiio:ColorSpace", "sRGB");
         } else {
             spec.attribute("compression", "zip");
+            // Without one it would be the time of day, and no two files alike.
+            spec.attribute("DateTime", "1970:01:01 00:00:00");
         }
         std::vector<unsigned char> file;
         OIIO::Filesystem::IOVecOutput proxy(file);

@@ -6,7 +6,9 @@
 #include "tools/verbs/view_page.h"
 
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
 
 namespace vx::cache {
 
@@ -91,23 +93,45 @@ class ViewRun {
     }
 
   private:
+    // An open cloud, which stays at its place in memory while it is walked over.
+    struct Opened {
+        OpenedCloud opened;
+        std::unique_ptr<ViewCloud> points;
+    };
+
+    // Each cloud of a sequence is opened again whenever it is needed; a single one stays open, so
+    // that it can come through a pipe.
+    ViewCloud& open(const std::string& name, bool first) {
+        if (m_current.points && name == m_current_name) return *m_current.points;
+        m_current.points.reset();
+        Findings ignored; // said the first time
+        m_current.opened = first ? m_session.open(name) : open_cloud(name, ignored);
+        const auto known = m_radii.find(name);
+        m_current.points = std::make_unique<ViewCloud>(
+            *m_current.opened.cloud, m_options.style,
+            known == m_radii.end() ? std::nullopt : std::optional(known->second));
+        m_current_name = name;
+        m_radii[name] = m_current.points->fixed_radius();
+        return *m_current.points;
+    }
+
     void survey(const std::string& name) {
-        const OpenedCloud opened = m_session.open(name);
-        ViewCloud cloud(*opened.cloud, m_options.style);
+        ViewCloud& cloud = open(name, true);
+        const Cloud& file = *m_current.opened.cloud;
         m_colouring = cloud.colouring();
         if (m_options.range && m_colouring.kind != ColourKind::scalar) {
             throw UsageError("--range is for numbers, which '" +
                              (m_colouring.title.empty() ? "no attribute" : m_colouring.title) +
                              "' is not coloured by");
         }
-        m_counted += opened.cloud->count;
+        m_counted += file.count;
         m_survey.add(cloud);
         if (cloud.without_position > 0) {
-            m_session.note(opened.cloud->file_name + ": " + points_text(cloud.without_position) +
+            m_session.note(file.file_name + ": " + points_text(cloud.without_position) +
                            " left out: the position is not finite");
         }
         if (cloud.without_value > 0) {
-            m_session.note(opened.cloud->file_name + ": " + points_text(cloud.without_value) +
+            m_session.note(file.file_name + ": " + points_text(cloud.without_value) +
                            " drawn in grey: '" + m_colouring.title + "' is not finite");
         }
     }
@@ -119,10 +143,9 @@ class ViewRun {
             legend_width(m_legend, c.width > 0 ? c.width : 1280, c.height > 0 ? c.height : 960);
         m_placed = place_camera(m_options, m_survey, aside, [&](const auto& f) {
             for (const Shot& shot : shots) {
-                const OpenedCloud opened = open_quietly(shot.cloud);
-                ViewCloud cloud(*opened.cloud, m_options.style);
-                cloud.each(
-                    [&](const ViewCloud::Point& p, ColourReader&) { f(p.position, p.radius); });
+                open(shot.cloud, false).each([&](const ViewCloud::Point& p, ColourReader&) {
+                    f(p.position, p.radius);
+                });
             }
         });
         const Matrix& m = m_placed.camera.to_camera;
@@ -138,8 +161,7 @@ class ViewRun {
     }
 
     void draw(const Shot& shot) {
-        const OpenedCloud opened = open_quietly(shot.cloud);
-        ViewCloud cloud(*opened.cloud, m_options.style);
+        ViewCloud& cloud = open(shot.cloud, false);
         if (m_options.turntable == 0) {
             finish(draw_cloud(cloud, m_options.style, m_placed.camera, m_survey.scale),
                    shot.picture);
@@ -165,12 +187,6 @@ class ViewRun {
                           std::to_string(picture.height) + " pixels");
     }
 
-    // What is odd about a file was said when it was looked at first.
-    static OpenedCloud open_quietly(const std::string& name) {
-        Findings ignored;
-        return open_cloud(name, ignored);
-    }
-
     Session& m_session;
     const ViewOptions& m_options;
     Survey m_survey;
@@ -178,6 +194,9 @@ class ViewRun {
     Legend m_legend;
     PlacedCamera m_placed;
     std::int64_t m_counted = 0;
+    Opened m_current;
+    std::string m_current_name;
+    std::map<std::string, double> m_radii; // by the cloud's name
 };
 
 } // namespace

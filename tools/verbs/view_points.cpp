@@ -30,7 +30,7 @@ Vec vec_at(std::span<const double> values, std::size_t i) {
 
 } // namespace
 
-ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style)
+ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius)
     : m_cloud(cloud),
       m_style(style),
       m_colouring(choose_colouring(cloud, style.by)),
@@ -47,7 +47,7 @@ ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style)
         m_radius.reset();
         m_fixed_radius = *style.radius;
     } else if (!m_radius) {
-        m_fixed_radius = derived_radius();
+        m_fixed_radius = known_radius ? *known_radius : derived_radius();
     }
 }
 

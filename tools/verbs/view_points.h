@@ -24,8 +24,9 @@ struct ViewStyle {
 class ViewCloud {
   public:
     // Throws FileError without positions, labels that are asked for or the attribute of `by`.
-    // Without radii the distance between neighbours is looked for: `progress` as for that.
-    ViewCloud(Cloud& cloud, const ViewStyle& style);
+    // Without radii the distance between neighbours is looked for, unless it is known from an
+    // earlier time.
+    ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius = {});
 
     struct Point {
         Vec position;
@@ -37,7 +38,8 @@ class ViewCloud {
     void each(const std::function<void(const Point&, ColourReader&)>& f);
 
     const Colouring& colouring() const { return m_colouring; }
-    Cloud& cloud() { return m_cloud; }
+    // Of points without a radius of their own.
+    double fixed_radius() const { return m_fixed_radius; }
     // Of the last walk: points of wanted labels that have no finite position, and points of them
     // that have no finite value to be coloured by.
     std::int64_t without_position = 0;
