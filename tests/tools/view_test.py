@@ -208,6 +208,27 @@ class Pictures(Case):
         self.assertIn("a.pdc: 1 point drawn in grey: 'heat' is not finite", said)
         self.assertEqual(self.ok("a.pdc", "-q", "-f", "-o", "p.png", "--by", "heat"), "")
 
+    def test_a_picture_without_any_point_is_noted(self):
+        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0]))
+        said = self.ok("a.pdc", "-o", "p.png", "--from", "0,0,5", "--to", "0,0,9", "--size", "40x40")
+        self.assertIn("p.png: no point lies within the picture", said)
+
+    def test_radii_in_the_wrong_unit_are_noted(self):
+        self.put("a.pdc", cloud([(k / 100, 0, 0) for k in range(101)], radius=[5.0] * 101))
+        said = self.ok("a.pdc", "-o", "p.png", "--size", "40x40")
+        self.assertIn("radii up to 5 in a cloud that is 1 across", said)
+        self.assertEqual(self.ok("a.pdc", "-f", "-o", "p.png", "--size", "40x40", "--radius", "0.1"), "")
+
+    def test_large_pictures_are_drawn_in_bands_that_fit_together(self):
+        # 2300 x 2300 pixels of 64 samples are ten bands; a disc across all of them has no seams.
+        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0], rgbPP=[(1, 1, 1)]))
+        view = ("--view", "front", "--ortho", "--flat", "--background", "0,0,0", "--no-legend")
+        self.ok("a.pdc", "-o", "p.exr", "--samples", "8", "--size", "2300x2300", *view)
+        rows = image_files.read_exr(self.get("p.exr"))
+        area = sum(c[0] for row in rows for c in row)
+        self.assertAlmostEqual(area / (math.pi * (0.45 * 2300) ** 2), 1, delta=1e-5)
+        self.assertTrue(all(row[1150] == (1, 1, 1) for row in rows[130:2170]))
+
     def test_every_format_gives_the_same_picture(self):
         self.put("a.pdc", cloud([(0, 0, 0), (1, 0.5, 0), (0.25, 1, 1)], radius=[0.25] * 3,
                                 rgbPP=[(1, 0, 0), (0, 1, 0), (0.5, 0.5, 0.5)], tag=[1, 2, 3],
@@ -305,7 +326,9 @@ render "world" "camInst" "opt"
         self.assertEqual((len(other), len(other[0])), (60, 80))
         self.fails("a.pdc", "-o", "q.png", "--camera", "s.mi:nobody", says="no camera instance 'nobody'")
         self.fails("a.pdc", "-o", "q.png", "--camera", "none.mi", says="none.mi")
-        self.nothing_left("s.mi", "a.pdc", "p.png")
+        self.put("big.mi", text.replace(b"160 120", b"40000 40000"))
+        self.fails("a.pdc", "-o", "q.png", "--camera", "big.mi", says="big.mi: a picture of the camera's 40000")
+        self.nothing_left("s.mi", "big.mi", "a.pdc", "p.png")
 
     def test_named_views(self):
         # A pointer along each axis: where its colour is tells the side.

@@ -49,6 +49,12 @@ std::string text_of(const Vec& v) {
     return text;
 }
 
+std::string number_of(double v) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.4g", v);
+    return text;
+}
+
 std::string points_text(std::int64_t n) {
     return std::to_string(n) + (n == 1 ? " point" : " points");
 }
@@ -75,6 +81,13 @@ class ViewRun {
         if (m_survey.points > 0 && m_survey.radius == 0 && !m_options.style.radius) {
             m_session.note(
                 "all radii are 0, so points are drawn as dots; --radius makes them larger");
+        }
+        const double across = length(m_survey.high - m_survey.low);
+        if (m_survey.points > 100 && m_survey.radius > across / 2) {
+            m_session.note("radii up to " + number_of(m_survey.radius) + " in a cloud that is " +
+                           number_of(across) +
+                           " across hide most of it, and take long; "
+                           "--radius or --radius-scale makes them smaller");
         }
         if (m_survey.points == 0) {
             throw FileError(m_options.input, -1,
@@ -163,7 +176,8 @@ class ViewRun {
     void draw(const Shot& shot) {
         ViewCloud& cloud = open(shot.cloud, false);
         if (m_options.turntable == 0) {
-            finish(draw_cloud(cloud, m_options.style, m_placed.camera, m_survey.scale),
+            finish(draw_cloud(cloud, m_options.style, m_placed.camera, m_survey.scale,
+                              m_session.progress(shot.picture)),
                    shot.picture);
             return;
         }
@@ -174,13 +188,15 @@ class ViewRun {
                 refuse_existing(name, m_options.force);
                 const Camera camera =
                     turned(m_placed, m_options.camera.up, 360.0 * i / m_options.turntable);
-                finish(draw_cloud(cloud, m_options.style, camera, m_survey.scale), name);
+                finish(draw_cloud(cloud, m_options.style, camera, m_survey.scale, {}), name);
             });
             if (progress) progress(i + 1, m_options.turntable);
         }
     }
 
-    void finish(Picture picture, const std::string& name) {
+    void finish(DrawnCloud drawn, const std::string& name) {
+        Picture& picture = drawn.picture;
+        if (drawn.points == 0) m_session.note(name + ": no point lies within the picture");
         draw_legend(picture, m_legend, m_options.style.background);
         write_picture(picture, m_options, name);
         m_session.details(name + ": " + std::to_string(picture.width) + " x " +

@@ -66,9 +66,12 @@ PlacedCamera place_camera(const ViewOptions& options, const Survey& survey, int 
     placed.centre = choice.to.value_or((survey.low + survey.high) * 0.5);
     if (!choice.scene.empty()) {
         placed.camera = read_scene_camera(choice.scene, choice.width, choice.height).camera;
-        check_size(placed.camera.width, placed.camera.height,
-                   std::to_string(placed.camera.width) + "x" +
-                       std::to_string(placed.camera.height));
+        if (!is_possible_size(placed.camera.width, placed.camera.height)) {
+            throw FileError(choice.scene, -1,
+                            "a picture of the camera's " + std::to_string(placed.camera.width) +
+                                " x " + std::to_string(placed.camera.height) +
+                                " pixels cannot be made; say another --size");
+        }
         return placed;
     }
     Camera& camera = placed.camera;

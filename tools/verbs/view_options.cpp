@@ -22,13 +22,9 @@ Vec parse_vec(const std::string& text, const std::string& option) {
 
 } // namespace
 
-void check_size(std::int64_t width, std::int64_t height, const std::string& text) {
-    if (width < 1 || height < 1 || width > longest_side || height > longest_side ||
-        width * height > most_pixels) {
-        throw UsageError("--size: '" + text + "' cannot be made; sides are 1 to " +
-                         std::to_string(longest_side) + " pixels, and " +
-                         std::to_string(most_pixels / 1000000) + " million together");
-    }
+bool is_possible_size(std::int64_t width, std::int64_t height) {
+    return width >= 1 && height >= 1 && width <= longest_side && height <= longest_side &&
+           width * height <= most_pixels;
 }
 
 void ViewOptions::add(CLI::App& app) {
@@ -113,7 +109,11 @@ void ViewOptions::settle() {
         const auto width = parse_int(m_size.substr(0, x));
         const auto height = x == std::string::npos ? std::nullopt : parse_int(m_size.substr(x + 1));
         if (!width || !height) throw UsageError("--size: '" + m_size + "' is not like 1280x960");
-        check_size(*width, *height, m_size);
+        if (!is_possible_size(*width, *height)) {
+            throw UsageError("--size: '" + m_size + "' cannot be made; sides are 1 to " +
+                             std::to_string(longest_side) + " pixels, and " +
+                             std::to_string(most_pixels / 1000000) + " million together");
+        }
         camera.width = static_cast<int>(*width);
         camera.height = static_cast<int>(*height);
     }

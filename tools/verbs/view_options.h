@@ -44,7 +44,7 @@ struct ViewOptions {
     std::string m_range, m_size, m_background, m_from, m_to, m_up;
 };
 
-// Throws UsageError, "0x5" and pictures that no memory holds included.
-void check_size(std::int64_t width, std::int64_t height, const std::string& text);
+// Neither empty nor larger than a memory holds.
+bool is_possible_size(std::int64_t width, std::int64_t height);
 
 } // namespace vx::cache

@@ -1,7 +1,5 @@
 #include "tools/verbs/view_points.h"
 
-#include "tools/verbs/statistics.h"
-
 #include <algorithm>
 #include <cmath>
 
@@ -118,17 +116,23 @@ double shade(const Vec& normal, const Vec& to_eye) {
     return 0.12 + 0.88 * half * half;
 }
 
-Picture draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
-                   const ColourScale& scale) {
-    Picture picture(camera.width, camera.height, style.background);
+DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
+                      const ColourScale& scale, const Progress& progress) {
+    DrawnCloud out{Picture(camera.width, camera.height, style.background), 0};
     const std::int64_t line =
         static_cast<std::int64_t>(camera.width) * style.samples * style.samples;
     const int lines = static_cast<int>(
         std::clamp<std::int64_t>(band_samples / line, 1, static_cast<std::int64_t>(camera.height)));
     const double size = camera_scale(camera.to_camera);
+    const std::int64_t total = cloud.count();
     for (int first = 0; first < camera.height; first += lines) {
         DiscRaster raster(camera, style.samples, first, std::min(lines, camera.height - first));
+        std::int64_t done = 0;
         cloud.each([&](const ViewCloud::Point& p, ColourReader& colours) {
+            if (progress && ++done % block_points == 0) {
+                // Bands count as a part of the work each.
+                progress(first * total + done * lines, total * camera.height);
+            }
             Disc disc;
             disc.centre = transform_point(camera.to_camera, p.position);
             disc.normal = normalized(transform_direction(camera.to_camera, p.normal));
@@ -141,11 +145,12 @@ Picture draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camer
                 for (float& channel : disc.colour)
                     channel *= share;
             }
-            raster.draw(disc);
+            if (raster.draw(disc)) ++out.points;
         });
-        raster.resolve(picture, style.background);
+        raster.resolve(out.picture, style.background);
     }
-    return picture;
+    if (progress) progress(1, 1);
+    return out;
 }
 
 } // namespace vx::cache

@@ -3,6 +3,7 @@
 
 #include "tools/picture/camera.h"
 #include "tools/verbs/colouring.h"
+#include "tools/verbs/statistics.h"
 
 #include <functional>
 #include <optional>
@@ -38,6 +39,7 @@ class ViewCloud {
     void each(const std::function<void(const Point&, ColourReader&)>& f);
 
     const Colouring& colouring() const { return m_colouring; }
+    std::int64_t count() const { return m_cloud.count; }
     // Of points without a radius of their own.
     double fixed_radius() const { return m_fixed_radius; }
     // Of the last walk: points of wanted labels that have no finite position, and points of them
@@ -67,8 +69,12 @@ struct Survey {
 };
 
 // One picture, without its legend.
-Picture draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
-                   const ColourScale& scale);
+struct DrawnCloud {
+    Picture picture;
+    std::int64_t points = 0; // that lie within the picture, seen or hidden
+};
+DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
+                      const ColourScale& scale, const Progress& progress);
 
 // How much of its colour a surface shows: `normal` and `to_eye` in the camera's space, of length 1.
 // Two-sided; a soft light from above left of the eye, so that a surface that faces the eye is
