@@ -4,11 +4,12 @@ import json
 import os
 import random
 import resource
+import signal
 import struct
 import subprocess
 import sys
 import tempfile
-import threading
+import time
 import unittest
 import zipfile
 
@@ -322,17 +323,40 @@ class Command(Case):
         self.ok("convert", "--force", self.source, self.path("b.ply"))
         self.nothing_left("a.pdc", "b.ply")
 
-    def test_a_failed_write_leaves_nothing(self):
-        def limit():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
-        for name in ("pdc", "ply", "csv", "usda", "npz"):
-            done = run("convert", self.source, self.path("b." + name), preexec_fn=limit)
-            self.assertNotEqual(done.returncode, 0)
-            if done.returncode > 0:
-                self.nothing_left("a.pdc")
-            for left in os.listdir(self.folder.name):
-                if left != "a.pdc":
-                    os.unlink(self.path(left))
+    def test_a_limit_on_the_size_of_files_is_an_error_that_leaves_nothing(self):
+        large = self.put("large.pdc", cf.pdc([("position", 5, [0.5] * 60000), ("tag", 3, [1] * 20000)], 20000))
+        for source, limit in ((self.source, 64), (large, 100000), (large, 300000)):
+            def lower():
+                resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))  # noqa: B023
+            for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
+                if limit == 300000 and name in ("csv", "usda", "mrmap"):
+                    continue  # smaller than that
+                self.fails("convert", "-q", source, self.path("b." + name), preexec_fn=lower,
+                           says="b." + name + ": ")
+                self.nothing_left("a.pdc", "large.pdc")
+
+    def test_an_interrupted_write_leaves_nothing(self):
+        # Holes behind true counts: much to write from little.
+        count = 400000 if SANITIZED else 3000000
+        with open(self.path("large.pdc"), "wb") as f:
+            f.write(b"PDC " + struct.pack(">6i", 1, 1, 0, 0, count, 1))
+            f.write(struct.pack(">i", 8) + b"position" + struct.pack(">i", 5))
+            f.truncate(f.tell() + 24 * count)
+        kept = ["a.pdc", "large.pdc"]
+        for name, number in (("csv", signal.SIGINT), ("usda", signal.SIGHUP), ("mrmap", signal.SIGTERM),
+                             ("npz", signal.SIGTERM), ("ply", signal.SIGTERM), ("pdc", signal.SIGQUIT)):
+            for _ in range(20):
+                with subprocess.Popen([PROGRAM, "convert", "-q", self.path("large.pdc"), self.path("b." + name)],
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run_now:
+                    while run_now.poll() is None and sorted(os.listdir(self.folder.name)) == kept:
+                        time.sleep(0.0005)
+                    run_now.send_signal(number)
+                    run_now.wait(timeout=60)
+                if run_now.returncode != 0:
+                    break
+                os.unlink(self.path("b." + name))  # it had finished before
+            self.assertEqual(run_now.returncode, 128 + number, name)
+            self.nothing_left(*kept)
 
     def test_full_device(self):
         for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):

@@ -36,9 +36,10 @@ bool is_same_value(To now, From before) {
         if constexpr (std::is_floating_point_v<To>) {
             return static_cast<double>(now) == static_cast<double>(before) || before != before;
         } else {
-            // Compared as doubles the largest integers would equal the power of two above them.
+            // As a double the largest integer equals the power of two above it, which it is not.
+            constexpr double beyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;
             return static_cast<double>(now) == static_cast<double>(before) &&
-                   convert_value<To>(static_cast<double>(now)) == now;
+                   static_cast<double>(before) < beyond;
         }
     } else if constexpr (std::is_floating_point_v<To>) {
         return convert_value<From>(now) == before &&

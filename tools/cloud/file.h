@@ -133,7 +133,17 @@ class OutputFile {
     std::unique_ptr<WriteBehind> m_behind;
 };
 
-// Removes the unfinished output when the program is interrupted.
+// Removes the unfinished output when the program is interrupted or the terminal goes, and makes a
+// closed pipe and a limit on the size of files errors of writing. The status is 128 and the signal.
 void clean_up_on_signals();
+
+// While one lives such signals wait: for writers that have temporary files of their own.
+class HeldSignals {
+  public:
+    HeldSignals();
+    ~HeldSignals();
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+};
 
 } // namespace vx::cache

@@ -24,9 +24,22 @@ constexpr std::size_t block_bytes = 1 << 21;
 char g_unfinished[4096];
 std::atomic<bool> g_is_unfinished{false};
 
-extern "C" void remove_unfinished(int signal) {
+// While another writer has files of its own beside ours, a signal waits: they go when it is done.
+std::atomic<bool> g_is_held{false};
+std::atomic<int> g_held_signal{0};
+
+void end_at(int signal) {
     if (g_is_unfinished.load()) ::unlink(g_unfinished);
     ::_exit(128 + signal);
+}
+
+extern "C" void remove_unfinished(int signal) {
+    if (g_is_held.load()) {
+        g_held_signal = signal;
+        // The hold may have ended in between, without having seen it.
+        if (g_is_held.load()) return;
+    }
+    end_at(signal);
 }
 
 void remember(const std::string& name) {
@@ -44,10 +57,20 @@ std::string folder_of(const std::string& path) {
 } // namespace
 
 void clean_up_on_signals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
         std::signal(signal, remove_unfinished);
-    // A closed pipe is an error of write(2) like any other.
-    std::signal(SIGPIPE, SIG_IGN);
+    // A closed pipe and a file beyond the limit are errors of write(2) like any other.
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_IGN);
+}
+
+HeldSignals::HeldSignals() {
+    g_is_held = true;
+}
+
+HeldSignals::~HeldSignals() {
+    g_is_held = false;
+    if (const int signal = g_held_signal.exchange(0); signal != 0) end_at(signal);
 }
 
 OutputFile::OutputFile(std::string path, bool force)

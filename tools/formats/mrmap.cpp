@@ -42,6 +42,8 @@ std::string why_of(Map_status status) {
         return "not a map file, or one that is cut off or damaged";
     case Map_status::File_version_unsupported:
         return "a map file of an unknown version";
+    case Map_status::Failure:
+        return "the map file cannot be written; the disk may be full";
     default:
         return "the map cannot be handled (status " + std::to_string(status.get_code()) + ")";
     }
@@ -460,6 +462,7 @@ void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Not
     const std::unique_ptr<Edit_map> map = build_map(cloud, out.name(), options, notes);
     constexpr Map_base::File_format encodings[] = {Map_base::Closed_binary, Map_base::Open_binary,
                                                    Map_base::Open_ASCII};
+    const HeldSignals held;
     const Map_status written = (*map)->write(out.temporary_name().c_str(), false,
                                              encodings[static_cast<std::size_t>(options.map)]);
     if (written != Map_status::OK) throw FileError(out.name(), -1, why_of(written));
