@@ -98,6 +98,8 @@ OutputFile::OutputFile(std::string path, bool force)
         const char* temporary = std::getenv("TMPDIR");
         folder = temporary != nullptr && *temporary != '\0' ? temporary : "/tmp";
     }
+    // A signal between the making of the file and the note of its name would leave it behind.
+    const HeldSignals held;
     // Not mkstemp: the file gets the access rights that any new file gets.
     for (int attempt = 0; attempt < 1000 && m_file.get() < 0; ++attempt) {
         m_temporary = folder + "/.vx_cache-" + std::to_string(::getpid()) + "-" +
