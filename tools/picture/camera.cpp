@@ -55,48 +55,73 @@ Direction named_direction(const std::string& name, const Vec& up) {
     return {normalized(front + right * 0.65 + u * 0.5), u};
 }
 
-Framing::Framing(const Matrix& rotation, bool orthographic, double tangent_x, double tangent_y)
-    : m_rotation(rotation), m_orthographic(orthographic), m_x(tangent_x), m_y(tangent_y) {
-    constexpr double none = -std::numeric_limits<double>::infinity();
-    m_right = m_left = m_top = m_bottom = m_nearest = none;
+Framing::Extent::Extent(double t) : tangent(t) {
+    above.fill(-std::numeric_limits<double>::infinity());
+    below = above;
 }
+
+void Framing::Extent::add(double across, double along, double radius) {
+    for (std::size_t k = 0; k < shares; ++k) {
+        const double t = tangent * static_cast<double>(k + 1) / shares;
+        const double reach = t * along + radius * std::sqrt(1 + t * t);
+        above[k] = std::max(above[k], reach + across);
+        below[k] = std::max(below[k], reach - across);
+    }
+}
+
+double Framing::Extent::distance(std::size_t share) const {
+    const double t = tangent * static_cast<double>(share + 1) / shares;
+    return (above[share] + below[share]) / (2 * t);
+}
+
+double Framing::Extent::middle(double at) const {
+    const auto of = [this](std::size_t k) { return (above[k] - below[k]) / 2; };
+    if (!(tangent > 0)) return of(shares - 1);
+    for (std::size_t k = shares - 1; k > 0; --k) {
+        const double far = distance(k - 1);
+        const double near = distance(k);
+        if (at > far) continue;
+        const double part = far > near ? std::clamp((at - near) / (far - near), 0.0, 1.0) : 0;
+        return of(k) + (of(k - 1) - of(k)) * part;
+    }
+    return of(0);
+}
+
+Framing::Framing(const Matrix& rotation, bool orthographic, double tangent_x, double tangent_y)
+    : m_rotation(rotation),
+      m_orthographic(orthographic),
+      m_proportion(tangent_x / tangent_y),
+      m_x(orthographic ? 0 : tangent_x),
+      m_y(orthographic ? 0 : tangent_y),
+      m_nearest(-std::numeric_limits<double>::infinity()) {}
 
 void Framing::add(const Vec& point, double radius) {
     const Vec p = transform_direction(m_rotation, point);
-    const double x = m_orthographic ? 0 : m_x;
-    const double y = m_orthographic ? 0 : m_y;
-    const double rx = radius * std::sqrt(1 + x * x);
-    const double ry = radius * std::sqrt(1 + y * y);
-    m_right = std::max(m_right, p.x + x * p.z + rx);
-    m_left = std::max(m_left, -p.x + x * p.z + rx);
-    m_top = std::max(m_top, p.y + y * p.z + ry);
-    m_bottom = std::max(m_bottom, -p.y + y * p.z + ry);
+    m_x.add(p.x, p.z, radius);
+    m_y.add(p.y, p.z, radius);
     m_nearest = std::max(m_nearest, p.z + radius);
 }
 
-// All points lie left of the plane x + m_x z = m_right, and so on: the eye stands where the four
-// planes of the view are met, as far forward as they allow.
 Vec Framing::eye() const {
-    const double x = (m_right - m_left) / 2;
-    const double y = (m_top - m_bottom) / 2;
     const double z = distance();
+    const double x = m_x.middle(z);
+    const double y = m_y.middle(z);
     const Matrix& m = m_rotation;
     return {x * m[0] + y * m[1] + z * m[2], x * m[4] + y * m[5] + z * m[6],
             x * m[8] + y * m[9] + z * m[10]};
 }
 
 double Framing::distance() const {
-    const double width = m_right + m_left;
-    const double height = m_top + m_bottom;
-    if (m_orthographic) return m_nearest + std::max({width, height, 1e-6});
-    const double z = std::max(width / (2 * m_x), height / (2 * m_y));
+    if (m_orthographic) return m_nearest + std::max({m_x.size(), m_y.size(), 1e-6});
+    const std::size_t whole = Extent::shares - 1;
+    const double z = std::max(m_x.distance(whole), m_y.distance(whole));
     // A single point without a size still has to be in front of the camera.
     const double least = 1e-6 * std::max(1.0, std::abs(m_nearest));
     return std::max(z, m_nearest + least);
 }
 
 double Framing::half_width() const {
-    const double half = std::max((m_right + m_left) / 2, (m_top + m_bottom) / 2 * m_x / m_y);
+    const double half = std::max(m_x.size() / 2, m_y.size() / 2 * m_proportion);
     return half > 0 ? half : 0.5;
 }
 

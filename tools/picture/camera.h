@@ -3,7 +3,8 @@
 
 #include "tools/picture/vector.h"
 
-#include <vector>
+#include <array>
+#include <string>
 
 namespace vx::cache {
 
@@ -52,8 +53,9 @@ struct Direction {
 Direction named_direction(const std::string& name, const Vec& up);
 
 /*
- * Moves a camera so that all points that it is told of are seen, as large as they can be, within a
- * part of the image. Two walks are needed only for what the points are; this keeps four numbers.
+ * Finds the place from which all balls that it is told of are seen, as large as they can be and in
+ * the middle of a part of the image. One walk over the balls is enough, and nothing of them is
+ * kept: the planes that the sides of the view become touch the balls wherever the eye is.
  */
 class Framing {
   public:
@@ -70,12 +72,25 @@ class Framing {
     double half_width() const;
 
   private:
+    // How far the balls reach to both sides of planes that are as steep as a share of the tangent:
+    // the larger direction needs the whole share, the other one is in the middle of a smaller one.
+    struct Extent {
+        static constexpr std::size_t shares = 8;
+        double tangent;
+        std::array<double, shares> above, below;
+        explicit Extent(double t);
+        void add(double across, double along, double radius);
+        double distance(std::size_t share) const; // that the share needs
+        double middle(double distance) const;
+        double size() const { return above.back() + below.back(); }
+    };
     double distance() const;
+
     Matrix m_rotation;
     bool m_orthographic;
-    double m_x, m_y; // tangents
-    // Extents of the points' shadows: on each side the largest x + tangent * z.
-    double m_right, m_left, m_top, m_bottom, m_nearest;
+    double m_proportion; // width over height
+    Extent m_x, m_y;
+    double m_nearest;
 };
 
 } // namespace vx::cache
