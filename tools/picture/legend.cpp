@@ -49,7 +49,7 @@ Layout layout_of(const Legend& legend, int width, int height) {
     l.margin = 12 * l.scale;
     l.line = 12 * l.scale;
     l.swatch = 9 * l.scale;
-    l.gap = 5 * l.scale;
+    l.gap = 7 * l.scale;
     l.width = text_width(title_text(legend.title), l.scale);
     const int room = height - 2 * l.margin - 2 * l.line;
     const auto beside = [&l](const std::string& text) {
