@@ -247,10 +247,38 @@ class InBrowser(unittest.TestCase):
         self.browser.requests.clear()
         self.browser.open(self.write("part.pdc", data, "--max-points", "77"))
         self.assertIn("of 5", self.browser.run("document.getElementById('facts').textContent"))
-        for i in (0, 1, 40, 76):
+        seen = set()
+        for i in range(77):
             self.browser.run("window.vx.panel.showPoint(%d)" % i)
             title, values = self.picked()
             self.assertEqual(title.replace("\u202f", ""), "Point " + values["id"])
+            seen.add(int(values["id"]))
+        self.assertEqual(len(seen), 77)
+        for i, k in enumerate(sorted(seen)):  # one of each run
+            self.assertTrue(i * n // 77 <= k < (i + 1) * n // 77, (i, k))
+
+    def test_fewer_points_are_drawn_while_the_camera_moves_on_a_slow_machine(self):
+        n = 10000
+        data = cf.pdc([("position", 5, [float(k) for i in range(n) for k in (i % 100, i // 100, 0)]),
+                       ("id", 3, list(range(n)))], n)
+        self.browser.requests.clear()
+        self.browser.open(self.write("many.pdc", data))
+        self.browser.settle()
+        self.assertEqual(self.browser.run("window.vx.view.stats.points"), n)
+        self.browser.run("window.vx.view.part = 1 / 64")
+        mouse = dict(button="left", buttons=1, clickCount=1)
+        self.browser.call("Input.dispatchMouseEvent", type="mousePressed", x=400, y=400, **mouse)
+        self.browser.call("Input.dispatchMouseEvent", type="mouseMoved", x=420, y=400, **mouse)
+        self.browser.settle()
+        self.assertLess(self.browser.run("window.vx.view.stats.points"), n // 16)
+        self.browser.call("Input.dispatchMouseEvent", type="mouseReleased", x=420, y=400, **mouse)
+        self.browser.run("new Promise((f) => setTimeout(f, 300))")
+        self.browser.settle()
+        self.assertEqual(self.browser.run("window.vx.view.stats.points"), n)
+        # The points that are drawn then: one of each run of 64.
+        ids = self.browser.run("Array.from(window.vx.view.cloud.find('id').values.subarray(0, %d))" % (n // 64))
+        self.assertEqual([k // 64 for k in ids], list(range(n // 64)))
+        self.assertGreater(len({k % 64 for k in ids}), 32)
 
     def test_clouds_without_points_and_without_attributes_open(self):
         for name, data in (("none.pdc", cf.pdc([("position", 5, [])], 0)),

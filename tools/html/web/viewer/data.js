@@ -31,15 +31,48 @@ async function inflate(index, take) {
   }
 }
 
+function hash(i) {
+  let h = Math.imul(i ^ (i >>> 16), 0x7feb352d);
+  h = Math.imul(h ^ (h >>> 15), 0x846ca68b);
+  return (h ^ (h >>> 16)) >>> 0;
+}
+
+// The order in which the points are kept: any first part of it is spread over the whole file, so that a
+// part of the points can be drawn while the camera moves. Of each run of 64 points one is in each 64th of
+// the order, a different one by a hash of the run's number: even steps would show scan lines.
+export class Order {
+  constructor(points) {
+    this.runs = Math.floor(points / 64);
+    this.ordered = 64 * this.runs;
+    this.slots = Array.from({ length: 64 }, (_, r) => {
+      let s = 0;
+      for (let bit = 0; bit < 6; ++bit) s |= ((r >> bit) & 1) << (5 - bit);
+      return s;
+    });
+    this.places = new Uint32Array(points); // of the points of the page
+    for (let i = 0; i < points; ++i) {
+      const run = i >>> 6;
+      this.places[i] = i < this.ordered ? this.slots[(i + hash(run)) & 63] * this.runs + run : i;
+    }
+  }
+  // Which point of the page is at a place.
+  at(place) {
+    if (place >= this.ordered) return place;
+    const run = place % this.runs;
+    const r = this.slots[Math.floor(place / this.runs)]; // reversing the bits twice changes nothing
+    return 64 * run + ((r - hash(run)) & 63);
+  }
+}
+
 // Bytes come in groups of points; within one, first all points' byte 0, then all their byte 1, ...
-function unplane(planes, out, itemBytes, groupPoints) {
-  const items = out.length / itemBytes;
+function unplane(planes, out, itemBytes, groupPoints, places) {
+  const items = places ? places.length : planes.length > 0 ? 1 : 0;
   for (let first = 0; first < items; first += groupPoints) {
     const n = Math.min(groupPoints, items - first);
     const base = first * itemBytes;
     for (let k = 0; k < itemBytes; ++k) {
       const plane = base + k * n;
-      for (let i = 0, to = base + k; i < n; ++i, to += itemBytes) out[to] = planes[plane + i];
+      for (let i = 0; i < n; ++i) out[(places ? places[first + i] : i) * itemBytes + k] = planes[plane + i];
     }
   }
 }
@@ -85,6 +118,7 @@ export class Attribute {
 export async function readCloud(progress) {
   const cloud = JSON.parse(document.getElementById("vx-cloud").textContent);
   let done = 0;
+  cloud.order = new Order(cloud.points);
   cloud.attributes = await Promise.all(cloud.attributes.map(async (description, index) => {
     const points = description.single ? Math.min(1, cloud.points) : cloud.points;
     const values = new arrays[description.stored](points * description.width);
@@ -96,7 +130,7 @@ export async function readCloud(progress) {
       at += chunk.length;
     });
     if (at !== planes.length) throw new Error(`the values of attribute ${index} are cut short`);
-    unplane(planes, out, out.length / Math.max(points, 1), cloud.groupPoints);
+    unplane(planes, out, out.length / Math.max(points, 1), cloud.groupPoints, description.single ? null : cloud.order.places);
     progress(++done / cloud.attributes.length);
     return new Attribute(description, values);
   }));
@@ -105,14 +139,13 @@ export async function readCloud(progress) {
 }
 
 // The number that a point has in its file. A page with fewer points has one from each of as many runs of
-// equal length, at a place that a hash of the run's number says, so that no pattern of the file shows.
-export function indexInFile(cloud, i) {
+// equal length, at a place that a hash of the run's number says.
+export function indexInFile(cloud, place) {
+  const i = cloud.order.at(place);
   if (cloud.points === cloud.count) return i;
   const begin = BigInt(i) * BigInt(cloud.count) / BigInt(cloud.points);
   const end = (BigInt(i) + 1n) * BigInt(cloud.count) / BigInt(cloud.points);
-  let h = Math.imul(i ^ (i >>> 16), 0x7feb352d);
-  h = Math.imul(h ^ (h >>> 15), 0x846ca68b);
-  return Number(begin + BigInt((h ^ (h >>> 16)) >>> 0) % (end - begin));
+  return Number(begin + BigInt(hash(i)) % (end - begin));
 }
 
 // Labels of the points as the shaders read them: cut to a whole number, its low 32 bits.

@@ -117,8 +117,10 @@ export class Panel {
   showRange() {
     const { attribute, components, name } = this.choice;
     const [least, most] = this.values.get(name) ?? attribute.range(components[0]);
-    $("least").value = $("legend-least").textContent = brief(least, 7);
-    $("most").value = $("legend-most").textContent = brief(most, 7);
+    $("least").value = brief(least, 7);
+    $("most").value = brief(most, 7);
+    $("legend-least").textContent = brief(least, 4);
+    $("legend-most").textContent = brief(most, 4);
     this.view.uniforms.valueRange.value.set(least, most === least ? 1 : 1 / (most - least));
     this.view.draw();
   }
@@ -280,7 +282,7 @@ export class Panel {
         swatch.style.background = css([0, 1, 2].map((c) => byte(srgb(a.number(i, c)))));
         cell.prepend(swatch);
       }
-      const row = element("tr", undefined, element("th", a.name + (a.single ? " (of all)" : "")), cell);
+      const row = element("tr", undefined, element("th", a.name + (a.single ? " (all points)" : "")), cell);
       row.dataset.name = a.name;
       return row;
     });
@@ -293,7 +295,7 @@ export class Panel {
     // As many places as the rounding in this page leaves sure.
     const sum = v + this.cloud.centre[c];
     const error = this.cloud.positionError;
-    if (!(error > 0)) return exact(sum, "f64");
+    if (!(error > 0)) return exact(sum, Math.fround(sum) === sum ? "f32" : "f64");
     const places = Math.min(17, Math.max(0, Math.floor(-Math.log10(2 * error))));
     return String(Number(sum.toFixed(places)));
   }

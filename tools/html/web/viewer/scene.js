@@ -20,7 +20,9 @@ export class View {
     this.labels = labels;
     this.canvas = canvas;
     this.onRender = () => {};
-    this.stats = { frames: 0, calls: 0, milliseconds: 0 };
+    this.stats = { frames: 0, calls: 0, points: 0, milliseconds: 0 };
+    this.part = 1; // of the points that are drawn while the camera moves
+    this.moving = false;
     this.renderer = new WebGLRenderer({ canvas, antialias: false, powerPreference: "high-performance", preserveDrawingBuffer: false });
     this.renderer.setPixelRatio(Math.min(window.devicePixelRatio || 1, 2));
     this.scene = new Scene();
@@ -91,7 +93,7 @@ export class View {
       labelTable: { value: this.table }, map: { value: this.map }, mode: { value: 0 }, shape: { value: 0 },
       hasNormals: { value: this.normals !== null }, hideBack: { value: false }, lit: { value: false },
       worldSize: { value: true }, radiusPerPoint: { value: this.radii !== null }, oneRadius: { value: this.oneRadius },
-      size: { value: 1 }, halfHeight: { value: 1 }, largest: { value: 64 }, exposure: { value: 1 },
+      size: { value: 1 }, coarse: { value: 1 }, halfHeight: { value: 1 }, largest: { value: 64 }, exposure: { value: 1 },
       toSrgb: { value: true }, valueRange: { value: new Vector2(0, 1) }, reach: { value: 1 },
     };
     const gl = this.renderer.getContext();
@@ -221,6 +223,8 @@ export class View {
     this.controls.enableDamping = false;
     this.controls.zoomToCursor = true;
     this.controls.addEventListener("change", () => this.draw());
+    this.controls.addEventListener("start", () => this.move());
+    this.controls.addEventListener("end", () => this.rest());
     this.look(0);
   }
 
@@ -241,11 +245,17 @@ export class View {
     camera.matrixWorld.extractBasis(...axes);
     const tanY = Math.tan((camera.fov * Math.PI) / 360);
     const tanX = tanY * camera.aspect;
+    const [ex, ey, ez] = axes.map((a) => a.toArray());
+    const { positions: p, labels } = this;
     let distance = this.diagonal * 1e-3;
-    for (let k = 0; k < 8; ++k) {
-      const corner = new Vector3(k & 1 ? this.most.x : this.least.x, k & 2 ? this.most.y : this.least.y, k & 4 ? this.most.z : this.least.z).sub(centre);
-      const [x, y, z] = axes.map((a) => corner.dot(a));
-      distance = Math.max(distance, z + Math.abs(x) / tanX, z + Math.abs(y) / tanY);
+    for (let k = 0; k < p.length; k += 3) {
+      if (!labels.visible[labels.slots[k / 3]]) continue;
+      const x = p[k] - centre.x;
+      const y = p[k + 1] - centre.y;
+      const z = p[k + 2] - centre.z;
+      const depth = x * ez[0] + y * ez[1] + z * ez[2];
+      const need = depth + Math.max(Math.abs(x * ex[0] + y * ex[1] + z * ex[2]) / tanX, Math.abs(x * ey[0] + y * ey[1] + z * ey[2]) / tanY);
+      if (need > distance && need < 1e37) distance = need;
     }
     camera.position.copy(centre).addScaledVector(direction, distance * 1.1);
     this.controls.target.copy(centre);
@@ -259,6 +269,35 @@ export class View {
     this.controls.target.copy(p);
     this.controls.update();
     this.draw();
+  }
+
+  // While the camera moves, as many points are drawn as this machine draws fluidly.
+  move() {
+    clearTimeout(this.timer);
+    this.moving = true;
+    this.last = 0;
+    this.quick = 0;
+  }
+
+  rest() {
+    clearTimeout(this.timer);
+    this.timer = setTimeout(() => {
+      this.moving = false;
+      this.draw();
+    }, 150);
+  }
+
+  adapt(now) {
+    const passed = this.last ? now - this.last : 0;
+    this.last = now;
+    // A pause of the hand is no slow picture.
+    if (passed > 45 && passed < 2500) {
+      this.part = Math.max(1 / 64, this.part / (passed > 150 ? 4 : 2));
+      this.quick = 0;
+    } else if (passed > 0 && passed < 24 && ++this.quick > 10) {
+      this.part = Math.min(1, this.part * 1.5);
+      this.quick = 0;
+    }
   }
 
   resize() {
@@ -284,7 +323,12 @@ export class View {
     camera.far = distance + 4 * this.diagonal;
     camera.updateProjectionMatrix();
     this.uniforms.halfHeight.value = this.canvas.height / 2;
+    if (this.moving) this.adapt(start);
+    const part = this.moving ? this.part : 1;
+    this.geometry.setDrawRange(0, Math.ceil(this.cloud.points * part));
+    this.uniforms.coarse.value = Math.min(5, 1 / Math.sqrt(part));
     this.renderer.render(this.scene, camera);
+    this.stats.points = this.geometry.drawRange.count;
     this.stats.frames += 1;
     this.stats.calls = this.renderer.info.render.calls;
     this.stats.milliseconds = performance.now() - start;

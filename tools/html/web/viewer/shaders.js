@@ -18,7 +18,7 @@ in vec3 position, normal, shade;
 in float radius, label;
 uniform int mode; // 0 one colour, 1 light, 2 value, 3 label, 4 direction
 uniform bool worldSize, radiusPerPoint;
-uniform float size, oneRadius, halfHeight, largest, exposure;
+uniform float size, coarse, oneRadius, halfHeight, largest, exposure;
 uniform bool toSrgb, lit;
 uniform vec2 valueRange; // least, 1 / (most - least)
 uniform sampler2D map;
@@ -39,7 +39,7 @@ void main() {
   if (entry.a < 0.5 || (hideBack && away) || !isNumber(position)) gl_Position = nowhere;
   float r = radiusPerPoint ? radius : oneRadius;
   float pixels = worldSize ? 2.0 * r * size * projectionMatrix[1][1] * halfHeight / gl_Position.w : size;
-  gl_PointSize = clamp(pixels, 1.0, largest);
+  gl_PointSize = clamp(pixels * coarse, 1.0, largest);
   float l = length(n);
   facing = vec4(l > 0.0 ? n / l : vec3(0.0, 0.0, 1.0), gl_PointSize);
 

@@ -11,14 +11,34 @@ function say(text) {
 }
 
 // Three lines from the middle, the nearest drawn last.
-function drawAxes(view) {
-  const e = view.camera.matrixWorldInverse.elements;
-  const axes = [["X", "#ff6b60", 0], ["Y", "#7bd66a", 4], ["Z", "#64a2ff", 8]]
-    .map(([name, colour, k]) => ({ name, colour, x: e[k], y: -e[k + 1], z: e[k + 2] }))
-    .sort((a, b) => a.z - b.z);
-  $("axes").innerHTML = axes.map(({ name, colour, x, y }) =>
-    `<line x2="${(x * 32).toFixed(1)}" y2="${(y * 32).toFixed(1)}" stroke="${colour}" stroke-width="3" stroke-linecap="round"/>` +
-    `<text x="${(x * 42).toFixed(1)}" y="${(y * 42).toFixed(1)}" fill="${colour}">${name}</text>`).join("");
+function axesDrawer() {
+  const parts = [["X", "#ff6b60", 0], ["Y", "#7bd66a", 4], ["Z", "#64a2ff", 8]].map(([name, colour, at]) => {
+    const make = (tag, attributes) => {
+      const e = document.createElementNS("http://www.w3.org/2000/svg", tag);
+      for (const [key, value] of Object.entries(attributes)) e.setAttribute(key, value);
+      return e;
+    };
+    const line = make("line", { stroke: colour, "stroke-width": 3, "stroke-linecap": "round" });
+    const text = make("text", { fill: colour });
+    text.textContent = name;
+    const group = make("g", {});
+    group.append(line, text);
+    return { at, line, text, group, depth: 0 };
+  });
+  return (camera) => {
+    const e = camera.matrixWorldInverse.elements;
+    for (const part of parts) {
+      const x = e[part.at];
+      const y = -e[part.at + 1];
+      part.depth = e[part.at + 2];
+      part.line.setAttribute("x2", (x * 32).toFixed(1));
+      part.line.setAttribute("y2", (y * 32).toFixed(1));
+      part.text.setAttribute("x", (x * 42).toFixed(1));
+      part.text.setAttribute("y", (y * 42).toFixed(1));
+    }
+    parts.sort((a, b) => a.depth - b.depth);
+    $("axes").append(...parts.map((part) => part.group));
+  };
 }
 
 async function start() {
@@ -35,7 +55,8 @@ async function start() {
   const labels = new Labels(tag?.width === 1 ? tag : null, cloud.points);
   const view = new View($("canvas"), cloud, labels);
   const panel = new Panel(view);
-  view.onRender = () => drawAxes(view);
+  const drawAxes = axesDrawer();
+  view.onRender = () => drawAxes(view.camera);
   view.look(0);
   view.render();
   say(cloud.points === 0 ? "The cloud is empty: it has no points." : "");
