@@ -31,7 +31,7 @@ async function inflate(index, take) {
   }
 }
 
-function hash(i) {
+export function hash(i) {
   let h = Math.imul(i ^ (i >>> 16), 0x7feb352d);
   h = Math.imul(h ^ (h >>> 15), 0x846ca68b);
   return (h ^ (h >>> 16)) >>> 0;

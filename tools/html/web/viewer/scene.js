@@ -6,6 +6,7 @@ import {
 } from "three";
 import { OrbitControls } from "three/addons/controls/OrbitControls.js";
 import { labelColour, mapBytes } from "./colour.js";
+import { hash } from "./data.js";
 import * as glsl from "./shaders.js";
 
 const backgrounds = { dark: 0x17191c, grey: 0x777777, black: 0x000000, white: 0xffffff };
@@ -175,12 +176,13 @@ export class View {
     }
     if (most > 0 && this.normals) {
       const n = this.cloud.points;
-      const step = Math.max(1, Math.ceil(n / most));
-      const count = Math.ceil(n / step);
+      const count = Math.min(n, most);
       const origin = new Float32Array(3 * count);
       const normal = new Float32Array(3 * count);
       const label = new Uint16Array(count);
-      for (let k = 0, i = 0; k < count; ++k, i += step) {
+      for (let k = 0; k < count; ++k) {
+        // Even steps would show as rows.
+        const i = count === n ? k : Math.floor(((k + hash(k) / 4294967296) * n) / count);
         for (let c = 0; c < 3; ++c) {
           origin[3 * k + c] = this.positions[3 * i + c];
           normal[3 * k + c] = this.normals[3 * i + c];
