@@ -160,6 +160,28 @@ class InBrowser(unittest.TestCase):
         self.js("document.getElementById('labels-all').click()")
         self.assertFalse(near(self.colour(17), DARK))
 
+    def test_it_opens_as_the_command_line_says(self):
+        self.browser.requests.clear()
+        self.browser.open(self.write("start.pdc", cloud(), "--by", "position.y", "--range", "200,212", "--labels", "0-6"))
+        self.browser.run("for (const id of ['hint', 'legend']) document.getElementById(id).hidden = true")
+        self.set("map", "grey")
+        self.browser.key("1")
+        self.browser.settle()
+        picture = Picture(self.browser.screenshot())
+        for i in range(N):
+            row = i // SIDE
+            want = (255 * row / 12,) * 3 if 0 <= TAG[i] <= 6 else None  # others are not there
+            if want:
+                self.assertTrue(near(self.colour(i, picture), want), (i, want, self.colour(i, picture), self.on_screen(i)))
+        shown = self.browser.run("[...document.querySelectorAll('#labels input')].map((b) => b.checked)")
+        self.assertEqual(shown, [0 <= 3 * r - 3 <= 6 for r in range(SIDE)])
+        self.choose("normalPP.length")
+        self.assertEqual(self.browser.run("document.getElementById('least').value"), "1")
+        self.choose("position.length")
+        self.assertEqual(float(self.browser.run("document.getElementById('least').value")), 229.1288)  # of 100 200 50
+        self.choose("position (in the bounds)")
+        self.assertTrue(near(self.colour(SIDE), (0, 255 / 6, 0)))
+
     def test_a_click_shows_all_values_of_the_point(self):
         for i in (0, 17, 48):
             self.browser.click(*self.on_screen(i))

@@ -292,6 +292,18 @@ class Command(Case):
         self.run_view(self.source, "--html", self.path("a.html"), "-o", self.path("a.png"))
         self.assertTrue(os.path.exists(self.path("a.html")) and os.path.exists(self.path("a.png")))
 
+    def test_options_that_a_page_does_not_know_are_wrong_use(self):
+        for option in (["--from", "0,0,1"], ["--size", "10x10"], ["--turntable", "3"], ["--radius", "2"],
+                       ["--range", "1,0", "--by", "position.x"], ["--range", "0,1"]):
+            self.run_view(self.source, "--html", self.path("a.html"), *option, status=2)
+        for option in (["--by", "nothing"], ["--labels", "1"]):
+            self.run_view(self.source, "--html", self.path("a.html"), *option, status=1)
+        self.run_view(self.source, "--html", self.path("a.html"), "--by", "position.length", "--range", "0,1")
+        start = Page(self.path("a.html")).about["start"]
+        self.assertEqual(start, {"mode": 2, "attribute": 0, "component": -1, "range": [0, 1]})
+        with open(self.source, "rb") as f:
+            self.run_view("-", "--html", self.path("b.html"), "-o", self.path("b.png"), input=f.read(), status=2)
+
     def test_frames(self):
         for k in (1, 2):
             self.put("s.%04d.pdc" % k, cf.pdc([("position", 5, [0.0, 1.0, float(k)])], 1))

@@ -232,6 +232,18 @@ Notes notes_of(const Cloud& whole, const SampledCloud& part, const Place& place,
     return notes;
 }
 
+nlohmann::json describe_start(const PageStart& start) {
+    nlohmann::json json = nlohmann::json::object();
+    if (start.mode) {
+        json["mode"] = static_cast<int>(*start.mode);
+        json["attribute"] = start.attribute;
+        json["component"] = start.component;
+        if (start.range) json["range"] = {start.range->first, start.range->second};
+    }
+    if (start.labels) json["labels"] = *start.labels;
+    return json;
+}
+
 nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Place& place,
                         const std::vector<Column>& columns, const Notes& notes) {
     nlohmann::json page;
@@ -303,9 +315,11 @@ void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes
     const Notes own = notes_of(cloud, part, place, columns);
     notes.insert(notes.end(), own.begin(), own.end());
 
+    nlohmann::json about = describe(cloud, part, place, columns, own);
+    about["start"] = describe_start(options.start);
     out.write(page_before);
     out.write("<script type=\"application/json\" id=\"vx-cloud\">");
-    out.write(element_text(describe(cloud, part, place, columns, own)));
+    out.write(element_text(about));
     out.write("</script>\n");
     const auto same = [](auto v, std::size_t) { return v; };
     for (std::size_t a = 0; a < columns.size(); ++a) {

@@ -7,12 +7,26 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace vx::cache {
+
+// What the page shows when it opens; all of it can be changed there.
+struct PageStart {
+    enum class Mode { plain, colour, value, label, direction, place }; // place: within the bounds
+    std::optional<Mode> mode;                                          // none: the page chooses
+    std::size_t attribute = 0;
+    int component = 0;                               // of value; -1: the length of the vector
+    std::optional<std::pair<double, double>> range;  // of value
+    std::optional<std::vector<std::int32_t>> labels; // that are shown; none: all
+};
 
 struct PageOptions {
     std::int64_t most_points =
         2'000'000; // of a larger cloud the page gets a part; see SampledCloud
+    PageStart start;
     std::function<void(std::int64_t done, std::int64_t total)> progress;
 };
 inline constexpr std::int64_t most_page_points = 50'000'000;

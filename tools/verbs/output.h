@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <optional>
+#include <span>
 #include <string>
 
 namespace vx::cache {
@@ -35,6 +36,7 @@ class LabelSet {
     LabelSet& operator=(const LabelSet&) = delete;
     bool holds(std::int32_t label) const;
     int count() const { return m_count; }
+    std::span<const int> values() const { return {m_labels, static_cast<std::size_t>(m_count)}; }
 
   private:
     int* m_labels = nullptr;

@@ -102,7 +102,27 @@ void ViewOptions::settle() {
     if (!html.empty() && has_frame_field(input) != has_frame_field(html)) {
         throw UsageError("--html: either both names have #### or neither");
     }
-    if (output.empty()) return;
+    if (!html.empty() && !output.empty() && input == "-") {
+        throw UsageError("the standard input is read once: --output or --html, not both");
+    }
+    if (!m_range.empty()) {
+        const std::vector<double> r = parse_numbers(m_range, 2, "--range");
+        if (!(r[0] < r[1]) || !std::isfinite(r[1] - r[0])) {
+            throw UsageError("--range: '" + m_range + "' does not go from less to more");
+        }
+        range = {r[0], r[1]};
+    }
+    if (output.empty()) {
+        const CameraChoice& c = camera;
+        const bool placed = !m_from.empty() || !m_to.empty() || !m_up.empty() || !c.view.empty() ||
+                            c.orthographic || !c.scene.empty();
+        if (placed || turntable > 0 || !m_size.empty() || !m_background.empty() || style.radius ||
+            style.radius_scale != 1) {
+            throw UsageError("of the options for looks and camera, --html knows --by, --range and "
+                             "--labels; the rest is set in the page");
+        }
+        return;
+    }
     const ImageFormat file = format();
     if (!m_size.empty()) {
         const std::size_t x = m_size.find('x');
@@ -123,13 +143,6 @@ void ViewOptions::settle() {
         style.background = {static_cast<float>(b.x), static_cast<float>(b.y),
                             static_cast<float>(b.z)};
         if (file == ImageFormat::png && !raw) style.background = from_display(style.background);
-    }
-    if (!m_range.empty()) {
-        const std::vector<double> r = parse_numbers(m_range, 2, "--range");
-        if (!(r[0] < r[1]) || !std::isfinite(r[1] - r[0])) {
-            throw UsageError("--range: '" + m_range + "' does not go from less to more");
-        }
-        range = {r[0], r[1]};
     }
     if (style.radius && !(*style.radius >= 0 && std::isfinite(*style.radius))) {
         throw UsageError("--radius: must not be below 0");

@@ -81,31 +81,49 @@ export class Attribute {
   constructor(description, values) {
     Object.assign(this, description); // name, type (in the file), stored, width, single, values' note
     this.values = values;
-    this.ranges = [];
+    this.ranges = {};
+    this.origin = null; // what values are relative to, per component
   }
   // One value as a number; whole numbers beyond 2^53 only lose digits here, never in text().
   number(point, component = 0) {
     return Number(this.values[(this.single ? 0 : point) * this.width + component]);
   }
-  // Least and most finite value of a component, [0, 0] when there is none.
+  // Least and most finite value of a component (a number or "length"), [0, 0] when there is none.
   range(component) {
     if (!this.ranges[component]) {
       let least = Infinity;
       let most = -Infinity;
-      const { values, width } = this;
-      for (let i = component; i < values.length; i += width) {
+      const ofLength = component === "length";
+      const values = ofLength ? this.lengths() : this.values;
+      const width = ofLength ? 1 : this.width;
+      for (let i = ofLength ? 0 : component; i < values.length; i += width) {
         const v = Number(values[i]);
         if (v < least && v > -Infinity) least = v;
         if (v > most && v < Infinity) most = v;
       }
-      this.ranges[component] = least <= most ? [least, most] : [0, 0];
+      const from = ofLength ? 0 : this.origin?.[component] ?? 0;
+      this.ranges[component] = least <= most ? [least + from, most + from] : [0, 0];
     }
     return this.ranges[component];
   }
-  // `components` of every point as 32-bit floats, for the graphics card.
+  lengths() {
+    const { values, width } = this;
+    const out = new Float32Array(values.length / width);
+    for (let i = 0, k = 0; i < out.length; ++i) {
+      let sum = 0;
+      for (let c = 0; c < width; ++c, ++k) sum += (Number(values[k]) + (this.origin?.[c] ?? 0)) ** 2;
+      out[i] = Math.sqrt(sum);
+    }
+    return out;
+  }
+  // `components` (numbers, or "length" alone) of every point as 32-bit floats, for the graphics card.
   floats(points, components) {
     const { values, width, single } = this;
     if (values instanceof Float32Array && !single && components.length === width) return values;
+    if (components[0] === "length") {
+      const lengths = this.lengths();
+      return single ? new Float32Array(points).fill(lengths[0]) : lengths;
+    }
     const out = new Float32Array(points * components.length);
     for (let i = 0, to = 0; i < points; ++i) {
       const from = single ? 0 : i * width;
@@ -134,6 +152,7 @@ export async function readCloud(progress) {
     progress(++done / cloud.attributes.length);
     return new Attribute(description, values);
   }));
+  cloud.attributes.find((a) => a.name === "position").origin = cloud.centre;
   cloud.find = (name) => cloud.attributes.find((a) => a.name === name);
   return cloud;
 }

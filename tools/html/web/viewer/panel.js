@@ -27,9 +27,11 @@ function choicesOf(cloud) {
   for (const a of cloud.attributes) {
     const names = a.name === "rgbPP" ? rgb : xyz;
     if (a.width === 3 && a.name === "normalPP") add(`${a.name} (direction)`, 4, a, [0, 1, 2]);
-    else if (a.width === 3 && a.name !== "rgbPP" && a.name !== "position") add(`${a.name} (as a colour)`, 1, a, [0, 1, 2]);
+    else if (a.width === 3 && a.name === "position") add(`${a.name} (in the bounds)`, 5, a, [0, 1, 2]);
+    else if (a.width === 3 && a.name !== "rgbPP") add(`${a.name} (as a colour)`, 1, a, [0, 1, 2]);
     if (a.width === 1) add(a.name, 2, a, [0]);
     else for (let c = 0; c < a.width; ++c) add(`${a.name}.${a.width <= 3 ? names[c] : c}`, 2, a, [c]);
+    if (a.width > 1) add(`${a.name}.length`, 2, a, ["length"]);
   }
   add("one colour", 0, null, []);
   return choices;
@@ -93,7 +95,12 @@ export class Panel {
     exposure($("exposure"));
     this.uniformCheck("srgb", "toSrgb");
     this.uniformCheck("lit", "lit");
-    this.choose(0);
+    const { start } = this.cloud;
+    const first = this.choices.findIndex((c) => c.mode === start.mode && (c.mode === 0 || c.attribute === this.cloud.attributes[start.attribute]) &&
+      (c.mode !== 2 || c.components[0] === (start.component < 0 ? "length" : start.component)));
+    if (first >= 0 && start.range) this.values.set(this.choices[first].name, start.range);
+    $("attribute").value = Math.max(first, 0);
+    this.choose(Math.max(first, 0));
     this.showMap();
   }
 
@@ -121,7 +128,8 @@ export class Panel {
     $("most").value = brief(most, 7);
     $("legend-least").textContent = brief(least, 4);
     $("legend-most").textContent = brief(most, 4);
-    this.view.uniforms.valueRange.value.set(least, most === least ? 1 : 1 / (most - least));
+    const from = attribute.origin?.[components[0]] ?? 0;
+    this.view.uniforms.valueRange.value.set(least - from, most === least ? 1 : 1 / (most - least));
     this.view.draw();
   }
 
@@ -223,6 +231,11 @@ export class Panel {
       labels.visible[e.target.dataset.slot] = e.target.checked ? 1 : 0;
       view.showLabels();
     });
+    if (this.cloud.start.labels) {
+      const wanted = new Set(this.cloud.start.labels);
+      labels.values.forEach((v, k) => { labels.visible[k] = wanted.has(v) ? 1 : 0; });
+      show();
+    }
     on("labels-all", "click", () => { labels.visible.fill(1); show(); });
     on("labels-none", "click", () => { labels.visible.fill(0); show(); });
     on("labels-invert", "click", () => { labels.visible.forEach((v, k) => { labels.visible[k] = 1 - v; }); show(); });

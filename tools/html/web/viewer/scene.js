@@ -44,6 +44,8 @@ export class View {
     this.least = new Vector3();
     this.most = new Vector3();
     this.measure(() => true);
+    this.wholeLeast = this.least.clone();
+    this.wholeMost = this.most.clone();
     this.diagonal = this.most.distanceTo(this.least) || 1;
     const e = this.most.clone().sub(this.least);
     const area = 2 * (e.x * e.y + e.y * e.z + e.z * e.x) || this.diagonal * this.diagonal;
@@ -95,7 +97,8 @@ export class View {
       hasNormals: { value: this.normals !== null }, hideBack: { value: false }, lit: { value: false },
       worldSize: { value: true }, radiusPerPoint: { value: this.radii !== null }, oneRadius: { value: this.oneRadius },
       size: { value: 1 }, coarse: { value: 1 }, halfHeight: { value: 1 }, largest: { value: 64 }, exposure: { value: 1 },
-      toSrgb: { value: true }, valueRange: { value: new Vector2(0, 1) }, reach: { value: 1 },
+      toSrgb: { value: true }, valueRange: { value: new Vector2(0, 1) },
+      shadeLeast: { value: new Vector3() }, shadeScale: { value: new Vector3() }, reach: { value: 1 },
     };
     const gl = this.renderer.getContext();
     this.uniforms.largest.value = gl.getParameter(gl.ALIASED_POINT_SIZE_RANGE)[1];
@@ -143,6 +146,14 @@ export class View {
   // Colours by `components` of an attribute: three as light or a direction, one as a value.
   setShade(mode, attribute, components) {
     this.uniforms.mode.value = mode;
+    if (mode === 4) {
+      this.uniforms.shadeLeast.value.setScalar(-1);
+      this.uniforms.shadeScale.value.setScalar(0.5);
+    } else if (mode === 5) {
+      this.uniforms.shadeLeast.value.copy(this.wholeLeast);
+      this.uniforms.shadeScale.value.copy(this.wholeMost).sub(this.wholeLeast);
+      for (const k of "xyz") this.uniforms.shadeScale.value[k] = 1 / (this.uniforms.shadeScale.value[k] || 1);
+    }
     if (attribute) {
       const key = `${attribute.name}/${components}`;
       let buffer = this.shades.get(key);

@@ -16,10 +16,11 @@ export const pointVertex = `
 ${shared}
 in vec3 position, normal, shade;
 in float radius, label;
-uniform int mode; // 0 one colour, 1 light, 2 value, 3 label, 4 direction
+uniform int mode; // 0 one colour, 1 light, 2 value, 3 label, 4 direction, 5 place
 uniform bool worldSize, radiusPerPoint;
 uniform float size, coarse, oneRadius, halfHeight, largest, exposure;
 uniform bool toSrgb, lit;
+uniform vec3 shadeLeast, shadeScale;
 uniform vec2 valueRange; // least, 1 / (most - least)
 uniform sampler2D map;
 flat out vec3 colour;
@@ -53,8 +54,8 @@ void main() {
     if (!(abs(shade.x) <= 3.4e38)) colour = vec3(1.0, 0.0, 1.0);
   } else if (mode == 3) {
     colour = entry.rgb;
-  } else if (mode == 4) {
-    colour = clamp(shade * 0.5 + 0.5, 0.0, 1.0);
+  } else if (mode >= 4) {
+    colour = clamp((shade - shadeLeast) * shadeScale, 0.0, 1.0);
   } else {
     colour = vec3(0.78, 0.8, 0.83);
   }
