@@ -1,5 +1,5 @@
 #!/bin/sh
-# ./vx demo: bakes the bunny, shows what was baked, and reads it back without any light.
+# ./vx demo: bakes the bunny, shows what was baked, and lights the picture by it.
 # Usage: demo.sh PROJECT_ROOT [OUTPUT_FOLDER]
 set -eu
 
@@ -8,29 +8,71 @@ out=${2:-$root/out/demo}
 bin=$root/build/release/bin
 mkdir -p "$out"
 cd "$out"
+out=$(pwd)
 
+seconds() { date +%s.%N; }
+begin=$(seconds)
+
+# step TEXT COMMAND...: what is done, what it prints, how long it took.
 step() {
-    text=$1
+    printf '\n== %s\n' "$1"
     shift
-    printf '\n== %s\n' "$text"
-    start=$(date +%s)
+    start=$(seconds)
     "$@"
-    printf '   (%d s)\n' "$(($(date +%s) - start))"
+    echo "$start $(seconds)" | awk '{ printf "   %.1f s\n", $2 - $1 }'
+}
+
+# caption PICTURE TEXT RESULT: the picture with a strip of text below it.
+caption() {
+    oiiotool -i "$1" --ch R,G,B --resize 800x600 --fullsize 800x660+0+0 --croptofull \
+        --fill:color=0.11,0.12,0.13 800x60+0+600 \
+        --text:x=24:y=638:size=26:color=0.9,0.9,0.9:font=DejaVuSans "$2" -o "$3"
+}
+
+contact_sheet() {
+    caption bunny.png "Plain: two lamps, direct light only" sheet.1.png
+    caption cloud.png "Baked: the cloud, thinned out to see its points" sheet.2.png
+    caption bunny_read.png "Read back: the same lamps, and light from the cloud" sheet.3.png
+    oiiotool sheet.1.png sheet.2.png sheet.3.png --mosaic:pad=12 3x1 -o sheet.png
+    rm -f sheet.1.png sheet.2.png sheet.3.png
+}
+
+thin() {
+    "$bin/vx_cache" filter --force -q --labels 1 --spacing 0.04 bunny.0001.pdc soft.0001.mrmap
+    "$bin/vx_cache" filter --force -q --spacing 0.2 bunny.0001.pdc bounce.0001.mrmap
+}
+
+picture_of_cloud() {
+    "$bin/vx_cache" filter --force -q --spacing 0.02 bunny.0001.pdc points.0001.pdc
+    "$bin/vx_cache" view --force -q points.0001.pdc -o cloud.png --size 800x600 --radius 0.009 \
+        --from 4.6,3.4,6.2 --to 0,1.15,-0.2 --fov 38
+    rm -f points.0001.pdc
 }
 
 step "baking and rendering examples/bunny_bake.mi" "$bin/vx_render" "$root/examples/bunny_bake.mi"
 step "what the cache holds" "$bin/vx_cache" info bunny.0001.pdc
-step "rendering examples/bunny_read.mi: the baked points alone, no light" \
+step "thinning it for readers with a wide reach" thin
+step "the cloud as a picture, and as a page" picture_of_cloud
+"$bin/vx_cache" view --force -q bunny.0001.pdc --html cloud.html
+step "rendering examples/bunny_read.mi: the lamps and what was baked" \
     "$bin/vx_render" "$root/examples/bunny_read.mi"
+step "the three beside each other" contact_sheet
 
+echo "$begin $(seconds)" | awk '{ printf "\nDone in %.1f s. ", $2 - $1 }'
 cat <<EOF
-
 In $out:
-  bunny.png          the plain render; the bake leaves it as it is
-  bunny.0001.pdc     the point cloud, as Maya reads it
-  bunny.0001.mrmap   the same points as a map
-  bunny_read.png     what comes back: no light in the scene, only baked points, blended
+  sheet.png           the three pictures beside each other: look at this one first
+  bunny.png           the plain render; the bake leaves it as it is
+  cloud.png           the baked points, some of them, seen from the side
+  cloud.html          all of them: open it in a browser and turn them around
+  bunny_read.png      the same lamps, and on top what was baked: wax, and colour from the walls
+  bunny.0001.pdc      the point cloud, as Maya reads it
+  bunny.0001.mrmap    the same points as a map
+  soft.0001.mrmap     the bunny's points, thinned; bounce.0001.mrmap: all, thinned further
 
-Next: change "radius" and "maxPoints" in examples/bunny_read.mi, or "layers" in
-examples/bunny_bake.mi; docs/guide.md says what every parameter does.
+Try next, in the project's folder:
+  change "radius" or "falloff" of "inside" in examples/bunny_read.mi, then ./vx demo again
+  ./vx cache view $out/bunny.0001.pdc -o tags.png --by tag
+  ./vx cache lookup $out/bunny.0001.mrmap --point 0,1.5,0.4 --normal 0,0,1 --radius 0.05
+  docs/guide.md says what every parameter does, docs/vx_cache.md what else can be done with a cache
 EOF
