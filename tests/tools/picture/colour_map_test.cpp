@@ -58,7 +58,6 @@ TEST(ColourMap, GetsEvenlyLighterAndCanBeShown) {
         }
         const double lightness = cie_lab(c)[0];
         EXPECT_GT(lightness, last);
-        // A straight line from 16 to 90 within a few just noticeable steps.
         last = lightness;
     }
     EXPECT_LT(cie_lab(map_colour(0))[0], 25);
