@@ -87,6 +87,9 @@ int main(int argc, char** argv) {
         if (name == "info" || name == "check" || name == "diff" || name == "lookup") {
             sub->add_flag("--json", session.json, "report as JSON")->group("General");
         }
+        sub->add_option("--time", session.open_options.time,
+                        "usda: read the values that hold at this time; else the first")
+            ->group("General");
         sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });
     }
     try {

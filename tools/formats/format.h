@@ -36,6 +36,8 @@ using Findings = std::vector<Finding>;
 struct OpenOptions {
     // Values of text files beyond this go to a temporary file.
     std::int64_t memory_bytes = std::int64_t{256} << 20;
+    // usda: of values over time, the last ones up to it, else the first; without it the first.
+    std::optional<double> time;
 };
 
 // An open cloud with its format.

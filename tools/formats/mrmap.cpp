@@ -137,8 +137,14 @@ class MapCloud final : public Cloud {
         for (Map_field_id id = 0; id < declaration->get_field_count(); ++id) {
             const std::string field = declaration->get_field_name(id);
             const Map_field_type type = declaration->get_field_type(id);
-            if (type == Map_field_type::String || field == "position") {
-                findings.push_back({Severity::note, -1, "field '" + field + "' is left out"});
+            if (type == Map_field_type::String) {
+                add_text(map, field, id, declaration->get_field_length(id), findings);
+                continue;
+            }
+            if (field == "position") {
+                findings.push_back({Severity::warning, -1,
+                                    "field 'position' has the name of what every point has "
+                                    "anyway; it is left out"});
                 continue;
             }
             attributes.push_back(attribute_of_field(declaration, id));
@@ -174,6 +180,19 @@ class MapCloud final : public Cloud {
         Map_field_id id = 0;
         Map_field_type type;
     };
+    // A cloud has numbers only: texts are shown and go no further.
+    void add_text(const Map_base& map, const std::string& field, Map_field_id id, miUint length,
+                  Findings& findings) {
+        std::vector<char> text(std::size_t{length} + 1, '\0');
+        check(map.get(id, text.data()));
+        std::string shown(text.data());
+        for (char& c : shown)
+            c = static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+        details.emplace_back("text " + field, "\"" + shown + "\"");
+        findings.push_back(
+            {Severity::warning, -1,
+             "field '" + field + "' is a text: info shows it, conversions do not carry it"});
+    }
     [[noreturn]] void fail(const std::string& why) const { throw FileError(m_file_name, -1, why); }
     void check(Map_status status) const {
         if (status != Map_status::OK) fail(why_of(status));

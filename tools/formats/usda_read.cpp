@@ -1,10 +1,11 @@
-// The first Points prim of a USD text file: arrays of numbers, and values for all points.
+// The first Points prim of a USD text file: arrays of numbers, and values for all points. Of values
+// over time those of one time.
 #include "tools/formats/format.h"
 #include "tools/formats/text.h"
 
 #include <array>
 #include <cstring>
-#include <map>
+#include <set>
 
 namespace vx::cache {
 
@@ -41,6 +42,12 @@ class Lexer {
     }
     // Past the bracket that closes the one that stands here, or past one token.
     void skip_value();
+    // Leaves the rest of a word behind its first `bytes`: "1:None" is one word to us.
+    void cut(std::size_t bytes) {
+        m_token.text.erase(0, bytes);
+        m_token.offset += static_cast<std::int64_t>(bytes);
+        if (m_token.text.empty()) next();
+    }
     std::int64_t left() const { return m_reader.end() - m_reader.offset(); }
 
   private:
@@ -190,7 +197,8 @@ struct Array {
 
 class UsdaCloud final : public Cloud {
   public:
-    UsdaCloud(FilePtr file, std::int64_t memory) : m_file(std::move(file)), m_budget(memory) {}
+    UsdaCloud(FilePtr file, const OpenOptions& options)
+        : m_file(std::move(file)), m_budget(options.memory_bytes), m_time(options.time) {}
 
     void parse(Findings& findings);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
@@ -203,11 +211,17 @@ class UsdaCloud final : public Cloud {
     void parse_prim(Lexer& lexer, Findings& findings);
     void parse_property(Lexer& lexer, Findings& findings);
     void parse_numbers(Lexer& lexer, const ValueType& type, Array& array) const;
+    std::unique_ptr<Array> parse_samples(Lexer& lexer, const ValueType& type, const Array& like,
+                                         Findings& findings);
+    bool is_better(double time, double than) const;
     void settle();
 
     FilePtr m_file;
     SpoolBudget m_budget;
+    std::optional<double> m_time;
+    std::set<std::string> m_constants; // attributes that are declared to have one value for all
     std::vector<std::unique_ptr<Array>> m_arrays;
+    std::vector<bool> m_sampled; // of each array: whether its values are over time
 };
 
 std::string attribute_name(std::string_view name) {
@@ -271,6 +285,64 @@ void UsdaCloud::parse_numbers(Lexer& lexer, const ValueType& type, Array& array)
     lexer.next();
 }
 
+// Values hold until the next sample, as they do where nothing can be interpolated.
+bool UsdaCloud::is_better(double time, double than) const {
+    if (!m_time) return time < than;
+    const bool reached = time <= *m_time;
+    const bool reached_than = than <= *m_time;
+    if (reached != reached_than) return reached;
+    return reached ? time > than : time < than;
+}
+
+// The values at the time that is asked for; null without any.
+std::unique_ptr<Array> UsdaCloud::parse_samples(Lexer& lexer, const ValueType& type,
+                                                const Array& like, Findings& findings) {
+    std::unique_ptr<Array> best;
+    double best_time = 0;
+    std::int64_t samples = 0;
+    if (!lexer.is('{')) {
+        lexer.skip_value(); // None
+        return best;
+    }
+    lexer.next();
+    while (!lexer.is('}')) {
+        const std::string& word = lexer.token().text;
+        const std::size_t colon = word.find(':');
+        const std::optional<double> time = lexer.token().kind == Token::Kind::word
+                                               ? parse_double(word.substr(0, colon))
+                                               : std::nullopt;
+        if (!time) lexer.fail("expected the time of a value here");
+        if (colon == std::string::npos) {
+            lexer.next();
+            if (!lexer.token().text.starts_with(':')) lexer.fail("expected ':' here");
+            lexer.cut(1);
+        } else {
+            lexer.cut(colon + 1);
+        }
+        ++samples;
+        if (lexer.is_word("None") || (best && !is_better(*time, best_time))) {
+            lexer.skip_value();
+        } else {
+            best = std::make_unique<Array>(like.attribute, m_budget);
+            best->offset = like.offset;
+            best->scale = like.scale;
+            best_time = *time;
+            parse_numbers(lexer, type, *best);
+        }
+        if (!lexer.is('}')) lexer.expect(',');
+    }
+    lexer.next();
+    if (best && samples > 1) {
+        std::string text;
+        vx::cache::append_number(text, best_time);
+        findings.push_back({m_time ? Severity::note : Severity::warning, like.offset,
+                            "'" + like.attribute.name + "' has values at " +
+                                std::to_string(samples) + " times; those of time " + text +
+                                " are read" + (m_time ? "" : ", --time chooses others")});
+    }
+    return best;
+}
+
 void UsdaCloud::parse_property(Lexer& lexer, Findings& findings) {
     while (lexer.is_word("uniform") || lexer.is_word("custom") || lexer.is_word("varying"))
         lexer.next();
@@ -284,25 +356,37 @@ void UsdaCloud::parse_property(Lexer& lexer, Findings& findings) {
         name = lexer.token().text;
         lexer.next();
     }
+    constexpr std::string_view over_time = ".timeSamples";
+    const bool samples = name.ends_with(over_time);
+    if (samples) name.resize(name.size() - over_time.size());
     ValueType type;
     const bool numbers = parse_type(type_word, type) && name != "extent";
-    if (numbers && name.find(".timeSamples") != std::string::npos) {
-        lexer.fail("'" + name.substr(0, 60) + "': values over time are not read");
-    }
+    const Attribute attribute{attribute_name(name), type.type, type.width, false};
     if (lexer.is('=')) {
         lexer.next();
         if (numbers && !lexer.is_word("None")) {
-            Attribute attribute{attribute_name(name), type.type, type.width, false};
-            if (find_attribute(attributes, attribute.name) >= 0) {
-                throw FileError(m_file->name(), offset, "attribute '" + name + "' is there twice");
-            }
+            const int twin = find(attribute.name);
             auto array = std::make_unique<Array>(attribute, m_budget);
             array->offset = offset;
             if (name == "widths") array->scale = 0.5;
-            parse_numbers(lexer, type, *array);
-            if (array->rows > 0 || attribute.name == "position") {
+            if (samples) {
+                array = parse_samples(lexer, type, *array, findings);
+            } else {
+                parse_numbers(lexer, type, *array);
+            }
+            if (twin >= 0 && samples != m_sampled[static_cast<std::size_t>(twin)]) {
+                // Values over time are stronger than the one that is not.
+                if (array && samples) {
+                    attributes[static_cast<std::size_t>(twin)] = attribute;
+                    m_arrays[static_cast<std::size_t>(twin)] = std::move(array);
+                    m_sampled[static_cast<std::size_t>(twin)] = true;
+                }
+            } else if (twin >= 0) {
+                throw FileError(m_file->name(), offset, "attribute '" + name + "' is there twice");
+            } else if (array && (array->rows > 0 || attribute.name == "position")) {
                 attributes.push_back(attribute);
                 m_arrays.push_back(std::move(array));
+                m_sampled.push_back(samples);
             }
         } else {
             lexer.skip_value();
@@ -311,25 +395,19 @@ void UsdaCloud::parse_property(Lexer& lexer, Findings& findings) {
     if (name.starts_with("xformOp:")) {
         findings.push_back({Severity::warning, offset, "the prim's own transform is not applied"});
     }
-    bool is_constant = false;
     if (lexer.is('(')) {
         lexer.next();
         while (!lexer.is(')')) {
             if (lexer.is_word("interpolation")) {
                 lexer.next();
                 if (lexer.is('=')) lexer.next();
-                is_constant = lexer.token().text == "constant";
+                if (lexer.token().text == "constant") m_constants.insert(attribute.name);
             }
             lexer.skip_value();
         }
         lexer.next();
     }
-    if (is_constant && !m_arrays.empty() && m_arrays.back()->offset == offset) {
-        m_arrays.back()->attribute.single = true;
-    }
-    if (!type.array && !m_arrays.empty() && m_arrays.back()->offset == offset) {
-        m_arrays.back()->attribute.single = true;
-    }
+    if (!type.array) m_constants.insert(attribute.name);
 }
 
 void UsdaCloud::parse_prim(Lexer& lexer, Findings& findings) {
@@ -362,7 +440,8 @@ void UsdaCloud::settle() {
     count = m_arrays[static_cast<std::size_t>(position)]->rows;
     for (std::size_t i = 0; i < m_arrays.size(); ++i) {
         Array& a = *m_arrays[i];
-        if (static_cast<int>(i) != position && a.rows == 1 && count != 1) a.attribute.single = true;
+        const bool one = a.rows == 1 && (count != 1 || m_constants.contains(a.attribute.name));
+        if (static_cast<int>(i) != position && one) a.attribute.single = true;
         if (a.rows != (a.attribute.single ? 1 : count)) {
             throw FileError(m_file->name(), a.offset,
                             "'" + a.attribute.name + "' has " + std::to_string(a.rows) +
@@ -421,7 +500,7 @@ void UsdaCloud::parse(Findings& findings) {
 } // namespace
 
 CloudPtr open_usda(FilePtr file, Findings& findings, const OpenOptions& options) {
-    auto cloud = std::make_unique<UsdaCloud>(std::move(file), options.memory_bytes);
+    auto cloud = std::make_unique<UsdaCloud>(std::move(file), options);
     cloud->parse(findings);
     return cloud;
 }

@@ -113,10 +113,10 @@ void check_ids(Cloud& cloud, std::size_t index, Findings& findings) {
     twins.report(findings);
 }
 
-Findings check_file(const std::string& path, std::string& format) {
+Findings check_file(const std::string& path, const OpenOptions& options, std::string& format) {
     Findings findings;
     try {
-        const OpenedCloud opened = open_cloud(path, findings);
+        const OpenedCloud opened = open_cloud(path, findings, options);
         Cloud& cloud = *opened.cloud;
         format = format_name(opened.format);
         if (cloud.count == 0) findings.push_back({Severity::warning, -1, "there are no points"});
@@ -159,7 +159,7 @@ Run add_check(CLI::App& app) {
         Json all = Json::array();
         const auto check = [&](const std::string& path) {
             std::string format = "unknown";
-            const Findings findings = check_file(path, format);
+            const Findings findings = check_file(path, session.open_options, format);
             Json list = Json::array();
             bool bad = false;
             for (const Finding& f : findings) {

@@ -52,7 +52,7 @@ void Session::attempt(const std::function<void()>& f) {
 
 OpenedCloud Session::open(const std::string& path) const {
     Findings findings;
-    OpenedCloud opened = open_cloud(path, findings);
+    OpenedCloud opened = open_cloud(path, findings, open_options);
     for (const Finding& f : findings) {
         const std::string where = f.offset < 0 ? "" : "byte " + std::to_string(f.offset) + ": ";
         const std::string text = opened.cloud->file_name + ": " + where + f.text;

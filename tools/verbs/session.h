@@ -17,6 +17,7 @@ class Session {
     bool verbose = false;
     bool json = false;
     bool failed = false;
+    OpenOptions open_options;
 
     // "vx_cache: error: ..." on the standard error; the run ends with status 1.
     void error(const std::string& text);

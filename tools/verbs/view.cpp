@@ -118,7 +118,8 @@ class ViewRun {
         if (m_current.points && name == m_current_name) return *m_current.points;
         m_current.points.reset();
         Findings ignored; // said the first time
-        m_current.opened = first ? m_session.open(name) : open_cloud(name, ignored);
+        m_current.opened =
+            first ? m_session.open(name) : open_cloud(name, ignored, m_session.open_options);
         const auto known = m_radii.find(name);
         m_current.points = std::make_unique<ViewCloud>(
             *m_current.opened.cloud, m_options.style,
