@@ -22,8 +22,9 @@ constexpr Verb verbs[] = {
     {"check", "is a file whole, consistent, finite and sensible", "Look",
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
-    {"view", "a picture of a cloud", "Look",
+    {"view", "a picture of a cloud, or a page to look around in", "Look",
      "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
+     "  vx_cache view shot.0001.pdc --html shot.html    opens in any browser\n"
      "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
      "  vx_cache view shot.0001.pdc -o opacity.exr --by opacityPP --range 0,1 --flat\n"
      "  vx_cache view shot.0001.pdc -o cam.png --camera scene.mi    as the render sees it\n"
@@ -71,6 +72,7 @@ int main(int argc, char** argv) {
                "  vx_cache info shot.0001.pdc                     what is in it\n"
                "  vx_cache check 'shot.####.pdc'                  are all frames whole\n"
                "  vx_cache view shot.0001.pdc -o shot.png         see it\n"
+               "  vx_cache view shot.0001.pdc --html shot.html    look around in it, in a browser\n"
                "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
                "  vx_cache convert --help                         more on one verb\n"
                "\n"
