@@ -15,11 +15,11 @@ struct Verb {
 };
 
 constexpr Verb verbs[] = {
-    {"info", "what is in a cloud: counts, ranges, bounds, labels, spacing", "Look",
+    {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look",
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
      vx::cache::add_info},
-    {"check", "is a file whole, consistent, finite and sensible", "Look",
+    {"check", "tell whether a file is whole, consistent, finite and sensible", "Look",
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
     {"view", "a picture of a cloud, or a page to look around in", "Look",
@@ -31,30 +31,35 @@ constexpr Verb verbs[] = {
      "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
      "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
      vx::cache::add_view},
-    {"diff", "compare two clouds; status 1 when they differ", "Look",
+    {"diff", "compare two clouds; the exit status is 1 when they differ", "Look",
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
      "b.npz",
      vx::cache::add_diff},
-    {"lookup", "what the reader shader sees at a point, and why", "Look",
+    {"lookup",
+     "tell what vx_pc_read sees at a point: the points it finds, their weights, the colour, "
+     "and why there is none",
+     "Look",
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
      "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
      "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
      vx::cache::add_lookup},
-    {"convert", "from one format to another", "Make",
+    {"convert", "write a cloud in another format", "Make",
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
      "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
      vx::cache::add_convert},
-    {"filter", "keep some of the points", "Make",
+    {"filter", "keep some of a cloud's points: by label, place, direction, opacity, or thinned",
+     "Make",
      "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
      "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
      vx::cache::add_filter},
-    {"merge", "many clouds into one", "Make",
+    {"merge", "join many clouds into one", "Make",
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
      "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
      vx::cache::add_merge},
-    {"transform", "move, scale and turn a cloud", "Make",
-     "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc",
+    {"transform", "scale, turn and move a cloud", "Make",
+     "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
+     "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
      vx::cache::add_transform},
 };
 
@@ -63,6 +68,7 @@ constexpr Verb verbs[] = {
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
     CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
+    app.name("vx_cache");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vx_cache 0.1.0");
     app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. A file's content tells its format, then "
@@ -71,6 +77,7 @@ int main(int argc, char** argv) {
                "Examples:\n"
                "  vx_cache info shot.0001.pdc                     what is in it\n"
                "  vx_cache check 'shot.####.pdc'                  are all frames whole\n"
+               "  vx_cache lookup shot.0001.mrmap --point 0,1,0   why is it black there\n"
                "  vx_cache view shot.0001.pdc -o shot.png         see it\n"
                "  vx_cache view shot.0001.pdc --html shot.html    look around in it, in a browser\n"
                "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
@@ -83,14 +90,16 @@ int main(int argc, char** argv) {
         CLI::App* const sub = app.add_subcommand(verb.name, verb.what);
         sub->group(verb.group);
         sub->footer(verb.examples);
-        sub->add_flag("-q,--quiet", session.quiet, "say errors only")->group("General");
-        sub->add_flag("-v,--verbose", session.verbose, "say more")->group("General");
+        sub->add_flag("-q,--quiet", session.quiet, "print errors only, no notes and warnings")
+            ->group("General");
+        sub->add_flag("-v,--verbose", session.verbose, "print what was done, too")
+            ->group("General");
         const std::string name = verb.name;
         if (name == "info" || name == "check" || name == "diff" || name == "lookup") {
-            sub->add_flag("--json", session.json, "report as JSON")->group("General");
+            sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
         }
         sub->add_option("--time", session.open_options.time,
-                        "usda: read the values that hold at this time; else the first")
+                        "usda files with values over time: which to read (default: the first)")
             ->group("General");
         sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });
     }

@@ -152,9 +152,12 @@ Run add_check(CLI::App& app) {
         bool strict = false;
     };
     auto o = std::make_shared<Options>();
-    app.add_option("files", o->files, "clouds; #### stands for a frame")->required();
-    app.add_option("--frames", o->frames, "the frames of a pattern, as 1-100x2");
-    app.add_flag("--strict", o->strict, "warnings are failures too");
+    app.add_option("files", o->files,
+                   "files to check; #### stands for the frame, - for the standard input")
+        ->required();
+    app.add_option("--frames", o->frames,
+                   "only these frames of a #### name, as 1-100x2; without it all that are there");
+    app.add_flag("--strict", o->strict, "end with status 1 for warnings too");
     return [o](Session& session) {
         Json all = Json::array();
         const auto check = [&](const std::string& path) {

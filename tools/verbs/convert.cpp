@@ -18,11 +18,16 @@ struct Pair {
     OutputOptions options;
 
     void add(CLI::App& app) {
-        app.add_option("input", input, "a cloud; #### stands for a frame, - for the standard input")
+        app.add_option("input", input,
+                       "the cloud to read; #### stands for the frame, - for the standard input")
             ->required();
-        app.add_option("output", output, "where to; needs #### when the input has it")->required();
-        app.add_option("--frames", frames,
-                       "the frames of a pattern, as 1-100x2; else those there are");
+        app.add_option(
+               "output", output,
+               "the file to write; its name tells the format; needs #### when the input has it")
+            ->required();
+        app.add_option(
+            "--frames", frames,
+            "only these frames of a #### name, as 1-100x2; without it all that are there");
         options.add(app);
     }
     // Calls f with the cloud of every frame and the name of its output.
@@ -49,17 +54,25 @@ void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
            "--labels", [&c](const std::string& text) { c.labels = text; },
            "labels to keep, as 1,3,5-7")
         ->group("Criteria");
-    app.add_option("--box", texts[0], "x,y,z,X,Y,Z: within the box")->group("Criteria");
-    app.add_option("--around", texts[1], "x,y,z,r: within a radius of a point")->group("Criteria");
-    app.add_option("--cone", texts[2], "x,y,z,a: normals within a degrees of a direction")
+    app.add_option("--box", texts[0], "x,y,z,X,Y,Z: points within the box of these corners")
         ->group("Criteria");
-    app.add_option("--opacity", texts[3], "least,most opacity")->group("Criteria");
-    app.add_flag("--invert", c.invert, "keep the others")->group("Criteria");
-    app.add_option("--random", c.random, "share of the points to keep, 0..1")
+    app.add_option("--around", texts[1], "x,y,z,r: points no farther than r from x,y,z")
+        ->group("Criteria");
+    app.add_option("--cone", texts[2],
+                   "x,y,z,a: points whose normal is within an angle of a degrees of x,y,z")
+        ->group("Criteria");
+    app.add_option("--opacity", texts[3], "least,most: points with an opacity in this range")
+        ->group("Criteria");
+    app.add_flag("--invert", c.invert,
+                 "keep the points that the criteria refuse; thinning comes after it")
+        ->group("Criteria");
+    app.add_option("--random", c.random, "keep this share of the points, chosen at random")
         ->check(CLI::Range(0.0, 1.0))
         ->group("Thinning");
-    app.add_option("--seed", c.seed, "another choice of random points")->group("Thinning");
-    app.add_option("--spacing", c.spacing, "least distance between points")
+    app.add_option("--seed", c.seed, "a number that stands for another random choice (default 0)")
+        ->group("Thinning");
+    app.add_option("--spacing", c.spacing,
+                   "keep points that are at least so far from all that were kept before")
         ->check(CLI::NonNegativeNumber)
         ->group("Thinning");
 }
@@ -139,12 +152,15 @@ Run add_merge(CLI::App& app) {
         OutputOptions options;
     };
     auto o = std::make_shared<Options>();
-    app.add_option("inputs", o->inputs, "clouds; #### stands for a frame")->required();
-    app.add_option("-o,--output", o->output, "where to")->required();
-    app.add_option("--frames", o->frames, "the frames of a pattern, as 1-100x2");
-    app.add_option("--distance", o->distance, "drop points nearer than this to an earlier one")
+    app.add_option("inputs", o->inputs, "clouds to join; #### stands for the frame")->required();
+    app.add_option("-o,--output", o->output, "the file to write; its name tells the format")
+        ->required();
+    app.add_option("--frames", o->frames,
+                   "only these frames of a #### name, as 1-100x2; without it all that are there");
+    app.add_option("--distance", o->distance,
+                   "drop points that are nearer than this to an earlier one")
         ->check(CLI::NonNegativeNumber);
-    app.add_flag("--keep-ids", o->keep_ids, "ids as they are; else they count from 0");
+    app.add_flag("--keep-ids", o->keep_ids, "keep ids as they are; without it they count from 0");
     o->options.add(app);
     return [o](Session& session) {
         (void)o->options.write_options(o->options.format_for(o->output));
@@ -186,11 +202,13 @@ Run add_transform(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     o->pair.add(app);
-    app.add_option("--scale", o->scale, "of all lengths, first");
-    app.add_option("--up", o->up, "y-to-z or z-to-y, second")
+    app.add_option("--scale", o->scale, "a factor for all lengths; applied first");
+    app.add_option("--up", o->up, "turn the up axis: y-to-z or z-to-y; applied second")
         ->check(CLI::IsMember({"y-to-z", "z-to-y"}));
-    app.add_option("--matrix", o->matrix, "16 numbers as in scene files (translation last), third");
-    app.add_option("--translate", o->translate, "x,y,z, last");
+    app.add_option("--matrix", o->matrix,
+                   "16 numbers with commas, rows as in scene files, the translation in the last; "
+                   "applied third");
+    app.add_option("--translate", o->translate, "x,y,z to add; applied last");
     return [o](Session& session) {
         if (!(o->scale > 0) || !std::isfinite(o->scale))
             throw UsageError("--scale: must be above 0");

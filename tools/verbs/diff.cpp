@@ -248,8 +248,9 @@ Run add_diff(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     app.add_option("first", o->a, "a cloud")->required();
-    app.add_option("second", o->b, "another")->required();
-    app.add_option("--tolerance", o->tolerance.absolute, "differences up to this are none")
+    app.add_option("second", o->b, "the cloud to compare it with")->required();
+    app.add_option("--tolerance", o->tolerance.absolute,
+                   "differences of values up to this are none (default 0)")
         ->check(CLI::NonNegativeNumber);
     app.add_option("--relative", o->tolerance.relative, "the same, as a share of the larger value")
         ->check(CLI::NonNegativeNumber);

@@ -136,10 +136,11 @@ Run add_info(CLI::App& app) {
         std::string frames;
     };
     auto o = std::make_shared<Options>();
-    app.add_option("files", o->files, "clouds; #### stands for a frame, - for the standard input")
+    app.add_option("files", o->files,
+                   "files to look at; #### stands for the frame, - for the standard input")
         ->required();
     app.add_option("--frames", o->frames,
-                   "the frames of a pattern, as 1-100x2; else those there are");
+                   "only these frames of a #### name, as 1-100x2; without it all that are there");
     return [o](Session& session) {
         Json all = Json::array();
         for (const std::string& pattern : o->files) {

@@ -301,11 +301,13 @@ void look(Session& session, const Options& o, const std::string& path, Json& all
 
 Run add_lookup(CLI::App& app) {
     auto o = std::make_shared<Options>();
-    app.add_option("files", o->files,
-                   "clouds; #### stands for a frame. Others than mrmap are converted in memory")
+    app.add_option(
+           "files", o->files,
+           "map files, or other clouds, which are looked at as the map that convert would make; "
+           "#### stands for the frame")
         ->required();
     app.add_option("--frames", o->frames,
-                   "the frames of a pattern, as 1-100x2; else those there are");
+                   "only these frames of a #### name, as 1-100x2; without it all that are there");
     const auto where = [](CLI::Option* option) { option->group("Where"); };
     where(app.add_option("--point", o->points, "x,y,z: the shading point; may be given again")
               ->allow_extra_args(false));

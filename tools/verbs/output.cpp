@@ -9,7 +9,7 @@
 namespace vx::cache {
 
 void OutputOptions::add(CLI::App& app) {
-    app.add_option("--to", format, "format of the output; else its name tells")
+    app.add_option("--to", format, "format of the output, for names that do not tell it")
         ->check(CLI::IsMember({"pdc", "mrmap", "ply", "csv", "usda", "npz"}))
         ->group("Output");
     app.add_option("--encoding", encoding,
