@@ -5,6 +5,7 @@
 // alike. Processor time is that of all threads, from the fastest run by the clock.
 #include "src/points/pdc_file.h"
 #include "src/points/point_grid.h"
+#include "tools/cloud/parallel.h"
 #include "tools/formats/format.h"
 #include "tools/verbs/statistics.h"
 
@@ -131,7 +132,9 @@ int main(int argc, char** argv) {
         }
     }
     std::filesystem::remove_all(folder);
-    std::printf("%d points, %.0f MB, best of %d\n", points, bytes * 1e-6, rounds);
+    std::printf("%d points, %.0f MB, best of %d; info on %d threads, ply on 2 (one writes), a map "
+                "on those of its search tree\n",
+                points, bytes * 1e-6, rounds, worker_count());
     const double floor = works[0].best;
     for (const Work& work : works) {
         std::printf("%-13s %7.1f ms  processor %7.1f ms  %5.2f GB/s  %5.2f times the plain read",
