@@ -92,8 +92,8 @@ class Program {
         messages.set_sink([this](Level, std::string_view text) {
             progress_.finish();
             const std::string whole = std::string(text) + "\n";
-            std::fwrite(whole.data(), 1, whole.size(), stderr);
-            std::fflush(stderr);
+            (void)std::fwrite(whole.data(), 1, whole.size(), stderr);
+            (void)std::fflush(stderr);
         });
         messages.set_level(4);
         if (line_.quiet)
@@ -188,7 +188,8 @@ class Program {
 };
 
 int usage_error(const std::string& text) {
-    std::fprintf(stderr, "vx_render: error: %s\nvx_render: see vx_render -help\n", text.c_str());
+    (void)std::fprintf(stderr, "vx_render: error: %s\nvx_render: see vx_render -help\n",
+                       text.c_str());
     return exit_usage;
 }
 
@@ -202,7 +203,7 @@ int main(int argc, char** argv) {
     auto [line, error] = vx::render::parse_command_line(arguments);
     if (!error.empty()) return usage_error(error);
     if (line.help) {
-        std::fputs(vx::render::help_text(), stdout);
+        (void)std::fputs(vx::render::help_text(), stdout);
         return exit_done;
     }
     if (line.version) {
@@ -217,7 +218,7 @@ int main(int argc, char** argv) {
     try {
         return Program(line).run();
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "vx_render: error: %s\n", e.what());
+        (void)std::fprintf(stderr, "vx_render: error: %s\n", e.what());
         return exit_render;
     }
 }

@@ -65,6 +65,7 @@ constexpr Verb verbs[] = {
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): two options of one name end the program at its start
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
     CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
@@ -114,7 +115,7 @@ int main(int argc, char** argv) {
             session.error("standard output: cannot be written");
         }
     } catch (const vx::cache::UsageError& why) {
-        std::fprintf(stderr, "vx_cache: error: %s\n", why.what());
+        (void)std::fprintf(stderr, "vx_cache: error: %s\n", why.what());
         return 2;
     } catch (const std::exception& why) {
         session.error(why.what());

@@ -142,16 +142,16 @@ BakeRun run_bake(const std::filesystem::path& folder, const char* threads) {
         if (std::strncmp(text, "line 900 ", 9) == 0) last = moment;
         if (std::strstr(text, "points written")) {
             counted = moment;
-            run.points = std::atol(text);
+            run.points = std::strtol(text, nullptr, 10);
         }
         if (std::strncmp(text, "Writing File", 12) == 0) run.output = moment - counted;
     }
-    std::fclose(lines);
+    (void)std::fclose(lines);
     int status = 0;
     rusage usage{};
     wait4(child, &status, 0, &usage);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || first == 0 || last == 0) {
-        std::fprintf(stderr, "bake_bench: the bake failed (status %d)\n", status);
+        (void)std::fprintf(stderr, "bake_bench: the bake failed (status %d)\n", status);
         std::exit(1);
     }
     run.pass = (last - first) / 0.8;

@@ -29,7 +29,8 @@ void scan(std::size_t count, unsigned seed, const Each& each) {
     const float step = 1.0f / static_cast<float>(side);
     for (std::size_t i = 0; i < count; ++i) {
         const float x = (static_cast<float>(i % side) + jitter(random)) * step;
-        const float y = (static_cast<float>(i / side) + jitter(random)) * step;
+        const std::size_t row = i / side;
+        const float y = (static_cast<float>(row) + jitter(random)) * step;
         Float3 point{};
         Float3 normal{};
         on_surface(x, y, point, normal);

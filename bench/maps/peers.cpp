@@ -165,7 +165,7 @@ class Embree final : public Peer {
     void build() override {
         if (m_scene) rtcReleaseScene(m_scene);
         m_scene = rtcNewScene(m_device);
-        const RTCGeometry geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
+        RTCGeometry geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
         rtcSetGeometryUserPrimitiveCount(geometry, static_cast<unsigned>(m_cloud.points.size()));
         // The user pointer is only read.
         rtcSetGeometryUserData(geometry, const_cast<Cloud*>(&m_cloud));

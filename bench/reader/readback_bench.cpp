@@ -94,15 +94,18 @@ Run render(const std::filesystem::path& folder, const std::string& scene, int th
     Run run;
     while (std::fgets(line.data(), line.size(), lines) != nullptr) {
         const char* const text = std::strstr(line.data(), "info: ");
-        if (text != nullptr && std::strstr(text, "eye rays in") != nullptr)
-            std::sscanf(text, "info: %lf eye rays in %lf s", &run.rays, &run.seconds);
+        const char* const rays = text != nullptr ? std::strstr(text, " eye rays in ") : nullptr;
+        if (rays != nullptr) {
+            run.rays = std::strtod(text + std::strlen("info: "), nullptr);
+            run.seconds = std::strtod(rays + std::strlen(" eye rays in "), nullptr);
+        }
     }
-    std::fclose(lines);
+    (void)std::fclose(lines);
     int status = 0;
     waitpid(child, &status, 0);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || run.rays == 0 || run.seconds <= 0) {
-        std::fprintf(stderr, "readback_bench: vx_render %s failed (status %d)\n", scene.c_str(),
-                     status);
+        (void)std::fprintf(stderr, "readback_bench: vx_render %s failed (status %d)\n",
+                           scene.c_str(), status);
         std::exit(EXIT_FAILURE);
     }
     return run;

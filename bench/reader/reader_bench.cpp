@@ -109,6 +109,7 @@ double timed(const std::vector<Query>& queries, int threads, const Work& work) {
     constexpr size_t block = 1024;
     return seconds_of([&] {
         std::vector<std::jthread> running;
+        running.reserve(static_cast<size_t>(threads));
         for (int t = 0; t < threads; ++t) {
             running.emplace_back([&, t] {
                 auto one = work();
@@ -129,7 +130,7 @@ template <class Function>
 Function* entry(void* library, const char* name) {
     void* const found = dlsym(library, name);
     if (found == nullptr) {
-        std::fprintf(stderr, "bench_reader: %s\n", dlerror());
+        (void)std::fprintf(stderr, "bench_reader: %s\n", dlerror());
         std::exit(EXIT_FAILURE);
     }
     return reinterpret_cast<Function*>(found);
@@ -138,8 +139,8 @@ Function* entry(void* library, const char* name) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int points = argc > 1 ? std::atoi(argv[1]) : 1000000;
-    const int wanted = argc > 2 ? std::atoi(argv[2]) : 250000;
+    const int points = argc > 1 ? std::stoi(argv[1]) : 1000000;
+    const int wanted = argc > 2 ? std::stoi(argv[2]) : 250000;
     const int side = static_cast<int>(std::sqrt(static_cast<double>(points)));
     const auto folder =
         std::filesystem::temp_directory_path() / ("vx_bench_reader_" + std::to_string(getpid()));
@@ -150,7 +151,7 @@ int main(int argc, char** argv) {
 
     void* const library = dlopen(VX_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {
-        std::fprintf(stderr, "bench_reader: %s\n", dlerror());
+        (void)std::fprintf(stderr, "bench_reader: %s\n", dlerror());
         return EXIT_FAILURE;
     }
     const auto shader = entry<Shader>(library, "vx_pc_read");
@@ -225,7 +226,7 @@ int main(int argc, char** argv) {
                 whole = std::min(whole, timed(queries, threads, shader_work));
             }
             if (found_bare != found_shader) {
-                std::fprintf(stderr, "bench_reader: the two sides found different points\n");
+                (void)std::fprintf(stderr, "bench_reader: the two sides found different points\n");
                 return EXIT_FAILURE;
             }
             const auto number = static_cast<double>(queries.size());

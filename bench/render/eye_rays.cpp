@@ -89,7 +89,7 @@ class Bare {
         device_ = rtcNewDevice(nullptr);
         scene_ = rtcNewScene(device_);
         rtcSetSceneFlags(scene_, scene_flags);
-        const RTCGeometry g = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_TRIANGLE);
+        RTCGeometry g = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_TRIANGLE);
         std::copy(t.positions.begin(), t.positions.end(),
                   static_cast<float*>(rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_VERTEX, 0,
                                                               RTC_FORMAT_FLOAT3, 12,

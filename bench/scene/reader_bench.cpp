@@ -171,7 +171,7 @@ int main(int argc, char** argv) {
     bool good = true;
     for (const Case& c : cases) {
         if (!generate(path, megabytes * 1000000, c.piece)) {
-            std::fprintf(stderr, "bench_scene: error: cannot write %s\n", path.c_str());
+            (void)std::fprintf(stderr, "bench_scene: error: cannot write %s\n", path.c_str());
             return 1;
         }
         const double size = double(std::filesystem::file_size(path)) / 1e6;
@@ -180,7 +180,7 @@ int main(int argc, char** argv) {
         for (int run = 0; run < runs; ++run) {
             counter = {};
             Diagnostics diagnostics(
-                [](const Diagnostic& d) { std::fprintf(stderr, "%s\n", format(d).c_str()); });
+                [](const Diagnostic& d) { (void)std::fprintf(stderr, "%s\n", format(d).c_str()); });
             Substitution substitution;
             const auto start = std::chrono::steady_clock::now();
             const std::clock_t cpu_start = std::clock();
@@ -194,8 +194,8 @@ int main(int argc, char** argv) {
                         counter.shaders);
         }
         char line[120];
-        std::snprintf(line, sizeof line, "%-22s %6.1f MB/s, %6.1f MB per processor second\n",
-                      c.name, size / best, size / best_cpu);
+        (void)std::snprintf(line, sizeof line, "%-22s %6.1f MB/s, %6.1f MB per processor second\n",
+                            c.name, size / best, size / best_cpu);
         summary += line;
     }
     std::filesystem::remove(path);

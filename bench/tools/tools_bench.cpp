@@ -32,7 +32,8 @@ constexpr std::size_t read_block = std::size_t{4} << 20;
 // Hills in scan order, as an eye ray per pixel finds them; six labels in patches.
 CPoint bench_point(int i, int side) {
     const float x = static_cast<float>(i % side) / static_cast<float>(side);
-    const float y = static_cast<float>(i / side) / static_cast<float>(side);
+    const int row = i / side;
+    const float y = static_cast<float>(row) / static_cast<float>(side);
     const float n = 1.0f / std::sqrt(1.36f);
     const int label = (i % side) / 50 % 6;
     return CPoint{x,    0.1f * std::sin(9 * x) * std::cos(7 * y), y, 0, n, 0.6f * n, x, y, 0.5f, 1,
@@ -88,8 +89,8 @@ void convert(const std::string& from, const std::string& to, Format format) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int points = argc > 1 ? std::atoi(argv[1]) : 1000000;
-    const int rounds = argc > 2 ? std::atoi(argv[2]) : 9;
+    const int points = argc > 1 ? std::stoi(argv[1]) : 1000000;
+    const int rounds = argc > 2 ? std::stoi(argv[2]) : 9;
     const std::string only = argc > 3 ? argv[3] : ""; // one of the works, for a profiler
     const auto folder =
         std::filesystem::temp_directory_path() / ("vx_bench_tools_" + std::to_string(getpid()));
@@ -98,7 +99,7 @@ int main(int argc, char** argv) {
     const std::string ply = (folder / "cloud.0001.ply").string();
     const std::string map = (folder / "cloud.0001.mrmap").string();
     if (!write_cache(cache, points)) {
-        std::fprintf(stderr, "bench_tools: %s: cannot be written\n", cache.c_str());
+        (void)std::fprintf(stderr, "bench_tools: %s: cannot be written\n", cache.c_str());
         return EXIT_FAILURE;
     }
     const auto bytes = static_cast<double>(std::filesystem::file_size(cache));

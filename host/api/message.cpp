@@ -13,11 +13,12 @@ using vx::shading::Level;
 std::string formatted(const char* format, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): a copy of the caller's started list
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     if (length < 0) return format;
     std::string text(static_cast<std::size_t>(length), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    (void)std::vsnprintf(text.data(), text.size() + 1, format, arguments);
     return text;
 }
 

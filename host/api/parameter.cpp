@@ -12,7 +12,9 @@ void* mi_phen_eval(miState* state, void* param) {
 }
 
 miBoolean mi_api_parameter_lookup(miParam_type* type, miBoolean* is_array, int* offs,
-                                  miTag decl_tag, miBoolean out, char* name) {
+                                  miTag decl_tag, miBoolean out,
+                                  // NOLINTNEXTLINE(readability-non-const-parameter): taken over
+                                  char* name) {
     if (name == nullptr) return miFALSE;
     /* Every such call takes over its strings, also when it fails. */
     struct Release {

@@ -21,8 +21,8 @@ void tell(const char* file_name, std::uint64_t elements, const char* what, doubl
     const Notify notify = notify_function.load();
     if (!notify) return;
     char rest[96];
-    std::snprintf(rest, sizeof rest, ": %llu elements %s in %.3f s",
-                  static_cast<unsigned long long>(elements), what, now() - start);
+    (void)std::snprintf(rest, sizeof rest, ": %llu elements %s in %.3f s",
+                        static_cast<unsigned long long>(elements), what, now() - start);
     try {
         notify((std::string("map file ") + file_name + rest).c_str());
     } catch (const std::bad_alloc&) {

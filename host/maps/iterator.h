@@ -17,8 +17,11 @@ class Candidate final : public Map_iterator_base {
   public:
     Candidate() = default;
     // Not copied along with a lookup: attach is called before every search.
+    // NOLINTBEGIN(bugprone-copy-constructor-init, bugprone-unhandled-self-assignment)
+    // NOLINTNEXTLINE(readability-redundant-member-init): a copy that names no base is a warning
     Candidate(const Candidate&) : Map_iterator_base() {}
     Candidate& operator=(const Candidate&) { return *this; }
+    // NOLINTEND(bugprone-copy-constructor-init, bugprone-unhandled-self-assignment)
 
     void attach(const Map& map, const Body& body, const Map_column* columns, miUint count);
     void detach();

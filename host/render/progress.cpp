@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <cstdio>
 
 namespace vx::render {
@@ -9,7 +10,7 @@ namespace vx::render {
 namespace {
 
 std::string duration(double seconds) {
-    const auto s = static_cast<std::int64_t>(seconds + 0.5);
+    const auto s = std::llround(seconds);
     if (s < 60) return fmt::format("{} s", s);
     if (s < 3600) return fmt::format("{} min {:02} s", s / 60, s % 60);
     return fmt::format("{} h {:02} min", s / 3600, s / 60 % 60);
@@ -52,8 +53,8 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
         if (now - last_ < std::chrono::milliseconds(100)) return;
         last_ = now;
         const std::string text = progress_text(what_, done, total, rays, seconds);
-        std::fprintf(stderr, "\r\033[K%s", text.c_str());
-        std::fflush(stderr);
+        (void)std::fprintf(stderr, "\r\033[K%s", text.c_str());
+        (void)std::fflush(stderr);
         drawn_ = true;
         return;
     }
@@ -70,8 +71,8 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
 void Progress::finish() {
     const std::scoped_lock lock(mutex_);
     if (!drawn_) return;
-    std::fputs("\r\033[K", stderr);
-    std::fflush(stderr);
+    (void)std::fputs("\r\033[K", stderr);
+    (void)std::fflush(stderr);
     drawn_ = false;
 }
 

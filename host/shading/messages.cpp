@@ -58,8 +58,8 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
         return;
     }
     line.push_back('\n');
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
+    (void)std::fwrite(line.data(), 1, line.size(), stderr);
+    (void)std::fflush(stderr);
 }
 
 std::uint64_t Messages::count(Level level) const {

@@ -99,7 +99,7 @@ class Accel::Impl {
 
     void add_mesh(RTCScene scene, unsigned id, const scene::Mesh& mesh, const Matrix* to_world,
                   unsigned mask) const {
-        const RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
+        RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
         // Embree pads buffers that it makes itself.
         auto* const vertices = static_cast<float*>(rtcSetNewGeometryBuffer(
             geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float),
@@ -129,7 +129,7 @@ class Accel::Impl {
     }
 
     void add_instance(unsigned id, RTCScene scene, const Matrix& to_world, unsigned mask) const {
-        const RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_INSTANCE);
+        RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_INSTANCE);
         rtcSetGeometryInstancedScene(geometry, scene);
         // Our rows are Embree's columns.
         rtcSetGeometryTransform(geometry, 0, RTC_FORMAT_FLOAT4X4_COLUMN_MAJOR, to_world.data());

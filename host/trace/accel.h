@@ -47,6 +47,7 @@ struct Primitive {
 
     // As the state's `pri`. Never null.
     [[nodiscard]] void* handle() const {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): two numbers, never followed as a pointer
         return reinterpret_cast<void*>((static_cast<std::uintptr_t>(placement) + 1) << 32 |
                                        triangle);
     }

@@ -79,6 +79,7 @@ class CSecondAccess {
     explicit CSecondAccess(const mi::shader_v3::Access_map& map) : m_handle(nullptr) {
         // The wrapper is one pointer and has no function that gives it.
         mi::shader_v3::Access_map_dbhandle* first;
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): that pointer itself is what is copied
         std::memcpy(&first, static_cast<const void*>(&map), sizeof first);
         mi::shader_v3::Interface* const interface = mi_get_shader_interface(3);
         if (interface == nullptr) return;

@@ -502,7 +502,7 @@ TEST(Files, AFullDiskLeavesTheOldFileAndNothingElse) {
         EXPECT_TRUE((*large)->write(file.c_str(), false, format) == Map_status::Failure);
     }
     setrlimit(RLIMIT_FSIZE, &old);
-    std::signal(SIGXFSZ, old_handler);
+    (void)std::signal(SIGXFSZ, old_handler);
     EXPECT_EQ(bytes_of(file), before);
     EXPECT_EQ(folder.count(), 1u);
 }

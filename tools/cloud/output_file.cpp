@@ -58,10 +58,10 @@ std::string folder_of(const std::string& path) {
 
 void clean_up_on_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
-        std::signal(signal, remove_unfinished);
+        (void)std::signal(signal, remove_unfinished);
     // A closed pipe and a file beyond the limit are errors of write(2) like any other.
     for (const int signal : {SIGPIPE, SIGXFSZ})
-        std::signal(signal, SIG_IGN);
+        (void)std::signal(signal, SIG_IGN);
 }
 
 HeldSignals::HeldSignals() {

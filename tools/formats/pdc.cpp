@@ -13,7 +13,7 @@ namespace vx::cache {
 namespace {
 
 struct CloseFile {
-    void operator()(std::FILE* f) const { std::fclose(f); }
+    void operator()(std::FILE* f) const { (void)std::fclose(f); }
 };
 
 class PdcCloud final : public Cloud {

@@ -6,10 +6,12 @@
 #include "tools/cloud/spool.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace vx::cache {
@@ -24,11 +26,13 @@ void append_number(std::string& out, T value) {
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
     // The sign of a not-a-number says nothing.
-    if (value != value) {
-        out += "nan";
-    } else {
-        out.append(text, end);
+    if constexpr (std::is_floating_point_v<T>) {
+        if (std::isnan(value)) {
+            out += "nan";
+            return;
+        }
     }
+    out.append(text, end);
 }
 // Value number `index` of an array of that type.
 void append_value(std::string& out, Type type, const std::byte* values, std::size_t index);

@@ -26,11 +26,11 @@ std::string number_text(double v, double size) {
     const int power = static_cast<int>(std::floor(std::log10(size > 0 ? size : 1.0)));
     if (large >= 1e7 || power < -5) {
         const int digits = 4 + static_cast<int>(std::log10(std::max(large / size, 1.0)));
-        std::snprintf(text, sizeof text, "%.*g", std::clamp(digits, 4, 12), v);
+        (void)std::snprintf(text, sizeof text, "%.*g", std::clamp(digits, 4, 12), v);
         return text;
     }
     const int decimals = std::clamp(3 - power, 0, 8);
-    std::snprintf(text, sizeof text, "%.*f", decimals, v);
+    (void)std::snprintf(text, sizeof text, "%.*f", decimals, v);
     std::string number = text;
     if (decimals > 0) {
         number.erase(number.find_last_not_of('0') + 1);
@@ -113,7 +113,7 @@ void draw_labels(Picture& picture, const Legend& legend, const Layout& l, int x,
 std::vector<Tick> bar_ticks(double low, double high, int most) {
     if (!(high > low)) {
         char text[40];
-        std::snprintf(text, sizeof text, "%.6g", low);
+        (void)std::snprintf(text, sizeof text, "%.6g", low);
         return {{low, text}};
     }
     const double size = high - low;
@@ -125,10 +125,12 @@ std::vector<Tick> bar_ticks(double low, double high, int most) {
         if (power * factor >= least * (1 - 1e-9)) step = power * factor;
     }
     const double clear = std::min(0.75 * size / std::max(most - 1, 1), 0.3 * size);
-    for (double k = std::ceil(low / step); k * step < high && std::isfinite(k); k += 1) {
-        const double v = k * step;
-        if (v - low < clear || high - v < clear) continue;
-        if (ticks.size() > 100) break;
+    const double first = std::ceil(low / step);
+    // Counted, since a step may be too small to change a number so far from zero.
+    for (int k = 0; k <= std::clamp(most, 2, 100); ++k) {
+        const double v = (first + k) * step;
+        if (!std::isfinite(v) || v >= high) break;
+        if (v - low < clear || high - v < clear || v <= ticks.back().value) continue;
         ticks.push_back({v, number_text(v, size)});
     }
     ticks.push_back({high, number_text(high, size)});

@@ -9,11 +9,11 @@ namespace {
 
 void say(const char* level, const char* format, va_list arguments) {
     char text[2048];
-    std::vsnprintf(text, sizeof text, format, arguments);
+    (void)std::vsnprintf(text, sizeof text, format, arguments);
     if (vx::small_renderer::messages) {
         vx::small_renderer::messages(level, text);
     } else {
-        std::fprintf(stderr, "%s: %s\n", level, text);
+        (void)std::fprintf(stderr, "%s: %s\n", level, text);
     }
 }
 

@@ -17,7 +17,7 @@ constexpr std::size_t labels_shown = 20;
 
 std::string number(double v) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.6g", v);
+    (void)std::snprintf(text, sizeof text, "%.6g", v);
     return text;
 }
 

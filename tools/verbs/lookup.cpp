@@ -93,7 +93,7 @@ void queries_of_file(const Session& session, const Options& o, std::vector<Query
 
 std::string number(double v) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.6g", v);
+    (void)std::snprintf(text, sizeof text, "%.6g", v);
     return text;
 }
 template <typename List>
@@ -146,8 +146,8 @@ std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, con
 void print_row(const char* index, const char* id, const char* distance, const char* label,
                const char* weight, const char* position, const char* colour, const char* opacity) {
     char text[256];
-    std::snprintf(text, sizeof text, "  %9s %9s %10s %7s  %-29s %-32s %-29s %s", index, id,
-                  distance, label, weight, position, colour, opacity);
+    (void)std::snprintf(text, sizeof text, "  %9s %9s %10s %7s  %-29s %-32s %-29s %s", index, id,
+                        distance, label, weight, position, colour, opacity);
     std::string line(text);
     line.resize(line.find_last_not_of(' ') + 1);
     std::printf("%s\n", line.c_str());

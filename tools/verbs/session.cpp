@@ -16,12 +16,12 @@ namespace {
 constexpr std::size_t most_frames = 1000000;
 
 void say(const char* kind, const std::string& text) {
-    std::fprintf(stderr, "vx_cache: %s%s\n", kind, text.c_str());
+    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, text.c_str());
 }
 
 std::string seconds(double s) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", s);
+    (void)std::snprintf(text, sizeof text, "%.1f s", s);
     return text;
 }
 
@@ -77,13 +77,13 @@ std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string wh
         last = now;
         const double used = std::chrono::duration<double>(now - start).count();
         if (end) {
-            if (drawn) std::fprintf(stderr, "\r\033[K");
+            if (drawn) (void)std::fprintf(stderr, "\r\033[K");
             return;
         }
         const double rate = static_cast<double>(done) / std::max(used, 1e-3);
-        std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left", what.c_str(),
-                     100.0 * static_cast<double>(done) / static_cast<double>(total), rate * 1e-6,
-                     seconds(static_cast<double>(total - done) / rate).c_str());
+        (void)std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left", what.c_str(),
+                           100.0 * static_cast<double>(done) / static_cast<double>(total),
+                           rate * 1e-6, seconds(static_cast<double>(total - done) / rate).c_str());
     };
 }
 

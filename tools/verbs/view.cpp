@@ -45,13 +45,13 @@ void write_picture(const Picture& picture, const ViewOptions& o, const std::stri
 
 std::string text_of(const Vec& v) {
     char text[120];
-    std::snprintf(text, sizeof text, "%.6g,%.6g,%.6g", v.x, v.y, v.z);
+    (void)std::snprintf(text, sizeof text, "%.6g,%.6g,%.6g", v.x, v.y, v.z);
     return text;
 }
 
 std::string number_of(double v) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.4g", v);
+    (void)std::snprintf(text, sizeof text, "%.4g", v);
     return text;
 }
 

@@ -68,6 +68,14 @@ TEST(BarTicks, NarrowRangesFarFromZeroStillDiffer) {
     EXPECT_EQ(t.back(), "1000.01");
 }
 
+TEST(BarTicks, NeighbouringNumbersHaveNothingBetweenThem) {
+    const double next = std::nextafter(1.0, 2.0);
+    const std::vector<Tick> t = bar_ticks(1.0, next, 5);
+    ASSERT_EQ(t.size(), 2u);
+    EXPECT_EQ(t.front().value, 1.0);
+    EXPECT_EQ(t.back().value, next);
+}
+
 TEST(BarTicks, VeryLargeAndVerySmallNumbersAreShort) {
     for (const Tick& t : bar_ticks(0, 3e30, 6))
         EXPECT_LE(t.text.size(), 8u) << t.text;
