@@ -399,7 +399,7 @@ class Map_distance_base {
 template <miUint DIM>
 class Map_distance : public Map_distance_base {
   public:
-    static const miUint DIMENSION = DIM;
+    static constexpr miUint DIMENSION = DIM;
 
     /* Leaves the point unset. */
     Map_distance() {}

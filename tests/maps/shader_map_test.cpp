@@ -148,7 +148,7 @@ TEST(MapHeader, AFunctorIsItsTableItsPointAndThenTheDerivedMembers) {
     EXPECT_EQ(stored[2], 3.0f);
     EXPECT_EQ(functor.get_point()[1], 2.0f);
     EXPECT_EQ(functor.get_dimension(), 3u);
-    EXPECT_EQ(miUint{Map_distance<6>::DIMENSION}, 6u);
+    EXPECT_EQ(Map_distance<6>::DIMENSION, 6u);
 }
 
 TEST(MapHeader, AnInheritedBoxDistanceIsRecognised) {
