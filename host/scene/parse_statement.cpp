@@ -151,7 +151,7 @@ std::string parse_reference(Context& c, const char* what) {
 
 std::string parse_camera_instance(Context& c) {
     const Location where = c.cursor.where();
-    const std::string name = parse_reference<Instance>(c, "the name of a camera instance");
+    std::string name = parse_reference<Instance>(c, "the name of a camera instance");
     const auto* const instance = c.names.find_as<Instance>(name);
     if (instance && !c.names.find_as<Camera>(instance->item))
         c.diagnostics.error(where, "instance " + Names::quote(name) + " does not place a camera");

@@ -35,7 +35,7 @@ TEST_F(ApiLock, ReadyMadeLocksAreInitialised) {
         miLock *instance = nullptr, *declared = nullptr;
         EXPECT_TRUE(mi_query(miQ_FUNC_LOCK, s, miNULLTAG, &instance));
         EXPECT_TRUE(mi_query(miQ_DECL_LOCK, s, miNULLTAG, &declared));
-        for (const miLock lock : {s->global_lock, *instance, *declared}) {
+        for (miLock lock : {s->global_lock, *instance, *declared}) {
             mi_lock(lock);
             mi_unlock(lock);
         }

@@ -34,7 +34,7 @@ template <typename To, typename From>
 bool is_same_value(To now, From before) {
     if constexpr (std::is_floating_point_v<From>) {
         if constexpr (std::is_floating_point_v<To>) {
-            return static_cast<double>(now) == static_cast<double>(before) || before != before;
+            return static_cast<double>(now) == static_cast<double>(before) || std::isnan(before);
         } else {
             // As a double the largest integer equals the power of two above it, which it is not.
             constexpr double beyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;

@@ -32,7 +32,7 @@ using mi::shader_v3::Map_status;
 // The quality of the search tree that the shaders' own maps are written with.
 constexpr float tree_quality = 0.6f;
 
-std::string why_of(Map_status status) {
+std::string why_of(const Map_status& status) {
     switch (status.get_code()) {
     case Map_status::Insufficient_memory:
         return "not enough memory for the map";
@@ -194,7 +194,7 @@ class MapCloud final : public Cloud {
              "field '" + field + "' is a text: info shows it, conversions do not carry it"});
     }
     [[noreturn]] void fail(const std::string& why) const { throw FileError(m_file_name, -1, why); }
-    void check(Map_status status) const {
+    void check(const Map_status& status) const {
         if (status != Map_status::OK) fail(why_of(status));
     }
 
@@ -386,7 +386,7 @@ Map_status set_field(Target& target, const Field& f, std::size_t row) {
 // Everything but the file. The name is for messages.
 std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
                                     const WriteOptions& options, Notes& notes) {
-    const auto ok = [&name](Map_status status) {
+    const auto ok = [&name](const Map_status& status) {
         if (status != Map_status::OK) throw FileError(name, -1, why_of(status));
     };
     if (cloud.count > std::numeric_limits<miUint>::max()) {

@@ -32,6 +32,7 @@ void gather(const std::byte* in, std::size_t stride, bool swap, To* out, std::si
             out[i * out_stride] = scale == 1 ? static_cast<To>(value)
                                              : static_cast<To>(static_cast<double>(value) / scale);
         } else {
+            // NOLINTNEXTLINE(bugprone-signed-char-misuse): PLY's char is a number
             out[i * out_stride] = static_cast<To>(value);
         }
     }
