@@ -21,7 +21,7 @@ struct Context {
     bool stop = false;                 // the receiver said so
 
     // The full name of something defined here.
-    std::string defined(std::string name) const;
+    std::string defined(const std::string& name) const;
     // The full name of something used here: the innermost namespace that has it, else as written.
     std::string used(std::string name) const;
     // The same for a connection, which may go to a member ("ramp.outColor").

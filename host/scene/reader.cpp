@@ -6,7 +6,7 @@
 
 namespace vx::scene {
 
-std::string Context::defined(std::string name) const {
+std::string Context::defined(const std::string& name) const {
     if (name.starts_with("::")) return name.substr(2);
     return spaces.empty() ? name : spaces.back() + name;
 }

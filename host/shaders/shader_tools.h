@@ -11,11 +11,13 @@
         return 1;                                                                                  \
     }
 
-// The shader itself, behind its prototype.
+// The shader itself, behind its prototype. The arguments are names of types and of the function.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define VX_SHADER(name, Result, Parameters)                                                        \
     VX_SHADER_VERSION(name)                                                                        \
     extern "C" DLLEXPORT miBoolean name(Result* result, miState* state, Parameters* parameters);   \
     extern "C" DLLEXPORT miBoolean name(Result* result, miState* state, Parameters* parameters)
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace vx::shaders {
 

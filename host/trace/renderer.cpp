@@ -13,6 +13,7 @@ namespace {
 std::atomic<std::uint64_t> next_id{1};
 
 bool same_bits(const miVector& a, const miVector& b) {
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): three floats, and the bits count
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
