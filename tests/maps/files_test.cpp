@@ -74,6 +74,7 @@ void expect_equal(const Map_base& a, const Map_base& b) {
         miMatrix ma, mb;
         ea->get_position(pa);
         eb->get_position(pb);
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits count
         EXPECT_EQ(std::memcmp(pa, pb, sizeof pa), 0);
         ea->get(0u, na);
         eb->get(0u, nb);
