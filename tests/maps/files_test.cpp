@@ -74,7 +74,7 @@ void expect_equal(const Map_base& a, const Map_base& b) {
         miMatrix ma, mb;
         ea->get_position(pa);
         eb->get_position(pb);
-        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits count
+        // NOLINTBEGIN(bugprone-suspicious-memory-comparison): the bits count
         EXPECT_EQ(std::memcmp(pa, pb, sizeof pa), 0);
         ea->get(0u, na);
         eb->get(0u, nb);
@@ -91,6 +91,7 @@ void expect_equal(const Map_base& a, const Map_base& b) {
         ea->get(6u, sa);
         eb->get(6u, sb);
         EXPECT_EQ(std::memcmp(sa, sb, sizeof sa), 0);
+        // NOLINTEND(bugprone-suspicious-memory-comparison)
     }
 }
 

@@ -2,10 +2,10 @@
 
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names
 float __real_acosf(float x);
 float __real_powf(float x, float y);
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names
 float __wrap_acosf(float x) {
     ++vx::test::maths_calls.acosf;
     return __real_acosf(x);

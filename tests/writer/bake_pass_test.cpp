@@ -198,10 +198,10 @@ TEST(BakePass, DirectionsGoThroughTheSamplesOfTheImagePlane) {
     size_t at = 0;
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {
-            for (int s = 0; s < 2; ++s) {
+            for (const auto& sample : position) {
                 // A plane 1.25 wide and 0.9375 high at the distance 1.5, lower left corner first.
-                const double px = -0.625 + (x + position[s][0]) * 1.25 / 4;
-                const double py = -0.46875 + (y + position[s][1]) * 0.9375 / 3;
+                const double px = -0.625 + (x + sample[0]) * 1.25 / 4;
+                const double py = -0.46875 + (y + sample[1]) * 0.9375 / 3;
                 const double length = std::sqrt(px * px + py * py + 1.5 * 1.5);
                 EXPECT_NEAR(directions[at].x, px / length, 1e-6);
                 EXPECT_NEAR(directions[at].y, py / length, 1e-6);
