@@ -12,8 +12,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using vx::stub::MapContent;
 using vx::stub::Maps;

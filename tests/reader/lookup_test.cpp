@@ -14,7 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vx::stub::bytes_of;
 using vx::stub::MapContent;
 using vx::stub::Maps;
 using vx::test::BakedPoint;

@@ -18,7 +18,6 @@ using vx::test::BakedPoint;
 using vx::test::CloudFile;
 using vx::test::Expected;
 using vx::test::expected_result;
-using vx::test::plain_parameters;
 using vx::test::ReadInstance;
 
 class Chance {
