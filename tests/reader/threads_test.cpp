@@ -67,6 +67,7 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
         }
     }
     for (const auto& results : together)
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits count
         EXPECT_EQ(std::memcmp(results.data(), alone.data(), calls * sizeof(ReadResult)), 0);
     ExitReadInstance(&instance.state);
 }
