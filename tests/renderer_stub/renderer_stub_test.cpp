@@ -12,7 +12,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-using vx::stub::FunctionSetup;
 using vx::stub::Hit;
 using vx::stub::Renderer;
 

@@ -164,13 +164,13 @@ TEST(Reader, RealsInExponentFormGiveTheSameScene) {
     // Integers stay where integers are wanted; every other number gets an exponent.
     auto list = pieces(sample_scene());
     bool reals = false;
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        if (!is_number(list[i]))
-            reals = list[i] == "transform" || list[i] == "contrast" || list[i] == "focal" ||
-                    list[i] == "aperture" || list[i] == "aspect" || list[i] == "origin" ||
-                    list[i] == "group" || list[i] == "\"diffuse\"" || list[i] == "\"ambient\"";
+    for (std::string& piece : list) {
+        if (!is_number(piece))
+            reals = piece == "transform" || piece == "contrast" || piece == "focal" ||
+                    piece == "aperture" || piece == "aspect" || piece == "origin" ||
+                    piece == "group" || piece == "\"diffuse\"" || piece == "\"ambient\"";
         else if (reals)
-            list[i] += list[i].find('.') == std::string::npos ? ".0E+00" : "e0";
+            piece += piece.find('.') == std::string::npos ? ".0E+00" : "e0";
     }
     expect_same_as_sample(joined(list, " "));
 }
