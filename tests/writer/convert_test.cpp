@@ -14,7 +14,6 @@ using vx::stub::AppendedElement;
 using vx::stub::WrittenMap;
 using vx::test::Folder;
 using vx::test::LensScene;
-using vx::test::Settings;
 
 class Convert : public testing::Test {
   protected:

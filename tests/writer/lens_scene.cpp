@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
