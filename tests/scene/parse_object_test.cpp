@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 using namespace vx::scene;
 using testing::ElementsAre;
 
@@ -56,15 +59,20 @@ TEST(Object, OtherFlagsAreReadAndLeftOut) {
 }
 
 TEST(Object, AnUnsupportedBodyBetweenTwoOthersLeavesThemIntact) {
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): one text on two lines
     const std::string hair = "hair material \"m\" radius 0.1 degree 1 hair n scalar [ 3 ] 1 2 3 "
                              "hair [ 2 ] 0 3 end hair";
-    for (const std::string& body : std::initializer_list<std::string>{
-             "basis \"b\" bezier 3 group 0 0 0 v 0 curve \"c\" \"b\" 0.0 1.0 0 end group", hair,
-             "particle spheres radius 1 map \"x\" ( ) end map", "file \"elsewhere.mi\"",
-             "intersection \"sh\" ( \"a\" 1 )",
-             "group 0 0 0 v 0 subdivision surface \"s\" p 0 0 0 end subdivision surface end group",
-             "group 0 0 0 v 0 ccmesh \"s\" polygon 1 vertex 1 p \"m\" 0 0 0 end ccmesh end "
-             "group"}) {
+    const std::vector<std::string> bodies{
+        "basis \"b\" bezier 3 group 0 0 0 v 0 curve \"c\" \"b\" 0.0 1.0 0 end group",
+        hair,
+        "particle spheres radius 1 map \"x\" ( ) end map",
+        "file \"elsewhere.mi\"",
+        "intersection \"sh\" ( \"a\" 1 )",
+        "group 0 0 0 v 0 subdivision surface \"s\" p 0 0 0 end subdivision surface end group",
+        "group 0 0 0 v 0 ccmesh \"s\" polygon 1 vertex 1 p \"m\" 0 0 0 end ccmesh end "
+        "group"};
+    // NOLINTEND(bugprone-suspicious-missing-comma)
+    for (const std::string& body : bodies) {
         const Reading r = read("object \"a\" " + triangle + "end object\nobject \"b\" " + body +
                                " end object\nobject \"c\" " + triangle + "end object\n");
         EXPECT_EQ(r.errors, 0u) << body << r.message();
