@@ -223,6 +223,41 @@ TEST(Probe, ARayThatIsTracedAfterItsProbeStillSeesOnlyWhatExistsForIt) {
     EXPECT_EQ(s.renders, 1);
 }
 
+TEST(Probe, RaysThatStartOrGoElsewhereAreTracedAnew) {
+    Scene s;
+    s.on_rendered = [&](const vx::shading::RenderRequest&) {
+        const auto* const ends = shader_variable<miVector>("test_ray_ends");
+        EXPECT_FLOAT_EQ(ends[0].x, 1.5f) << "starts beside the probe";
+        EXPECT_FLOAT_EQ(ends[1].x, 1.5f) << "goes half as far to the side as ahead";
+        EXPECT_FLOAT_EQ(ends[2].x, 0.0f) << "the probe's own ray";
+        for (int i = 0; i < 3; ++i)
+            EXPECT_FLOAT_EQ(ends[i].z, -3.0f);
+    };
+    s.run(options() + camera(1, 1, "lens \"t_other_ray\" ()") + square("plane", 2) +
+          constant("m", "1 0 0 1") + placed("p", "plane", "material \"m\"", 0, 0, -3) +
+          graph("\"p\""));
+    ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
+    EXPECT_EQ(s.renders, 1);
+}
+
+TEST(Probe, ItsChildTakesOverWhatNoSurfaceSays) {
+    Scene s;
+    s.on_rendered = [&](const vx::shading::RenderRequest&) {
+        const auto* const c = shader_variable<miState>("test_probe_child");
+        EXPECT_FLOAT_EQ(c->importance, 0.25f);
+        EXPECT_FLOAT_EQ(c->ior, 1.5f);
+        EXPECT_FLOAT_EQ(c->ior_in, 1.25f);
+        EXPECT_FLOAT_EQ(c->time, 0.5f);
+        EXPECT_NE(c->camera, nullptr);
+        EXPECT_EQ(c->type, miRAY_PROBE);
+    };
+    s.run(options() + camera(1, 1, "lens \"t_other_ray\" ()") + square("plane", 2) +
+          constant("m", "1 0 0 1") + placed("p", "plane", "material \"m\"", 0, 0, -3) +
+          graph("\"p\""));
+    ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
+    EXPECT_EQ(s.renders, 1);
+}
+
 TEST(Probe, MaterialListOfTheLeafIsAnArrayOfTheMaterials) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest& request) {

@@ -30,6 +30,8 @@ DLLEXPORT int test_probe_count = 0;
 DLLEXPORT double test_samples[4096];
 DLLEXPORT int test_sample_count = 0;
 DLLEXPORT miState test_state;
+DLLEXPORT miState test_probe_child;
+DLLEXPORT miVector test_ray_ends[3];
 DLLEXPORT int test_state_parent_null = -1;
 
 struct Constant {
@@ -359,6 +361,37 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
         }
         state->point = before.point;
     }
+    return mi_trace_eye(result, state, &state->org, &state->dir);
+}
+
+// A lens shader that probes straight ahead and then shades along a ray that starts elsewhere, along
+// one that goes elsewhere, and along the probe's own.
+DLLEXPORT int t_other_ray_version(void) {
+    return 1;
+}
+DLLEXPORT miBoolean t_other_ray(miColor* result, miState* state, void*) {
+    const miState before = *state;
+    state->importance = 0.25f;
+    state->ior = 1.5f;
+    state->ior_in = 1.25f;
+    state->time = 0.5f;
+    miVector start = {0, 0, 0};
+    const miVector starts[3] = {{1.5f, 0, 0}, start, start};
+    const miVector ways[3] = {{0, 0, -1}, {0.5f, 0, -1}, {0, 0, -1}};
+    for (int i = 0; i < 3; ++i) {
+        miVector ahead = {0, 0, -1};
+        state->point = start;
+        mi_flush_cache(state);
+        if (!mi_trace_probe(state, &ahead, &start)) return miFALSE;
+        test_probe_child = *state->child;
+        state->point = starts[i];
+        mi_flush_cache(state);
+        miVector way = ways[i];
+        miColor colour;
+        if (!mi_trace_reflection(&colour, state, &way)) return miFALSE;
+        test_ray_ends[i] = state->child->point;
+    }
+    *state = before;
     return mi_trace_eye(result, state, &state->org, &state->dir);
 }
 

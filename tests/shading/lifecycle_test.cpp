@@ -207,6 +207,18 @@ TEST_F(Lifecycle, ExitsRunAfterAnAbortToo) {
     EXPECT_FALSE(context.aborted());
 }
 
+TEST_F(Lifecycle, PinsThatWereGivenBackAreNotLeftOver) {
+    const miTag text_tag = context.database.create_string("given back");
+    inside([&](void*, miState*, void*) {
+        mi_db_access(text_tag);
+        mi_db_unpin(text_tag);
+        return miTRUE;
+    });
+    context.end_render(state);
+    EXPECT_TRUE(lines.empty());
+    EXPECT_EQ(context.database.pins(text_tag), 0u);
+}
+
 TEST_F(Lifecycle, LeftOverPinsAreReportedAsDebugMessages) {
     const miTag text_tag = context.database.create_string("kept");
     context.database.set_name(text_tag, "kept");
