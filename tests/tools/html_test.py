@@ -12,11 +12,11 @@ import resource
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 import zlib
 
 import cloud_files as cf
+from folder_case import FolderCase
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 
@@ -79,19 +79,7 @@ class Page:
         return [v + self.about["centre"][i % 3] for i, v in enumerate(self.values["position"])]
 
 
-class Case(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
-    def path(self, name):
-        return os.path.join(self.folder.name, name)
-
-    def put(self, name, data):
-        with open(self.path(name), "wb") as f:
-            f.write(data)
-        return self.path(name)
-
+class Case(FolderCase):
     def run_view(self, *args, status=0, **kwargs):
         kwargs.setdefault("timeout", 120)
         done = subprocess.run([PROGRAM, "view", *map(str, args)], capture_output=True, **kwargs)
@@ -261,7 +249,7 @@ class Safety(Case):
             self.assertEqual(rules[rule], "'sha256-%s'" % digest)
 
     def test_folders_are_not_told(self):
-        self.assertNotIn(self.folder.name, self.hostile_page().text)
+        self.assertNotIn(self.folder, self.hostile_page().text)
 
 
 class Command(Case):
@@ -284,7 +272,7 @@ class Command(Case):
         self.run_view(self.put("cut.pdc", data[:-3]), "--html", self.path("b.html"), status=1)
         self.run_view(self.put("flat.csv", b"u,v\n1,2\n"), "--html", self.path("b.html"), status=1)
         self.run_view(self.source, "--html", "/dev/full", status=1)
-        self.assertEqual(sorted(os.listdir(self.folder.name)), ["a.pdc", "cut.pdc", "flat.csv"])
+        self.assertEqual(sorted(os.listdir(self.folder)), ["a.pdc", "cut.pdc", "flat.csv"])
 
     def test_a_page_a_picture_both_or_wrong_use(self):
         self.run_view(self.source, status=2)

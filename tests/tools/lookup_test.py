@@ -11,10 +11,10 @@ import re
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import cloud_files as cf
+from folder_case import FolderCase
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 DECLARATION = os.path.abspath(sys.argv.pop(1))
@@ -118,14 +118,7 @@ def expected(cloud, q, n, radius=1.0, most=16, labels=None, facing=False, least=
     return out, total, bound, tally
 
 
-class Case(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
-    def path(self, name):
-        return os.path.join(self.folder.name, name)
-
+class Case(FolderCase):
     def run_tool(self, *args, status=0):
         done = subprocess.run([PROGRAM, *map(str, args)], capture_output=True, timeout=120)
         self.assertEqual(done.returncode, status, (args, done.stdout, done.stderr))

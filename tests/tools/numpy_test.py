@@ -3,12 +3,12 @@
 import os
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import numpy as np
 
 import cloud_files as cf
+from folder_case import FolderCase
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 N = 9
@@ -18,16 +18,12 @@ OPACITY = RNG.random(N)
 TAG = np.array([0, 1, 1, 2, 3, 7, -4, 2 ** 31 - 1, -2 ** 31])
 
 
-class Numpy(unittest.TestCase):
+class Numpy(FolderCase):
     def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
+        super().setUp()
         with open(self.path("a.pdc"), "wb") as f:
             f.write(cf.pdc([("position", 5, POSITION.ravel()), ("opacityPP", 3, OPACITY), ("tag", 1, TAG),
                             ("radius", 2, [0.125])], N))
-
-    def path(self, name):
-        return os.path.join(self.folder.name, name)
 
     def convert(self, *args):
         done = subprocess.run([PROGRAM, "convert", "-qf", *map(self.path, args)], capture_output=True, timeout=60)

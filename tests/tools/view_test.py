@@ -5,10 +5,10 @@ import os
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import cloud_files as cf
+from folder_case import FolderCase
 import image_files
 
 PROGRAM, RENDERER = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
@@ -36,24 +36,7 @@ def cloud(points, **more):
     return cf.pdc(attributes, len(points))
 
 
-class Case(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def put(self, name, data):
-        with open(self.path(name), "wb") as f:
-            f.write(data)
-        return self.path(name)
-
-    def get(self, name):
-        with open(self.path(name), "rb") as f:
-            return f.read()
-
+class Case(FolderCase):
     def run_view(self, *args, **kwargs):
         return subprocess.run([PROGRAM, "view", *map(str, args)], capture_output=True, timeout=120,
                               cwd=self.folder, **kwargs)
@@ -516,7 +499,8 @@ class Command(Case):
             done = subprocess.run([sys.executable, "-c", code, PROGRAM, "view", "-q", "-f", "m.pdc", "-o", "m.png",
                                    "--size", "64x64"], cwd=self.folder, capture_output=True, check=True)
             used.append(int(done.stdout))
-        self.assertLess(used[1] - used[0], 4000, used)
+        # The positions alone take 14 MB; how much of the shared libraries is counted varies by some MB.
+        self.assertLess(used[1] - used[0], 10000, used)
 
 
 if __name__ == "__main__":

@@ -8,12 +8,12 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 import zipfile
 
 import cloud_files as cf
+from folder_case import FolderCase
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 SANITIZED = os.environ.get("VX_SANITIZED") == "1"
@@ -36,23 +36,7 @@ def f32(v):
     return struct.unpack("f", struct.pack("f", v))[0]
 
 
-class Case(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
-    def path(self, name):
-        return os.path.join(self.folder.name, name)
-
-    def put(self, name, data):
-        with open(self.path(name), "wb") as f:
-            f.write(data)
-        return self.path(name)
-
-    def get(self, name):
-        with open(self.path(name), "rb") as f:
-            return f.read()
-
+class Case(FolderCase):
     def ok(self, *args, **kwargs):
         done = run(*args, **kwargs)
         self.assertEqual(done.returncode, 0, (args, done.stderr))
@@ -66,7 +50,7 @@ class Case(unittest.TestCase):
         return done
 
     def nothing_left(self, *names):
-        self.assertEqual(sorted(os.listdir(self.folder.name)), sorted(names))
+        self.assertEqual(sorted(os.listdir(self.folder)), sorted(names))
 
 
 class Formats(Case):
@@ -348,7 +332,7 @@ class Command(Case):
             for _ in range(20):
                 with subprocess.Popen([PROGRAM, "convert", "-q", self.path("large.pdc"), self.path("b." + name)],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run_now:
-                    while run_now.poll() is None and sorted(os.listdir(self.folder.name)) == kept:
+                    while run_now.poll() is None and sorted(os.listdir(self.folder)) == kept:
                         time.sleep(0.0005)
                     run_now.send_signal(number)
                     run_now.wait(timeout=60)
@@ -366,11 +350,11 @@ class Command(Case):
         self.assertEqual(done.returncode, 1)
 
     def test_directories_devices_and_missing_files(self):
-        self.fails("info", self.folder.name, says="directory")
+        self.fails("info", self.folder, says="directory")
         self.fails("info", "/dev/zero", says="neither a file nor a pipe")
         self.fails("info", self.path("no.pdc"), says="No such file")
-        self.fails("convert", self.source, self.folder.name + "/no/b.ply", says="No such file")
-        self.fails("convert", "--to", "ply", self.source, self.folder.name, says="directory")
+        self.fails("convert", self.source, self.folder + "/no/b.ply", says="No such file")
+        self.fails("convert", "--to", "ply", self.source, self.folder, says="directory")
 
     def test_pipes(self):
         done = self.ok("info", "--json", "-", input=self.get("a.pdc"))

@@ -9,10 +9,10 @@ import random
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import cloud_files as cf
+from folder_case import FolderCase
 
 CACHE = os.path.abspath(sys.argv.pop(1))
 RENDER_PROGRAM = os.path.abspath(sys.argv.pop(1))
@@ -23,14 +23,7 @@ from scenes import HEAD, RENDER, Camera, instance, quad, tagged, world, writer  
 CONVERT = 3  # the writer's output mode that turns a cache that is there into a map
 
 
-class Conversion(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-
-    def path(self, name):
-        return os.path.join(self.folder.name, name)
-
+class Conversion(FolderCase):
     def read(self, name):
         with open(self.path(name), "rb") as f:
             return f.read()
@@ -42,7 +35,7 @@ class Conversion(unittest.TestCase):
                  instance("planeInst", "plane", ["mtl"]) + world("camInst", "planeInst") + RENDER)
         with open(self.path("scene.mi"), "w") as f:
             f.write(scene)
-        done = subprocess.run([RENDER_PROGRAM, "scene.mi"], cwd=self.folder.name, stdout=subprocess.PIPE,
+        done = subprocess.run([RENDER_PROGRAM, "scene.mi"], cwd=self.folder, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, timeout=240)
         self.assertEqual(done.returncode, 0, done.stdout)
 
