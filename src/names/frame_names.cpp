@@ -2,6 +2,7 @@
 
 #include "src/names/wd_string.h"
 #include "src/platform/pinned.h"
+#include "src/platform/shader_access.h"
 
 #include <cstring>
 
@@ -13,7 +14,7 @@ std::string GetTagString(miTag tag) {
     }
 
     char buffer[1000] = {};
-    mi_string_substitute(buffer, text.c_str(), sizeof buffer);
+    SubstituteVariables(buffer, text.c_str(), sizeof buffer);
     return {buffer, strnlen(buffer, sizeof buffer)};
 }
 

@@ -2,7 +2,7 @@
 #ifndef VX_SRC_NAMES_FRAME_NAMES_H
 #define VX_SRC_NAMES_FRAME_NAMES_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 #include <string>
 

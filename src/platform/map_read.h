@@ -6,8 +6,7 @@
 #ifndef VX_SRC_PLATFORM_MAP_READ_H
 #define VX_SRC_PLATFORM_MAP_READ_H
 
-#include "mi_shader_if.h"
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 #include <cstring>
 

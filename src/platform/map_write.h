@@ -5,8 +5,7 @@
 #ifndef VX_SRC_PLATFORM_MAP_WRITE_H
 #define VX_SRC_PLATFORM_MAP_WRITE_H
 
-#include "mi_shader_if.h"
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 namespace map_write {
 

@@ -2,7 +2,7 @@
 #ifndef VX_SRC_PLATFORM_PINNED_H
 #define VX_SRC_PLATFORM_PINNED_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 // Holds the pin of `tag`, which must name an element: the renderer ends a render that asks for any
 // other. T is the record that the caller knows to be there.

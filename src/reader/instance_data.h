@@ -2,8 +2,7 @@
 #ifndef VX_SRC_READER_INSTANCE_DATA_H
 #define VX_SRC_READER_INSTANCE_DATA_H
 
-#include "mi_shader_if.h"
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/reader/read_parameters.h"
 
 // Made before the first call of the instance and only read afterwards, by any number of threads.

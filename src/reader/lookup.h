@@ -2,7 +2,7 @@
 #ifndef VX_SRC_READER_LOOKUP_H
 #define VX_SRC_READER_LOOKUP_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/reader/instance_data.h"
 
 // Fills `result` for the point, normal and ray of `state`: the weighted mean of the colours of at

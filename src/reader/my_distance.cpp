@@ -2,6 +2,7 @@
 
 #include "src/names/label_list.h"
 #include "src/platform/map_read.h"
+#include "src/platform/vector.h"
 
 #include <cmath>
 
@@ -52,15 +53,14 @@ float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) c
     const miVector normal =
         map_read::Field(*element, m_record->normalField, miVector{0.0F, 0.0F, 0.0F});
     if (m_minAngle > 0.0F || m_maxAngle < kPi) {
-        const float angle = AngleOf(mi_vector_dot(&m_normal, &normal));
+        const float angle = AngleOf(Dot(m_normal, normal));
         if (angle < m_minAngle || angle > m_maxAngle) return kRejected;
     }
 
     if (m_record->facing == 1) {
-        miVector towards = {position[0] - m_point[0], position[1] - m_point[1],
-                            position[2] - m_point[2]};
-        mi_vector_normalize(&towards);
-        if (!(mi_vector_dot(&m_normal, &towards) > 0.0F)) return kRejected;
+        const miVector towards = Normalized(
+            {position[0] - m_point[0], position[1] - m_point[1], position[2] - m_point[2]});
+        if (!(Dot(m_normal, towards) > 0.0F)) return kRejected;
     }
     return sum;
 }

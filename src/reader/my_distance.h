@@ -2,8 +2,7 @@
 #ifndef VX_SRC_READER_MY_DISTANCE_H
 #define VX_SRC_READER_MY_DISTANCE_H
 
-#include "mi_shader_if.h"
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/reader/instance_data.h"
 
 // Lives on the stack of one call of the shader. Box distances are the inherited Euclidean ones.

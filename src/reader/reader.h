@@ -3,7 +3,7 @@
 #ifndef VX_SRC_READER_READER_H
 #define VX_SRC_READER_READER_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/reader/read_parameters.h"
 
 // Makes the record, which loads the map, and stores it in the instance's user pointer. Throws what

@@ -3,9 +3,9 @@
 #ifndef VX_SRC_READER_WEIGHTS_H
 #define VX_SRC_READER_WEIGHTS_H
 
-#include "mi_shader_if.h"
-#include "shader.h"
 #include "src/platform/map_read.h"
+#include "src/platform/renderer.h"
+#include "src/platform/vector.h"
 #include "src/reader/instance_data.h"
 
 #include <cmath>
@@ -31,7 +31,7 @@ struct CWeights {
         if (record.facing == 1) {
             const miVector normal =
                 map_read::Field(point, record.normalField, miVector{0.0F, 0.0F, 0.0F});
-            const float towards = -mi_vector_dot(&surface_normal, &normal);
+            const float towards = -Dot(surface_normal, normal);
             if (towards < 0.0F) return false;
             Multiply(towards);
         }

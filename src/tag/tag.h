@@ -2,7 +2,7 @@
 #ifndef VX_SRC_TAG_TAG_H
 #define VX_SRC_TAG_TAG_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 #include <cstddef>
 

@@ -2,6 +2,7 @@
 
 #include "src/names/label_list.h"
 #include "src/platform/shader_access.h"
+#include "src/platform/vector.h"
 #include "src/writer/surface_tag.h"
 #include "src/writer/write_instance_data.h"
 
@@ -31,8 +32,8 @@ class CSavedState {
   private:
     miVector m_org;
     miVector m_point;
-    void* m_pri;
-    void* m_cache;
+    decltype(miState::pri) m_pri;
+    decltype(miState::cache) m_cache;
 };
 
 miVector CameraDirection(const miCamera* camera, int width, int height, int x, int y,
@@ -41,10 +42,8 @@ miVector CameraDirection(const miCamera* camera, int width, int height, int x, i
         (static_cast<float>(x) + static_cast<float>(sample[0])) / static_cast<float>(width);
     const float v =
         (static_cast<float>(y) + static_cast<float>(sample[1])) / static_cast<float>(height);
-    miVector direction = {(u - 0.5F) * camera->aperture,
-                          (v - 0.5F) * camera->aperture / camera->aspect, -camera->focal};
-    mi_vector_normalize(&direction);
-    return direction;
+    return Normalized({(u - 0.5F) * camera->aperture,
+                       (v - 0.5F) * camera->aperture / camera->aspect, -camera->focal});
 }
 
 bool IsWanted(const WriteInstanceData* data, int tag) {

@@ -2,7 +2,7 @@
 #ifndef VX_SRC_WRITER_BAKE_PASS_H
 #define VX_SRC_WRITER_BAKE_PASS_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 class WriteInstanceData;
 

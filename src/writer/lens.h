@@ -2,7 +2,7 @@
 #ifndef VX_SRC_WRITER_LENS_H
 #define VX_SRC_WRITER_LENS_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 struct WriteParameters;
 

@@ -19,12 +19,6 @@ bool IsPlainFunction(const miFunction* function) {
     return function->type < miFUNCTION_C_REQ;
 }
 
-miTag DeclarationOf(miTag function) {
-    miTag declaration = miNULLTAG;
-    mi_query(miQ_FUNC_DECL, nullptr, function, &declaration);
-    return declaration;
-}
-
 // The tag of the shader that is attached to a parameter of `wrapper`; the null tag for none.
 miTag AttachedShader(const miFunction* wrapper, miTag declaration, const char* parameter) {
     miParam_type type = miTYPE_COLOR;
@@ -32,14 +26,10 @@ miTag AttachedShader(const miFunction* wrapper, miTag declaration, const char* p
     int offset = 0;
     // The lookup takes its copy of the name over.
     if (!mi_api_parameter_lookup(&type, &isArray, &offset, declaration, miFALSE,
-                                 mi_mem_strdup(parameter)))
+                                 NameForRenderer(parameter)))
         return miNULLTAG;
     if (wrapper->ghost_offs == 0) return miNULLTAG;
-    const char* block = wrapper->parameters;
-    miTag attached = miNULLTAG;
-    std::memcpy(&attached, block + offset + wrapper->ghost_offs, sizeof attached);
-    // -2 stands for "not connected" here as it does in an evaluation, and names no element.
-    return attached == static_cast<miTag>(-2) ? miNULLTAG : attached;
+    return ConnectedShader(wrapper, wrapper->parameters + offset);
 }
 
 int TagBehindWrapper(miState* hit, const miFunction* wrapper, miTag declaration,

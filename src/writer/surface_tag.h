@@ -2,7 +2,7 @@
 #ifndef VX_SRC_WRITER_SURFACE_TAG_H
 #define VX_SRC_WRITER_SURFACE_TAG_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 // The `tag` parameter of the first vx_pc_tag in the material list of the hit instance that has one
 // of 0 or more; below 0 when there is none. A vx_pc_tag counts when it is the material shader

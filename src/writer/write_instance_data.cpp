@@ -2,6 +2,7 @@
 
 #include "src/names/label_list.h"
 #include "src/platform/pinned.h"
+#include "src/platform/shader_access.h"
 #include "src/tag/eval.h"
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 
 WriteInstanceData::WriteInstanceData(miState* state, WriteParameters* from)
     : lock(), done(false), labelCount(0), labelValues(nullptr), params(), pdc(nullptr) {
-    mi_init_lock(&lock);
+    InitLock(&lock);
     try {
         ReadParameters(state, from);
         SizeGrid(state->camera);
@@ -28,7 +29,7 @@ WriteInstanceData::~WriteInstanceData() {
 void WriteInstanceData::Release() {
     delete pdc;
     free(labelValues);
-    mi_delete_lock(&lock);
+    DeleteLock(&lock);
 }
 
 void WriteInstanceData::ReadParameters(miState* state, WriteParameters* from) {

@@ -2,7 +2,7 @@
 #ifndef VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
 #define VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/points/pdc.h"
 #include "src/points/point_grid.h"
 #include "src/writer/write_parameters.h"

@@ -2,7 +2,7 @@
 #ifndef VX_SRC_WRITER_WRITE_PARAMETERS_H
 #define VX_SRC_WRITER_WRITE_PARAMETERS_H
 
-#include "shader.h"
+#include "src/platform/renderer.h"
 
 #include <cstddef>
 

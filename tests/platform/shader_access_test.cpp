@@ -1,4 +1,4 @@
-// What stands behind the names that a renderer's own headers may spell differently.
+// Access to what the renderer's manual leaves open, through the stand-in.
 #include "src/platform/shader_access.h"
 
 #include "tests/renderer_stub/renderer_stub.h"
@@ -35,6 +35,42 @@ TEST(ShaderAccess, ThreadPointerThroughItsTwoQueries) {
     SetThreadPointer(&state, &state);
     EXPECT_EQ(GetThreadPointer(&state), &state);
     EXPECT_THAT(renderer.calls(), ElementsAre("query(124)", "query(126)", "query(124)"));
+}
+
+TEST(ShaderAccess, UserPointerIsTheAddressThatTheRendererAnswers) {
+    Renderer renderer;
+    miState state = renderer.new_state(renderer.add_function({}));
+    EXPECT_EQ(UserPointer(&state), renderer.user_pointer(state.shader));
+    EXPECT_EQ(InstanceRecord<int>(&state), nullptr);
+    int record = 7;
+    *UserPointer(&state) = &record;
+    EXPECT_EQ(InstanceRecord<int>(&state), &record);
+}
+
+TEST(ShaderAccess, UserPointerIsNullWhenTheRendererAnswersNone) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG); // no shader runs
+    EXPECT_EQ(UserPointer(&state), nullptr);
+    EXPECT_EQ(InstanceRecord<int>(&state), nullptr);
+}
+
+TEST(ShaderAccess, DeclarationOfAFunctionByItsTag) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.declaration = renderer.add_declaration("vx_pc_tag");
+    EXPECT_EQ(DeclarationOf(renderer.add_function(setup)), setup.declaration);
+    EXPECT_THAT(renderer.calls(), ElementsAre("query(54, 2)"));
+}
+
+TEST(ShaderAccess, ConnectedShaderLiesBehindTheParameter) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.block.resize(12);
+    setup.connections = {{4, 77}, {8, static_cast<miTag>(-2)}};
+    const miFunction* function = renderer.function(renderer.add_function(setup));
+    EXPECT_EQ(ConnectedShader(function, function->parameters), miNULLTAG);
+    EXPECT_EQ(ConnectedShader(function, function->parameters + 4), 77u);
+    EXPECT_EQ(ConnectedShader(function, function->parameters + 8), miNULLTAG);
 }
 
 TEST(ShaderAccess, PublishingHasTheLifetime1) {

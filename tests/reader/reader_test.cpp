@@ -56,6 +56,17 @@ TEST_F(ReaderTest, WithoutARecordTheResultIsUntouchedAndFalse) {
     EXPECT_THAT(renderer.calls(), ElementsAre("query(51)"));
 }
 
+TEST_F(ReaderTest, WithoutAnAddressOfTheUserPointerNothingIsMadeAndTheResultIsFalse) {
+    start();
+    state.shader = nullptr; // the renderer answers no address then
+    InitReadInstance(&state, block());
+    ReadResult result = {{1, 2, 3, 4}, 5};
+    EXPECT_EQ(ReadCloud(&result, &state, block()), miFALSE);
+    EXPECT_EQ(result.pointCount, 5);
+    ExitReadInstance(&state);
+    EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "query(51)", "query(51)"));
+}
+
 TEST_F(ReaderTest, ExitWithoutARecordDoesNothing) {
     start();
     ExitReadInstance(&state);

@@ -247,6 +247,7 @@ miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
     const std::lock_guard guard(mutex_);
     switch (code) {
     case 51:
+        if (state->shader == nullptr) return miFALSE;
         *static_cast<void***>(result) = &user_pointers_[state->shader];
         return miTRUE;
     case 54: {
