@@ -19,11 +19,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* Marks the entry points of a shader library. Elsewhere than on Windows symbols are visible by
+ * default, and a linker's version script restricts them. */
 #ifdef _WIN32
 #define DLLEXPORT __declspec(dllexport)
-#elif defined(__GNUC__)
-/* Empty in the renderer's own header; here it also undoes -fvisibility=hidden. */
-#define DLLEXPORT __attribute__((visibility("default")))
 #else
 #define DLLEXPORT
 #endif
@@ -804,8 +803,11 @@ MI_STATIC_ASSERT(miRAY_REFLECT == 2 && miSCENE_FUNCTION == 2 && miSCENE_MATERIAL
                      miQ_FUNC_TLS_SET == 126,
                  "known values");
 
+/* C++ sources may include this file within extern "C". */
 #ifdef __cplusplus
+extern "C++" {
 #include "mi_shader_if.h"
+}
 #endif
 
 #endif

@@ -1,6 +1,6 @@
 // The entry points of the library: what the renderer looks up by name. Each does its shader's
 // bookkeeping with the renderer and hands on to the folder that does the work.
-#include "shader.h"
+#include "src/platform/renderer.h"
 #include "src/reader/reader.h"
 #include "src/tag/tag.h"
 #include "src/writer/lens.h"
