@@ -1,5 +1,4 @@
-// The entry points of the library: what the renderer looks up by name. Each does its shader's
-// bookkeeping with the renderer and hands on to the folder that does the work.
+// The entry points of the library, which the renderer looks up by name.
 #include "src/platform/renderer.h"
 #include "src/reader/reader.h"
 #include "src/tag/tag.h"
@@ -9,8 +8,8 @@ namespace {
 
 constexpr int kVersion = 1;
 
-// The call for a shader as a whole, which comes before any instance's: says so in the log and asks
-// to be called for each instance as well.
+// Shader-level init, called once before any instance: reports the version and requests a call for
+// each instance.
 void InitShader(const char* name, miBoolean* instanceInitRequest) {
     *instanceInitRequest = miTRUE;
     mi_info("%s - V. %d", name, kVersion);
@@ -71,7 +70,7 @@ DLLEXPORT void vx_pc_write_exit(miState* state, WriteParameters* params) {
     if (params != nullptr) ExitWriteInstance(state);
 }
 
-// The record holds copies of the parameters: the live ones are not read.
+// Works on the copies of the parameters in the instance's record.
 DLLEXPORT miBoolean vx_pc_write(miColor* result, miState* state, WriteParameters* /*params*/) {
     return WriteLens(result, state);
 }

@@ -21,7 +21,7 @@ std::string GetTagString(miTag tag) {
 std::string MakeFrameFileName(const std::string& name, const std::string& type, int frame) {
     if (name.empty()) return {};
     CWdFilename filename{CWdString(name)};
-    // Asked before SetType, which would also take the type in front of the number.
+    // SetType alone would also accept the type in front of the number.
     if (filename.GetExtension() != type) return {};
     filename.SetType(type);
     return filename.MakeUpFrame(type, 1, frame);

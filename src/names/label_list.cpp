@@ -14,7 +14,7 @@ struct CLabelRange {
 constexpr CLabelRange kNothing = {-1, -1};
 constexpr int kLabelsPerGrowth = 5;
 
-// Reads a number and moves `text` behind it; false when there is none.
+// Reads a number and advances `text` past it. Returns false if there is none.
 bool ReadNumber(const char** text, int* number) {
     char* end = nullptr;
     *number = static_cast<int>(strtol(*text, &end, 10));
@@ -33,7 +33,7 @@ CLabelRange ReadRange(const char* item) {
     return {low, high};
 }
 
-// The non-empty items of `text`, each a string of its own.
+// Copies the non-empty items of `text` to separate strings and returns their number.
 size_t SplitItems(const char* text, char*** items) {
     size_t count = 0;
     while (*text != '\0') {
@@ -73,7 +73,7 @@ int parse_label_list(const char* text, int** labels) {
     for (size_t i = 0; i < itemCount; ++i) {
         const CLabelRange range = ranges[i];
         if (range.low < 0 || range.high < 0) continue;
-        // Counted in 64 bits: a range may end at the largest int.
+        // In 64 bits: a range may end at the largest int.
         for (long long v = range.low; v <= range.high && count < INT_MAX; ++v) {
             const int value = static_cast<int>(v);
             if (!in_label_list(*labels, count, value)) AppendLabel(labels, &count, value);

@@ -1,9 +1,7 @@
-// The library's string, and the file name that knows how its frame number is written.
+// The library's string class, and file names with a frame number.
 //
-// Plain values: copies are string copies, every operation returns a new value, nothing reports a
-// failure but through its result ("" or false), nothing is shared between threads.
-#ifndef VX_SRC_NAMES_WD_STRING_H
-#define VX_SRC_NAMES_WD_STRING_H
+// Both are plain values. Failures are reported by results: "" or false.
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -17,16 +15,16 @@ class CWdString : public std::string {
     CWdString() = default;
     CWdString(std::string text) : std::string(std::move(text)) {}
 
-    // What stands before the last `c`. Without any `c` the result is "", not the whole string:
-    // the analysis of file names below depends on it.
+    // The text before the last `c`. Without any `c` the result is "", not the whole string; the
+    // analysis of file names depends on it.
     CWdString RTrim(char c) const {
         const size_type at = rfind(c);
         return at == npos ? CWdString() : CWdString(substr(0, at));
     }
 
-    // What stands between the last `last` and the nearest `first` before it; "" when either is
-    // missing. With `last` at the very start the whole string is searched for `first`, and nothing
-    // that is found there counts.
+    // The text between the last `last` and the nearest `first` before it; "" if either is missing.
+    // If `last` is the first character, `first` is searched for in the whole string, but the result
+    // is "" wherever it is found.
     CWdString RTrim(char first, char last) const {
         const int atLast = static_cast<int>(rfind(last));
         const int atFirst = static_cast<int>(rfind(first, static_cast<size_type>(atLast) - 1));
@@ -36,7 +34,7 @@ class CWdString : public std::string {
     }
 };
 
-// A file name for some frame, taken apart so that it can be written again for any other.
+// A file name for one frame, split so that the names for other frames can be made from it.
 //
 //   m_nFrameType   layout                                example with the type "pdc"
 //   0              base "." digits "." type              shot.0012.pdc
@@ -55,23 +53,23 @@ class CWdFilename : public CWdString {
     CWdFilename() = default;
     explicit CWdFilename(const CWdString& name) : CWdString(name) {}
 
-    // What stands after the last ".", directories included; "" when there is none.
+    // The text after the last "." of the whole path; "" if there is none.
     CWdString GetExtension() const {
         const size_type at = rfind('.');
         return at == npos ? CWdString() : CWdString(substr(at + 1));
     }
 
-    // Finds the frame number of a name whose extension is `type` (without the dot, case matters).
-    // False, and nothing changed, when no layout fits.
+    // Finds the frame number of a name of the given type (an extension without its dot, compared
+    // with case). Returns false and changes nothing if no layout fits.
     bool SetType(const CWdString& type) {
         const CWdString extension = GetExtension();
         if (extension == type) return SetNumberBeforeType();
         return SetNumberAfterType(type, extension);
     }
 
-    // The name of `frame`, with `type` as its extension whatever the name's own one is; "" before
-    // a successful SetType. `padding` is the least width of the number, unless the analysed number
-    // had leading zeros: then its own width is. The zeros stand before a minus sign too.
+    // The name for `frame` with the extension `type`; "" unless SetType succeeded. `padding` is the
+    // minimum width of the number, unless the analyzed number has leading zeros: then its width is.
+    // Zeros are put before a minus sign as well.
     CWdString MakeUpFrame(const CWdString& type, int padding, int frame) const {
         const CWdString number(std::to_string(frame));
         const int width = m_nZeros != 0 ? m_nPadding : padding;
@@ -94,7 +92,7 @@ class CWdFilename : public CWdString {
   private:
     static bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-    // True for "" too: callers that need a number at all ask for it themselves.
+    // True for "" as well.
     static bool HasOnlyDigits(const CWdString& text) {
         return std::all_of(text.begin(), text.end(), IsDigit);
     }
@@ -124,7 +122,7 @@ class CWdFilename : public CWdString {
         if (!afterUnderscore.empty() && HasOnlyDigits(afterUnderscore))
             return Record(3, RTrim('.').RTrim('_'), afterUnderscore);
 
-        // Longer runs of digits leave all but their last five to the base.
+        // Of a longer run of digits, all but the last five belong to the base.
         constexpr size_type kMostDigits = 5;
         const CWdString stem = RTrim('.');
         const auto digits = static_cast<size_type>(
@@ -136,12 +134,10 @@ class CWdFilename : public CWdString {
 
     bool SetNumberAfterType(const CWdString& type, const CWdString& extension) {
         if (DotCount() <= 1) return false;
-        // An empty number passes: "shot.pdc." is a layout 1 name whose number has no digits.
+        // An empty number is accepted: "shot.pdc." has layout 1 and a number without digits.
         if (!HasOnlyDigits(extension)) return false;
         const CWdString middle = RTrim('.', '.');
         if (middle.empty() || middle != type) return false;
         return Record(1, RTrim('.').RTrim('.'), extension);
     }
 };
-
-#endif

@@ -1,10 +1,6 @@
-// The parts of the map interface for reading whose names the renderer's public manual does not
-// give. The rest of the library says what it wants in these words; to build against a renderer's
-// own headers, change this folder and nothing else.
-//
-// Fields: where an element has no such field, or one of another kind, the result is `absent`.
-#ifndef VX_SRC_PLATFORM_MAP_READ_H
-#define VX_SRC_PLATFORM_MAP_READ_H
+// Reading maps: the functions of the map interface that the renderer's public manual does not name.
+// Building against a renderer's own headers changes this folder only.
+#pragma once
 
 #include "src/platform/renderer.h"
 
@@ -12,7 +8,7 @@
 
 namespace map_read {
 
-// An identifier that no field has.
+// The identifier of no field.
 constexpr mi::shader_v3::Map_field_id kNoField = mi::shader_v3::map_no_such_field;
 
 // ---- a declaration ----
@@ -28,23 +24,25 @@ inline mi::shader_v3::Map_field_id FieldId(const mi::shader_v3::Map_declaration&
 
 // ---- an element: a candidate of a search, or the current result of a lookup ----
 
+// The value of a field; `absent` if the element has no such field or one of another kind.
 template <class Value, class Element>
 Value Field(const Element& element, mi::shader_v3::Map_field_id field, Value absent) {
     Value value = absent;
     return element.get(field, value).is_ok() ? value : absent;
 }
 
-// As many floats as the map has dimensions.
+// One float per dimension of the map.
 inline const float* Position(const mi::shader_v3::Map_iterator_base& element) {
     return element.get_position();
 }
 
 // ---- a lookup ----
 //
-// One that could not be made stays empty; all but Search and IsEmpty are for lookups that are not.
+// A lookup that the renderer could not create stays empty. All functions but Search and IsEmpty
+// require a lookup that is not empty.
 
-// Finds at most `most` elements nearest by `distance`, none farther than the limit, which is
-// squared like the functor's distances. The result goes from near to far, and starts there.
+// Finds the `most` elements nearest by `distance`, up to a limit that is squared like the functor's
+// distances. Results are sorted by increasing distance; the first one is the current one.
 template <miUint DIM>
 void Search(mi::shader_v3::Map_lookup& lookup, const mi::shader_v3::Map_distance<DIM>& distance,
             int most, float squared_limit) {
@@ -62,7 +60,7 @@ inline bool AtEnd(mi::shader_v3::Map_lookup& lookup) {
 inline void Next(mi::shader_v3::Map_lookup& lookup) {
     lookup->next();
 }
-// The very value that the functor returned for the current result.
+// The value that the functor returned for the current result, unchanged.
 inline float SquaredDistance(mi::shader_v3::Map_lookup& lookup) {
     return lookup->get_squared_distance();
 }
@@ -72,13 +70,13 @@ inline const mi::shader_v3::Map_lookup_base& Current(mi::shader_v3::Map_lookup& 
 
 // ---- a second access to a map that is accessed already ----
 
-// Keeps the map alive for as long as it lives itself.
+// Keeps the map alive until it is destroyed.
 class CSecondAccess {
   public:
     explicit CSecondAccess(const mi::shader_v3::Access_map& map) : m_handle(nullptr) {
-        // The wrapper is one pointer and has no function that gives it.
+        // The wrapper consists of this pointer and has no accessor for it.
         mi::shader_v3::Access_map_dbhandle* first;
-        // NOLINTNEXTLINE(bugprone-sizeof-expression): that pointer itself is what is copied
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): the pointer itself is copied
         std::memcpy(&first, static_cast<const void*>(&map), sizeof first);
         mi::shader_v3::Interface* const interface = mi_get_shader_interface(3);
         if (interface == nullptr) return;
@@ -94,5 +92,3 @@ class CSecondAccess {
 };
 
 } // namespace map_read
-
-#endif

@@ -1,15 +1,13 @@
-// The parts of the map interface for making maps whose names the renderer's public manual does not
-// give: the calls on declarations and elements. Wrappers, maps and statuses are used by their own
-// names, which are documented. To build against a renderer's own headers, change this folder and
-// nothing else.
-#ifndef VX_SRC_PLATFORM_MAP_WRITE_H
-#define VX_SRC_PLATFORM_MAP_WRITE_H
+// Writing maps: the functions of declarations and elements, which the renderer's public manual does
+// not name. Wrappers, maps and statuses are documented and used directly. Building against a
+// renderer's own headers changes this folder only.
+#pragma once
 
 #include "src/platform/renderer.h"
 
 namespace map_write {
 
-// Whether a wrapper holds anything: it does not when the renderer has no interface to offer.
+// Whether a wrapper holds an object. It is empty if the renderer has no map interface.
 template <class Wrapper>
 bool HoldsObject(Wrapper& wrapper) {
     return wrapper.operator->() != nullptr;
@@ -25,18 +23,18 @@ inline void AddIntegerField(mi::shader_v3::Map_declaration& declaration, const c
     declaration->append_field(name, mi::shader_v3::Map_field_type::Integer);
 }
 
-// The field's number; one that every call refuses for an unknown name.
+// The identifier of a field. Every function rejects that of an unknown name.
 inline mi::shader_v3::Map_field_id FieldId(const mi::shader_v3::Map_declaration& declaration,
                                            const char* name) {
     return declaration->get_field_id(name);
 }
 
-// `position` has three floats, `element` the dimension 3.
+// `element` has dimension 3.
 inline void SetPosition(mi::shader_v3::Map_element& element, const miVector& position) {
     const float coordinates[3] = {position.x, position.y, position.z};
     element->set_position(coordinates);
 }
-// T is the field's C++ type: miVector, float or int.
+// T is the C++ type of the field: miVector, float or int.
 template <class T>
 void SetField(mi::shader_v3::Map_element& element, mi::shader_v3::Map_field_id field,
               const T& value) {
@@ -44,5 +42,3 @@ void SetField(mi::shader_v3::Map_element& element, mi::shader_v3::Map_field_id f
 }
 
 } // namespace map_write
-
-#endif

@@ -1,11 +1,10 @@
-// One access to a database element, given back when it goes out of scope.
-#ifndef VX_SRC_PLATFORM_PINNED_H
-#define VX_SRC_PLATFORM_PINNED_H
+// Scoped access to a database element.
+#pragma once
 
 #include "src/platform/renderer.h"
 
-// Holds the pin of `tag`, which must name an element: the renderer ends a render that asks for any
-// other. T is the record that the caller knows to be there.
+// Pins the element `tag` and unpins it on destruction. The element must exist: the renderer aborts
+// the render otherwise. T is the type of its record.
 template <class T>
 class CPinned {
   public:
@@ -21,5 +20,3 @@ class CPinned {
     miTag m_tag;
     T* m_record;
 };
-
-#endif

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kShaderName = "vx_pc_read";
 
-// A copy, so that the element is not pinned while the list is taken apart.
+// Returns a copy: the element is not pinned while the list is parsed.
 std::string StringParameter(miTag tag) {
     if (tag == miNULLTAG) return {};
     const CPinned<char> text(tag);
@@ -69,7 +69,7 @@ ReadInstanceData::~ReadInstanceData() {
 }
 
 void ReadInstanceData::LoadMap() {
-    // A parameter that was never set names nothing, and GetTagString may only be asked for strings.
+    // GetTagString requires the tag of a string; an unset parameter has none.
     if (fileName == miNULLTAG) return;
     const std::string file = MakeFrameFileName(GetTagString(fileName), "mrmap", frame);
     if (file.empty()) return;

@@ -1,26 +1,28 @@
-// What one instance of vx_pc_read keeps from its start to its end: its parameters and its map.
-#ifndef VX_SRC_READER_INSTANCE_DATA_H
-#define VX_SRC_READER_INSTANCE_DATA_H
+// The record of one vx_pc_read instance: its parameters and its map.
+#pragma once
 
 #include "src/platform/renderer.h"
 #include "src/reader/read_parameters.h"
 
-// Made before the first call of the instance and only read afterwards, by any number of threads.
+// Created by the instance's init; read-only afterwards, so that all threads share it without a
+// lock.
 struct ReadInstanceData {
-    // Evaluates the parameters, all but the four of every call, and loads the map of the frame.
-    // Without a usable name or with an empty map there is no map, and nobody says so. A map without
-    // "rgbPP" is dropped with a warning and disables the instance; other fields that are missing
-    // are warned about. With `disable` set nothing else is evaluated and nothing is loaded.
+    // Evaluates the parameters, except the four that are evaluated per call, and loads the map of
+    // the frame. If the file name is unusable or the map is empty, mapHolder stays null; no warning
+    // is issued. A map without "rgbPP" is dropped with a warning and disables the instance. Every
+    // other missing field gives a warning. If `disable` is set, nothing else is evaluated or
+    // loaded.
     ReadInstanceData(miState* state, ReadParameters* params);
-    // Takes over a map, which must not be null, and looks for its fields as above; `file` is for
-    // the warnings. For callers that have the map already: the parameters name no file then.
+    // Takes ownership of a map (not null) and looks up its fields as above; `file` appears in the
+    // warnings. For callers that have loaded the map themselves and left `fileName` unset.
     void TakeMap(mi::shader_v3::Access_map* access, const char* file);
     // Releases the map, then the labels.
     ~ReadInstanceData();
     ReadInstanceData(const ReadInstanceData&) = delete;
     ReadInstanceData& operator=(const ReadInstanceData&) = delete;
 
-    // The parameter block; minAngle to scale stay unset: they are evaluated on every call.
+    // The parameter block. minAngle, maxAngle, falloff and scale are unset: they are evaluated on
+    // every call.
     miBoolean disabled;
     miTag fileName;
     miInteger frame;
@@ -40,7 +42,7 @@ struct ReadInstanceData {
     int* labelValues;                     // from calloc; null without useLabels
     mi::shader_v3::Access_map* mapHolder; // owned; null when there is no map
 
-    // An identifier stands for a field only when its flag is set; else no field has it.
+    // Valid if the flag of the field is set, else the identifier of no field.
     mi::shader_v3::Map_field_id rgbField;
     mi::shader_v3::Map_field_id opacityField;
     mi::shader_v3::Map_field_id normalField;
@@ -51,10 +53,8 @@ struct ReadInstanceData {
     bool hasTag;
 
   private:
-    // Nothing read, nothing loaded. The public constructor starts from it, so that what it has
-    // made so far is released when it fails half way.
+    // An empty record. The public constructor delegates to it, so that the destructor releases
+    // what was acquired before a failure.
     ReadInstanceData();
     void LoadMap();
 };
-
-#endif

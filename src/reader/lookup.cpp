@@ -7,13 +7,13 @@
 
 namespace {
 
-constexpr miVector kBlack = {0.0F, 0.0F, 0.0F};
+constexpr miVector kBlack = {0.0f, 0.0f, 0.0f};
 
 } // namespace
 
 miBoolean ReadPoints(ReadResult* result, miState* state, ReadParameters* params,
                      const ReadInstanceData& record) {
-    result->outColor = {0.0F, 0.0F, 0.0F, 0.0F};
+    result->outColor = {0.0f, 0.0f, 0.0f, 0.0f};
     result->pointCount = 0;
     if (record.disabled != miFALSE) return miTRUE;
     if (record.mapHolder == nullptr) return miFALSE;
@@ -28,8 +28,8 @@ miBoolean ReadPoints(ReadResult* result, miState* state, ReadParameters* params,
     const miColor exponent = evalValue(state, &params->falloff);
     const miColor gain = evalValue(state, &params->scale);
     const map_read::CSecondAccess access(*record.mapHolder);
-    CWeights weight; // one set for all points, not one per point
-    miColor sum = {0.0F, 0.0F, 0.0F, 0.0F};
+    CWeights weight; // one set for all points: weights carry over from point to point
+    miColor sum = {0.0f, 0.0f, 0.0f, 0.0f};
     int blended = 0;
     for (; !map_read::AtEnd(lookup); map_read::Next(lookup)) {
         const auto& point = map_read::Current(lookup);
@@ -43,7 +43,7 @@ miBoolean ReadPoints(ReadResult* result, miState* state, ReadParameters* params,
         sum.g += weight.g * color.y;
         sum.b += weight.b * color.z;
     }
-    // No guard for a count of 0: channels that are not numbers show that every point was skipped.
+    // A count of 0 is not guarded against: not-a-number channels show that every point was skipped.
     const auto count = static_cast<float>(blended);
     result->outColor.r = gain.r / count * sum.r;
     result->outColor.g = gain.g / count * sum.g;

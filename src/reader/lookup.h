@@ -1,17 +1,14 @@
-// One call of the reader: the baked points near the shading point, blended.
-#ifndef VX_SRC_READER_LOOKUP_H
-#define VX_SRC_READER_LOOKUP_H
+// The lookup of vx_pc_read: blends the baked points near a shading point.
+#pragma once
 
 #include "src/platform/renderer.h"
 #include "src/reader/instance_data.h"
 
-// Fills `result` for the point, normal and ray of `state`: the weighted mean of the colours of at
-// most maxPoints points, times `scale`, and the number of points that were found.
+// Computes the weighted mean of the colors of at most maxPoints points near the point of `state`,
+// times `scale`, and the number of points found.
 //
-// miTRUE and black for a disabled record and when nothing is near; miFALSE and black when there is
-// no map. Not-a-number channels when every point that was found faces the wrong way: the mean has
-// no guard. Says nothing, locks nothing; `record` is only read.
+// Returns miTRUE and black if the record is disabled or no point is found, miFALSE and black if it
+// has no map. If every point found faces away, the channels are not-a-number: the mean has no guard
+// against a count of 0. Takes no lock; `record` is only read.
 miBoolean ReadPoints(ReadResult* result, miState* state, ReadParameters* params,
                      const ReadInstanceData& record);
-
-#endif

@@ -8,27 +8,27 @@
 
 namespace {
 
-constexpr float kPi = 3.1415927F;
-constexpr float kOppositeCosine = -0.9999F;
-constexpr float kEqualCosine = 0.9999F;
-constexpr float kRejected = 1e36F;
-constexpr int kNoLabel = -1; // lists hold no negative labels
+constexpr float kPi = 3.1415927f;
+constexpr float kOppositeCosine = -0.9999f;
+constexpr float kEqualCosine = 0.9999f;
+constexpr float kRejected = 1e36f;
+constexpr int kNoLabel = -1; // label lists contain no negative values
 
 float ToRadians(float degrees) {
-    return degrees * kPi / 180.0F;
+    return degrees * kPi / 180.0f;
 }
 
-// Cut off near the poles, where acosf says nothing; a cosine that is not a number counts as equal.
+// The angle, cut off near the poles. A cosine that is not a number gives 0.
 float AngleOf(float cosine) {
     if (cosine <= kOppositeCosine) return kPi;
-    return cosine < kEqualCosine ? acosf(cosine) : 0.0F;
+    return cosine < kEqualCosine ? acosf(cosine) : 0.0f;
 }
 
 } // namespace
 
 My_distance::My_distance(const miState* state, float min_angle, float max_angle,
                          const ReadInstanceData* record)
-    : mi::shader_v3::Map_distance<3U>(&state->point.x),
+    : mi::shader_v3::Map_distance<3>(&state->point.x),
       m_normal(state->normal),
       m_direction(state->dir),
       m_minAngle(ToRadians(min_angle)),
@@ -43,7 +43,7 @@ float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) c
     }
 
     const float* position = map_read::Position(*element);
-    float sum = 0.0F;
+    float sum = 0.0f;
     for (int axis = 0; axis < 3; ++axis) {
         const float difference = position[axis] - m_point[axis];
         sum += difference * difference;
@@ -51,8 +51,8 @@ float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) c
     }
 
     const miVector normal =
-        map_read::Field(*element, m_record->normalField, miVector{0.0F, 0.0F, 0.0F});
-    if (m_minAngle > 0.0F || m_maxAngle < kPi) {
+        map_read::Field(*element, m_record->normalField, miVector{0.0f, 0.0f, 0.0f});
+    if (m_minAngle > 0.0f || m_maxAngle < kPi) {
         const float angle = AngleOf(Dot(m_normal, normal));
         if (angle < m_minAngle || angle > m_maxAngle) return kRejected;
     }
@@ -60,7 +60,7 @@ float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) c
     if (m_record->facing == 1) {
         const miVector towards = Normalized(
             {position[0] - m_point[0], position[1] - m_point[1], position[2] - m_point[2]});
-        if (!(Dot(m_normal, towards) > 0.0F)) return kRejected;
+        if (!(Dot(m_normal, towards) > 0.0f)) return kRejected;
     }
     return sum;
 }

@@ -1,19 +1,15 @@
-// The life of a reader's instance: made at its init, asked for every shading point, gone at its
-// exit.
-#ifndef VX_SRC_READER_READER_H
-#define VX_SRC_READER_READER_H
+// The lifecycle of a vx_pc_read instance.
+#pragma once
 
 #include "src/platform/renderer.h"
 #include "src/reader/read_parameters.h"
 
-// Makes the record, which loads the map, and stores it in the instance's user pointer. Throws what
-// its construction throws; the user pointer is untouched then.
+// Constructs the record, which loads the map, and stores it in the instance's user pointer. Throws
+// what the constructor throws; the user pointer is unchanged then.
 void InitReadInstance(miState* state, ReadParameters* params);
 
-// Releases the record, if there is one. The user pointer itself stays as it is.
+// Releases the record, if there is one. The user pointer is not reset.
 void ExitReadInstance(miState* state);
 
-// What ReadPoints says. Without a record: miFALSE, and `result` is untouched.
+// Returns what ReadPoints returns. Without a record, returns miFALSE and leaves `result` unchanged.
 miBoolean ReadCloud(ReadResult* result, miState* state, ReadParameters* params);
-
-#endif

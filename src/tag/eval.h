@@ -1,6 +1,5 @@
 // The library's one rule for reading a shader parameter.
-#ifndef VX_SRC_TAG_EVAL_H
-#define VX_SRC_TAG_EVAL_H
+#pragma once
 
 #include "src/platform/shader_access.h"
 #include "src/tag/tag.h"
@@ -28,5 +27,3 @@ inline int evalInt(miState* state, miFunction* function) {
     char* const param = function->parameters + offsetof(TagParameters, tag);
     return *static_cast<miInteger*>(eval(state, param));
 }
-
-#endif

@@ -7,8 +7,8 @@
 
 namespace {
 
-// Whether a writer above this state is baking. Entries of any size count; of a short one, the bytes
-// that are there.
+// Whether a writer above this state is baking. The entry may have any size; of a shorter one the
+// bytes present are used.
 bool IsBaking(miState* state) {
     int size = 0;
     const void* entry = mi_shaderstate_get(state, "vx_pc", &size);
@@ -21,8 +21,7 @@ bool IsBaking(miState* state) {
 } // namespace
 
 miBoolean TagColor(miColor* result, miState* state, TagParameters* params) {
-    // Only reflection rays: that is how the writer shades, and an eye or shadow ray that reaches
-    // the surface during a bake still sees its usual colour.
+    // The writer shades with reflection rays. All other rays of a bake get the usual color.
     const bool bake = state->type == miRAY_REFLECT && IsBaking(state);
     *result = evalValue(state, bake ? &params->bakeColor : &params->color);
     return miTRUE;

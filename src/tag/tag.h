@@ -1,23 +1,21 @@
-// The tag shader: one surface, two colours, and the integer that the writer stores with its points.
-#ifndef VX_SRC_TAG_TAG_H
-#define VX_SRC_TAG_TAG_H
+// The tag shader: a color for rendering, a color for baking, and the label that the writer stores
+// with each point of the surface.
+#pragma once
 
 #include "src/platform/renderer.h"
 
 #include <cstddef>
 
-// The parameter block of vx_pc_tag, as its declaration orders it.
+// The parameter block of vx_pc_tag, in the order of its declaration.
 struct TagParameters {
-    miColor color;     // returned in every case but the next
-    miColor bakeColor; // returned to the reflection rays of a running bake
-    miInteger tag;     // never read here: the writer reads it from the material, by its place
+    miColor color;     // the result, except while baking
+    miColor bakeColor; // the result for reflection rays of a running bake
+    miInteger tag;     // read by the writer only, at this offset in the material's shader
 };
 static_assert(offsetof(TagParameters, bakeColor) == 16 && offsetof(TagParameters, tag) == 32 &&
                   sizeof(TagParameters) == 36,
-              "the writer finds the tag behind the two colours");
+              "the tag lies behind the two colors");
 
-// Evaluates and copies one of the two colours; the shader behind the other one is not run. Always
-// miTRUE.
+// Evaluates one of the two colors and copies it to `result`. A shader connected to the other color
+// is not run. Always returns miTRUE.
 miBoolean TagColor(miColor* result, miState* state, TagParameters* params);
-
-#endif
