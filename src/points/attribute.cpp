@@ -8,9 +8,6 @@
 
 namespace {
 
-// Values that ReadParticles asks memory for at a time: one stage of the longest values.
-constexpr int kGrowBy = static_cast<int>(kStageBytes / sizeof(double));
-
 std::size_t HeldValues(const CAttribute& a) {
     switch (a.kind) {
     case kKindFloat:
@@ -24,16 +21,16 @@ std::size_t HeldValues(const CAttribute& a) {
     }
 }
 
-bool ReadRange(CAttribute& a, std::FILE* file, bool intAsInt32, std::size_t first,
-               std::size_t count) {
+// Reads the first `count` values.
+bool ReadValues(CAttribute& a, std::FILE* file, bool intAsInt32, std::size_t count) {
     switch (a.kind) {
     case kKindFloat: {
-        float* const out = a.floats.data() + first;
+        float* const out = a.floats.data();
         return ReadBigEndian<double>(
             file, count, [out](std::size_t i, double v) { out[i] = static_cast<float>(v); });
     }
     case kKindInteger: {
-        std::int64_t* const out = a.integers.data() + first;
+        std::int64_t* const out = a.integers.data();
         if (intAsInt32) {
             return ReadBigEndian<std::int32_t>(
                 file, count, [out](std::size_t i, std::int32_t v) { out[i] = v; });
@@ -42,7 +39,7 @@ bool ReadRange(CAttribute& a, std::FILE* file, bool intAsInt32, std::size_t firs
             file, count, [out](std::size_t i, double v) { out[i] = TruncateToInt64(v); });
     }
     case kKindVector: {
-        auto* const out = reinterpret_cast<unsigned char*>(a.vectors.data() + first);
+        auto* const out = reinterpret_cast<unsigned char*>(a.vectors.data());
         return ReadBigEndian<double>(file, 3 * count, [out](std::size_t i, double v) {
             std::memcpy(out + i * sizeof v, &v, sizeof v);
         });
@@ -69,7 +66,7 @@ CAttribute::CAttribute()
 
 bool CAttribute::FWrite(std::FILE* file) const {
     WriteBigEndianInt(file, static_cast<std::int32_t>(name.size()));
-    // Unlike every other write, the name's is not guarded against a null stream. No caller passes
+    // Unlike all other writes, that of the name has no test for a null stream: callers never pass
     // one.
     if (!name.empty()) (void)std::fwrite(name.data(), 1, name.size(), file);
 
@@ -109,32 +106,9 @@ bool CAttribute::FWrite(std::FILE* file) const {
 }
 
 bool CAttribute::FRead(std::FILE* file, bool intAsInt32) {
-    if (perParticle) return ReadRange(*this, file, intAsInt32, 0, HeldValues(*this));
-    // A per-particle record of no particles may have emptied the array before a single value comes.
-    if (HeldValues(*this) == 0) Resize(1);
-    return ReadRange(*this, file, intAsInt32, 0, 1);
-}
-
-bool CAttribute::ReadParticles(std::FILE* file, bool intAsInt32, int n, bool backed) {
-    if (backed && n > 0) {
-        const auto all = static_cast<std::size_t>(n);
-        if (kind == kKindFloat) floats.reserve(all);
-        if (kind == kKindInteger) integers.reserve(all);
-        if (kind == kKindVector) vectors.reserve(all);
-    }
-    // Growing just ahead of the read also keeps each new block in the cache until it is filled.
-    int done = 0;
-    while (done < n) {
-        const int more = std::min(kGrowBy, n - done);
-        Resize(done + more);
-        if (!ReadRange(*this, file, intAsInt32, static_cast<std::size_t>(done),
-                       static_cast<std::size_t>(more))) {
-            return false;
-        }
-        done += more;
-    }
-    if (done == 0) Resize(0);
-    return true;
+    // An earlier per-particle record of no particles may have emptied the array.
+    if (!perParticle && HeldValues(*this) == 0) Resize(1);
+    return ReadValues(*this, file, intAsInt32, perParticle ? HeldValues(*this) : 1);
 }
 
 void CAttribute::Resize(int n) {

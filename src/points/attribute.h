@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// What an attribute's values are. Kind 0 belongs to a slot without a name.
+// The type of an attribute's values. A slot without a name has kind 0.
 constexpr std::int32_t kKindNone = 0;
 constexpr std::int32_t kKindFloat = 1;
 constexpr std::int32_t kKindInteger = 2;
@@ -17,29 +17,25 @@ constexpr std::int32_t kKindVector = 3;
 
 class CAttribute {
   public:
-    // No name, one value for all, kind 0, and one zero element in each of the three arrays.
+    // No name, kind 0, single-valued, and one zero element in each of the three arrays.
     CAttribute();
 
-    // Writes the whole record: name length, name, type code, data. Floats and integers go out as
-    // doubles (code 2, or 3 per particle), vectors as three doubles (code 4 or 5); kind 0 has
-    // neither code nor data. A single-valued attribute writes element 0; a per-particle one writes
-    // what its array holds, whatever count a header gives. Always true: short writes stay in
-    // ferror().
+    // Writes the whole record: name length, name, type code, data. Floats and integers are written
+    // as doubles (code 2, or 3 per particle), vectors as three doubles (code 4 or 5); kind 0 has
+    // neither code nor data. A single-valued attribute writes element 0; a per-particle attribute
+    // writes all elements of its array, whatever particle count a header holds. Always returns
+    // true; callers that care about short writes must check ferror().
     bool FWrite(std::FILE* file) const;
 
-    // Reads the data alone, into the elements that the array has: element 0 when single-valued
-    // (made when the array is empty), otherwise all. intAsInt32 tells how the file holds integers:
-    // int32, or double, which is truncated toward zero. False on a null stream or a short read; the
-    // values before it stay stored. Kind 0 reads nothing and is true.
+    // Reads the data of a record, without its name and code, into the existing elements: element 0
+    // if single-valued (added if the array is empty), otherwise every element. intAsInt32 states
+    // how the file stores integers: as int32, or as doubles, which are truncated toward zero.
+    // Returns false for a null stream or a short read; values that were read before it are kept.
+    // Kind 0 reads nothing and returns true.
     bool FRead(std::FILE* file, bool intAsInt32);
 
-    // Resize(n) and FRead in one, for data whose length is a file's own claim: memory is asked for
-    // block by block as values arrive. `backed` says that the stream is known to hold all of them,
-    // so that the memory may be asked for in one piece. False as FRead; may throw std::bad_alloc.
-    bool ReadParticles(std::FILE* file, bool intAsInt32, int n, bool backed);
-
-    // Cuts or grows the array of the attribute's kind to n elements (none below 0); new elements
-    // are 0, a meaning that only float and integer users may rely on. May throw std::bad_alloc.
+    // Cuts or grows the array of the attribute's kind to n elements (0 if n is negative). New
+    // elements are zero. May throw std::bad_alloc.
     void Resize(int n);
 
     std::string name;
@@ -50,8 +46,8 @@ class CAttribute {
     std::vector<CVectorD> vectors;
 };
 
-// Truncation toward zero of any double. Not-a-number and values outside the range give the smallest
-// int64, which is what the processor's own conversion gives.
+// Truncates toward zero. NaN and values outside the range of int64 give the smallest int64, as the
+// x86-64 conversion instruction does.
 std::int64_t TruncateToInt64(double value);
 
 #endif

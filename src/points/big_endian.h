@@ -1,5 +1,5 @@
-// Big-endian values in files, moved in blocks: a block of values is swapped in a fixed buffer on
-// the stack and handed to the stream in one call.
+// Reads and writes big-endian values in blocks. A block is swapped in a fixed buffer on the stack
+// and passed to the stream in one call.
 #ifndef VX_POINTS_BIG_ENDIAN_H
 #define VX_POINTS_BIG_ENDIAN_H
 
@@ -12,8 +12,8 @@
 
 static_assert(std::endian::native == std::endian::little, "values are swapped unconditionally");
 
-// Small enough for a rendering thread's stack and the second-level cache, large enough that the
-// system call behind each block does not count.
+// Size of a block: small enough for a rendering thread's stack and the second-level cache, large
+// enough that the cost of a call per block is negligible.
 constexpr std::size_t kStageBytes = std::size_t{64} * 1024;
 
 inline std::uint32_t SwapBytes(std::uint32_t v) {
@@ -28,8 +28,8 @@ inline std::uint64_t SwapBytes(std::uint64_t v) {
 template <typename Stored>
 using FileWord = std::conditional_t<sizeof(Stored) == 8, std::uint64_t, std::uint32_t>;
 
-// Writes `count` values; valueAt(i) is asked for each once, in order. Nothing is asked or written
-// when the stream is null. Short writes are not detected here: they stay visible in ferror().
+// Writes `count` values. Calls valueAt(i) once for each, in order. Does nothing if the stream is
+// null. Callers that care about short writes must check ferror().
 template <typename Stored, typename ValueAt>
 void WriteBigEndian(std::FILE* file, std::size_t count, ValueAt valueAt) {
     using Word = FileWord<Stored>;
@@ -47,8 +47,8 @@ void WriteBigEndian(std::FILE* file, std::size_t count, ValueAt valueAt) {
     }
 }
 
-// Reads `count` values; store(i, value) is called for each in order. False on a short read, or when
-// a value is wanted of a null stream: the values that came whole before it have been stored.
+// Reads `count` values and calls store(i, value) for each, in order. Returns false on a short read,
+// after storing the complete values before it, and for a null stream unless count is 0.
 template <typename Stored, typename Store>
 bool ReadBigEndian(std::FILE* file, std::size_t count, Store store) {
     using Word = FileWord<Stored>;
@@ -67,7 +67,7 @@ bool ReadBigEndian(std::FILE* file, std::size_t count, Store store) {
     return true;
 }
 
-// One int32. The same contracts without the stage.
+// The same for a single int32.
 inline void WriteBigEndianInt(std::FILE* file, std::int32_t value) {
     const std::uint32_t word = SwapBytes(std::bit_cast<std::uint32_t>(value));
     if (file != nullptr) (void)std::fwrite(&word, sizeof word, 1, file);

@@ -9,7 +9,7 @@
 
 constexpr int kPdcSlots = 27;
 
-// The slots that a baked cache uses; the others stay unnamed and are never written.
+// The slots of a baked cache. All others stay unnamed and are never written.
 constexpr int kSlotOpacity = 0;
 constexpr int kSlotRadius = 1;
 constexpr int kSlotId = 10;
@@ -18,12 +18,12 @@ constexpr int kSlotPosition = 16;
 constexpr int kSlotRgb = 17;
 constexpr int kSlotNormal = 18;
 
-// The 28 bytes at the start of a file, here in the host's byte order.
+// The 28 bytes at the start of a file, in the host's byte order.
 class CPdcHeader {
   public:
     char magic[4];
     std::int32_t formatVersion;
-    std::int32_t byteOrder; // stored and never consulted: files are big-endian
+    std::int32_t byteOrder; // stored but never consulted: files are big-endian
     std::int32_t extra1;
     std::int32_t extra2;
     std::int32_t particleCount;
@@ -36,12 +36,12 @@ class CPdc {
     // Fresh slots, and a header of zeros.
     CPdc();
 
-    // Names a slot and gives it a kind; its flag and arrays stay as they are. A slot number outside
-    // 0..26 is ignored.
+    // Sets a slot's name and kind; its flag and arrays are unchanged. Ignores slot numbers outside
+    // 0..26.
     void SetNameAndType(int slot, std::string name, int kind);
 
     // Names the seven slots of a baked cache: "id", "position", "rgbPP", "normalPP", "opacityPP",
-    // "radius" and "tag". The writer fills these and the loader looks for these.
+    // "radius" and "tag".
     void NameBakedSlots();
 
     CAttribute slots[kPdcSlots];

@@ -2,6 +2,7 @@
 
 #include "src/points/big_endian.h"
 
+#include <memory>
 #include <string>
 
 namespace {
@@ -29,17 +30,32 @@ CAttribute* FindSlot(CPdc& pdc, const std::string& name, std::int32_t code) {
     return nullptr;
 }
 
+struct CloseFile {
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+};
+
+// `file` stands at the record's data and holds all of them.
+bool ReadSlot(CAttribute& slot, const CPdcWalk& walk, std::FILE* file) {
+    slot.perParticle = IsPerParticleCode(walk.code);
+    if (slot.perParticle) slot.Resize(walk.header.particleCount);
+    const bool intAsInt32 = walk.code == 0 || walk.code == 1;
+    return slot.FRead(file, intAsInt32);
+}
+
 bool ReadRecordData(CPdcWalk& walk, CAttribute& slot, std::FILE* file) {
     if (walk.dataSize < 0) return walk.Fail(PdcError::BadParticleCount, walk.dataOffset);
-    const bool measured = walk.Remaining() >= 0;
-    if (measured && walk.dataSize > walk.Remaining()) {
-        return walk.Fail(PdcError::DataPastEnd, walk.dataOffset);
+    bool whole = false;
+    if (walk.Remaining() >= 0) {
+        whole = walk.dataSize <= walk.Remaining() && ReadSlot(slot, walk, file);
+    } else {
+        // The size of a pipe is unknown: collect the data before the slot is resized for them.
+        std::string bytes;
+        if (ReadGrowing(file, static_cast<std::size_t>(walk.dataSize), bytes)) {
+            const std::unique_ptr<std::FILE, CloseFile> collected(
+                fmemopen(bytes.data(), bytes.size(), "rb"));
+            whole = ReadSlot(slot, walk, collected.get());
+        }
     }
-    const bool asInt32 = walk.code == 0 || walk.code == 1;
-    slot.perParticle = IsPerParticleCode(walk.code);
-    const bool whole = slot.perParticle
-                           ? slot.ReadParticles(file, asInt32, walk.header.particleCount, measured)
-                           : slot.FRead(file, asInt32);
     if (!whole) return walk.Fail(PdcError::DataPastEnd, walk.dataOffset);
     walk.MarkDataRead();
     return true;

@@ -8,27 +8,28 @@
 #include <cstdio>
 
 // Writes the header as the cache holds it and then, in slot order, the record of every slot that
-// has a name. The header's counts are not recounted. The stream was opened "wb" and stays the
-// caller's; short writes are not detected here, ferror() and fclose() tell who wants to know.
+// has a name. The header's counts are not recounted. The caller owns the stream, which was opened
+// "wb". Callers that care about short writes must check ferror() and fclose().
 void WritePdc(std::FILE* file, const CPdc& pdc);
 
-// What became of a load: None on success.
+// The outcome of a load.
 class CPdcLoadResult {
   public:
-    PdcError error;
+    PdcError error;      // None on success
     std::int64_t offset; // of the offending item, from where the stream stood
 };
 
-// Fills a fresh cache from a stream opened "rb", which stays the caller's. Names the baked slots,
-// reads the header and then as many records as it counts: a record goes to the first slot that has
-// its exact name and a kind that fits its code (0, 1: integer; 2, 3: float or integer; 4, 5:
-// vector), any other record is skipped. Fewer than one attribute is a success. Magic, version and
-// byte order are not checked, trailing bytes are not looked at.
+// Fills a fresh cache from a stream opened "rb", which the caller owns. Names the baked slots,
+// reads the header and then as many records as it counts. A record is read into the first slot that
+// has exactly its name and a kind that fits its code (0, 1: integer; 2, 3: float or integer; 4, 5:
+// vector); any other record is skipped. Magic, version and byte order are not checked, and trailing
+// bytes are ignored.
 //
-// True: read through the last record. A last record that is skipped may lie past the end. False:
-// the file is short, counts what it cannot hold, or refuses to seek; the cache is half filled and
-// fit only to be deleted. Memory is asked for only for values that the file holds. Prints and
-// throws nothing. `result`, when given, tells why.
+// Returns true if the stream was read through its last record, or counts none. The data of a last
+// record that is skipped may be missing. Returns false if the stream ends too early, counts more
+// than it can hold, or cannot seek past a record; the cache is then incomplete and should be
+// deleted. Memory is allocated only for data that the stream holds. Prints and throws nothing.
+// `result` may be null.
 bool LoadPdc(std::FILE* file, CPdc& pdc, CPdcLoadResult* result = nullptr) noexcept;
 
 #endif

@@ -7,10 +7,7 @@
 
 namespace {
 
-// A name is read in pieces of this size, so that its claimed length alone costs nothing.
-constexpr std::size_t kNamePiece = 4096;
-
-// Bytes from the present position to the end, -1 when the stream cannot tell. Devices answer 0.
+// Bytes from the current position to the end, -1 if unknown. Devices report a size of 0.
 std::int64_t MeasureStream(std::FILE* file) {
     if (file == nullptr) return -1;
     const long start = std::ftell(file);
@@ -57,6 +54,18 @@ const char* PdcErrorText(PdcError error) {
     return "unknown error";
 }
 
+bool ReadGrowing(std::FILE* file, std::size_t count, std::string& bytes) {
+    constexpr std::size_t piece = 4096;
+    bytes.clear();
+    while (bytes.size() < count) {
+        const std::size_t done = bytes.size();
+        const std::size_t more = std::min(piece, count - done);
+        bytes.resize(done + more);
+        if (std::fread(bytes.data() + done, 1, more, file) != more) return false;
+    }
+    return true;
+}
+
 CPdcWalk::CPdcWalk(std::FILE* file)
     : header{},
       code(0),
@@ -77,7 +86,7 @@ bool CPdcWalk::Fail(PdcError why, std::int64_t offset) {
 
 bool CPdcWalk::ReadHeader() {
     if (mFile == nullptr) return Fail(PdcError::ShortHeader, 0);
-    // A short read shows in the numbers that follow, so that this one is not looked at.
+    // After a short read of the magic the numbers that follow are missing as well.
     [[maybe_unused]] const std::size_t got = std::fread(header.magic, 1, 4, mFile);
     mPosition = 4;
     for (std::int32_t* const field :
@@ -96,14 +105,8 @@ bool CPdcWalk::NextRecord() {
     if (length < 0 || (mSize >= 0 && length > Remaining())) {
         return Fail(PdcError::BadNameLength, mPosition - 4);
     }
-    const auto whole = static_cast<std::size_t>(length);
-    name.clear();
-    while (name.size() < whole) {
-        const std::size_t done = name.size();
-        name.resize(done + std::min(kNamePiece, whole - done));
-        if (std::fread(name.data() + done, 1, name.size() - done, mFile) != name.size() - done) {
-            return Fail(PdcError::ShortRecord, mPosition);
-        }
+    if (!ReadGrowing(mFile, static_cast<std::size_t>(length), name)) {
+        return Fail(PdcError::ShortRecord, mPosition);
     }
     mPosition += length;
     if (!ReadBigEndianInt(mFile, code)) return Fail(PdcError::ShortRecord, mPosition);

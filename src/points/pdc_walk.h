@@ -1,5 +1,5 @@
-// Walking through a PDC file record by record: the header, each record's name and type code, and
-// where its data lie. The values themselves are read by CAttribute or skipped.
+// Walks through a PDC file record by record: the header, and the name, type code and extent of each
+// record. CAttribute reads the values.
 //
 // The format: a header of 28 bytes (magic, then six int32), then attribute records: name length
 // (int32), name, type code (int32), data. Everything is big-endian, nothing is padded.
@@ -12,14 +12,14 @@
 #include <cstdio>
 #include <string>
 
-constexpr std::int32_t kPdcTypeCodes = 6;       // codes 0 to 5 have a meaning
-constexpr std::int64_t kPdcRecordLeast = 4 + 4; // bytes of a record with neither name nor data
+constexpr std::int32_t kPdcTypeCodes = 6;       // 0 to 5
+constexpr std::int64_t kPdcRecordLeast = 4 + 4; // size of a record with neither name nor data
 
-// Codes 1, 3 and 5: a value per particle. Codes 0, 2 and 4: one value for all.
+// Codes 1, 3 and 5 store a value per particle, codes 0, 2 and 4 one value for all.
 bool IsPerParticleCode(std::int32_t code);
 
-// Bytes of data behind a type code: int32 (0, 1), double (2, 3), three doubles (4, 5); -1 when that
-// cannot be told: a code outside 0..5, or a value per particle of a negative count.
+// Size in bytes of a record's data: int32 (codes 0, 1), double (2, 3) or three doubles (4, 5), once
+// or per particle. -1 for a code outside 0..5, and for values per particle of a negative count.
 std::int64_t PdcDataSize(std::int32_t code, std::int32_t particleCount);
 
 enum class PdcError {
@@ -27,59 +27,63 @@ enum class PdcError {
     ShortHeader,       // the file ends inside the six numbers of the header
     ShortRecord,       // the file ends inside a record's name length, name or type code
     BadNameLength,     // negative, or longer than the rest of the file
-    BadParticleCount,  // a value per particle of a negative count
-    DataPastEnd,       // the rest of the file cannot hold a record's data, or ended inside them
+    BadParticleCount,  // values per particle of a negative count
+    DataPastEnd,       // a record's data is longer than the rest of the file
     BadAttributeCount, // more records than the rest of the file can hold
-    SeekFailed,        // the stream refused to move on, as a pipe does
-    OutOfMemory        // for data that the file does hold
+    SeekFailed,        // the stream is not seekable, as a pipe, or the offset is out of range
+    OutOfMemory        // not enough memory for data that the file does hold
 };
 
-// The reason in words, without a full stop: "the file ends inside the header".
+// A description for messages, without a full stop: "the file ends inside the header".
 const char* PdcErrorText(PdcError error);
+
+// Replaces `bytes` by the next `count` bytes of the stream, growing it as they arrive, so that a
+// count that the stream does not hold costs no memory. Returns false on a short read. May throw
+// std::bad_alloc.
+bool ReadGrowing(std::FILE* file, std::size_t count, std::string& bytes);
 
 class CPdcWalk {
   public:
-    // Starts at the stream's position; the stream stays the caller's and must outlive the walk.
+    // Starts at the stream's position. The caller owns the stream, which must outlive the walk.
     explicit CPdcWalk(std::FILE* file);
 
-    // Fills `header`. The magic is stored unchecked and a short read of it alone goes unnoticed,
-    // the version and the byte order are not checked either; false when one of the six numbers is
-    // short.
+    // Reads the header into `header`. Returns false if one of the six numbers is missing. Magic,
+    // version and byte order are not checked, and a short read of the magic alone goes unnoticed.
     bool ReadHeader();
 
-    // Reads the next record's name and type code; its data follow. Call it header.attributeCount
-    // times, with SkipData or MarkDataRead in between. May throw std::bad_alloc, for a name that
-    // the file does hold.
+    // Reads the next record's name and type code; the stream then stands at the record's data. Call
+    // it header.attributeCount times, each followed by SkipData or MarkDataRead. May throw
+    // std::bad_alloc.
     bool NextRecord();
 
-    // Seeks over the record's data. Moving past the end is no error: the next read tells. A code
-    // outside 0..5 is skipped by the size of the record that was skipped last (0 at first): such
-    // files repeat one unknown type, and this is how they have always been read.
+    // Seeks past the record's data. Seeking beyond the end of the file is not an error; the next
+    // read fails then. For a code outside 0..5 the distance is that of the last SkipData (0 if
+    // there was none), because such a record does not imply its own size.
     bool SkipData();
 
-    // The caller has read the record's data itself, all dataSize bytes.
+    // The caller has read the record's data, all dataSize bytes.
     void MarkDataRead();
 
-    // Bytes from the present place to the end of the file, -1 where the stream cannot tell (a
+    // Bytes from the current position to the end of the file, -1 if the stream has no known size (a
     // pipe).
     std::int64_t Remaining() const;
 
-    // Notes what went wrong at `offset`, and is false for the caller to return.
+    // Sets error and errorOffset and returns false.
     bool Fail(PdcError why, std::int64_t offset);
 
     CPdcHeader header;
-    std::string name;             // of the present record; may hold any byte
-    std::int32_t code;            // as the file has it
+    std::string name;             // of the current record; may hold any byte
+    std::int32_t code;            // as stored
     std::int64_t dataOffset;      // from the start of the walk
     std::int64_t dataSize;        // PdcDataSize of code
-    std::int64_t lastSkippedSize; // bytes that the last SkipData moved by
+    std::int64_t lastSkippedSize; // distance of the last SkipData
     PdcError error;               // after a false result
-    std::int64_t errorOffset;     // where the offending item starts, from the start of the walk
+    std::int64_t errorOffset;     // of the offending item, from the start of the walk
 
   private:
     std::FILE* mFile;
     std::int64_t mPosition;
-    std::int64_t mSize; // -1 where the stream cannot tell
+    std::int64_t mSize; // -1 if unknown
 };
 
 #endif

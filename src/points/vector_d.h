@@ -4,14 +4,14 @@
 
 #include <type_traits>
 
-// A plain value. Default construction leaves x, y and z unspecified: arrays of vectors are large
-// and every element is overwritten before it is looked at.
+// A plain value without a constructor: a CVectorD that is declared without an initializer holds
+// unspecified values. Elements that std::vector::resize() adds are zero.
 class CVectorD {
   public:
     double x, y, z;
 };
 
-// The file code copies vectors as runs of three doubles.
+// Files store vectors as runs of three doubles, and attributes copy them as such.
 static_assert(sizeof(CVectorD) == 24 && alignof(CVectorD) == alignof(double));
 static_assert(std::is_trivial_v<CVectorD> && std::is_standard_layout_v<CVectorD>);
 

@@ -90,6 +90,17 @@ TEST(AttributeResize, CutsKeepingTheFirstAndGrowsWithZeros) {
     EXPECT_EQ(i.integers, (std::vector<std::int64_t>{1, 2, 0, 0}));
 }
 
+TEST(AttributeResize, NewVectorsAreZero) {
+    CAttribute v = Made("v", 3, true);
+    v.vectors = {{1, 2, 3}, {4, 5, 6}};
+    v.Resize(1);
+    v.Resize(2);
+    EXPECT_EQ(v.vectors[0].z, 3);
+    EXPECT_EQ(v.vectors[1].x, 0);
+    EXPECT_EQ(v.vectors[1].y, 0);
+    EXPECT_EQ(v.vectors[1].z, 0);
+}
+
 TEST(AttributeResize, ToNothingAndBelowLeavesAnEmptyArray) {
     CAttribute f = Made("f", 1, true);
     f.Resize(0);
@@ -225,12 +236,17 @@ TEST(AttributeWrite, IsTrueEvenWhenTheStreamTakesNothing) {
     EXPECT_NE(std::ferror(f.get()), 0);
 }
 
-// The name's write is the one that is not guarded: with no name nothing reaches the null stream.
-TEST(AttributeWrite, NullStreamSkipsLengthCodeAndValuesButNotTheName) {
+TEST(AttributeWrite, NullStreamSkipsLengthCodeAndValues) {
     for (const std::int32_t kind : {0, 1, 2, 3}) {
         EXPECT_TRUE(Made("", kind, false).FWrite(nullptr));
         EXPECT_TRUE(Made("", kind, true).FWrite(nullptr));
     }
+}
+
+// The write of the name is the only one without a test for a null stream.
+TEST(AttributeWriteDeathTest, NullStreamIsNotSkippedByTheName) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH((void)Made("n", 0, false).FWrite(nullptr), "");
 }
 
 // The rows of the type-code table, as files may have them.
@@ -389,32 +405,21 @@ TEST(AttributeRead, SingleValueIntoAnEmptyArrayMakesItsElement) {
     EXPECT_EQ(a.integers, std::vector<std::int64_t>{6});
 }
 
-TEST(AttributeReadParticles, GivesExactlyTheWantedLengthAroundBlockBorders) {
+TEST(AttributeRead, EveryValueAroundBlockBordersArrives) {
     constexpr int block = static_cast<int>(kStageBytes / sizeof(double));
-    for (const int n : {0, 1, block - 1, block, block + 1, 2 * block + 7}) {
+    for (const int n : {1, block - 1, block, block + 1, 2 * block + 7}) {
         Bytes b;
         for (int i = 0; i < 3 * n; ++i)
             b.f64(i);
-        for (const bool backed : {false, true}) {
-            CAttribute a = Made("v", 3, true);
-            a.Resize(3);
-            const File f = pdc_bytes::file_of(b.text);
-            ASSERT_TRUE(a.ReadParticles(f.get(), false, n, backed));
-            ASSERT_EQ(a.vectors.size(), static_cast<std::size_t>(n));
-            for (int i = 0; i < n; ++i) {
-                ASSERT_EQ(a.vectors[static_cast<std::size_t>(i)].x, 3 * i);
-                ASSERT_EQ(a.vectors[static_cast<std::size_t>(i)].z, 3 * i + 2);
-            }
+        CAttribute a = Made("v", 3, true);
+        a.Resize(n);
+        const File f = pdc_bytes::file_of(b.text);
+        ASSERT_TRUE(a.FRead(f.get(), false));
+        for (int i = 0; i < n; ++i) {
+            ASSERT_EQ(a.vectors[static_cast<std::size_t>(i)].x, 3 * i);
+            ASSERT_EQ(a.vectors[static_cast<std::size_t>(i)].z, 3 * i + 2);
         }
     }
-}
-
-TEST(AttributeReadParticles, MemoryGrowsOnlyAsValuesArrive) {
-    CAttribute a = Made("i", 2, true);
-    const File f = pdc_bytes::file_of(Bytes().i32(1).i32(2).text);
-    EXPECT_FALSE(a.ReadParticles(f.get(), true, 2000000000, false));
-    EXPECT_EQ(a.integers[1], 2);
-    EXPECT_LE(a.integers.capacity() * sizeof(std::int64_t), 2 * kStageBytes);
 }
 
 } // namespace

@@ -86,6 +86,17 @@ TEST(PdcWrite, HeaderBytesByHand) {
                                         28));
 }
 
+TEST(PdcWrite, EveryHeaderFieldIsWrittenAsItWasLoaded) {
+    // Six different numbers; the last is the count of the records, which are in slot order.
+    std::string bytes = pdc_bytes::seven_attributes().text;
+    const std::string header =
+        Bytes().raw("mCrP").i32(-11).i32(0x01000000).i32(33).i32(0x7fffffff).i32(2).i32(7).text;
+    bytes.replace(0, header.size(), header);
+    const Loaded l = Load(bytes);
+    ASSERT_TRUE(l.ok);
+    EXPECT_EQ(Written(*l.pdc), bytes);
+}
+
 TEST(PdcWrite, UnnamedSlotsAreOmittedAndOthersFollowSlotOrder) {
     CPdc pdc;
     pdc.SetNameAndType(26, "last", kKindFloat);
@@ -101,8 +112,7 @@ TEST(PdcWrite, HeaderCountsAreWrittenAsHeldNotRecounted) {
     const Loaded l = Load(in.text);
     ASSERT_TRUE(l.ok);
     const std::string bytes = Written(*l.pdc);
-    EXPECT_EQ(bytes.substr(0, 28), Bytes().header(1, 3).text)
-        << "the count of the file it came from";
+    EXPECT_EQ(bytes.substr(0, 28), Bytes().header(1, 3).text) << "the count of the loaded file";
     EXPECT_EQ(bytes.substr(28), Bytes()
                                     .record("opacityPP", 2)
                                     .f64(0)
@@ -471,11 +481,40 @@ TEST(PdcLoad, APipeLoadsAsLongAsNothingIsSkipped) {
     EXPECT_EQ(skipping.result.error, PdcError::SeekFailed);
 }
 
+TEST(PdcLoad, APipeLoadsAttributesOfEverySize) {
+    for (const int n : {0, 1, 1000, 100000}) {
+        Bytes b;
+        b.header(n, 3).record("position", 5);
+        for (int i = 0; i < n; ++i)
+            b.doubles({1.0 * i, -1.0 * i, 0.5 * i});
+        b.record("radius", 2).f64(0.25).record("tag", 1);
+        for (int i = 0; i < n; ++i)
+            b.i32(7 - i);
+        const Loaded l = LoadThroughPipe(b.text);
+        ASSERT_TRUE(l.ok) << n;
+        EXPECT_EQ(l.pdc->slots[1].floats, std::vector<float>{0.25f});
+        ASSERT_EQ(l.pdc->slots[16].vectors.size(), static_cast<std::size_t>(n));
+        ASSERT_EQ(l.pdc->slots[11].integers.size(), static_cast<std::size_t>(n));
+        for (int i = 0; i < n; ++i) {
+            const auto at = static_cast<std::size_t>(i);
+            ASSERT_EQ(l.pdc->slots[16].vectors[at].x, i);
+            ASSERT_EQ(l.pdc->slots[16].vectors[at].z, 0.5 * i);
+            ASSERT_EQ(l.pdc->slots[11].integers[at], 7 - i);
+        }
+    }
+}
+
 TEST(PdcLoad, APipeThatPromisesTooMuchFailsWhereItEnds) {
     const Loaded l =
         LoadThroughPipe(Bytes().header(2000000000, 1).record("position", 5).f64(1).text);
     EXPECT_FALSE(l.ok);
     EXPECT_EQ(l.result.error, PdcError::DataPastEnd);
+    EXPECT_EQ(l.result.offset, 28 + 4 + 8 + 4);
+    EXPECT_EQ(l.pdc->slots[16].vectors.size(), 1u) << "not resized for values that never came";
+    const Loaded single =
+        LoadThroughPipe(Bytes().header(1, 1).record("tag", 2).raw("1234567").text);
+    EXPECT_FALSE(single.ok);
+    EXPECT_EQ(single.result.error, PdcError::DataPastEnd);
     const Loaded name = LoadThroughPipe(Bytes().header(1, 1).i32(INT32_MAX).raw("abc").text);
     EXPECT_FALSE(name.ok);
 }

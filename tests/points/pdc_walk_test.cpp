@@ -157,6 +157,27 @@ TEST(PdcWalk, ADeviceCannotTellItsSize) {
     EXPECT_EQ(walk.name, "");
 }
 
+TEST(ReadGrowing, GivesExactlyTheBytesThatWereAskedFor) {
+    std::string all;
+    for (int i = 0; i < 10000; ++i)
+        all += static_cast<char>(i % 251);
+    for (const std::size_t n : {0, 1, 4095, 4096, 4097, 8192, 9999, 10000}) {
+        const File f = pdc_bytes::file_of(all);
+        std::string bytes = "left from before";
+        EXPECT_TRUE(ReadGrowing(f.get(), n, bytes)) << n;
+        EXPECT_EQ(bytes, all.substr(0, n)) << n;
+        EXPECT_EQ(std::ftell(f.get()), static_cast<long>(n));
+    }
+}
+
+TEST(ReadGrowing, FailsWhereTheStreamEnds) {
+    for (const std::size_t held : {0, 1, 4095, 4096, 5000}) {
+        const File f = pdc_bytes::file_of(std::string(held, 'x'));
+        std::string bytes;
+        EXPECT_FALSE(ReadGrowing(f.get(), held + 1, bytes)) << held;
+    }
+}
+
 TEST(PdcErrorText, EveryErrorHasItsOwn) {
     std::set<std::string> texts;
     constexpr int errors = static_cast<int>(PdcError::OutOfMemory) + 1;
