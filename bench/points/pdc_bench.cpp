@@ -39,16 +39,12 @@ CPoint bench_point(int i) {
     return CPoint{f, 1.0f - f, f * f, 0.0f, 0.6f, 0.8f, 0.2f, 0.4f, 0.6f, 1.0f, i % 17};
 }
 
-void fill(CPointGrid& grid) {
-    grid.Resize(kPoints, 8);
-    for (int i = 0; i < kPoints; ++i)
-        grid.Append(i, bench_point(i));
-}
-
 const CPdc& baked_cache() {
     static const std::unique_ptr<CPdc> cache = [] {
         CPointGrid grid;
-        fill(grid);
+        grid.Resize(kPoints, 1);
+        for (int i = 0; i < kPoints; ++i)
+            grid.Append(i, bench_point(i));
         auto pdc = std::make_unique<CPdc>();
         grid.ToPdc(pdc.get(), 0.05f);
         return pdc;
@@ -217,22 +213,6 @@ void read_floor(benchmark::State& state) {
     });
 }
 
-void grid_append(benchmark::State& state) {
-    for ([[maybe_unused]] auto _ : state) {
-        CPointGrid grid;
-        timed(state, [&] { fill(grid); });
-    }
-}
-
-void grid_to_pdc(benchmark::State& state) {
-    CPointGrid grid;
-    fill(grid);
-    for ([[maybe_unused]] auto _ : state) {
-        auto pdc = std::make_unique<CPdc>();
-        timed(state, [&] { grid.ToPdc(pdc.get(), 0.05f); });
-    }
-}
-
 // Keeps the fastest run of each measurement.
 class FastestReporter : public benchmark::ConsoleReporter {
   public:
@@ -270,8 +250,7 @@ int main(int argc, char** argv) {
     const std::pair<const char*, void (*)(benchmark::State&)> all[] = {
         {"write_blocks", write_blocks}, {"write_values", write_values},
         {"write_floor", write_floor},   {"read_blocks", read_blocks},
-        {"read_values", read_values},   {"read_floor", read_floor},
-        {"grid_append", grid_append},   {"grid_to_pdc", grid_to_pdc}};
+        {"read_values", read_values},   {"read_floor", read_floor}};
     for (const auto& [name, run] : all) {
         benchmark::RegisterBenchmark(name, run)->UseManualTime()->Iterations(1)->Repetitions(15);
     }

@@ -8,10 +8,6 @@
 
 CPointGrid::CPointGrid() : rowCount(0), rowCapacity(0) {}
 
-CPointGrid::~CPointGrid() {
-    rows.clear(); // before the pool whose memory they use
-}
-
 void CPointGrid::Resize(std::int32_t rowsWanted, std::int32_t capacity) {
     rowCount = rowsWanted;
     rowCapacity = capacity;
@@ -19,11 +15,13 @@ void CPointGrid::Resize(std::int32_t rowsWanted, std::int32_t capacity) {
 }
 
 bool CPointGrid::Append(std::int32_t row, const CPoint& point) {
+    if (row >= rowCount) return false;
+    // A negative row becomes an index beyond every array.
     const auto index = static_cast<std::size_t>(row);
-    if (row < 0 || row >= rowCount || index >= rows.size()) return false;
-    CPointList& points = rows[index].points;
-    if (points.size() >= rowCapacity) return false;
-    mPool.Append(points, point);
+    if (index >= rows.size()) return false;
+    std::vector<CPoint>& points = rows[index].points;
+    if (static_cast<std::int64_t>(points.size()) >= rowCapacity) return false;
+    points.push_back(point);
     return true;
 }
 
@@ -33,7 +31,7 @@ int CPointGrid::ToPdc(CPdc* pdc, float radius) const {
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
     std::int64_t total = 0;
     for (const CPointArray& row : rows)
-        total += row.points.size();
+        total += static_cast<std::int64_t>(row.points.size());
     const auto n = static_cast<std::int32_t>(std::min(total, most));
 
     std::memcpy(pdc->header.magic, "PDC ", 4);

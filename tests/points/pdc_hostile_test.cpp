@@ -1,6 +1,5 @@
-// Files that lie, are cut, or are damaged; memory that runs out; what a grid costs.
+// Files that lie, are cut, or are damaged; memory that runs out.
 #include "src/points/pdc_file.h"
-#include "src/points/point_grid.h"
 
 #include "tests/points/pdc_bytes.h"
 #include "tests/points/watched_memory.h"
@@ -141,80 +140,6 @@ TEST(PdcHostile, MemoryThatRunsOutIsAFailureNotAnException) {
         EXPECT_TRUE(LoadPdc(f.get(), *pdc)) << "the same file loads when there is memory";
     }
     EXPECT_EQ(watched_memory::held(), before);
-}
-
-TEST(GridMemory, APointCostsLittleMoreThanItsRecord) {
-    for (const int perRow : {1, 3, 16}) {
-        const std::size_t before = watched_memory::held();
-        CPointGrid grid;
-        constexpr int rows = 200000;
-        grid.Resize(rows, perRow);
-        for (int row = 0; row < rows; ++row) {
-            for (int i = 0; i < perRow; ++i)
-                grid.Append(row, CPoint{});
-        }
-        constexpr std::size_t chunk = std::size_t{1} << 20; // the last one is partly free
-        const std::size_t records = std::size_t{44} * rows * static_cast<std::size_t>(perRow);
-        EXPECT_LE(watched_memory::held() - before, records + std::size_t{16} * rows + chunk + 4096)
-            << perRow;
-    }
-}
-
-TEST(GridMemory, EmptyRowsCostAPointerEachAndNoBlock) {
-    const std::size_t before = watched_memory::held();
-    CPointGrid grid;
-    grid.Resize(1000000, 8);
-    EXPECT_EQ(watched_memory::held() - before, 8000000u);
-}
-
-TEST(GridMemory, EverythingIsGivenBack) {
-    const std::size_t before = watched_memory::held();
-    {
-        CPointGrid grid;
-        grid.Resize(1000, 50);
-        for (int i = 0; i < 50; ++i) {
-            for (int row = 0; row < 1000; ++row)
-                grid.Append(row, CPoint{});
-        }
-        grid.rows[3].points.push_back(CPoint{});
-        grid.Resize(500, 50);
-        CPdc pdc;
-        grid.ToPdc(&pdc, 1.0f);
-    }
-    EXPECT_EQ(watched_memory::held(), before);
-}
-
-TEST(GridMemory, RefusedMemoryLeavesTheRowAsItWas) {
-    CPointGrid grid;
-    grid.Resize(2, 1000000);
-    grid.Append(0, CPoint{});
-    grid.Append(1, CPoint{});
-    for (int i = 0; i < 100000; ++i)
-        grid.Append(1, CPoint{});
-    const std::int32_t before = grid.rows[1].points.size();
-    watched_memory::refuse_above(1000);
-    std::int32_t added = 0;
-    EXPECT_THROW(
-        {
-            for (; added < 1000000; ++added)
-                grid.Append(1, CPoint{});
-        },
-        std::bad_alloc);
-    watched_memory::reset();
-    EXPECT_EQ(grid.rows[1].points.size(), before + added);
-    EXPECT_TRUE(grid.Append(1, CPoint{}));
-}
-
-TEST(GridMemory, ACachePointCosts96Bytes) {
-    CPointGrid grid;
-    grid.Resize(100000, 1);
-    for (int row = 0; row < 100000; ++row)
-        grid.Append(row, CPoint{});
-    const std::size_t before = watched_memory::held();
-    watched_memory::reset();
-    CPdc pdc;
-    grid.ToPdc(&pdc, 1.0f);
-    EXPECT_LE(static_cast<double>(watched_memory::peak_held() - before) / 100000, 96.1);
 }
 
 } // namespace

@@ -71,7 +71,7 @@ TEST(PointGrid, PointsForAFullRowAreDropped) {
     EXPECT_TRUE(grid.Append(0, Tagged(1)));
     EXPECT_TRUE(grid.Append(0, Tagged(2)));
     EXPECT_FALSE(grid.Append(0, Tagged(3)));
-    ASSERT_EQ(grid.rows[0].points.size(), 2);
+    ASSERT_EQ(grid.rows[0].points.size(), 2u);
     EXPECT_EQ(grid.rows[0].points[1].tag, 2);
 }
 
@@ -84,23 +84,13 @@ TEST(PointGrid, CapacityZeroOrBelowKeepsNothing) {
     }
 }
 
-TEST(PointGrid, RowsMayBeAppendedToDirectly) {
-    CPointGrid grid;
-    grid.Resize(1, 9);
-    grid.rows[0].points.push_back(Tagged(1));
-    grid.Append(0, Tagged(2));
-    grid.rows[0].points.push_back(Tagged(3));
-    ASSERT_EQ(grid.rows[0].points.size(), 3);
-    EXPECT_EQ(grid.rows[0].points[2].tag, 3);
-}
-
 TEST(PointGrid, ACopiedRowOutlivesTheGrid) {
     auto grid = std::make_unique<CPointGrid>();
     grid->Resize(1, 2);
     grid->Append(0, Tagged(7));
     const CPointArray copy(grid->rows[0]);
     grid.reset();
-    ASSERT_EQ(copy.points.size(), 1);
+    ASSERT_EQ(copy.points.size(), 1u);
     EXPECT_EQ(copy.points[0].tag, 7);
 }
 

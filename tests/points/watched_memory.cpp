@@ -7,6 +7,7 @@
 
 namespace {
 
+std::size_t g_requests = 0;
 std::size_t g_largest = 0;
 std::size_t g_held = 0;
 std::size_t g_peak = 0;
@@ -20,6 +21,7 @@ void* take(std::size_t bytes) {
     void* const block = std::malloc(bytes + kFront);
     if (block == nullptr) throw std::bad_alloc();
     *static_cast<std::size_t*>(block) = bytes;
+    ++g_requests;
     g_largest = std::max(g_largest, bytes);
     g_held += bytes;
     g_peak = std::max(g_peak, g_held);
@@ -57,6 +59,7 @@ void operator delete[](void* p, std::size_t) noexcept {
 namespace watched_memory {
 
 void reset() {
+    g_requests = 0;
     g_largest = 0;
     g_peak = g_held;
     g_limit = SIZE_MAX;
@@ -64,6 +67,10 @@ void reset() {
 
 void refuse_above(std::size_t bytes) {
     g_limit = bytes;
+}
+
+std::size_t requests() {
+    return g_requests;
 }
 
 std::size_t largest_request() {
