@@ -1,4 +1,4 @@
-// Loading an existing cache, and turning a cache into a map file.
+// Loads an existing cache, and converts a cache into a map file.
 #include "src/names/label_list.h"
 #include "src/platform/map_write.h"
 #include "src/points/pdc_file.h"
@@ -7,12 +7,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 namespace {
 
-// Where a cache's values of particle i come from: element i, or element 0 for all. A per-particle
-// array that is too short leaves `value` as it is, so that a particle takes over what the one
-// before it had.
+// Converts the value of particle i: element i, or element 0 of a single-valued slot. If a
+// per-particle array is too short, `value` keeps that of an earlier particle.
 template <class Element, class Value, class Convert>
 void TakeValue(const CAttribute& slot, const std::vector<Element>& values, std::int32_t i,
                Value* value, Convert convert) {
@@ -24,9 +24,9 @@ miVector Narrowed(const CVectorD& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
-// How many particles a map is made of: as many as the header counts. Where no array backs the
-// count, all further particles are copies of one another, and a header may claim two thousand
-// million of them: such a count is believed up to a million.
+// The number of particles to convert: the header's count, unless it exceeds both the longest array
+// and 1 << 20. Particles beyond every array are copies of one another, and without the limit the 28
+// bytes of a header could make a map of 2^31 of them.
 std::int32_t BelievableCount(const CPdc& pdc) {
     constexpr std::int64_t mostUnbacked = 1 << 20;
     size_t longest = 0;
@@ -37,30 +37,30 @@ std::int32_t BelievableCount(const CPdc& pdc) {
     return static_cast<std::int32_t>(std::min<std::int64_t>(pdc.header.particleCount, most));
 }
 
+struct CloseFile {
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+};
+
 } // namespace
 
 bool WriteInstanceData::ReadPdc(const std::string& fileName) {
-    std::FILE* file = std::fopen(fileName.c_str(), "rb");
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(fileName.c_str(), "rb"));
     if (file == nullptr) {
         mi_warning("Cannot open %s for reading", fileName.c_str());
         return false;
     }
     pdc = new CPdc;
-    const bool loaded = LoadPdc(file, *pdc);
-    if (!loaded) {
-        delete pdc;
-        pdc = nullptr;
-    }
-    (void)std::fclose(file);
-    return loaded;
+    if (LoadPdc(file.get(), *pdc)) return true;
+    delete pdc;
+    pdc = nullptr;
+    return false;
 }
 
 bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     using namespace mi::shader_v3;
     using namespace map_write;
 
-    // No status is looked at but that of appending: a map that cannot be written is the renderer's
-    // to report.
+    // Only the status of appending is checked: the renderer reports a map that cannot be written.
     Map_declaration declaration(3);
     if (!HoldsObject(declaration)) return false;
     AddVectorField(declaration, "normalPP");
@@ -76,25 +76,28 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     const Map_field_id tagField = FieldId(declaration, "tag");
 
     const CAttribute& positions = pdc->slots[kSlotPosition];
-    const CAttribute& colours = pdc->slots[kSlotRgb];
+    const CAttribute& colors = pdc->slots[kSlotRgb];
     const CAttribute& opacities = pdc->slots[kSlotOpacity];
     const CAttribute& normals = pdc->slots[kSlotNormal];
     const CAttribute& tags = pdc->slots[kSlotTag];
 
+    const auto isWanted = [this](int label) {
+        return params.useLabels == 0 || in_label_list(labelValues, labelCount, label) != 0;
+    };
     miVector position = {0, 0, 0};
-    miVector colour = {0, 0, 0};
+    miVector color = {0, 0, 0};
     float opacity = 0;
     miVector normal = {0, 0, 0};
     int tag = 0;
+    bool complete = true;
     const std::int32_t count = BelievableCount(*pdc);
-    bool complete = count >= pdc->header.particleCount;
     for (std::int32_t i = 0; i < count; ++i) {
         TakeValue(tags, tags.integers, i, &tag, [](std::int64_t t) { return static_cast<int>(t); });
-        if (params.useLabels != 0 && in_label_list(labelValues, labelCount, tag) == 0) continue;
+        if (!isWanted(tag)) continue;
         TakeValue(positions, positions.vectors, i, &position, Narrowed);
         SetPosition(element, position);
-        TakeValue(colours, colours.vectors, i, &colour, Narrowed);
-        SetField(element, rgbField, colour);
+        TakeValue(colors, colors.vectors, i, &color, Narrowed);
+        SetField(element, rgbField, color);
         TakeValue(opacities, opacities.floats, i, &opacity, [](float o) { return o; });
         SetField(element, opacityField, opacity);
         TakeValue(normals, normals.vectors, i, &normal, Narrowed);
@@ -105,8 +108,10 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
             break;
         }
     }
+    // Particles beyond the believable count all have the tag of the last one before them.
+    if (count < pdc->header.particleCount && isWanted(tag)) complete = false;
 
-    // After a failed append as well: what there is of the map is worth having.
+    // A failed append leaves a partial map, which is written as well.
     map->consolidate(0.6F);
     map->write(mapFileName.c_str(), true);
     return complete;

@@ -21,14 +21,16 @@ class WriteInstanceData {
     WriteInstanceData(const WriteInstanceData&) = delete;
     WriteInstanceData& operator=(const WriteInstanceData&) = delete;
 
-    // Loads a PDC file into a new cache, which becomes the record's; one that was there before is
-    // not released. False and a warning when the file cannot be opened (the record's cache stays),
-    // false without a word for a bad file (there is no cache then).
+    // Loads a PDC file into a new cache, which becomes the record's; a previous cache is not
+    // released. Returns false with a warning if the file cannot be opened (the record keeps its
+    // cache), and false without a warning for a bad file (pdc is null then). Throws std::bad_alloc.
     bool ReadPdc(const std::string& fileName);
 
     // Writes the record's cache as a map file: position, "normalPP", "rgbPP", "opacityPP", "tag";
-    // with useLabels on only particles whose tag is in the list. False when an element could not be
-    // appended; what was appended before is written all the same. Writing itself is not checked.
+    // with useLabels on only particles whose tag is in the list. Returns false if a particle is
+    // missing from the map: it could not be appended, or the cache counts more than a million
+    // particles that no array backs. Such a partial map is written as well. Errors of writing are
+    // not checked.
     bool PdcToMap(const std::string& mapFileName);
 
     miLock lock; // guards everything below while rendering

@@ -299,5 +299,7 @@ std::vector<std::string> Maps::left_over() const {
 extern "C" mi::shader_v3::Interface* mi_get_shader_interface(int version) {
     vx::stub::Maps& maps = vx::stub::Maps::current();
     maps.note("get_interface(" + std::to_string(version) + ")");
-    return maps.has_interface ? new vx::stub::StubInterface : nullptr;
+    if (!maps.has_interface || maps.interface_limit == 0) return nullptr;
+    if (maps.interface_limit > 0) --maps.interface_limit;
+    return new vx::stub::StubInterface;
 }

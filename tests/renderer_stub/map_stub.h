@@ -120,6 +120,8 @@ class Maps {
     bool quiet_elements = false;
     // Whether mi_get_shader_interface has one to give.
     bool has_interface = true;
+    // How many more it gives; -1: any number.
+    int interface_limit = -1;
 
     // Empty when all that was handed out has been given back.
     std::vector<std::string> left_over() const;

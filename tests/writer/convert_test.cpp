@@ -1,9 +1,16 @@
-// Loading an existing cache, and what a cache becomes as a map.
+// Loading an existing cache, and its conversion into a map.
+#include "src/writer/output.h"
 #include "tests/points/pdc_bytes.h"
 #include "tests/writer/lens_scene.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -14,6 +21,20 @@ using vx::stub::AppendedElement;
 using vx::stub::WrittenMap;
 using vx::test::Folder;
 using vx::test::LensScene;
+using vx::test::open_descriptors;
+
+// Particles at x = 1, 2, ... with these tags.
+Bytes tagged_particles(const std::vector<double>& tags) {
+    Bytes bytes;
+    bytes.header(static_cast<int>(tags.size()), 2).record("tag", 3).doubles(tags);
+    bytes.record("position", 5);
+    for (size_t i = 0; i < tags.size(); ++i)
+        bytes.doubles({static_cast<double>(i + 1), 0, 0});
+    return bytes;
+}
+
+// How many particles are converted when no array backs their count.
+constexpr std::int32_t kUnbacked = 1 << 20;
 
 class Convert : public testing::Test {
   protected:
@@ -34,6 +55,16 @@ class Convert : public testing::Test {
         return scene.maps.written.at(0);
     }
 
+    // A record whose cache counts `count` particles with these tags and no other values.
+    WriteInstanceData& counted(std::int32_t count, const std::vector<double>& tags,
+                               const std::string& labels) {
+        scene.maps.quiet_elements = true;
+        WriteInstanceData& data = make(labels);
+        EXPECT_TRUE(read(data, tagged_particles(tags)));
+        data.pdc->header.particleCount = count;
+        return data;
+    }
+
     Folder folder;
     LensScene scene;
 };
@@ -49,16 +80,6 @@ std::vector<float> positions_x(const WrittenMap& map) {
     for (const AppendedElement& element : map.elements)
         values.push_back(element.position.at(0));
     return values;
-}
-
-// `n` particles at x = 1, 2, ..., with the tags given.
-Bytes tagged_particles(const std::vector<double>& tags) {
-    Bytes bytes;
-    bytes.header(static_cast<int>(tags.size()), 2).record("tag", 3).doubles(tags);
-    bytes.record("position", 5);
-    for (size_t i = 0; i < tags.size(); ++i)
-        bytes.doubles({static_cast<double>(i + 1), 0, 0});
-    return bytes;
 }
 
 // ---- ReadPdc ----
@@ -85,10 +106,51 @@ TEST_F(Convert, EveryCutOfAFileFailsSilentlyWithoutACache) {
     EXPECT_THAT(scene.renderer.messages(), IsEmpty());
 }
 
-TEST_F(Convert, FailureReleasesTheNewCacheAndLeavesNone) {
+TEST_F(Convert, FailureLeavesNoCacheAlsoWhereOneWasBefore) {
     WriteInstanceData& data = make();
+    const auto before = std::make_unique<CPdc>();
+    data.pdc = before.get();
     EXPECT_FALSE(read(data, Bytes().header(1, 1)));
     EXPECT_EQ(data.pdc, nullptr);
+}
+
+TEST_F(Convert, SuccessReplacesACacheThatIsNotReleased) {
+    WriteInstanceData& data = make();
+    const auto before = std::make_unique<CPdc>(); // released twice if ReadPdc released it
+    data.pdc = before.get();
+    EXPECT_TRUE(read(data, pdc_bytes::seven_attributes()));
+    EXPECT_NE(data.pdc, before.get());
+    EXPECT_EQ(data.pdc->header.particleCount, 2);
+}
+
+TEST_F(Convert, EveryFileIsClosed) {
+    WriteInstanceData& data = make();
+    const std::string whole = pdc_bytes::seven_attributes().text;
+    const size_t before = open_descriptors();
+    EXPECT_TRUE(read(data, Bytes().raw(whole)));
+    delete std::exchange(data.pdc, nullptr);
+    EXPECT_EQ(open_descriptors(), before) << "after a file was loaded";
+    EXPECT_FALSE(data.ReadPdc(folder / "none.pdc"));
+    EXPECT_EQ(open_descriptors(), before) << "without a file";
+    EXPECT_FALSE(data.ReadPdc(folder.path().string()));
+    EXPECT_EQ(open_descriptors(), before) << "after a folder was tried";
+    for (const size_t length : {0, 27, 30, 100}) {
+        EXPECT_FALSE(read(data, Bytes().raw(std::string_view(whole).substr(0, length))));
+        EXPECT_EQ(open_descriptors(), before) << "after a file cut at " << length;
+    }
+    EXPECT_FALSE(read(data, Bytes().header(1, 1000)));
+    EXPECT_EQ(open_descriptors(), before) << "after a count that the file cannot hold";
+    EXPECT_TRUE(read(data, Bytes().header(100, 1).record("mass", 3).f64(1)));
+    EXPECT_EQ(open_descriptors(), before) << "after a record that was skipped";
+}
+
+TEST_F(Convert, TheWrittenPdcFileIsClosed) {
+    WriteInstanceData& data =
+        scene.make({.pdc_file_name = folder / "a.0001.pdc", .output_mode = 1, .frame = 2});
+    const size_t before = open_descriptors();
+    WriteOutput(&data);
+    EXPECT_TRUE(std::filesystem::exists(folder / "a.0002.pdc"));
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(Convert, FolderInPlaceOfAFileFails) {
@@ -252,14 +314,80 @@ TEST_F(Convert, ArraysThatAreTooShortLeaveThePreviousValues) {
     EXPECT_THAT(positions_x(map), ElementsAre(1, -4, -4, -4));
     EXPECT_THAT(field(map, "normalPP"),
                 ElementsAre("vector 0 0 1", "vector 0 -1 0", "vector 0 -1 0", "vector 0 -1 0"));
+    EXPECT_THAT(field(map, "rgbPP"), ElementsAre("vector 0.125 0.25 0.5", "vector 1 2 4",
+                                                 "vector 1 2 4", "vector 1 2 4"));
     EXPECT_THAT(field(map, "opacityPP"),
                 ElementsAre("scalar 0.5", "scalar 1", "scalar 1", "scalar 1"));
     EXPECT_THAT(field(map, "tag"),
                 ElementsAre("integer -3", "integer 70000", "integer 70000", "integer 70000"));
 }
 
-// The tag is taken over from the particle before even if that one was left out; the other values
-// from the last one that was kept.
+// One array that is too short does not affect the others.
+TEST_F(Convert, EachArrayThatIsTooShortLeavesItsOwnPreviousValue) {
+    struct Row {
+        const char* name;
+        std::vector<std::string> expected; // of the third particle: position and four fields
+    };
+    const Row table[] = {
+        {"position", {"4", "vector 7 8 9", "scalar 3", "vector 0 1 0", "integer 3"}},
+        {"rgbPP", {"7", "vector 4 5 6", "scalar 3", "vector 0 1 0", "integer 3"}},
+        {"opacityPP", {"7", "vector 7 8 9", "scalar 2", "vector 0 1 0", "integer 3"}},
+        {"normalPP", {"7", "vector 7 8 9", "scalar 3", "vector 0 0 2", "integer 3"}},
+        {"tag", {"7", "vector 7 8 9", "scalar 3", "vector 0 1 0", "integer 2"}},
+    };
+    for (const Row& row : table) {
+        WriteInstanceData& data = make();
+        ASSERT_TRUE(read(data, Bytes()
+                                   .header(3, 5)
+                                   .record("tag", 3)
+                                   .doubles({1, 2, 3})
+                                   .record("position", 5)
+                                   .doubles({1, 2, 3, 4, 5, 6, 7, 8, 9})
+                                   .record("rgbPP", 5)
+                                   .doubles({1, 2, 3, 4, 5, 6, 7, 8, 9})
+                                   .record("opacityPP", 3)
+                                   .doubles({1, 2, 3})
+                                   .record("normalPP", 5)
+                                   .doubles({1, 0, 0, 0, 0, 2, 0, 1, 0})));
+        for (CAttribute& slot : data.pdc->slots)
+            if (slot.name == row.name) slot.Resize(2);
+        EXPECT_TRUE(data.PdcToMap("out.mrmap"));
+        const AppendedElement& third = scene.maps.written.back().elements.at(2);
+        EXPECT_EQ(vx::stub::text_of(third.position.at(0)), row.expected[0]) << row.name;
+        EXPECT_EQ(third.fields.at("rgbPP"), row.expected[1]) << row.name;
+        EXPECT_EQ(third.fields.at("opacityPP"), row.expected[2]) << row.name;
+        EXPECT_EQ(third.fields.at("normalPP"), row.expected[3]) << row.name;
+        EXPECT_EQ(third.fields.at("tag"), row.expected[4]) << row.name;
+        scene.exit();
+    }
+}
+
+// The second particle is left out; the third has no values of its own.
+TEST_F(Convert, ValuesAreTakenOverFromTheLastKeptParticle) {
+    WriteInstanceData& data = make("1");
+    ASSERT_TRUE(read(data, Bytes()
+                               .header(2, 4)
+                               .record("position", 5)
+                               .doubles({1, 2, 3, 4, 5, 6})
+                               .record("rgbPP", 5)
+                               .doubles({7, 8, 9, 10, 11, 12})
+                               .record("opacityPP", 3)
+                               .doubles({0.25, 0.75})
+                               .record("normalPP", 5)
+                               .doubles({0, 0, 1, 0, 1, 0})));
+    data.pdc->header.particleCount = 3;
+    data.pdc->slots[kSlotTag].perParticle = true;
+    data.pdc->slots[kSlotTag].integers = {1, 9, 1};
+    EXPECT_TRUE(data.PdcToMap("out.mrmap"));
+    const WrittenMap& map = scene.maps.written.at(0);
+    ASSERT_EQ(map.elements.size(), 2u);
+    EXPECT_THAT(map.elements[1].position, ElementsAre(1, 2, 3));
+    EXPECT_EQ(map.elements[1].fields.at("rgbPP"), "vector 7 8 9");
+    EXPECT_EQ(map.elements[1].fields.at("opacityPP"), "scalar 0.25");
+    EXPECT_EQ(map.elements[1].fields.at("normalPP"), "vector 0 0 1");
+}
+
+// Unlike the other values, the tag is taken over from a particle that was left out as well.
 TEST_F(Convert, TagOfAParticleThatWasLeftOutIsTakenOver) {
     WriteInstanceData& data = make("3");
     ASSERT_TRUE(read(data, tagged_particles({3, 4})));
@@ -304,24 +432,67 @@ TEST_F(Convert, RendererWithoutTheInterfaceGetsNoMap) {
     EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
-// 28 bytes may claim two thousand million particles: copies of one another, as nothing backs them.
-TEST_F(Convert, CountThatNothingBacksIsBelievedUpToAMillion) {
-    scene.maps.quiet_elements = true;
-    WriteInstanceData& data = make();
-    ASSERT_TRUE(read(data, Bytes().header(2147483647, 0)));
-    EXPECT_FALSE(data.PdcToMap("out.mrmap"));
-    EXPECT_EQ(scene.maps.written.at(0).count, 1048576u);
+// An interface that is there for the first calls only: nothing is made with what is missing.
+TEST_F(Convert, MissingMapOrElementGivesNoMap) {
+    for (const int interfaces : {1, 2}) {
+        WriteInstanceData& data = make();
+        ASSERT_TRUE(read(data, tagged_particles({1})));
+        scene.maps.interface_limit = interfaces;
+        EXPECT_FALSE(data.PdcToMap("out.mrmap"));
+        EXPECT_THAT(scene.maps.written, IsEmpty());
+        scene.exit();
+        EXPECT_THAT(scene.left_over(), IsEmpty());
+    }
 }
 
-TEST_F(Convert, CountThatAnArrayBacksIsBelieved) {
-    scene.maps.quiet_elements = true;
-    WriteInstanceData& data = make();
-    ASSERT_TRUE(read(data, Bytes().header(0, 0)));
-    data.pdc->slots[kSlotOpacity].perParticle = true;
-    data.pdc->slots[kSlotOpacity].floats.resize(1100000);
-    data.pdc->header.particleCount = 1100000;
-    EXPECT_TRUE(data.PdcToMap("out.mrmap"));
-    EXPECT_EQ(scene.maps.written.at(0).count, 1100000u);
+// ---- counts that no array backs ----
+
+// The 28 bytes of a header may count 2^31 - 1 particles.
+TEST_F(Convert, CountWithoutValuesIsConvertedUpToTheLimit) {
+    WriteInstanceData& data = counted(0, {}, "");
+    for (const std::int32_t count : {kUnbacked - 1, kUnbacked, kUnbacked + 1, INT32_MAX}) {
+        data.pdc->header.particleCount = count;
+        EXPECT_EQ(data.PdcToMap("out.mrmap"), count <= kUnbacked) << count;
+        EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(std::min(count, kUnbacked)));
+    }
+}
+
+TEST_F(Convert, CountThatAnArrayOfAnyKindBacksIsConverted) {
+    constexpr std::int32_t n = kUnbacked + 5;
+    for (const int slot : {kSlotOpacity, kSlotId, kSlotNormal}) {
+        WriteInstanceData& data = counted(n, {}, "");
+        data.pdc->slots[slot].perParticle = true;
+        data.pdc->slots[slot].Resize(n);
+        EXPECT_TRUE(data.PdcToMap("out.mrmap")) << slot;
+        EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(n)) << slot;
+        scene.exit();
+    }
+}
+
+// The tag of all particles beyond the arrays is that of the last element.
+TEST_F(Convert, NothingIsMissingWhereTheLabelsLeaveOutEverythingBeyondTheLimit) {
+    EXPECT_TRUE(counted(INT32_MAX, {3, 3, 4}, "3").PdcToMap("out.mrmap"));
+    EXPECT_EQ(scene.maps.written.back().count, 2u);
+}
+
+TEST_F(Convert, SomethingIsMissingWhereTheLabelsKeepWhatIsBeyondTheLimit) {
+    EXPECT_FALSE(counted(INT32_MAX, {3, 3, 4}, "4").PdcToMap("out.mrmap"));
+    EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(kUnbacked - 2));
+}
+
+TEST_F(Convert, NothingIsMissingFromACountBelowTheLimitWhateverTheLabelsLeaveOut) {
+    EXPECT_TRUE(counted(100, {3, 3, 4}, "3").PdcToMap("out.mrmap"));
+    EXPECT_EQ(scene.maps.written.back().count, 2u);
+    scene.exit();
+    EXPECT_TRUE(counted(100, {3, 3, 4}, "9").PdcToMap("out.mrmap"));
+    EXPECT_EQ(scene.maps.written.back().count, 0u);
+}
+
+TEST_F(Convert, RefusedElementMakesAnUnbackedMapIncompleteToo) {
+    WriteInstanceData& data = counted(INT32_MAX, {3, 4}, "3");
+    scene.maps.refuse_append = 0;
+    EXPECT_FALSE(data.PdcToMap("out.mrmap"));
+    EXPECT_EQ(scene.maps.written.back().count, 0u);
 }
 
 } // namespace

@@ -202,6 +202,8 @@ class Folder {
 // All bytes of a file; "" for none.
 std::string contents_of(const std::string& path);
 void write_file(const std::string& path, const std::string& bytes);
+// The number of open files of this process.
+size_t open_descriptors();
 
 } // namespace vx::test
 
