@@ -6,6 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstring>
+#include <string>
+
 namespace {
 
 using testing::ElementsAre;
@@ -116,6 +120,50 @@ TEST(GetTagString, LongSubstitutionIsCutToTheBuffer) {
     Renderer renderer;
     renderer.substitutions["{X}"] = std::string(2000, 'x');
     EXPECT_EQ(GetTagString(renderer.add_string("a{X}")), "a" + std::string(998, 'x'));
+}
+
+TEST(GetTagString, ResultOfTheSubstitutionIsNotUsed) {
+    Renderer renderer;
+    const miTag tag = renderer.add_string("a.{N}.pdc");
+    for (const int result : {-1, 0, 1, 3, 7, 1000, 1001, INT_MIN, INT_MAX}) {
+        renderer.on_substitute = [result](char* buffer, const char* text, int capacity) {
+            EXPECT_STREQ(text, "a.{N}.pdc");
+            EXPECT_EQ(capacity, 1000);
+            std::memcpy(buffer, "a.0001.pdc", 11);
+            return result;
+        };
+        EXPECT_EQ(GetTagString(tag), "a.0001.pdc") << result;
+    }
+}
+
+TEST(GetTagString, TextBehindTheFirstZeroIsNotTaken) {
+    Renderer renderer;
+    const miTag tag = renderer.add_string("abc");
+    renderer.on_substitute = [](char* buffer, const char* /*text*/, int capacity) {
+        std::memset(buffer, 'x', static_cast<size_t>(capacity));
+        buffer[3] = '\0';
+        return capacity;
+    };
+    EXPECT_EQ(GetTagString(tag), "xxx");
+}
+
+TEST(GetTagString, BufferWithoutATerminatorIsTakenWhole) {
+    Renderer renderer;
+    const miTag tag = renderer.add_string("abc");
+    renderer.on_substitute = [](char* buffer, const char* /*text*/, int capacity) {
+        std::memset(buffer, 'x', static_cast<size_t>(capacity));
+        return capacity;
+    };
+    EXPECT_EQ(GetTagString(tag), std::string(1000, 'x'));
+}
+
+TEST(GetTagString, BufferThatIsNotWrittenIsEmpty) {
+    Renderer renderer;
+    const miTag tag = renderer.add_string("abc");
+    renderer.on_substitute = [](char* /*buffer*/, const char* /*text*/, int /*capacity*/) {
+        return 3;
+    };
+    EXPECT_EQ(GetTagString(tag), "");
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <unistd.h>
@@ -39,7 +38,7 @@ class CountedStream {
         ++self.steps;
         const std::size_t at = std::min(self.m_position, self.m_bytes.size());
         const std::size_t got = std::min(wanted, self.m_bytes.size() - at);
-        std::memcpy(to, self.m_bytes.data() + at, got);
+        std::copy_n(self.m_bytes.data() + at, got, to);
         self.m_position += got;
         return static_cast<ssize_t>(got);
     }

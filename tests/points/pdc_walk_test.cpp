@@ -161,7 +161,7 @@ TEST(ReadGrowing, GivesExactlyTheBytesThatWereAskedFor) {
     std::string all;
     for (int i = 0; i < 10000; ++i)
         all += static_cast<char>(i % 251);
-    for (const std::size_t n : {0, 1, 4095, 4096, 4097, 8192, 9999, 10000}) {
+    for (const std::size_t n : {0U, 1U, 4095U, 4096U, 4097U, 8192U, 9999U, 10000U}) {
         const File f = pdc_bytes::file_of(all);
         std::string bytes = "left from before";
         EXPECT_TRUE(ReadGrowing(f.get(), n, bytes)) << n;
@@ -171,7 +171,7 @@ TEST(ReadGrowing, GivesExactlyTheBytesThatWereAskedFor) {
 }
 
 TEST(ReadGrowing, FailsWhereTheStreamEnds) {
-    for (const std::size_t held : {0, 1, 4095, 4096, 5000}) {
+    for (const std::size_t held : {0U, 1U, 4095U, 4096U, 5000U}) {
         const File f = pdc_bytes::file_of(std::string(held, 'x'));
         std::string bytes;
         EXPECT_FALSE(ReadGrowing(f.get(), held + 1, bytes)) << held;

@@ -440,6 +440,7 @@ void* Renderer::shaderstate_get(miState* state, const char* key, int* size) {
 int Renderer::string_substitute(char* buffer, const char* text, int capacity) {
     std::string substituted(text);
     note("string_substitute(" + substituted + ", " + number(capacity) + ")");
+    if (on_substitute) return on_substitute(buffer, text, capacity);
     for (const auto& [name, value] : substitutions)
         for (size_t at = substituted.find(name); at != std::string::npos;
              at = substituted.find(name, at + value.size()))

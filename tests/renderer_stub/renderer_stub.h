@@ -132,7 +132,8 @@ class Renderer {
     std::function<Probe(miState*, const miVector& dir, const miVector& org)> on_probe;
     std::function<Shaded(miState*, const miVector& dir)> on_reflection;
     std::function<std::array<double, 2>(int index, int n)> on_sample; // unset: (i + 0.5) / n twice
-    std::function<miBoolean(miColor*, miState*)> on_eye;              // unset: eye_color, miTRUE
+    std::function<int(char* buffer, const char* text, int capacity)> on_substitute;
+    std::function<miBoolean(miColor*, miState*)> on_eye; // unset: eye_color, miTRUE
     miColor eye_color = {0.25F, 0.5F, 0.75F, 1.0F};
     miMatrix camera_to_internal = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 

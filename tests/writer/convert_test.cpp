@@ -134,7 +134,7 @@ TEST_F(Convert, EveryFileIsClosed) {
     EXPECT_EQ(open_descriptors(), before) << "without a file";
     EXPECT_FALSE(data.ReadPdc(folder.path().string()));
     EXPECT_EQ(open_descriptors(), before) << "after a folder was tried";
-    for (const size_t length : {0, 27, 30, 100}) {
+    for (const size_t length : {0U, 27U, 30U, 100U}) {
         EXPECT_FALSE(read(data, Bytes().raw(std::string_view(whole).substr(0, length))));
         EXPECT_EQ(open_descriptors(), before) << "after a file cut at " << length;
     }
