@@ -195,8 +195,11 @@ void print(const char* name, const Measured& m) {
 
 // bench_grid [SAMPLES [ROUNDS]]: samples per pixel, 1 by default. 16 samples need 16 GiB.
 int main(int argc, char** argv) {
-    const int samples = argc > 1 ? std::atoi(argv[1]) : 1;
-    const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+    const auto number = [&](int at, int otherwise) {
+        return argc > at ? static_cast<int>(std::strtol(argv[at], nullptr, 10)) : otherwise;
+    };
+    const int samples = number(1, 1);
+    const int rounds = number(2, 5);
     for (const Case& what : kCases) {
         Measured grid;
         Measured flat;
