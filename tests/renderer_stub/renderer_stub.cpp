@@ -347,7 +347,7 @@ miBoolean Renderer::trace_probe(miState* state, const miVector& dir, const miVec
     // What a trace leaves behind in its caller: nobody may rely on these words.
     state->pri = state;
     state->cache = state;
-    return hit ? miTRUE : miFALSE;
+    return probe_result.value_or(hit ? miTRUE : miFALSE);
 }
 
 miBoolean Renderer::trace_reflection(miColor* result, miState* state, const miVector& dir) {
@@ -414,6 +414,7 @@ miBoolean Renderer::shaderstate_set(miState* state, const char* key, const void*
     }
     note("shaderstate_set(" + std::string(key) + " = " + value + ", " + number(size) +
          " bytes, lifetime " + number(lifetime) + ")");
+    if (on_shaderstate_set) on_shaderstate_set(state);
     const std::lock_guard guard(mutex_);
     if (data == nullptr) {
         state_data_.erase({state, key});
@@ -426,6 +427,7 @@ miBoolean Renderer::shaderstate_set(miState* state, const char* key, const void*
 
 void* Renderer::shaderstate_get(miState* state, const char* key, int* size) {
     note("shaderstate_get(" + std::string(key) + ")");
+    if (on_shaderstate_get) return on_shaderstate_get(state, size);
     const std::lock_guard guard(mutex_);
     for (const miState* s = state; s != nullptr; s = s->parent) {
         const auto found = state_data_.find({s, key});

@@ -131,6 +131,12 @@ class Renderer {
     // Asked first when set.
     std::function<Probe(miState*, const miVector& dir, const miVector& org)> on_probe;
     std::function<Shaded(miState*, const miVector& dir)> on_reflection;
+    // What mi_trace_probe returns, whether there is a child or not; unset: whether there is one.
+    std::optional<miBoolean> probe_result;
+    // Answers mi_shaderstate_get in full: the size is what this leaves in it.
+    std::function<void*(miState*, int* size)> on_shaderstate_get;
+    // Called for every mi_shaderstate_set, before the entry changes.
+    std::function<void(const miState*)> on_shaderstate_set;
     std::function<std::array<double, 2>(int index, int n)> on_sample; // unset: (i + 0.5) / n twice
     std::function<int(char* buffer, const char* text, int capacity)> on_substitute;
     std::function<miBoolean(miColor*, miState*)> on_eye; // unset: eye_color, miTRUE

@@ -127,6 +127,38 @@ TEST(RendererStub, ProbesAnswerAsScriptedAndThenMiss) {
     EXPECT_EQ(renderer.calls()[0], "trace_probe(org 0 0.5 0, dir 0 0 -1)");
 }
 
+TEST(RendererStub, ProbeResultOverridesTheAnswerAndNothingElse) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    miVector dir = {0, 0, -1};
+    renderer.probe_result = miTRUE;
+    EXPECT_TRUE(mi_trace_probe(&state, &dir, &dir));
+    EXPECT_EQ(state.child, nullptr);
+    renderer.probe_result = miFALSE;
+    renderer.probes = {Hit{}};
+    EXPECT_FALSE(mi_trace_probe(&state, &dir, &dir));
+    EXPECT_NE(state.child, nullptr);
+}
+
+TEST(RendererStub, StateDataCanBeScripted) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    int value = 3;
+    int sets = 0;
+    renderer.on_shaderstate_set = [&](const miState* setter) { sets += setter == &state ? 1 : 0; };
+    renderer.on_shaderstate_get = [&](miState*, int* size) {
+        ++*size;
+        return &value;
+    };
+    int size = 6;
+    mi_shaderstate_set(&state, "key", &size, sizeof size, 1);
+    EXPECT_EQ(sets, 1);
+    EXPECT_EQ(mi_shaderstate_get(&state, "key", &size), &value);
+    EXPECT_EQ(size, 7);
+    renderer.on_shaderstate_get = nullptr;
+    EXPECT_EQ(*static_cast<int*>(mi_shaderstate_get(&state, "key", &size)), 6);
+}
+
 TEST(RendererStub, StateDataIsFoundFromStatesBelow) {
     Renderer renderer;
     miState above = renderer.new_state(miNULLTAG);
