@@ -5,7 +5,17 @@
 #include "src/writer/output.h"
 #include "src/writer/write_instance_data.h"
 
+#include <cstdint>
+#include <limits>
+
 namespace {
+
+void WarnOfTooManySamples(const miCamera* camera, int samples) {
+    mi_warning("%s: %d x %d pixels with %d samples each exceed the limit of %d samples, nothing is "
+               "baked; reduce samples, turn jitter off, or lower the camera's resolution",
+               "vx_pc_write", camera->x_resolution, camera->y_resolution, samples,
+               std::numeric_limits<std::int32_t>::max());
+}
 
 // The mark of a thread that has been here. It is never released, since a shader is not told when a
 // thread ends. Leak checkers ignore it by the name of this function, which therefore must be on the
@@ -19,6 +29,10 @@ void RunOnce(miState* state, WriteInstanceData* data) {
     data->done = true;
     if (data->params.outputMode == kOutputConvert) {
         ConvertOutput(data);
+        return;
+    }
+    if (data->tooManySamples) {
+        WarnOfTooManySamples(state->camera, data->params.samples);
         return;
     }
     BakePass(state, data);

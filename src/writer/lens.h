@@ -15,8 +15,9 @@ void ExitWriteInstance(miState* state);
 
 // Every call passes the eye ray on as it is and returns what that returns. The first call of each
 // thread takes the record's lock; the first of all of them bakes, or converts, before it gives the
-// lock back, while the others wait for it. Without a record: false, and nothing is traced. An
-// exception from an allocation passes through, with the lock held.
+// lock back, while the others wait for it. If the image has more samples than a grid counts, there
+// is one warning and no bake. Without a record: false, and nothing is traced. An exception from an
+// allocation passes through, with the lock held.
 miBoolean WriteLens(miColor* result, miState* state);
 
 #endif

@@ -5,13 +5,25 @@
 #include "src/platform/shader_access.h"
 #include "src/tag/eval.h"
 
-#include <cstdint>
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <stdexcept>
+
+std::optional<std::int32_t> GridRows(int width, int height, int samples) {
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t pixels = std::int64_t{std::max(width, 0)} * std::max(height, 0);
+    if (pixels > most / samples) return std::nullopt;
+    return static_cast<std::int32_t>(pixels * samples);
+}
 
 WriteInstanceData::WriteInstanceData(miState* state, WriteParameters* from)
-    : lock(), done(false), labelCount(0), labelValues(nullptr), params(), pdc(nullptr) {
+    : lock(),
+      done(false),
+      labelCount(0),
+      labelValues(nullptr),
+      params(),
+      pdc(nullptr),
+      tooManySamples(false) {
     InitLock(&lock);
     try {
         ReadParameters(state, from);
@@ -56,10 +68,9 @@ void WriteInstanceData::ReadParameters(miState* state, WriteParameters* from) {
 }
 
 void WriteInstanceData::SizeGrid(const miCamera* camera) {
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t pixels =
-        static_cast<std::int64_t>(camera->x_resolution) * camera->y_resolution;
-    if (pixels > most / params.samples)
-        throw std::length_error("more samples in the image than a grid has rows");
-    grid.Resize(static_cast<std::int32_t>(pixels * params.samples), params.layers);
+    // An instance that never bakes has no use for a grid, so any image size will do.
+    if (params.disable == 1 || params.outputMode == kOutputConvert) return;
+    const auto rows = GridRows(camera->x_resolution, camera->y_resolution, params.samples);
+    tooManySamples = !rows.has_value();
+    if (rows) grid.Resize(*rows, params.layers);
 }

@@ -7,14 +7,20 @@
 #include "src/points/point_grid.h"
 #include "src/writer/write_parameters.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
+
+// The number of grid rows for an image: one per sample, 0 if either size is below 1. Empty if a
+// grid cannot count that many. `samples` is per pixel, at least 1.
+std::optional<std::int32_t> GridRows(int width, int height, int samples);
 
 class WriteInstanceData {
   public:
     // Evaluates and copies the parameters and sizes the grid for the state's camera: a row per
-    // sample of the image. Parameters that a switch turns off are not evaluated. Throws what an
-    // allocation throws, std::length_error for an image with more samples than a grid has rows;
-    // nothing is left behind then.
+    // sample of the image. Parameters that a switch turns off are not evaluated. The grid stays
+    // empty if it cannot count the samples, and for an instance that is disabled or converts.
+    // Throws what an allocation throws; nothing is left behind then.
     WriteInstanceData(miState* state, WriteParameters* params);
     // Releases the cache, the labels, the lock and the grid, in this order.
     ~WriteInstanceData();
@@ -39,7 +45,8 @@ class WriteInstanceData {
     int* labelValues; // from parse_label_list; null with useLabels off
     WriteParameters params;
     CPointGrid grid;
-    CPdc* pdc; // null until the output stage
+    CPdc* pdc;           // null until the output stage
+    bool tooManySamples; // the image has more than a grid has rows, so nothing can be baked
 
   private:
     void ReadParameters(miState* state, WriteParameters* from);

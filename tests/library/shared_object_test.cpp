@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -260,15 +261,38 @@ TEST_F(LoadedLibrary, WriterWithoutAnInitIsFalse) {
     EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "query(51)"));
 }
 
-// What an allocation throws passes on to the caller, across the border of the shared object.
+// What is thrown while an instance is made passes on to the caller, across the border of the shared
+// object: here by the stand-in, which has no value for a connection.
 TEST_F(LoadedLibrary, ExceptionOfAnInstanceInitReachesTheCaller) {
+    Renderer renderer;
+    FunctionSetup setup;
+    setup.block.resize(sizeof(WriterBlock));
+    setup.connections[36] = 500; // of the last parameter but one
+    miState state = renderer.new_state(renderer.add_function(setup));
+    auto* const init = entry<Init>("vx_pc_write_init");
+    EXPECT_THROW(init(&state, state.shader->parameters, nullptr), std::logic_error);
+    EXPECT_THAT(renderer.calls_starting_with("delete_lock"), testing::SizeIs(1));
+    EXPECT_EQ(*renderer.user_pointer(state.shader), nullptr);
+    EXPECT_THAT(renderer.left_over(), IsEmpty());
+}
+
+// Nothing is thrown for an image that no grid can count: the picture is rendered without a bake.
+TEST_F(LoadedLibrary, WriterOfAnImageWithTooManySamplesWarnsAndPassesTheEyeRay) {
     Renderer renderer;
     renderer.camera.x_resolution = renderer.camera.y_resolution = 1 << 20;
     FunctionSetup setup;
-    setup.block.resize(sizeof(WriterBlock));
+    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, 0, 2, 1, 0.5F});
     miState state = renderer.new_state(renderer.add_function(setup));
-    auto* const init = entry<Init>("vx_pc_write_init");
-    EXPECT_THROW(init(&state, state.shader->parameters, nullptr), std::exception);
+    void* const params = state.shader->parameters;
+    entry<Init>("vx_pc_write_init")(&state, params, nullptr);
+    miColor color = {};
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(entry<Shader>("vx_pc_write")(&color, &state, params), miTRUE);
+    EXPECT_EQ(color.b, 0.75F);
+    EXPECT_THAT(renderer.messages(),
+                ElementsAre(testing::StartsWith(
+                    "warning: vx_pc_write: 1048576 x 1048576 pixels with 1 samples each exceed")));
+    entry<Exit>("vx_pc_write_exit")(&state, params);
     EXPECT_THAT(renderer.left_over(), IsEmpty());
 }
 

@@ -80,14 +80,60 @@ TEST(Lens, DisabledItOnlyPassesTheEyeRay) {
 }
 
 TEST(Lens, DisableIsTestedFor1NotForNonZero) {
-    for (const int disable : {2, -1, 256}) {
+    for (const int disable : {0, 2, -1, 256}) {
         LensScene scene;
         const WriteInstanceData& data = scene.make({.disable = disable});
         miColor result = {};
         WriteLens(&result, &scene.state);
         EXPECT_TRUE(data.done) << disable;
+        EXPECT_EQ(scene.renderer.calls_starting_with("trace_probe").size(), 4u) << disable;
     }
 }
+
+// ---- more samples than a grid counts ----
+
+TEST(Lens, TooManySamplesWarnOnceBakeNothingAndRenderThePicture) {
+    LensScene scene(3000, 3000);
+    const WriteInstanceData& data =
+        scene.make({.jitter = 1, .samples = 300, .pdc_file_name = "a.0001.pdc", .output_mode = 2});
+    const std::string warning =
+        "warning: vx_pc_write: 3000 x 3000 pixels with 300 samples each exceed the limit of "
+        "2147483647 samples, nothing is baked; reduce samples, turn jitter off, or lower the "
+        "camera's resolution";
+    miColor result = {};
+    EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
+    EXPECT_EQ(result.g, 0.5F);
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", "query(126)",
+                                                    "lock(1)", warning, "unlock(1)", eye_ray));
+    EXPECT_TRUE(data.done);
+    EXPECT_EQ(data.pdc, nullptr);
+    scene.renderer.clear_calls();
+    scene.state.thread = 1;
+    EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
+    EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
+    EXPECT_THAT(scene.renderer.messages(), IsEmpty());
+    scene.exit();
+    EXPECT_THAT(scene.left_over(), IsEmpty());
+}
+
+TEST(Lens, DisabledItDoesNotWarnOfTooManySamples) {
+    LensScene scene(3000, 3000);
+    scene.make({.disable = 1, .jitter = 1, .samples = 300});
+    miColor result = {};
+    EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", eye_ray));
+}
+
+TEST(Lens, ConversionRunsWhateverTheNumberOfSamples) {
+    LensScene scene(3000, 3000);
+    scene.make({.jitter = 1, .samples = 300, .pdc_file_name = "x", .output_mode = 3});
+    miColor result = {};
+    EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
+    EXPECT_THAT(scene.renderer.messages(),
+                ElementsAre("warning: vx_pc_write: Invalid file name for x, aborting"));
+}
+
+// ---- the first call and later ones ----
 
 TEST(Lens, FirstCallMarksTheThreadThenBakesUnderTheLock) {
     LensScene scene(1, 1);

@@ -54,6 +54,12 @@ class Output : public testing::Test {
                                               .radius = 0.5F});
         return data;
     }
+    // Another instance in the same scene.
+    WriteInstanceData& make_with(Settings settings, int mode) {
+        if (scene.function != 0) scene.exit();
+        settings.output_mode = mode;
+        return scene.make(settings);
+    }
     std::vector<std::string> files() const {
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
@@ -161,7 +167,7 @@ TEST_F(Output, Mode2WritesThePdcFileAndThenTheMap) {
 }
 
 TEST_F(Output, UnknownModesWriteNothingButBuildTheCache) {
-    for (const int mode : {-1, 4, 3, 1000}) {
+    for (const int mode : {-1, 4, 1000}) {
         WriteInstanceData& data = make(mode);
         fill(data);
         WriteOutput(&data);
@@ -247,6 +253,22 @@ TEST_F(Output, BadMapNameIsReportedAsTheEmptyBuiltName) {
                                         "warning: vx_pc_write: Invalid file name for , aborting"));
     EXPECT_THAT(scene.maps.written, IsEmpty());
     EXPECT_THAT(scene.renderer.calls_starting_with("get_interface"), IsEmpty());
+}
+
+TEST_F(Output, BadNamesAreReportedWithTheirSubstitutionsAndAfterAPassTheMapsNotAtAll) {
+    scene.renderer.substitutions["{SHOT}"] = "take";
+    const Settings settings = {.pdc_file_name = "{SHOT}.pdc", .map_file_name = "{SHOT}.mrmap"};
+    WriteOutput(&make_with(settings, 2));
+    EXPECT_THAT(messages(),
+                ElementsAre("warning: vx_pc_write: Invalid file name for take.pdc, aborting",
+                            "warning: vx_pc_write: Invalid file name for , aborting"));
+    ConvertOutput(&make_with(settings, 3));
+    EXPECT_THAT(messages(),
+                ElementsAre("warning: vx_pc_write: Invalid file name for take.pdc, aborting"));
+    ConvertOutput(&make_with({.pdc_file_name = "a.1.pdc", .map_file_name = "{SHOT}.mrmap"}, 3));
+    EXPECT_THAT(messages(),
+                ElementsAre("warning: vx_pc_write: Invalid file name for take.mrmap, aborting"));
+    EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
 TEST_F(Output, NameOfTheWrongTypeIsInvalid) {

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <optional>
 
 namespace {
 
@@ -96,9 +96,23 @@ TEST(WriteInstanceData, SamplesBelow1AreStoredAs1) {
     }
 }
 
-TEST(WriteInstanceData, JitterIsAnyNonZeroValue) {
-    LensScene scene;
-    EXPECT_EQ(scene.make({.jitter = -5, .samples = 4}).params.samples, 4);
+TEST(WriteInstanceData, SwitchesAreAnyNonZeroValueAndKeptAsTheyAre) {
+    for (const int on : {2, -1, -2147483647 - 1}) {
+        LensScene scene;
+        const WriteInstanceData& data =
+            scene.make({.jitter = on, .samples = 4, .use_labels = on, .labels = "5,6"});
+        EXPECT_EQ(data.params.samples, 4) << on;
+        EXPECT_EQ(data.params.jitter, on);
+        EXPECT_THAT(labels_of(data), ElementsAre(5, 6)) << on;
+        EXPECT_EQ(data.params.useLabels, on);
+    }
+}
+
+TEST(WriteInstanceData, SamplesFrom1OnAreStoredAsTheyAre) {
+    for (const int samples : {1, 2, 3, 100}) {
+        LensScene scene;
+        EXPECT_EQ(scene.make({.jitter = 1, .samples = samples}).params.samples, samples);
+    }
 }
 
 TEST(WriteInstanceData, WithoutUseLabelsTheLabelsAreNeverRead) {
@@ -197,26 +211,90 @@ TEST(WriteInstanceData, ParametersThatASwitchTurnsOffAreNotEvaluated) {
                             "phen_eval(5+36)"));
 }
 
-// ---- failure ----
+// ---- the size of the grid ----
 
-TEST(WriteInstanceData, FailedConstructionLeavesNothingBehind) {
-    LensScene scene(46341, 46341); // more pixels than a grid has rows
-    scene.set_up({.use_labels = 1, .labels = "1-9"});
-    EXPECT_THROW(InitWriteInstance(&scene.state, scene.params()), std::length_error);
-    EXPECT_EQ(*scene.renderer.user_pointer(scene.state.shader), nullptr);
-    EXPECT_THAT(scene.left_over(), IsEmpty());
+TEST(GridRows, IsThreeFactors) {
+    EXPECT_EQ(GridRows(3, 2, 4), 24);
+    EXPECT_EQ(GridRows(1, 1, 1), 1);
+    EXPECT_EQ(GridRows(1920, 1080, 16), 33177600);
 }
 
-TEST(WriteInstanceData, SampleCountsThatOverflowAreRefused) {
-    LensScene scene(1000, 1000);
-    scene.set_up({.jitter = 1, .samples = 2147483647});
-    EXPECT_THROW(InitWriteInstance(&scene.state, scene.params()), std::length_error);
-    EXPECT_THAT(scene.left_over(), IsEmpty());
+// 2147483647 is a prime.
+TEST(GridRows, CountsTo2147483647) {
+    constexpr int most = 2147483647;
+    EXPECT_EQ(GridRows(most, 1, 1), most);
+    EXPECT_EQ(GridRows(1, most, 1), most);
+    EXPECT_EQ(GridRows(1, 1, most), most);
+    EXPECT_EQ(GridRows(2, 3, 357913941), most - 1);
+    EXPECT_EQ(GridRows(65536, 32768, 1), std::nullopt); // one more
+    EXPECT_EQ(GridRows(2, 1, 1 << 30), std::nullopt);
+    EXPECT_EQ(GridRows(1, 2, 1 << 30), std::nullopt);
+    EXPECT_EQ(GridRows(3000, 3000, 238), 2142000000);
+    EXPECT_EQ(GridRows(3000, 3000, 239), std::nullopt);
+}
+
+TEST(GridRows, ProductsBeyond32And64BitsAreRefusedToo) {
+    constexpr int most = 2147483647;
+    EXPECT_EQ(GridRows(65536, 65536, 1), std::nullopt);
+    EXPECT_EQ(GridRows(65536, 65536, 1 << 30), std::nullopt);
+    EXPECT_EQ(GridRows(most, most, most), std::nullopt);
+}
+
+TEST(GridRows, ImageWithoutPixelsHasNone) {
+    EXPECT_EQ(GridRows(0, 5, 2), 0);
+    EXPECT_EQ(GridRows(5, 0, 2), 0);
+    EXPECT_EQ(GridRows(-3, 2, 2), 0);
+    EXPECT_EQ(GridRows(3, -2, 2), 0);
+    EXPECT_EQ(GridRows(-3, -2, 2), 0);
+    EXPECT_EQ(GridRows(-65536, 49152, 1), 0); // 2^30 in 32 bits
 }
 
 TEST(WriteInstanceData, NegativeImageSizesGiveNoRows) {
     LensScene scene(-3, 2);
-    EXPECT_EQ(scene.make({}).grid.rows.size(), 0u);
+    const WriteInstanceData& data = scene.make({});
+    EXPECT_EQ(data.grid.rows.size(), 0u);
+    EXPECT_EQ(data.grid.rowCount, 0);
+    EXPECT_FALSE(data.tooManySamples);
+}
+
+TEST(WriteInstanceData, TooManySamplesLeaveTheGridEmptyWithoutAMessage) {
+    LensScene scene(3000, 3000);
+    scene.set_up({.jitter = 1, .samples = 300});
+    InitWriteInstance(&scene.state, scene.params());
+    EXPECT_TRUE(scene.record().tooManySamples);
+    EXPECT_EQ(scene.record().grid.rows.size(), 0u);
+    EXPECT_EQ(scene.record().params.samples, 300);
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "init_lock(1)"));
+    scene.exit();
+    EXPECT_THAT(scene.left_over(), IsEmpty());
+}
+
+// The samples of a pixel count only with jitter on.
+TEST(WriteInstanceData, SamplesThatAreNotTakenAreNotTooMany) {
+    LensScene scene(2, 2);
+    const WriteInstanceData& data = scene.make({.jitter = 0, .samples = 2147483647});
+    EXPECT_FALSE(data.tooManySamples);
+    EXPECT_EQ(data.grid.rows.size(), 4u);
+}
+
+TEST(WriteInstanceData, InstanceThatNeverBakesHasNoGridAndNoLimit) {
+    for (const Settings& settings :
+         {Settings{.disable = 1, .jitter = 1, .samples = 300},
+          Settings{.jitter = 1, .samples = 300, .output_mode = kOutputConvert}}) {
+        for (const int size : {2, 3000}) {
+            LensScene scene(size, size);
+            const WriteInstanceData& data = scene.make(settings);
+            EXPECT_FALSE(data.tooManySamples) << size;
+            EXPECT_EQ(data.grid.rows.size(), 0u) << size;
+        }
+    }
+}
+
+TEST(WriteInstanceData, OnlyDisable1SparesTheGrid) {
+    for (const int disable : {0, 2, -1}) {
+        LensScene scene;
+        EXPECT_EQ(scene.make({.disable = disable}).grid.rows.size(), 4u) << disable;
+    }
 }
 
 } // namespace
