@@ -113,6 +113,33 @@ TEST(Tag, EntryOfSizeZeroMeansNoBake) {
     EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
 }
 
+// ---- what the renderer says of an entry that is not there ----
+
+TEST(Tag, SizeThatTheRendererLeavesAloneIsZero) {
+    Surface surface;
+    int one = 1;
+    int size_before = -1;
+    surface.renderer.on_shaderstate_get = [&](miState*, int* size) {
+        size_before = *size;
+        return &one;
+    };
+    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_EQ(size_before, 0);
+}
+
+TEST(Tag, NullEntryMeansNoBakeWhateverItsSize) {
+    Surface surface;
+    surface.renderer.on_shaderstate_get = [](miState*, int* size) {
+        *size = 4;
+        return nullptr;
+    };
+    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    surface.renderer.on_shaderstate_get = [](miState*, int*) { return nullptr; };
+    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+}
+
+// ---- connected colors ----
+
 TEST(Tag, ShaderBehindBakeColorIsNotRunOutsideABake) {
     Surface surface(true);
     EXPECT_THAT(surface.color(miRAY_REFLECT), ElementsAre(10, 20, 30, 40));

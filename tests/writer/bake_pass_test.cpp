@@ -1,12 +1,11 @@
-// The pass over the image: the exact sequence of calls, geometry, layers, labels, counts.
+// The pass over the image: the exact sequence of calls, the state, samples, labels, progress.
 #include "src/writer/bake_pass.h"
 
+#include "tests/writer/bake_rows.h"
 #include "tests/writer/lens_scene.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 namespace {
 
@@ -18,22 +17,9 @@ using vx::stub::Probe;
 using vx::stub::Shaded;
 using vx::stub::text_of;
 using vx::test::LensScene;
+using vx::test::row_of;
+using vx::test::shaded;
 using vx::test::Surface;
-
-// The row as text: "position | normal | colour and opacity | tag".
-std::vector<std::string> row_of(const WriteInstanceData& data, size_t row) {
-    std::vector<std::string> points;
-    for (const CPoint& p : data.grid.rows.at(row).points)
-        points.push_back(text_of(miVector{p.positionX, p.positionY, p.positionZ}) + " | " +
-                         text_of(miVector{p.normalX, p.normalY, p.normalZ}) + " | " +
-                         text_of(miVector{p.red, p.green, p.blue}) + " " + text_of(p.opacity) +
-                         " | " + std::to_string(p.tag));
-    return points;
-}
-
-Shaded shaded(miColor color, miVector point, miVector normal = {0, 0, 1}) {
-    return {.color = color, .end = Hit{.point = point, .normal = normal}};
-}
 
 // ---- the whole sequence ----
 
@@ -138,6 +124,24 @@ TEST(BakePass, PutsBackWhatProbingAndTracingChange) {
     EXPECT_EQ(scene.state.cache, &scene.function);
 }
 
+TEST(BakePass, StateIsPutBackBeforeTheFlagIsCleared) {
+    LensScene scene(1, 1);
+    WriteInstanceData& data = scene.make({});
+    scene.renderer.on_probe = [&](miState* state, const miVector&, const miVector&) {
+        state->org = {-1, -1, -1};
+        return Probe();
+    };
+    std::vector<std::string> seen;
+    scene.renderer.on_shaderstate_set = [&](const miState* state) {
+        seen.push_back(text_of(state->org) + ", " + text_of(state->point) + ", pri and cache " +
+                       (state->pri == &scene.renderer ? "own" : "other") + ' ' +
+                       (state->cache == &scene.function ? "own" : "other"));
+    };
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(seen, ElementsAre("0 0 5, 9 9 9, pri and cache own own",
+                                  "0 0 5, 9 9 9, pri and cache own own"));
+}
+
 TEST(BakePass, FlagIsUpDuringThePassAndZeroNotGoneAfterIt) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({});
@@ -165,8 +169,9 @@ TEST(BakePass, EachSampleStartsAtTheEyeAgain) {
     WriteInstanceData& data = scene.make({.layers = 3});
     std::vector<std::string> starts;
     int probe = 0;
-    scene.renderer.on_probe = [&](miState*, const miVector&, const miVector& org) -> Probe {
+    scene.renderer.on_probe = [&](miState* state, const miVector&, const miVector& org) -> Probe {
         starts.push_back(text_of(org));
+        state->org = {-1, -1, -1}; // as a trace may leave it: the eye is where the pass began
         if (probe++ % 2 == 1) return {};
         return scene.hit_at(scene.untagged(), {1, 2, 3});
     };
@@ -174,78 +179,6 @@ TEST(BakePass, EachSampleStartsAtTheEyeAgain) {
     ASSERT_EQ(starts.size(), 8u);
     for (size_t i = 0; i < 8; i += 2)
         EXPECT_EQ(starts[i], "0 0 5");
-}
-
-// ---- directions ----
-
-TEST(BakePass, DirectionsGoThroughTheSamplesOfTheImagePlane) {
-    LensScene scene(4, 3);
-    scene.renderer.camera.focal = 1.5F;
-    scene.renderer.camera.aperture = 1.25F;
-    scene.renderer.camera.aspect = 4.0F / 3.0F;
-    WriteInstanceData& data = scene.make({.jitter = 1, .samples = 2});
-    const double position[2][2] = {{0.25, 0.75}, {0.875, 0.125}};
-    scene.renderer.on_sample = [&](int index, int /*n*/) {
-        return std::array{position[index][0], position[index][1]};
-    };
-    std::vector<miVector> directions;
-    scene.renderer.on_probe = [&](miState*, const miVector& dir, const miVector&) {
-        directions.push_back(dir);
-        return Probe();
-    };
-    BakePass(&scene.state, &data);
-    ASSERT_EQ(directions.size(), 24u);
-    size_t at = 0;
-    for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < 4; ++x) {
-            for (const auto& sample : position) {
-                // A plane 1.25 wide and 0.9375 high at the distance 1.5, lower left corner first.
-                const double px = -0.625 + (x + sample[0]) * 1.25 / 4;
-                const double py = -0.46875 + (y + sample[1]) * 0.9375 / 3;
-                const double length = std::sqrt(px * px + py * py + 1.5 * 1.5);
-                EXPECT_NEAR(directions[at].x, px / length, 1e-6);
-                EXPECT_NEAR(directions[at].y, py / length, 1e-6);
-                EXPECT_NEAR(directions[at].z, -1.5 / length, 1e-6);
-                ++at;
-            }
-        }
-    }
-}
-
-TEST(BakePass, DirectionsAreTurnedFromCameraSpace) {
-    LensScene scene(1, 1);
-    // The camera looks along +x.
-    const miMatrix turned = {0, 0, 1, 0, 0, 1, 0, 0, -1, 0, 0, 0, 3, 4, 5, 1};
-    std::copy(std::begin(turned), std::end(turned), scene.renderer.camera_to_internal);
-    WriteInstanceData& data = scene.make({});
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"),
-                ElementsAre("trace_probe(org 0 0 5, dir 1 0 0)"));
-}
-
-TEST(BakePass, DirectionOfNoLengthIsNotNormalised) {
-    LensScene scene(1, 1);
-    scene.renderer.camera.focal = 0;
-    scene.renderer.camera.aperture = 0;
-    WriteInstanceData& data = scene.make({});
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"),
-                ElementsAre("trace_probe(org 0 0 5, dir 0 0 0)"));
-}
-
-TEST(BakePass, OrthographicWindowAndOffsetAreNotLookedAt) {
-    const auto probes = [](bool special) {
-        LensScene scene(2, 1);
-        WriteInstanceData& data = scene.make({});
-        if (special) {
-            scene.renderer.camera.orthographic = miTRUE;
-            scene.renderer.camera.window = {1, 0, 1, 0};
-            scene.renderer.camera.x_offset = 10;
-        }
-        BakePass(&scene.state, &data);
-        return scene.renderer.calls_starting_with("trace_probe");
-    };
-    EXPECT_EQ(probes(true), probes(false));
 }
 
 // ---- samples and rows ----
@@ -260,6 +193,35 @@ TEST(BakePass, WithoutJitterThereIsOneProbePerPixelThroughItsCentre) {
                 ElementsAre(testing::StartsWith("vector_from_camera(-0.24253"),
                             testing::StartsWith("vector_from_camera(0.24253")));
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(2));
+}
+
+TEST(BakePass, JitterIsAnyNonZeroValue) {
+    for (const int jitter : {2, -1}) {
+        LensScene scene(1, 1);
+        scene.renderer.on_sample = [](int, int) { return std::array{0.0, 1.0}; };
+        WriteInstanceData& data = scene.make({.jitter = jitter, .samples = 2});
+        BakePass(&scene.state, &data);
+        // The upper left corner of a plane 1 wide and high at the distance 1.
+        const auto corner = testing::StartsWith("vector_from_camera(-0.40824");
+        EXPECT_THAT(scene.renderer.calls_starting_with("vector_from_camera"),
+                    ElementsAre(corner, corner));
+    }
+}
+
+// The camera is asked for its width at every pixel, for its height once.
+TEST(BakePass, WidthThatChangesCountsAtOnceAndHeightNotAtAll) {
+    LensScene scene(2, 2);
+    WriteInstanceData& data = scene.make({});
+    scene.renderer.on_probe = [&](miState*, const miVector&, const miVector&) {
+        scene.renderer.camera.x_resolution = 3;
+        scene.renderer.camera.y_resolution = 9;
+        return Probe();
+    };
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(6));
+    // The middle of three pixels, and of two lines the lower one.
+    EXPECT_THAT(scene.renderer.calls_starting_with("vector_from_camera")[1],
+                testing::StartsWith("vector_from_camera(0 -0.24253"));
 }
 
 TEST(BakePass, RowsCountSamplesOverTheWholeImage) {
@@ -290,73 +252,6 @@ TEST(BakePass, SamplesWithoutAHitStillTakeTheirRow) {
     EXPECT_THAT(row_of(data, 0), IsEmpty());
     EXPECT_THAT(row_of(data, 1), IsEmpty());
     EXPECT_THAT(row_of(data, 2), testing::SizeIs(1));
-}
-
-// ---- layers ----
-
-// A stack of tagged sheets one unit apart; returns the record after the pass.
-class Sheets {
-  public:
-    explicit Sheets(int layers, int width = 1)
-        : scene(width, 1), data(scene.make({.layers = layers})) {
-        const Surface surface = scene.tagged(1);
-        scene.renderer.on_probe = [this, surface](miState*, const miVector&, const miVector& org) {
-            return Probe(scene.hit_at(surface, {0, 0, std::ceil(org.z) - 1}));
-        };
-        scene.renderer.on_reflection = [](miState* state, const miVector&) {
-            return shaded({}, state->child->point);
-        };
-    }
-
-    LensScene scene;
-    WriteInstanceData& data;
-};
-
-TEST(BakePass, ProbesAsManySurfacesAsThereAreLayers) {
-    Sheets sheets(3);
-    BakePass(&sheets.scene.state, &sheets.data);
-    EXPECT_THAT(row_of(sheets.data, 0),
-                ElementsAre("0 0 4 | 0 0 1 | 0 0 0 0 | 1", "0 0 3 | 0 0 1 | 0 0 0 0 | 1",
-                            "0 0 2 | 0 0 1 | 0 0 0 0 | 1"));
-    EXPECT_THAT(sheets.scene.renderer.messages(),
-                ElementsAre("info: vx_pc_write: 3 points written"));
-}
-
-TEST(BakePass, LayersOf0OrLessProbeOnceShadeCountAndStoreNothing) {
-    for (const int layers : {0, -1, -100}) {
-        Sheets sheets(layers, 2);
-        BakePass(&sheets.scene.state, &sheets.data);
-        EXPECT_THAT(sheets.scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(2));
-        EXPECT_THAT(sheets.scene.renderer.calls_starting_with("trace_reflection"),
-                    testing::SizeIs(2));
-        EXPECT_THAT(row_of(sheets.data, 0), IsEmpty());
-        EXPECT_THAT(row_of(sheets.data, 1), IsEmpty());
-        EXPECT_THAT(sheets.scene.renderer.messages(),
-                    ElementsAre("info: vx_pc_write: 2 points written"));
-    }
-}
-
-TEST(BakePass, CountIncludesPointsThatFindNoRow) {
-    Sheets sheets(1, 2);
-    // The camera has grown since the grid was sized: two rows for three pixels.
-    sheets.scene.renderer.camera.x_resolution = 3;
-    BakePass(&sheets.scene.state, &sheets.data);
-    EXPECT_THAT(row_of(sheets.data, 0), testing::SizeIs(1));
-    EXPECT_THAT(row_of(sheets.data, 1), testing::SizeIs(1));
-    EXPECT_EQ(sheets.data.grid.rows.size(), 2u);
-    EXPECT_THAT(sheets.scene.renderer.messages(),
-                ElementsAre("info: vx_pc_write: 3 points written"));
-}
-
-TEST(BakePass, HitAtDistanceZeroEndsTheRay) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({.layers = 4});
-    Hit hit = scene.hit_at(scene.tagged(1), {0, 0, 0});
-    hit.dist = 0;
-    scene.renderer.probes = {hit, hit};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(1));
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"), IsEmpty());
 }
 
 // ---- which surfaces ----
@@ -400,76 +295,22 @@ TEST(BakePass, LabelsChooseAmongTags) {
                 ElementsAre("0 0 0 | 0 0 1 | 0 0 0 0 | 1", "0 0 0 | 0 0 1 | 0 0 0 0 | 3"));
 }
 
+TEST(BakePass, UseLabelsIsAnyNonZeroValue) {
+    for (const int use_labels : {2, -1}) {
+        LensScene scene(1, 1);
+        WriteInstanceData& data = scene.make({.use_labels = use_labels, .labels = "1"});
+        scene.renderer.probes = {scene.hit_at(scene.tagged(5), {0, 0, 0})};
+        BakePass(&scene.state, &data);
+        EXPECT_THAT(scene.renderer.messages(), ElementsAre("info: vx_pc_write: 0 points written"));
+    }
+}
+
 TEST(BakePass, EmptyLabelListRejectsEverySurface) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({.use_labels = 1, .labels = ""});
     scene.renderer.probes = {scene.hit_at(scene.tagged(0), {0, 0, 0})};
     BakePass(&scene.state, &data);
     EXPECT_THAT(scene.renderer.messages(), ElementsAre("info: vx_pc_write: 0 points written"));
-}
-
-// ---- the shading ray ----
-
-TEST(BakePass, FrontIsShadedAlongTheProbeFromWhereItStarted) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({});
-    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2})};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"),
-                ElementsAre("trace_reflection(point 0 0 5, dir 0 0 -1)"));
-}
-
-TEST(BakePass, BackIsShadedFromTheFrontAlongTheTurnedNormal) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({});
-    Hit hit = scene.hit_at(scene.tagged(1), {1, 2, 3}, true);
-    hit.normal = {0, 1, 0};
-    scene.renderer.probes = {hit};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"),
-                ElementsAre("trace_reflection(point 1 1.995 3, dir 0 1 0)"));
-}
-
-TEST(BakePass, PositionAndNormalAreThoseOfTheShadedChild) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({});
-    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2})};
-    scene.renderer.shadings = {shaded({1, 2, 3, 0.5F}, {7, 8, 9}, {0, -1, 0})};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(row_of(data, 0), ElementsAre("7 8 9 | 0 -1 0 | 1 2 3 0.5 | 1"));
-}
-
-TEST(BakePass, ResultOfTheShadingRayIsIgnored) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({});
-    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2})};
-    Shaded black = shaded({0, 0, 0, 1}, {0, 0, 2});
-    black.result = false;
-    scene.renderer.shadings = {black};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(row_of(data, 0), ElementsAre("0 0 2 | 0 0 1 | 0 0 0 1 | 1"));
-}
-
-TEST(BakePass, ShadingRayThatMissesCountsButLeavesNoPoint) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({.layers = 2});
-    const Surface surface = scene.tagged(1);
-    scene.renderer.probes = {scene.hit_at(surface, {0, 0, 2}), scene.hit_at(surface, {0, 0, 1})};
-    scene.renderer.shadings = {{.end = Probe(), .result = false}, shaded({}, {0, 0, 1})};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(row_of(data, 0), ElementsAre("0 0 1 | 0 0 1 | 0 0 0 0 | 1"));
-    EXPECT_THAT(scene.renderer.messages(), ElementsAre("info: vx_pc_write: 2 points written"));
-}
-
-TEST(BakePass, MovesOnFromTheProbesHitNotFromTheShadedPoint) {
-    LensScene scene(1, 1);
-    WriteInstanceData& data = scene.make({.layers = 2});
-    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2}), Probe()};
-    scene.renderer.shadings = {shaded({}, {50, 50, 50})};
-    BakePass(&scene.state, &data);
-    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"),
-                ElementsAre("trace_probe(org 0 0 5, dir 0 0 -1)",
-                            "trace_probe(org 0 0 1.995, dir 0 0 -1)"));
 }
 
 // ---- progress ----

@@ -110,6 +110,12 @@ TEST_F(SurfaceTag, FirstMaterialThatYieldsATagWins) {
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
+TEST_F(SurfaceTag, ZeroEndsTheSearchLikeAnyOtherTag) {
+    EXPECT_EQ(find_in({tagged(0), tagged(5)}), 0);
+    EXPECT_EQ(scene.renderer.calls_starting_with("query(54").size(), 1u);
+    EXPECT_EQ(find_in({tagged(-1), tagged(0), tagged(5)}), 0);
+}
+
 TEST_F(SurfaceTag, NegativeTagsAreNoneAndTheSearchGoesOn) {
     EXPECT_EQ(find_in({tagged(-3), tagged(-1), tagged(9)}), 9);
     EXPECT_LT(find_in({tagged(-3)}), 0);

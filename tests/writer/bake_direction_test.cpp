@@ -1,0 +1,124 @@
+// The direction of a sample: its place in the image plane, to the bit.
+#include "src/writer/bake_pass.h"
+
+#include "tests/writer/lens_scene.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using testing::ElementsAre;
+using vx::stub::Probe;
+using vx::stub::text_of;
+using vx::test::LensScene;
+
+TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
+    LensScene scene(4, 3);
+    scene.renderer.camera.focal = 1.5F;
+    scene.renderer.camera.aperture = 1.25F;
+    scene.renderer.camera.aspect = 4.0F / 3.0F;
+    WriteInstanceData& data = scene.make({.jitter = 1, .samples = 2});
+    const double position[2][2] = {{0.25, 0.75}, {0.875, 0.125}};
+    scene.renderer.on_sample = [&](int index, int /*n*/) {
+        return std::array{position[index][0], position[index][1]};
+    };
+    std::vector<miVector> directions;
+    scene.renderer.on_probe = [&](miState*, const miVector& dir, const miVector&) {
+        directions.push_back(dir);
+        return Probe();
+    };
+    BakePass(&scene.state, &data);
+    ASSERT_EQ(directions.size(), 24u);
+    size_t at = 0;
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 4; ++x) {
+            for (const auto& sample : position) {
+                // A plane 1.25 wide and 0.9375 high at the distance 1.5, lower left corner first.
+                const double px = -0.625 + (x + sample[0]) * 1.25 / 4;
+                const double py = -0.46875 + (y + sample[1]) * 0.9375 / 3;
+                const double length = std::sqrt(px * px + py * py + 1.5 * 1.5);
+                EXPECT_NEAR(directions[at].x, px / length, 1e-6);
+                EXPECT_NEAR(directions[at].y, py / length, 1e-6);
+                EXPECT_NEAR(directions[at].z, -1.5 / length, 1e-6);
+                ++at;
+            }
+        }
+    }
+}
+
+// Each value is the exact result of exact arithmetic, rounded to single precision after each step:
+// u = (x + sample) / width, (u - 0.5) * aperture, for y also / aspect, then all three times the
+// reciprocal of the length. Double precision in any of the steps, another order of the factors, or
+// a division by the length changes at least three of the 27 numbers.
+TEST(BakeDirection, StepsAreRoundedToSinglePrecision) {
+    LensScene scene(7, 3);
+    scene.renderer.camera.focal = 1.1F;
+    scene.renderer.camera.aperture = 1.7F;
+    scene.renderer.camera.aspect = 1.3F;
+    scene.renderer.on_sample = [](int, int) { return std::array{0.668, 0.389}; };
+    WriteInstanceData& data = scene.make({.jitter = 1});
+    std::vector<miVector> directions;
+    scene.renderer.on_probe = [&](miState*, const miVector& dir, const miVector&) {
+        directions.push_back(dir);
+        return Probe();
+    };
+    BakePass(&scene.state, &data);
+    ASSERT_EQ(directions.size(), 21u);
+    const struct {
+        size_t x, y;
+        miVector direction;
+    } expected[] = {
+        {1, 0, {-0x1.637d44p-2F, -0x1.82f1c6p-2F, -0x1.b77416p-1F}},
+        {2, 0, {-0x1.5389d2p-3F, -0x1.96e548p-2F, -0x1.ce1cb2p-1F}},
+        {6, 0, {0x1.140992p-1F, -0x1.5b811ap-2F, -0x1.8aa948p-1F}},
+        {1, 1, {-0x1.7fa370p-2F, -0x1.4dc45ap-5F, -0x1.da4050p-1F}},
+        {2, 1, {-0x1.71a850p-3F, -0x1.6212b4p-5F, -0x1.f71aaep-1F}},
+        {6, 1, {0x1.2542eap-1F, -0x1.2715a2p-5F, -0x1.a3497cp-1F}},
+        {1, 2, {-0x1.6cfc7ep-2F, 0x1.3de59cp-2F, -0x1.c3318ep-1F}},
+        {2, 2, {-0x1.5d9ca2p-3F, 0x1.4f3fd8p-2F, -0x1.dbd276p-1F}},
+        {6, 2, {0x1.19f062p-1F, 0x1.1c02d0p-2F, -0x1.93195ap-1F}},
+    };
+    for (const auto& [x, y, direction] : expected)
+        EXPECT_EQ(text_of(directions[7 * y + x]), text_of(direction)) << x << ' ' << y;
+}
+
+TEST(BakeDirection, IsTurnedFromCameraSpace) {
+    LensScene scene(1, 1);
+    // The camera looks along +x.
+    const miMatrix turned = {0, 0, 1, 0, 0, 1, 0, 0, -1, 0, 0, 0, 3, 4, 5, 1};
+    std::copy(std::begin(turned), std::end(turned), scene.renderer.camera_to_internal);
+    WriteInstanceData& data = scene.make({});
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"),
+                ElementsAre("trace_probe(org 0 0 5, dir 1 0 0)"));
+}
+
+TEST(BakeDirection, OfNoLengthIsNotNormalised) {
+    LensScene scene(1, 1);
+    scene.renderer.camera.focal = 0;
+    scene.renderer.camera.aperture = 0;
+    WriteInstanceData& data = scene.make({});
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"),
+                ElementsAre("trace_probe(org 0 0 5, dir 0 0 0)"));
+}
+
+TEST(BakeDirection, OrthographicWindowAndOffsetAreNotLookedAt) {
+    const auto probes = [](bool special) {
+        LensScene scene(2, 1);
+        WriteInstanceData& data = scene.make({});
+        if (special) {
+            scene.renderer.camera.orthographic = miTRUE;
+            scene.renderer.camera.window = {1, 0, 1, 0};
+            scene.renderer.camera.x_offset = 10;
+        }
+        BakePass(&scene.state, &data);
+        return scene.renderer.calls_starting_with("trace_probe");
+    };
+    EXPECT_EQ(probes(true), probes(false));
+}
+
+} // namespace
