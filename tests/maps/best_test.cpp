@@ -1,5 +1,5 @@
 // Keeping many results: the heap and the slow ways of ties.
-#include "host/maps/best.h"
+#include "maps/best.h"
 
 #include <gtest/gtest.h>
 

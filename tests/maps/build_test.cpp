@@ -1,5 +1,5 @@
 // The consolidated form of maps: every element once, in a box that holds it.
-#include "host/maps/build.h"
+#include "maps/build.h"
 
 #include <gtest/gtest.h>
 

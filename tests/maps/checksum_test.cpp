@@ -1,5 +1,5 @@
 // The checksum of binary map files.
-#include "host/maps/checksum.h"
+#include "maps/checksum.h"
 
 #include <gtest/gtest.h>
 

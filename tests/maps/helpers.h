@@ -1,7 +1,7 @@
 // What the tests of maps share: maps with known content, and files that go away.
 #pragma once
 
-#include "host/maps/interface.h"
+#include "maps/interface.h"
 #include "shader.h"
 
 #include <cstdio>

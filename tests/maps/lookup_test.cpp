@@ -1,5 +1,5 @@
 // Searches against brute force. Distances are compared, and indices where ties have an order.
-#include "host/maps/lookup.h"
+#include "maps/lookup.h"
 #include "tests/maps/helpers.h"
 
 #include <algorithm>

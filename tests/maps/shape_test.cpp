@@ -1,6 +1,6 @@
 // The geometry of the search tree, up to the largest map, without allocating one.
-#include "host/maps/body.h"
-#include "host/maps/shape.h"
+#include "maps/body.h"
+#include "maps/shape.h"
 
 #include <gtest/gtest.h>
 

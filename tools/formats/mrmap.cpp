@@ -1,6 +1,6 @@
 // Map files, through the renderer's map interface. The element's position is the attribute
 // "position", each field is an attribute, a global field one value for all points.
-#include "host/maps/interface.h"
+#include "maps/interface.h"
 #include "tools/formats/columns.h"
 #include "tools/formats/format.h"
 #include "tools/formats/map_access.h"

@@ -1,0 +1,131 @@
+#include "maps/io.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vx::maps {
+
+namespace {
+
+constexpr std::size_t buffer_size = std::size_t{1} << 20;
+
+} // namespace
+
+MappedFile::~MappedFile() {
+    if (m_data) munmap(m_data, m_size);
+}
+
+Status MappedFile::open(const char* name) {
+    // Not blocking: a pipe without a writer would wait for one.
+    const int file = name ? ::open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
+    if (file < 0) return Map_status::File_could_not_be_opened;
+    struct stat info {};
+    Status status = Map_status::OK;
+    if (fstat(file, &info) != 0 || !S_ISREG(info.st_mode)) {
+        status = Map_status::File_could_not_be_opened;
+    } else if (info.st_size > 0) {
+        const auto size = static_cast<std::size_t>(info.st_size);
+        void* const data = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, file, 0);
+        if (data == MAP_FAILED) {
+            status = Map_status::Insufficient_memory;
+        } else {
+            m_data = static_cast<unsigned char*>(data);
+            m_size = size;
+        }
+    }
+    ::close(file);
+    return status;
+}
+
+ReplacedFile::~ReplacedFile() {
+    if (m_file >= 0) {
+        ::close(m_file);
+        ::unlink(m_temporary.c_str());
+    }
+}
+
+Status ReplacedFile::open(const char* name) {
+    if (!name || !*name) return Map_status::File_could_not_be_opened;
+    m_name = name;
+    mode_t mode = 0666;
+    struct stat info {};
+    const bool exists = ::stat(name, &info) == 0;
+    if (exists) {
+        if (!S_ISREG(info.st_mode)) return Map_status::File_could_not_be_opened;
+        mode = info.st_mode & 07777;
+        // The file that a link leads to is replaced, not the link.
+        const std::unique_ptr<char, decltype(&std::free)> real(::realpath(name, nullptr),
+                                                               &std::free);
+        if (real) m_name = real.get();
+    }
+    static std::atomic<unsigned> number{0};
+    m_temporary =
+        m_name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(number.fetch_add(1));
+    m_file = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (m_file < 0) return Map_status::File_could_not_be_opened;
+    if (exists && ::fchmod(m_file, mode) != 0) m_failed = true;
+    m_buffer.reserve(buffer_size);
+    return Map_status::OK;
+}
+
+bool ReplacedFile::put(const unsigned char* data, std::size_t bytes) {
+    while (bytes > 0) {
+        const ssize_t written = ::write(m_file, data, bytes);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        data += written;
+        bytes -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+void ReplacedFile::flush() {
+    if (!m_failed && !put(m_buffer.data(), m_buffer.size())) m_failed = true;
+    m_buffer.clear();
+}
+
+void ReplacedFile::write(const void* data, std::size_t bytes) {
+    const auto* const from = static_cast<const unsigned char*>(data);
+    if (m_buffer.size() + bytes > buffer_size) flush();
+    if (bytes >= buffer_size) {
+        if (!m_failed && !put(from, bytes)) m_failed = true;
+    } else {
+        m_buffer.insert(m_buffer.end(), from, from + bytes);
+    }
+}
+
+void ReplacedFile::write_at(std::size_t offset, const void* data, std::size_t bytes) {
+    flush();
+    const ssize_t written = ::pwrite(m_file, data, bytes, static_cast<off_t>(offset));
+    if (written != static_cast<ssize_t>(bytes)) m_failed = true;
+}
+
+Status ReplacedFile::commit() {
+    flush();
+    if (::fsync(m_file) != 0) m_failed = true;
+    if (::close(m_file) != 0) m_failed = true;
+    m_file = -1;
+    if (!m_failed && ::rename(m_temporary.c_str(), m_name.c_str()) != 0) m_failed = true;
+    if (m_failed) {
+        ::unlink(m_temporary.c_str());
+        return Map_status::Failure;
+    }
+    // The new name must survive a crash as well; not every file system can be asked for that.
+    const std::size_t slash = m_name.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : m_name.substr(0, slash + 1);
+    const int directory = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory >= 0) {
+        (void)::fsync(directory);
+        ::close(directory);
+    }
+    return Map_status::OK;
+}
+
+} // namespace vx::maps

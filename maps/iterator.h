@@ -1,0 +1,67 @@
+// The two iterators: over a map, and the one that stands for a search's candidate.
+#pragma once
+
+#include "maps/live.h"
+#include "maps/names.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace vx::maps {
+
+class Map;
+struct Body;
+
+// What a functor sees of a candidate. It cannot be stepped.
+class Candidate final : public Map_iterator_base {
+  public:
+    Candidate() = default;
+    // Not copied along with a lookup: attach is called before every search.
+    // NOLINTBEGIN(bugprone-copy-constructor-init, bugprone-unhandled-self-assignment)
+    // NOLINTNEXTLINE(readability-redundant-member-init): a copy that names no base is a warning
+    Candidate(const Candidate&) : Map_iterator_base() {}
+    Candidate& operator=(const Candidate&) { return *this; }
+    // NOLINTEND(bugprone-copy-constructor-init, bugprone-unhandled-self-assignment)
+
+    void attach(const Map& map, const Body& body, const Map_column* columns, miUint count);
+    void detach();
+    void place(unsigned axis, float coordinate) { m_place[axis] = coordinate; }
+    void move(std::uint32_t row) { m_row = row; }
+
+    const Map* map() const { return m_map; }
+    miUint get_index() const override;
+    bool at_end() const override { return false; }
+    Map_status next() override { return Map_status::Iterator_invalid; }
+    Map_status go_to(const miUint) override { return Map_status::Iterator_invalid; }
+
+  private:
+    const Map* m_map = nullptr;
+    const Body* m_body = nullptr;
+    float m_place[max_dimension] = {};
+};
+
+// Steps through a map in the order of appending. Holds a copy of the current element, which a later
+// change of the map does not reach.
+class MapIterator final : public Map_iterator_base {
+  public:
+    // Throws std::bad_alloc.
+    explicit MapIterator(const Map& map, miUint index = 0);
+    MapIterator(const MapIterator& other) : MapIterator(*other.m_map, other.m_index) {}
+    MapIterator& operator=(const MapIterator&) = delete;
+
+    miUint get_index() const override;
+    bool at_end() const override;
+    Map_status next() override;
+    Map_status go_to(const miUint index) override;
+
+  private:
+    void load();
+
+    const Map* m_map;
+    miUint m_index;
+    std::vector<std::uint32_t> m_words;
+    std::vector<Map_column> m_own_columns;
+    Counted m_counted;
+};
+
+} // namespace vx::maps

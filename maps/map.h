@@ -1,0 +1,94 @@
+// A map: what was appended, and what the last consolidate made of it.
+#pragma once
+
+#include "maps/body.h"
+#include "maps/element.h"
+#include "maps/records.h"
+
+#include <limits>
+#include <unordered_map>
+
+namespace vx::maps {
+
+inline constexpr std::uint64_t max_elements = std::numeric_limits<std::uint32_t>::max();
+
+// The elements are those of the body, with `changes` on top, and then the appended records. Const
+// functions may run concurrently.
+class Map final : public Map_base {
+  public:
+    Map() = default;
+    explicit Map(DeclarationPtr declaration) { declare(std::move(declaration)); }
+    virtual ~Map() = default;
+
+    const DeclarationPtr& declaration() const { return m_declaration; }
+    // What searches see; null before the first consolidate.
+    const Body* body() const { return m_body.get(); }
+    // One per field, for rows of the body.
+    const Map_column* columns() const { return m_columns.data(); }
+    miUint column_count() const { return static_cast<miUint>(m_columns.size()); }
+    // The values of the global fields, by offset; never moves while the declaration stays.
+    const std::uint32_t* globals() const { return m_globals.data(); }
+    std::uint32_t* globals() { return m_globals.data(); }
+    bool is_consolidated() const { return m_appended.count() == 0 && m_changes.empty(); }
+    // The element in record form; the index must be below the size.
+    void copy_record(std::uint32_t index, std::uint32_t* words) const;
+    // A body of all elements as they are now: the last one if nothing has happened since. Throws
+    // std::bad_alloc.
+    BodyPtr consolidated(float quality) const;
+
+    // For reading files. Starts over with a declaration, or none.
+    void declare(DeclarationPtr declaration);
+    // Takes a body of the map's declaration as the whole content.
+    void adopt(BodyPtr body);
+    // A new record to be filled; null when there are too many. Throws std::bad_alloc.
+    std::uint32_t* extend();
+    void swap(Map& other) noexcept;
+
+    miUint size() const override { return static_cast<miUint>(body_count() + m_appended.count()); }
+    bool is_empty() const override { return size() == 0; }
+    bool has_declaration() const override { return m_declaration != nullptr; }
+    Map_status get(const miUint index, mi::shader_v3::Map_element& map_element) const override;
+    Map_status set(const miUint index, const mi::shader_v3::Map_element& map_element) override;
+    Map_status append(const mi::shader_v3::Map_element& map_element) override;
+    Map_status read(const char* file_name, const bool notify) override;
+    Map_status append_to(const char* file_name, const bool notify) const override;
+    Map_status append_from(const char* file_name, const bool notify) override;
+    Map_status write(const char* file_name, const bool notify,
+                     const File_format file_format) const override;
+    Map_status consolidate(const float bvh_quality) override;
+
+    Map_status get(const Map_field_id id, float& value) const override;
+    Map_status get(const Map_field_id id, int& value) const override;
+    Map_status get(const Map_field_id id, miVector& value) const override;
+    Map_status get(const Map_field_id id, miColor& value) const override;
+    Map_status get(const Map_field_id id, miMatrix* value) const override;
+    Map_status get(const Map_field_id id, float* value) const override;
+    Map_status get(const Map_field_id id, int* value) const override;
+    Map_status get(const Map_field_id id, char* value) const override;
+    Map_status set(const Map_field_id id, const float value) override;
+    Map_status set(const Map_field_id id, const int value) override;
+    Map_status set(const Map_field_id id, const miVector& value) override;
+    Map_status set(const Map_field_id id, const miColor& value) override;
+    Map_status set(const Map_field_id id, const miMatrix* value) override;
+    Map_status set(const Map_field_id id, const float* value) override;
+    Map_status set(const Map_field_id id, const int* value) override;
+    Map_status set(const Map_field_id id, const char* value) override;
+
+  private:
+    std::uint64_t body_count() const { return m_body ? m_body->shape.count : 0; }
+    Status copy_global(Map_field_id id, Map_field_type::Type type, void* value) const;
+    Status store_global(Map_field_id id, Map_field_type::Type type, const void* value);
+    // The record that an element brings, if it fits this map.
+    Status fitting(const mi::shader_v3::Map_element& element,
+                   std::span<const std::uint32_t>& words) const;
+    void set_columns();
+
+    DeclarationPtr m_declaration;
+    BodyPtr m_body;
+    Records m_appended;
+    std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> m_changes;
+    std::vector<std::uint32_t> m_globals;
+    std::vector<Map_column> m_columns;
+};
+
+} // namespace vx::maps

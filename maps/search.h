@@ -1,0 +1,37 @@
+// One search through a body, in as many versions as there are instruction sets worth having.
+#pragma once
+
+#include "maps/best.h"
+#include "maps/body.h"
+#include "maps/iterator.h"
+
+namespace vx::maps {
+
+struct Query {
+    const Body* body = nullptr;
+    const Map_distance_base* distance = nullptr;
+    // The search point if the box distance is the squared Euclidean one; null if only the functor
+    // knows.
+    const float* euclidean_point = nullptr;
+    Candidate* candidate = nullptr;
+    Best* best = nullptr;
+};
+
+// All versions call the functor for the same elements in the same order and give the same results.
+using Search = void (*)(const Query&);
+
+enum class InstructionSet { Sse2, Avx2, Avx512 };
+
+// The search for a dimension (1 to 6) with the given instruction set, which the machine must have.
+Search search_for(InstructionSet set, unsigned dimension);
+bool machine_has(InstructionSet set);
+// The best that the machine has.
+InstructionSet best_instruction_set();
+
+namespace detail {
+Search sse2_search(unsigned dimension);
+Search avx2_search(unsigned dimension);
+Search avx512_search(unsigned dimension);
+} // namespace detail
+
+} // namespace vx::maps
