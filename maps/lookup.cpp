@@ -2,18 +2,11 @@
 
 #include "maps/map.h"
 
-#include <algorithm>
-#include <atomic>
 #include <new>
 
 namespace vx::maps {
 
 namespace {
-
-std::atomic<InstructionSet>& chosen_set() {
-    static std::atomic<InstructionSet> set{best_instruction_set()};
-    return set;
-}
 
 // Memory of lookups that are gone, for the next ones on the same thread.
 class Spares {
@@ -61,10 +54,6 @@ void LookupObject::operator delete(void* memory) {
     spares.give(memory);
 }
 
-void force_instruction_set(InstructionSet set) {
-    if (machine_has(set)) chosen_set() = set;
-}
-
 LookupObject::LookupObject(const LookupObject& other)
     : Map_lookup_base(other),
       m_map(other.m_map),
@@ -100,7 +89,7 @@ Map_status LookupObject::search_with(const Map_distance_base& distance,
     m_best.begin(static_cast<std::uint32_t>(max_count), max_squared_distance, body->order());
     Status status = Map_status::OK;
     try {
-        search_for(chosen_set().load(std::memory_order_relaxed), declaration->dimension)(
+        search_for(declaration->dimension)(
             {body, &distance, euclidean_point, &m_candidate, &m_best});
     } catch (const std::bad_alloc&) {
         m_best.begin(1, 0.0f, body->order());

@@ -33,7 +33,4 @@ class LookupObject final : public Map_lookup_base {
     Counted m_counted;
 };
 
-// Tests make all searches use a lesser instruction set; any other program leaves this alone.
-void force_instruction_set(InstructionSet set);
-
 } // namespace vx::maps

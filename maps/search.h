@@ -20,13 +20,8 @@ struct Query {
 // All versions call the functor for the same elements in the same order and give the same results.
 using Search = void (*)(const Query&);
 
-enum class InstructionSet { Sse2, Avx2, Avx512 };
-
-// The search for a dimension (1 to 6) with the given instruction set, which the machine must have.
-Search search_for(InstructionSet set, unsigned dimension);
-bool machine_has(InstructionSet set);
-// The best that the machine has.
-InstructionSet best_instruction_set();
+// The search of the best instruction set that the machine has, for a dimension from 1 to 6.
+Search search_for(unsigned dimension);
 
 namespace detail {
 Search sse2_search(unsigned dimension);

@@ -88,36 +88,4 @@ Search detail::sse2_search(unsigned dimension) {
     return kernel::pick(dimension);
 }
 
-InstructionSet best_instruction_set() {
-    static const InstructionSet best = machine_has(InstructionSet::Avx512) ? InstructionSet::Avx512
-                                       : machine_has(InstructionSet::Avx2) ? InstructionSet::Avx2
-                                                                           : InstructionSet::Sse2;
-    return best;
-}
-
-bool machine_has(InstructionSet set) {
-    switch (set) {
-    case InstructionSet::Avx512:
-        return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-               __builtin_cpu_supports("avx2");
-    case InstructionSet::Avx2:
-        return __builtin_cpu_supports("avx2");
-    case InstructionSet::Sse2:
-        break;
-    }
-    return true;
-}
-
-Search search_for(InstructionSet set, unsigned dimension) {
-    switch (set) {
-    case InstructionSet::Avx512:
-        return detail::avx512_search(dimension);
-    case InstructionSet::Avx2:
-        return detail::avx2_search(dimension);
-    case InstructionSet::Sse2:
-        break;
-    }
-    return detail::sse2_search(dimension);
-}
-
 } // namespace vx::maps

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "maps/interface.h"
+#include "maps/testing.h"
 #include "shader.h"
 
 #include <cstdio>

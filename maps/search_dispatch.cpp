@@ -1,0 +1,54 @@
+// Which of the searches runs on this machine.
+#include "maps/search.h"
+#include "maps/testing.h"
+
+#include <atomic>
+
+namespace vx::maps {
+
+namespace {
+
+bool machine_has(InstructionSet set) {
+    switch (set) {
+    case InstructionSet::Avx512:
+        return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+               __builtin_cpu_supports("avx2");
+    case InstructionSet::Avx2:
+        return __builtin_cpu_supports("avx2");
+    case InstructionSet::Sse2:
+        break;
+    }
+    return true;
+}
+
+std::atomic<InstructionSet>& chosen_set() {
+    static std::atomic<InstructionSet> set{best_instruction_set()};
+    return set;
+}
+
+} // namespace
+
+InstructionSet best_instruction_set() {
+    static const InstructionSet best = machine_has(InstructionSet::Avx512) ? InstructionSet::Avx512
+                                       : machine_has(InstructionSet::Avx2) ? InstructionSet::Avx2
+                                                                           : InstructionSet::Sse2;
+    return best;
+}
+
+void force_instruction_set(InstructionSet set) {
+    if (machine_has(set)) chosen_set() = set;
+}
+
+Search search_for(unsigned dimension) {
+    switch (chosen_set().load(std::memory_order_relaxed)) {
+    case InstructionSet::Avx512:
+        return detail::avx512_search(dimension);
+    case InstructionSet::Avx2:
+        return detail::avx2_search(dimension);
+    case InstructionSet::Sse2:
+        break;
+    }
+    return detail::sse2_search(dimension);
+}
+
+} // namespace vx::maps
