@@ -4,61 +4,77 @@
 #include "maps/lookup.h"
 #include "maps/map.h"
 #include "maps/registry.h"
+#include "maps/testing.h"
 
+#include <atomic>
+#include <mutex>
 #include <new>
 
 namespace vx::maps {
 
 namespace {
 
-Hooks& hooks() {
-    static Hooks instance;
-    return instance;
+std::atomic<MapStore*> host_store{nullptr};
+
+MapStore& current_store() {
+    MapStore* const store = host_store.load(std::memory_order_acquire);
+    return store ? *store : Registry::instance();
 }
 
-std::shared_ptr<Map> find_and_pin(miTag tag) {
-    return hooks().find_map ? hooks().find_map(tag) : Registry::instance().find(tag);
-}
-
-void unpin(miTag tag) {
-    if (hooks().find_map) {
-        hooks().unpin_map(tag);
-    } else {
-        Registry::instance().unpin(tag);
+// Pins a map, and stores it first unless it is stored already. The null tag if the store is full.
+miTag store_and_pin(MapStore& store, const std::shared_ptr<Map>& map) {
+    // Two handles of one map must agree on one tag.
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    if (const miTag known = map->stored_tag(); known != miNULLTAG) {
+        const std::shared_ptr<Map> found = store.pin(known);
+        if (found == map) return known;
+        // The tag was given by another store, or the map was removed.
+        if (found) store.unpin(known);
     }
+    const miTag tag = store.store(map);
+    if (tag == miNULLTAG || !store.pin(tag)) return miNULLTAG;
+    map->set_stored_tag(tag);
+    return tag;
 }
 
-miTag store(const std::shared_ptr<Map>& map) {
-    return hooks().store_map ? hooks().store_map(map) : Registry::instance().store(map);
-}
-
-// A map, alive at least as long as the handle, and the tag that it is pinned by.
+// A map, alive at least as long as the handle. With a tag, the map is pinned in the store.
 template <class Base, class MapPointer>
 class Handle final : public Base {
   public:
-    Handle(std::shared_ptr<Map> map, miTag tag) : m_map(std::move(map)), m_tag(tag) {}
-    Handle(const Handle&) = delete;
+    explicit Handle(std::shared_ptr<Map> map) : m_map(std::move(map)) {}
+    // An empty map without a tag if the tag does not name a map.
+    explicit Handle(miTag tag) : m_map(m_store.pin(tag)) {
+        if (m_map) {
+            m_tag = tag;
+        } else {
+            m_map = std::make_shared<Map>();
+        }
+    }
+    // One more handle of the same map, with a pin of its own.
+    Handle(const Handle& other) : Base(other), m_store(other.m_store), m_map(other.m_map) {
+        if (other.m_tag != miNULLTAG && m_store.pin(other.m_tag)) m_tag = other.m_tag;
+    }
     Handle& operator=(const Handle&) = delete;
     ~Handle() override {
-        if (m_tag != miNULLTAG) unpin(m_tag);
+        if (m_tag != miNULLTAG) m_store.unpin(m_tag);
     }
     MapPointer get_map() const override { return m_map.get(); }
     miTag get_tag() const override { return m_tag; }
     miTag store() override {
         if (m_tag != miNULLTAG) return m_tag;
         try {
-            const miTag tag = vx::maps::store(m_map);
-            if (tag != miNULLTAG && find_and_pin(tag)) m_tag = tag;
+            m_tag = store_and_pin(m_store, m_map);
         } catch (const std::bad_alloc&) {
-            // The tag stays null: there is no other way to say so.
+            // The interface has no status here: the null tag is the only sign of failure.
         }
         return m_tag;
     }
-    const std::shared_ptr<Map>& map() const { return m_map; }
 
   private:
+    MapStore& m_store = current_store();
     std::shared_ptr<Map> m_map;
-    miTag m_tag;
+    miTag m_tag = miNULLTAG;
     Counted m_counted;
 };
 
@@ -84,53 +100,39 @@ Map_declaration_base* copy_declaration(const DeclarationPtr& declaration, Map_st
 }
 
 template <class HandleType>
-HandleType* handle_for_tag(miTag tag) {
-    return guarded<HandleType>(nullptr, [&] {
-        if (auto map = find_and_pin(tag)) return new HandleType(std::move(map), tag);
-        return new HandleType(std::make_shared<Map>(), miNULLTAG);
-    });
-}
-
-template <class HandleType>
 HandleType* handle_for_file(const char* file_name, Map_status* status) {
-    return guarded<HandleType>(
-        status, [&] { return new HandleType(read_map(file_name, status), miNULLTAG); });
+    return guarded<HandleType>(status, [&] {
+        auto map = std::make_shared<Map>();
+        const Map_status outcome = map->read(file_name, true);
+        if (status) *status = outcome;
+        return new HandleType(std::move(map));
+    });
 }
 
 class InterfaceObject final : public Interface {
   public:
-    mi::shader_v3::Options* getOptions(miTag string_options) override {
-        return hooks().get_options ? hooks().get_options(string_options) : nullptr;
-    }
-    miTag createFramebuffer() override {
-        return hooks().create_framebuffer ? hooks().create_framebuffer() : miNULLTAG;
-    }
-    miTag copyFramebuffer(miTag old_buffer_tag) override {
-        return hooks().copy_framebuffer ? hooks().copy_framebuffer(old_buffer_tag) : miNULLTAG;
-    }
-    mi::shader_v3::LightList* createLightList(miState* state, miTag* slist, int n) override {
-        return hooks().create_light_list ? hooks().create_light_list(state, nullptr, 0.0f, slist, n)
-                                         : nullptr;
-    }
+    // The slots that are not about maps are not implemented.
+    mi::shader_v3::Options* getOptions(miTag) override { return nullptr; }
+    miTag createFramebuffer() override { return miNULLTAG; }
+    miTag copyFramebuffer(miTag) override { return miNULLTAG; }
+    mi::shader_v3::LightList* createLightList(miState*, miTag*, int) override { return nullptr; }
     void release() override { count_live(Kept::Interfaces, -1); }
-    mi::shader_v3::LightList* createLightList(miState* state, const miVector& axis,
-                                              miScalar spread_cos, miTag* slist, int n) override {
-        return hooks().create_light_list
-                   ? hooks().create_light_list(state, &axis, spread_cos, slist, n)
-                   : nullptr;
+    mi::shader_v3::LightList* createLightList(miState*, const miVector&, miScalar, miTag*,
+                                              int) override {
+        return nullptr;
     }
     Edit_map_dbhandle* createMap(const Map_declaration_base* map_declaration) override {
         return guarded<Edit_map_dbhandle>(nullptr, [&] {
             const auto* const object = static_cast<const DeclarationObject*>(map_declaration);
             return new EditHandle(
-                std::make_shared<Map>(object ? object->snapshot() : DeclarationPtr()), miNULLTAG);
+                std::make_shared<Map>(object ? object->snapshot() : DeclarationPtr()));
         });
     }
     Access_map_dbhandle* accessMap(const miTag map_tag) override {
-        return handle_for_tag<AccessHandle>(map_tag);
+        return guarded<AccessHandle>(nullptr, [&] { return new AccessHandle(map_tag); });
     }
     Edit_map_dbhandle* editMap(const miTag map_tag) override {
-        return handle_for_tag<EditHandle>(map_tag);
+        return guarded<EditHandle>(nullptr, [&] { return new EditHandle(map_tag); });
     }
     Access_map_dbhandle* accessMap(const char* filename, Map_status* status) override {
         return handle_for_file<AccessHandle>(filename, status);
@@ -206,28 +208,15 @@ class InterfaceObject final : public Interface {
     }
     Access_map_dbhandle* shareMap(const Access_map_dbhandle* other) override {
         if (!other) return nullptr;
-        return guarded<Access_map_dbhandle>(nullptr, [&] {
-            const auto* const handle = static_cast<const AccessHandle*>(other);
-            const miTag tag = handle->get_tag();
-            if (tag != miNULLTAG) {
-                if (auto map = find_and_pin(tag)) return new AccessHandle(std::move(map), tag);
-            }
-            return new AccessHandle(handle->map(), miNULLTAG);
-        });
+        return guarded<Access_map_dbhandle>(
+            nullptr, [&] { return new AccessHandle(*static_cast<const AccessHandle*>(other)); });
     }
 };
 
 } // namespace
 
-void set_hooks(const Hooks& given) {
-    hooks() = given;
-}
-
-std::shared_ptr<Map> read_map(const char* file_name, Map_status* status, bool notify) {
-    auto map = std::make_shared<Map>();
-    const Map_status outcome = map->read(file_name, notify);
-    if (status) *status = outcome;
-    return map;
+void set_map_store(MapStore* store) {
+    host_store.store(store, std::memory_order_release);
 }
 
 long live_object_count() {

@@ -1,7 +1,14 @@
-// What a program that hosts shader libraries sees of the engine.
+/// @file
+/// The map engine as its host sees it. Shaders reach the engine through mi_get_shader_interface(3),
+/// which this library defines; a program that loads shader libraries links the engine and exports
+/// that symbol. Beyond the interface a host may direct messages, and decide where maps are stored
+/// that have a tag.
+///
+/// This is the engine's only public header. maps/testing.h is for tests, all other headers are the
+/// engine's own.
 #pragma once
 
-#include "maps/names.h"
+#include "shader.h"
 
 #include <memory>
 
@@ -9,40 +16,49 @@ namespace vx::maps {
 
 class Map;
 
-// Where information messages go (one line without its end); nullptr, the start, for nowhere. May be
-// called from any thread.
+/// Receives messages about map files that were read or written with `notify`. Must accept calls
+/// from any thread.
+/// @param message  one line without its end; valid during the call
 using Notify = void (*)(const char* message);
+
+/// Directs the messages of all file operations that end after the call.
+/// @param notify  null, the initial value, discards messages
 void set_notify(Notify notify);
 
-// What a host adds to the interface. A null member leaves the engine's own behaviour: none for the
-// slots that are not about maps, and a table of its own for maps in the database.
-struct Hooks {
-    mi::shader_v3::Options* (*get_options)(miTag string_options) = nullptr;
-    miTag (*create_framebuffer)() = nullptr;
-    miTag (*copy_framebuffer)(miTag old_buffer_tag) = nullptr;
-    // The plain light iterator has no axis.
-    mi::shader_v3::LightList* (*create_light_list)(miState* state, const miVector* axis,
-                                                   miScalar spread_cos, miTag* slist,
-                                                   int n) = nullptr;
-    // All three or none. find pins the element that holds a map (null: there is none), unpin gives
-    // it back, store makes a new element.
-    std::shared_ptr<Map> (*find_map)(miTag tag) = nullptr;
-    void (*unpin_map)(miTag tag) = nullptr;
-    miTag (*store_map)(std::shared_ptr<Map> map) = nullptr;
+/// Maps by tag: what Access_map, Edit_map and their store() work on. The engine has a store of its
+/// own, which numbers its tags from 1. A host with a scene database replaces it, so that a map is
+/// an element of the scene like any other.
+///
+/// All functions must accept calls from any thread.
+class MapStore {
+  public:
+    /// Adds a map, without a pin.
+    /// @param map  not null; the store shares it until it is removed, at the latest until the store
+    ///             ends
+    /// @return the map's tag; the null tag if the store is full
+    /// @throws std::bad_alloc
+    virtual miTag store(std::shared_ptr<Map> map) = 0;
+
+    /// Pins a map. Each pin needs its own unpin().
+    /// @param tag  any tag
+    /// @return the map; null, without a pin, if the tag does not name a map
+    virtual std::shared_ptr<Map> pin(miTag tag) = 0;
+
+    /// Removes one pin.
+    /// @param tag  as in the call of pin() that returned the map
+    virtual void unpin(miTag tag) noexcept = 0;
+
+  protected:
+    ~MapStore() = default;
 };
-// Before the first use of the interface, or while nothing uses it.
-void set_hooks(const Hooks& hooks);
 
-// Reads a map file; the map is empty on failure.
-std::shared_ptr<Map> read_map(const char* file_name, Map_status* status, bool notify = true);
+/// Replaces the store. Call it before the first use of the interface, or while nothing uses it.
+/// @param store  owned by the caller, must live as long as anything that was accessed through it;
+///               null restores the engine's own
+void set_map_store(MapStore* store);
 
-// Objects handed out and not destroyed, and interfaces got and not released.
-long live_object_count();
-long live_interface_count();
-
-// Pins of a map in the engine's own table; 0 for an unknown tag too.
-unsigned pin_count(miTag tag);
-// Takes a map out of the engine's own table; false while it is pinned or if there is none.
+/// Removes a map from the engine's own store, for programs that don't replace it.
+/// @return false if the map is pinned, or if the tag does not name a map of that store
 bool remove_map(miTag tag);
 
 } // namespace vx::maps

@@ -44,6 +44,11 @@ class Map final : public Map_base {
     std::uint32_t* extend();
     void swap(Map& other) noexcept;
 
+    // The tag that the map was last stored under, to be read and set under the lock of
+    // interface.cpp.
+    miTag stored_tag() const { return m_stored_tag; }
+    void set_stored_tag(miTag tag) { m_stored_tag = tag; }
+
     miUint size() const override { return static_cast<miUint>(body_count() + m_appended.count()); }
     bool is_empty() const override { return size() == 0; }
     bool has_declaration() const override { return m_declaration != nullptr; }
@@ -89,6 +94,7 @@ class Map final : public Map_base {
     std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> m_changes;
     std::vector<std::uint32_t> m_globals;
     std::vector<Map_column> m_columns;
+    miTag m_stored_tag = miNULLTAG;
 };
 
 } // namespace vx::maps

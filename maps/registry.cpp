@@ -13,15 +13,15 @@ miTag Registry::store(std::shared_ptr<Map> map) {
     return ++m_last;
 }
 
-std::shared_ptr<Map> Registry::find(miTag tag) {
+std::shared_ptr<Map> Registry::pin(miTag tag) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_entries.find(tag);
-    if (found == m_entries.end() || found->second.pins >= most_pins) return nullptr;
+    if (found == m_entries.end() || found->second.pins >= kMaxPins) return nullptr;
     ++found->second.pins;
     return found->second.map;
 }
 
-void Registry::unpin(miTag tag) {
+void Registry::unpin(miTag tag) noexcept {
     const std::lock_guard lock(m_mutex);
     const auto found = m_entries.find(tag);
     if (found != m_entries.end() && found->second.pins > 0) --found->second.pins;

@@ -1,7 +1,7 @@
-// The engine's own table of maps by tag, for programs without a scene database.
+// The engine's own store of maps, for programs without a scene database.
 #pragma once
 
-#include "maps/names.h"
+#include "maps/interface.h"
 
 #include <memory>
 #include <mutex>
@@ -9,23 +9,20 @@
 
 namespace vx::maps {
 
-class Map;
-
-class Registry {
+class Registry final : public MapStore {
   public:
     static Registry& instance();
 
-    // A new tag. Throws std::bad_alloc.
-    miTag store(std::shared_ptr<Map> map);
-    // Pins the map, once per call; null (and no pin) for an unknown tag or at the limit of pins.
-    std::shared_ptr<Map> find(miTag tag);
-    void unpin(miTag tag);
+    miTag store(std::shared_ptr<Map> map) override;
+    // Null also at the limit of pins.
+    std::shared_ptr<Map> pin(miTag tag) override;
+    void unpin(miTag tag) noexcept override;
     unsigned pins(miTag tag) const;
     // False while the map is pinned or if there is none.
     bool remove(miTag tag);
 
   private:
-    static constexpr unsigned most_pins = 65535;
+    static constexpr unsigned kMaxPins = 65535;
     struct Entry {
         std::shared_ptr<Map> map;
         unsigned pins = 0;

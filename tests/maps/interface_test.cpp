@@ -1,15 +1,52 @@
 // The interface object, the handles, and maps in the database.
 #include "tests/maps/helpers.h"
 
+#include <map>
+
 namespace {
 
 using namespace vx::maps::test;
-using vx::maps::Hooks;
 using vx::maps::live_interface_count;
 using vx::maps::live_object_count;
+using vx::maps::Map;
+using vx::maps::MapStore;
 using vx::maps::pin_count;
 using vx::maps::remove_map;
-using vx::maps::set_hooks;
+using vx::maps::set_map_store;
+
+// A host's store: holds at most `room` maps, with tags from 1001, and counts what is asked of it.
+class HostStore final : public MapStore {
+  public:
+    explicit HostStore(std::size_t room) : m_room(room) { set_map_store(this); }
+    HostStore(const HostStore&) = delete;
+    HostStore& operator=(const HostStore&) = delete;
+    ~HostStore() { set_map_store(nullptr); }
+
+    miTag store(std::shared_ptr<Map> map) override {
+        if (m_maps.size() == m_room) return miNULLTAG;
+        const auto tag = static_cast<miTag>(1001 + m_maps.size());
+        m_maps[tag] = {std::move(map), 0};
+        return tag;
+    }
+    std::shared_ptr<Map> pin(miTag tag) override {
+        const auto found = m_maps.find(tag);
+        if (found == m_maps.end()) return nullptr;
+        ++found->second.pins;
+        return found->second.map;
+    }
+    void unpin(miTag tag) noexcept override { --m_maps.at(tag).pins; }
+
+    int pins(miTag tag) const { return m_maps.at(tag).pins; }
+    std::size_t size() const { return m_maps.size(); }
+
+  private:
+    struct Entry {
+        std::shared_ptr<Map> map;
+        int pins = 0;
+    };
+    std::size_t m_room;
+    std::map<miTag, Entry> m_maps;
+};
 
 TEST(Interface, OnlyVersionThreeIsKnown) {
     const NothingLeft nothing_left;
@@ -59,25 +96,13 @@ TEST(Interface, NullArgumentsGiveNullAndAStatus) {
     EXPECT_EQ(interface->shareMap(nullptr), nullptr);
 }
 
-TEST(Interface, SlotsThatAreNotAboutMapsAnswerNothingWithoutAHost) {
+TEST(Interface, SlotsThatAreNotAboutMapsAnswerNothing) {
     Access_interface interface;
     EXPECT_EQ(interface->getOptions(1), nullptr);
     EXPECT_EQ(interface->createFramebuffer(), miNULLTAG);
     EXPECT_EQ(interface->copyFramebuffer(1), miNULLTAG);
     EXPECT_EQ(interface->createLightList(nullptr), nullptr);
     EXPECT_EQ(interface->createLightList(nullptr, miVector{0, 0, 1}, 0.5f), nullptr);
-}
-
-TEST(Interface, AHostAnswersTheSlotsThatItHooks) {
-    Hooks hooks;
-    hooks.create_framebuffer = [] { return miTag{42}; };
-    hooks.copy_framebuffer = [](miTag tag) { return tag + 1; };
-    set_hooks(hooks);
-    Access_interface interface;
-    EXPECT_EQ(interface->createFramebuffer(), 42u);
-    EXPECT_EQ(interface->copyFramebuffer(6), 7u);
-    set_hooks({});
-    EXPECT_EQ(interface->createFramebuffer(), miNULLTAG);
 }
 
 TEST(Interface, AStoredMapIsReachedByItsTagAndPinned) {
@@ -129,6 +154,84 @@ TEST(Interface, ASecondAccessSharesTheMapAndKeepsIt) {
     EXPECT_EQ(pinned->get_map()->size(), 1u);
     delete pinned;
     EXPECT_EQ(pin_count(tag), 1u);
+}
+
+TEST(Interface, HandlesOfOneMapStoreItOnce) {
+    const NothingLeft nothing_left;
+    const Folder folder;
+    (*map_of_points({1, 2, 3}, 3))->write(folder.file("map").c_str(), false);
+    Access_interface interface;
+    Access_map_dbhandle* const first = interface->accessMap(folder.file("map").c_str(), nullptr);
+    Access_map_dbhandle* const second = interface->shareMap(first);
+    const miTag tag = first->store();
+    ASSERT_NE(tag, miNULLTAG);
+    EXPECT_EQ(second->store(), tag);
+    EXPECT_EQ(pin_count(tag), 2u);
+    delete second;
+    EXPECT_EQ(pin_count(tag), 1u);
+    delete first;
+    EXPECT_TRUE(remove_map(tag));
+}
+
+TEST(Interface, AMapThatWasRemovedIsStoredAnew) {
+    const NothingLeft nothing_left;
+    const Folder folder;
+    (*map_of_points({1, 2, 3}, 3))->write(folder.file("map").c_str(), false);
+    Access_interface interface;
+    Access_map_dbhandle* const first = interface->accessMap(folder.file("map").c_str(), nullptr);
+    Access_map_dbhandle* const second = interface->shareMap(first);
+    const miTag removed = first->store();
+    delete first;
+    EXPECT_TRUE(remove_map(removed));
+    const miTag tag = second->store();
+    EXPECT_NE(tag, removed);
+    EXPECT_EQ(Access_map(tag)->size(), 1u);
+    delete second;
+    EXPECT_TRUE(remove_map(tag));
+}
+
+TEST(MapStore, OfAHostTakesTheMapsAndGivesTheTags) {
+    const NothingLeft nothing_left;
+    HostStore store(2);
+    auto first = map_of_points({1, 2, 3}, 3);
+    const auto second = map_of_points({1, 2, 3, 4, 5, 6}, 3);
+    EXPECT_EQ(first->store(), 1001u);
+    EXPECT_EQ(first->store(), 1001u);
+    EXPECT_EQ(second->store(), 1002u);
+    EXPECT_EQ(store.size(), 2u);
+    EXPECT_EQ(store.pins(1001), 1);
+    {
+        const Access_map access(1001);
+        EXPECT_EQ(access.get_tag(), 1001u);
+        EXPECT_EQ(access->size(), 1u);
+        EXPECT_EQ(Edit_map(1002)->size(), 2u);
+        EXPECT_EQ(store.pins(1001), 2);
+        EXPECT_EQ(store.pins(1002), 1);
+        first.reset();
+        EXPECT_EQ(store.pins(1001), 1);
+        EXPECT_EQ(access->size(), 1u);
+    }
+    EXPECT_EQ(store.pins(1001), 0);
+    EXPECT_FALSE(remove_map(1001));
+}
+
+TEST(MapStore, OfAHostIsAskedForUnknownTags) {
+    const NothingLeft nothing_left;
+    const auto map = map_of_points({1, 2, 3}, 3);
+    const miTag own = map->store();
+    const HostStore store(1);
+    const Access_map unknown(own);
+    EXPECT_TRUE(unknown->is_empty());
+    EXPECT_EQ(unknown.get_tag(), miNULLTAG);
+}
+
+TEST(MapStore, ThatIsFullGivesTheNullTag) {
+    const NothingLeft nothing_left;
+    const HostStore store(0);
+    const auto map = map_of_points({1, 2, 3}, 3);
+    EXPECT_EQ(map->store(), miNULLTAG);
+    EXPECT_EQ(map->get_tag(), miNULLTAG);
+    EXPECT_EQ((*map)->size(), 1u);
 }
 
 TEST(Interface, AFileMayBeAskedForWithoutAStatus) {

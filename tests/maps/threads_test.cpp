@@ -1,12 +1,16 @@
 // Many threads search one map at once.
 #include "tests/maps/helpers.h"
 
+#include <algorithm>
 #include <atomic>
+#include <latch>
 #include <thread>
 
 namespace {
 
 using namespace vx::maps::test;
+using vx::maps::pin_count;
+using vx::maps::remove_map;
 
 TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
     const NothingLeft nothing_left;
@@ -59,6 +63,36 @@ TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(different, 0);
+}
+
+TEST(Threads, HandlesOfOneMapStoreItOnce) {
+    const NothingLeft nothing_left;
+    const Folder folder;
+    (*map_of_points({1, 2, 3}, 3))->write(folder.file("map").c_str(), false);
+    constexpr std::size_t kThreads = 8;
+    for (int round = 0; round < 200; ++round) {
+        Access_interface interface;
+        std::vector<std::unique_ptr<Access_map_dbhandle>> handles;
+        handles.emplace_back(interface->accessMap(folder.file("map").c_str(), nullptr));
+        while (handles.size() < kThreads)
+            handles.emplace_back(interface->shareMap(handles.front().get()));
+        std::vector<miTag> tags(kThreads, miNULLTAG);
+        std::latch start(kThreads);
+        std::vector<std::thread> threads;
+        for (std::size_t t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                tags[t] = handles[t]->store();
+            });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        ASSERT_NE(tags[0], miNULLTAG);
+        EXPECT_EQ(std::count(tags.begin(), tags.end(), tags[0]), 8);
+        EXPECT_EQ(pin_count(tags[0]), kThreads);
+        handles.clear();
+        EXPECT_TRUE(remove_map(tags[0]));
+    }
 }
 
 TEST(Threads, ALookupMayBeDestroyedOnAnotherThread) {
