@@ -1,4 +1,5 @@
 // vx_render: reads a scene, renders what it asks for, writes the pictures.
+#include "host/api/map_store.h"
 #include "host/render/command_line.h"
 #include "host/render/render_scene.h"
 #include "host/scene/reader.h"
@@ -62,6 +63,7 @@ class Program {
           }) {}
 
     int run() {
+        vx::api::store_maps_in_database();
         set_up_messages();
         set_up_paths();
         builder_.render = [this](const vx::shading::RenderRequest& request) {

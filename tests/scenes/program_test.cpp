@@ -333,6 +333,37 @@ TEST_F(Program, TentRendersAndBakesTheSameWithAnyNumberOfThreads) {
     EXPECT_GT(checked, 50);
 }
 
+TEST_F(Program, AMapThatAShaderStoresIsReadByItsTagInAnother) {
+    file("s.mi", fmt::format(R"(
+link "{}"
+declare shader integer "t_store_map" ( scalar "value" ) version 1 end declare
+declare shader color "t_read_map" ( integer "map" ) version 1 end declare
+options "opt" samples 0 0 end options
+camera "cam" output "rgba_fp" "exr" "pic.exr" focal 1 aperture 1 aspect 1 resolution 16 16 end camera
+object "o" visible on group -3 -3 0 3 -3 0 3 3 0 -3 3 0 v 0 v 1 v 2 v 3 p 0 1 2 3 end group end object
+shader "store" "t_store_map" ( "value" 100 )
+material "m" opaque "t_read_map" ( "map" = "store" ) end material
+instance "i" "o" material "m" transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 4 1 end instance
+instance "camI" "cam" end instance
+instgroup "world" "camI" "i" end instgroup
+render "world" "camI" "opt"
+)",
+                             VX_TEST_SHADERS));
+    const Finished r = run("-threads 4 s.mi");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err.find("warning"), std::string::npos) << r.err;
+    const auto in = OIIO::ImageInput::open((folder / "pic.exr").string());
+    ASSERT_TRUE(in);
+    std::vector<float> picture(16 * 16 * 4);
+    ASSERT_TRUE(in->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, picture.data()));
+    for (std::size_t pixel = 0; pixel < 16 * 16; ++pixel) {
+        // The value and the pixel's column, one point, an element of the type of maps.
+        EXPECT_EQ(picture[4 * pixel], 100.0f + static_cast<float>(pixel % 16)) << pixel;
+        EXPECT_EQ(picture[4 * pixel + 1], 1.0f) << pixel;
+        EXPECT_EQ(picture[4 * pixel + 2], 14.0f) << pixel;
+    }
+}
+
 TEST_F(Program, InterruptKeepsFinishedPicturesAndSaysWhatWasLeftOut) {
     // The first frame is small, the second takes minutes.
     std::string text = scene(1);

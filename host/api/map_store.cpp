@@ -1,0 +1,57 @@
+#include "host/api/map_store.h"
+
+#include "host/shading/context.h"
+#include "maps/interface.h"
+
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+namespace vx::api {
+
+namespace {
+
+using shading::Context;
+
+/* Contents of an element of type miSCENE_MAP. */
+struct StoredMap {
+    std::shared_ptr<maps::Map> map;
+};
+
+/* Without a state of its own: wrappers in static objects of shader libraries may outlive main. */
+class DatabaseMaps final : public maps::MapStore {
+  public:
+    miTag store(std::shared_ptr<maps::Map> map) override {
+        try {
+            return Context::current().database.adopt(
+                miSCENE_MAP, std::make_unique<StoredMap>(StoredMap{std::move(map)}));
+        } catch (const std::length_error&) {
+            return miNULLTAG;
+        }
+    }
+
+    std::shared_ptr<maps::Map> pin(miTag tag) override {
+        const auto* const stored = Context::current().database.find<StoredMap>(tag, miSCENE_MAP);
+        if (stored == nullptr) return nullptr;
+        mi_db_access(tag);
+        return stored->map;
+    }
+
+    void unpin(miTag tag) noexcept override {
+        try {
+            mi_db_unpin(tag);
+        } catch (const std::exception&) {
+            /* The database is gone, and the pin with it. */
+        }
+    }
+};
+
+constinit DatabaseMaps database_maps;
+
+} // namespace
+
+void store_maps_in_database() {
+    maps::set_map_store(&database_maps);
+}
+
+} // namespace vx::api
