@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
     CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
     app.name("vx_cache");
     app.require_subcommand(1);
-    app.set_version_flag("--version", "vx_cache 0.1.0");
+    app.set_version_flag("--version", "vx_cache " VX_VERSION);
     app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. A file's content tells its format, then "
                "its name.\n"
                "\n"
