@@ -104,7 +104,7 @@ Run render(const std::filesystem::path& folder, const std::string& scene, int th
     int status = 0;
     waitpid(child, &status, 0);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || run.rays == 0 || run.seconds <= 0) {
-        (void)std::fprintf(stderr, "readback_bench: vx_render %s failed (status %d)\n",
+        (void)std::fprintf(stderr, "bench_readback: vx_render %s failed (status %d)\n",
                            scene.c_str(), status);
         std::exit(EXIT_FAILURE);
     }
@@ -116,7 +116,7 @@ Run render(const std::filesystem::path& folder, const std::string& scene, int th
 int main() {
     const std::filesystem::path base =
         std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-    const std::filesystem::path folder = base / ("vx_readback_bench_" + std::to_string(getpid()));
+    const std::filesystem::path folder = base / ("vx_bench_readback_" + std::to_string(getpid()));
     std::filesystem::create_directory(folder);
 
     write_scene(folder / "bake.mi",

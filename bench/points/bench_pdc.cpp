@@ -232,7 +232,7 @@ std::filesystem::path scratch_file() {
     const std::filesystem::path memory = "/dev/shm";
     const bool usable = ::access(memory.c_str(), W_OK) == 0;
     const auto folder = usable ? memory : std::filesystem::temp_directory_path();
-    return folder / ("vx_pdc_bench_" + std::to_string(::getpid()) + ".pdc");
+    return folder / ("vx_bench_pdc_" + std::to_string(::getpid()) + ".pdc");
 }
 
 } // namespace

@@ -151,7 +151,7 @@ BakeRun run_bake(const std::filesystem::path& folder, const char* threads) {
     rusage usage{};
     wait4(child, &status, 0, &usage);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || first == 0 || last == 0) {
-        (void)std::fprintf(stderr, "bake_bench: the bake failed (status %d)\n", status);
+        (void)std::fprintf(stderr, "bench_bake: the bake failed (status %d)\n", status);
         std::exit(1);
     }
     run.pass = (last - first) / 0.8;
@@ -234,7 +234,7 @@ class BareLoop {
 int main() {
     const std::filesystem::path base =
         std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-    const std::filesystem::path folder = base / ("vx_bake_bench_" + std::to_string(getpid()));
+    const std::filesystem::path folder = base / ("vx_bench_bake_" + std::to_string(getpid()));
     std::filesystem::create_directory(folder);
 
     const BareLoop loop;

@@ -166,7 +166,7 @@ int main(int argc, char** argv) {
     constexpr Case cases[] = {{"polygons, text", polygon_object},
                               {"triangle lists, text", trilist_object},
                               {"shaders", shaders}};
-    const std::string path = folder + "/vx_scene_bench.mi";
+    const std::string path = folder + "/vx_bench_scene.mi";
     std::string summary;
     bool good = true;
     for (const Case& c : cases) {
