@@ -12,13 +12,13 @@ namespace vx::maps {
 
 namespace {
 
-constexpr std::uint32_t plain_nan = 0x7fc00000u;
+constexpr std::uint32_t kPlainNan = 0x7fc00000u;
 
 struct TypeName {
     Map_field_type::Type single, array;
     std::string_view name;
 };
-constexpr std::array<TypeName, 6> type_names = {{
+constexpr std::array<TypeName, 6> kTypeNames = {{
     {Map_field_type::Integer, Map_field_type::Integer_array, "integer"},
     {Map_field_type::Scalar, Map_field_type::Scalar_array, "scalar"},
     {Map_field_type::Vector, Map_field_type::Undefined, "vector"},
@@ -41,9 +41,9 @@ void put_number(std::string& text, std::uint32_t word, bool integer) {
     } else {
         const auto value = std::bit_cast<float>(word);
         if (value != value) {
-            // The sign and the payload of such a value are kept too.
+            // Keep the sign and the payload.
             text += "nan";
-            if (word == plain_nan) return;
+            if (word == kPlainNan) return;
             text += ':';
             end = std::to_chars(digits, digits + sizeof digits, word, 16);
         } else {
@@ -54,7 +54,7 @@ void put_number(std::string& text, std::uint32_t word, bool integer) {
 }
 
 void put_string(std::string& text, std::string_view value) {
-    constexpr std::string_view hex = "0123456789abcdef";
+    constexpr std::string_view kHexDigits = "0123456789abcdef";
     text += '"';
     for (const char c : value) {
         const auto code = static_cast<unsigned char>(c);
@@ -63,8 +63,8 @@ void put_string(std::string& text, std::string_view value) {
             text += c;
         } else if (code < 0x20 || code == 0x7f) {
             text += "\\x";
-            text += hex[code >> 4];
-            text += hex[code & 15];
+            text += kHexDigits[code >> 4];
+            text += kHexDigits[code & 15];
         } else {
             text += c;
         }
@@ -88,7 +88,7 @@ void put_declaration(std::string& text, const Declaration& declaration) {
     for (const Field& field : declaration.fields) {
         text += ",\n    ";
         if (field.is_global) text += "global ";
-        for (const TypeName& known : type_names) {
+        for (const TypeName& known : kTypeNames) {
             if (field.type != known.single && field.type != known.array) continue;
             text += known.name;
             if (field.type == known.array) text += " array";
@@ -104,8 +104,8 @@ void put_declaration(std::string& text, const Declaration& declaration) {
 
 // ---- reading
 
-// Words, numbers, quoted texts and marks; `#` begins a comment. Every function says whether what it
-// looked for was there; the place moves on only then.
+// Splits the text into words, numbers, quoted strings and punctuation; `#` begins a comment. Each
+// function returns whether it found what it looks for.
 class Scanner {
   public:
     explicit Scanner(std::string_view text) : m_text(text) {}
@@ -154,7 +154,7 @@ class Scanner {
         if (token.substr(0, 3) == "nan") return not_a_number(token.substr(3), word);
         float single = 0.0f;
         if (!number(token, single)) {
-            // Too large or too small for the type: nearest to what is written.
+            // Too large or too small for a float: round.
             double wide = 0.0;
             if (!number(token, wide)) return false;
             single = static_cast<float>(wide);
@@ -213,7 +213,7 @@ class Scanner {
         return error == std::errc() && ptr == end && !token.empty();
     }
     static bool not_a_number(std::string_view rest, std::uint32_t& word) {
-        word = plain_nan;
+        word = kPlainNan;
         if (rest.empty()) return true;
         if (rest.front() != ':' || !hex(rest.substr(1), word)) return false;
         const auto value = std::bit_cast<float>(word);
@@ -227,7 +227,7 @@ class Scanner {
 bool read_field(Scanner& scan, Declaration& declaration) {
     const bool is_global = scan.word("global");
     bool is_array = scan.word("array");
-    for (const TypeName& known : type_names) {
+    for (const TypeName& known : kTypeNames) {
         if (!scan.word(known.name)) continue;
         if (!is_array) is_array = scan.word("array");
         const Map_field_type::Type type = is_array ? known.array : known.single;
@@ -249,7 +249,7 @@ bool read_declaration(Scanner& scan, std::string& name, DeclarationPtr& result) 
     std::uint32_t dimension = 3;
     bool more = !scan.mark(')');
     if (more && scan.word("dim")) {
-        if (!scan.unsigned_number(dimension) || dimension < 1 || dimension > max_dimension) {
+        if (!scan.unsigned_number(dimension) || dimension < 1 || dimension > kMaxDimension) {
             return false;
         }
         more = scan.mark(',');
@@ -278,8 +278,7 @@ bool read_value(Scanner& scan, const Field& field, std::uint32_t* words) {
     return true;
 }
 
-// The values of one brace group after its opening brace; `begun` if something stands before the
-// fields.
+// Reads the fields of a brace group up to its closing brace. `begun`: a value precedes the fields.
 bool read_group(Scanner& scan, const Declaration& declaration, bool globals, bool begun,
                 std::uint32_t* words) {
     for (const Field& field : declaration.fields) {
@@ -294,7 +293,8 @@ bool read_group(Scanner& scan, const Declaration& declaration, bool globals, boo
 Status read_elements(Scanner& scan, Map& map) {
     const Declaration& declaration = *map.declaration();
     while (!scan.word("end")) {
-        // A value takes at least a digit and something after it.
+        // A value takes at least two characters. Don't allocate more records than the file can
+        // fill.
         if (!scan.mark('{') || scan.left() / 2 < declaration.record_words) {
             return Map_status::File_not_a_map;
         }
@@ -304,7 +304,7 @@ Status read_elements(Scanner& scan, Map& map) {
             if (!scan.value(words[axis], false)) return Map_status::File_not_a_map;
         }
         if (!read_group(scan, declaration, false, true, words)) return Map_status::File_not_a_map;
-        // Scene files separate elements by commas; here none are needed.
+        // Scene files separate elements by commas, map files don't need to.
         scan.mark(',');
     }
     return scan.word("map") && scan.at_end() ? Map_status::OK : Map_status::File_not_a_map;
@@ -358,8 +358,8 @@ void write_ascii(ReplacedFile& file, const Map& map) {
             put_number(text, record[axis], false);
         }
         put_group(false, true, record.data());
-        constexpr std::size_t enough = 65536;
-        if (text.size() >= enough) {
+        constexpr std::size_t kFlushBytes = 65536;
+        if (text.size() >= kFlushBytes) {
             file.write(text.data(), text.size());
             text.clear();
         }

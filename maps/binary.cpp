@@ -16,9 +16,9 @@ namespace {
 static_assert(std::endian::native == std::endian::little,
               "files are written as they are in memory");
 
-constexpr unsigned char magic[8] = {'V', 'X', 'M', 'A', 'P', '\r', '\n', 0x1a};
-constexpr std::uint32_t byte_order_mark = 0x01020304u;
-constexpr std::uint32_t swapped_mark = 0x04030201u;
+constexpr unsigned char kMagic[8] = {'V', 'X', 'M', 'A', 'P', '\r', '\n', 0x1a};
+constexpr std::uint32_t kByteOrderMark = 0x01020304u;
+constexpr std::uint32_t kSwappedMark = 0x04030201u;
 
 struct Header {
     unsigned char magic[8];
@@ -28,7 +28,7 @@ struct Header {
     std::uint32_t dimension;
     std::uint64_t elements;
     std::uint64_t file_bytes;
-    std::uint64_t head_bytes; // up to the data: header, fields and global values
+    std::uint64_t head_bytes; // size of header, fields and global values
     std::uint32_t fields;
     std::uint32_t unused; // 0
     std::uint64_t checksum;
@@ -43,7 +43,7 @@ std::uint64_t padded(std::uint64_t bytes, std::uint64_t to) {
     return (bytes + to - 1) / to * to;
 }
 
-// Header, fields and global values, up to where the data begin. Sizes and checksum are open.
+// Header, fields and global values. File size and checksum are still 0.
 std::vector<unsigned char> make_head(const Map& map, Map_base::File_format format) {
     const Declaration& declaration = *map.declaration();
     std::vector<unsigned char> head(sizeof(Header));
@@ -60,11 +60,11 @@ std::vector<unsigned char> make_head(const Map& map, Map_base::File_format forma
         add(field.name.data(), field.name.size());
     }
     add(map.globals(), declaration.global_words * 4);
-    head.resize(padded(head.size(), Sections::alignment));
+    head.resize(padded(head.size(), Sections::kAlignment));
     Header header{};
-    std::memcpy(header.magic, magic, sizeof magic);
-    header.byte_order = byte_order_mark;
-    header.version = file_version;
+    std::memcpy(header.magic, kMagic, sizeof kMagic);
+    header.byte_order = kByteOrderMark;
+    header.version = kFileVersion;
     header.format = static_cast<std::uint32_t>(format);
     header.dimension = declaration.dimension;
     header.elements = map.size();
@@ -87,7 +87,7 @@ Status read_fields(std::span<const unsigned char> head, std::uint32_t count,
         if (head.size() - at < sizeof entry) return Map_status::File_not_a_map;
         std::memcpy(&entry, head.data() + at, sizeof entry);
         at += sizeof entry;
-        if (entry.name_bytes > max_name_length || entry.is_global > 1 ||
+        if (entry.name_bytes > kMaxNameLength || entry.is_global > 1 ||
             entry.type > Map_field_type::String || head.size() - at < padded(entry.name_bytes, 4)) {
             return Map_status::File_not_a_map;
         }
@@ -104,7 +104,7 @@ Status read_fields(std::span<const unsigned char> head, std::uint32_t count,
     return Map_status::OK;
 }
 
-// Strings must end within their place.
+// Strings must be terminated.
 bool globals_are_sound(const Declaration& declaration, const unsigned char* values) {
     return std::all_of(declaration.fields.begin(), declaration.fields.end(),
                        [&](const Field& field) {
@@ -113,7 +113,7 @@ bool globals_are_sound(const Declaration& declaration, const unsigned char* valu
                        });
 }
 
-// Order and rank undo each other, which makes both permutations. A search relies on nothing else.
+// Checks that order and rank are inverse permutations. This is all that a search relies on.
 bool rows_are_sound(const Body& body) {
     const std::uint32_t* const order = body.order();
     const std::uint32_t* const rank = body.rank();
@@ -150,7 +150,7 @@ Status read_open(std::span<const unsigned char> data, const Header& header, Map&
     const std::uint64_t record_bytes = map.declaration()->record_words * 4;
     std::uint64_t bytes = 0;
     if (__builtin_mul_overflow(header.elements, record_bytes, &bytes) || bytes > data.size() ||
-        padded(bytes, Sections::alignment) != data.size()) {
+        padded(bytes, Sections::kAlignment) != data.size()) {
         return Map_status::File_not_a_map;
     }
     for (std::uint64_t i = 0; i < header.elements; ++i) {
@@ -162,7 +162,7 @@ Status read_open(std::span<const unsigned char> data, const Header& header, Map&
 } // namespace
 
 bool is_binary(std::span<const unsigned char> file) {
-    return file.size() >= sizeof magic && std::equal(magic, magic + sizeof magic, file.begin());
+    return file.size() >= sizeof kMagic && std::equal(kMagic, kMagic + sizeof kMagic, file.begin());
 }
 
 Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
@@ -170,16 +170,16 @@ Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
     Header header;
     if (file->size() < sizeof header) return Map_status::File_not_a_map;
     std::memcpy(&header, file->data(), sizeof header);
-    if (header.byte_order == swapped_mark) {
+    if (header.byte_order == kSwappedMark) {
         return Map_status::File_version_unsupported;
     }
-    if (header.byte_order != byte_order_mark) return Map_status::File_not_a_map;
-    if (header.version != file_version) return Map_status::File_version_unsupported;
-    if (header.file_bytes != file->size() || file->size() % Checksum::block != 0 ||
-        header.format > 1 || header.dimension < 1 || header.dimension > max_dimension ||
-        header.elements > max_elements || header.head_bytes < sizeof header ||
-        header.head_bytes > file->size() || header.head_bytes % Sections::alignment != 0 ||
-        header.fields > max_fields) {
+    if (header.byte_order != kByteOrderMark) return Map_status::File_not_a_map;
+    if (header.version != kFileVersion) return Map_status::File_version_unsupported;
+    if (header.file_bytes != file->size() || file->size() % Checksum::kBlockBytes != 0 ||
+        header.format > 1 || header.dimension < 1 || header.dimension > kMaxDimension ||
+        header.elements > kMaxElements || header.head_bytes < sizeof header ||
+        header.head_bytes > file->size() || header.head_bytes % Sections::kAlignment != 0 ||
+        header.fields > kMaxFields) {
         return Map_status::File_not_a_map;
     }
     Header unsigned_header = header;
@@ -223,7 +223,7 @@ void write_closed(ReplacedFile& file, const Map& map) {
 void write_open(ReplacedFile& file, const Map& map) {
     std::vector<unsigned char> head = make_head(map, Map_base::Open_binary);
     const std::uint64_t record_bytes = map.declaration()->record_words * 4;
-    const std::uint64_t data_bytes = padded(map.size() * record_bytes, Sections::alignment);
+    const std::uint64_t data_bytes = padded(map.size() * record_bytes, Sections::kAlignment);
     set_size(head, data_bytes);
     Checksum checksum;
     checksum.add(head.data(), head.size());
@@ -239,10 +239,11 @@ void write_open(ReplacedFile& file, const Map& map) {
         map.copy_record(i, record.data());
         const auto* const from = reinterpret_cast<const unsigned char*>(record.data());
         block.insert(block.end(), from, from + record_bytes);
-        constexpr std::size_t enough = 65536;
-        if (block.size() >= enough) pass_on(block.size() / Checksum::block * Checksum::block);
+        constexpr std::size_t kFlushBytes = 65536;
+        if (block.size() >= kFlushBytes)
+            pass_on(block.size() / Checksum::kBlockBytes * Checksum::kBlockBytes);
     }
-    block.resize(padded(block.size(), Sections::alignment));
+    block.resize(padded(block.size(), Sections::kAlignment));
     pass_on(block.size());
     const std::uint64_t value = checksum.value();
     file.write_at(offsetof(Header, checksum), &value, sizeof value);

@@ -13,8 +13,8 @@ Memory::Memory(std::size_t bytes) : m_bytes(bytes) {
         mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (data == MAP_FAILED) throw std::bad_alloc();
 #ifdef MADV_HUGEPAGE
-    constexpr std::size_t worth_large_pages = std::size_t{4} << 20;
-    if (bytes >= worth_large_pages) madvise(data, bytes, MADV_HUGEPAGE);
+    constexpr std::size_t kLargePagesFrom = std::size_t{4} << 20;
+    if (bytes >= kLargePagesFrom) madvise(data, bytes, MADV_HUGEPAGE);
 #endif
     m_data = static_cast<unsigned char*>(data);
 }
@@ -40,7 +40,7 @@ bool lay_out(const Declaration& declaration, const Shape& shape, Sections& secti
         std::uint64_t bytes = 0;
         fits = fits && !__builtin_mul_overflow(items, bytes_each, &bytes) &&
                !__builtin_add_overflow(end, bytes, &end) && end < (std::uint64_t{1} << 62);
-        end = (end + Sections::alignment - 1) / Sections::alignment * Sections::alignment;
+        end = (end + Sections::kAlignment - 1) / Sections::kAlignment * Sections::kAlignment;
         return begin;
     };
     sections.nodes = add(shape.nodes, node_floats(declaration.dimension) * 4);
@@ -58,14 +58,14 @@ bool lay_out(const Declaration& declaration, const Shape& shape, Sections& secti
 
 void Body::copy_position(std::uint32_t row, float* position) const {
     const float* const leaf =
-        positions() + row / leaf_size * leaf_floats(declaration->dimension) + row % leaf_size;
+        positions() + row / kLeafSize * leaf_floats(declaration->dimension) + row % kLeafSize;
     for (unsigned axis = 0; axis < declaration->dimension; ++axis) {
-        position[axis] = leaf[axis * leaf_size];
+        position[axis] = leaf[axis * kLeafSize];
     }
 }
 
 void Body::copy_record(std::uint32_t row, std::uint32_t* words) const {
-    float position[max_dimension];
+    float position[kMaxDimension];
     copy_position(row, position);
     std::memcpy(words, position, declaration->dimension * sizeof(float));
     for (std::size_t i = 0; i < declaration->fields.size(); ++i) {

@@ -10,7 +10,7 @@
 
 namespace vx::maps {
 
-// Zeroed memory for large arrays: on cache lines, in large pages where the system has them.
+// Zeroed memory for large arrays, aligned to cache lines, in large pages where available.
 class Memory {
   public:
     Memory() = default;
@@ -26,16 +26,17 @@ class Memory {
     std::size_t m_bytes = 0;
 };
 
-// Sections of a body, one after the other, each on a multiple of 64 bytes from the start: nodes,
-// positions, order, rank, then a column per element field. A closed binary file has the same.
+// Offsets of a body's sections, which follow each other, each aligned to 64 bytes: nodes,
+// positions, order, rank, then one column per element field. A closed binary file has the same
+// layout.
 struct Sections {
-    static constexpr std::uint64_t alignment = 64;
+    static constexpr std::uint64_t kAlignment = 64;
     std::uint64_t nodes = 0, positions = 0, order = 0, rank = 0;
-    std::vector<std::uint64_t> columns; // one per field; a global field has none and 0 here
+    std::vector<std::uint64_t> columns; // by field; 0 for a global field, which has no column
     std::uint64_t bytes = 0;
 };
 
-// False if the sizes do not fit 63 bits.
+// Returns false if the body would be 2^62 bytes or larger.
 bool lay_out(const Declaration& declaration, const Shape& shape, Sections& sections);
 
 struct Body {
@@ -43,21 +44,21 @@ struct Body {
     Shape shape;
     Sections sections;
     const unsigned char* base = nullptr;
-    // Keeps `base` alive: memory of our own or a mapped file.
+    // Keeps `base` alive: a Memory or a MappedFile.
     std::shared_ptr<const void> owner;
 
-    // Per node and axis 8 minima and 8 maxima. A box that holds a coordinate that is not a number
-    // is unbounded on that axis.
+    // Per node and axis, the minima and the maxima of 8 boxes. A box that contains a coordinate
+    // that is not a number is unbounded on that axis.
     const float* nodes() const { return at<float>(sections.nodes); }
-    // Per leaf and axis 16 coordinates.
+    // Per leaf and axis, 16 coordinates.
     const float* positions() const { return at<float>(sections.positions); }
-    // Index in the order of appending, by row; and the way back.
+    // Index of appending by row, and its inverse.
     const std::uint32_t* order() const { return at<std::uint32_t>(sections.order); }
     const std::uint32_t* rank() const { return at<std::uint32_t>(sections.rank); }
     const unsigned char* column(std::size_t field) const { return base + sections.columns[field]; }
 
     void copy_position(std::uint32_t row, float* position) const;
-    // The whole element in record form.
+    // Copies a whole element in record form.
     void copy_record(std::uint32_t row, std::uint32_t* words) const;
 
   private:

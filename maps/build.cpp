@@ -12,9 +12,9 @@ namespace vx::maps {
 
 namespace {
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-// Below this many elements a second thread costs more than it brings.
-constexpr std::uint64_t worth_a_thread = 32768;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+// With fewer elements a second thread costs more time than it saves.
+constexpr std::uint64_t kParallelFrom = 32768;
 
 template <unsigned D>
 struct Key {
@@ -32,8 +32,8 @@ enum class Axes { FromCell, FromExtent, TryAll };
 template <unsigned D>
 Box<D> extent_of(const Key<D>* begin, const Key<D>* end) {
     Box<D> box;
-    std::fill_n(box.min, D, infinity);
-    std::fill_n(box.max, D, -infinity);
+    std::fill_n(box.min, D, kInfinity);
+    std::fill_n(box.max, D, -kInfinity);
     for (const Key<D>* key = begin; key != end; ++key) {
         for (unsigned a = 0; a < D; ++a) {
             box.min[a] = key->p[a] < box.min[a] ? key->p[a] : box.min[a];
@@ -57,8 +57,8 @@ unsigned widest(const Box<D>& box) {
     return best;
 }
 
-// Moves the keys below (or not above) the pivot to the front, without a branch on the comparison;
-// returns their end.
+// Moves the keys that are below (not_above: not above) the pivot to the front and returns their
+// end. Does not branch on the comparison.
 template <bool not_above, unsigned D>
 Key<D>* part(Key<D>* begin, Key<D>* end, unsigned axis, float pivot) {
     Key<D>* store = begin;
@@ -72,17 +72,17 @@ Key<D>* part(Key<D>* begin, Key<D>* end, unsigned axis, float pivot) {
     return store;
 }
 
-// Coordinates that are not a number sort behind all others.
+// Sorts coordinates that are not a number last.
 inline float rank_value(float x) {
-    return x != x ? infinity : x;
+    return x != x ? kInfinity : x;
 }
 
-// A value slightly to that side of the wanted rank where more keys can be put aside at once.
+// A value near the wanted rank, slightly to the side that lets a split discard more keys.
 template <unsigned D>
 float pick_pivot(const Key<D>* begin, std::size_t count, std::size_t wanted, unsigned axis) {
-    constexpr std::size_t most = 128;
-    float sample[most];
-    const std::size_t size = count > 4096 ? most : count > 512 ? 32 : 9;
+    constexpr std::size_t kMaxSample = 128;
+    float sample[kMaxSample];
+    const std::size_t size = count > 4096 ? kMaxSample : count > 512 ? 32 : 9;
     for (std::size_t i = 0; i < size; ++i) {
         sample[i] = rank_value(begin[(i * count + count / 2) / size].p[axis]);
     }
@@ -99,8 +99,8 @@ float pick_pivot(const Key<D>* begin, std::size_t count, std::size_t wanted, uns
 template <unsigned D>
 void split(Key<D>* begin, Key<D>* end, std::size_t wanted, unsigned axis) {
     Key<D>* const middle = begin + wanted;
-    constexpr std::ptrdiff_t small = 24;
-    while (end - begin > small) {
+    constexpr std::ptrdiff_t kSmall = 24;
+    while (end - begin > kSmall) {
         const float pivot = pick_pivot(begin, static_cast<std::size_t>(end - begin),
                                        static_cast<std::size_t>(middle - begin), axis);
         Key<D>* const border = part<false>(begin, end, axis, pivot);
@@ -109,7 +109,7 @@ void split(Key<D>* begin, Key<D>* end, std::size_t wanted, unsigned axis) {
         } else if (border != begin) {
             begin = border;
         } else {
-            // The pivot is the least value: put all of its equals aside.
+            // The pivot is the smallest value: split off all keys that are equal to it.
             begin = part<true>(begin, end, axis, pivot);
             if (middle < begin) return;
         }
@@ -125,7 +125,7 @@ class Sorter {
   public:
     explicit Sorter(Axes axes) : m_axes(axes) {}
 
-    // Orders the keys of one node (or part of a node's children) of a level.
+    // Sorts the keys of a node of a level, or of some of its children.
     void sort(Key<D>* begin, Key<D>* end, unsigned level, Box<D> cell) const {
         const auto count = static_cast<std::uint64_t>(end - begin);
         while (level > 0 && count <= Shape::span(level - 1))
@@ -143,7 +143,7 @@ class Sorter {
         if (m_axes == Axes::FromCell) {
             left.max[axis] = right.min[axis] = rank_value(middle->p[axis]);
         }
-        if (count >= worth_a_thread) {
+        if (count >= kParallelFrom) {
             tbb::parallel_invoke([&] { sort(begin, middle, level, left); },
                                  [&] { sort(middle, end, level, right); });
         } else {
@@ -153,7 +153,7 @@ class Sorter {
     }
 
   private:
-    // The axis whose halves have the least sum of extents, all axes taken together.
+    // The axis for which the surfaces of the two halves have the smallest sum.
     static unsigned best_axis(Key<D>* begin, Key<D>* end, std::size_t wanted) {
         unsigned best = 0;
         double least = std::numeric_limits<double>::infinity();
@@ -168,7 +168,7 @@ class Sorter {
         }
         return best;
     }
-    // Sum over pairs of axes of the product of widths: the size of a box as a search meets it.
+    // Sum over pairs of axes of the product of widths, a measure of how often searches enter a box.
     static double surface(const Box<D>& box) {
         double sum = 0.0;
         double all = 0.0;
@@ -185,7 +185,7 @@ class Sorter {
 
 template <class Each>
 void for_each_block(std::uint64_t count, std::uint64_t elements_each, const Each& each) {
-    if (count * elements_each < worth_a_thread) {
+    if (count * elements_each < kParallelFrom) {
         for (std::uint64_t i = 0; i < count; ++i)
             each(i);
         return;
@@ -198,31 +198,31 @@ void for_each_block(std::uint64_t count, std::uint64_t elements_each, const Each
                       });
 }
 
-// The box of one leaf, for a child's place in its node.
+// Stores the box of a leaf as that of a child of a node.
 template <unsigned D>
 void bound_leaf(const float* leaf, unsigned count, float* node, unsigned child) {
     for (unsigned a = 0; a < D; ++a) {
-        float least = infinity;
-        float most = -infinity;
+        float least = kInfinity;
+        float most = -kInfinity;
         bool all_numbers = true;
         for (unsigned i = 0; i < count; ++i) {
-            const float x = leaf[a * leaf_size + i];
+            const float x = leaf[a * kLeafSize + i];
             least = x < least ? x : least;
             most = x > most ? x : most;
             all_numbers = all_numbers && x == x;
         }
-        node[a * 2 * fan_out + child] = all_numbers ? least : -infinity;
-        node[a * 2 * fan_out + fan_out + child] = all_numbers ? most : infinity;
+        node[a * 2 * kFanOut + child] = all_numbers ? least : -kInfinity;
+        node[a * 2 * kFanOut + kFanOut + child] = all_numbers ? most : kInfinity;
     }
 }
 
 template <unsigned D>
 void bound_node(const float* below, unsigned count, float* node, unsigned child) {
     for (unsigned a = 0; a < D; ++a) {
-        const float* const min = below + a * 2 * fan_out;
-        const float* const max = min + fan_out;
-        node[a * 2 * fan_out + child] = *std::min_element(min, min + count);
-        node[a * 2 * fan_out + fan_out + child] = *std::max_element(max, max + count);
+        const float* const min = below + a * 2 * kFanOut;
+        const float* const max = min + kFanOut;
+        node[a * 2 * kFanOut + child] = *std::min_element(min, min + count);
+        node[a * 2 * kFanOut + kFanOut + child] = *std::max_element(max, max + count);
     }
 }
 
@@ -232,7 +232,7 @@ void bound_all(const Shape& shape, const float* positions, float* nodes) {
         for_each_block(shape.size[level], Shape::span(1), [&](std::uint64_t j) {
             float* const node = nodes + (shape.first[level] + j) * node_floats(D);
             for (unsigned c = 0; c < shape.child_count(level, j); ++c) {
-                const std::uint64_t child = j * fan_out + c;
+                const std::uint64_t child = j * kFanOut + c;
                 if (level == 1) {
                     bound_leaf<D>(positions + child * leaf_floats(D), shape.leaf_count(child), node,
                                   c);
@@ -245,7 +245,7 @@ void bound_all(const Shape& shape, const float* positions, float* nodes) {
     }
 }
 
-// Most fields are a number or a vector, and a call for so little costs more than the copy.
+// Most fields are a number or a vector; a call of memcpy() would cost more than copying these.
 inline void copy_words(const std::uint32_t* from, std::uint64_t words, std::uint32_t* to) {
     switch (words) {
     case 1:
@@ -279,14 +279,14 @@ void fill(const Declaration& declaration, const Records& records, Axes axes, con
     auto* const positions = reinterpret_cast<float*>(base + sections.positions);
     auto* const order = reinterpret_cast<std::uint32_t*>(base + sections.order);
     auto* const rank = reinterpret_cast<std::uint32_t*>(base + sections.rank);
-    for_each_block(shape.leaves(), leaf_size, [&](std::uint64_t leaf) {
+    for_each_block(shape.leaves(), kLeafSize, [&](std::uint64_t leaf) {
         float* const block = positions + leaf * leaf_floats(D);
-        const std::uint64_t first = leaf * leaf_size;
+        const std::uint64_t first = leaf * kLeafSize;
         const unsigned here = shape.leaf_count(leaf);
         for (unsigned i = 0; i < here; ++i) {
             const Key<D>& key = keys[first + i];
             for (unsigned a = 0; a < D; ++a)
-                block[a * leaf_size + i] = key.p[a];
+                block[a * kLeafSize + i] = key.p[a];
             order[first + i] = key.index;
             rank[key.index] = static_cast<std::uint32_t>(first + i);
         }
@@ -316,10 +316,10 @@ BodyPtr build_body(const DeclarationPtr& declaration, const Records& records, fl
                                             : Axes::TryAll;
     using Fill = void (*)(const Declaration&, const Records&, Axes, const Shape&, const Sections&,
                           unsigned char*);
-    constexpr Fill fills[max_dimension] = {fill<1>, fill<2>, fill<3>, fill<4>, fill<5>, fill<6>};
+    constexpr Fill kFills[kMaxDimension] = {fill<1>, fill<2>, fill<3>, fill<4>, fill<5>, fill<6>};
     if (records.count() > 0) {
-        fills[declaration->dimension - 1](*declaration, records, axes, body->shape, body->sections,
-                                          memory->data());
+        kFills[declaration->dimension - 1](*declaration, records, axes, body->shape, body->sections,
+                                           memory->data());
     }
     body->base = memory->data();
     body->owner = memory;

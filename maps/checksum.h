@@ -1,5 +1,5 @@
-// The checksum of binary map files. At the speed of memory, since a file that is mapped is
-// otherwise hardly read at all; not meant against forgery.
+// The checksum of binary map files. It runs at the speed of memory, because opening a mapped file
+// reads little else. It does not protect against forgery.
 #pragma once
 
 #include <array>
@@ -8,17 +8,17 @@
 
 namespace vx::maps {
 
-// Eight lanes of 64 bits, lane i over words i, i + 8, ... of the data in little-endian order. Every
-// step is invertible in the word and in the lane: a change within one word always changes the
-// result.
+// Eight lanes of 64 bits; lane i covers the words i, i + 8, ... of the data, which are
+// little-endian. Each step is invertible in the word and in the lane, so a change of one word
+// always changes the result.
 class Checksum {
   public:
-    static constexpr std::uint64_t factor = 0x9e3779b97f4a7c15u;
-    static constexpr int turn = 29;
-    static constexpr std::size_t block = 64;
+    static constexpr std::uint64_t kFactor = 0x9e3779b97f4a7c15u;
+    static constexpr int kRotation = 29;
+    static constexpr std::size_t kBlockBytes = 64;
 
     Checksum();
-    // A multiple of 64 bytes.
+    // `bytes` must be a multiple of 64.
     void add(const void* data, std::size_t bytes);
     std::uint64_t value() const;
 

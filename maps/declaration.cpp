@@ -42,9 +42,9 @@ std::size_t Field::bytes() const {
 
 Status Declaration::append(std::string_view name, Map_field_type::Type type, std::uint32_t length,
                            bool is_global) {
-    if (dimension < 1 || dimension > max_dimension) return Map_status::Wrong_dimension;
+    if (dimension < 1 || dimension > kMaxDimension) return Map_status::Wrong_dimension;
     if (name.empty()) return Map_status::Field_name_empty;
-    if (name.size() > max_name_length) return Map_status::Field_name_too_long;
+    if (name.size() > kMaxNameLength) return Map_status::Field_name_too_long;
     if (!std::all_of(name.begin(), name.end(), is_name_character)) {
         return Map_status::Field_name_illegal;
     }
@@ -56,13 +56,13 @@ Status Declaration::append(std::string_view name, Map_field_type::Type type, std
         return Map_status::Field_undefined;
     }
     if (length == 0) return Map_status::Field_null_array;
-    if (length > max_field_length) return Map_status::Out_of_bounds;
+    if (length > kMaxFieldLength) return Map_status::Out_of_bounds;
     if (type == Map_field_type::String && !is_global) return Map_status::Field_illegal;
-    if (fields.size() >= max_fields || find(name) != map_no_such_field) {
+    if (fields.size() >= kMaxFields || find(name) != map_no_such_field) {
         return Map_status::Field_illegal;
     }
     std::uint64_t& end = is_global ? global_words : record_words;
-    if (end + words > max_words) return Map_status::Out_of_bounds;
+    if (end + words > kMaxWords) return Map_status::Out_of_bounds;
     fields.push_back({std::string(name), type, length, is_global, words, end});
     end += words;
     return Map_status::OK;
@@ -131,7 +131,7 @@ bool DeclarationObject::is_field_global(const Map_field_id field_id) const {
 }
 
 bool DeclarationObject::is_equal(const Map_declaration_base* other) const {
-    // Every declaration comes from this engine: nothing else makes one.
+    // This engine creates all declarations.
     return other && *m_content == *static_cast<const DeclarationObject*>(other)->m_content;
 }
 

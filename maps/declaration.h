@@ -12,28 +12,29 @@
 
 namespace vx::maps {
 
-inline constexpr std::size_t max_name_length = 255;
-inline constexpr std::uint32_t max_field_length = 1u << 20;
-inline constexpr std::size_t max_fields = 4096;
-// Of an element's record, and of all global values: a small file must not ask for a lot of memory.
-inline constexpr std::uint64_t max_words = 1u << 22;
+inline constexpr std::size_t kMaxNameLength = 255;
+inline constexpr std::uint32_t kMaxFieldLength = 1u << 20;
+inline constexpr std::size_t kMaxFields = 4096;
+// Of an element's record, and of all global values: limits the memory that a small file can ask
+// for.
+inline constexpr std::uint64_t kMaxWords = 1u << 22;
 
 struct Field {
     std::string name;
     Map_field_type::Type type = Map_field_type::Undefined;
     std::uint32_t length = 1;
     bool is_global = false;
-    // In 32-bit words; a string has room for its terminating zero. The offset is from the start of
-    // an element's record, or of the map's global values.
+    // In 32-bit words, including a string's terminating zero. The offset is from the start of an
+    // element's record, or of the map's global values.
     std::uint32_t words = 0;
     std::uint64_t offset = 0;
 
-    // Bytes of the value as the typed functions copy it.
+    // Bytes that the typed get and set functions copy.
     std::size_t bytes() const;
     bool operator==(const Field&) const = default;
 };
 
-// An element's record is its position and then its fields, all in 32-bit words.
+// An element's record is its position followed by its fields, all in 32-bit words.
 struct Declaration {
     unsigned dimension = 3;
     std::vector<Field> fields;
@@ -44,7 +45,7 @@ struct Declaration {
 
     Status append(std::string_view name, Map_field_type::Type type, std::uint32_t length,
                   bool is_global);
-    // map_no_such_field if there is none.
+    // Returns map_no_such_field for an unknown name.
     Map_field_id find(std::string_view name) const;
     // Checks id, kind and type, in this order.
     Status locate(Map_field_id id, Map_field_type::Type type, bool is_global,
@@ -54,7 +55,7 @@ struct Declaration {
 
 using DeclarationPtr = std::shared_ptr<const Declaration>;
 
-// Equal content; the common case of one shared object is decided first.
+// Compares contents; one shared object is the common case.
 inline bool same(const DeclarationPtr& a, const DeclarationPtr& b) {
     return a == b || (a && b && *a == *b);
 }
@@ -64,8 +65,9 @@ class DeclarationObject final : public Map_declaration_base {
     explicit DeclarationObject(Declaration content)
         : m_content(std::make_shared<const Declaration>(std::move(content))) {}
 
-    // What later changes of this object do not reach; null for a wrong dimension. Always the same
-    // object between two changes: what is made from one declaration is seen to fit at a glance.
+    // The current content, which later changes of this object do not affect; null if the dimension
+    // is invalid. All snapshots between two changes are one object, so that same() is fast for maps
+    // and elements made from one declaration.
     DeclarationPtr snapshot() const;
     const Declaration& content() const { return *m_content; }
 

@@ -41,7 +41,7 @@ Status ElementObject::copy_in(Map_field_id id, Map_field_type::Type type, const 
     return Map_status::OK;
 }
 
-// The same for a value of a known size, which baking sets four of per point.
+// copy_in() for values of a known size: a bake sets four of them per point.
 template <class T>
 Status ElementObject::copy_one_in(Map_field_id id, Map_field_type::Type type, const T& value) {
     if (!m_declaration) return Map_status::No_declaration;

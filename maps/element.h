@@ -15,7 +15,7 @@ class ElementObject final : public Map_element_base {
     const DeclarationPtr& declaration() const { return m_declaration; }
     std::span<const std::uint32_t> words() const { return m_words; }
     std::span<std::uint32_t> words() { return m_words; }
-    // Takes a declaration, with all values zero.
+    // Replaces the declaration; all values become zero.
     void adopt(DeclarationPtr declaration);
 
     bool has_declaration() const override { return m_declaration != nullptr; }

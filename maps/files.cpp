@@ -26,7 +26,7 @@ void tell(const char* file_name, std::uint64_t elements, const char* what, doubl
     try {
         notify((std::string("map file ") + file_name + rest).c_str());
     } catch (const std::bad_alloc&) {
-        // Nothing is left to say it with.
+        // Out of memory; drop the message.
     }
 }
 
@@ -63,7 +63,7 @@ Status save(const char* file_name, const Map& map, Map_base::File_format format)
 
 Status append_all(const Map& from, Map& to) {
     if (!same(from.declaration(), to.declaration())) return Map_status::Declaration_mismatch;
-    if (std::uint64_t{from.size()} + to.size() > max_elements) {
+    if (std::uint64_t{from.size()} + to.size() > kMaxElements) {
         return Map_status::Insufficient_memory;
     }
     for (std::uint32_t i = 0; i < from.size(); ++i)
@@ -71,7 +71,7 @@ Status append_all(const Map& from, Map& to) {
     return Map_status::OK;
 }
 
-// Runs one file operation, without letting an exception out.
+// Runs a file operation and turns exceptions into a status.
 template <class Operation>
 Map_status guarded(const Operation& operation) {
     try {

@@ -81,7 +81,7 @@ class Handle final : public Base {
 using AccessHandle = Handle<Access_map_dbhandle, const Map_base*>;
 using EditHandle = Handle<Edit_map_dbhandle, Map_base*>;
 
-// Runs a factory; without memory the result is null.
+// Runs a factory. Returns null if there is not enough memory.
 template <class Object, class Make>
 Object* guarded(Map_status* status, const Make& make) {
     try {
@@ -142,7 +142,7 @@ class InterfaceObject final : public Interface {
     }
     Map_declaration_base* createMapDeclaration(const miUint dimension) override {
         return guarded<Map_declaration_base>(nullptr, [&] {
-            const bool usable = dimension >= 1 && dimension <= max_dimension;
+            const bool usable = dimension >= 1 && dimension <= kMaxDimension;
             return new DeclarationObject(Declaration(usable ? dimension : 0));
         });
     }

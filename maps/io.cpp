@@ -14,7 +14,7 @@ namespace vx::maps {
 
 namespace {
 
-constexpr std::size_t buffer_size = std::size_t{1} << 20;
+constexpr std::size_t kBufferSize = std::size_t{1} << 20;
 
 } // namespace
 
@@ -23,7 +23,7 @@ MappedFile::~MappedFile() {
 }
 
 Status MappedFile::open(const char* name) {
-    // Not blocking: a pipe without a writer would wait for one.
+    // Opening a pipe without a writer must not block.
     const int file = name ? ::open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
     if (file < 0) return Map_status::File_could_not_be_opened;
     struct stat info {};
@@ -60,7 +60,7 @@ Status ReplacedFile::open(const char* name) {
     if (exists) {
         if (!S_ISREG(info.st_mode)) return Map_status::File_could_not_be_opened;
         mode = info.st_mode & 07777;
-        // The file that a link leads to is replaced, not the link.
+        // Replace the target of a symbolic link, not the link.
         const std::unique_ptr<char, decltype(&std::free)> real(::realpath(name, nullptr),
                                                                &std::free);
         if (real) m_name = real.get();
@@ -71,7 +71,7 @@ Status ReplacedFile::open(const char* name) {
     m_file = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (m_file < 0) return Map_status::File_could_not_be_opened;
     if (exists && ::fchmod(m_file, mode) != 0) m_failed = true;
-    m_buffer.reserve(buffer_size);
+    m_buffer.reserve(kBufferSize);
     return Map_status::OK;
 }
 
@@ -93,8 +93,8 @@ void ReplacedFile::flush() {
 
 void ReplacedFile::write(const void* data, std::size_t bytes) {
     const auto* const from = static_cast<const unsigned char*>(data);
-    if (m_buffer.size() + bytes > buffer_size) flush();
-    if (bytes >= buffer_size) {
+    if (m_buffer.size() + bytes > kBufferSize) flush();
+    if (bytes >= kBufferSize) {
         if (!m_failed && !put(from, bytes)) m_failed = true;
     } else {
         m_buffer.insert(m_buffer.end(), from, from + bytes);
@@ -117,7 +117,7 @@ Status ReplacedFile::commit() {
         ::unlink(m_temporary.c_str());
         return Map_status::Failure;
     }
-    // The new name must survive a crash as well; not every file system can be asked for that.
+    // Flush the folder so that the new name survives a crash. Not all file systems support this.
     const std::size_t slash = m_name.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : m_name.substr(0, slash + 1);
     const int directory = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

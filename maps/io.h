@@ -1,4 +1,4 @@
-// Whole files: mapped for reading, and written so that they appear whole or not at all.
+// Files that are mapped for reading, and files that are replaced as a whole.
 #pragma once
 
 #include "maps/names.h"
@@ -9,8 +9,8 @@
 
 namespace vx::maps {
 
-// A regular file in memory, read-only. Whoever shortens the file in place while it is mapped takes
-// the memory away under its readers; replacing it by renaming, as ReplacedFile does, is safe.
+// A regular file, mapped read-only. The file must not be truncated in place while it is mapped:
+// readers would crash. Replacing it by renaming, as ReplacedFile does, is safe.
 class MappedFile {
   public:
     MappedFile() = default;
@@ -18,7 +18,7 @@ class MappedFile {
     MappedFile& operator=(const MappedFile&) = delete;
     ~MappedFile();
 
-    // File_could_not_be_opened for anything but a readable regular file.
+    // Returns File_could_not_be_opened for anything but a readable regular file.
     Status open(const char* name);
     const unsigned char* data() const { return m_data; }
     std::size_t size() const { return m_size; }
@@ -28,8 +28,8 @@ class MappedFile {
     std::size_t m_size = 0;
 };
 
-// A new content for a file: written beside it and renamed over it by commit, which first makes sure
-// that it is on the disk. Without a commit nothing of it is left.
+// Replaces a file, or creates it: writes a temporary file in the same folder, which commit()
+// flushes to the disk and renames. Without a commit the destructor removes the temporary file.
 class ReplacedFile {
   public:
     ReplacedFile() = default;
@@ -37,9 +37,10 @@ class ReplacedFile {
     ReplacedFile& operator=(const ReplacedFile&) = delete;
     ~ReplacedFile();
 
-    // File_could_not_be_opened if there can be no such file, or something else is in its place.
+    // Returns File_could_not_be_opened if the temporary file cannot be created, or if the name
+    // belongs to something other than a regular file.
     Status open(const char* name);
-    // Failures are kept until commit.
+    // commit() reports failures of writing.
     void write(const void* data, std::size_t bytes);
     void write_at(std::size_t offset, const void* data, std::size_t bytes);
     Status commit();

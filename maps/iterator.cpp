@@ -40,7 +40,7 @@ MapIterator::MapIterator(const Map& map, miUint index) : m_map(&map), m_index(in
 
 void MapIterator::load() {
     const bool here = m_index < m_map->size();
-    // A map that was read anew since may have other elements.
+    // The map may have been read from another file since, with other fields.
     const bool fits =
         here && m_map->declaration() && m_map->declaration()->record_words == m_words.size();
     if (fits) m_map->copy_record(m_index, m_words.data());

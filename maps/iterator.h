@@ -1,4 +1,4 @@
-// The two iterators: over a map, and the one that stands for a search's candidate.
+// The two iterators: over the elements of a map, and for the candidate of a search.
 #pragma once
 
 #include "maps/live.h"
@@ -12,11 +12,11 @@ namespace vx::maps {
 class Map;
 struct Body;
 
-// What a functor sees of a candidate. It cannot be stepped.
+// The candidate that a search passes to a functor. It cannot be stepped.
 class Candidate final : public Map_iterator_base {
   public:
     Candidate() = default;
-    // Not copied along with a lookup: attach is called before every search.
+    // A copied lookup does not copy its candidate: attach() is called before every search.
     // NOLINTBEGIN(bugprone-copy-constructor-init, bugprone-unhandled-self-assignment)
     // NOLINTNEXTLINE(readability-redundant-member-init): a copy that names no base is a warning
     Candidate(const Candidate&) : Map_iterator_base() {}
@@ -37,11 +37,11 @@ class Candidate final : public Map_iterator_base {
   private:
     const Map* m_map = nullptr;
     const Body* m_body = nullptr;
-    float m_place[max_dimension] = {};
+    float m_place[kMaxDimension] = {};
 };
 
-// Steps through a map in the order of appending. Holds a copy of the current element, which a later
-// change of the map does not reach.
+// Steps through a map in the order of appending. Holds a copy of the current element, which later
+// changes of the map do not affect.
 class MapIterator final : public Map_iterator_base {
   public:
     // Throws std::bad_alloc.

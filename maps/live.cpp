@@ -12,7 +12,7 @@ struct Cell {
     std::array<std::atomic<long>, 2> counts{};
 };
 
-// The cells of all threads, and what threads that have ended left behind.
+// The counters of all running threads, and the sums of those that have ended.
 struct Cells {
     std::mutex mutex;
     std::vector<const Cell*> running;
@@ -20,12 +20,12 @@ struct Cells {
 };
 
 Cells& cells() {
-    // Never destroyed: threads may end after the program's static objects do.
+    // Never destroyed: threads may end after static objects are destroyed.
     static Cells* const all = new Cells;
     return *all;
 }
 
-// One thread's own: nobody else writes it, so that no locked instruction is needed.
+// The counters of one thread. No other thread writes them, so no locked instruction is needed.
 struct alignas(64) OwnCell : Cell {
     OwnCell() {
         const std::lock_guard lock(cells().mutex);

@@ -1,5 +1,6 @@
-// Counts what the interface has handed out and not got back. Every thread counts by itself, so that
-// threads that make and destroy a lookup per shading point do not wait for each other.
+// Counts objects that shaders have not destroyed and interfaces that they have not released, for
+// tests. Each thread has counters of its own: a lookup is created and destroyed per shading point,
+// and threads must not wait for each other.
 #pragma once
 
 #include <array>
@@ -12,10 +13,10 @@ enum class Kept : std::size_t { Objects, Interfaces };
 
 // Objects are declarations, elements, iterators, lookups and handles.
 void count_live(Kept what, long change);
-// Over all threads; exact while no other thread is counting.
+// Sum over all threads; exact while no other thread counts.
 long total_live(Kept what);
 
-// A member of everything that is handed out.
+// A member of each class whose objects are counted.
 class Counted {
   public:
     Counted() { count_live(Kept::Objects, 1); }

@@ -8,7 +8,7 @@ namespace vx::maps {
 
 namespace {
 
-// Memory of lookups that are gone, for the next ones on the same thread.
+// Memory of destroyed lookups, for the next ones of the same thread.
 class Spares {
   public:
     Spares() = default;
@@ -17,15 +17,15 @@ class Spares {
     ~Spares() {
         while (m_count > 0)
             free_memory(m_spares[--m_count]);
-        m_count = most + 1;
+        m_count = kMaxSpares + 1;
     }
     void* take() {
-        if (m_count > 0 && m_count <= most) return m_spares[--m_count];
+        if (m_count > 0 && m_count <= kMaxSpares) return m_spares[--m_count];
         return ::operator new (sizeof(LookupObject), std::align_val_t{alignof(LookupObject)});
     }
-    // A lookup may outlive its thread's spares, which are then marked as full.
+    // A lookup may be destroyed after its thread's Spares, whose destructor marks them as full.
     void give(void* memory) {
-        if (m_count < most) {
+        if (m_count < kMaxSpares) {
             m_spares[m_count++] = memory;
         } else {
             free_memory(memory);
@@ -33,13 +33,13 @@ class Spares {
     }
 
   private:
-    static constexpr unsigned most = 8;
+    static constexpr unsigned kMaxSpares = 8;
     static void free_memory(void* memory) {
         ::operator delete (memory, std::align_val_t{alignof(LookupObject)});
     }
 
     unsigned m_count = 0;
-    void* m_spares[most] = {};
+    void* m_spares[kMaxSpares] = {};
 };
 
 thread_local Spares spares;
@@ -80,7 +80,7 @@ Map_status LookupObject::search_with(const Map_distance_base& distance,
     if (distance.get_dimension() != declaration->dimension) {
         return Map_status::Lookup_dimension_mismatch;
     }
-    // Nothing is within a limit that is not a number.
+    // A limit that is not a number excludes everything.
     const bool hopeless = max_count <= 0 || max_squared_distance != max_squared_distance;
     if (hopeless || !body || body->shape.count == 0) return Map_status::OK;
     m_columns = m_map->columns();

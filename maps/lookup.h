@@ -11,7 +11,8 @@ class LookupObject final : public Map_lookup_base {
     LookupObject(const LookupObject& other);
     LookupObject& operator=(const LookupObject&) = delete;
 
-    // Shaders make a lookup per shading point: each thread keeps the memory of a few that are gone.
+    // Shaders create a lookup per shading point, so each thread keeps the memory of a few destroyed
+    // ones.
     static void* operator new(std::size_t bytes);
     static void operator delete(void* memory);
 

@@ -13,7 +13,7 @@ using mi::shader_v3::Map_element;
 namespace {
 
 const ElementObject* object_of(const Map_element& element) {
-    // Every element comes from this engine: nothing else makes one.
+    // This engine creates all elements.
     return static_cast<const ElementObject*>(element.operator->());
 }
 
@@ -57,7 +57,7 @@ void Map::set_columns() {
 }
 
 std::uint32_t* Map::extend() {
-    return body_count() + m_appended.count() < max_elements ? m_appended.extend() : nullptr;
+    return body_count() + m_appended.count() < kMaxElements ? m_appended.extend() : nullptr;
 }
 
 void Map::swap(Map& other) noexcept {
@@ -65,7 +65,7 @@ void Map::swap(Map& other) noexcept {
     std::swap(m_body, other.m_body);
     std::swap(m_appended, other.m_appended);
     std::swap(m_changes, other.m_changes);
-    // The vectors' memory changes hands, so that columns keep pointing at the right global values.
+    // Swapped vectors keep their memory, so the columns still point to the right global values.
     std::swap(m_globals, other.m_globals);
     std::swap(m_columns, other.m_columns);
 }

@@ -10,10 +10,10 @@
 
 namespace vx::maps {
 
-inline constexpr std::uint64_t max_elements = std::numeric_limits<std::uint32_t>::max();
+inline constexpr std::uint64_t kMaxElements = std::numeric_limits<std::uint32_t>::max();
 
-// The elements are those of the body, with `changes` on top, and then the appended records. Const
-// functions may run concurrently.
+// The elements are those of the body, as modified by m_changes, followed by the appended records.
+// Const functions may run concurrently.
 class Map final : public Map_base {
   public:
     Map() = default;
@@ -21,26 +21,26 @@ class Map final : public Map_base {
     virtual ~Map() = default;
 
     const DeclarationPtr& declaration() const { return m_declaration; }
-    // What searches see; null before the first consolidate.
+    // What searches use; null before the first consolidate().
     const Body* body() const { return m_body.get(); }
     // One per field, for rows of the body.
     const Map_column* columns() const { return m_columns.data(); }
     miUint column_count() const { return static_cast<miUint>(m_columns.size()); }
-    // The values of the global fields, by offset; never moves while the declaration stays.
+    // The values of the global fields, by offset. The address changes with the declaration only.
     const std::uint32_t* globals() const { return m_globals.data(); }
     std::uint32_t* globals() { return m_globals.data(); }
     bool is_consolidated() const { return m_appended.count() == 0 && m_changes.empty(); }
-    // The element in record form; the index must be below the size.
+    // Copies an element in record form. The index must be below the size.
     void copy_record(std::uint32_t index, std::uint32_t* words) const;
-    // A body of all elements as they are now: the last one if nothing has happened since. Throws
-    // std::bad_alloc.
+    // A body of all current elements; the map's own if it is up to date. Throws std::bad_alloc.
     BodyPtr consolidated(float quality) const;
 
-    // For reading files. Starts over with a declaration, or none.
+    // Removes all elements and replaces the declaration, which may be null.
     void declare(DeclarationPtr declaration);
-    // Takes a body of the map's declaration as the whole content.
+    // Replaces all elements by those of a body, which must have the map's declaration.
     void adopt(BodyPtr body);
-    // A new record to be filled; null when there are too many. Throws std::bad_alloc.
+    // Appends a record for the caller to fill; null if the map has kMaxElements. Throws
+    // std::bad_alloc.
     std::uint32_t* extend();
     void swap(Map& other) noexcept;
 
@@ -83,7 +83,7 @@ class Map final : public Map_base {
     std::uint64_t body_count() const { return m_body ? m_body->shape.count : 0; }
     Status copy_global(Map_field_id id, Map_field_type::Type type, void* value) const;
     Status store_global(Map_field_id id, Map_field_type::Type type, const void* value);
-    // The record that an element brings, if it fits this map.
+    // Gets the record of an element if its declaration is the map's.
     Status fitting(const mi::shader_v3::Map_element& element,
                    std::span<const std::uint32_t>& words) const;
     void set_columns();

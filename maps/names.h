@@ -1,4 +1,4 @@
-// The interface's names as the engine uses them.
+// Short names for the interface's classes.
 #pragma once
 
 #include "shader.h"
@@ -22,9 +22,9 @@ using mi::shader_v3::Map_result;
 using mi::shader_v3::Map_status;
 using Status = mi::shader_v3::Map_status::Status_code;
 
-inline constexpr unsigned max_dimension = 6;
+inline constexpr unsigned kMaxDimension = 6;
 
-// Stores a status where the caller gave room for one.
+// Stores a status unless the caller passed null.
 inline void report(Map_status* where, Status status) {
     if (where) *where = status;
 }

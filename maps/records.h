@@ -1,4 +1,4 @@
-// Elements in record form, in the order of appending. Grows without moving what is there.
+// Elements in record form, in the order of appending. Growing does not move records.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ class Records {
     std::uint32_t* operator[](std::uint64_t index) {
         return m_chunks[index >> m_shift].get() + (index & mask()) * m_words;
     }
-    // A new record at the end, to be filled. Throws std::bad_alloc and changes nothing then.
+    // Appends a record for the caller to fill. Throws std::bad_alloc, and changes nothing then.
     std::uint32_t* extend() {
         if ((m_count >> m_shift) == m_chunks.size()) {
             m_chunks.push_back(std::make_unique_for_overwrite<std::uint32_t[]>(

@@ -14,11 +14,11 @@ class Registry final : public MapStore {
     static Registry& instance();
 
     miTag store(std::shared_ptr<Map> map) override;
-    // Null also at the limit of pins.
+    // Returns null also if the map has kMaxPins pins.
     std::shared_ptr<Map> pin(miTag tag) override;
     void unpin(miTag tag) noexcept override;
     unsigned pins(miTag tag) const;
-    // False while the map is pinned or if there is none.
+    // As remove_map().
     bool remove(miTag tag);
 
   private:

@@ -1,4 +1,4 @@
-// One search through a body, in as many versions as there are instruction sets worth having.
+// A search through a body, compiled for several instruction sets.
 #pragma once
 
 #include "maps/best.h"
@@ -10,17 +10,17 @@ namespace vx::maps {
 struct Query {
     const Body* body = nullptr;
     const Map_distance_base* distance = nullptr;
-    // The search point if the box distance is the squared Euclidean one; null if only the functor
-    // knows.
+    // The search point if the functor's box distance is the squared Euclidean distance; null if the
+    // functor must be called for boxes.
     const float* euclidean_point = nullptr;
     Candidate* candidate = nullptr;
     Best* best = nullptr;
 };
 
-// All versions call the functor for the same elements in the same order and give the same results.
+// All versions call the functor for the same elements in the same order and find the same results.
 using Search = void (*)(const Query&);
 
-// The search of the best instruction set that the machine has, for a dimension from 1 to 6.
+// The search for the fastest instruction set of the machine, for a dimension from 1 to 6.
 Search search_for(unsigned dimension);
 
 namespace detail {

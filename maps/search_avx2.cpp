@@ -1,4 +1,4 @@
-// The search with vectors of eight.
+// The search for machines with AVX2.
 #include <cstdint>
 #include <immintrin.h>
 
@@ -16,7 +16,7 @@ struct Vector {
             const __m256 p = _mm256_set1_ps(q[a]);
             const __m256 below = _mm256_sub_ps(_mm256_load_ps(node + a * 16), p);
             const __m256 above = _mm256_sub_ps(p, _mm256_load_ps(node + a * 16 + 8));
-            // The second operand wins where one is not a number: such an axis counts as inside.
+            // max returns its second operand if one is not a number: the axis contributes 0.
             const __m256 outside = _mm256_max_ps(_mm256_max_ps(below, above), _mm256_setzero_ps());
             sum = _mm256_add_ps(sum, _mm256_mul_ps(outside, outside));
         }

@@ -1,6 +1,6 @@
-// The search with a whole leaf in one vector.
+// The search for machines with AVX-512: a leaf fits one vector.
 #ifdef __GNUC__
-// Some of the compiler's own vector functions start from a value that they leave unset on purpose.
+// Some intrinsics of GCC start from a value that is uninitialized on purpose.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
@@ -21,7 +21,7 @@ struct Vector {
             const __m256 p = _mm256_set1_ps(q[a]);
             const __m256 below = _mm256_sub_ps(_mm256_load_ps(node + a * 16), p);
             const __m256 above = _mm256_sub_ps(p, _mm256_load_ps(node + a * 16 + 8));
-            // The second operand wins where one is not a number: such an axis counts as inside.
+            // max returns its second operand if one is not a number: the axis contributes 0.
             const __m256 outside = _mm256_max_ps(_mm256_max_ps(below, above), _mm256_setzero_ps());
             sum = _mm256_add_ps(sum, _mm256_mul_ps(outside, outside));
         }

@@ -1,4 +1,4 @@
-// Which of the searches runs on this machine.
+// Selects the search for the machine's instruction set.
 #include "maps/search.h"
 #include "maps/testing.h"
 

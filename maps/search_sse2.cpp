@@ -1,4 +1,4 @@
-// The search for every x86-64 machine.
+// The search for all x86-64 machines.
 #include <cstdint>
 #include <emmintrin.h>
 
@@ -18,7 +18,7 @@ struct Vector {
                 const __m128 p = _mm_set1_ps(q[a]);
                 const __m128 below = _mm_sub_ps(_mm_load_ps(node + a * 16 + half * 4), p);
                 const __m128 above = _mm_sub_ps(p, _mm_load_ps(node + a * 16 + 8 + half * 4));
-                // The second operand wins where one is not a number: such an axis counts as inside.
+                // max returns its second operand if one is not a number: the axis contributes 0.
                 const __m128 outside = _mm_max_ps(_mm_max_ps(below, above), _mm_setzero_ps());
                 sum = _mm_add_ps(sum, _mm_mul_ps(outside, outside));
             }

@@ -1,15 +1,17 @@
-// The walk through the tree. Included by one source file per instruction set, each of which defines
-// VX_TARGET and VX_INLINE (attributes of functions that use it) and, in namespace vx::maps::kernel,
-// the struct Vector with
-//   node(node, q, near): 8 squared box distances,
-//   leaf(leaf, q, far): 16 squared distances,
-// both for a template argument D, axis by axis in this order and without fused operations, so that
-// all instruction sets give the same bits.
+// The traversal of the tree. Each instruction set has a source file that includes this one after
+// defining VX_TARGET and VX_INLINE, the attributes of functions that use the instruction set, and
+// the struct vx::maps::kernel::Vector with these functions:
+//   node<D>(node, q, far, near)       squared distances of 8 boxes; mask of those not beyond far
+//   leaf<D>(leaf, q, far, near)       squared distances of 16 points, likewise
+//   replace(distances, place, value)  stores one distance
+//   farthest(distances, chunks)       mask of the places that hold the largest distance
+//   nearer(distances, chunks, value)  mask of the places that hold a smaller one
+// Distances are summed axis by axis, in order and without fused operations, so that all instruction
+// sets compute the same bits.
 //
-// With a Euclidean box distance an element cannot be nearer than its own position is: a functor may
-// return more than the squared distance, never less. So elements that are too far by position are
-// left out before the functor is asked. The functor may have rounded differently from us, hence the
-// slack.
+// If the box distance is Euclidean, a functor may return more than the squared distance of an
+// element's position, never less. Elements whose position is too far are therefore skipped without
+// calling the functor. The slack allows for a functor that rounds differently.
 #pragma once
 
 #include "maps/search.h"
@@ -18,24 +20,24 @@
 #include <limits>
 
 namespace vx::maps::kernel {
-// Each source file has its own, compiled for its own instruction set.
+// Internal linkage: each source file compiles this for its own instruction set.
 namespace {
 
 VX_INLINE float with_slack(float limit) {
     return limit * 1.000004f + std::numeric_limits<float>::min();
 }
 
-// A child that waits for its visit: the root of a subtree, or a leaf (level 0).
+// A child that is still to be visited: a node, or a leaf (level 0).
 struct Pending {
     float distance;
     std::uint32_t number : 28;
     std::uint32_t level : 4;
 };
 
-// Each visit takes one entry and leaves at most eight, on every level.
-inline constexpr unsigned most_pending = max_levels * (fan_out - 1) + 2;
+// On every level a visit removes one entry and adds at most eight.
+inline constexpr unsigned kMaxPending = kMaxLevels * (kFanOut - 1) + 2;
 
-// Keeps the farthest of the few known. Distances beyond the count are minus infinity here.
+// Updates the farthest of few results. Distances beyond the count must be minus infinity.
 VX_INLINE void find_farthest(Best& best) {
     const unsigned chunks = (best.count + 15) / 16;
     const std::uint64_t there = (std::uint64_t{1} << best.count) - 1;
@@ -46,7 +48,7 @@ VX_INLINE void find_farthest(Best& best) {
     best.limit = best.distances[best.farthest];
 }
 
-// Takes a distance that is not above the limit.
+// Adds a result. The distance must not exceed the limit.
 VX_INLINE void offer(Best& best, float distance, std::uint32_t row) {
     if (!best.is_few()) {
         best.offer_many(distance, row);
@@ -69,7 +71,7 @@ VX_INLINE void offer(Best& best, float distance, std::uint32_t row) {
     find_farthest(best);
 }
 
-// Every result goes to the place that the number of nearer ones names.
+// Sorts few results by counting, for each of them, how many are nearer.
 VX_INLINE void finish(Best& best) {
     if (!best.is_few()) {
         best.finish_many();
@@ -84,7 +86,7 @@ VX_INLINE void finish(Best& best) {
         best.sorted[place] = {best.distances[i], best.rows[i]};
         taken |= std::uint64_t{1} << place;
     }
-    // Two on one place are equally far.
+    // Results with equal distances got the same place.
     if (taken != there) best.sort_few();
 }
 
@@ -96,16 +98,16 @@ VX_INLINE void offer_leaf(const Query& query, std::uint64_t leaf, const float* q
     const float* const block = body.positions() + leaf * leaf_floats(D);
     const unsigned count = body.shape.leaf_count(leaf);
     std::uint32_t open = (1u << count) - 1;
-    alignas(64) float near[leaf_size];
+    alignas(64) float near[kLeafSize];
     if (q) open &= Vector::leaf<D>(block, q, *slack, near);
-    const auto first = static_cast<std::uint32_t>(leaf * leaf_size);
+    const auto first = static_cast<std::uint32_t>(leaf * kLeafSize);
     while (open != 0) {
         const auto lane = static_cast<unsigned>(std::countr_zero(open));
         open &= open - 1;
-        // The limit may have come nearer since the leaf was measured.
+        // The limit may have shrunk since the distances were computed.
         if (q && near[lane] > *slack) continue;
         for (unsigned a = 0; a < D; ++a)
-            candidate.place(a, block[a * leaf_size + lane]);
+            candidate.place(a, block[a * kLeafSize + lane]);
         candidate.move(first + lane);
         const float distance = (*query.distance)(&candidate);
         if (!(distance <= best.limit)) continue;
@@ -128,7 +130,7 @@ VX_TARGET void walk(const Query& query) {
         q = point;
     }
     float slack = with_slack(query.best->limit);
-    Pending stack[most_pending];
+    Pending stack[kMaxPending];
     unsigned waiting = 0;
     unsigned level = shape.top;
     std::uint64_t number = 0;
@@ -139,7 +141,7 @@ VX_TARGET void walk(const Query& query) {
             const float* const node = nodes + (shape.first[level] + number) * node_floats(D);
             const unsigned children = shape.child_count(level, number);
             std::uint32_t open = (1u << children) - 1;
-            alignas(32) float near[fan_out];
+            alignas(32) float near[kFanOut];
             if (q) {
                 open &= Vector::node<D>(node, q, slack, near);
             } else {
@@ -147,15 +149,15 @@ VX_TARGET void walk(const Query& query) {
                     float min[D];
                     float max[D];
                     for (unsigned a = 0; a < D; ++a) {
-                        min[a] = node[a * 2 * fan_out + c];
-                        max[a] = node[a * 2 * fan_out + fan_out + c];
+                        min[a] = node[a * 2 * kFanOut + c];
+                        max[a] = node[a * 2 * kFanOut + kFanOut + c];
                     }
                     near[c] = (*query.distance)(min, max);
                     if (near[c] > query.best->limit) open &= ~(1u << c);
                 }
             }
             if (level > 1 && open != 0 && (open & (open - 1)) == 0) {
-                number = number * fan_out + static_cast<unsigned>(std::countr_zero(open));
+                number = number * kFanOut + static_cast<unsigned>(std::countr_zero(open));
                 --level;
                 continue;
             }
@@ -163,7 +165,7 @@ VX_TARGET void walk(const Query& query) {
             while (open != 0) {
                 const auto c = static_cast<unsigned>(std::countr_zero(open));
                 open &= open - 1;
-                const std::uint64_t child = number * fan_out + c;
+                const std::uint64_t child = number * kFanOut + c;
                 unsigned place = waiting++;
                 for (; place > begin && stack[place - 1].distance < near[c]; --place) {
                     stack[place] = stack[place - 1];
@@ -188,8 +190,8 @@ VX_TARGET void walk(const Query& query) {
 }
 
 inline Search pick(unsigned dimension) {
-    constexpr Search walks[max_dimension] = {walk<1>, walk<2>, walk<3>, walk<4>, walk<5>, walk<6>};
-    return walks[dimension - 1];
+    constexpr Search kWalks[kMaxDimension] = {walk<1>, walk<2>, walk<3>, walk<4>, walk<5>, walk<6>};
+    return kWalks[dimension - 1];
 }
 
 } // namespace

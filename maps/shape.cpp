@@ -6,10 +6,10 @@ Shape shape_of(std::uint64_t count) {
     Shape shape;
     shape.count = count;
     if (count == 0) return shape;
-    shape.size[0] = (count + leaf_size - 1) / leaf_size;
+    shape.size[0] = (count + kLeafSize - 1) / kLeafSize;
     do {
         ++shape.top;
-        shape.size[shape.top] = (shape.size[shape.top - 1] + fan_out - 1) / fan_out;
+        shape.size[shape.top] = (shape.size[shape.top - 1] + kFanOut - 1) / kFanOut;
     } while (shape.size[shape.top] > 1);
     for (unsigned level = shape.top; level >= 1; --level) {
         shape.first[level] = shape.nodes;

@@ -1,9 +1,9 @@
 // The geometry of the search tree as a function of the number of elements alone.
 //
-// Elements in tree order ("rows") are cut into leaves of 16; every 8 consecutive leaves have a
-// node, every 8 consecutive nodes a node one level up, to a single root. So child c of node j is
-// number 8 j + c one level below, nothing but boxes is stored, and a damaged file cannot lead a
-// search astray.
+// Elements in tree order are called rows. Every 16 consecutive rows form a leaf, every 8
+// consecutive leaves a node, every 8 consecutive nodes a node of the next level, up to a single
+// root. Child c of node j therefore is number 8 j + c of the level below. Only boxes are stored, no
+// references, so a damaged file cannot make a search leave the tree.
 #pragma once
 
 #include <array>
@@ -11,46 +11,46 @@
 
 namespace vx::maps {
 
-inline constexpr unsigned leaf_size = 16;
-inline constexpr unsigned fan_out = 8;
+inline constexpr unsigned kLeafSize = 16;
+inline constexpr unsigned kFanOut = 8;
 // Enough for 2^32 elements: 2^28 leaves.
-inline constexpr unsigned max_levels = 10;
+inline constexpr unsigned kMaxLevels = 10;
 
 struct Shape {
     std::uint64_t count = 0;
-    // Level 0 are the leaves; nodes stand on levels 1 to top, the root alone on level top. An empty
-    // map has no level at all (top 0, no leaf).
+    // Level 0 consists of the leaves, levels 1 to top of nodes, level top of the root. An empty map
+    // has neither leaves nor nodes, and top is 0.
     unsigned top = 0;
-    std::array<std::uint64_t, max_levels + 1> size{};
-    // Where a level's nodes begin in the array of all nodes, root first.
-    std::array<std::uint64_t, max_levels + 1> first{};
+    std::array<std::uint64_t, kMaxLevels + 1> size{};
+    // Index of a level's first node in the array of all nodes, which begins with the root.
+    std::array<std::uint64_t, kMaxLevels + 1> first{};
     std::uint64_t nodes = 0;
 
     std::uint64_t leaves() const { return size[0]; }
     // Elements of one leaf, 1 to 16.
     unsigned leaf_count(std::uint64_t leaf) const {
-        const std::uint64_t left = count - leaf * leaf_size;
-        return left < leaf_size ? static_cast<unsigned>(left) : leaf_size;
+        const std::uint64_t left = count - leaf * kLeafSize;
+        return left < kLeafSize ? static_cast<unsigned>(left) : kLeafSize;
     }
     // Children of one node, 1 to 8.
     unsigned child_count(unsigned level, std::uint64_t node) const {
-        const std::uint64_t left = size[level - 1] - node * fan_out;
-        return left < fan_out ? static_cast<unsigned>(left) : fan_out;
+        const std::uint64_t left = size[level - 1] - node * kFanOut;
+        return left < kFanOut ? static_cast<unsigned>(left) : kFanOut;
     }
-    // Elements below a whole node of a level: 16, 128, 1024, ...
-    static std::uint64_t span(unsigned level) { return std::uint64_t{leaf_size} << (3 * level); }
+    // Elements below a complete node of a level: 16, 128, 1024, ...
+    static std::uint64_t span(unsigned level) { return std::uint64_t{kLeafSize} << (3 * level); }
 };
 
 // For up to 2^32 - 1 elements.
 Shape shape_of(std::uint64_t count);
 
-// Floats of one leaf's positions (per axis 16 values) and of one node (per axis 8 minima, 8
-// maxima).
+// Number of floats of a leaf (16 coordinates per axis) and of a node (8 minima and 8 maxima per
+// axis).
 inline constexpr std::uint64_t leaf_floats(unsigned dimension) {
-    return std::uint64_t{dimension} * leaf_size;
+    return std::uint64_t{dimension} * kLeafSize;
 }
 inline constexpr std::uint64_t node_floats(unsigned dimension) {
-    return std::uint64_t{dimension} * 2 * fan_out;
+    return std::uint64_t{dimension} * 2 * kFanOut;
 }
 
 } // namespace vx::maps

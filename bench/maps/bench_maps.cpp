@@ -3,8 +3,8 @@
 // same data. Every engine must find the same number of points and the same sum of squared
 // distances.
 //
-// Runs of the engines alternate, and of each the fastest counts: what else the machine does then
-// hits all of them alike.
+// Runs of the engines alternate and the fastest run of each counts, so that other load on the
+// machine affects all of them alike.
 #include "bench/maps/clouds.h"
 #include "bench/maps/peers.h"
 #include "shader.h"
@@ -36,8 +36,8 @@ double now() {
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-// As a point cloud shader writes it: everything inside the functor, distance first limited axis by
-// axis.
+// A functor as a point cloud shader has it: it filters, after comparing the distance with the limit
+// axis by axis.
 class Shader_distance final : public Map_distance<3> {
   public:
     Shader_distance(const Float3& point, const Float3& normal, const Search& search,
@@ -50,18 +50,18 @@ class Shader_distance final : public Map_distance<3> {
           m_normal_id(normal_id) {}
 
     float operator()(const Map_iterator_base* element) const override {
-        constexpr float rejected = 1e36f;
+        constexpr float kRejected = 1e36f;
         if (m_search.filter != Filter::None) {
             int tag = 0;
             element->get(m_tag_id, tag);
-            if (!vx::bench::passes_label(tag, m_search)) return rejected;
+            if (!vx::bench::passes_label(tag, m_search)) return kRejected;
         }
         const float* const p = element->get_position();
         float sum = 0.0f;
         for (int i = 0; i < 3; ++i) {
             const float d = p[i] - m_point[i];
             sum += d * d;
-            if (sum > m_squared) return rejected;
+            if (sum > m_squared) return kRejected;
         }
         if (m_search.filter == Filter::LabelConeFacing) {
             miVector n;
@@ -69,7 +69,7 @@ class Shader_distance final : public Map_distance<3> {
             if (!vx::bench::passes_cone_and_facing({n.x, n.y, n.z}, {p[0], p[1], p[2]},
                                                    {m_point[0], m_point[1], m_point[2]}, m_normal,
                                                    m_search)) {
-                return rejected;
+                return kRejected;
             }
         }
         return sum;
@@ -110,7 +110,7 @@ struct OwnMap {
     }
     void open() { access = std::make_unique<Access_map>(edit->store()); }
 
-    // A lookup per query, as a shader makes it.
+    // A lookup per query, as in a shader.
     Found run(const Queries& queries, std::size_t begin, std::size_t end,
               const Search& search) const {
         Found sum;
@@ -132,8 +132,8 @@ struct OwnMap {
 
 using Run = std::function<Found(std::size_t begin, std::size_t end)>;
 
-// Seconds for the queries from `begin` to `end` on so many threads, each with a run of consecutive
-// ones.
+// Seconds for the queries from `begin` to `end` on a number of threads, each of which runs
+// consecutive ones.
 double time_run(const Run& run, std::size_t begin, std::size_t end, unsigned threads,
                 Found& found) {
     const std::size_t count = end - begin;
@@ -155,7 +155,7 @@ double time_run(const Run& run, std::size_t begin, std::size_t end, unsigned thr
     return seconds;
 }
 
-// The fastest of several runs, slice by slice of the queries.
+// The fastest of several runs, separately for each slice of the queries.
 struct Fastest {
     std::vector<double> seconds;
     std::vector<Found> found;
@@ -185,7 +185,7 @@ struct Case {
     const char* name;
     const Queries* queries;
     Search search;
-    double aim; // of the better peer
+    double aim; // ratio to the better peer
 };
 
 int failures = 0;
@@ -202,11 +202,11 @@ void measure(const Case& c, const OwnMap& own, const std::vector<vx::bench::Peer
             return peer->run(*c.queries, b, e, c.search);
         });
     }
-    constexpr std::size_t slices = 20;
-    std::vector<Fastest> on_one(runs.size(), Fastest(slices));
-    std::vector<Fastest> on_two(runs.size(), Fastest(slices));
+    constexpr std::size_t kSlices = 20;
+    std::vector<Fastest> on_one(runs.size(), Fastest(kSlices));
+    std::vector<Fastest> on_two(runs.size(), Fastest(kSlices));
     for (unsigned round = 0; round < rounds; ++round) {
-        for (std::size_t slice = 0; slice < slices; ++slice) {
+        for (std::size_t slice = 0; slice < kSlices; ++slice) {
             for (std::size_t i = 0; i < runs.size(); ++i) {
                 on_one[i].run(runs[i], count, slice, 1);
                 on_two[i].run(runs[i], count, slice, 2);

@@ -8,7 +8,7 @@ namespace vx::bench {
 
 namespace {
 
-// A point of the surface and its normal.
+// A point of the surface, and its normal.
 void on_surface(float x, float y, Float3& point, Float3& normal) {
     const float z = 0.08f * std::sin(9.0f * x) * std::cos(7.0f * y) +
                     0.02f * std::sin(31.0f * x + 3.0f) * std::sin(29.0f * y);

@@ -1,4 +1,4 @@
-// The data that all engines search, and what a search has to find.
+// The data that all engines search, and what a search must find.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ Queries cube_queries(std::size_t count);
 // The same queries in random order.
 Queries shuffled(Queries queries);
 
-// What one run found.
+// Results of a run.
 struct Found {
     std::uint64_t points = 0;
     double squared_distances = 0.0;
@@ -43,7 +43,7 @@ struct Found {
     }
 };
 
-// What an element must pass to be found.
+// The filter that an element must pass to be found.
 enum class Filter { None, Label, LabelConeFacing };
 
 struct Search {
@@ -54,7 +54,7 @@ struct Search {
     float max_angle = 0.7f;
 };
 
-// Parts of a filter, the same arithmetic for every engine.
+// Parts of the filter, with the same arithmetic for all engines.
 bool passes_label(int tag, const Search& search);
 bool passes_cone_and_facing(const Float3& normal, const Float3& point, const Float3& query,
                             const Float3& query_normal, const Search& search);

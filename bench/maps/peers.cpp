@@ -4,7 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
-// The headers of others do not follow our warnings.
+// Headers of other projects cause these warnings.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
 #pragma GCC diagnostic ignored "-Wshadow"
@@ -16,11 +16,11 @@ namespace vx::bench {
 
 namespace {
 
-// The nearest so far, sorted, with the filter applied to what is near enough.
+// The nearest elements so far, sorted. Applies the filter to elements that are near enough.
 class Nearest {
   public:
     using DistanceType = float;
-    static constexpr unsigned most_results = 64;
+    static constexpr unsigned kMaxResults = 64;
 
     Nearest(const Cloud& cloud, const Search& search, const Float3& query, const Float3& normal)
         : m_cloud(cloud),
@@ -29,7 +29,7 @@ class Nearest {
           m_normal(normal),
           m_limit(search.radius * search.radius) {}
 
-    // nanoflann asks for points that are nearer than this only; on the limit counts.
+    // nanoflann passes only points that are nearer than this; points at the limit count, too.
     float worstDist() const { return std::nextafter(m_limit, std::numeric_limits<float>::max()); }
     bool full() const { return m_count == m_search.most; }
     std::size_t size() const { return m_count; }
@@ -77,8 +77,8 @@ class Nearest {
     const Float3 m_normal;
     float m_limit;
     unsigned m_count = 0;
-    float m_distances[most_results];
-    std::uint32_t m_indices[most_results];
+    float m_distances[kMaxResults];
+    std::uint32_t m_indices[kMaxResults];
 };
 
 struct Adaptor {
@@ -145,7 +145,7 @@ bool point_candidate(RTCPointQueryFunctionArguments* args) {
     const float before = query.nearest->limit();
     query.nearest->addPoint(dx * dx + dy * dy + dz * dz, args->primID);
     if (query.nearest->limit() == before) return false;
-    // Rounded up: nothing may be lost.
+    // Round up, so that no point is lost.
     args->query->radius = std::sqrt(query.nearest->limit()) * 1.000001f;
     return true;
 }
@@ -167,7 +167,7 @@ class Embree final : public Peer {
         m_scene = rtcNewScene(m_device);
         RTCGeometry geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
         rtcSetGeometryUserPrimitiveCount(geometry, static_cast<unsigned>(m_cloud.points.size()));
-        // The user pointer is only read.
+        // The callbacks only read through the user pointer.
         rtcSetGeometryUserData(geometry, const_cast<Cloud*>(&m_cloud));
         rtcSetGeometryBoundsFunction(geometry, point_bounds, nullptr);
         rtcSetGeometryPointQueryFunction(geometry, point_candidate);

@@ -1,4 +1,4 @@
-// The engines that the map engine is measured against, each used as well as its interface allows.
+// The peers of the map engine, each used as efficiently as its interface allows.
 #pragma once
 
 #include "bench/maps/clouds.h"
@@ -11,7 +11,7 @@ class Peer {
   public:
     virtual ~Peer() = default;
     virtual const char* name() const = 0;
-    // Builds the index anew.
+    // Rebuilds the index.
     virtual void build() = 0;
     // Runs the queries from `begin` to `end` on the calling thread.
     virtual Found run(const Queries& queries, std::size_t begin, std::size_t end,

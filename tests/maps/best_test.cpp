@@ -1,4 +1,4 @@
-// Keeping many results: the heap and the slow ways of ties.
+// Results of a search: the heap, and the slow paths for ties.
 #include "maps/best.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The consolidated form of maps: every element once, in a box that holds it.
+// The consolidated form of maps: it has every element once, in a box that contains it.
 #include "maps/build.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ DeclarationPtr declaration_of(unsigned dimension) {
     return declaration;
 }
 
-// Every element is in the boxes of all nodes above it; NaN only in boxes without bounds.
+// Checks that the boxes of all nodes above an element contain it. Only unbounded boxes contain NaN.
 void expect_sound(const Body& body) {
     const unsigned dimension = body.declaration->dimension;
     const Shape& shape = body.shape;
@@ -43,15 +43,15 @@ void expect_sound(const Body& body) {
         std::uint32_t stored = 0;
         std::memcpy(&stored, body.column(0) + row * 4, 4);
         ASSERT_EQ(stored, index);
-        float position[max_dimension];
+        float position[kMaxDimension];
         body.copy_position(row, position);
-        std::uint64_t child = row / leaf_size;
+        std::uint64_t child = row / kLeafSize;
         for (unsigned level = 1; level <= shape.top; ++level) {
             const float* const node =
-                body.nodes() + (shape.first[level] + child / fan_out) * node_floats(dimension);
+                body.nodes() + (shape.first[level] + child / kFanOut) * node_floats(dimension);
             for (unsigned a = 0; a < dimension; ++a) {
-                const float min = node[a * 2 * fan_out + child % fan_out];
-                const float max = node[a * 2 * fan_out + fan_out + child % fan_out];
+                const float min = node[a * 2 * kFanOut + child % kFanOut];
+                const float max = node[a * 2 * kFanOut + kFanOut + child % kFanOut];
                 if (std::isnan(position[a])) {
                     ASSERT_EQ(min, -std::numeric_limits<float>::infinity());
                     ASSERT_EQ(max, std::numeric_limits<float>::infinity());
@@ -60,7 +60,7 @@ void expect_sound(const Body& body) {
                     ASSERT_GE(max, position[a]);
                 }
             }
-            child /= fan_out;
+            child /= kFanOut;
         }
     }
 }

@@ -15,7 +15,7 @@ std::uint64_t sum_of(const std::vector<unsigned char>& bytes) {
     return checksum.value();
 }
 
-// The definition in other words: one lane after the other, bit by bit of the words.
+// The definition, computed one lane after the other and each word bit by bit.
 std::uint64_t by_definition(const std::vector<unsigned char>& bytes) {
     const auto mix = [](std::uint64_t h, std::uint64_t w) {
         const std::uint64_t m = (h ^ w) * 11400714819323198485u;

@@ -1,4 +1,4 @@
-// Map files: round trips, statuses, damage of every kind, and writing that replaces.
+// Map files: round trips, statuses, damaged files, replacing files.
 #include "tests/maps/helpers.h"
 #include "tests/maps/plain_reader.h"
 
@@ -12,10 +12,10 @@ namespace {
 
 using namespace vx::maps::test;
 
-constexpr Map_base::File_format forms[] = {Map_base::Closed_binary, Map_base::Open_binary,
-                                           Map_base::Open_ASCII};
+constexpr Map_base::File_format kForms[] = {Map_base::Closed_binary, Map_base::Open_binary,
+                                            Map_base::Open_ASCII};
 
-// A small map with a field of every kind and values that are hard to write.
+// A small map with a field of every kind, and with values that are difficult to write.
 std::unique_ptr<Edit_map> awkward_map(int count) {
     Map_declaration d(3);
     using T = Map_field_type;
@@ -53,7 +53,7 @@ std::unique_ptr<Edit_map> awkward_map(int count) {
     return map;
 }
 
-// Declaration, global values and records are the same, bit for bit.
+// Compares declaration, global values and records bit for bit.
 void expect_equal(const Map_base& a, const Map_base& b) {
     Access_interface interface;
     const std::unique_ptr<Map_declaration_base> da(interface->copyMapDeclaration(&a, nullptr));
@@ -74,7 +74,7 @@ void expect_equal(const Map_base& a, const Map_base& b) {
         miMatrix ma, mb;
         ea->get_position(pa);
         eb->get_position(pb);
-        // NOLINTBEGIN(bugprone-suspicious-memory-comparison): the bits count
+        // NOLINTBEGIN(bugprone-suspicious-memory-comparison): compares bits
         EXPECT_EQ(std::memcmp(pa, pb, sizeof pa), 0);
         ea->get(0u, na);
         eb->get(0u, nb);
@@ -99,8 +99,8 @@ TEST(Files, RoundTripsBetweenTheThreeFormsKeepEveryBit) {
     const NothingLeft nothing_left;
     const Folder folder;
     const auto map = awkward_map(300);
-    for (const auto first : forms) {
-        for (const auto second : forms) {
+    for (const auto first : kForms) {
+        for (const auto second : kForms) {
             const std::string one = folder.file("one");
             const std::string two = folder.file("two");
             ASSERT_TRUE((*map)->write(one.c_str(), false, first).is_ok());
@@ -126,7 +126,7 @@ TEST(Files, WhatWasReadCanBeSearched) {
     const auto map = map_of_points(points, 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
-    for (const auto format : forms) {
+    for (const auto format : kForms) {
         const std::string file = folder.file("map");
         ASSERT_TRUE((*map)->write(file.c_str(), false, format).is_ok());
         const Access_map read(file.c_str());
@@ -155,7 +155,7 @@ TEST(Files, AMapThatIsNotConsolidatedIsWrittenWhole) {
     (*map)->get(3, element);
     (*map)->append(element);
     (*map)->set(4, element);
-    for (const auto format : forms) {
+    for (const auto format : kForms) {
         const std::string file = folder.file("map");
         ASSERT_TRUE((*map)->write(file.c_str(), false, format).is_ok());
         const Access_map read(file.c_str());
@@ -176,7 +176,7 @@ TEST(Files, AMapReadFromAFileCanBeEdited) {
     EXPECT_TRUE(edit->set(8u, 4.0f).is_ok());
     EXPECT_TRUE(edit->consolidate().is_ok());
     EXPECT_EQ(edit->size(), 41u);
-    // The file itself is as it was, and can be replaced while it is in use.
+    // Editing did not change the file, and the file can be replaced while it is mapped.
     expect_equal(*map->operator->(), *Access_map(file.c_str()).operator->());
     Edit_map mapped(file.c_str());
     EXPECT_TRUE(mapped->write(file.c_str(), false).is_ok());
@@ -229,11 +229,11 @@ TEST(Files, AFailedReadLeavesTheMapEmpty) {
 TEST(Files, CutOffAtAnyByteAFileIsNotAMap) {
     const Folder folder;
     const auto map = awkward_map(20);
-    for (const auto format : forms) {
+    for (const auto format : kForms) {
         const std::string file = folder.file("whole");
         ASSERT_TRUE((*map)->write(file.c_str(), false, format).is_ok());
         const std::string bytes = bytes_of(file);
-        // Without the line end after its last word an ASCII file lacks nothing.
+        // An ASCII file is complete without the end of its last line.
         const std::size_t lengths = bytes.size() - (format == Map_base::Open_ASCII ? 1 : 0);
         const std::string cut = folder.file("cut");
         for (std::size_t length = 0; length < lengths; ++length) {
@@ -329,7 +329,7 @@ TEST(Files, DamageWithAMatchingChecksumNeitherCrashesNorAllocates) {
                     ASSERT_TRUE(read->is_empty());
                     continue;
                 }
-                // Whatever the tree says now, a search ends and reads what is there.
+                // A search must end and stay within the file, whatever the nodes contain.
                 if (Map_declaration(read)->get_dimension() != 3) continue;
                 Map_lookup lookup(read);
                 const float point[3] = {1, 0.1f, 7};
@@ -425,7 +425,7 @@ TEST(Files, AsciiFilesThatAreWrongInOnePlace) {
 TEST(Files, AppendToAddsToAFileInItsOwnForm) {
     const Folder folder;
     const auto map = awkward_map(30);
-    for (const auto format : forms) {
+    for (const auto format : kForms) {
         const std::string file = folder.file("map");
         (*map)->write(file.c_str(), false, format);
         const std::string head = bytes_of(file).substr(0, 20);
@@ -500,7 +500,7 @@ TEST(Files, AFullDiskLeavesTheOldFileAndNothingElse) {
     rlimit tight = old;
     tight.rlim_cur = 100000;
     setrlimit(RLIMIT_FSIZE, &tight);
-    for (const auto format : forms) {
+    for (const auto format : kForms) {
         EXPECT_TRUE((*large)->write(file.c_str(), false, format) == Map_status::Failure);
     }
     setrlimit(RLIMIT_FSIZE, &old);

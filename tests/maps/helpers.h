@@ -1,4 +1,4 @@
-// What the tests of maps share: maps with known content, and files that go away.
+// Helpers of the tests of maps: maps with known content, temporary files.
 #pragma once
 
 #include "maps/interface.h"
@@ -20,7 +20,7 @@ namespace vx::maps::test {
 
 using namespace mi::shader_v3;
 
-// Lets a test see that nothing it was handed out is left over.
+// Checks that a test destroys all objects and releases all interfaces that it gets.
 class NothingLeft {
   public:
     NothingLeft() : m_objects(live_object_count()), m_interfaces(live_interface_count()) {}
@@ -46,7 +46,7 @@ inline Map_declaration cloud_declaration() {
     return declaration;
 }
 
-// Points as rows of `dimension` floats; the one field "index" holds the index of appending.
+// A map of points, given as rows of `dimension` floats. Its only field, "index", counts them.
 inline std::unique_ptr<Edit_map> map_of_points(const std::vector<float>& points, unsigned dimension,
                                                float quality = 0.6f) {
     Map_declaration declaration(dimension);
@@ -62,17 +62,17 @@ inline std::unique_ptr<Edit_map> map_of_points(const std::vector<float>& points,
     return map;
 }
 
-// A read-only access to what an edit handle holds.
+// A read-only access to the map of an Edit_map, which is stored.
 inline std::unique_ptr<Access_map> access_to(Edit_map& map) {
     return std::make_unique<Access_map>(map.store());
 }
 
-// A folder of its own for a test, gone at the end.
+// A temporary folder for the running test.
 class Folder {
   public:
     Folder() {
         const auto* const info = ::testing::UnitTest::GetInstance()->current_test_info();
-        // Thousands of small files: in memory where the system has a place for that.
+        // Tests write thousands of small files: use a memory file system if there is one.
         const std::filesystem::path in_memory = "/dev/shm";
         const bool usable = ::access(in_memory.c_str(), W_OK) == 0;
         m_path = (usable ? in_memory : std::filesystem::temp_directory_path()) /

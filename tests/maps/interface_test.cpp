@@ -1,4 +1,4 @@
-// The interface object, the handles, and maps in the database.
+// The interface object, handles, and stores of maps.
 #include "tests/maps/helpers.h"
 
 #include <map>
@@ -14,7 +14,7 @@ using vx::maps::pin_count;
 using vx::maps::remove_map;
 using vx::maps::set_map_store;
 
-// A host's store: holds at most `room` maps, with tags from 1001, and counts what is asked of it.
+// The store of a host: holds up to `room` maps, with tags from 1001, and counts pins.
 class HostStore final : public MapStore {
   public:
     explicit HostStore(std::size_t room) : m_room(room) { set_map_store(this); }

@@ -8,7 +8,7 @@ using namespace vx::maps::test;
 TEST(Iterator, StepsInTheOrderOfAppending) {
     const NothingLeft nothing_left;
     const auto map = map_of_points({5, 1, 4, 2, 3}, 1);
-    // One more that is not consolidated.
+    // One more element, which is not consolidated.
     Map_element element{Map_declaration(*map)};
     element->set(0u, 5);
     (*map)->append(element);

@@ -1,4 +1,4 @@
-// Searches against brute force. Distances are compared, and indices where ties have an order.
+// Searches against brute force. Compares distances, and indices where the order of ties is defined.
 #include "maps/lookup.h"
 #include "tests/maps/helpers.h"
 
@@ -13,11 +13,11 @@ using namespace vx::maps::test;
 using vx::maps::force_instruction_set;
 using vx::maps::InstructionSet;
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float nan_value = std::numeric_limits<float>::quiet_NaN();
-constexpr float rejected = 1e36f;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kRejected = 1e36f;
 
-// Lets through every element whose index is a multiple of `step`.
+// Rejects elements whose index is not a multiple of `step`.
 template <miUint DIM>
 class Sieve final : public Map_distance<DIM> {
   public:
@@ -25,7 +25,7 @@ class Sieve final : public Map_distance<DIM> {
     float operator()(const Map_iterator_base* element) const override {
         int index = 0;
         if (!element->get(0u, index).is_ok()) return -1.0f;
-        if (index % m_step != 0) return rejected;
+        if (index % m_step != 0) return kRejected;
         const float* const p = element->get_position();
         float sum = 0.0f;
         for (miUint i = 0; i < DIM; ++i)
@@ -37,8 +37,8 @@ class Sieve final : public Map_distance<DIM> {
     int m_step;
 };
 
-// The sum of coordinate differences, squared: a metric with boxes of its own, less than the
-// Euclidean one in places (it leaves the last axis out).
+// The sum of coordinate differences without the last axis, squared: a metric with its own box
+// distance, which may be less than the Euclidean distance.
 template <miUint DIM>
 class Street final : public Map_distance_base {
   public:
@@ -47,7 +47,7 @@ class Street final : public Map_distance_base {
     const float* get_point() const override { return m_point; }
     float operator()(const float* min, const float* max) const override {
         float sum = 0.0f;
-        for (miUint i = 0; i < axes; ++i) {
+        for (miUint i = 0; i < kAxes; ++i) {
             sum += std::max({min[i] - m_point[i], m_point[i] - max[i], 0.0f});
         }
         return sum * sum;
@@ -57,17 +57,17 @@ class Street final : public Map_distance_base {
     }
     float of(const float* p) const {
         float sum = 0.0f;
-        for (miUint i = 0; i < axes; ++i)
+        for (miUint i = 0; i < kAxes; ++i)
             sum += std::abs(p[i] - m_point[i]);
         return sum * sum;
     }
 
   private:
-    static constexpr miUint axes = DIM > 1 ? DIM - 1 : 1;
+    static constexpr miUint kAxes = DIM > 1 ? DIM - 1 : 1;
     float m_point[DIM];
 };
 
-// The same as an override below Map_distance: the inherited box distance must not be used.
+// The same metric, derived from Map_distance: its inherited box distance must not be used.
 class Street_below final : public Map_distance<3> {
   public:
     using Map_distance<3>::Map_distance;
@@ -85,7 +85,7 @@ struct Hit {
     bool operator==(const Hit&) const = default;
 };
 
-// All elements by the functor, one after the other.
+// The results of calling the functor for all elements.
 std::vector<Hit> by_hand(const Edit_map& map, const Map_distance_base& distance, int most,
                          float limit) {
     std::vector<Hit> hits;
@@ -120,7 +120,7 @@ void expect_as_by_hand(const Edit_map& map, Map_lookup& lookup, const Functor& d
     ASSERT_TRUE(lookup->search(distance, most, limit).is_ok());
     EXPECT_EQ(lookup->is_empty(), expected.empty());
     ASSERT_EQ(found(lookup), expected) << most << " within " << limit;
-    // Through the base, where nothing is known of the box distance.
+    // Search with the base class, for which the kind of box distance is unknown.
     const Map_distance_base& base = distance;
     ASSERT_TRUE(lookup->search(base, most, limit).is_ok());
     ASSERT_EQ(found(lookup), expected) << most << " within " << limit << ", by the base";
@@ -133,10 +133,10 @@ std::vector<float> make_points(Kind kind, std::size_t count, unsigned dimension,
     std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
     std::normal_distribution<float> normal(0.0f, 0.01f);
     std::vector<float> points;
-    float centre[6] = {};
+    float center[6] = {};
     for (std::size_t i = 0; i < count; ++i) {
         if (i % 40 == 0) {
-            for (float& c : centre)
+            for (float& c : center)
                 c = uniform(random);
         }
         const float along = uniform(random);
@@ -146,7 +146,7 @@ std::vector<float> make_points(Kind kind, std::size_t count, unsigned dimension,
                 points.push_back(uniform(random));
                 break;
             case Kind::Clustered:
-                points.push_back(centre[a] + normal(random));
+                points.push_back(center[a] + normal(random));
                 break;
             case Kind::Planar:
                 points.push_back(a + 1 == dimension ? 0.25f : uniform(random));
@@ -170,10 +170,10 @@ template <miUint DIM>
 void random_cases(unsigned seed, int cases) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> uniform(-1.2f, 1.2f);
-    constexpr Kind kinds[] = {Kind::Uniform, Kind::Clustered, Kind::Planar,
-                              Kind::Linear,  Kind::Identical, Kind::Lattice};
+    constexpr Kind kKinds[] = {Kind::Uniform, Kind::Clustered, Kind::Planar,
+                               Kind::Linear,  Kind::Identical, Kind::Lattice};
     for (int c = 0; c < cases; ++c) {
-        const Kind kind = kinds[c % 6];
+        const Kind kind = kKinds[c % 6];
         const std::size_t count = c % 10 == 0 ? random() % 3000 : random() % 300;
         const auto points = make_points(kind, count, DIM, random);
         const float quality = static_cast<float>(random() % 11) / 10.0f;
@@ -187,7 +187,7 @@ void random_cases(unsigned seed, int cases) {
             for (miUint a = 0; a < DIM; ++a) {
                 point[a] = on_an_element ? points[which * DIM + a] : uniform(random);
             }
-            const float limits[] = {0.0f, 1e-4f, 0.01f, 0.3f, 4.0f, 1e30f, infinity, -1.0f};
+            const float limits[] = {0.0f, 1e-4f, 0.01f, 0.3f, 4.0f, 1e30f, kInfinity, -1.0f};
             const int counts[] = {1, 2, 7, 16, 17, 48, 49, 1000, 2147483647, 0, -1};
             const float limit = limits[random() % 8];
             const int most = counts[random() % 11];
@@ -285,7 +285,7 @@ TEST(Lookup, AFunctorThatRejectsEverythingFindsNothing) {
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     const float point[3] = {0, 0, 0};
-    // Index 0 alone is a multiple, and too far away for the limit.
+    // Only index 0 is a multiple, and that element is beyond the limit.
     EXPECT_TRUE(lookup->search(Sieve<3>(point, 100000), 10, 1e-9f).is_ok());
     EXPECT_TRUE(lookup->is_empty());
 }
@@ -311,17 +311,17 @@ TEST(Lookup, PositionsThatAreNotNumbersAreLeftToTheFunctorAndHideNothing) {
     std::mt19937 random(7);
     auto points = make_points(Kind::Uniform, 1500, 3, random);
     for (std::size_t i = 0; i < points.size(); i += 13)
-        points[i] = nan_value;
+        points[i] = kNan;
     for (std::size_t i = 5; i < points.size(); i += 17)
-        points[i] = i % 2 == 0 ? infinity : -infinity;
+        points[i] = i % 2 == 0 ? kInfinity : -kInfinity;
     const auto map = map_of_points(points, 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     for (std::size_t i = 0; i < 200; ++i) {
         float point[3] = {points[3 * i], points[3 * i + 1], points[3 * i + 2]};
-        for (const float limit : {0.02f, 1e30f, infinity}) {
+        for (const float limit : {0.02f, 1e30f, kInfinity}) {
             expect_as_by_hand(*map, lookup, Map_quad_distance<3>(point), 16, limit);
-            // This functor does not look at the last axis, whatever stands there.
+            // This functor ignores the last axis, so that NaN there has no effect.
             expect_as_by_hand(*map, lookup, Street<3>(point), 16, limit);
         }
     }
@@ -332,14 +332,14 @@ TEST(Lookup, ALimitOrAPointThatIsNotANumberFindsNothing) {
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     const float point[3] = {0, 0, 0};
-    EXPECT_TRUE(lookup->search(Map_quad_distance<3>(point), 10, nan_value).is_ok());
+    EXPECT_TRUE(lookup->search(Map_quad_distance<3>(point), 10, kNan).is_ok());
     EXPECT_TRUE(lookup->is_empty());
-    const float nowhere[3] = {nan_value, 0, 0};
-    EXPECT_TRUE(lookup->search(Map_quad_distance<3>(nowhere), 10, infinity).is_ok());
+    const float nowhere[3] = {kNan, 0, 0};
+    EXPECT_TRUE(lookup->search(Map_quad_distance<3>(nowhere), 10, kInfinity).is_ok());
     EXPECT_TRUE(lookup->is_empty());
 }
 
-// Adds up in double precision, so that its rounding is not ours.
+// Sums in double precision, so that it rounds differently from the engine.
 class Rounded_otherwise final : public Map_distance<3> {
   public:
     using Map_distance<3>::Map_distance;
@@ -363,7 +363,7 @@ TEST(Lookup, AFunctorMayRoundDifferently) {
         const float point[3] = {points[3 * i] + 0.01f, points[3 * i + 1], points[3 * i + 2]};
         const Rounded_otherwise functor(point);
         const auto some = by_hand(*map, functor, 8, 1.0f);
-        // The limit on an element, where rounding decides.
+        // A limit equal to the distance of an element, so that rounding matters.
         expect_as_by_hand(*map, lookup, functor, 8, some.back().distance);
         expect_as_by_hand(*map, lookup, functor, 100, some.back().distance);
     }
@@ -393,7 +393,7 @@ TEST(Lookup, StatusesOfALookupsLife) {
     EXPECT_TRUE(lookup->is_empty());
     EXPECT_TRUE(lookup->at_end());
     EXPECT_EQ(lookup->size(), 0u);
-    EXPECT_EQ(lookup->get_squared_distance(), infinity);
+    EXPECT_EQ(lookup->get_squared_distance(), kInfinity);
     EXPECT_TRUE(lookup->get(0u, value) == Map_status::Lookup_no_previous_search);
     EXPECT_TRUE(lookup->next() == Map_status::Lookup_no_previous_search);
     EXPECT_TRUE(lookup->rewind() == Map_status::Lookup_no_previous_search);

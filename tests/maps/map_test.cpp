@@ -111,7 +111,7 @@ TEST(Map, SetReplacesAtOnceForGetAndAfterConsolidateForSearches) {
     (*map)->consolidate();
     lookup->search(Map_quad_distance<3>(origin), 5, 4.0f);
     EXPECT_EQ(lookup->size(), 2u);
-    // An element that was appended since is replaced in place.
+    // An element that is not consolidated yet is replaced in place.
     (*map)->append(element);
     element->set(0u, 77);
     EXPECT_TRUE((*map)->set(2, element).is_ok());
@@ -204,7 +204,7 @@ TEST(Map, GlobalFieldsHaveOneValueForTheWholeMap) {
     EXPECT_TRUE(map->get(8u, static_cast<char*>(nullptr)) == Map_status::Field_null_array);
     EXPECT_TRUE(Edit_map()->get(0u, i) == Map_status::No_declaration);
 
-    // Seen from an iterator and from a lookup's result as well.
+    // Iterators and lookup results have the global fields, too.
     Map_iterator it(map);
     EXPECT_TRUE(it->get(8u, name).is_ok());
     EXPECT_STREQ(name, "abcde");

@@ -1,5 +1,5 @@
-// A reader of map files as somebody writes it who has docs/map-format.md and nothing else: it
-// shares no code with the engine.
+// A reader of map files that is written from docs/map-format.md alone. It shares no code with the
+// engine.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ struct Map {
 // Throws std::runtime_error with the reason.
 Map read(const std::string& bytes);
 
-// The checksum of a binary file, as its header should have it.
+// The checksum that the header of a binary file should have.
 std::uint64_t checksum(std::string bytes);
 
 } // namespace plain

@@ -1,5 +1,5 @@
-// The documented formats are what is written: a reader made from the document alone finds
-// everything.
+// Files have the documented formats: a reader that is written from the document alone finds all
+// values.
 #include "tests/maps/helpers.h"
 #include "tests/maps/plain_reader.h"
 
@@ -28,8 +28,8 @@ TEST(PlainReader, FindsEveryValueInAllThreeForms) {
     map->set(1u, "a \"b\" \x01\\");
     map->set(4u, 0.1f);
     Map_element element(declaration);
-    constexpr int count = 1100;
-    for (int i = 0; i < count; ++i) {
+    constexpr int kCount = 1100;
+    for (int i = 0; i < kCount; ++i) {
         const float position[2] = {static_cast<float>(i * 37 % 101),
                                    1.0f / static_cast<float>(i + 1)};
         element->set_position(position);
@@ -57,8 +57,8 @@ TEST(PlainReader, FindsEveryValueInAllThreeForms) {
         EXPECT_TRUE(read.fields[4].global);
         EXPECT_EQ(read.fields[4].value, std::vector<std::uint32_t>{bits(0.1f)});
         EXPECT_STREQ(reinterpret_cast<const char*>(read.fields[1].value.data()), "a \"b\" \x01\\");
-        ASSERT_EQ(read.records.size(), static_cast<std::size_t>(count));
-        for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(read.records.size(), static_cast<std::size_t>(kCount));
+        for (int i = 0; i < kCount; ++i) {
             const auto n = static_cast<std::uint32_t>(i);
             const std::vector<std::uint32_t> expected = {bits(static_cast<float>(i * 37 % 101)),
                                                          bits(1.0f / static_cast<float>(i + 1)),

@@ -1,5 +1,5 @@
-// The map headers by themselves: layout, codes, inline functions, and wrappers in a program whose
-// renderer has no interface to give.
+// The map headers alone: layout, codes, inline functions, and wrappers in a program without an
+// interface.
 #include "shader.h"
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ class Own_box : public Map_distance<3> {
     float operator()(const float*, const float*) const override { return 0.5f; }
 };
 
-// Hides the box distance of its base by name, but does not replace it.
+// Hides the box distance of its base class by name, but does not override it.
 class Below_own_box final : public Own_box {
   public:
     using Own_box::Own_box;
@@ -151,7 +151,7 @@ TEST(MapHeader, AFunctorIsItsTableItsPointAndThenTheDerivedMembers) {
     EXPECT_EQ(Map_distance<6>::DIMENSION, 6u);
 }
 
-TEST(MapHeader, AnInheritedBoxDistanceIsRecognised) {
+TEST(MapHeader, AnInheritedBoxDistanceIsRecognized) {
     const float point[3] = {1.0f, 2.0f, 3.0f};
     const Plain functor(point);
     EXPECT_EQ(map_euclidean_point(functor), functor.get_point());

@@ -76,10 +76,10 @@ TEST(Shape, TheLargestMapFitsItsIndices) {
     const std::uint64_t count = 0xffffffffu;
     const Shape shape = shape_of(count);
     EXPECT_EQ(shape.leaves(), std::uint64_t{1} << 28);
-    EXPECT_LE(shape.top, max_levels);
+    EXPECT_LE(shape.top, kMaxLevels);
     EXPECT_EQ(shape.leaf_count(shape.leaves() - 1), 15u);
     EXPECT_EQ(shape.size[shape.top], 1u);
-    // The last row's place in a matrix column.
+    // The offset of the last row of a column of matrices.
     Declaration declaration(6);
     ASSERT_EQ(declaration.append("m", Map_field_type::Transform, 1, false), Map_status::OK);
     Sections sections;
@@ -89,13 +89,13 @@ TEST(Shape, TheLargestMapFitsItsIndices) {
 
 TEST(Shape, SizesThatDoNotFitAreRefused) {
     Declaration declaration(6);
-    constexpr std::string_view names[] = {"a", "b", "c", "d"};
+    constexpr std::string_view kNames[] = {"a", "b", "c", "d"};
     for (std::size_t i = 0; i < 4; ++i) {
-        ASSERT_EQ(declaration.append(names[i], Map_field_type::Scalar_array, 1u << 20, false),
+        ASSERT_EQ(declaration.append(kNames[i], Map_field_type::Scalar_array, 1u << 20, false),
                   i < 3 ? Map_status::OK : Map_status::Out_of_bounds);
     }
     Sections sections;
-    // Far beyond any machine, but no overflow: 2^32 records of 12 MiB.
+    // More than any machine can hold, but no overflow: 2^32 records of 12 MiB.
     EXPECT_TRUE(lay_out(declaration, shape_of(0xffffffffu), sections));
     Shape absurd = shape_of(0xffffffffu);
     absurd.count = std::uint64_t{1} << 60;

@@ -1,4 +1,4 @@
-// Many threads search one map at once.
+// Maps that many threads use at once.
 #include "tests/maps/helpers.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
         x = uniform(random);
     const auto map = map_of_points(points, 3);
     const auto access = access_to(*map);
-    constexpr std::size_t queries = 400;
+    constexpr std::size_t kQueries = 400;
     std::vector<float> expected;
     const auto search = [&](std::size_t i, auto& lookup) {
         lookup->search(Map_quad_distance<3>(points.data() + 3 * i), 12, 0.01f);
@@ -35,7 +35,7 @@ TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
     };
     {
         Map_lookup lookup(*access);
-        for (std::size_t i = 0; i < queries; ++i)
+        for (std::size_t i = 0; i < kQueries; ++i)
             expected.push_back(search(i, lookup));
     }
     std::atomic<int> different{0};
@@ -43,9 +43,9 @@ TEST(Threads, SixteenThreadsSearchOneMapAndFindTheSame) {
     for (unsigned t = 0; t < 16; ++t) {
         threads.emplace_back([&, t] {
             Map_lookup kept(*access);
-            for (std::size_t i = 0; i < queries; ++i) {
-                const std::size_t q = (i + t * 25) % queries;
-                // Every other search with a lookup of its own, as shaders do it.
+            for (std::size_t i = 0; i < kQueries; ++i) {
+                const std::size_t q = (i + t * 25) % kQueries;
+                // Every other search uses a new lookup, as shaders do.
                 if (i % 2 == 0) {
                     if (search(q, kept) != expected[q]) ++different;
                 } else {
