@@ -12,6 +12,7 @@ float __wrap_acosf(float x) {
 }
 float __wrap_powf(float x, float y) {
     ++vx::test::maths_calls.powf;
+    if (vx::test::maths_calls.on_powf) vx::test::maths_calls.on_powf();
     return __real_powf(x, y);
 }
 // NOLINTEND(bugprone-reserved-identifier)

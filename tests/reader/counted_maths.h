@@ -3,11 +3,14 @@
 #ifndef VX_TESTS_READER_COUNTED_MATHS_H
 #define VX_TESTS_READER_COUNTED_MATHS_H
 
+#include <functional>
+
 namespace vx::test {
 
 struct MathsCalls {
     int acosf = 0;
     int powf = 0;
+    std::function<void()> on_powf; // called first when set
 };
 inline MathsCalls maths_calls;
 

@@ -116,6 +116,52 @@ TEST_F(ReadInstanceDataTest, WhenDisabledNothingElseIsReadOrLoaded) {
     EXPECT_FALSE(record->hasRgb || record->hasOpacity || record->hasNormal || record->hasTag);
 }
 
+TEST_F(ReadInstanceDataTest, AnyDisableButZeroDisables) {
+    maps.files[frame_file] = content_of({{}});
+    labels = "1";
+    params.useLabels = miTRUE;
+    params.facing = 1;
+    params.useOpacity = miTRUE;
+    for (const int disable : {1, 2, -1}) {
+        params.disable = disable;
+        start();
+        const auto record = make_record();
+        EXPECT_THAT(renderer.calls(), IsEmpty());
+        EXPECT_EQ(record->disabled, disable);
+        EXPECT_EQ(record->mapHolder, nullptr);
+    }
+}
+
+TEST_F(ReadInstanceDataTest, DisabledRecordHoldsNothing) {
+    connect_everything();
+    connect(offsetof(ReadParameters, disable), miInteger{2});
+    start();
+    const auto record = make_record();
+    EXPECT_EQ(record->fileName, miNULLTAG);
+    EXPECT_EQ(record->frame, 0);
+    EXPECT_EQ(record->radius, 0.0F);
+    EXPECT_EQ(record->maxPoints, 0);
+    EXPECT_EQ(record->useLabels, miFALSE);
+    EXPECT_EQ(record->labels, miNULLTAG);
+    EXPECT_EQ(record->facing, 0);
+    EXPECT_EQ(record->useOpacity, miFALSE);
+    EXPECT_EQ(record->radiusSquared, 0.0F);
+    for (const auto field :
+         {record->rgbField, record->opacityField, record->normalField, record->tagField})
+        EXPECT_EQ(field, mi::shader_v3::map_no_such_field);
+}
+
+TEST_F(ReadInstanceDataTest, AnyUseLabelsButZeroReadsTheLabels) {
+    labels = "4-5";
+    for (const int use : {1, 2, -1}) {
+        params.useLabels = use;
+        start();
+        const auto record = make_record();
+        EXPECT_EQ(record->useLabels, use);
+        EXPECT_EQ(record->labelCount, 2) << use;
+    }
+}
+
 TEST_F(ReadInstanceDataTest, WithoutUseLabelsTheLabelsAreNeverEvaluated) {
     maps.files[frame_file] = content_of({{}});
     labels = "1-3";
@@ -249,6 +295,16 @@ TEST_F(ReadInstanceDataTest, MapWithoutColorIsDroppedWithOneWarningAndDisables) 
             "access 1 destroyed", "declaration destroyed"));
     EXPECT_NE(record->disabled, miFALSE);
     EXPECT_FALSE(record->hasRgb);
+}
+
+TEST_F(ReadInstanceDataTest, MissingFieldsHaveNoIdentifier) {
+    put_map_with({"rgbPP"});
+    start();
+    const auto record = make_record();
+    EXPECT_EQ(record->rgbField, 0u);
+    for (const auto field : {record->opacityField, record->normalField, record->tagField})
+        EXPECT_EQ(field, mi::shader_v3::map_no_such_field);
+    EXPECT_THAT(renderer.calls_starting_with("get_field_id"), ElementsAre("get_field_id(rgbPP)"));
 }
 
 TEST_F(ReadInstanceDataTest, MapWithoutColorIsReleasedOnceOnly) {

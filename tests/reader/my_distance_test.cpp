@@ -1,10 +1,7 @@
 // Which baked points a search keeps, and at which distance.
 #include "src/reader/my_distance.h"
 
-#include "tests/reader/counted_maths.h"
-#include "tests/reader/read_instance.h"
-
-#include <gtest/gtest.h>
+#include "tests/reader/distance_fixture.h"
 
 #include <cmath>
 #include <limits>
@@ -13,40 +10,11 @@ namespace {
 
 using vx::stub::Element;
 using vx::stub::MapContent;
-using vx::stub::Maps;
-using vx::test::BakedPoint;
 using vx::test::content_of;
 using vx::test::frame_file;
-using vx::test::maths_calls;
-using vx::test::ReadInstance;
+using vx::test::MyDistanceTest;
 
-constexpr float rejected = 1e36F;
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-
-class MyDistanceTest : public testing::Test, protected ReadInstance {
-  protected:
-    Maps maps{renderer};
-
-    // What the functor says of `point`, for an instance that has loaded a map with that point.
-    float of(const BakedPoint& point) { return of(content_of({point})); }
-    float of(const MapContent& content) {
-        maps.files[frame_file] = content;
-        start();
-        state.point = query;
-        state.normal = normal;
-        const auto record = make_record();
-        const My_distance distance(&state, params.minAngle, params.maxAngle, record.get());
-        maths_calls = {};
-        const Element element(content);
-        const mi::shader_v3::Map_distance_base& as_search_sees_it = distance;
-        return as_search_sees_it(&element);
-    }
-    // The same for a point at distance 1 whose normal has this cosine to the surface's.
-    float of_cosine(float cosine) { return of({.position = {0, 0, 1}, .normal = {0, 0, cosine}}); }
-
-    miVector query = {0, 0, 0};
-    miVector normal = {0, 0, 1};
-};
 
 TEST_F(MyDistanceTest, InheritsAllButTheElementDistance) {
     maps.files[frame_file] = content_of({{}});
@@ -72,9 +40,9 @@ TEST_F(MyDistanceTest, CarriesWhatTheStateSays) {
     state.dir = {7, 8, 9};
     const auto record = make_record();
     const My_distance distance(&state, 90, 180, record.get());
-    EXPECT_EQ(distance.m_normal.y, 5);
-    EXPECT_EQ(distance.m_direction.z, 9);
-    EXPECT_EQ(distance.m_minAngle, 90.0F * 3.1415927F / 180.0F);
+    EXPECT_EQ(vx::stub::text_of(distance.m_normal), "4 5 6");
+    EXPECT_EQ(vx::stub::text_of(distance.m_direction), "7 8 9");
+    EXPECT_EQ(distance.m_minAngle, 3.1415927F / 2);
     EXPECT_EQ(distance.m_maxAngle, 3.1415927F);
     EXPECT_EQ(distance.m_record, record.get());
     // One block behind the inherited point, in this order.
@@ -95,7 +63,9 @@ TEST_F(MyDistanceTest, ReturnsTheSquaredDistance) {
 }
 
 TEST_F(MyDistanceTest, PointExactlyAtTheRadiusIsKept) {
+    EXPECT_EQ(of({.position = {2, 0, 0}}), 4.0F);
     EXPECT_EQ(of({.position = {0, 2, 0}}), 4.0F);
+    EXPECT_EQ(of({.position = {0, 0, -2}}), 4.0F);
     EXPECT_EQ(of({.position = {0, std::nextafter(2.0F, 3.0F), 0}}), rejected);
 }
 
@@ -127,10 +97,26 @@ TEST_F(MyDistanceTest, AddsTheAxesInOrder) {
 TEST_F(MyDistanceTest, LabelsCountOnlyWhenAskedFor) {
     labels = "3-5";
     EXPECT_EQ(of({.label = 9}), 0.0F);
-    params.useLabels = 2;
-    EXPECT_EQ(of({.label = 9}), rejected);
-    EXPECT_EQ(of({.label = 3}), 0.0F);
-    EXPECT_EQ(of({.label = 5}), 0.0F);
+    for (const int use : {1, 2, -1}) {
+        params.useLabels = use;
+        EXPECT_EQ(of({.label = 9}), rejected) << use;
+        EXPECT_EQ(of({.label = 3}), 0.0F) << use;
+        EXPECT_EQ(of({.label = 5}), 0.0F) << use;
+    }
+}
+
+TEST_F(MyDistanceTest, LabelIsReadBeforeThePosition) {
+    params.useLabels = miTRUE;
+    labels = "1";
+    MapContent content = content_of({{.label = 2}});
+    maps.files[frame_file] = content;
+    start();
+    const auto record = make_record();
+    const My_distance distance(&state, 0, 180, record.get());
+    content.positions.clear(); // reading a position now would crash
+    const Element element(content);
+    ASSERT_EQ(element.get_position(), nullptr);
+    EXPECT_EQ(distance(&element), rejected);
 }
 
 TEST_F(MyDistanceTest, EmptyLabelListRejectsEverything) {
@@ -149,103 +135,6 @@ TEST_F(MyDistanceTest, PointsOfAMapWithoutTagHaveNoLabel) {
     EXPECT_EQ(of(content), 0.0F);
 }
 
-// ---- cone ----
-
-TEST_F(MyDistanceTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
-    params.minAngle = 0;
-    params.maxAngle = 180;
-    for (const float cosine : {-1.0F, 0.0F, 0.5F, 1.0F, nan})
-        EXPECT_EQ(of_cosine(cosine), 1.0F);
-    EXPECT_EQ(maths_calls.acosf, 0);
-}
-
-TEST_F(MyDistanceTest, RangeBeyondTheWholeIsNoConeEither) {
-    params.minAngle = -20;
-    params.maxAngle = 360;
-    EXPECT_EQ(of_cosine(0.3F), 1.0F);
-    EXPECT_EQ(maths_calls.acosf, 0);
-}
-
-TEST_F(MyDistanceTest, ConeKeepsAnglesBetweenItsLimits) {
-    params.minAngle = 30;
-    params.maxAngle = 90;
-    EXPECT_EQ(of_cosine(0.9F), rejected); // 25.8 degrees
-    EXPECT_EQ(of_cosine(0.8F), 1.0F);     // 36.9
-    EXPECT_EQ(maths_calls.acosf, 1);
-    EXPECT_EQ(of_cosine(0.01F), 1.0F);
-    EXPECT_EQ(of_cosine(-0.01F), rejected);
-    EXPECT_EQ(of_cosine(-1.0F), rejected);
-    EXPECT_EQ(of_cosine(1.0F), rejected);
-}
-
-TEST_F(MyDistanceTest, AngleExactlyAtALimitIsKept) {
-    // acosf(0) and 90 * pi / 180 are the same float.
-    ASSERT_EQ(std::acos(0.0F), 90.0F * 3.1415927F / 180.0F);
-    params.minAngle = 90;
-    EXPECT_EQ(of_cosine(0.0F), 1.0F);
-    EXPECT_EQ(of_cosine(1e-6F), rejected);
-    params.minAngle = 0;
-    params.maxAngle = 90;
-    EXPECT_EQ(of_cosine(0.0F), 1.0F);
-    EXPECT_EQ(of_cosine(-1e-6F), rejected);
-}
-
-TEST_F(MyDistanceTest, OneLimitAloneIsACone) {
-    params.minAngle = 60;
-    EXPECT_EQ(of_cosine(0.9F), rejected);
-    EXPECT_EQ(of_cosine(-1.0F), 1.0F);
-    params.minAngle = 0;
-    params.maxAngle = 60;
-    EXPECT_EQ(of_cosine(0.9F), 1.0F);
-    EXPECT_EQ(of_cosine(0.0F), rejected);
-}
-
-TEST_F(MyDistanceTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
-    params.maxAngle = 0.5F;
-    // 0.9999 is 0.81 degrees, but counts as none.
-    EXPECT_EQ(of_cosine(0.9999F), 1.0F);
-    EXPECT_EQ(of_cosine(2.0F), 1.0F);
-    EXPECT_EQ(maths_calls.acosf, 0);
-    EXPECT_EQ(of_cosine(std::nextafter(0.9999F, 0.0F)), rejected);
-    EXPECT_EQ(maths_calls.acosf, 1);
-
-    params.minAngle = 179.5F;
-    params.maxAngle = 180;
-    EXPECT_EQ(of_cosine(-0.9999F), 1.0F);
-    EXPECT_EQ(of_cosine(-2.0F), 1.0F);
-    EXPECT_EQ(maths_calls.acosf, 0);
-    EXPECT_EQ(of_cosine(std::nextafter(-0.9999F, 0.0F)), rejected);
-    EXPECT_EQ(maths_calls.acosf, 1);
-}
-
-TEST_F(MyDistanceTest, CosineThatIsNoNumberCountsAsTheSameDirection) {
-    params.maxAngle = 10;
-    EXPECT_EQ(of_cosine(nan), 1.0F);
-    params.minAngle = 1;
-    EXPECT_EQ(of_cosine(nan), rejected);
-    EXPECT_EQ(maths_calls.acosf, 0);
-}
-
-TEST_F(MyDistanceTest, NormalsAreUsedAsTheyAre) {
-    // 0.5 * 1 is 60 degrees although the two directions are the same.
-    params.minAngle = 50;
-    params.maxAngle = 70;
-    normal = {0, 0, 0.5F};
-    EXPECT_EQ(of_cosine(1.0F), 1.0F);
-    normal = {0, 0, 1};
-    EXPECT_EQ(of_cosine(1.0F), rejected);
-}
-
-TEST_F(MyDistanceTest, PointsOfAMapWithoutNormalsAreAtARightAngle) {
-    MapContent content;
-    content.positions = {{0, 0, 1}};
-    content.add("rgbPP", std::vector<miVector>{{1, 1, 1}});
-    params.maxAngle = 80;
-    EXPECT_EQ(of(content), rejected);
-    params.maxAngle = 100;
-    EXPECT_EQ(of(content), 1.0F);
-}
-
 // ---- facing ----
 
 TEST_F(MyDistanceTest, FacingModeKeepsOnlyPointsBeforeTheSurface) {
@@ -254,10 +143,34 @@ TEST_F(MyDistanceTest, FacingModeKeepsOnlyPointsBeforeTheSurface) {
     EXPECT_EQ(of({.position = {1, 1, -0.25F}}), rejected);
 }
 
+TEST_F(MyDistanceTest, FacingModeMeasuresFromTheQueryPointOnEveryAxis) {
+    params.facing = 1;
+    query = {5, 6, 7};
+    normal = {1, 0, 0};
+    EXPECT_EQ(of({.position = {5.5F, 6, 7}}), 0.25F);
+    EXPECT_EQ(of({.position = {4.5F, 6, 7}}), rejected);
+    normal = {0, 1, 0};
+    EXPECT_EQ(of({.position = {5, 6.5F, 7}}), 0.25F);
+    EXPECT_EQ(of({.position = {5, 5.5F, 7}}), rejected);
+    normal = {0, 0, 1};
+    EXPECT_EQ(of({.position = {5, 6, 7.5F}}), 0.25F);
+    EXPECT_EQ(of({.position = {5, 6, 6.5F}}), rejected);
+}
+
 TEST_F(MyDistanceTest, FacingModeRejectsTheTangentPlaneAndTheQueryPointItself) {
     params.facing = 1;
     EXPECT_EQ(of({.position = {1, 1, 0}}), rejected);
     EXPECT_EQ(of({.position = {0, 0, 0}}), rejected);
+    normal = {1, 1, 0};
+    EXPECT_EQ(of({.position = {1, -1, 0.5F}}), rejected);
+    EXPECT_EQ(of({.position = {1, std::nextafter(-1.0F, 0.0F), 0}}),
+              1 + std::nextafter(1.0F, 0.0F) * std::nextafter(1.0F, 0.0F));
+}
+
+TEST_F(MyDistanceTest, FacingModeRejectsANanNormal) {
+    params.facing = 1;
+    normal = {0, nan, 1};
+    EXPECT_EQ(of({.position = {0, 0, 1}}), rejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeIsOnForExactlyOne) {

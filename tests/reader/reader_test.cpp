@@ -2,6 +2,7 @@
 #include "src/reader/reader.h"
 
 #include "tests/reader/read_instance.h"
+#include "tests/reader/watched_blocks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@ using vx::stub::Maps;
 using vx::test::content_of;
 using vx::test::frame_file;
 using vx::test::ReadInstance;
+using vx::test::watch_block;
 
 class ReaderTest : public testing::Test, protected ReadInstance {
   protected:
@@ -44,6 +46,23 @@ TEST_F(ReaderTest, InitReadsAndExitReleases) {
     ExitReadInstance(&state);
     EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "access 1 destroyed"));
     EXPECT_EQ(*renderer.user_pointer(state.shader), record) << "the pointer is not reset";
+}
+
+TEST_F(ReaderTest, ExitReleasesTheMapThenTheLabelsThenTheRecord) {
+    maps.files[frame_file] = content_of({{}});
+    params.useLabels = miTRUE;
+    labels = "1-3";
+    start();
+    InitReadInstance(&state, block());
+    const auto* const record =
+        static_cast<const ReadInstanceData*>(*renderer.user_pointer(state.shader));
+    watch_block(record, "record");
+    watch_block(record->labelValues, "labels");
+    watch_block(record->mapHolder, "holder");
+    renderer.clear_calls();
+    ExitReadInstance(&state);
+    EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "access 1 destroyed", "holder released",
+                                              "labels released", "record released"));
 }
 
 TEST_F(ReaderTest, WithoutARecordTheResultIsUntouchedAndFalse) {

@@ -1,0 +1,244 @@
+// Which angles between the normals of a surface and of a baked point the functor keeps.
+#include "tests/reader/distance_fixture.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+namespace {
+
+using vx::stub::MapContent;
+using vx::test::MyDistanceTest;
+
+constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float pi = 3.1415927F;
+
+class ConeTest : public MyDistanceTest {
+  protected:
+    My_distance with_limits(float min_degrees, float max_degrees) {
+        return {&state, min_degrees, max_degrees, nullptr};
+    }
+};
+
+// ---- degrees and radians ----
+
+// degrees * pi / 180 with one rounding per step. The product of two floats is exact in double
+// precision, and rounding a quotient to double first does not change its rounding to float.
+float radians_of(float degrees) {
+    const auto product = static_cast<float>(double{degrees} * double{pi});
+    return static_cast<float>(double{product} / 180.0);
+}
+
+TEST_F(ConeTest, DegreesAreMultipliedByPiAndThenDividedBy180) {
+    int telling = 0;
+    for (int step = -720; step <= 1440; ++step) {
+        const float degrees = 0.25F * static_cast<float>(step);
+        const float expected = radians_of(degrees);
+        EXPECT_EQ(with_limits(degrees, 0).m_minAngle, expected) << degrees;
+        EXPECT_EQ(with_limits(0, degrees).m_maxAngle, expected) << degrees;
+        if (expected != degrees * (pi / 180.0F) && expected != degrees / 180.0F * pi) ++telling;
+    }
+    EXPECT_GT(telling, 100) << "another order would have passed";
+}
+
+// A cosine whose angle is exactly `angle`, if single precision has one.
+std::optional<float> cosine_of(float angle) {
+    float cosine = std::nextafter(std::cos(angle), 1.0F);
+    for (int i = 0; i < 3; ++i) {
+        if (std::acos(cosine) == angle) return cosine;
+        cosine = std::nextafter(cosine, -1.0F);
+    }
+    return std::nullopt;
+}
+
+// For some angles another order of the operations gives a limit that is one bit lower. Points whose
+// angle is exactly one of the two limits tell the difference.
+TEST_F(ConeTest, LastBitOfALimitDecides) {
+    int lower = 0;
+    int upper = 0;
+    for (int whole = 1; whole < 180; ++whole) {
+        const auto degrees = static_cast<float>(whole);
+        const float limit = radians_of(degrees);
+        const float other = degrees * (pi / 180.0F);
+        if (!(other < limit)) continue;
+        if (const std::optional<float> cosine = cosine_of(other)) {
+            params.minAngle = degrees;
+            params.maxAngle = 180;
+            EXPECT_EQ(of_cosine(*cosine), rejected) << degrees;
+            ++lower;
+        }
+        if (const std::optional<float> cosine = cosine_of(limit)) {
+            params.minAngle = 0;
+            params.maxAngle = degrees;
+            EXPECT_EQ(of_cosine(*cosine), 1.0F) << degrees;
+            ++upper;
+        }
+    }
+    EXPECT_GT(lower, 0);
+    EXPECT_GT(upper, 0);
+}
+
+// ---- when there is a cone ----
+
+TEST_F(ConeTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
+    params.minAngle = 0;
+    params.maxAngle = 180;
+    for (const float cosine : {-1.0F, 0.0F, 0.5F, 1.0F, nan}) {
+        EXPECT_EQ(of_cosine(cosine), 1.0F) << cosine;
+        EXPECT_EQ(acosf_calls(), 0) << cosine;
+    }
+}
+
+TEST_F(ConeTest, RangeBeyondTheWholeIsNoConeEither) {
+    params.minAngle = -20;
+    params.maxAngle = 360;
+    EXPECT_EQ(of_cosine(0.3F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 0);
+}
+
+TEST_F(ConeTest, SmallestLimitsMakeACone) {
+    params.minAngle = 1e-30F;
+    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 1);
+    params.minAngle = 0;
+    params.maxAngle = std::nextafter(180.0F, 0.0F);
+    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 1);
+}
+
+TEST_F(ConeTest, OneLimitAloneIsACone) {
+    params.minAngle = 60;
+    EXPECT_EQ(of_cosine(0.9F), rejected);
+    EXPECT_EQ(of_cosine(-1.0F), 1.0F);
+    params.minAngle = 0;
+    params.maxAngle = 60;
+    EXPECT_EQ(of_cosine(0.9F), 1.0F);
+    EXPECT_EQ(of_cosine(0.0F), rejected);
+}
+
+TEST_F(ConeTest, NanLimitIsNoLimit) {
+    params.minAngle = nan;
+    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 0);
+    params.maxAngle = 60;
+    EXPECT_EQ(of_cosine(0.9F), 1.0F);
+    EXPECT_EQ(of_cosine(0.0F), rejected);
+    params.minAngle = 60;
+    params.maxAngle = nan;
+    EXPECT_EQ(of_cosine(0.9F), rejected);
+    EXPECT_EQ(of_cosine(0.0F), 1.0F);
+}
+
+TEST_F(ConeTest, PointsBeyondTheRadiusOrOfOtherLabelsCostNoAcosf) {
+    params.minAngle = 10;
+    EXPECT_EQ(of({.position = {0, 0, 3}, .normal = {0, 0, 0.5F}}), rejected);
+    EXPECT_EQ(acosf_calls(), 0);
+    params.useLabels = miTRUE;
+    labels = "1";
+    EXPECT_EQ(of({.normal = {0, 0, 0.5F}, .label = 2}), rejected);
+    EXPECT_EQ(acosf_calls(), 0);
+    EXPECT_EQ(of({.normal = {0, 0, 0.5F}, .label = 1}), 0.0F);
+    EXPECT_EQ(acosf_calls(), 1);
+}
+
+TEST_F(ConeTest, ComesBeforeFacing) {
+    params.minAngle = 10;
+    params.facing = 1;
+    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 0.5F}}), rejected);
+    EXPECT_EQ(acosf_calls(), 1);
+}
+
+// ---- which angles it keeps ----
+
+TEST_F(ConeTest, KeepsAnglesBetweenItsLimits) {
+    params.minAngle = 30;
+    params.maxAngle = 90;
+    EXPECT_EQ(of_cosine(0.9F), rejected); // 25.8 degrees
+    EXPECT_EQ(of_cosine(0.8F), 1.0F);     // 36.9
+    EXPECT_EQ(acosf_calls(), 2);
+    EXPECT_EQ(of_cosine(0.01F), 1.0F);
+    EXPECT_EQ(of_cosine(-0.01F), rejected);
+    EXPECT_EQ(of_cosine(-1.0F), rejected);
+    EXPECT_EQ(of_cosine(1.0F), rejected);
+}
+
+TEST_F(ConeTest, AngleExactlyAtALimitIsKept) {
+    // acosf(0) and 90 * pi / 180 are the same float.
+    ASSERT_EQ(std::acos(0.0F), radians_of(90));
+    params.minAngle = 90;
+    EXPECT_EQ(of_cosine(0.0F), 1.0F);
+    EXPECT_EQ(of_cosine(1e-6F), rejected);
+    params.minAngle = 0;
+    params.maxAngle = 90;
+    EXPECT_EQ(of_cosine(0.0F), 1.0F);
+    EXPECT_EQ(of_cosine(-1e-6F), rejected);
+}
+
+TEST_F(ConeTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
+    params.maxAngle = 0.5F;
+    // 0.9999 is 0.81 degrees, but counts as none.
+    EXPECT_EQ(of_cosine(0.9999F), 1.0F);
+    EXPECT_EQ(of_cosine(2.0F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 0);
+    EXPECT_EQ(of_cosine(std::nextafter(0.9999F, 0.0F)), rejected);
+    EXPECT_EQ(acosf_calls(), 1);
+
+    params.minAngle = 179.5F;
+    params.maxAngle = 180;
+    EXPECT_EQ(of_cosine(-0.9999F), 1.0F);
+    EXPECT_EQ(of_cosine(-2.0F), 1.0F);
+    EXPECT_EQ(acosf_calls(), 0);
+    EXPECT_EQ(of_cosine(std::nextafter(-0.9999F, 0.0F)), rejected);
+    EXPECT_EQ(acosf_calls(), 1);
+}
+
+TEST_F(ConeTest, AtThePolesTheAngleIsZeroOrPiToTheBit) {
+    params.maxAngle = 0;
+    EXPECT_EQ(of_cosine(0.9999F), 1.0F);
+    params.maxAngle = -1e-30F;
+    EXPECT_EQ(of_cosine(0.9999F), rejected);
+
+    params.minAngle = 180;
+    params.maxAngle = 180;
+    EXPECT_EQ(of_cosine(-0.9999F), 1.0F);
+    params.minAngle = 0;
+    params.maxAngle = std::nextafter(180.0F, 0.0F);
+    EXPECT_EQ(of_cosine(-0.9999F), rejected);
+    params.minAngle = std::nextafter(180.0F, 200.0F);
+    params.maxAngle = 360;
+    EXPECT_EQ(of_cosine(-0.9999F), rejected);
+}
+
+TEST_F(ConeTest, CosineThatIsNoNumberCountsAsTheSameDirection) {
+    params.maxAngle = 10;
+    EXPECT_EQ(of_cosine(nan), 1.0F);
+    params.minAngle = 1;
+    EXPECT_EQ(of_cosine(nan), rejected);
+    EXPECT_EQ(acosf_calls(), 0);
+}
+
+TEST_F(ConeTest, NormalsAreUsedAsTheyAre) {
+    // 0.5 * 1 is 60 degrees although the two directions are the same.
+    params.minAngle = 50;
+    params.maxAngle = 70;
+    normal = {0, 0, 0.5F};
+    EXPECT_EQ(of_cosine(1.0F), 1.0F);
+    normal = {0, 0, 1};
+    EXPECT_EQ(of_cosine(1.0F), rejected);
+}
+
+TEST_F(ConeTest, PointsOfAMapWithoutNormalsAreAtARightAngle) {
+    MapContent content;
+    content.positions = {{0, 0, 1}};
+    content.add("rgbPP", std::vector<miVector>{{1, 1, 1}});
+    normal = {0.5F, 0.5F, 0.5F};
+    params.minAngle = 90;
+    params.maxAngle = 90;
+    EXPECT_EQ(of(content), 1.0F);
+    params.minAngle = 0;
+    params.maxAngle = 80;
+    EXPECT_EQ(of(content), rejected);
+}
+
+} // namespace
