@@ -315,8 +315,8 @@ int main(int argc, char** argv) {
     on_surface.radius = 3.0f * spacing;
     Search in_cube;
     in_cube.radius = 1.93f * cube_spacing;
-    Search labelled = on_surface;
-    labelled.filter = Filter::Label;
+    Search labeled = on_surface;
+    labeled.filter = Filter::Label;
     Search facing = on_surface;
     facing.filter = Filter::LabelConeFacing;
 
@@ -325,7 +325,7 @@ int main(int argc, char** argv) {
     measure({"surface, scan order", &scan, on_surface, 0.8}, own, peers, rounds);
     measure({"surface, shuffled", &random, on_surface, 0.6}, own, peers, rounds);
     measure({"uniform cube", &inside, in_cube, 0.6}, own_cube, cube_peers, rounds);
-    measure({"surface, scan order, 10 % pass a label filter", &scan, labelled, 0.6}, own, peers,
+    measure({"surface, scan order, 10 % pass a label filter", &scan, labeled, 0.6}, own, peers,
             rounds);
     measure({"surface, scan order, label, normal cone and facing", &scan, facing, 0.6}, own, peers,
             rounds);
