@@ -42,20 +42,20 @@ bool ReadSlot(CAttribute& slot, const CPdcWalk& walk, std::FILE* file) {
     return slot.FRead(file, intAsInt32);
 }
 
+// The size of a pipe is unknown: its data are collected before the slot is resized for them.
+bool ReadSlotOfPipe(CAttribute& slot, const CPdcWalk& walk, std::FILE* file) {
+    std::string bytes;
+    if (!ReadGrowing(file, static_cast<std::size_t>(walk.dataSize), bytes)) return false;
+    const std::unique_ptr<std::FILE, CloseFile> collected(
+        fmemopen(bytes.data(), bytes.size(), "rb"));
+    return ReadSlot(slot, walk, collected.get());
+}
+
 bool ReadRecordData(CPdcWalk& walk, CAttribute& slot, std::FILE* file) {
     if (walk.dataSize < 0) return walk.Fail(PdcError::BadParticleCount, walk.dataOffset);
-    bool whole = false;
-    if (walk.Remaining() >= 0) {
-        whole = walk.dataSize <= walk.Remaining() && ReadSlot(slot, walk, file);
-    } else {
-        // The size of a pipe is unknown: collect the data before the slot is resized for them.
-        std::string bytes;
-        if (ReadGrowing(file, static_cast<std::size_t>(walk.dataSize), bytes)) {
-            const std::unique_ptr<std::FILE, CloseFile> collected(
-                fmemopen(bytes.data(), bytes.size(), "rb"));
-            whole = ReadSlot(slot, walk, collected.get());
-        }
-    }
+    const bool whole = walk.Remaining() == kSizeUnknown
+                           ? ReadSlotOfPipe(slot, walk, file)
+                           : walk.CanHold(walk.dataSize) && ReadSlot(slot, walk, file);
     if (!whole) return walk.Fail(PdcError::DataPastEnd, walk.dataOffset);
     walk.MarkDataRead();
     return true;
@@ -67,10 +67,7 @@ bool LoadRecords(CPdcWalk& walk, std::FILE* file, CPdc& pdc) {
     pdc.header = walk.header;
     if (!whole) return false;
     const std::int32_t count = pdc.header.attributeCount;
-    if (count < 1) return true;
-    if (walk.Remaining() >= 0 && count > walk.Remaining() / kPdcRecordLeast) {
-        return walk.Fail(PdcError::BadAttributeCount, 24);
-    }
+    if (!walk.CanHold(count * kPdcRecordLeast)) return walk.Fail(PdcError::BadAttributeCount, 24);
     for (std::int32_t i = 0; i < count; ++i) {
         if (!walk.NextRecord()) return false;
         CAttribute* const slot = FindSlot(pdc, walk.name, walk.code);

@@ -3,18 +3,19 @@
 #include "src/points/big_endian.h"
 
 #include <algorithm>
-#include <limits>
+
+static_assert(sizeof(long) >= sizeof(std::int64_t), "fseek moves by the size of any record");
 
 namespace {
 
-// Bytes from the current position to the end, -1 if unknown. Devices report a size of 0.
+// Bytes from the current position to the end. Devices report a size of 0, which is not believed.
 std::int64_t MeasureStream(std::FILE* file) {
-    if (file == nullptr) return -1;
+    if (file == nullptr) return kSizeUnknown;
     const long start = std::ftell(file);
-    if (start < 0 || std::fseek(file, 0, SEEK_END) != 0) return -1;
+    if (start < 0 || std::fseek(file, 0, SEEK_END) != 0) return kSizeUnknown;
     const long end = std::ftell(file);
-    if (std::fseek(file, start, SEEK_SET) != 0) return -1;
-    return end > start ? std::int64_t{end} - start : -1;
+    if (std::fseek(file, start, SEEK_SET) != 0) return kSizeUnknown;
+    return end > start ? std::int64_t{end} - start : kSizeUnknown;
 }
 
 } // namespace
@@ -102,9 +103,7 @@ bool CPdcWalk::NextRecord() {
     std::int32_t length = 0;
     if (!ReadBigEndianInt(mFile, length)) return Fail(PdcError::ShortRecord, mPosition);
     mPosition += 4;
-    if (length < 0 || (mSize >= 0 && length > Remaining())) {
-        return Fail(PdcError::BadNameLength, mPosition - 4);
-    }
+    if (length < 0 || !CanHold(length)) return Fail(PdcError::BadNameLength, mPosition - 4);
     if (!ReadGrowing(mFile, static_cast<std::size_t>(length), name)) {
         return Fail(PdcError::ShortRecord, mPosition);
     }
@@ -120,10 +119,7 @@ bool CPdcWalk::SkipData() {
     const bool known = code >= 0 && code < kPdcTypeCodes;
     if (known && dataSize < 0) return Fail(PdcError::BadParticleCount, dataOffset);
     const std::int64_t size = known ? dataSize : lastSkippedSize;
-    if (size > std::numeric_limits<long>::max() ||
-        std::fseek(mFile, static_cast<long>(size), SEEK_CUR) != 0) {
-        return Fail(PdcError::SeekFailed, dataOffset);
-    }
+    if (std::fseek(mFile, size, SEEK_CUR) != 0) return Fail(PdcError::SeekFailed, dataOffset);
     lastSkippedSize = size;
     mPosition += size;
     return true;
@@ -134,5 +130,9 @@ void CPdcWalk::MarkDataRead() {
 }
 
 std::int64_t CPdcWalk::Remaining() const {
-    return mSize < 0 ? -1 : std::max<std::int64_t>(mSize - mPosition, 0);
+    return mSize == kSizeUnknown ? kSizeUnknown : std::max<std::int64_t>(mSize - mPosition, 0);
+}
+
+bool CPdcWalk::CanHold(std::int64_t bytes) const {
+    return mSize == kSizeUnknown || bytes <= Remaining();
 }

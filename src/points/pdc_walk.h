@@ -14,6 +14,7 @@
 
 constexpr std::int32_t kPdcTypeCodes = 6;       // 0 to 5
 constexpr std::int64_t kPdcRecordLeast = 4 + 4; // size of a record with neither name nor data
+constexpr std::int64_t kSizeUnknown = -1;       // of a stream that is not seekable
 
 // Codes 1, 3 and 5 store a value per particle, codes 0, 2 and 4 one value for all.
 bool IsPerParticleCode(std::int32_t code);
@@ -30,7 +31,7 @@ enum class PdcError {
     BadParticleCount,  // values per particle of a negative count
     DataPastEnd,       // a record's data is longer than the rest of the file
     BadAttributeCount, // more records than the rest of the file can hold
-    SeekFailed,        // the stream is not seekable, as a pipe, or the offset is out of range
+    SeekFailed,        // the stream is not seekable, as a pipe
     OutOfMemory        // not enough memory for data that the file does hold
 };
 
@@ -64,9 +65,12 @@ class CPdcWalk {
     // The caller has read the record's data, all dataSize bytes.
     void MarkDataRead();
 
-    // Bytes from the current position to the end of the file, -1 if the stream has no known size (a
-    // pipe).
+    // Bytes from the current position to the end of the file, or kSizeUnknown.
     std::int64_t Remaining() const;
+
+    // Whether the rest of the file is at least as long as this, which is assumed of an unknown
+    // size.
+    bool CanHold(std::int64_t bytes) const;
 
     // Sets error and errorOffset and returns false.
     bool Fail(PdcError why, std::int64_t offset);
@@ -83,7 +87,7 @@ class CPdcWalk {
   private:
     std::FILE* mFile;
     std::int64_t mPosition;
-    std::int64_t mSize; // -1 if unknown
+    std::int64_t mSize; // or kSizeUnknown
 };
 
 #endif

@@ -404,6 +404,11 @@ TEST(PdcLoad, BadNameLengthsFail) {
     }
 }
 
+TEST(PdcLoad, AttributesThatFillTheFileLoad) {
+    // Each of the smallest size: no name, no data.
+    EXPECT_TRUE(Load(Bytes().header(0, 3).record("", 3).record("", 3).record("", 3).text).ok);
+}
+
 TEST(PdcLoad, MoreAttributesThanTheFileCanHoldFails) {
     const Loaded l = Load(Bytes().header(1, 2).record("tag", 2).text);
     EXPECT_FALSE(l.ok);
@@ -517,6 +522,8 @@ TEST(PdcLoad, APipeThatPromisesTooMuchFailsWhereItEnds) {
     EXPECT_EQ(single.result.error, PdcError::DataPastEnd);
     const Loaded name = LoadThroughPipe(Bytes().header(1, 1).i32(INT32_MAX).raw("abc").text);
     EXPECT_FALSE(name.ok);
+    EXPECT_EQ(name.result.error, PdcError::ShortRecord);
+    EXPECT_EQ(name.result.offset, 32);
 }
 
 } // namespace

@@ -201,6 +201,16 @@ TEST(PdcHostile, UnknownCodesTakeAStepOrTwoPerRecord) {
     EXPECT_LE(whole.requests, kRequestLimit);
 }
 
+// Nothing but the arrays themselves: a second copy of the values would double the peak.
+TEST(PdcHostile, ValuesOfAFileAreReadStraightIntoTheirArrays) {
+    constexpr std::size_t n = 100000;
+    Bytes b;
+    b.header(n, 1).record("position", 5).raw(std::string(n * 24, '\0'));
+    const Outcome o = LoadWatched(b.text);
+    EXPECT_TRUE(o.loaded);
+    EXPECT_LE(o.peak, n * sizeof(CVectorD) + kMemoryLimit);
+}
+
 TEST(PdcHostile, MemoryThatRunsOutIsAFailureNotAnException) {
     constexpr int n = 100000;
     Bytes b;
@@ -215,6 +225,7 @@ TEST(PdcHostile, MemoryThatRunsOutIsAFailureNotAnException) {
         EXPECT_FALSE(LoadPdc(f.get(), *pdc, &result));
         watched_memory::reset();
         EXPECT_EQ(result.error, PdcError::OutOfMemory);
+        EXPECT_EQ(result.offset, 28 + 4 + 8 + 4);
         std::rewind(f.get());
         EXPECT_TRUE(LoadPdc(f.get(), *pdc)) << "the same file loads when there is memory";
     }
