@@ -74,6 +74,14 @@ miScalar to_scalar(miParam_type from, const void* value) {
     }
 }
 
+/* FNV-1a. */
+std::uint64_t hash(std::string_view text) {
+    std::uint64_t h = 0xcbf29ce484222325U;
+    for (const char c : text)
+        h = (h ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+    return h;
+}
+
 miInteger to_integer(miScalar s) {
     /* Outside of the range, and for a NaN, the conversion would be undefined. */
     if (!(s > -2147483648.0f)) return s <= -2147483648.0f ? INT32_MIN : 0;
@@ -120,6 +128,10 @@ void convert(miParam_type from, const void* value, miParam_type to, void* result
         return;
     }
     }
+}
+
+std::string Function::label() const {
+    return "shader \"" + declaration->name() + "\" (instance \"" + name + "\")";
 }
 
 FunctionTable::~FunctionTable() {
@@ -210,6 +222,7 @@ Function* FunctionTable::create(Declaration& declaration, std::size_t parameter_
     function->record = record;
     function->declaration = &declaration;
     function->name = std::move(name);
+    function->name_hash = hash(function->name);
     function->connections.clear();
     function->stage.store(Function::Stage::cold, std::memory_order_relaxed);
     by_address_[record->parameters] = function;

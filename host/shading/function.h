@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -79,8 +80,9 @@ struct Function {
     enum class Stage { cold, starting, ready, refused };
 
     miTag tag = miNULLTAG;
-    std::size_t index = 0; /* in the order of creation */
-    std::string name;      /* for messages: the scene's name, or that of the declaration */
+    std::size_t index = 0;       /* in the order of creation */
+    std::string name;            /* the scene's name; of an anonymous one "OWNER / DECLARATION" */
+    std::uint64_t name_hash = 0; /* the same on every machine */
     Declaration* declaration = nullptr;
     miFunction* record = nullptr;
     std::vector<Connection> connections; /* by offset */
@@ -90,6 +92,9 @@ struct Function {
     miLock lock = nullptr;
     std::atomic<Stage> stage{Stage::cold};
     bool needs_exit = false;
+
+    /* As messages name it: shader "DECLARATION" (instance "NAME"). */
+    [[nodiscard]] std::string label() const;
 };
 
 inline Function* function_of(const miFunction* record) {

@@ -63,11 +63,11 @@ miTag ShaderBuilder::build(const scene::ShaderCall& call, const std::string& nam
     return function->tag;
 }
 
-miTag ShaderBuilder::copy(miTag original, miTag existing) {
+miTag ShaderBuilder::copy(miTag original, const std::string& name, miTag existing) {
     const Function* const from = context_.functions.find(original);
     if (from == nullptr) return existing;
     const auto bytes = static_cast<std::size_t>(from->record->parameter_size);
-    Function* const to = context_.functions.create(*from->declaration, bytes, from->name, existing);
+    Function* const to = context_.functions.create(*from->declaration, bytes, name, existing);
     std::memcpy(to->record->parameters, from->record->parameters, bytes);
     to->connections = from->connections;
     FunctionTable::connect(*to);
@@ -77,6 +77,13 @@ miTag ShaderBuilder::copy(miTag original, miTag existing) {
 
 miTag ShaderBuilder::next_owned(Owned& owned) const {
     return owned.used_ < owned.tags_.size() ? owned.tags_[owned.used_] : miNULLTAG;
+}
+
+std::string ShaderBuilder::owned_name(Owned& owned, const std::string& owner,
+                                      const std::string& shader) {
+    const std::string name = owner + " / " + shader;
+    const int number = ++owned.names_[name];
+    return number == 1 ? name : name + " " + std::to_string(number);
 }
 
 void ShaderBuilder::keep(Owned& owned, miTag tag) {
@@ -103,8 +110,9 @@ std::vector<miTag> ShaderBuilder::members(const scene::ShaderList& shaders, Owne
         const bool to_head = named && i == 0;
         const bool last = i + 1 == shaders.size();
         if (const auto* const call = std::get_if<scene::ShaderCall>(&shaders[i])) {
-            const miTag tag = build(*call, to_head ? owner : owner + " / " + call->declaration,
-                                    to_head ? head : next_owned(owned), {});
+            const miTag tag =
+                build(*call, to_head ? owner : owned_name(owned, owner, call->declaration),
+                      to_head ? head : next_owned(owned), {});
             if (!to_head) keep(owned, tag);
             if (tag != miNULLTAG) tags.push_back(tag);
             continue;
@@ -119,7 +127,9 @@ std::vector<miTag> ShaderBuilder::members(const scene::ShaderList& shaders, Owne
         for (miTag next = miNULLTAG; tag != miNULLTAG; tag = next) {
             next = context_.functions.find(tag)->record->next_function;
             const bool into_head = to_head && tags.empty();
-            const miTag made = copy(tag, into_head ? head : next_owned(owned));
+            const std::string& name = context_.functions.find(tag)->name;
+            const miTag made = copy(tag, into_head ? owner : owned_name(owned, owner, name),
+                                    into_head ? head : next_owned(owned));
             if (!into_head) keep(owned, made);
             tags.push_back(made);
         }
@@ -177,7 +187,7 @@ void ShaderBuilder::complete() {
         const Function* const function = context_.functions.find(made);
         if (function == nullptr) continue;
         const miTag next = function->record->next_function;
-        copy(original, made);
+        copy(original, function->name, made);
         context_.functions.find(made)->record->next_function = next;
     }
 }

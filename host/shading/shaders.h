@@ -53,12 +53,16 @@ class NameTable {
  * same order, so that their tags stay. */
 class Owned {
   public:
-    void restart() { used_ = 0; }
+    void restart() {
+        used_ = 0;
+        names_.clear();
+    }
 
   private:
     friend class ShaderBuilder;
     std::vector<miTag> tags_;
     std::size_t used_ = 0;
+    std::unordered_map<std::string, int> names_; /* how often each was given since the restart */
 };
 
 class ShaderBuilder final : public NameResolver {
@@ -100,8 +104,11 @@ class ShaderBuilder final : public NameResolver {
     Declaration& declaration_for(const scene::ShaderCall& call);
     miTag build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                 BlockReport report);
-    miTag copy(miTag original, miTag existing);
+    miTag copy(miTag original, const std::string& name, miTag existing);
     miTag next_owned(Owned& owned) const;
+    /* "OWNER / SHADER", and a number from the second one on. */
+    static std::string owned_name(Owned& owned, const std::string& owner,
+                                  const std::string& shader);
     void keep(Owned& owned, miTag tag);
     /* The functions of a list, in order. `named`: the first is the shader called `owner`. */
     std::vector<miTag> members(const scene::ShaderList& shaders, Owned& owned,

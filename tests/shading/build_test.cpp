@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "tests/shading/rig.h"
 
@@ -194,6 +195,32 @@ TEST_F(Build, CopiesInListsFollowTheirOriginal) {
     shader("n", "test_add", {set("value", numbers(7, 0, 0, 7))});
     builder.on_render("", "", "", {});
     EXPECT_THAT(run(material_record("m").shader), IsColor(9, 0, 0, 72));
+}
+
+TEST_F(Build, ShadersWithoutANameAreNamedAfterTheirOwner) {
+    shader("named", "test_constant");
+    const auto names = [&] {
+        std::vector<std::string> list;
+        for (const miTag tag : chain(material_record("m").shader))
+            list.push_back(function(tag).name);
+        return list;
+    };
+    const scene::ShaderList surface = {call("test_add"), named("named"), call("test_add"),
+                                       call("test_black")};
+    material("m", surface);
+    const std::vector<std::string> expected = {"m / test_add", "m / named", "m / test_add 2",
+                                               "m / test_black"};
+    EXPECT_EQ(names(), expected);
+    /* Whatever the list was in between. */
+    material("m", {call("test_black"), call("test_constant")});
+    EXPECT_THAT(names(), ElementsAre("m / test_black", "m / test_constant"));
+    material("m", surface);
+    EXPECT_EQ(names(), expected);
+
+    std::set<std::uint64_t> hashes;
+    for (const auto& f : context.functions.functions())
+        if (f->record != nullptr) hashes.insert(f->name_hash);
+    EXPECT_EQ(hashes.size(), 5u);
 }
 
 TEST_F(Build, ASingleNamedShaderIsUsedAsItIs) {
