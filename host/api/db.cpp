@@ -44,10 +44,10 @@ void* mi_db_access(const miTag tag) {
         /* Told once and then put up with: shaders that never unpin a declaration are in use. */
         if (over_limit)
             context.say(vx::shading::Level::warning,
-                        "shader \"" + context.thread().running() + "\": element " +
-                            std::to_string(tag) + " \"" + context.database.name(tag) +
+                        context.thread().with_shader(
+                            "element " + std::to_string(tag) + " \"" + context.database.name(tag) +
                             "\" has more than " + std::to_string(vx::db::Database::max_pins) +
-                            " pins; it is accessed without being unpinned");
+                            " pins; it is accessed without being unpinned"));
         return address;
     });
 }
@@ -55,10 +55,10 @@ void* mi_db_access(const miTag tag) {
 void mi_db_unpin(const miTag tag) {
     answer_or_abort([tag](Context& context) {
         if (!context.thread().pins.unpin(tag))
-            context.say(vx::shading::Level::warning, "shader \"" + context.thread().running() +
-                                                         "\": element " + std::to_string(tag) +
-                                                         " \"" + context.database.name(tag) +
-                                                         "\" is unpinned but was not pinned");
+            context.say(vx::shading::Level::warning,
+                        context.thread().with_shader("element " + std::to_string(tag) + " \"" +
+                                                     context.database.name(tag) +
+                                                     "\" is unpinned but was not pinned"));
         return 0;
     });
 }

@@ -11,6 +11,7 @@ void mi_init_lock(miLock* lock) {
 }
 
 void mi_delete_lock(miLock* lock) {
+    if (*lock != nullptr) Context::current().thread().locks.forget(*static_cast<Lock*>(*lock));
     vx::shading::delete_lock(*lock);
     *lock = nullptr;
 }
@@ -18,15 +19,16 @@ void mi_delete_lock(miLock* lock) {
 void mi_lock(miLock lock) {
     Context& context = Context::current();
     if (lock == nullptr) context.abort_render("mi_lock of a lock that was not initialised");
-    if (static_cast<Lock*>(lock)->take(context, false) == Lock::Result::already_mine)
+    if (context.thread().locks.take(*static_cast<Lock*>(lock), context) ==
+        Lock::Result::already_mine)
         context.abort_render("mi_lock of a lock that this thread holds already");
 }
 
 void mi_unlock(miLock lock) {
     Context& context = Context::current();
     if (lock == nullptr) context.abort_render("mi_unlock of a lock that was not initialised");
-    if (!static_cast<Lock*>(lock)->give())
-        context.say(vx::shading::Level::warning,
-                    "shader \"" + context.thread().running() +
-                        "\": mi_unlock of a lock that this thread does not hold");
+    if (!context.thread().locks.give(*static_cast<Lock*>(lock)))
+        context.say(
+            vx::shading::Level::warning,
+            context.thread().with_shader("mi_unlock of a lock that this thread does not hold"));
 }

@@ -306,13 +306,15 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     say(Level::info,
         fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", renderer.eye_rays(), seconds,
                     static_cast<double>(renderer.eye_rays()) / std::max(seconds, 1e-9)));
-    return context_.shaders_refused() ? Outcome::failed : Outcome::done;
+    return Outcome::done;
 }
 
 Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Frame& frame,
                               bool surfaces) {
     try {
-        return render_frame(request, frame, surfaces);
+        const Outcome outcome = render_frame(request, frame, surfaces);
+        // By now the exits have run as well.
+        return outcome == Outcome::done && context_.shaders_failed() ? Outcome::failed : outcome;
     } catch (const std::exception& e) {
         progress_.finish();
         say(Level::error, e.what());
@@ -343,14 +345,7 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     const bool surfaces = std::any_of(files.begin(), files.end(),
                                       [](const Output& o) { return wants_surfaces(o.request); });
     image::Frame frame(0, 0, false);
-    Outcome outcome = Outcome::failed;
-    try {
-        outcome = render_frame(request, frame, surfaces);
-    } catch (const std::exception& e) {
-        progress_.finish();
-        say(Level::error, e.what());
-        return Outcome::failed;
-    }
+    Outcome outcome = render(request, frame, surfaces);
     if (outcome == Outcome::interrupted || frame.width() == 0) return outcome;
     for (const Output& output : files) {
         image::WriteRequest r = output.request;

@@ -37,22 +37,32 @@ void check_depth(Context& context, const Function& next) {
     context.abort_render(text);
 }
 
+/* Within the frame of the call. */
+bool run(Context& context, const Function& function, void* result, miState* state,
+         void* parameters) {
+    const std::uint64_t locks_before = context.thread().locks.mark();
+    try {
+        return function.declaration->code.main(result, state, parameters) != miFALSE;
+    } catch (...) {
+        context.abort_call(locks_before);
+    }
+}
+
 bool call_function(Context& context, Function& function, void* result, miState* state,
                    miShader_type role, void* argument) {
     context.check_aborted();
     check_depth(context, function);
     if (!context.ready(function, state)) return false;
-    const ShaderCode::Main run = function.declaration->code.main;
     if (argument == nullptr) {
         const CallFrame frame(context, function, state, role, function.record);
-        return run(result, state, function.record->parameters) != miFALSE;
+        return run(context, function, result, state, function.record->parameters);
     }
     /* A foreign block has no ghost block beside it, so the record must not point to one. */
     miFunction record = *function.record;
     record.ghost_offs = 0;
     record.connected = 0;
     const CallFrame frame(context, function, state, role, &record);
-    return run(result, state, argument) != miFALSE;
+    return run(context, function, result, state, argument);
 }
 
 Function* function_or_abort(Context& context, miTag tag) {

@@ -49,18 +49,26 @@ void Context::throw_aborted() {
 }
 
 void Context::abort_render(std::string_view text) {
-    std::string message;
-    if (const std::string shader = thread().running(); !shader.empty())
-        message = "shader \"" + shader + "\": ";
-    message += text;
+    const std::string message = thread().with_shader(text);
     /* Only the first reason is told; the other threads are brought down by it. */
     if (!aborted_.exchange(true, std::memory_order_relaxed)) say(Level::fatal, message);
     throw RenderAborted(message);
 }
 
+void Context::abort_call(std::uint64_t locks_before) {
+    /* Before the locks are given back: whoever waits for one is to give up, not to go on with what
+     * was left half done. */
+    const bool was_aborted = aborted_.exchange(true, std::memory_order_relaxed);
+    thread().locks.give_back_since(locks_before);
+    if (was_aborted) throw_aborted();
+    const std::string message = thread().with_shader(caught_reason());
+    say(Level::fatal, message);
+    throw RenderAborted(message);
+}
+
 void Context::begin_render() {
     aborted_.store(false, std::memory_order_relaxed);
-    refused_.store(false, std::memory_order_relaxed);
+    failed_.store(false, std::memory_order_relaxed);
 }
 
 } // namespace vx::shading

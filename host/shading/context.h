@@ -11,6 +11,7 @@
 #define VX_HOST_SHADING_CONTEXT_H
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -89,6 +90,9 @@ class Context {
     /* Writes the text with the running shader's name in front as a fatal message, marks the render
      * as aborted and throws. */
     [[noreturn]] void abort_render(std::string_view text);
+    /* For a catch block around a call of the running shader: as abort_render with the reason of the
+     * exception, and gives back the locks that the call took. */
+    [[noreturn]] void abort_call(std::uint64_t locks_before);
     /* Marks it only; for a cancel from outside. Threads notice at their next lock or evaluation. */
     void cancel() noexcept { aborted_.store(true, std::memory_order_relaxed); }
     [[nodiscard]] bool aborted() const noexcept { return aborted_.load(std::memory_order_relaxed); }
@@ -96,9 +100,10 @@ class Context {
     void check_aborted() const {
         if (aborted()) throw_aborted();
     }
-    /* Whether shaders were refused since begin_render: the picture is not what the scene says. */
-    [[nodiscard]] bool shaders_refused() const noexcept {
-        return refused_.load(std::memory_order_relaxed);
+    /* Whether shaders were refused or exits failed since begin_render: the picture is not what the
+     * scene says, or not all that shaders were to do is done. */
+    [[nodiscard]] bool shaders_failed() const noexcept {
+        return failed_.load(std::memory_order_relaxed);
     }
 
     /* A message of module RC from the calling thread. */
@@ -124,13 +129,18 @@ class Context {
     bool start(Function& function, miState* state);
     bool start(Declaration& declaration, Function& function, miState* state);
     void refuse(Declaration& declaration, const std::string& why);
+    void refuse(Function& function, const std::string& why);
+    template <class Call>
+    std::string failure_of(Call&& call);
+    template <class Call>
+    void run_exit(const std::string& label, const std::string& name, Call&& call);
 
     static inline std::atomic<Context*> current_{nullptr};
     static inline thread_local constinit MyThread my_thread_{0, nullptr};
 
     const std::uint64_t id_;
     std::atomic<bool> aborted_{false};
-    std::atomic<bool> refused_{false};
+    std::atomic<bool> failed_{false};
     Lock init_lock_;
     std::vector<Declaration*> started_; /* in the order of their init */
     std::mutex threads_mutex_;

@@ -7,8 +7,46 @@ namespace vx::shading {
 
 void Context::refuse(Declaration& declaration, const std::string& why) {
     declaration.stage = Declaration::Stage::refused;
-    refused_.store(true, std::memory_order_relaxed);
+    failed_.store(true, std::memory_order_relaxed);
     say(Level::error, "shader \"" + declaration.name() + "\" is refused: " + why);
+}
+
+void Context::refuse(Function& function, const std::string& why) {
+    function.stage.store(Function::Stage::refused, std::memory_order_release);
+    failed_.store(true, std::memory_order_relaxed);
+    say(Level::error, function.label() + " is refused: " + why);
+}
+
+/* Calls an entry point and gives the reason of the exception that it ended by; empty when there
+ * was none. RenderAborted is thrown on. Locks that the call took are given back. */
+template <class Call>
+std::string Context::failure_of(Call&& call) {
+    HeldLocks& locks = thread().locks;
+    const std::uint64_t before = locks.mark();
+    try {
+        call();
+        return {};
+    } catch (const RenderAborted&) {
+        locks.give_back_since(before);
+        throw;
+    } catch (...) {
+        locks.give_back_since(before);
+        return caught_reason();
+    }
+}
+
+/* What goes wrong in one exit must not keep the others from giving back what they hold. */
+template <class Call>
+void Context::run_exit(const std::string& label, const std::string& name, Call&& call) {
+    std::string why;
+    try {
+        why = failure_of(call);
+        if (why.empty()) return;
+    } catch (const RenderAborted&) {
+        aborted_.store(false, std::memory_order_relaxed); /* reported when it was aborted */
+    }
+    failed_.store(true, std::memory_order_relaxed);
+    if (!why.empty()) say(Level::error, label + ": " + name + "_exit: " + why);
 }
 
 bool Context::start(Declaration& declaration, Function& function, miState* state) {
@@ -28,11 +66,17 @@ bool Context::start(Declaration& declaration, Function& function, miState* state
             refuse(declaration, "no linked library contains it");
             return false;
         }
+        int version = declaration.source.version;
         if (code.version == nullptr) {
             say(Level::warning,
                 "shader \"" + name + "\" has no function " + name +
                     "_version; its version cannot be compared with the declaration");
-        } else if (const int version = code.version(); version != declaration.source.version) {
+        } else if (const std::string why = failure_of([&] { version = code.version(); });
+                   !why.empty()) {
+            refuse(declaration, name + "_version: " + why);
+            return false;
+        }
+        if (version != declaration.source.version) {
             refuse(declaration, "its library has version " + std::to_string(version) +
                                     ", its declaration version " +
                                     std::to_string(declaration.source.version));
@@ -44,7 +88,11 @@ bool Context::start(Declaration& declaration, Function& function, miState* state
     if (code.init != nullptr) {
         miBoolean instances_too = miFALSE;
         const CallFrame frame(*this, function, state, miSHADER_NONE, function.record);
-        code.init(state, nullptr, &instances_too);
+        const std::string why = failure_of([&] { code.init(state, nullptr, &instances_too); });
+        if (!why.empty()) {
+            refuse(declaration, name + "_init: " + why);
+            return false;
+        }
         declaration.instance_init = instances_too != miFALSE;
     }
     declaration.stage = Declaration::Stage::ready;
@@ -75,13 +123,20 @@ bool Context::start(Function& function, miState* state) {
     }
     if (function.declaration->instance_init) {
         function.stage.store(Function::Stage::starting, std::memory_order_relaxed);
+        std::string why;
         try {
             miBoolean unused = miFALSE;
             const CallFrame frame(*this, function, state, miSHADER_NONE, function.record);
-            function.declaration->code.init(state, function.record->parameters, &unused);
+            why = failure_of([&] {
+                function.declaration->code.init(state, function.record->parameters, &unused);
+            });
         } catch (...) {
             function.stage.store(Function::Stage::cold, std::memory_order_relaxed);
             throw;
+        }
+        if (!why.empty()) {
+            refuse(function, function.declaration->name() + "_init: " + why);
+            return false;
         }
         function.needs_exit = true;
     }
@@ -98,29 +153,22 @@ void Context::end_render(const miState& state) {
     exit_state.parent = nullptr;
     exit_state.child = nullptr;
     exit_state.shader = nullptr;
-    /* What goes wrong in one exit must not keep the others from giving back what they hold. */
-    const auto guarded = [this](const std::string& name, const auto& call) {
-        try {
-            call();
-        } catch (const std::exception& failure) {
-            say(Level::error, "exit of shader \"" + name + "\": " + failure.what());
-        }
-    };
     /* A cancelled render has exits too, and they may wait for locks. */
     const bool was_aborted = aborted_.exchange(false, std::memory_order_relaxed);
     for (Declaration* const declaration : started_) {
         const ShaderCode::Exit exit = declaration->code.exit;
         if (exit == nullptr) continue;
+        const std::string& name = declaration->name();
         for (Function* const function : initialised[declaration])
-            guarded(function->name, [&] {
+            run_exit(function->label(), name, [&] {
                 const CallFrame frame(*this, *function, &exit_state, miSHADER_NONE,
                                       function->record);
                 exit(&exit_state, function->record->parameters);
             });
-        guarded(declaration->name(), [&] { exit(&exit_state, nullptr); });
+        run_exit("shader \"" + name + '"', name, [&] { exit(&exit_state, nullptr); });
     }
     started_.clear();
-    if (was_aborted) aborted_.store(true, std::memory_order_relaxed);
+    aborted_.store(was_aborted, std::memory_order_relaxed);
 
     for (const auto& declaration : functions.declarations()) {
         declaration->stage = Declaration::Stage::cold;

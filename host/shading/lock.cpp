@@ -21,10 +21,14 @@ Lock::Result Lock::take(const Context& context, bool recursive) {
         ++depth_;
         return Result::taken;
     }
+    bool waited = false;
     while (depth_ > 0) {
         context.check_aborted();
         freed_.wait_for(guard, abort_poll);
+        waited = true;
     }
+    /* The holder may have given it back because its call failed. */
+    if (waited) context.check_aborted();
     owner_ = me;
     depth_ = 1;
     return Result::taken;
@@ -38,6 +42,27 @@ bool Lock::give() {
     }
     freed_.notify_one();
     return true;
+}
+
+Lock::Result HeldLocks::take(Lock& lock, const Context& context) {
+    held_.reserve(held_.size() + 1); /* nothing may fail once the lock is taken */
+    const Lock::Result result = lock.take(context, false);
+    if (result == Lock::Result::taken) held_.push_back({&lock, ++taken_});
+    return result;
+}
+
+bool HeldLocks::give(Lock& lock) {
+    forget(lock);
+    return lock.give();
+}
+
+void HeldLocks::forget(const Lock& lock) {
+    std::erase_if(held_, [&lock](const Held& held) { return held.lock == &lock; });
+}
+
+void HeldLocks::give_back_since(std::uint64_t mark) noexcept {
+    for (; !held_.empty() && held_.back().number > mark; held_.pop_back())
+        held_.back().lock->give();
 }
 
 } // namespace vx::shading

@@ -6,8 +6,10 @@
 #define VX_HOST_SHADING_LOCK_H
 
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "shader.h"
 
@@ -31,6 +33,31 @@ class Lock {
     std::condition_variable freed_;
     std::thread::id owner_;
     unsigned depth_ = 0;
+};
+
+/* The locks that one thread's shaders hold: a call that ends by an exception gives back what it
+ * took. */
+class HeldLocks {
+  public:
+    /* Takes the lock as Lock::take does, and remembers it. */
+    Lock::Result take(Lock& lock, const Context& context);
+    /* As Lock::give. */
+    bool give(Lock& lock);
+    /* The lock is deleted, held or not. */
+    void forget(const Lock& lock);
+
+    /* For give_back_since: now. */
+    [[nodiscard]] std::uint64_t mark() const { return taken_; }
+    /* Gives back what was taken since and is still held. */
+    void give_back_since(std::uint64_t mark) noexcept;
+
+  private:
+    struct Held {
+        Lock* lock;
+        std::uint64_t number; /* in the order of taking */
+    };
+    std::vector<Held> held_;
+    std::uint64_t taken_ = 0;
 };
 
 /* Holds a lock while it lives. */

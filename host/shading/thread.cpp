@@ -74,8 +74,8 @@ void* CallFrame::slot(const void* param, std::size_t bytes) {
     return static_cast<std::byte*>(memory) + round_up(sizeof(Slot));
 }
 
-std::string ThreadContext::running() const {
-    return top == nullptr ? std::string() : top->function.name;
+std::string ThreadContext::with_shader(std::string_view text) const {
+    return (top == nullptr ? std::string() : top->function.label() + ": ").append(text);
 }
 
 ThreadContext::StateData* ThreadContext::find_data(const miState* owner, std::string_view key) {

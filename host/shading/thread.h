@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "host/db/pin_cache.h"
+#include "host/shading/lock.h"
 #include "shader.h"
 
 namespace vx::shading {
@@ -83,9 +84,10 @@ class ThreadContext {
     CallFrame* top = nullptr;
     Arena arena;
     db::PinCache pins; /* by which shaders reach the database */
+    HeldLocks locks;
 
-    /* Name of the shader that runs now; empty outside of shaders. */
-    [[nodiscard]] std::string running() const;
+    /* A message with the shader that runs now in front; the text alone outside of shaders. */
+    [[nodiscard]] std::string with_shader(std::string_view text) const;
 
     /*
      * Data attached to states. get looks at the state, then at its parents; another branch of calls

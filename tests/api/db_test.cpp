@@ -46,9 +46,10 @@ TEST_F(ApiDb, BadTagEndsTheRenderWithTheNameOfTheShader) {
             return miTRUE;
         };
     };
-    EXPECT_EQ(fatal(access(99999)),
-              "RC 0.0 fatal: shader \"runner\": access of tag 99999, which names no element");
-    EXPECT_EQ(fatal(access(0)), "RC 0.0 fatal: shader \"runner\": access of the null tag");
+    EXPECT_EQ(fatal(access(99999)), "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): "
+                                    "access of tag 99999, which names no element");
+    EXPECT_EQ(fatal(access(0)),
+              "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): access of the null tag");
     EXPECT_THAT(fatal([](void*, miState*, void*) { return mi_db_type(99999); }),
                 HasSubstr("type of tag 99999"));
     EXPECT_THAT(fatal([](void*, miState*, void*) { return mi_db_size(99999); }),
@@ -73,9 +74,9 @@ TEST_F(ApiDb, MorePinsThanTheLimitAreAWarningOnceAndWork) {
             EXPECT_STREQ(static_cast<char*>(mi_db_access(tag)), "x");
         return miTRUE;
     });
-    EXPECT_THAT(lines,
-                ElementsAre(HasSubstr("warning: shader \"runner\": element " + std::to_string(tag) +
-                                      " \"kept\" has more than 65535 pins")));
+    EXPECT_THAT(lines, ElementsAre(HasSubstr(
+                           "warning: shader \"test_run\" (instance \"runner\"): element " +
+                           std::to_string(tag) + " \"kept\" has more than 65535 pins")));
 }
 
 TEST_F(ApiDb, UnpinWithoutAPinIsAWarning) {

@@ -50,7 +50,8 @@ TEST_F(ApiLock, LockingTwiceEndsTheRenderInsteadOfWaitingForEver) {
                   mi_lock(s->global_lock);
                   return miTRUE;
               }),
-              "RC 0.0 fatal: shader \"runner\": mi_lock of a lock that this thread holds already");
+              "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): mi_lock of a lock that "
+              "this thread holds already");
 }
 
 TEST_F(ApiLock, UninitialisedLocksEndTheRender) {

@@ -48,7 +48,7 @@ TEST_F(ApiMemory, ImpossibleSizesEndTheRenderOrGiveNull) {
                     mi_mem_allocate(-1);
                     return miTRUE;
                 }),
-                HasSubstr("shader \"runner\": cannot allocate -1 bytes"));
+                HasSubstr("shader \"test_run\" (instance \"runner\"): cannot allocate -1 bytes"));
 }
 
 TEST_F(ApiMemory, MemoryOfAnotherAllocatorIsNotReleased) {

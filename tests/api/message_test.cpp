@@ -48,6 +48,6 @@ TEST_F(ApiMessage, FatalDoesNotReturn) {
                   returned = true;
                   return miTRUE;
               }),
-              "RC 0.0 fatal: shader \"runner\": no memory");
+              "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): no memory");
     EXPECT_FALSE(returned);
 }

@@ -81,13 +81,13 @@ TEST_F(Lifecycle, EndWithoutAnyCallRunsNoExit) {
 
 TEST_F(Lifecycle, VersionThatDisagreesIsRefusedWithBothNumbers) {
     const miTag tag = shader("s", "test_newer");
-    EXPECT_FALSE(context.shaders_refused());
+    EXPECT_FALSE(context.shaders_failed());
     EXPECT_THAT(run(tag), IsColor(0, 0, 0, 0));
     run(tag);
     run(shader("t", "test_newer"));
     EXPECT_THAT(lines, ElementsAre("RC 0.0 error: shader \"test_newer\" is refused: its library "
                                    "has version 3, its declaration version 2"));
-    EXPECT_TRUE(context.shaders_refused());
+    EXPECT_TRUE(context.shaders_failed());
     context.end_render(state);
     EXPECT_EQ(lines.size(), 1u);
 }
@@ -98,7 +98,7 @@ TEST_F(Lifecycle, MissingVersionIsAWarningOnce) {
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0], HasSubstr("warning: shader \"test_unversioned\" has no function "
                                     "test_unversioned_version"));
-    EXPECT_FALSE(context.shaders_refused());
+    EXPECT_FALSE(context.shaders_failed());
 }
 
 TEST_F(Lifecycle, DeclaredShaderThatNoLibraryHasIsReportedWhenItIsFirstUsed) {
@@ -128,7 +128,8 @@ TEST_F(Lifecycle, InitThatNeedsItsOwnInstanceEndsTheRenderWithAMessage) {
     builder.finish();
     EXPECT_THROW(run(tag), shading::RenderAborted);
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_THAT(lines[0], HasSubstr("fatal: shader \"self\": the initialisation of \"self\" needs "
+    EXPECT_THAT(lines[0], HasSubstr("fatal: shader \"test_scalar\" (instance \"self\"): the "
+                                    "initialisation of \"self\" needs "
                                     "a value of \"self\" itself"));
 }
 

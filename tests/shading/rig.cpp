@@ -42,6 +42,7 @@ void declare_test_shaders(scene::SceneReceiver& receiver) {
     receiver.on_declare(declaration("test_newer", Type::color, {}, 2));
     receiver.on_declare(declaration("test_unversioned", Type::color, {}, 1));
     receiver.on_declare(declaration("test_missing", Type::color, {}, 1));
+    receiver.on_declare(declaration("test_entries", Type::color, {}));
     receiver.on_declare(
         declaration("test_c_access", Type::color, {parameter("tag", Type::integer)}));
 }

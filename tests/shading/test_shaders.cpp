@@ -262,6 +262,32 @@ DLLEXPORT miBoolean test_unversioned(miColor* result, miState*, void*) {
     return miTRUE;
 }
 
+/* Set by the tests that use it. */
+DLLEXPORT EntryHook* test_entry_hook = nullptr;
+static void* volatile allocated; /* keeps the allocation from being left out */
+static void enter(const char* entry) {
+    const std::size_t bytes = (*test_entry_hook)(entry);
+    if (bytes == 0) return;
+    allocated = ::operator new(bytes);
+    ::operator delete(allocated);
+}
+DLLEXPORT int test_entries_version(void) {
+    enter("version");
+    return 1;
+}
+DLLEXPORT void test_entries_init(miState*, void* paras, miBoolean* request) {
+    enter(paras == nullptr ? "init" : "instance init");
+    if (paras == nullptr) *request = miTRUE;
+}
+DLLEXPORT miBoolean test_entries(miColor* result, miState*, void*) {
+    enter("call");
+    *result = {1, 1, 1, 1};
+    return miTRUE;
+}
+DLLEXPORT void test_entries_exit(miState*, void* paras) {
+    enter(paras == nullptr ? "exit" : "instance exit");
+}
+
 /* The library's own way of reading parameters, written out: through the record of the state. */
 DLLEXPORT int test_read_through_version(void) {
     return 1;

@@ -2,7 +2,9 @@
 #ifndef VX_TESTS_SHADING_TEST_SHADERS_H
 #define VX_TESTS_SHADING_TEST_SHADERS_H
 
+#include <cstddef>
 #include <functional>
+#include <string>
 
 #include "shader.h"
 
@@ -55,5 +57,10 @@ struct TestQueries {
     int answered;      /* how many of the queries returned true */
     miBoolean unknown; /* result of an unknown code */
 };
+
+/* Called by test_entries in each of its entry points: "version", "init", "instance init", "call",
+ * "instance exit", "exit". What it throws leaves the shader; with a result that is not 0 the shader
+ * allocates so many bytes. */
+using EntryHook = std::function<std::size_t(const std::string& entry)>;
 
 #endif
