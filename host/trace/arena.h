@@ -1,6 +1,7 @@
 // Memory of one rendering thread for the states of its rays.
 #pragma once
 
+#include "host/render/hash.h"
 #include "host/trace/accel.h"
 
 #include <array>
@@ -98,23 +99,55 @@ class ThreadArena {
     std::vector<std::unique_ptr<Occluders>> occluder_memory; // by nesting
     std::size_t occluder_depth = 0;
 
-    // Quasi-random loops of shaders.
+    std::atomic<std::uint64_t> eye_rays{0}; // written by its own thread only
+
+    // Quasi-random loops of shaders that have begun and not ended, in the order of their beginning.
     struct Loop {
         const void* counter = nullptr; // address of the caller's counter
         std::uint64_t seed = 0;
     };
-    std::atomic<std::uint64_t> eye_rays{0}; // written by its own thread only
-    std::uint64_t eye_key = 0;              // of the eye ray under way; 0 for the frame's first
-    std::vector<std::pair<std::size_t, std::uint32_t>> asked; // per shader instance since then
-    std::array<Loop, 64> loops{};
-    std::size_t next_loop = 0;
+    std::vector<Loop> loops;
+
+    // What loops are seeded from, see mi_sample.
+    struct Sampling {
+        std::uint64_t key = 0;       // of the eye ray under way; 0 for the frame's first
+        std::uint64_t eye_rays = 0;  // that a lens shader has sent on
+        std::size_t first_asked = 0; // where the counts of this eye ray begin
+    };
+    Sampling sampling;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> asked; // loops begun by shader instance
+
+    // While a lens shader sends its eye ray on: what lies behind the lens samples as if there were
+    // none, whatever the lens and the shaders that it called have sampled. Further rays of the same
+    // lens sample differently.
+    class SentOn {
+      public:
+        explicit SentOn(ThreadArena& arena) : arena_(arena), before_(arena.sampling) {
+            Sampling& s = arena.sampling;
+            if (s.eye_rays > 0) s.key = render::combine(s.key, s.eye_rays);
+            s.eye_rays = 0;
+            s.first_asked = arena.asked.size();
+            ++before_.eye_rays;
+        }
+        ~SentOn() {
+            arena_.asked.resize(arena_.sampling.first_asked);
+            arena_.sampling = before_;
+        }
+        SentOn(const SentOn&) = delete;
+        SentOn& operator=(const SentOn&) = delete;
+
+      private:
+        ThreadArena& arena_;
+        Sampling before_;
+    };
 
     std::array<miVector, 3> corners{}; // of mi_tri_vectors
     ProbedRay probed;
 
     void begin_eye_ray(std::uint64_t key) {
-        eye_key = key;
+        sampling = {key, 0, 0};
         asked.clear();
+        loops.clear();
         eye_rays.store(eye_rays.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
 

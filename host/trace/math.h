@@ -87,11 +87,15 @@ inline bool same(const miVector& a, const miVector& b) {
 inline bool finite(const miVector& a) {
     return std::isfinite(a.x) && std::isfinite(a.y) && std::isfinite(a.z);
 }
-// The null vector stays. Through double precision: squares of small lengths vanish in single.
+// The null vector stays. So does a vector whose length is 1 but for rounding: to normalize twice is
+// to normalize once, to the bit. Through double precision: squares of small lengths vanish in
+// single.
 inline miVector normalized(const miVector& v) {
-    const double length =
-        std::sqrt(static_cast<double>(v.x) * v.x + static_cast<double>(v.y) * v.y +
-                  static_cast<double>(v.z) * v.z);
+    const double square = static_cast<double>(v.x) * v.x + static_cast<double>(v.y) * v.y +
+                          static_cast<double>(v.z) * v.z;
+    // Rounding changes each component, and so the length, by 2^-24 of itself at most.
+    if (std::abs(square - 1.0) <= 0x1p-22) return v;
+    const double length = std::sqrt(square);
     if (!(length > 0.0) || !std::isfinite(length)) return v;
     const double f = 1.0 / length;
     return {static_cast<float>(v.x * f), static_cast<float>(v.y * f), static_cast<float>(v.z * f)};

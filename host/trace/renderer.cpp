@@ -171,6 +171,7 @@ bool Renderer::trace_eye(miColor* result, miState* state, const miVector& origin
     state->org = origin;
     state->dir = dir;
     *result = {};
+    const ThreadArena::SentOn sent_on(arena());
     const miTag next = state->shader ? state->shader->next_function : miNULLTAG;
     if (next == miNULLTAG) return cast_eye(result, state);
 

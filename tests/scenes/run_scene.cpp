@@ -18,10 +18,11 @@ std::string shader_declarations() {
     declare("t_transparent", "color \"tint\"");
     declare("t_texture", "color texture \"texture\"");
     declare("t_mean", "integer \"n\"");
+    declare("t_nested_loops", "integer \"n\"");
     declare("t_probe_lens", "integer \"n\"");
     for (const char* const name :
          {"t_mirror", "t_position", "t_object_position", "t_normal", "t_environment", "t_label",
-          "t_keep_state", "t_keep_child", "t_other_ray"})
+          "t_keep_state", "t_keep_child", "t_other_ray", "t_twice"})
         declare(name, "");
     return text;
 }

@@ -330,6 +330,74 @@ TEST(Sample, PixelsHaveSequencesOfTheirOwn) {
     }
 }
 
+TEST(Sample, LoopsInsideALoopLeaveItAlone) {
+    std::vector<miColor> without;
+    for (const int inner : {0, 1, 256}) {
+        Scene s;
+        s.run(options() + camera(8, 8) + square("plane", 9) +
+              fmt::format("material \"m\" \"t_nested_loops\" ( \"n\" {} ) end material\n", inner) +
+              placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
+        ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
+        std::vector<miColor> now;
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 8; ++x)
+                now.push_back(s.frame.color(x, y));
+        if (without.empty()) without = now;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            EXPECT_EQ(now[i].r, without[i].r) << inner << ", pixel " << i;
+            EXPECT_EQ(now[i].g, without[i].g) << inner << ", pixel " << i;
+            // Sixteen stratified points.
+            EXPECT_NEAR(now[i].r, 0.5, 1.0 / 16);
+        }
+    }
+}
+
+TEST(Sample, ALensLeavesTheSamplesOfThePictureAlone) {
+    // The lens samples, and shades surfaces that sample, before it sends the first eye ray on.
+    std::vector<float> without;
+    for (const char* const lens : {"", "lens \"t_probe_lens\" ( \"n\" 4 )"})
+        for (const int threads : {1, 4}) {
+            vx::render::RenderSettings settings;
+            settings.threads = threads;
+            Scene s(settings);
+            s.run(options() + camera(40, 40, lens) + square("plane", 9) +
+                  "material \"m\" \"t_mean\" ( \"n\" 1 ) end material\n" +
+                  placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
+            ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
+            std::vector<float> now;
+            for (int y = 0; y < 40; ++y)
+                for (int x = 0; x < 40; ++x)
+                    now.push_back(s.frame.color(x, y).r);
+            if (without.empty()) without = now;
+            EXPECT_EQ(now, without) << lens << ", " << threads << " threads";
+        }
+}
+
+TEST(Sample, RaysThatALensSendsOnSampleDifferently) {
+    // The mean of two rays through the same pixel: with equal samples it would be that of one.
+    const auto render = [](const std::string& lens) {
+        Scene s;
+        s.run(options() + camera(40, 40, lens) + square("plane", 9) +
+              "material \"m\" \"t_mean\" ( \"n\" 1 ) end material\n" +
+              placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
+        std::vector<double> values;
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 40; ++x)
+                values.push_back(static_cast<double>(s.frame.color(x, y).r));
+        return values;
+    };
+    const std::vector<double> one = render(""), two = render("lens \"t_twice\" ()");
+    double spread_one = 0, spread_two = 0;
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        spread_one += (one[i] - 0.5) * (one[i] - 0.5) / static_cast<double>(one.size());
+        spread_two += (two[i] - 0.5) * (two[i] - 0.5) / static_cast<double>(two.size());
+    }
+    // Uniform numbers have a variance of 1/12, means of two independent ones 1/24. Four standard
+    // errors of each.
+    EXPECT_NEAR(spread_one, 1.0 / 12, 4 * std::sqrt(1.0 / 180 / 1600));
+    EXPECT_NEAR(spread_two, 1.0 / 24, 4 * std::sqrt(7.0 / 2880 / 1600));
+}
+
 TEST(Depth, ReflectionsEndAtTheLimitOfTheOptions) {
     // Two mirrors face each other; beyond the limit a mirror stays black.
     const std::string scene =

@@ -269,6 +269,19 @@ DLLEXPORT miBoolean t_pass(miColor* result, miState* state, Constant* p) {
     return lit;
 }
 
+// A lens that sends every eye ray on twice.
+DLLEXPORT int t_twice_version(void) {
+    return 1;
+}
+DLLEXPORT miBoolean t_twice(miColor* result, miState* state, void*) {
+    miColor second;
+    mi_trace_eye(result, state, &state->org, &state->dir);
+    const miBoolean lit = mi_trace_eye(&second, state, &state->org, &state->dir);
+    *result = {(result->r + second.r) / 2, (result->g + second.g) / 2, (result->b + second.b) / 2,
+               (result->a + second.a) / 2};
+    return lit;
+}
+
 struct Mean {
     miInteger n;
 };
@@ -286,6 +299,25 @@ DLLEXPORT miBoolean t_mean(miColor* result, miState* state, Mean* p) {
         y += s[1];
     }
     *result = {static_cast<float>(x / n), static_cast<float>(y / n), 0, 1};
+    return miTRUE;
+}
+
+// The same of a loop of 16 that starts `inner` other loops in each turn and leaves them early.
+DLLEXPORT int t_nested_loops_version(void) {
+    return 1;
+}
+DLLEXPORT miBoolean t_nested_loops(miColor* result, miState* state, Mean* p) {
+    const miUint n = 16;
+    int instance = 0;
+    double s[2];
+    *result = {0, 0, 0, 1};
+    while (mi_sample(s, &instance, state, 2, &n)) {
+        result->r += static_cast<float>(s[0]) / 16;
+        result->g += static_cast<float>(s[1]) / 16;
+        int counters[256] = {};
+        for (int i = 0; i < p->n && i < 256; ++i)
+            mi_sample(s, &counters[i], state, 2, &n);
+    }
     return miTRUE;
 }
 

@@ -61,6 +61,29 @@ TEST(TraceMath, NormalisesTinyVectorsAndLeavesTheNullVector) {
     EXPECT_FLOAT_EQ(normalized({0, 0, -1e30f}).z, -1.0f);
 }
 
+TEST(TraceMath, NormalizingTwiceIsNormalizingOnce) {
+    int changed = 0;
+    for (int i = 1; i < 100000; ++i) {
+        const auto f = static_cast<float>(i);
+        const miVector given = {std::sin(f), std::cos(f * 0.7f), std::sin(f * 1.3f + 1) * 0.01f};
+        const miVector once = normalized(given);
+        const miVector twice = normalized(once);
+        EXPECT_TRUE(same(once, twice)) << i;
+        const double square = static_cast<double>(once.x) * once.x +
+                              static_cast<double>(once.y) * once.y +
+                              static_cast<double>(once.z) * once.z;
+        EXPECT_NEAR(square, 1.0, 0x1p-22);
+        changed += same(given, once) ? 0 : 1;
+    }
+    EXPECT_GT(changed, 99000);
+}
+
+TEST(TraceMath, VectorsThatAreNearlyUnitAreNormalized) {
+    // A thousandth too long, and by four times what rounding may add.
+    EXPECT_EQ(normalized({0, 0, 1.001f}).z, 1.0f);
+    EXPECT_EQ(normalized({1.0f + 0x1p-21f, 0, 0}).x, 1.0f);
+}
+
 TEST(TraceMath, DeterminantIsNegativeForMirrors) {
     EXPECT_GT(determinant(scaled_turn), 0.0);
     Matrix mirror = identity;
