@@ -1,6 +1,6 @@
 /* mi_sample: quasi-random numbers for shaders. */
-#include "host/render/hash.h"
-#include "host/render/low_discrepancy.h"
+#include "host/sampling/hash.h"
+#include "host/sampling/low_discrepancy.h"
 #include "host/trace/renderer.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ std::uint64_t new_seed(ThreadArena& arena, const miState* state) {
         std::find_if(arena.asked.begin() + static_cast<std::ptrdiff_t>(sampling.first_asked),
                      arena.asked.end(), [&](const auto& e) { return e.first == name; });
     if (entry == arena.asked.end()) entry = arena.asked.insert(entry, {name, 0});
-    return vx::render::combine(vx::render::combine(sampling.key, name), entry->second++);
+    return vx::sampling::combine(vx::sampling::combine(sampling.key, name), entry->second++);
 }
 
 /* The innermost loop with this counter. */
@@ -57,7 +57,7 @@ miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshor
     ThreadArena& arena = renderer->arena();
     const std::span<double> out(sample, dimension);
     if (!instance) {
-        vx::render::owen_sobol(new_seed(arena, state), 0, out);
+        vx::sampling::owen_sobol(new_seed(arena, state), 0, out);
         return miTRUE;
     }
     const miUint wanted = n ? *n : 1;
@@ -69,7 +69,7 @@ miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshor
     if (number == 0) start_loop(arena, instance, new_seed(arena, state));
     const auto loop = find_loop(arena, instance);
     const std::uint64_t seed = loop != arena.loops.rend() ? loop->seed : arena.sampling.key;
-    vx::render::owen_sobol(seed, number, out);
+    vx::sampling::owen_sobol(seed, number, out);
     *instance = static_cast<int>(number) + 1;
     return miTRUE;
 }

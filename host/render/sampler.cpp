@@ -1,6 +1,6 @@
 #include "host/render/sampler.h"
 
-#include "host/render/hash.h"
+#include "host/sampling/hash.h"
 
 #include <tbb/global_control.h>
 #include <tbb/info.h>
@@ -20,6 +20,8 @@ namespace vx::render {
 using image::Rect;
 using image::Sample;
 using image::Tile;
+using sampling::combine;
+using sampling::mix;
 
 namespace {
 

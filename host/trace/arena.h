@@ -1,7 +1,7 @@
 // Memory of one rendering thread for the states of its rays.
 #pragma once
 
-#include "host/render/hash.h"
+#include "host/sampling/hash.h"
 #include "host/trace/accel.h"
 
 #include <array>
@@ -124,7 +124,7 @@ class ThreadArena {
       public:
         explicit SentOn(ThreadArena& arena) : arena_(arena), before_(arena.sampling) {
             Sampling& s = arena.sampling;
-            if (s.eye_rays > 0) s.key = render::combine(s.key, s.eye_rays);
+            if (s.eye_rays > 0) s.key = sampling::combine(s.key, s.eye_rays);
             s.eye_rays = 0;
             s.first_asked = arena.asked.size();
             ++before_.eye_rays;

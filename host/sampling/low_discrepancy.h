@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <span>
 
-namespace vx::render {
+namespace vx::sampling {
 
 // Point number `index` of the sequence with this seed: out.size() numbers in [0, 1).
 void owen_sobol(std::uint64_t seed, std::uint32_t index, std::span<double> out);
 
-} // namespace vx::render
+} // namespace vx::sampling

@@ -1,4 +1,4 @@
-#include "host/render/low_discrepancy.h"
+#include "host/sampling/low_discrepancy.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-using vx::render::owen_sobol;
+using vx::sampling::owen_sobol;
 
 TEST(LowDiscrepancy, SixteenPointsFillEveryElementaryIntervalOfTheirSize) {
     // A (0, 4, 2)-net: each of the 16 boxes of 2^-a x 2^-(4-a) holds exactly one point.

@@ -1,8 +1,8 @@
-#include "host/render/low_discrepancy.h"
+#include "host/sampling/low_discrepancy.h"
 
-#include "host/render/hash.h"
+#include "host/sampling/hash.h"
 
-namespace vx::render {
+namespace vx::sampling {
 
 namespace {
 
@@ -56,4 +56,4 @@ void owen_sobol(std::uint64_t seed, std::uint32_t index, std::span<double> out) 
     }
 }
 
-} // namespace vx::render
+} // namespace vx::sampling

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace vx::render {
+namespace vx::sampling {
 
 // A permutation of 64 bits in which every input bit changes every output bit about half the time.
 constexpr std::uint64_t mix(std::uint64_t x) {
@@ -19,4 +19,4 @@ constexpr std::uint64_t combine(std::uint64_t seed, std::uint64_t value) {
     return mix(seed ^ (mix(value + 0x9e3779b97f4a7c15ULL) + (seed << 6)));
 }
 
-} // namespace vx::render
+} // namespace vx::sampling
