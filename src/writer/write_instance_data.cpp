@@ -47,11 +47,7 @@ void WriteInstanceData::Release() {
 void WriteInstanceData::ReadParameters(miState* state, WriteParameters* from) {
     params.disable = evalValue(state, &from->disable);
     params.jitter = evalValue(state, &from->jitter);
-    params.samples = 1;
-    if (params.jitter != 0) {
-        const int samples = evalValue(state, &from->samples);
-        if (samples > 1) params.samples = samples;
-    }
+    params.samples = params.jitter != 0 ? std::max(evalValue(state, &from->samples), 1) : 1;
     params.layers = evalValue(state, &from->layers);
     params.radius = evalValue(state, &from->radius);
     params.useLabels = evalValue(state, &from->useLabels);

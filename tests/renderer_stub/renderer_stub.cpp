@@ -244,6 +244,7 @@ int Renderer::db_type(miTag tag) {
 
 miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
     note("query(" + number(code) + (tag != miNULLTAG ? ", " + number(tag) : std::string()) + ")");
+    if (refused_queries.contains(code)) return miFALSE;
     const std::lock_guard guard(mutex_);
     switch (code) {
     case 51:
@@ -324,7 +325,8 @@ void Renderer::set_child(miState* state, miRay_type type, const Probe& hit, cons
     child->org = org;
     child->dir = dir;
     child->point = hit->point;
-    child->normal = child->normal_geom = hit->normal;
+    child->normal = hit->normal;
+    child->normal_geom = {hit->normal.y, hit->normal.z, hit->normal.x}; // not the same one
     child->inv_normal = hit->inv_normal ? 1 : 0;
     child->instance = hit->instance;
     child->dist = hit->dist;
@@ -362,7 +364,7 @@ miBoolean Renderer::trace_reflection(miColor* result, miState* state, const miVe
     set_child(state, miRAY_REFLECT, shaded.end, state->point, dir);
     state->pri = state;
     state->cache = state;
-    *result = shaded.color;
+    if (shaded.sets_color) *result = shaded.color;
     return shaded.result ? miTRUE : miFALSE;
 }
 

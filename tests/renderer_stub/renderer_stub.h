@@ -23,6 +23,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -52,6 +53,7 @@ struct Shaded {
     miColor color = {0, 0, 0, 0};
     Probe end = Hit{};
     bool result = true;
+    bool sets_color = true; // false: the caller's color stays as it is
 };
 
 // One shader instance to be put into the database.
@@ -133,6 +135,8 @@ class Renderer {
     std::function<Shaded(miState*, const miVector& dir)> on_reflection;
     // What mi_trace_probe returns, whether there is a child or not; unset: whether there is one.
     std::optional<miBoolean> probe_result;
+    // Queries that return false and leave the result as it is.
+    std::set<int> refused_queries;
     // Answers mi_shaderstate_get in full: the size is what this leaves in it.
     std::function<void*(miState*, int* size)> on_shaderstate_get;
     // Called for every mi_shaderstate_set, before the entry changes.

@@ -94,6 +94,10 @@ TEST(RendererStub, UserPointerIsPerShaderAndThreadPointerPerThreadToo) {
     ASSERT_TRUE(mi_query(miQ_FUNC_TLS_GET, &one, miNULLTAG, &found));
     EXPECT_EQ(found, nullptr);
     EXPECT_FALSE(mi_query(miQ_DATE, &one, miNULLTAG, &found));
+    renderer.refused_queries = {miQ_FUNC_USERPTR};
+    slot = &mark;
+    EXPECT_FALSE(mi_query(miQ_FUNC_USERPTR, &one, miNULLTAG, &slot));
+    EXPECT_EQ(slot, &mark);
 }
 
 TEST(RendererStub, SamplesDoNotDependOnTheCallersArray) {
@@ -138,6 +142,18 @@ TEST(RendererStub, ProbeResultOverridesTheAnswerAndNothingElse) {
     renderer.probes = {Hit{}};
     EXPECT_FALSE(mi_trace_probe(&state, &dir, &dir));
     EXPECT_NE(state.child, nullptr);
+}
+
+TEST(RendererStub, ShadingSetsTheColorUnlessItIsToldNotTo) {
+    Renderer renderer;
+    miState state = renderer.new_state(miNULLTAG);
+    miVector dir = {0, 0, -1};
+    miColor color = {1, 2, 3, 4};
+    renderer.shadings = {{.color = {5, 6, 7, 8}, .sets_color = false}, {.color = {5, 6, 7, 8}}};
+    EXPECT_TRUE(mi_trace_reflection(&color, &state, &dir));
+    EXPECT_EQ(color.b, 3);
+    EXPECT_TRUE(mi_trace_reflection(&color, &state, &dir));
+    EXPECT_EQ(color.b, 7);
 }
 
 TEST(RendererStub, StateDataCanBeScripted) {

@@ -104,6 +104,8 @@ TEST(Tag, OfAnEntryShorterThanAnIntNoMoreIsReadThanThereIs) {
     Surface surface;
     surface.publish(char{1});
     EXPECT_THAT(surface.color(miRAY_REFLECT), is_bake_color());
+    surface.publish(char{0});
+    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
 }
 
 TEST(Tag, EntryOfSizeZeroMeansNoBake) {

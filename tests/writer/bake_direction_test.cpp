@@ -49,16 +49,16 @@ TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
     }
 }
 
-// Each value is the exact result of exact arithmetic, rounded to single precision after each step:
+// The values come from exact rational arithmetic, rounded to single precision after each step:
 // u = (x + sample) / width, (u - 0.5) * aperture, for y also / aspect, then all three times the
-// reciprocal of the length. Double precision in any of the steps, another order of the factors, or
-// a division by the length changes at least three of the 27 numbers.
+// reciprocal of the length. For these samples, double precision in one of the steps, another order
+// of the factors, or a division by the length changes at least one of the 27 numbers.
 TEST(BakeDirection, StepsAreRoundedToSinglePrecision) {
     LensScene scene(7, 3);
     scene.renderer.camera.focal = 1.1F;
     scene.renderer.camera.aperture = 1.7F;
     scene.renderer.camera.aspect = 1.3F;
-    scene.renderer.on_sample = [](int, int) { return std::array{0.668, 0.389}; };
+    scene.renderer.on_sample = [](int, int) { return std::array{0.603, 0.422}; };
     WriteInstanceData& data = scene.make({.jitter = 1});
     std::vector<miVector> directions;
     scene.renderer.on_probe = [&](miState*, const miVector& dir, const miVector&) {
@@ -71,15 +71,15 @@ TEST(BakeDirection, StepsAreRoundedToSinglePrecision) {
         size_t x, y;
         miVector direction;
     } expected[] = {
-        {1, 0, {-0x1.637d44p-2F, -0x1.82f1c6p-2F, -0x1.b77416p-1F}},
-        {2, 0, {-0x1.5389d2p-3F, -0x1.96e548p-2F, -0x1.ce1cb2p-1F}},
-        {6, 0, {0x1.140992p-1F, -0x1.5b811ap-2F, -0x1.8aa948p-1F}},
-        {1, 1, {-0x1.7fa370p-2F, -0x1.4dc45ap-5F, -0x1.da4050p-1F}},
-        {2, 1, {-0x1.71a850p-3F, -0x1.6212b4p-5F, -0x1.f71aaep-1F}},
-        {6, 1, {0x1.2542eap-1F, -0x1.2715a2p-5F, -0x1.a3497cp-1F}},
-        {1, 2, {-0x1.6cfc7ep-2F, 0x1.3de59cp-2F, -0x1.c3318ep-1F}},
-        {2, 2, {-0x1.5d9ca2p-3F, 0x1.4f3fd8p-2F, -0x1.dbd276p-1F}},
-        {6, 2, {0x1.19f062p-1F, 0x1.1c02d0p-2F, -0x1.93195ap-1F}},
+        {0, 0, {-0x1.039366p-1F, -0x1.5abc32p-2F, -0x1.95d7aap-1F}},
+        {1, 0, {-0x1.7009d0p-2F, -0x1.7762c6p-2F, -0x1.b7608ep-1F}},
+        {6, 0, {0x1.10ea90p-1F, -0x1.545a68p-2F, -0x1.8e5f5ep-1F}},
+        {0, 1, {-0x1.13c760p-1F, -0x1.aa78e6p-6F, -0x1.af2cf4p-1F}},
+        {1, 1, {-0x1.8b6a98p-2F, -0x1.d2e9a8p-6F, -0x1.d80fe2p-1F}},
+        {6, 1, {0x1.214610p-1F, -0x1.a1a4aep-6F, -0x1.a63fcep-1F}},
+        {0, 2, {-0x1.07aa6ep-1F, 0x1.2d3b1cp-2F, -0x1.9c3caep-1F}},
+        {1, 2, {-0x1.76dcf6p-2F, 0x1.470438p-2F, -0x1.bf865cp-1F}},
+        {6, 2, {0x1.150e54p-1F, 0x1.2783eap-2F, -0x1.946a4ap-1F}},
     };
     for (const auto& [x, y, direction] : expected)
         EXPECT_EQ(text_of(directions[7 * y + x]), text_of(direction)) << x << ' ' << y;
@@ -96,7 +96,7 @@ TEST(BakeDirection, IsTurnedFromCameraSpace) {
                 ElementsAre("trace_probe(org 0 0 5, dir 1 0 0)"));
 }
 
-TEST(BakeDirection, OfNoLengthIsNotNormalised) {
+TEST(BakeDirection, OfNoLengthIsNotNormalized) {
     LensScene scene(1, 1);
     scene.renderer.camera.focal = 0;
     scene.renderer.camera.aperture = 0;

@@ -185,6 +185,19 @@ TEST(BakeSample, ResultOfTheShadingRayIsIgnored) {
     EXPECT_THAT(row_of(data, 0), ElementsAre("0 0 2 | 0 0 1 | 0 0 0 1 | 1"));
 }
 
+TEST(BakeSample, ShadingRayThatSetsNoColorLeavesBlackWithoutOpacity) {
+    LensScene scene(1, 1);
+    WriteInstanceData& data = scene.make({.layers = 2});
+    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2}),
+                             scene.hit_at(scene.tagged(1), {0, 0, 1})};
+    Shaded no_color = shaded({}, {0, 0, 1});
+    no_color.sets_color = false;
+    scene.renderer.shadings = {shaded({1, 2, 3, 4}, {0, 0, 2}), no_color};
+    BakePass(&scene.state, &data);
+    EXPECT_THAT(row_of(data, 0),
+                ElementsAre("0 0 2 | 0 0 1 | 1 2 3 4 | 1", "0 0 1 | 0 0 1 | 0 0 0 0 | 1"));
+}
+
 TEST(BakeSample, ShadingRayThatMissesCountsButLeavesNoPoint) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({.layers = 2});

@@ -6,8 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <new>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -46,6 +48,18 @@ TEST(Lens, ExitWithoutARecordDoesNothing) {
     scene.set_up({});
     ExitWriteInstance(&scene.state);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)"));
+}
+
+// A renderer that has no user pointer to give.
+TEST(Lens, WithoutAUserPointerThereIsNoInstance) {
+    LensScene scene;
+    scene.set_up({});
+    scene.renderer.refused_queries = {miQ_FUNC_USERPTR};
+    InitWriteInstance(&scene.state, scene.params());
+    miColor result = {};
+    EXPECT_EQ(WriteLens(&result, &scene.state), miFALSE);
+    ExitWriteInstance(&scene.state);
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(51)", "query(51)"));
 }
 
 TEST(Lens, ExitAfterABakeReleasesCacheAndGrid) {
@@ -92,15 +106,21 @@ TEST(Lens, DisableIsTestedFor1NotForNonZero) {
 
 // ---- more samples than a grid counts ----
 
+// Ends a bake that should not run: of so many samples it would take hours.
+std::array<double, 2> no_bake(int /*index*/, int /*n*/) {
+    throw std::logic_error("a bake is running");
+}
+
 TEST(Lens, TooManySamplesWarnOnceBakeNothingAndRenderThePicture) {
-    LensScene scene(3000, 3000);
+    LensScene scene(4000, 3000);
     const WriteInstanceData& data =
         scene.make({.jitter = 1, .samples = 300, .pdc_file_name = "a.0001.pdc", .output_mode = 2});
     const std::string warning =
-        "warning: vx_pc_write: 3000 x 3000 pixels with 300 samples each exceed the limit of "
+        "warning: vx_pc_write: 4000 x 3000 pixels with 300 samples each exceed the limit of "
         "2147483647 samples, nothing is baked; reduce samples, turn jitter off, or lower the "
         "camera's resolution";
     miColor result = {};
+    scene.renderer.on_sample = no_bake;
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
     EXPECT_EQ(result.g, 0.5F);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", "query(126)",
@@ -119,6 +139,7 @@ TEST(Lens, TooManySamplesWarnOnceBakeNothingAndRenderThePicture) {
 TEST(Lens, DisabledItDoesNotWarnOfTooManySamples) {
     LensScene scene(3000, 3000);
     scene.make({.disable = 1, .jitter = 1, .samples = 300});
+    scene.renderer.on_sample = no_bake;
     miColor result = {};
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", eye_ray));
@@ -127,6 +148,7 @@ TEST(Lens, DisabledItDoesNotWarnOfTooManySamples) {
 TEST(Lens, ConversionRunsWhateverTheNumberOfSamples) {
     LensScene scene(3000, 3000);
     scene.make({.jitter = 1, .samples = 300, .pdc_file_name = "x", .output_mode = 3});
+    scene.renderer.on_sample = no_bake;
     miColor result = {};
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
     EXPECT_THAT(scene.renderer.messages(),

@@ -3,9 +3,12 @@
 
 #include "tests/points/pdc_bytes.h"
 #include "tests/writer/lens_scene.h"
+#include "tests/writer/watched_heap.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <memory>
 
 namespace {
 
@@ -177,6 +180,16 @@ TEST_F(Output, UnknownModesWriteNothingButBuildTheCache) {
         EXPECT_EQ(data.pdc->header.particleCount, 2) << mode;
         scene.exit();
     }
+}
+
+TEST_F(Output, CacheThatWasThereBeforeIsNotReleased) {
+    WriteInstanceData& data = make(7);
+    const std::unique_ptr<CPdc> before(new CPdc);
+    data.pdc = before.get();
+    const vx::test::WatchedBlock watched(before.get(), "cache");
+    WriteOutput(&data);
+    EXPECT_NE(data.pdc, before.get());
+    EXPECT_THAT(calls(), IsEmpty());
 }
 
 TEST_F(Output, EmptyGridStillMakesFiles) {

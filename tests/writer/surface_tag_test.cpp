@@ -56,7 +56,7 @@ TEST_F(SurfaceTag, ZeroIsATag) {
 
 TEST_F(SurfaceTag, OtherShadersHaveNone) {
     const Surface surface = scene.untagged();
-    EXPECT_LT(find(surface), 0);
+    EXPECT_EQ(find(surface), -1);
     EXPECT_THAT(scene.renderer.calls(), ElementsAreArray(LensScene::tag_search(surface)));
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
@@ -102,6 +102,25 @@ TEST_F(SurfaceTag, SinglePlainMaterialIsNoList) {
     instance->material = surface.material;
     instance->mtl_array_size = 0;
     EXPECT_LT(find(surface), 0);
+    const std::string tag = std::to_string(surface.instance);
+    EXPECT_THAT(scene.renderer.calls(),
+                ElementsAre("db_access(" + tag + ")", "db_unpin(" + tag + ")"));
+}
+
+TEST_F(SurfaceTag, ListThatIsNotThereIsNotAccessed) {
+    const Surface surface = scene.tagged(5);
+    scene.renderer.record<miInstance>(surface.instance)->material = miNULLTAG;
+    EXPECT_LT(find(surface), 0);
+    EXPECT_THAT(scene.left_over(), IsEmpty());
+}
+
+TEST_F(SurfaceTag, EntriesBehindTheEndOfTheListDoNotCount) {
+    const miTag instance = scene.renderer.add_instance({material(plain_shader()), tagged(5)});
+    miState hit = scene.renderer.new_state(plain_shader());
+    hit.instance = instance;
+    EXPECT_EQ(FindSurfaceTag(&hit), 5);
+    scene.renderer.record<miInstance>(instance)->mtl_array_size = 1;
+    EXPECT_EQ(FindSurfaceTag(&hit), -1);
 }
 
 TEST_F(SurfaceTag, FirstMaterialThatYieldsATagWins) {

@@ -238,6 +238,7 @@ TEST(GridRows, ProductsBeyond32And64BitsAreRefusedToo) {
     EXPECT_EQ(GridRows(65536, 65536, 1), std::nullopt);
     EXPECT_EQ(GridRows(65536, 65536, 1 << 30), std::nullopt);
     EXPECT_EQ(GridRows(most, most, most), std::nullopt);
+    EXPECT_EQ(GridRows(1 << 30, 1 << 30, 16), std::nullopt); // 0 in 64 bits
 }
 
 TEST(GridRows, ImageWithoutPixelsHasNone) {
