@@ -11,6 +11,7 @@ that fails, tests that fail without any change.
 import argparse
 import collections
 import concurrent.futures
+import fcntl
 import json
 import os
 import pathlib
@@ -181,8 +182,24 @@ def try_stages(folder, mutants, known, jobs, stages):
     return results
 
 
+def lock(folder):
+    """Keeps a second run out of the folder until the returned file is closed."""
+    folder.mkdir(parents=True, exist_ok=True)
+    file = open(folder / "lock", "w")
+    try:
+        fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        raise UsageProblem(f"another run is using {folder}") from None
+    return file
+
+
 def main():
     arguments = parse_arguments()
+    with lock(arguments.build):
+        return run(arguments)
+
+
+def run(arguments):
     try:
         entries = equivalents.parse(arguments.equivalents.read_text())
     except equivalents.ListProblem as problem:

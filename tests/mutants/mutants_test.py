@@ -1,5 +1,6 @@
 """The parts of mutants.py that need no compiler, and whole runs of it on the project in fixture/."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -235,6 +236,14 @@ class WholeRuns(unittest.TestCase):
         run = self.mutants(root=root)
         self.assertEqual(run.returncode, 2, run.stdout)
         self.assertIn("test_ages fails without any change", run.stderr)
+
+    def test_two_runs_at_once_are_refused(self):
+        (self.folder / "build").mkdir(exist_ok=True)
+        with open(self.folder / "build" / "lock", "w") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            run = self.mutants("--list")
+        self.assertEqual((run.returncode, run.stdout), (2, ""))
+        self.assertIn("another run", run.stderr)
 
     def test_wrong_arguments(self):
         for arguments in (["src/none.cpp"], ["--sample", "x"], ["--jobs", "0"], ["--none"]):
