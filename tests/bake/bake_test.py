@@ -3,78 +3,17 @@
 Needs VX_RENDER (the program) in the environment. Every test runs in a folder of its own.
 """
 
-import hashlib
 import math
 import os
-import re
-import shutil
-import subprocess
 import sys
-import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import pdc_reader  # noqa: E402
-from scenes import (HEAD, RENDER, Camera, add, cross, dot, instance, mul, plain, plane_hit, quad,  # noqa: E402
-                    sphere, sub, tagged, unit, world, writer)
-
-POSITION_TOLERANCE = 2e-5  # world units, for points about 5 units from a single-precision camera
-SEVEN = ["opacityPP", "radius", "id", "tag", "position", "rgbPP", "normalPP"]
-
-
-class BakeCase(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="vx_bake_")
-        self.log = ""
-
-    def tearDown(self):
-        shutil.rmtree(self.folder)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def render(self, text, *options, status=0, name="scene.mi"):
-        with open(self.path(name), "w") as stream:
-            stream.write(text)
-        run = subprocess.run([os.environ["VX_RENDER"], *options, name], cwd=self.folder,
-                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=240)
-        self.log = run.stdout.decode("utf-8", "replace")
-        self.assertEqual(run.returncode, status, self.log)
-        return self.log
-
-    def cloud(self, name="cloud.0001.pdc"):
-        self.assertTrue(os.path.exists(self.path(name)), self.log)
-        return pdc_reader.Pdc(self.path(name))
-
-    def digest(self, name):
-        with open(self.path(name), "rb") as stream:
-            return hashlib.sha256(stream.read()).hexdigest()
-
-    def assertVector(self, value, expected, tolerance, message=""):
-        for a, b in zip(value, expected):
-            self.assertLessEqual(abs(a - b), tolerance, "%s: %s is not %s" % (message, value, expected))
-
-    def assertWhole(self, cloud):
-        """What every reader of such caches relies on."""
-        self.assertEqual(cloud.magic, b"PDC ")
-        self.assertEqual((cloud.version, cloud.byte_order, cloud.extra1, cloud.extra2), (1, 1, 0, 0))
-        self.assertEqual(cloud.attribute_count, 7)
-        self.assertEqual(cloud.names, SEVEN)
-        self.assertEqual([cloud.codes[n] for n in SEVEN], [3, 3, 3, 3, 5, 5, 5])
-        self.assertEqual(cloud["id"], [float(i) for i in range(cloud.count)])
-
-
-TILT_NORMAL = unit((0.3, 0.4, 1.0))
-TILT_U = mul(unit(cross((0, 1, 0), TILT_NORMAL)), 6)
-TILT_V = mul(unit(cross(TILT_NORMAL, TILT_U)), 6)
-TILT_CENTER = (0.2, -0.1, -0.5)
-
-
-def tilted_scene(camera, lens, bake=(0.25, 0.5, 0.75, 0.625), tag=7, extra=""):
-    return (HEAD + camera.text(lens) + camera.instance() +
-            tagged("mtl", (1, 0, 0, 1), bake, tag) + quad("plane", TILT_CENTER, TILT_U, TILT_V) +
-            instance("planeInst", "plane", ["mtl"]) + extra + world("camInst", "planeInst") + RENDER)
+from bake_case import POSITION_TOLERANCE, BakeCase  # noqa: E402
+from scenes import (HEAD, RENDER, TILT_CENTER, TILT_NORMAL, Camera, dot, instance, plain,  # noqa: E402
+                    plane_hit, quad, sphere, tagged, tilted_scene, unit, world, writer)
 
 
 class TiltedPlane(BakeCase):
@@ -478,28 +417,6 @@ class BadNames(BakeCase):
     def test_padding_is_kept(self):
         self.assertEqual(self.bake(pdcFileName="a.1.pdc", mapFileName="b_001.mrmap", frame=12),
                          ["a.12.pdc", "b_012.mrmap"])
-
-
-class Picture(BakeCase):
-    def picture(self, lens, *options):
-        camera = Camera(width=32, height=24)
-        ball = (sphere("ball", 0.8, 12) + tagged("ballMtl", (0, 0.5, 1, 1), (1, 1, 1, 1), 1) +
-                instance("ballInst", "ball", ["ballMtl"]))
-        text = tilted_scene(camera, lens, extra=ball).replace(
-            world("camInst", "planeInst"), world("camInst", "planeInst", "ballInst"))
-        text = text.replace("samples 0 0", "samples 0 2").replace('"rgba" "png" "out.png"',
-                                                                  '"rgba_fp" "tif" "out.tif"')
-        self.render(text, *options)
-        with open(self.path("out.tif"), "rb") as stream:
-            data = stream.read()
-        os.remove(self.path("out.tif"))
-        # The file says when it was written; everything else is the picture.
-        return hashlib.sha256(re.sub(rb"\d{4}:\d\d:\d\d \d\d:\d\d:\d\d", b"", data)).hexdigest()
-
-    def test_the_same_bits_with_and_without_the_lens_shader(self):
-        with_writer = self.picture("lens " + writer(jitter=True, samples=4, layers=2))
-        self.assertTrue(os.path.exists(self.path("cloud.0001.pdc")))
-        self.assertEqual(with_writer, self.picture(""))
 
 
 class Determinism(BakeCase):

@@ -1,9 +1,46 @@
-// A shader for the bake tests: an integer that comes from a shader.
+// Shaders for the whole-program tests of the bake.
 #include "shader.h"
+
+#include <cstddef>
+#include <new>
 
 namespace {
 struct IntegerParameters {
     miInteger value;
+};
+struct FactParameters {
+    miInteger fact;
+};
+struct NoiseParameters {
+    miColor color;
+    miInteger n;
+};
+struct GreedyParameters {
+    miInteger block;
+    miScalar from;
+};
+
+// A list that frees what it has taken when taking more fails.
+class Hoard {
+  public:
+    Hoard() = default;
+    Hoard(const Hoard&) = delete;
+    Hoard& operator=(const Hoard&) = delete;
+    ~Hoard() {
+        while (last_ != nullptr) {
+            void** const before = static_cast<void**>(*last_);
+            ::operator delete(last_);
+            last_ = before;
+        }
+    }
+    void take(std::size_t bytes) {
+        auto* const block = static_cast<void**>(::operator new(bytes));
+        *block = last_;
+        last_ = block;
+    }
+
+  private:
+    void** last_ = nullptr;
 };
 } // namespace
 
@@ -17,5 +54,86 @@ DLLEXPORT miBoolean bake_test_integer(miInteger* result, miState* state,
                                       IntegerParameters* params) {
     *result = *mi_eval_integer(&params->value);
     return miTRUE;
+}
+
+DLLEXPORT int bake_test_fact_version() {
+    return 1;
+}
+
+// A part of the state: 0 the weights of the triangle's corners; 1 the ray's length and what it
+// makes with the two normals; 2 the label, whether a back was struck, and whether both normals are
+// on one side.
+DLLEXPORT miBoolean bake_test_fact(miColor* result, miState* state, FactParameters* params) {
+    const miVector &n = state->normal, &g = state->normal_geom, &d = state->dir;
+    switch (*mi_eval_integer(&params->fact)) {
+    case 0:
+        *result = {state->bary[0], state->bary[1], state->bary[2], 1};
+        break;
+    case 1:
+        *result = {static_cast<miScalar>(state->dist), state->dot_nd, mi_vector_dot(&g, &d), 1};
+        break;
+    default:
+        *result = {static_cast<miScalar>(state->label), state->inv_normal ? 1.0F : 0.0F,
+                   mi_vector_dot(&g, &n) > 0 ? 1.0F : 0.0F, 1};
+    }
+    return miTRUE;
+}
+
+DLLEXPORT int bake_test_noise_version() {
+    return 1;
+}
+
+// The color, brightened by the mean of n samples.
+DLLEXPORT miBoolean bake_test_noise(miColor* result, miState* state, NoiseParameters* params) {
+    const miColor color = *mi_eval_color(&params->color);
+    const auto n = static_cast<miUint>(*mi_eval_integer(&params->n));
+    double sum = 0;
+    double sample[2];
+    int instance = 0;
+    while (mi_sample(sample, &instance, state, 2, &n))
+        sum += sample[0] + sample[1];
+    const auto f = static_cast<miScalar>(0.5 + sum / (2 * n));
+    *result = {color.r * f, color.g * f, color.b * f, color.a};
+    return miTRUE;
+}
+
+DLLEXPORT int bake_test_blur_version() {
+    return 1;
+}
+
+// A lens: the mean of two rays into directions of its own choice.
+DLLEXPORT miBoolean bake_test_blur(miColor* result, miState* state, void*) {
+    const miVector org = state->org, dir = state->dir;
+    const miUint n = 2;
+    double sample[2];
+    int instance = 0;
+    miBoolean lit = miFALSE;
+    miColor sum = {0, 0, 0, 0};
+    while (mi_sample(sample, &instance, state, 2, &n)) {
+        miVector from = org;
+        miVector along = {dir.x + static_cast<miScalar>(0.02 * sample[0] - 0.01),
+                          dir.y + static_cast<miScalar>(0.02 * sample[1] - 0.01), dir.z};
+        miColor color = {0, 0, 0, 0};
+        if (mi_trace_eye(&color, state, &from, &along)) lit = miTRUE;
+        sum = {sum.r + color.r / 2, sum.g + color.g / 2, sum.b + color.b / 2, sum.a + color.a / 2};
+    }
+    *result = sum;
+    return lit;
+}
+
+DLLEXPORT int bake_test_greedy_version() {
+    return 1;
+}
+
+// Black; from the raster position `from` on it takes the renderer's lock and then all memory there
+// is, in blocks of 2^block bytes.
+DLLEXPORT miBoolean bake_test_greedy(miColor* result, miState* state, GreedyParameters* params) {
+    *result = {0, 0, 0, 1};
+    if (state->raster_x < *mi_eval_scalar(&params->from)) return miTRUE;
+    const std::size_t bytes = std::size_t{1} << *mi_eval_integer(&params->block);
+    mi_lock(state->global_lock);
+    Hoard hoard;
+    while (true)
+        hoard.take(bytes);
 }
 }

@@ -191,3 +191,15 @@ def plane_hit(eye, direction, center, normal):
     """The point at which a ray meets a plane."""
     t = dot(sub(center, eye), normal) / dot(direction, normal)
     return add(eye, mul(direction, t))
+
+
+TILT_NORMAL = unit((0.3, 0.4, 1.0))
+TILT_U = mul(unit(cross((0, 1, 0), TILT_NORMAL)), 6)
+TILT_V = mul(unit(cross(TILT_NORMAL, TILT_U)), 6)
+TILT_CENTER = (0.2, -0.1, -0.5)
+
+
+def tilted_scene(camera, lens, bake=(0.25, 0.5, 0.75, 0.625), tag=7):
+    return (HEAD + camera.text(lens) + camera.instance() +
+            tagged("mtl", (1, 0, 0, 1), bake, tag) + quad("plane", TILT_CENTER, TILT_U, TILT_V) +
+            instance("planeInst", "plane", ["mtl"]) + world("camInst", "planeInst") + RENDER)
