@@ -51,6 +51,8 @@ class Memory(BakeCase):
         high = 512
         while not cls.renders_in(high):
             high *= 2
+            if high > 1 << 16:
+                raise RuntimeError("the program does not render in any amount of memory")
         low = high // 2
         while high - low > 32:
             middle = (low + high) // 2
