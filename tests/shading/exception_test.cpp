@@ -359,6 +359,7 @@ TEST_F(Exceptions, FailedExitsAreReportedAndTheOthersRun) {
     int exits = 0;
     hook = [&](const std::string&) -> std::size_t {
         mi_lock(lock); /* that of the exit before has been given back */
+        EXPECT_FALSE(context.aborted());
         ++exits;
         if (exits == 1) throw shading::OutOfMemory(7);
         if (exits == 2) mi_fatal("cannot close");
