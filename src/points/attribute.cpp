@@ -3,6 +3,7 @@
 #include "src/points/big_endian.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -53,7 +54,7 @@ bool ReadValues(CAttribute& a, std::FILE* file, bool intAsInt32, std::size_t cou
 
 std::int64_t TruncateToInt64(double value) {
     constexpr double limit = 9223372036854775808.0;
-    if (value >= -limit && value < limit) return static_cast<std::int64_t>(value);
+    if (std::fabs(value) < limit) return static_cast<std::int64_t>(value);
     return std::numeric_limits<std::int64_t>::min();
 }
 

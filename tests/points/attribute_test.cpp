@@ -310,6 +310,7 @@ TEST(AttributeRead, IntegersWithoutAValueBecomeTheSmallest) {
     EXPECT_EQ(TruncateToInt64(std::numeric_limits<double>::infinity()), INT64_MIN);
     EXPECT_EQ(TruncateToInt64(-limit), INT64_MIN);
     EXPECT_EQ(TruncateToInt64(std::nextafter(limit, 0.0)), 9223372036854774784);
+    EXPECT_EQ(TruncateToInt64(std::nextafter(-limit, 0.0)), -9223372036854774784);
 }
 
 TEST(AttributeRead, Code4OneVector) {

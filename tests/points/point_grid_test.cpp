@@ -61,8 +61,10 @@ TEST(PointGrid, PointsForRowsThatAreNotThereAreDropped) {
     EXPECT_TRUE(grid.Append(1, Tagged(1)));
     grid.rowCount = 100; // more than there are
     EXPECT_FALSE(grid.Append(50, Tagged(1)));
+    grid.Resize(4, 5);
     grid.rowCount = 1; // fewer
-    EXPECT_FALSE(grid.Append(1, Tagged(1)));
+    for (const int row : {1, 2, 3})
+        EXPECT_FALSE(grid.Append(row, Tagged(1))) << row;
 }
 
 TEST(PointGrid, PointsForAFullRowAreDropped) {
