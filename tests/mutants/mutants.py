@@ -9,29 +9,25 @@ that fails, tests that fail without any change.
 """
 
 import argparse
-import collections
-import concurrent.futures
 import fcntl
 import json
 import os
 import pathlib
-import queue
 import random
 import shlex
 import sys
-import threading
-import time
 
 import builds
 import equivalents
 import report
 from changes import mutants_of
+from journal import Journal, state_of
 from report import say
+from stages import try_stages
 from syntax import SourceFile, SyntaxProblem
 from worker import BuildProblem, Worker, copy_tree
 
 HERE = pathlib.Path(__file__).resolve().parent
-Result = collections.namedtuple("Result", "mutant verdict equivalent seconds")
 
 
 class UsageProblem(Exception):
@@ -46,6 +42,7 @@ def parse_arguments():
     parser.add_argument("--list", action="store_true", help="print the mutants, build and run nothing")
     parser.add_argument("--deep", action="store_true",
                         help="try survivors also with bakes and read-backs by vx_render")
+    parser.add_argument("--again", action="store_true", help="only what survived the last run")
     parser.add_argument("--sample", metavar="N[/SEED]", help="only N mutants, chosen at random")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N",
                         help="mutants that are tried at the same time (default: the number of cores)")
@@ -110,77 +107,7 @@ def sampled(mutants, text):
     return [mutants[i] for i in sorted(chosen)]
 
 
-# ---- running them ----
-
-def try_all(workers, mutants, known):
-    """The results, in the order of the mutants."""
-    waiting = queue.SimpleQueue()
-    for item in enumerate(mutants):
-        waiting.put(item)
-    results = {}
-    progress = report.Progress(len(mutants))
-    lock = threading.Lock()
-
-    stopped = threading.Event()
-
-    def work(worker):
-        while not stopped.is_set():
-            try:
-                index, mutant = waiting.get_nowait()
-            except queue.Empty:
-                return
-            begin = time.monotonic()
-            verdict = worker.try_mutant(mutant)
-            with lock:
-                results[index] = Result(mutant, verdict, mutant.key in known, time.monotonic() - begin)
-                progress.add(mutant, verdict)
-
-    with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
-        try:
-            for done in concurrent.futures.as_completed(pool.submit(work, worker) for worker in workers):
-                done.result()
-        finally:
-            stopped.set()
-    progress.finish()
-    for worker in workers:
-        worker.restore()
-    return [results[index] for index in range(len(mutants))]
-
-
-def make_workers(folder, build, count, jobs):
-    """Workers in the folders 0, 1, ... of `folder`; the first has the copy of the project already."""
-    say(f"building the library and its tests, {build.name}, in {count} copies")
-    first, *others = [Worker(folder / str(n), build) for n in range(count)]
-    first.configure()
-    first.check_unchanged(jobs)
-
-    def prepare(worker):
-        copy_tree(first.tree, worker.tree)
-        worker.configure()
-        worker.check_unchanged(max(1, jobs // len(others)))
-
-    with concurrent.futures.ThreadPoolExecutor(max(1, len(others))) as pool:
-        list(pool.map(prepare, others))
-    return [first, *others]
-
-
-def try_stages(folder, mutants, known, jobs, stages):
-    """The results of all mutants. Those that survive a stage go on to the next, but for the known
-    equivalents."""
-    results = []
-    for build in stages:
-        waiting = [r.mutant for r in results if r.verdict.status == "survived" and not r.equivalent] \
-            if results else mutants
-        if not waiting:
-            break
-        count = min(jobs, len(waiting), build.most_copies)
-        if results:
-            say(f"{len(waiting)} survivors go on to the build '{build.name}'")
-        tried = try_all(make_workers(folder, build, count, jobs), waiting, known)
-        later = {r.mutant: r for r in tried}
-        results = [later.get(r.mutant, r) for r in results] if results else tried
-    return results
-
+# ---- the run ----
 
 def lock(folder):
     """Keeps a second run out of the folder until the returned file is closed."""
@@ -215,6 +142,9 @@ def run(arguments):
 
     list_errors = [f"{arguments.equivalents}:{entry.list_line}: matches no mutant: {entry}"
                    for entry in equivalents.stale(entries, mutants, is_complete)]
+    if arguments.again:
+        last = report.last_survivors(arguments.build / "results.json")
+        mutants = [mutant for mutant in mutants if mutant.key in last]
     mutants = sampled(mutants, arguments.sample)
 
     if arguments.list:
@@ -225,7 +155,8 @@ def run(arguments):
 
     known = {entry.key: entry for entry in entries}
     stages = [builds.PLAIN, builds.SANITIZED, *([builds.WHOLE_PROGRAMS] if arguments.deep else [])]
-    results = try_stages(arguments.build, mutants, known, arguments.jobs, stages)
+    journal = Journal(arguments.build / "journal", state_of(first.tree))
+    results = try_stages(arguments.build, mutants, known, arguments.jobs, stages, journal)
 
     for r in results:
         if r.equivalent and r.verdict.status != "survived":

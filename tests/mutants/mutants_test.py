@@ -11,10 +11,12 @@ import tempfile
 import time
 import unittest
 
+import builds
 import equivalents
+import journal
 import limited
 from changes import Mutant
-from worker import copy_tree
+from worker import Verdict, copy_tree
 
 HERE = pathlib.Path(__file__).resolve().parent
 
@@ -150,6 +152,47 @@ class Copies(FolderCase):
         self.assertEqual(sorted(path.name for path in target.iterdir()), ["build", "changed", "same"])
 
 
+class Journals(FolderCase):
+    BUILD = builds.PLAIN
+    ONE, OTHER = mutant("a < b", "<", "<="), mutant("a < b", "<", ">=")
+
+    def journal(self, state="one"):
+        return journal.Journal(self.folder / "journal", state)
+
+    def test_verdicts_are_kept_for_their_state_and_build(self):
+        self.journal().put(self.BUILD, self.ONE, Verdict("killed", "test_a A.b"), 1.5)
+        again = self.journal()
+        self.assertEqual(again.get(self.BUILD, self.ONE), (Verdict("killed", "test_a A.b"), 1.5))
+        self.assertIsNone(again.get(self.BUILD, self.OTHER))
+        self.assertIsNone(again.get(builds.SANITIZED, self.ONE))
+        self.assertIsNone(self.journal("another").get(self.BUILD, self.ONE))
+        self.assertIsNone(self.journal().get(self.BUILD, self.ONE))
+
+    def test_a_line_that_was_cut_off_is_skipped(self):
+        self.journal().put(self.BUILD, self.ONE, Verdict("survived", ""), 1)
+        self.journal().put(self.BUILD, self.OTHER, Verdict("survived", ""), 1)
+        path = self.folder / "journal"
+        path.write_text(path.read_text()[:-5])
+        again = self.journal()
+        self.assertIsNotNone(again.get(self.BUILD, self.ONE))
+        self.assertIsNone(again.get(self.BUILD, self.OTHER))
+
+    def test_the_state_is_that_of_the_sources(self):
+        (self.folder / "src").mkdir()
+        source = self.folder / "src" / "a.cpp"
+        source.write_text("int a;\n")
+        state = journal.state_of(self.folder)
+        for name in ("equivalents.txt", "README.md", ".hidden", "build"):
+            (self.folder / name).write_text("x")
+        self.assertEqual(journal.state_of(self.folder), state)
+        source.write_text("int b;\n")
+        self.assertNotEqual(journal.state_of(self.folder), state)
+        source.rename(self.folder / "a.cpp")
+        moved = journal.state_of(self.folder)
+        (self.folder / "a.cpp").rename(source)
+        self.assertNotEqual(journal.state_of(self.folder), moved)
+
+
 class WholeRuns(unittest.TestCase):
     """On fixture/, whose test is incomplete on purpose."""
 
@@ -162,6 +205,9 @@ class WholeRuns(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
+
+    def setUp(self):
+        (self.folder / "build" / "journal").unlink(missing_ok=True)
 
     def mutants(self, *arguments, list_text="", root=HERE / "fixture"):
         entries = self.folder / "equivalents.txt"
@@ -202,6 +248,16 @@ class WholeRuns(unittest.TestCase):
         self.assertEqual(run.stdout.splitlines()[1:], [
             "src/ages/ages.cpp       7       6          0           1    100.0",
             "all                     7       6          0           1    100.0"])
+
+    def test_verdicts_are_kept_between_runs(self):
+        first = self.mutants("src/ages/ages.h")
+        self.assertIn("7 mutants for the build 'plain', 0 of them have been tried before", first.stderr)
+        second = self.mutants("src/ages", list_text=self.THIRTEEN)
+        self.assertIn("15 mutants for the build 'plain', 7 of them have been tried before", second.stderr)
+        self.assertEqual(second.stdout.splitlines()[-2:], ["survivors:", "src/ages/ages.cpp:8:19: 18 -> 17"])
+        last = self.mutants("--again")
+        self.assertIn("1 mutants for the build 'plain', 1 of them have been tried before", last.stderr)
+        self.assertEqual(last.stdout.splitlines()[-1], "src/ages/ages.cpp:8:19: 18 -> 17")
 
     def test_a_killed_equivalent_is_an_error_of_the_list(self):
         wrong = entry_text("src/ages/ages.h", "return age < 13;", "13 -> 12")

@@ -70,10 +70,20 @@ def write_results(path, results, list_errors):
     """Everything, for programs."""
     mutants = [{"file": r.mutant.file, "line": r.mutant.line, "column": r.mutant.column,
                 "kind": r.mutant.kind, "old": r.mutant.old, "new": r.mutant.new,
-                "line_text": r.mutant.line_text, "place": r.mutant.place, "status": r.verdict.status,
-                "by": r.verdict.by, "equivalent": r.equivalent, "seconds": round(r.seconds, 2)}
+                "line_text": r.mutant.line_text, "change": r.mutant.change, "place": r.mutant.place,
+                "status": r.verdict.status, "by": r.verdict.by, "equivalent": r.equivalent,
+                "seconds": r.seconds}
                for r in results]
     path.write_text(json.dumps({"mutants": mutants, "list_errors": list_errors}, indent=1) + "\n")
+
+
+def last_survivors(path):
+    """The keys of the survivors in the results of an earlier run."""
+    if not path.exists():
+        return set()
+    return {(r["file"], r["line_text"], r["change"], r["place"])
+            for r in json.loads(path.read_text())["mutants"]
+            if r["status"] == "survived" and not r["equivalent"]}
 
 
 def write_survivors(path, survivors):

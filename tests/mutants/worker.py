@@ -117,8 +117,9 @@ class Worker:
 
     def builds(self, *targets):
         command = ["ninja", "-C", str(self.build_folder), "-j", str(self.jobs), *targets]
+        # In a session of its own: a build that an interrupt from the keyboard ends has not failed.
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              env=self.environment).returncode == 0
+                              env=self.environment, start_new_session=True).returncode == 0
 
 
 def call(*command):
