@@ -63,6 +63,7 @@ class Program : public testing::Test {
 link "{}"
 declare shader color "t_constant" ( color "color" ) version 1 end declare
 declare shader color "t_missing" ( color "color" ) version 1 end declare
+declare shader color "t_fail" ( color "color" ) version 1 end declare
 options "opt" samples 0 0 trace on trace depth 2 2 4 end options
 camera "cam" output "rgba" "png" "pic.png" focal 1 aperture 1 aspect 1.3333 resolution {} frame 1 end camera
 object "o" visible on group -1 -1 0 1 -1 0 1 1 0 -1 1 0 v 0 v 1 v 2 v 3 p 0 1 2 3 end group end object
@@ -189,6 +190,44 @@ TEST_F(Program, ShaderThatIsInNoLibraryIsStatusTwo) {
     const Finished r = run("s.mi");
     EXPECT_EQ(r.status, 2) << r.err;
     EXPECT_NE(r.err.find("t_missing"), std::string::npos) << r.err;
+}
+
+TEST_F(Program, ExceptionsInAnyEntryPointOfAShaderAreStatusTwo) {
+    file("s.mi", scene(2, "t_fail", "80 60"));
+    const std::string thrown = "uncaught exception that is not a std::exception\n";
+    const std::string instance = "shader \"t_fail\" (instance \"m / t_fail\")";
+    struct Case {
+        const char* entry;
+        std::string message;
+        bool picture;
+    };
+    for (const auto& [entry, message, picture] :
+         {Case{"", "", true},
+          Case{"version", "error: shader \"t_fail\" is refused: t_fail_version: ", true},
+          Case{"init", "error: shader \"t_fail\" is refused: t_fail_init: ", true},
+          Case{"instance init", "error: " + instance + " is refused: t_fail_init: ", true},
+          Case{"call", "fatal: " + instance + ": ", false},
+          Case{"instance exit", "error: " + instance + ": t_fail_exit: ", true},
+          Case{"exit", "error: shader \"t_fail\": t_fail_exit: ", true}})
+        for (const char* const threads : {"1", "4"}) {
+            fs::remove(folder / "pic.1.png");
+            fs::remove(folder / "pic.2.png");
+            ::setenv("T_FAIL", entry, 1);
+            const Finished r = run(fmt::format("-threads {} s.mi", threads));
+            EXPECT_EQ(r.status, message.empty() ? 0 : 2) << entry << "\n" << r.err;
+            EXPECT_EQ(exists("pic.1.png"), picture) << entry << "\n" << r.err;
+            EXPECT_EQ(exists("pic.2.png"), picture) << entry << "\n" << r.err;
+            // Once for each of the two render commands.
+            std::size_t reports = 0;
+            for (auto at = r.err.find(thrown); at != std::string::npos;
+                 at = r.err.find(thrown, at + 1))
+                ++reports;
+            EXPECT_EQ(reports, message.empty() ? 0u : 2u) << entry << "\n" << r.err;
+            EXPECT_NE(r.err.find(message + (message.empty() ? "" : thrown)), std::string::npos)
+                << entry << "\n"
+                << r.err;
+        }
+    ::unsetenv("T_FAIL");
 }
 
 TEST_F(Program, WrongCommandLineIsStatusThree) {

@@ -3,6 +3,7 @@
 #include "shader.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 extern "C" {
@@ -43,6 +44,29 @@ DLLEXPORT int t_constant_version(void) {
 DLLEXPORT miBoolean t_constant(miColor* result, miState* state, Constant* p) {
     *result = *static_cast<miColor*>(mi_eval(state, &p->color));
     return miTRUE;
+}
+
+// A constant whose entry point that the environment variable T_FAIL names throws no std::exception.
+static void fail_in(const char* entry) {
+    const char* const wanted = std::getenv("T_FAIL");
+    if (wanted != nullptr && std::strcmp(wanted, entry) == 0) throw 42;
+}
+DLLEXPORT int t_fail_version(void) {
+    fail_in("version");
+    return 1;
+}
+DLLEXPORT void t_fail_init(miState*, Constant* p, miBoolean* request) {
+    fail_in(p == nullptr ? "init" : "instance init");
+    if (p == nullptr) *request = miTRUE;
+}
+DLLEXPORT miBoolean t_fail(miColor* result, miState* state, Constant* p) {
+    // The first pixel is rendered alone, this one by all threads that there are.
+    if (state->raster_x > 4) fail_in("call");
+    *result = p->color;
+    return miTRUE;
+}
+DLLEXPORT void t_fail_exit(miState*, Constant* p) {
+    fail_in(p == nullptr ? "exit" : "instance exit");
 }
 
 // Lambert: the sum over the instance's lights of light * diffuse * cosine.
