@@ -61,7 +61,13 @@ class RenderPhase {
         : context_(context), state_(state) {
         context_.begin_render();
     }
-    ~RenderPhase() { context_.end_render(state_); }
+    ~RenderPhase() {
+        try {
+            context_.end_render(state_);
+        } catch (const std::exception&) {
+            context_.count_as_failed(); // out of memory, also for a message
+        }
+    }
     RenderPhase(const RenderPhase&) = delete;
     RenderPhase& operator=(const RenderPhase&) = delete;
 

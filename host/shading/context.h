@@ -105,6 +105,7 @@ class Context {
     [[nodiscard]] bool shaders_failed() const noexcept {
         return failed_.load(std::memory_order_relaxed);
     }
+    void count_as_failed() noexcept { failed_.store(true, std::memory_order_relaxed); }
 
     /* A message of module RC from the calling thread. */
     void say(Level level, std::string_view text);

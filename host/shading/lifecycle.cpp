@@ -7,13 +7,13 @@ namespace vx::shading {
 
 void Context::refuse(Declaration& declaration, const std::string& why) {
     declaration.stage = Declaration::Stage::refused;
-    failed_.store(true, std::memory_order_relaxed);
+    count_as_failed();
     say(Level::error, "shader \"" + declaration.name() + "\" is refused: " + why);
 }
 
 void Context::refuse(Function& function, const std::string& why) {
     function.stage.store(Function::Stage::refused, std::memory_order_release);
-    failed_.store(true, std::memory_order_relaxed);
+    count_as_failed();
     say(Level::error, function.label() + " is refused: " + why);
 }
 
@@ -45,7 +45,7 @@ void Context::run_exit(const std::string& label, const std::string& name, Call&&
     } catch (const RenderAborted&) {
         aborted_.store(false, std::memory_order_relaxed); /* reported when it was aborted */
     }
-    failed_.store(true, std::memory_order_relaxed);
+    count_as_failed();
     if (!why.empty()) say(Level::error, label + ": " + name + "_exit: " + why);
 }
 

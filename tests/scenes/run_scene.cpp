@@ -11,7 +11,8 @@ std::string shader_declarations() {
         text += fmt::format("declare shader color \"{}\" ( {} ) version 1 end declare\n", name,
                             parameters);
     };
-    for (const char* const name : {"t_constant", "t_lambert", "t_shadow", "t_shadow_seg", "t_pass"})
+    for (const char* const name :
+         {"t_constant", "t_lambert", "t_shadow", "t_shadow_seg", "t_pass", "t_fail"})
         declare(name, "color \"color\"");
     declare("t_light", "color \"color\", boolean \"shadow\", scalar \"falloff\"");
     declare("t_glass", "scalar \"ior\"");

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <set>
 
 using namespace vx::test;
@@ -274,6 +276,20 @@ TEST(Probe, MaterialListOfTheLeafIsAnArrayOfTheMaterials) {
     };
     s.run(options() + camera(1, 1) + three_layers);
     EXPECT_EQ(s.renders, 1);
+}
+
+TEST(Exits, WithoutMemoryForTheirMessagesTheRenderHasFailed) {
+    Scene s;
+    s.context.messages.set_sink([](vx::shading::Level, std::string_view line) {
+        if (line.find("t_fail_exit") != std::string_view::npos) throw std::bad_alloc();
+    });
+    ::setenv("T_FAIL", "exit", 1);
+    s.run(options() + camera(4, 4) + square("plane", 9) +
+          "material \"m\" \"t_fail\" ( \"color\" 1 1 1 ) end material\n" +
+          placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
+    ::unsetenv("T_FAIL");
+    EXPECT_EQ(s.outcome, vx::render::Outcome::failed);
+    EXPECT_EQ(centre(s.frame).r, 1.0f);
 }
 
 TEST(Sample, DependsNeitherOnThreadsNorOnWhereThePictureBegins) {
