@@ -279,17 +279,24 @@ TEST(Probe, MaterialListOfTheLeafIsAnArrayOfTheMaterials) {
 }
 
 TEST(Exits, WithoutMemoryForTheirMessagesTheRenderHasFailed) {
-    Scene s;
-    s.context.messages.set_sink([](vx::shading::Level, std::string_view line) {
-        if (line.find("t_fail_exit") != std::string_view::npos) throw std::bad_alloc();
-    });
-    ::setenv("T_FAIL", "exit", 1);
-    s.run(options() + camera(4, 4) + square("plane", 9) +
-          "material \"m\" \"t_fail\" ( \"color\" 1 1 1 ) end material\n" +
-          placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
-    ::unsetenv("T_FAIL");
-    EXPECT_EQ(s.outcome, vx::render::Outcome::failed);
-    EXPECT_EQ(centre(s.frame).r, 1.0f);
+    for (const auto& [failure, message] :
+         {std::pair{"exit", "t_fail_exit"}, std::pair{"pin", "was left with"}}) {
+        Scene s;
+        int messages = 0;
+        s.context.messages.set_sink([&](vx::shading::Level, std::string_view line) {
+            if (line.find(message) == std::string_view::npos) return;
+            ++messages;
+            throw std::bad_alloc();
+        });
+        ::setenv("T_FAIL", failure, 1);
+        s.run(options() + camera(4, 4) + square("plane", 9) +
+              "material \"m\" \"t_fail\" ( \"color\" 1 1 1 ) end material\n" +
+              placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
+        ::unsetenv("T_FAIL");
+        EXPECT_EQ(messages, 1);
+        EXPECT_EQ(s.outcome, vx::render::Outcome::failed) << failure;
+        EXPECT_EQ(centre(s.frame).r, 1.0f);
+    }
 }
 
 TEST(Sample, DependsNeitherOnThreadsNorOnWhereThePictureBegins) {

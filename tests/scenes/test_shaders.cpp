@@ -46,10 +46,14 @@ DLLEXPORT miBoolean t_constant(miColor* result, miState* state, Constant* p) {
     return miTRUE;
 }
 
-// A constant whose entry point that the environment variable T_FAIL names throws no std::exception.
-static void fail_in(const char* entry) {
+// A constant whose entry point that the environment variable T_FAIL names throws no std::exception;
+// with "pin" it leaves an element pinned instead.
+static bool fails(const char* entry) {
     const char* const wanted = std::getenv("T_FAIL");
-    if (wanted != nullptr && std::strcmp(wanted, entry) == 0) throw 42;
+    return wanted != nullptr && std::strcmp(wanted, entry) == 0;
+}
+static void fail_in(const char* entry) {
+    if (fails(entry)) throw 42;
 }
 DLLEXPORT int t_fail_version(void) {
     fail_in("version");
@@ -62,6 +66,7 @@ DLLEXPORT void t_fail_init(miState*, Constant* p, miBoolean* request) {
 DLLEXPORT miBoolean t_fail(miColor* result, miState* state, Constant* p) {
     // The first pixel is rendered alone, this one by all threads that there are.
     if (state->raster_x > 4) fail_in("call");
+    if (fails("pin")) mi_db_access(state->instance);
     *result = p->color;
     return miTRUE;
 }
