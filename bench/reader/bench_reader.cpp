@@ -6,11 +6,11 @@
 // Both sides take turns; of each the best of several rounds counts. The bare search keeps one
 // lookup for all queries and walks no result; the shader makes its own and everything else that it
 // has to.
+#include "cache/reader/small_renderer.h"
 #include "mi_shader_if.h"
 #include "src/platform/map_read.h"
 #include "src/reader/instance_data.h"
 #include "src/reader/my_distance.h"
-#include "tools/reader/small_renderer.h"
 
 #include <dlfcn.h>
 #include <unistd.h>

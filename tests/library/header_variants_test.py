@@ -109,7 +109,7 @@ class HeaderVariant(unittest.TestCase):
         build = self.build(source, "build")
         library = build / "lib" / "vx_pc.so"
         self.assertTrue((build / "include" / "vx_pc.mi").is_file())
-        for part in ("host", "maps", "tests", "bench", "tools"):
+        for part in ("host", "maps", "tests", "bench", "cache"):
             self.assertFalse((build / part).exists(), part)
 
         table = run(os.environ["VX_NM"], "--dynamic", "--defined-only", "--format=posix", library)

@@ -15,7 +15,7 @@ import sys
 # What each option adds to the build, as it is named in build.ninja. The library is always there.
 PARTS = {
     "VX_BUILD_HOST": ("bin/vx_render", "lib/base.so"),
-    "VX_BUILD_TOOLS": ("bin/vx_cache",),
+    "VX_BUILD_CACHE": ("bin/vx_cache",),
     "VX_BUILD_TESTS": ("tests/points/test_points", "tests/maps/test_maps"),
     "VX_BUILD_BENCH": ("bench/bench_pdc", "bench/bench_maps"),
 }

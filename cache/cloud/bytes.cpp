@@ -1,0 +1,93 @@
+#include "cache/cloud/bytes.h"
+
+#include <cstdint>
+#include <cstring>
+
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
+
+namespace vx::cache {
+
+namespace {
+
+template <typename Word>
+void swap_plain(unsigned char* data, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        Word word;
+        std::memcpy(&word, data + i * sizeof word, sizeof word);
+        if constexpr (sizeof word == 8) {
+            word = __builtin_bswap64(word);
+        } else {
+            word = __builtin_bswap32(word);
+        }
+        std::memcpy(data + i * sizeof word, &word, sizeof word);
+    }
+}
+
+#ifdef __x86_64__
+// Whole vectors from the front; the number of bytes done.
+__attribute__((target("avx2"))) std::size_t swap_vectors(unsigned char* data, std::size_t bytes,
+                                                         std::size_t size) {
+    const __m128i eight = _mm_set_epi8(8, 9, 10, 11, 12, 13, 14, 15, 0, 1, 2, 3, 4, 5, 6, 7);
+    const __m128i four = _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3);
+    const __m256i order = _mm256_broadcastsi128_si256(size == 8 ? eight : four);
+    std::size_t at = 0;
+    for (; at + 64 <= bytes; at += 64) {
+        auto* const p = reinterpret_cast<__m256i*>(data + at);
+        const __m256i a = _mm256_shuffle_epi8(_mm256_loadu_si256(p), order);
+        const __m256i b = _mm256_shuffle_epi8(_mm256_loadu_si256(p + 1), order);
+        _mm256_storeu_si256(p, a);
+        _mm256_storeu_si256(p + 1, b);
+    }
+    return at;
+}
+#endif
+
+template <std::size_t Bytes>
+void scatter_fixed(const unsigned char* in, unsigned char* out, std::size_t stride,
+                   std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        std::memcpy(out + i * stride, in + i * Bytes, Bytes);
+}
+
+} // namespace
+
+void swap_words(void* data, std::size_t count, std::size_t size) {
+    auto* bytes = static_cast<unsigned char*>(data);
+#ifdef __x86_64__
+    static const bool vectors = __builtin_cpu_supports("avx2") != 0;
+    if (vectors) {
+        const std::size_t done = swap_vectors(bytes, count * size, size);
+        bytes += done;
+        count -= done / size;
+    }
+#endif
+    if (size == 8) {
+        swap_plain<std::uint64_t>(bytes, count);
+    } else {
+        swap_plain<std::uint32_t>(bytes, count);
+    }
+}
+
+void scatter(const void* in, std::size_t bytes, void* out, std::size_t stride, std::size_t count) {
+    const auto* source = static_cast<const unsigned char*>(in);
+    auto* target = static_cast<unsigned char*>(out);
+    switch (bytes) {
+    case 4:
+        return scatter_fixed<4>(source, target, stride, count);
+    case 8:
+        return scatter_fixed<8>(source, target, stride, count);
+    case 12:
+        return scatter_fixed<12>(source, target, stride, count);
+    case 16:
+        return scatter_fixed<16>(source, target, stride, count);
+    case 24:
+        return scatter_fixed<24>(source, target, stride, count);
+    default:
+        for (std::size_t i = 0; i < count; ++i)
+            std::memcpy(target + i * stride, source + i * bytes, bytes);
+    }
+}
+
+} // namespace vx::cache

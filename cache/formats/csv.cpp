@@ -1,0 +1,245 @@
+// Tables: a line of column names, then a line per point.
+#include "cache/formats/columns.h"
+#include "cache/formats/format.h"
+#include "cache/formats/text.h"
+
+#include <cstring>
+
+namespace vx::cache {
+
+namespace {
+
+constexpr std::size_t longest_line = 1 << 20;
+constexpr std::size_t most_columns = 4096;
+
+// A cloud of columns of text that have been read.
+class TableCloud final : public Cloud {
+  public:
+    explicit TableCloud(std::int64_t memory) : m_budget(memory) {}
+
+    void start(std::size_t columns) {
+        while (m_columns.size() < columns)
+            m_columns.emplace_back(m_budget);
+    }
+    GuessedColumn& column(std::size_t i) { return m_columns[i]; }
+
+    void finish(const std::vector<std::string>& names) {
+        std::vector<Type> types;
+        for (const GuessedColumn& c : m_columns)
+            types.push_back(c.type());
+        m_groups = group_columns(names, types);
+        for (const Grouped& g : m_groups)
+            attributes.push_back(g.attribute);
+    }
+
+    void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
+        const Grouped& g = m_groups[attribute];
+        const auto points = static_cast<std::size_t>(n);
+        const std::size_t size = type_size(g.attribute.type);
+        const std::size_t width = g.columns.size();
+        for (std::size_t k = 0; k < width; ++k) {
+            const GuessedColumn& column = m_columns[g.columns[k]];
+            m_raw.resize(points * 8);
+            m_typed.resize(points * size);
+            column.read(first, n, m_raw.data());
+            convert_values(column.type(), m_raw.data(), g.attribute.type, m_typed.data(), points);
+            for (std::size_t i = 0; i < points; ++i) {
+                std::memcpy(static_cast<std::byte*>(out) + (i * width + k) * size,
+                            m_typed.data() + i * size, size);
+            }
+        }
+    }
+
+  private:
+    SpoolBudget m_budget;
+    std::vector<GuessedColumn> m_columns;
+    std::vector<Grouped> m_groups;
+    std::vector<std::byte> m_raw;
+    std::vector<std::byte> m_typed;
+};
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.remove_suffix(1);
+    return text;
+}
+
+// The next cell of a line; quotes around it are taken off, a doubled one inside stays single.
+// False when a quote is not closed.
+bool next_cell(std::string_view line, char separator, std::size_t& at, std::string& cell) {
+    cell.clear();
+    std::size_t begin = at;
+    while (begin < line.size() && line[begin] == ' ')
+        ++begin;
+    if (begin >= line.size() || line[begin] != '"') {
+        const std::size_t end = std::min(line.find(separator, at), line.size());
+        cell = trimmed(line.substr(at, end - at));
+        at = end + 1;
+        return true;
+    }
+    for (std::size_t i = begin + 1; i < line.size(); ++i) {
+        if (line[i] != '"') {
+            cell += line[i];
+        } else if (i + 1 < line.size() && line[i + 1] == '"') {
+            cell += line[++i];
+        } else {
+            const std::size_t end = std::min(line.find(separator, i), line.size());
+            at = end + 1;
+            return trimmed(line.substr(i + 1, end - i - 1)).empty();
+        }
+    }
+    return false;
+}
+
+char separator_of(std::string_view header) {
+    for (const char c : {',', ';', '\t'}) {
+        if (header.find(c) != std::string_view::npos) return c;
+    }
+    return ',';
+}
+
+std::vector<std::string> read_names(const std::string& file, std::string_view header,
+                                    char separator) {
+    std::vector<std::string> names;
+    std::string cell;
+    for (std::size_t at = 0; at <= header.size();) {
+        const std::size_t begin = at;
+        if (!next_cell(header, separator, at, cell)) {
+            throw FileError(file, static_cast<std::int64_t>(begin), "a quote without its end");
+        }
+        if (cell.empty() || parse_double(cell)) {
+            throw FileError(file, static_cast<std::int64_t>(begin),
+                            "the first line must name the columns; '" + cell + "' is no name");
+        }
+        if (names.size() == most_columns) {
+            throw FileError(file, static_cast<std::int64_t>(begin), "more than 4096 columns");
+        }
+        names.push_back(cell);
+    }
+    return names;
+}
+
+void append_quoted(std::string& out, const std::string& name) {
+    if (name.find_first_of(",;\t\"\n\r") == std::string::npos) {
+        out += name;
+        return;
+    }
+    out += '"';
+    for (const char c : name) {
+        if (c == '"') out += '"';
+        out += c == '\n' || c == '\r' ? ' ' : c;
+    }
+    out += '"';
+}
+
+} // namespace
+
+CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) {
+    const std::string& name = file->name();
+    ByteReader reader(*file, 0, file->size());
+    std::string_view line;
+    if (!reader.line(line, longest_line)) throw FileError(name, 0, "the file is empty");
+    std::string header(line);
+    if (header.starts_with("\xef\xbb\xbf")) header.erase(0, 3);
+    const char separator = separator_of(header);
+    const std::vector<std::string> names = read_names(name, header, separator);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        for (std::size_t k = 0; k < i; ++k) {
+            if (names[i] == names[k]) throw FileError(name, 0, "two columns '" + names[i] + "'");
+        }
+    }
+    auto cloud = std::make_unique<TableCloud>(options.memory_bytes);
+    cloud->start(names.size());
+    std::string cell;
+    std::int64_t blank_lines = 0;
+    for (std::int64_t start = reader.offset(); reader.line(line, longest_line);
+         start = reader.offset()) {
+        if (trimmed(line).empty()) {
+            ++blank_lines;
+            continue;
+        }
+        std::size_t column = 0;
+        for (std::size_t at = 0; at <= line.size(); ++column) {
+            const std::int64_t offset = start + static_cast<std::int64_t>(at);
+            if (!next_cell(line, separator, at, cell)) {
+                throw FileError(name, offset, "a quote without its end");
+            }
+            if (column == names.size()) {
+                throw FileError(name, offset,
+                                "more values than the " + std::to_string(names.size()) +
+                                    " columns");
+            }
+            if (!cloud->column(column).append(cell)) {
+                throw FileError(name, offset, "'" + cell.substr(0, 40) + "' is not a number");
+            }
+        }
+        if (column < names.size()) {
+            throw FileError(name, start,
+                            "a line of " + std::to_string(column) + " values for " +
+                                std::to_string(names.size()) + " columns");
+        }
+        ++cloud->count;
+    }
+    if (blank_lines > 0) {
+        findings.push_back(
+            {Severity::note, -1, std::to_string(blank_lines) + " empty lines were skipped"});
+    }
+    cloud->finish(names);
+    return cloud;
+}
+
+void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    std::string text;
+    for (const Attribute& a : cloud.attributes) {
+        if (a.single) {
+            notes.push_back("'" + a.name +
+                            "': one value for all points is written for every point");
+        }
+        if (a.type == Type::float32) {
+            notes.push_back("'" + a.name +
+                            "': 32-bit floats are written exactly and read back as 64-bit ones");
+        }
+        for (int k = 0; k < a.width; ++k) {
+            if (!text.empty()) text += ',';
+            append_quoted(text, a.name + component_suffix(a.width, k));
+        }
+    }
+    text += '\n';
+    out.write(text);
+    std::vector<std::vector<std::byte>> columns(cloud.attributes.size());
+    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
+        for (std::size_t a = 0; a < columns.size(); ++a) {
+            const Attribute& attribute = cloud.attributes[a];
+            if (attribute.single && first > 0) continue;
+            const std::int64_t points = attribute.single ? 1 : n;
+            columns[a].resize(static_cast<std::size_t>(points) * attribute.bytes());
+            cloud.read(a, attribute.single ? 0 : first, points, columns[a].data());
+        }
+        text.clear();
+        for (std::int64_t i = 0; i < n; ++i) {
+            for (std::size_t a = 0; a < columns.size(); ++a) {
+                const Attribute& attribute = cloud.attributes[a];
+                const auto width = static_cast<std::size_t>(attribute.width);
+                const std::size_t point = attribute.single ? 0 : static_cast<std::size_t>(i);
+                for (std::size_t k = 0; k < width; ++k) {
+                    if (a + k > 0) text += ',';
+                    // In its own words a float would read back as another number.
+                    if (attribute.type == Type::float32) {
+                        float value = 0;
+                        std::memcpy(&value, columns[a].data() + (point * width + k) * 4, 4);
+                        append_number(text, static_cast<double>(value));
+                    } else {
+                        append_value(text, attribute.type, columns[a].data(), point * width + k);
+                    }
+                }
+            }
+            text += '\n';
+        }
+        out.write(text);
+        if (options.progress) options.progress(first + n, cloud.count);
+    });
+}
+
+} // namespace vx::cache

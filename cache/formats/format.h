@@ -1,0 +1,106 @@
+// The file formats of clouds: which one a file has, reading and writing it.
+#pragma once
+
+#include "cache/cloud/cloud.h"
+#include "cache/cloud/error.h"
+#include "cache/cloud/file.h"
+#include "cache/cloud/spool.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vx::cache {
+
+enum class Format { pdc, mrmap, ply, csv, usda, npz };
+
+std::string_view format_name(Format format);
+// By the extension, in any case of letters; nothing for an unknown one.
+std::optional<Format> format_of_name(std::string_view path);
+std::optional<Format> format_of_word(std::string_view word);
+
+enum class Severity { note, warning, error };
+std::string_view severity_name(Severity severity);
+
+// What is odd about a file that can be read all the same, or why it cannot be.
+struct Finding {
+    Severity severity = Severity::note;
+    std::int64_t offset = -1;
+    std::string text;
+};
+using Findings = std::vector<Finding>;
+
+struct OpenOptions {
+    // Values of text files beyond this go to a temporary file.
+    std::int64_t memory_bytes = std::int64_t{256} << 20;
+    // usda: of values over time, the last ones up to it, else the first; without it the first.
+    std::optional<double> time;
+};
+
+// An open cloud with its format.
+struct OpenedCloud {
+    Format format = Format::pdc;
+    CloudPtr cloud;
+};
+
+// Recognises the format by content and then by name. Everything that the file claims is checked
+// against its size before memory is asked for. Throws FileError.
+OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOptions& = {});
+
+enum class PlyEncoding { little, big, ascii };
+enum class MapEncoding { closed, open, ascii };
+
+struct WriteOptions {
+    bool force = false;
+    PlyEncoding ply = PlyEncoding::little;
+    MapEncoding map = MapEncoding::closed;
+    bool byte_colour = false; // ply: colours as bytes, for viewers
+    bool all_fields = true;   // mrmap: every attribute, or the four that the shaders' own maps have
+    std::function<void(std::int64_t done, std::int64_t total)> progress;
+};
+
+// What the format could not hold, a sentence each.
+using Notes = std::vector<std::string>;
+
+// Writes the whole cloud. Throws FileError; then nothing is left behind.
+Notes write_cloud(Cloud& cloud, const std::string& path, Format format, const WriteOptions&);
+
+// The formats. Readers take the file over; `extra` findings go with it.
+using FilePtr = std::unique_ptr<InputFile>;
+CloudPtr open_pdc(FilePtr file, Findings& findings);
+CloudPtr open_ply(FilePtr file, Findings& findings, const OpenOptions&);
+CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions&);
+CloudPtr open_usda(FilePtr file, Findings& findings, const OpenOptions&);
+CloudPtr open_npz(FilePtr file, Findings& findings, const OpenOptions&);
+CloudPtr open_mrmap(FilePtr file, Findings& findings);
+
+void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
+
+// Reads one attribute in another type and counts what that changes.
+class Narrowing {
+  public:
+    Narrowing(Cloud& cloud, std::size_t attribute, Type to);
+    // n * width values (one value for a single attribute), valid until the next call.
+    const std::byte* read(std::int64_t first, std::int64_t n);
+    // Adds a sentence to the notes if a value changed.
+    void report(Notes& notes) const;
+
+  private:
+    Cloud& m_cloud;
+    std::size_t m_attribute;
+    Type m_to;
+    std::int64_t m_changed = 0;
+    std::int64_t m_total = 0;
+    std::vector<std::byte> m_raw;
+    std::vector<std::byte> m_values;
+};
+
+} // namespace vx::cache

@@ -1,0 +1,32 @@
+// A cloud as a map of the renderer, for what searches it.
+#pragma once
+
+#include "cache/formats/format.h"
+
+#include "mi_shader_if.h"
+#include "shader.h"
+
+#include <memory>
+
+namespace vx::cache {
+
+// Access to a map that lives in memory; its elements are the cloud's points in their order.
+class SharedMap {
+  public:
+    explicit SharedMap(miTag tag);
+    ~SharedMap();
+    SharedMap(const SharedMap&) = delete;
+    SharedMap& operator=(const SharedMap&) = delete;
+
+    // One more access, for the caller.
+    std::unique_ptr<mi::shader_v3::Access_map> access() const;
+
+  private:
+    miTag m_tag;
+};
+
+// The map itself when the cloud is a map file's, with all of its fields, else one that is made as a
+// conversion without further fields makes it; the notes say what it cannot hold. Throws FileError.
+std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes);
+
+} // namespace vx::cache

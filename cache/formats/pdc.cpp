@@ -1,0 +1,240 @@
+// PDC particle caches: a header of 28 bytes and one array after the other, big-endian.
+#include "cache/cloud/bytes.h"
+#include "cache/formats/columns.h"
+#include "cache/formats/format.h"
+#include "src/points/big_endian.h"
+#include "src/points/pdc_walk.h"
+
+#include <cstring>
+#include <limits>
+
+namespace vx::cache {
+
+namespace {
+
+struct CloseFile {
+    void operator()(std::FILE* f) const { (void)std::fclose(f); }
+};
+
+class PdcCloud final : public Cloud {
+  public:
+    explicit PdcCloud(FilePtr file) : m_file(std::move(file)) {}
+
+    void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
+        const Attribute& a = attributes[attribute];
+        const auto values = static_cast<std::size_t>(n) * static_cast<std::size_t>(a.width);
+        m_file->read(byte_offset(attribute, first), out, values * type_size(a.type));
+        swap_words(out, values, type_size(a.type));
+    }
+    bool reads_in_parallel() const override { return true; }
+    std::int64_t byte_offset(std::size_t attribute, std::int64_t point) const override {
+        const Attribute& a = attributes[attribute];
+        return m_offsets[attribute] + (a.single ? 0 : point) * static_cast<std::int64_t>(a.bytes());
+    }
+    void add(const Attribute& attribute, std::int64_t offset) {
+        attributes.push_back(attribute);
+        m_offsets.push_back(offset);
+    }
+    void replace(std::size_t index, const Attribute& attribute, std::int64_t offset) {
+        attributes[index] = attribute;
+        m_offsets[index] = offset;
+    }
+    const InputFile& file() const { return *m_file; }
+
+  private:
+    FilePtr m_file;
+    std::vector<std::int64_t> m_offsets;
+};
+
+Attribute attribute_of_code(const std::string& name, std::int32_t code) {
+    Attribute a;
+    a.name = name;
+    a.type = code < 2 ? Type::int32 : Type::float64;
+    a.width = code < 4 ? 1 : 3;
+    a.single = !IsPerParticleCode(code);
+    return a;
+}
+
+// Which of two records of one name the shaders take: the last one whose type fits the name.
+bool fits_name(const Attribute& a) {
+    if (a.name == "position" || a.name == "rgbPP" || a.name == "normalPP") return a.width == 3;
+    if (a.name == "id" || a.name == "tag") return a.width == 1;
+    if (a.name == "opacityPP" || a.name == "radius") {
+        return a.width == 1 && !is_integer(a.type);
+    }
+    return true;
+}
+
+std::string why_of(PdcError error, const CPdcWalk& walk) {
+    switch (error) {
+    case PdcError::ShortHeader:
+        return "the file ends inside the header";
+    case PdcError::ShortRecord:
+        return "the file ends inside an attribute's name or type";
+    case PdcError::BadNameLength:
+        return "an attribute's name is negative in length or longer than the rest of the file";
+    case PdcError::BadParticleCount:
+        return "the header counts " + std::to_string(walk.header.particleCount) + " particles";
+    default:
+        return "the file cannot be read";
+    }
+}
+
+void check_header(const CPdcWalk& walk, const InputFile& file, Findings& findings) {
+    const CPdcHeader& h = walk.header;
+    if (std::memcmp(h.magic, "PDC ", 4) != 0) {
+        findings.push_back({Severity::error, 0, "the file does not begin with \"PDC \""});
+    }
+    if (h.formatVersion != 1) {
+        findings.push_back({Severity::warning, 4,
+                            "format version " + std::to_string(h.formatVersion) + ", not 1"});
+    }
+    if (h.byteOrder != 1) {
+        findings.push_back({Severity::warning, 8,
+                            "byte order word " + std::to_string(h.byteOrder) +
+                                ", not 1; such files are big-endian all the same"});
+    }
+    if (h.particleCount < 0) {
+        throw FileError(file.name(), 20,
+                        "the header counts " + std::to_string(h.particleCount) + " particles");
+    }
+    if (h.attributeCount < 0) {
+        throw FileError(file.name(), 24,
+                        "the header counts " + std::to_string(h.attributeCount) + " attributes");
+    }
+    if (h.attributeCount > (file.size() - 28) / kPdcRecordLeast) {
+        throw FileError(file.name(), 24,
+                        "the header counts " + std::to_string(h.attributeCount) +
+                            " attributes, which the file cannot hold");
+    }
+}
+
+void add_record(PdcCloud& cloud, const CPdcWalk& walk, Findings& findings) {
+    const std::int64_t left = cloud.file().size() - walk.dataOffset;
+    if (walk.dataSize > left) {
+        throw FileError(cloud.file().name(), walk.dataOffset,
+                        "attribute '" + walk.name + "' has " + std::to_string(walk.dataSize) +
+                            " bytes of values by the header's count of " +
+                            std::to_string(walk.header.particleCount) +
+                            " particles, the file has " + std::to_string(left) + " left");
+    }
+    const Attribute a = attribute_of_code(walk.name, walk.code);
+    const int twin = cloud.find(a.name);
+    if (twin < 0) {
+        cloud.add(a, walk.dataOffset);
+        return;
+    }
+    const auto index = static_cast<std::size_t>(twin);
+    const bool later = fits_name(a) || !fits_name(cloud.attributes[index]);
+    findings.push_back({Severity::warning, walk.dataOffset,
+                        "attribute '" + a.name + "' is there twice; the " +
+                            (later ? "later" : "earlier") + " one counts"});
+    if (later) cloud.replace(index, a, walk.dataOffset);
+}
+
+} // namespace
+
+CloudPtr open_pdc(FilePtr file, Findings& findings) {
+    const std::unique_ptr<std::FILE, CloseFile> stream(file->stream());
+    auto cloud = std::make_unique<PdcCloud>(std::move(file));
+    const InputFile& input = cloud->file();
+    CPdcWalk walk(stream.get());
+    if (!walk.ReadHeader()) {
+        throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
+    }
+    check_header(walk, input, findings);
+    cloud->count = walk.header.particleCount;
+    std::int64_t end = 28;
+    for (std::int32_t i = 0; i < walk.header.attributeCount; ++i) {
+        if (!walk.NextRecord()) {
+            throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
+        }
+        const bool known = walk.code >= 0 && walk.code < kPdcTypeCodes;
+        if (known) add_record(*cloud, walk, findings);
+        if (!walk.SkipData()) {
+            throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
+        }
+        end = walk.dataOffset + walk.lastSkippedSize;
+        if (!known) {
+            findings.push_back({Severity::error, walk.dataOffset - 4,
+                                "attribute '" + walk.name + "' has the unknown type " +
+                                    std::to_string(walk.code) + "; it is left out"});
+            if (end > input.size()) {
+                throw FileError(input.name(), walk.dataOffset,
+                                "the file ends inside attribute '" + walk.name + "'");
+            }
+        }
+    }
+    if (end < input.size()) {
+        findings.push_back(
+            {Severity::warning, end,
+             std::to_string(input.size() - end) + " bytes after the last attribute"});
+    }
+    cloud->details.emplace_back("version", std::to_string(walk.header.formatVersion));
+    return cloud;
+}
+
+void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    if (cloud.count > std::numeric_limits<std::int32_t>::max()) {
+        throw FileError(out.name(), -1,
+                        "a PDC file counts at most 2147483647 points, these are " +
+                            std::to_string(cloud.count));
+    }
+    SplitCloud split(cloud, {1, 3}, notes);
+    std::string head = "PDC ";
+    const auto put = [&head](std::int64_t value) {
+        const std::uint32_t word =
+            SwapBytes(static_cast<std::uint32_t>(static_cast<std::int32_t>(value)));
+        head.append(reinterpret_cast<const char*>(&word), 4);
+    };
+    for (const std::int64_t field : {std::int64_t{1}, std::int64_t{1}, std::int64_t{0},
+                                     std::int64_t{0}, cloud.count, std::ssize(split.attributes)}) {
+        put(field);
+    }
+    std::int64_t position = 0;
+    std::vector<std::int64_t> offsets;
+    std::vector<Narrowing> columns;
+    std::vector<Type> types;
+    for (std::size_t i = 0; i < split.attributes.size(); ++i) {
+        const Attribute& a = split.attributes[i];
+        const Type type = a.type == Type::int32 && a.width == 1 ? Type::int32 : Type::float64;
+        const int base = type == Type::int32 ? 0 : a.width == 3 ? 4 : 2;
+        put(std::ssize(a.name));
+        head += a.name;
+        put(base + (a.single ? 0 : 1));
+        out.write_at(position, head.data(), head.size());
+        position += std::ssize(head);
+        head.clear();
+        offsets.push_back(position);
+        types.push_back(type);
+        columns.emplace_back(split, i, type);
+        position +=
+            (a.single ? 1 : cloud.count) * a.width * static_cast<std::int64_t>(type_size(type));
+    }
+    if (!head.empty()) out.write_at(0, head.data(), head.size());
+    std::vector<std::byte> block;
+    const auto copy = [&](std::size_t i, std::int64_t first, std::int64_t n) {
+        const std::size_t size = type_size(types[i]);
+        const auto values =
+            static_cast<std::size_t>(n) * static_cast<std::size_t>(split.attributes[i].width);
+        const std::byte* source = columns[i].read(first, n);
+        block.assign(source, source + values * size);
+        swap_words(block.data(), values, size);
+        const std::int64_t at =
+            offsets[i] + first * split.attributes[i].width * static_cast<std::int64_t>(size);
+        out.write_at(at, block.data(), block.size());
+    };
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (split.attributes[i].single) copy(i, 0, 1);
+    }
+    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            if (!split.attributes[i].single) copy(i, first, n);
+        }
+        if (options.progress) options.progress(first + n, cloud.count);
+    });
+    for (const Narrowing& column : columns)
+        column.report(notes);
+}
+
+} // namespace vx::cache

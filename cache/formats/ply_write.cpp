@@ -1,0 +1,185 @@
+#include "cache/cloud/bytes.h"
+#include "cache/formats/columns.h"
+#include "cache/formats/format.h"
+#include "cache/formats/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace vx::cache {
+
+namespace {
+
+constexpr std::int64_t rows_at_once = 16384; // read and put together
+constexpr std::size_t rows_of_tile = 128; // filled column by column: they stay in the first cache
+
+std::array<std::string, 3> well_known(std::string_view name) {
+    if (name == "position") return {"x", "y", "z"};
+    if (name == "normalPP") return {"nx", "ny", "nz"};
+    if (name == "rgbPP") return {"red", "green", "blue"};
+    return {};
+}
+
+// The header is split at blanks.
+std::string safe(const std::string& name, Notes& notes) {
+    std::string out = name.empty() ? "unnamed" : name;
+    for (char& c : out) {
+        if (static_cast<unsigned char>(c) <= ' ' || c == '\x7f') c = '_';
+    }
+    if (out != name) notes.push_back("'" + name + "': is called '" + out + "' in the file");
+    return out;
+}
+
+std::string_view ply_name(Type type) {
+    switch (type) {
+    case Type::int32:
+        return "int";
+    case Type::float32:
+        return "float";
+    default:
+        return "double";
+    }
+}
+
+// One attribute on its way into the rows.
+struct Column {
+    Column(Cloud& cloud, std::size_t index, Type to, bool as_bytes)
+        : source(cloud, index, to),
+          width(static_cast<std::size_t>(cloud.attributes[index].width)),
+          type(to),
+          bytes(as_bytes) {}
+    std::size_t size() const { return bytes ? 1 : type_size(type); }
+
+    Narrowing source;
+    std::size_t width;
+    Type type;
+    bool bytes;
+    const std::byte* values = nullptr;
+    std::vector<std::byte> swapped;
+};
+
+std::uint8_t colour_byte(double value) {
+    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(value, 0.0, 1.0)));
+}
+
+std::size_t row_bytes(const std::vector<Column*>& columns) {
+    std::size_t bytes = 0;
+    for (const Column* c : columns)
+        bytes += c->width * c->size();
+    return bytes;
+}
+
+void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, char* rows) {
+    for (Column* c : columns) {
+        if (!big || c->bytes) continue;
+        const std::size_t values = points * c->width;
+        c->swapped.assign(c->values, c->values + values * c->size());
+        swap_words(c->swapped.data(), values, c->size());
+        c->values = c->swapped.data();
+    }
+    const std::size_t stride = row_bytes(columns);
+    for (std::size_t first = 0; first < points; first += rows_of_tile) {
+        const std::size_t n = std::min(rows_of_tile, points - first);
+        char* out = rows + first * stride;
+        for (const Column* c : columns) {
+            const std::size_t item = c->width * c->size();
+            if (c->bytes) {
+                const std::byte* source = c->values + first * c->width * 8;
+                for (std::size_t i = 0; i < n * c->width; ++i) {
+                    double value = 0;
+                    std::memcpy(&value, source + i * 8, 8);
+                    out[i / c->width * stride + i % c->width] =
+                        static_cast<char>(colour_byte(value));
+                }
+            } else {
+                scatter(c->values + first * item, item, out, stride, n);
+            }
+            out += item;
+        }
+    }
+}
+
+void put_text(std::vector<Column*>& columns, std::size_t points, std::string& text) {
+    text.clear();
+    for (std::size_t i = 0; i < points; ++i) {
+        bool first = true;
+        for (const Column* c : columns) {
+            for (std::size_t k = 0; k < c->width; ++k) {
+                if (!first) text += ' ';
+                first = false;
+                if (c->bytes) {
+                    double value = 0;
+                    std::memcpy(&value, c->values + (i * c->width + k) * 8, 8);
+                    append_number(text, static_cast<int>(colour_byte(value)));
+                } else {
+                    append_value(text, c->type, c->values, i * c->width + k);
+                }
+            }
+        }
+        text += '\n';
+    }
+}
+
+} // namespace
+
+void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    std::vector<Column> columns;
+    columns.reserve(cloud.attributes.size());
+    std::vector<Column*> rows;
+    std::vector<Column*> shared;
+    std::string vertex;
+    std::string element;
+    for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
+        const Attribute& a = cloud.attributes[i];
+        const bool bytes = options.byte_colour && a.name == "rgbPP" && a.width == 3;
+        const Type type = bytes || a.type == Type::int64 ? Type::float64 : a.type;
+        columns.emplace_back(cloud, i, type, bytes);
+        (a.single ? shared : rows).push_back(&columns.back());
+        if (bytes) notes.push_back("'rgbPP': cut to 0..1 and rounded to bytes");
+        const std::array<std::string, 3> known =
+            a.width == 3 ? well_known(a.name) : std::array<std::string, 3>{};
+        const std::string base = known[0].empty() ? safe(a.name, notes) : "";
+        for (int k = 0; k < a.width; ++k) {
+            const std::string name = known[0].empty() ? base + component_suffix(a.width, k)
+                                                      : known[static_cast<std::size_t>(k)];
+            (a.single ? element : vertex) +=
+                "property " + std::string(bytes ? "uchar" : ply_name(type)) + " " + name + "\n";
+        }
+    }
+    const bool ascii = options.ply == PlyEncoding::ascii;
+    const bool big = options.ply == PlyEncoding::big;
+    std::string header = "ply\nformat ";
+    header += ascii ? "ascii" : big ? "binary_big_endian" : "binary_little_endian";
+    header += " 1.0\ncomment written by vx_cache\nelement vertex " + std::to_string(cloud.count) +
+              "\n" + vertex;
+    if (!shared.empty()) header += "element cloud 1\n" + element;
+    header += "end_header\n";
+    out.write(header);
+    if (rows.empty() && cloud.count > 0) {
+        throw FileError(out.name(), -1, "no attribute has a value per point");
+    }
+    std::string text;
+    const auto put = [&](std::vector<Column*>& some, std::int64_t first, std::int64_t n) {
+        for (Column* c : some)
+            c->values = c->source.read(first, n);
+        if (ascii) {
+            put_text(some, static_cast<std::size_t>(n), text);
+            out.write(text);
+        } else {
+            const auto points = static_cast<std::size_t>(n);
+            put_binary(some, points, big, out.extend(points * row_bytes(some)));
+        }
+    };
+    for_blocks(cloud.count, [&](std::int64_t begin, std::int64_t count) {
+        for (std::int64_t at = begin; at < begin + count; at += rows_at_once)
+            put(rows, at, std::min(rows_at_once, begin + count - at));
+        if (options.progress) options.progress(begin + count, cloud.count);
+    });
+    if (!shared.empty()) put(shared, 0, 1);
+    for (const Column& c : columns)
+        c.source.report(notes);
+}
+
+} // namespace vx::cache

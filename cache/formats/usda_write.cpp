@@ -1,0 +1,183 @@
+#include "cache/formats/columns.h"
+#include "cache/formats/format.h"
+#include "cache/formats/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace vx::cache {
+
+namespace {
+
+// An attribute of the schema that a well-known one becomes.
+struct Known {
+    std::string_view name;
+    std::string_view usd_type;
+    std::string_view usd_name;
+    int width;
+    Type type;
+};
+constexpr std::array<Known, 6> known{
+    {{"position", "point3f[]", "points", 3, Type::float32},
+     {"normalPP", "normal3f[]", "normals", 3, Type::float32},
+     {"rgbPP", "color3f[]", "primvars:displayColor", 3, Type::float32},
+     {"opacityPP", "float[]", "primvars:displayOpacity", 1, Type::float32},
+     {"radius", "float[]", "widths", 1, Type::float32},
+     {"id", "int64[]", "ids", 1, Type::int64}}};
+
+std::string safe(const std::string& name, Notes& notes) {
+    std::string out = name.empty() ? "unnamed" : name;
+    for (char& c : out) {
+        if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_') c = '_';
+    }
+    if (std::isdigit(static_cast<unsigned char>(out[0])) != 0) out.insert(0, "_");
+    if (out != name) notes.push_back("'" + name + "': is called '" + out + "' in the file");
+    return out;
+}
+
+std::string generic_type(const Attribute& a) {
+    std::string word = a.type == Type::int32     ? "int"
+                       : a.type == Type::int64   ? "int64"
+                       : a.type == Type::float32 ? "float"
+                                                 : "double";
+    if (a.width > 1) word += std::to_string(a.width);
+    return word + "[]";
+}
+
+void write_extent(Cloud& cloud, OutputFile& out) {
+    const int at = cloud.find("position");
+    if (at < 0 || cloud.count == 0) return;
+    double low[3];
+    double high[3];
+    std::fill_n(low, 3, std::numeric_limits<double>::infinity());
+    std::fill_n(high, 3, -std::numeric_limits<double>::infinity());
+    double radius = 0;
+    Reader<double> positions(cloud, static_cast<std::size_t>(at));
+    const int r = cloud.find("radius");
+    Reader<double> radii(cloud, static_cast<std::size_t>(std::max(r, 0)));
+    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
+        const auto p = positions.read(first, n);
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            if (!std::isfinite(p[i])) continue;
+            low[i % 3] = std::min(low[i % 3], p[i]);
+            high[i % 3] = std::max(high[i % 3], p[i]);
+        }
+        if (r < 0 || radii.width() != 1) return;
+        for (const double v : radii.read(first, n)) {
+            if (std::isfinite(v)) radius = std::max(radius, v);
+        }
+    });
+    if (!(low[0] <= high[0] && low[1] <= high[1] && low[2] <= high[2])) return;
+    std::string text = "    float3[] extent = [(";
+    for (int side = 0; side < 2; ++side) {
+        for (int k = 0; k < 3; ++k) {
+            if (k > 0) text += ", ";
+            append_number(text, static_cast<float>(side == 0 ? low[k] - radius : high[k] + radius));
+        }
+        text += side == 0 ? "), (" : ")]\n";
+    }
+    out.write(text);
+}
+
+void write_values(Cloud& cloud, OutputFile& out, Narrowing& source, const Attribute& a, Type type,
+                  double scale, const std::function<void(std::int64_t)>& step) {
+    const auto width = static_cast<std::size_t>(a.width);
+    std::string text;
+    std::vector<std::byte> scaled;
+    for_blocks(a.single ? 1 : cloud.count, [&](std::int64_t first, std::int64_t n) {
+        const std::byte* values = source.read(first, n);
+        const std::size_t total = static_cast<std::size_t>(n) * width;
+        if (scale != 1) {
+            scaled.assign(values, values + total * 4);
+            auto* v = reinterpret_cast<float*>(scaled.data());
+            for (std::size_t i = 0; i < total; ++i)
+                v[i] *= static_cast<float>(scale);
+            values = scaled.data();
+        }
+        text.clear();
+        for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+            if (first + static_cast<std::int64_t>(i) > 0) text += ", ";
+            if (width > 1) text += '(';
+            for (std::size_t k = 0; k < width; ++k) {
+                if (k > 0) text += ", ";
+                append_value(text, type, values, i * width + k);
+            }
+            if (width > 1) text += ')';
+        }
+        out.write(text);
+        step(n);
+    });
+}
+
+} // namespace
+
+void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    SplitCloud split(cloud, {1, 2, 3, 4}, notes);
+    const int position = split.find("position");
+    if (position < 0 || split.attributes[static_cast<std::size_t>(position)].width != 3) {
+        throw FileError(out.name(), -1,
+                        "a Points prim needs the attribute 'position' with three values");
+    }
+    out.write("#usda 1.0\n(\n    defaultPrim = \"cloud\"\n    upAxis = \"Y\"\n)\n\n"
+              "def Points \"cloud\"\n{\n");
+    write_extent(split, out);
+    std::int64_t total = 0;
+    for (const Attribute& a : split.attributes)
+        total += a.single ? 1 : split.count;
+    std::int64_t done = 0;
+    const auto step = [&](std::int64_t n) {
+        done += n;
+        if (options.progress) options.progress(done, total);
+    };
+    for (std::size_t i = 0; i < split.attributes.size(); ++i) {
+        Attribute a = split.attributes[i];
+        const Known* schema = nullptr;
+        for (const Known& k : known) {
+            if (k.name == a.name && k.width == a.width) schema = &k;
+        }
+        const Type type = schema != nullptr ? schema->type : a.type;
+        const std::string usd_type =
+            schema != nullptr ? std::string(schema->usd_type) : generic_type(a);
+        const std::string usd_name =
+            schema != nullptr ? std::string(schema->usd_name) : "primvars:" + safe(a.name, notes);
+        const bool is_primvar = usd_name.starts_with("primvars:");
+        // The schema knows neither a single point for all nor a single id.
+        const bool spread =
+            a.single && (a.name == "position" || a.name == "id") && schema != nullptr;
+        out.write("    " + usd_type + " " + usd_name + " = [");
+        Narrowing source(split, i, type);
+        const double scale = schema != nullptr && a.name == "radius" ? 2.0 : 1.0;
+        if (spread) {
+            notes.push_back("'" + a.name +
+                            "': one value for all points is written for every point");
+            const std::byte* value = source.read(0, 1);
+            for (std::int64_t p = 0; p < split.count; ++p) {
+                std::string text = p > 0 ? ", " : "";
+                if (a.width > 1) text += '(';
+                for (std::size_t k = 0; k < static_cast<std::size_t>(a.width); ++k) {
+                    if (k > 0) text += ", ";
+                    append_value(text, type, value, k);
+                }
+                if (a.width > 1) text += ')';
+                out.write(text);
+            }
+        } else {
+            write_values(split, out, source, a, type, scale, step);
+        }
+        out.write("]");
+        const bool says = is_primvar || a.name == "normalPP" || a.name == "radius";
+        if (says) {
+            out.write(std::string(" (\n        interpolation = \"") +
+                      (a.single ? "constant" : "vertex") + "\"\n    )");
+        }
+        out.write("\n");
+        source.report(notes);
+    }
+    out.write("}\n");
+}
+
+} // namespace vx::cache

@@ -1,0 +1,247 @@
+#include "cache/formats/zip.h"
+
+#include "cache/cloud/error.h"
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+namespace vx::cache {
+
+namespace {
+
+constexpr std::uint32_t full32 = 0xffffffffu;
+constexpr std::size_t end_bytes = 22;
+constexpr std::int64_t largest_directory = std::int64_t{64} << 20;
+
+// Little-endian numbers of a string of bytes; beyond its end they are 0.
+std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t i = size; i-- > 0;) {
+        const std::uint64_t byte =
+            at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0u;
+        value = value << 8 | byte;
+    }
+    return value;
+}
+
+void put(std::string& out, std::uint64_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i)
+        out += static_cast<char>(value >> (8 * i) & 0xff);
+}
+
+std::string read_string(const InputFile& file, std::int64_t at, std::int64_t bytes) {
+    std::string text(static_cast<std::size_t>(bytes), '\0');
+    file.read(at, text.data(), text.size());
+    return text;
+}
+
+struct Directory {
+    std::int64_t end_record = 0;
+    std::uint64_t count = 0;
+    std::uint64_t size = 0;
+    std::uint64_t offset = 0;
+};
+
+Directory find_directory(const InputFile& file) {
+    const std::int64_t tail_bytes = std::min<std::int64_t>(file.size(), end_bytes + 65535);
+    const std::string tail = read_string(file, file.size() - tail_bytes, tail_bytes);
+    const std::size_t at = tail.rfind("PK\x05\x06");
+    if (at == std::string::npos || at + end_bytes > tail.size()) {
+        throw FileError(file.name(), file.size(), "the archive's directory is missing at its end");
+    }
+    Directory d;
+    d.end_record = file.size() - tail_bytes + static_cast<std::int64_t>(at);
+    d.count = number(tail, at + 10, 2);
+    d.size = number(tail, at + 12, 4);
+    d.offset = number(tail, at + 16, 4);
+    if (d.count == 0xffff || d.size == full32 || d.offset == full32) {
+        if (at < 20 || tail.compare(at - 20, 4, "PK\x06\x07") != 0) return d;
+        const std::uint64_t record = number(tail, at - 12, 8);
+        if (record > static_cast<std::uint64_t>(file.size() - 56)) {
+            throw FileError(file.name(), d.end_record - 12, "the directory lies outside the file");
+        }
+        const std::string large = read_string(file, static_cast<std::int64_t>(record), 56);
+        d.count = number(large, 32, 8);
+        d.size = number(large, 40, 8);
+        d.offset = number(large, 48, 8);
+    }
+    return d;
+}
+
+// Takes the 64-bit values of the extra field, which stand there only for the fields that are full.
+void widen(std::string_view extra, std::uint64_t& size, std::uint64_t& packed,
+           std::uint64_t& header) {
+    for (std::size_t at = 0; at + 4 <= extra.size();) {
+        const std::uint64_t id = number(extra, at, 2);
+        const std::uint64_t bytes = number(extra, at + 2, 2);
+        std::size_t value = at + 4;
+        if (id == 1) {
+            for (std::uint64_t* field : {&size, &packed, &header}) {
+                if (*field != full32) continue;
+                *field = number(extra, value, 8);
+                value += 8;
+            }
+            return;
+        }
+        at = value + bytes;
+    }
+}
+
+ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size_t& at,
+                    std::int64_t base) {
+    const auto here = base + static_cast<std::int64_t>(at);
+    if (directory.size() - at < 46 || directory.substr(at, 4) != "PK\x01\x02") {
+        throw FileError(file.name(), here, "the archive's directory is damaged");
+    }
+    const std::size_t name = number(directory, at + 28, 2);
+    const std::size_t extra = number(directory, at + 30, 2);
+    const std::size_t comment = number(directory, at + 32, 2);
+    if (directory.size() - at < 46 + name + extra + comment) {
+        throw FileError(file.name(), here, "the archive's directory is damaged");
+    }
+    ZipEntry entry;
+    entry.method = static_cast<int>(number(directory, at + 10, 2));
+    entry.crc = static_cast<std::uint32_t>(number(directory, at + 16, 4));
+    std::uint64_t packed = number(directory, at + 20, 4);
+    std::uint64_t size = number(directory, at + 24, 4);
+    std::uint64_t header = number(directory, at + 42, 4);
+    entry.name = directory.substr(at + 46, name);
+    widen(directory.substr(at + 46 + name, extra), size, packed, header);
+    at += 46 + name + extra + comment;
+
+    const auto whole = static_cast<std::uint64_t>(file.size());
+    if (header > whole || whole - header < 30) {
+        throw FileError(file.name(), here, "'" + entry.name + "' lies outside the file");
+    }
+    entry.header = static_cast<std::int64_t>(header);
+    const std::string local = read_string(file, entry.header, 30);
+    if (!local.starts_with("PK\x03\x04")) {
+        throw FileError(file.name(), entry.header, "'" + entry.name + "' has no header here");
+    }
+    const std::uint64_t data = header + 30 + number(local, 26, 2) + number(local, 28, 2);
+    if (data > whole || packed > whole - data) {
+        throw FileError(file.name(), here,
+                        "'" + entry.name + "' has " + std::to_string(packed) +
+                            " bytes by the directory, which the file cannot hold");
+    }
+    entry.data = static_cast<std::int64_t>(data);
+    entry.packed = static_cast<std::int64_t>(packed);
+    // Deflate packs at most about a thousand to one.
+    const bool possible = entry.method == 0 ? size == packed : size / 1040 <= packed;
+    if (!possible) {
+        throw FileError(file.name(), here,
+                        "'" + entry.name + "' claims " + std::to_string(size) + " bytes from " +
+                            std::to_string(packed));
+    }
+    entry.size = static_cast<std::int64_t>(size);
+    return entry;
+}
+
+} // namespace
+
+std::vector<ZipEntry> read_zip(const InputFile& file) {
+    const Directory d = find_directory(file);
+    if (d.offset > static_cast<std::uint64_t>(d.end_record) ||
+        d.size > static_cast<std::uint64_t>(d.end_record) - d.offset ||
+        d.size > static_cast<std::uint64_t>(largest_directory)) {
+        throw FileError(file.name(), d.end_record, "the directory lies outside the file");
+    }
+    const std::string directory =
+        read_string(file, static_cast<std::int64_t>(d.offset), static_cast<std::int64_t>(d.size));
+    std::vector<ZipEntry> entries;
+    std::size_t at = 0;
+    for (std::uint64_t i = 0; i < d.count; ++i)
+        entries.push_back(read_entry(file, directory, at, static_cast<std::int64_t>(d.offset)));
+    return entries;
+}
+
+std::string zip_local_header(const ZipEntry& entry) {
+    std::string out = "PK\x03\x04";
+    put(out, 45, 2);     // version needed: 64-bit sizes
+    put(out, 0, 2);      // flags
+    put(out, 0, 2);      // stored
+    put(out, 0, 2);      // time
+    put(out, 0x0021, 2); // date: the first one there is, so that equal clouds make equal files
+    put(out, entry.crc, 4);
+    put(out, full32, 4);
+    put(out, full32, 4);
+    put(out, entry.name.size(), 2);
+    put(out, 20, 2);
+    out += entry.name;
+    put(out, 1, 2);
+    put(out, 16, 2);
+    put(out, static_cast<std::uint64_t>(entry.size), 8);
+    put(out, static_cast<std::uint64_t>(entry.size), 8);
+    return out;
+}
+
+std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t offset) {
+    std::string out;
+    for (const ZipEntry& entry : entries) {
+        const auto size = static_cast<std::uint64_t>(entry.size);
+        const auto header = static_cast<std::uint64_t>(entry.header);
+        const bool large = size >= full32;
+        const bool far = header >= full32;
+        std::string extra;
+        if (large || far) {
+            put(extra, 1, 2);
+            put(extra, (large ? 16u : 0u) + (far ? 8u : 0u), 2);
+            if (large) {
+                put(extra, size, 8);
+                put(extra, size, 8);
+            }
+            if (far) put(extra, header, 8);
+        }
+        out += "PK\x01\x02";
+        put(out, 45, 2);
+        put(out, 45, 2);
+        put(out, 0, 2);
+        put(out, 0, 2);
+        put(out, 0, 2);
+        put(out, 0x0021, 2);
+        put(out, entry.crc, 4);
+        put(out, large ? full32 : size, 4);
+        put(out, large ? full32 : size, 4);
+        put(out, entry.name.size(), 2);
+        put(out, extra.size(), 2);
+        put(out, 0, 2);
+        put(out, 0, 2);
+        put(out, 0, 2);
+        put(out, 0, 4);
+        put(out, far ? full32 : header, 4);
+        out += entry.name;
+        out += extra;
+    }
+    const std::uint64_t size = out.size();
+    const auto start = static_cast<std::uint64_t>(offset);
+    const bool large = start >= full32 || entries.size() >= 0xffff;
+    if (large) {
+        const std::uint64_t record = start + size;
+        out += "PK\x06\x06";
+        put(out, 44, 8);
+        put(out, 45, 2);
+        put(out, 45, 2);
+        put(out, 0, 4);
+        put(out, 0, 4);
+        put(out, entries.size(), 8);
+        put(out, entries.size(), 8);
+        put(out, size, 8);
+        put(out, start, 8);
+        out += "PK\x06\x07";
+        put(out, 0, 4);
+        put(out, record, 8);
+        put(out, 1, 4);
+    }
+    out += "PK\x05\x06";
+    put(out, 0, 2);
+    put(out, 0, 2);
+    put(out, large ? 0xffff : entries.size(), 2);
+    put(out, large ? 0xffff : entries.size(), 2);
+    put(out, size, 4);
+    put(out, large ? full32 : start, 4);
+    put(out, 0, 2);
+    return out;
+}
+
+} // namespace vx::cache

@@ -1,0 +1,124 @@
+// vx_cache: the command line.
+#include "cache/verbs/verbs.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+struct Verb {
+    const char* name;
+    const char* what;
+    const char* group;
+    const char* examples;
+    vx::cache::Run (*add)(CLI::App&);
+};
+
+constexpr Verb verbs[] = {
+    {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look",
+     "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
+     "1-100x2",
+     vx::cache::add_info},
+    {"check", "tell whether a file is whole, consistent, finite and sensible", "Look",
+     "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
+     vx::cache::add_check},
+    {"view", "a picture of a cloud, or a page to look around in", "Look",
+     "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
+     "  vx_cache view shot.0001.pdc --html shot.html    opens in any browser\n"
+     "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
+     "  vx_cache view shot.0001.pdc -o opacity.exr --by opacityPP --range 0,1 --flat\n"
+     "  vx_cache view shot.0001.pdc -o cam.png --camera scene.mi    as the render sees it\n"
+     "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
+     "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
+     vx::cache::add_view},
+    {"diff", "compare two clouds; the exit status is 1 when they differ", "Look",
+     "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
+     "b.npz",
+     vx::cache::add_diff},
+    {"lookup",
+     "tell what vx_pc_read sees at a point: the points it finds, their weights, the colour, "
+     "and why there is none",
+     "Look",
+     "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
+     "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
+     "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
+     vx::cache::add_lookup},
+    {"convert", "write a cloud in another format", "Make",
+     "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
+     "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
+     "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
+     vx::cache::add_convert},
+    {"filter", "keep some of a cloud's points: by label, place, direction, opacity, or thinned",
+     "Make",
+     "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
+     "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
+     vx::cache::add_filter},
+    {"merge", "join many clouds into one", "Make",
+     "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
+     "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
+     vx::cache::add_merge},
+    {"transform", "scale, turn and move a cloud", "Make",
+     "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
+     "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
+     vx::cache::add_transform},
+};
+
+} // namespace
+
+// NOLINTNEXTLINE(bugprone-exception-escape): two options of one name end the program at its start
+int main(int argc, char** argv) {
+    vx::cache::clean_up_on_signals();
+    CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
+    app.name("vx_cache");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "vx_cache " VX_VERSION);
+    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. A file's content tells its format, then "
+               "its name.\n"
+               "\n"
+               "Examples:\n"
+               "  vx_cache info shot.0001.pdc                     what is in it\n"
+               "  vx_cache check 'shot.####.pdc'                  are all frames whole\n"
+               "  vx_cache lookup shot.0001.mrmap --point 0,1,0   why is it black there\n"
+               "  vx_cache view shot.0001.pdc -o shot.png         see it\n"
+               "  vx_cache view shot.0001.pdc --html shot.html    look around in it, in a browser\n"
+               "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
+               "  vx_cache convert --help                         more on one verb\n"
+               "\n"
+               "Exit status: 0 done, 1 something failed or differs, 2 wrong use.");
+    vx::cache::Session session;
+    vx::cache::Run chosen;
+    for (const Verb& verb : verbs) {
+        CLI::App* const sub = app.add_subcommand(verb.name, verb.what);
+        sub->group(verb.group);
+        sub->footer(verb.examples);
+        sub->add_flag("-q,--quiet", session.quiet, "print errors only, no notes and warnings")
+            ->group("General");
+        sub->add_flag("-v,--verbose", session.verbose, "print what was done, too")
+            ->group("General");
+        const std::string name = verb.name;
+        if (name == "info" || name == "check" || name == "diff" || name == "lookup") {
+            sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
+        }
+        sub->add_option("--time", session.open_options.time,
+                        "usda files with values over time: which to read (default: the first)")
+            ->group("General");
+        sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& why) {
+        return app.exit(why) == 0 ? 0 : 2;
+    }
+    try {
+        chosen(session);
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            session.error("standard output: cannot be written");
+        }
+    } catch (const vx::cache::UsageError& why) {
+        (void)std::fprintf(stderr, "vx_cache: error: %s\n", why.what());
+        return 2;
+    } catch (const std::exception& why) {
+        session.error(why.what());
+    }
+    return session.failed ? 1 : 0;
+}

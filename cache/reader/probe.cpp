@@ -1,0 +1,157 @@
+#include "cache/reader/probe.h"
+
+#include "cache/reader/small_renderer.h"
+#include "src/platform/map_read.h"
+#include "src/reader/lookup.h"
+#include "src/reader/my_distance.h"
+#include "src/reader/weights.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vx::cache {
+
+namespace {
+
+constexpr miTag label_tag = 2;
+constexpr float refused = 1e36F; // what the functor says of a point that it keeps out
+
+Float3 of(const miVector& v) {
+    return {v.x, v.y, v.z};
+}
+miVector of(const Float3& v) {
+    return {v[0], v[1], v[2]};
+}
+miColor colour_of(const Float3& v) {
+    return {v[0], v[1], v[2], 1};
+}
+
+// A state of an instance whose parameters are connected to nothing.
+miState state_at(miFunction& function, const Float3& point, const Float3& normal,
+                 const Float3& direction) {
+    miState state{};
+    state.shader = &function;
+    state.point = of(point);
+    state.normal = of(normal);
+    state.dir = of(direction);
+    return state;
+}
+
+} // namespace
+
+ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes)
+    : m_map(map_of(*cloud, notes)), m_cloud(std::move(cloud)) {
+    small_renderer::strings[label_tag] = settings.labels.value_or("");
+    small_renderer::messages = [&notes](const std::string& level, const std::string& text) {
+        notes.push_back(level + ": " + text);
+    };
+    // No file name: the map is there already.
+    m_parameters.radius = settings.radius;
+    m_parameters.maxPoints = settings.max_points;
+    m_parameters.useLabels = settings.labels ? miTRUE : miFALSE;
+    m_parameters.labels = label_tag;
+    m_parameters.facing = settings.facing ? 1 : 0;
+    m_parameters.minAngle = settings.min_angle;
+    m_parameters.maxAngle = settings.max_angle;
+    m_parameters.falloff = colour_of(settings.falloff);
+    m_parameters.scale = colour_of(settings.scale);
+    m_parameters.useOpacity = settings.use_opacity ? miTRUE : miFALSE;
+    miFunction function{};
+    miState state = state_at(function, {}, {}, {});
+    m_record = std::make_unique<ReadInstanceData>(&state, &m_parameters);
+    m_record->TakeMap(m_map->access().release(), m_cloud->file_name.c_str());
+    small_renderer::messages = nullptr;
+    const int id = m_cloud->find("id");
+    if (id >= 0 && m_cloud->attributes[static_cast<std::size_t>(id)].width == 1) {
+        m_ids = std::make_unique<Reader<double>>(*m_cloud, static_cast<std::size_t>(id));
+    }
+}
+
+ReaderProbe::~ReaderProbe() = default;
+
+Seen ReaderProbe::look(const Float3& point, const Float3& normal, const Float3& direction) {
+    miFunction function{};
+    miState state = state_at(function, point, normal, direction);
+    Seen seen;
+    ReadResult result{};
+    seen.success = ReadPoints(&result, &state, &m_parameters, *m_record) != miFALSE;
+    const miColor& c = result.outColor;
+    seen.colour = {c.r, c.g, c.b, c.a};
+    seen.point_count = result.pointCount;
+    if (m_record->mapHolder == nullptr) return seen;
+    find_points(state, seen);
+    seen.tally = tally(state);
+    return seen;
+}
+
+void ReaderProbe::find_points(miState& state, Seen& seen) {
+    const ReadInstanceData& record = *m_record;
+    mi::shader_v3::Map_lookup lookup(*record.mapHolder);
+    const My_distance distance(&state, m_parameters.minAngle, m_parameters.maxAngle, &record);
+    map_read::Search(lookup, distance, record.maxPoints, record.radiusSquared);
+    if (map_read::IsEmpty(lookup)) return;
+    CWeights weight;
+    for (; !map_read::AtEnd(lookup); map_read::Next(lookup)) {
+        const auto& row = map_read::Current(lookup);
+        FoundPoint p;
+        miUint index = 0;
+        row.get_index(index);
+        p.index = index;
+        row.get_position(p.position.data());
+        p.normal = of(map_read::Field(row, record.normalField, miVector{0, 0, 0}));
+        p.colour = of(map_read::Field(row, record.rgbField, miVector{0, 0, 0}));
+        p.opacity = map_read::Field(row, record.opacityField, 1.0F);
+        int label = 0;
+        if (row.get(record.tagField, label).is_ok()) p.label = label;
+        if (m_ids) p.id = m_ids->read(p.index, 1)[0];
+        const float squared = map_read::SquaredDistance(lookup);
+        p.distance = std::sqrt(squared);
+        p.falloff = Falloff(p.distance, record.radius);
+        p.left_out = !weight.Weigh(row, squared, state.normal, m_parameters.falloff, record);
+        if (!p.left_out) {
+            p.weight = {weight.r, weight.g, weight.b};
+            ++seen.blended;
+        }
+        seen.found.push_back(p);
+    }
+}
+
+Tally ReaderProbe::tally(miState& state) {
+    ReadInstanceData& record = *m_record;
+    const miBoolean use_labels = record.useLabels;
+    const miInteger facing = record.facing;
+    Tally t;
+    mi::shader_v3::Map_iterator iterator(*record.mapHolder);
+    auto& row = *iterator.operator->();
+    const My_distance open(&state, 0, 180, &record);
+    const My_distance cone(&state, m_parameters.minAngle, m_parameters.maxAngle, &record);
+    const auto passes = [&](const My_distance& functor, miBoolean labels, miInteger mode) {
+        record.useLabels = labels;
+        record.facing = mode;
+        // Not-a-number distances are found by no search.
+        return functor(&row) < refused;
+    };
+    for (t.total = 0; !row.at_end(); ++t.total, row.next()) {
+        const float* p = row.get_position();
+        const double d = std::hypot(static_cast<double>(p[0]) - static_cast<double>(state.point.x),
+                                    static_cast<double>(p[1]) - static_cast<double>(state.point.y),
+                                    static_cast<double>(p[2]) - static_cast<double>(state.point.z));
+        if (d < t.nearest || t.nearest < 0) t.nearest = std::isnan(d) ? t.nearest : d;
+        if (!passes(open, miFALSE, 0)) continue;
+        ++t.within;
+        if (!passes(open, use_labels, 0)) {
+            ++t.by_label;
+        } else if (!passes(cone, use_labels, 0)) {
+            ++t.by_cone;
+        } else if (!passes(cone, use_labels, facing)) {
+            ++t.by_facing;
+        } else {
+            ++t.passed;
+        }
+    }
+    record.useLabels = use_labels;
+    record.facing = facing;
+    return t;
+}
+
+} // namespace vx::cache

@@ -1,0 +1,91 @@
+// What vx_pc_read sees: the library's own search, functor, weights and blend over one cloud.
+#pragma once
+
+#include "cache/formats/map_access.h"
+
+#include "src/reader/instance_data.h"
+#include "src/reader/read_parameters.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vx::cache {
+
+using Float3 = std::array<float, 3>;
+
+// The shader's parameters; what is not set is as the shader's declaration has it.
+struct ReaderSettings {
+    float radius = 1;
+    int max_points = 16;
+    std::optional<std::string> labels; // a list in the shaders' syntax; without it all labels count
+    bool facing = false;
+    float min_angle = 0; // degrees
+    float max_angle = 180;
+    Float3 falloff{1, 1, 1};
+    Float3 scale{1, 1, 1};
+    bool use_opacity = false;
+};
+
+// One point that the search returned, in the search's order.
+struct FoundPoint {
+    std::int64_t index = 0; // in the order of the cloud
+    std::optional<double> id;
+    std::optional<int> label;
+    Float3 position{};
+    Float3 normal{}; // null without a field for it
+    Float3 colour{};
+    float opacity = 1;
+    float distance = 0;
+    float falloff = 0;     // of the distance, before the exponents
+    Float3 weight{};       // by which the blend multiplies the colour
+    bool left_out = false; // faces the wrong way: not in the mean
+};
+
+// Where the points of the cloud were lost. The functor's own tests, one switched on after another.
+struct Tally {
+    std::int64_t total = 0;
+    std::int64_t within = 0; // no farther than the radius
+    std::int64_t by_label = 0;
+    std::int64_t by_cone = 0;
+    std::int64_t by_facing = 0; // behind the tangent plane or in it
+    std::int64_t passed = 0;    // of these, at most max_points are found
+    double nearest = -1;        // distance of the nearest point of all; -1: there is none
+};
+
+struct Seen {
+    bool success = false; // what the shader returns
+    std::array<float, 4> colour{};
+    int point_count = 0;
+    int blended = 0; // points in the mean
+    std::vector<FoundPoint> found;
+    Tally tally;
+};
+
+class ReaderProbe {
+  public:
+    // Takes the cloud over. The shader's warnings and what a conversion cannot hold go to `notes`.
+    // One probe at a time; throws FileError.
+    ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes);
+    ~ReaderProbe();
+
+    Seen look(const Float3& point, const Float3& normal, const Float3& direction);
+    // True when the shader refuses the cloud for want of a colour.
+    bool disabled() const { return m_record->disabled != miFALSE; }
+    const Cloud& cloud() const { return *m_cloud; }
+
+  private:
+    void find_points(miState& state, Seen& seen);
+    Tally tally(miState& state);
+
+    std::unique_ptr<SharedMap> m_map; // outlives the cloud, which holds on to it
+    CloudPtr m_cloud;
+    std::unique_ptr<Reader<double>> m_ids;
+    ReadParameters m_parameters{};
+    std::unique_ptr<ReadInstanceData> m_record;
+};
+
+} // namespace vx::cache

@@ -1,0 +1,284 @@
+#include "cache/verbs/verbs.h"
+
+#include <nanoflann.hpp>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <memory>
+
+namespace vx::cache {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct Difference {
+    std::string attribute;
+    std::int64_t points = 0; // that differ by more than the tolerance
+    std::int64_t first = -1;
+    double largest = 0;
+    double sum = 0;
+};
+
+struct Comparison {
+    std::int64_t count_a = 0;
+    std::int64_t count_b = 0;
+    std::int64_t compared = 0;
+    std::int64_t unmatched = 0;   // nearest: points of the first without one in the second
+    std::int64_t unmatched_b = 0; // and the other way round
+    std::vector<std::string> only_a;
+    std::vector<std::string> only_b;
+    std::vector<Difference> differences;
+
+    bool differs() const {
+        bool any = count_a != count_b || !only_a.empty() || !only_b.empty() || unmatched > 0 ||
+                   unmatched_b > 0;
+        for (const Difference& d : differences)
+            any = any || d.points > 0;
+        return any;
+    }
+};
+
+struct Tolerance {
+    double absolute = 0;
+    double relative = 0;
+};
+
+// The larger of the two magnitudes scales the relative part. Two not-a-numbers are equal.
+void compare(std::span<const double> a, std::span<const double> b, std::size_t width,
+             std::int64_t point, const Tolerance& tolerance, Difference& d) {
+    bool differs = false;
+    for (std::size_t k = 0; k < width; ++k) {
+        const double x = a[k];
+        const double y = b[k];
+        if (x == y || (std::isnan(x) && std::isnan(y))) continue;
+        const double error = std::abs(x - y);
+        const double size = std::max(std::abs(x), std::abs(y));
+        const bool within = error <= tolerance.absolute + tolerance.relative * size;
+        differs = differs || !within;
+        if (std::isnan(error)) {
+            d.largest = std::numeric_limits<double>::infinity();
+        } else {
+            d.largest = std::max(d.largest, error);
+            d.sum += error;
+        }
+    }
+    if (!differs) return;
+    if (d.points++ == 0) d.first = point;
+}
+
+struct PointSet {
+    std::vector<double> p;
+    std::size_t kdtree_get_point_count() const { return p.size() / 3; }
+    double kdtree_get_pt(std::size_t i, std::size_t k) const { return p[3 * i + k]; }
+    template <typename Box>
+    bool kdtree_get_bbox(Box&) const {
+        return false;
+    }
+};
+using Tree = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, PointSet>,
+                                                 PointSet, 3>;
+
+PointSet positions_of(Cloud& cloud) {
+    PointSet set;
+    Reader<double> reader(cloud, need_position(cloud));
+    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
+        for (const double v : reader.read(first, n)) {
+            if (!std::isfinite(v)) throw FileError(cloud.file_name, -1, "a position is not finite");
+            set.p.push_back(v);
+        }
+    });
+    return set;
+}
+
+// For every point of `from` the index of the nearest point of `to`, -1 beyond the distance.
+std::vector<std::int64_t> match(const PointSet& from, const PointSet& to, double distance) {
+    std::vector<std::int64_t> matches(from.kdtree_get_point_count(), -1);
+    if (to.p.empty()) return matches;
+    Tree tree(3, to);
+    tree.buildIndex();
+    for (std::size_t i = 0; i < matches.size(); ++i) {
+        std::uint32_t index = 0;
+        double square = 0;
+        if (tree.knnSearch(&from.p[3 * i], 1, &index, &square) == 1 &&
+            square <= distance * distance) {
+            matches[i] = static_cast<std::int64_t>(index);
+        }
+    }
+    return matches;
+}
+
+class Differ {
+  public:
+    Differ(Cloud& a, Cloud& b, Tolerance tolerance) : m_a(a), m_b(b), m_tolerance(tolerance) {
+        result.count_a = a.count;
+        result.count_b = b.count;
+        for (std::size_t i = 0; i < a.attributes.size(); ++i) {
+            const int at = b.find(a.attributes[i].name);
+            const bool same = at >= 0 && b.attributes[static_cast<std::size_t>(at)].width ==
+                                             a.attributes[i].width;
+            if (same) {
+                m_shared.emplace_back(i, static_cast<std::size_t>(at));
+            } else {
+                result.only_a.push_back(a.attributes[i].name);
+            }
+        }
+        for (const Attribute& other : b.attributes) {
+            const int at = a.find(other.name);
+            if (at < 0 || a.attributes[static_cast<std::size_t>(at)].width != other.width) {
+                result.only_b.push_back(other.name);
+            }
+        }
+    }
+
+    void by_index() {
+        const std::int64_t n = std::min(m_a.count, m_b.count);
+        result.compared = n;
+        for (const auto& [i, k] : m_shared) {
+            Difference d;
+            d.attribute = m_a.attributes[i].name;
+            const auto width = static_cast<std::size_t>(m_a.attributes[i].width);
+            Reader<double> left(m_a, i);
+            Reader<double> right(m_b, k);
+            for_blocks(n, [&](std::int64_t first, std::int64_t points) {
+                const auto x = left.read(first, points);
+                const auto y = right.read(first, points);
+                for (std::size_t p = 0; p < static_cast<std::size_t>(points); ++p) {
+                    compare(x.subspan(p * width, width), y.subspan(p * width, width), width,
+                            first + static_cast<std::int64_t>(p), m_tolerance, d);
+                }
+            });
+            result.differences.push_back(d);
+        }
+    }
+
+    void by_nearest(double distance) {
+        const PointSet a = positions_of(m_a);
+        const PointSet b = positions_of(m_b);
+        const std::vector<std::int64_t> matches = match(a, b, distance);
+        result.unmatched = std::count(matches.begin(), matches.end(), -1);
+        const std::vector<std::int64_t> back = match(b, a, distance);
+        result.unmatched_b = std::count(back.begin(), back.end(), -1);
+        result.compared = std::ssize(matches) - result.unmatched;
+        for (const auto& [i, k] : m_shared) {
+            Difference d;
+            d.attribute = m_a.attributes[i].name;
+            // Positions are within the distance by now, and ids name places in a file.
+            if (d.attribute == "position" || d.attribute == "id") continue;
+            const auto width = static_cast<std::size_t>(m_a.attributes[i].width);
+            Reader<double> right(m_b, k);
+            std::vector<double> all;
+            for_blocks(m_b.count, [&](std::int64_t first, std::int64_t n) {
+                const auto values = right.read(first, n);
+                all.insert(all.end(), values.begin(), values.end());
+            });
+            Reader<double> left(m_a, i);
+            for_blocks(m_a.count, [&](std::int64_t first, std::int64_t n) {
+                const auto x = left.read(first, n);
+                for (std::size_t p = 0; p < static_cast<std::size_t>(n); ++p) {
+                    const std::int64_t point = first + static_cast<std::int64_t>(p);
+                    const std::int64_t other = matches[static_cast<std::size_t>(point)];
+                    if (other < 0) continue;
+                    const std::span<const double> y(
+                        all.data() + static_cast<std::size_t>(other) * width, width);
+                    compare(x.subspan(p * width, width), y, width, point, m_tolerance, d);
+                }
+            });
+            result.differences.push_back(d);
+        }
+    }
+
+    Comparison result;
+
+  private:
+    Cloud& m_a;
+    Cloud& m_b;
+    Tolerance m_tolerance;
+    std::vector<std::pair<std::size_t, std::size_t>> m_shared;
+};
+
+void print(const Comparison& c) {
+    if (c.count_a != c.count_b) {
+        std::printf("points: %lld and %lld\n", static_cast<long long>(c.count_a),
+                    static_cast<long long>(c.count_b));
+    }
+    for (const std::string& name : c.only_a)
+        std::printf("'%s': only in the first\n", name.c_str());
+    for (const std::string& name : c.only_b)
+        std::printf("'%s': only in the second\n", name.c_str());
+    if (c.unmatched + c.unmatched_b > 0) {
+        std::printf("without a partner: %lld of the first, %lld of the second\n",
+                    static_cast<long long>(c.unmatched), static_cast<long long>(c.unmatched_b));
+    }
+    for (const Difference& d : c.differences) {
+        if (d.points == 0) continue;
+        std::printf("'%s': %lld of %lld points differ, the first is point %lld, by at most %.6g\n",
+                    d.attribute.c_str(), static_cast<long long>(d.points),
+                    static_cast<long long>(c.compared), static_cast<long long>(d.first), d.largest);
+    }
+    std::printf(c.differs() ? "the clouds differ\n" : "the clouds agree\n");
+}
+
+Json describe(const Comparison& c) {
+    Json list = Json::array();
+    for (const Difference& d : c.differences) {
+        list.push_back({{"name", d.attribute},
+                        {"points", d.points},
+                        {"first", d.first < 0 ? Json(nullptr) : Json(d.first)},
+                        {"max", d.largest},
+                        {"sum", d.sum}});
+    }
+    return {{"differs", c.differs()},       {"points", {c.count_a, c.count_b}},
+            {"compared", c.compared},       {"only_first", c.only_a},
+            {"only_second", c.only_b},      {"unmatched", {c.unmatched, c.unmatched_b}},
+            {"attributes", std::move(list)}};
+}
+
+} // namespace
+
+Run add_diff(CLI::App& app) {
+    struct Options {
+        std::string a;
+        std::string b;
+        Tolerance tolerance;
+        bool nearest = false;
+        double distance = std::numeric_limits<double>::infinity();
+    };
+    auto o = std::make_shared<Options>();
+    app.add_option("first", o->a, "a cloud")->required();
+    app.add_option("second", o->b, "the cloud to compare it with")->required();
+    app.add_option("--tolerance", o->tolerance.absolute,
+                   "differences of values up to this are none (default 0)")
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--relative", o->tolerance.relative, "the same, as a share of the larger value")
+        ->check(CLI::NonNegativeNumber);
+    app.add_flag("--nearest", o->nearest,
+                 "compare each point with the nearest one of the other cloud");
+    app.add_option("--distance", o->distance, "with --nearest: how far a partner may be")
+        ->check(CLI::NonNegativeNumber)
+        ->needs("--nearest");
+    return [o](Session& session) {
+        session.attempt([&] {
+            const OpenedCloud a = session.open(o->a);
+            const OpenedCloud b = session.open(o->b);
+            Differ differ(*a.cloud, *b.cloud, o->tolerance);
+            if (o->nearest) {
+                differ.by_nearest(o->distance);
+            } else {
+                differ.by_index();
+            }
+            if (session.json) {
+                std::printf("%s\n", describe(differ.result)
+                                        .dump(2, ' ', false, Json::error_handler_t::replace)
+                                        .c_str());
+            } else if (!session.quiet) {
+                print(differ.result);
+            }
+            session.failed = session.failed || differ.result.differs();
+        });
+    };
+}
+
+} // namespace vx::cache

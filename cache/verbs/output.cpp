@@ -1,0 +1,107 @@
+#include "cache/verbs/output.h"
+
+#include "src/names/label_list.h"
+#include "src/points/attribute.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace vx::cache {
+
+void OutputOptions::add(CLI::App& app) {
+    app.add_option("--to", format, "format of the output, for names that do not tell it")
+        ->check(CLI::IsMember({"pdc", "mrmap", "ply", "csv", "usda", "npz"}))
+        ->group("Output");
+    app.add_option("--encoding", encoding,
+                   "ply: little (default), big, ascii; mrmap: closed (default), open, ascii")
+        ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
+        ->group("Output");
+    app.add_flag("-f,--force", force, "replace files that are there")->group("Output");
+    app.add_flag("--byte-colour", byte_colour, "ply: colours as bytes, for viewers")
+        ->group("Output");
+    app.add_flag(
+           "--all-fields", all_fields,
+           "pdc to mrmap: carry every attribute, not only the four that the shaders' maps have")
+        ->group("Output");
+}
+
+Format OutputOptions::format_for(const std::string& path) const {
+    const std::optional<Format> chosen =
+        format.empty() ? format_of_name(path) : format_of_word(format);
+    if (!chosen) throw UsageError("'" + path + "' tells no format; say it with --to");
+    return *chosen;
+}
+
+WriteOptions OutputOptions::write_options(Format target) const {
+    WriteOptions w;
+    w.force = force;
+    w.byte_colour = byte_colour;
+    if (encoding.empty()) return w;
+    const bool is_map = target == Format::mrmap;
+    if (!is_map && target != Format::ply) throw UsageError("--encoding is for ply and mrmap");
+    if ((encoding == "closed" || encoding == "open") != is_map && encoding != "ascii") {
+        throw UsageError("--encoding " + encoding + " is not one of " +
+                         std::string(format_name(target)));
+    }
+    w.ply = encoding == "ascii" ? PlyEncoding::ascii
+            : encoding == "big" ? PlyEncoding::big
+                                : PlyEncoding::little;
+    w.map = encoding == "ascii"  ? MapEncoding::ascii
+            : encoding == "open" ? MapEncoding::open
+                                 : MapEncoding::closed;
+    return w;
+}
+
+void OutputOptions::write(Session& session, Cloud& cloud, const std::string& path,
+                          std::optional<Format> source) const {
+    const Format target = format_for(path);
+    WriteOptions w = write_options(target);
+    w.all_fields = all_fields || source != Format::pdc;
+    w.progress = session.progress(path);
+    for (const std::string& note : write_cloud(cloud, path, target, w))
+        session.note(path + ": " + note);
+    session.details(path + ": " + std::to_string(cloud.count) + " points");
+}
+
+LabelSet::LabelSet(const std::string& text) : m_count(parse_label_list(text.c_str(), &m_labels)) {}
+
+LabelSet::~LabelSet() {
+    std::free(m_labels);
+}
+
+bool LabelSet::holds(std::int32_t label) const {
+    return in_label_list(m_labels, m_count, label) != 0;
+}
+
+namespace {
+std::size_t index_or_first(int index) {
+    return static_cast<std::size_t>(std::max(index, 0));
+}
+} // namespace
+
+LabelReader::LabelReader(Cloud& cloud)
+    : m_index(cloud.find("tag")),
+      m_doubles(cloud, index_or_first(m_index)),
+      m_integers(cloud, index_or_first(m_index)),
+      m_is_integer(false) {
+    // A label of several values is none, as for the shaders.
+    if (m_index >= 0 && cloud.attributes[index_or_first(m_index)].width != 1) m_index = -1;
+    m_is_integer = m_index >= 0 && is_integer(cloud.attributes[index_or_first(m_index)].type);
+}
+
+std::span<const std::int32_t> LabelReader::read(std::int64_t first, std::int64_t n) {
+    m_labels.assign(static_cast<std::size_t>(n), 0);
+    if (m_index < 0) return m_labels;
+    if (m_is_integer) {
+        const auto values = m_integers.read(first, n);
+        std::transform(values.begin(), values.end(), m_labels.begin(),
+                       [](std::int64_t v) { return static_cast<std::int32_t>(v); });
+    } else {
+        const auto values = m_doubles.read(first, n);
+        std::transform(values.begin(), values.end(), m_labels.begin(),
+                       [](double v) { return static_cast<std::int32_t>(TruncateToInt64(v)); });
+    }
+    return m_labels;
+}
+
+} // namespace vx::cache

@@ -1,0 +1,60 @@
+// The options of every verb that writes a cloud.
+#pragma once
+
+#include "cache/verbs/session.h"
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <span>
+#include <string>
+
+namespace vx::cache {
+
+struct OutputOptions {
+    std::string format;
+    std::string encoding;
+    bool force = false;
+    bool byte_colour = false;
+    bool all_fields = false;
+
+    void add(CLI::App& app);
+    // Throws UsageError when neither the option nor the name tells the format.
+    Format format_for(const std::string& path) const;
+    WriteOptions write_options(Format format) const;
+    // Writes, and says what the format could not hold.
+    void write(Session& session, Cloud& cloud, const std::string& path,
+               std::optional<Format> source = std::nullopt) const;
+};
+
+// The labels of a list in the shaders' syntax; empty for a list that holds none.
+class LabelSet {
+  public:
+    explicit LabelSet(const std::string& text);
+    ~LabelSet();
+    LabelSet(const LabelSet&) = delete;
+    LabelSet& operator=(const LabelSet&) = delete;
+    bool holds(std::int32_t label) const;
+    int count() const { return m_count; }
+    std::span<const int> values() const { return {m_labels, static_cast<std::size_t>(m_count)}; }
+
+  private:
+    int* m_labels = nullptr;
+    int m_count = 0;
+};
+
+// The label of every point as the shaders see it: truncated, its low 32 bits; 0 without labels.
+class LabelReader {
+  public:
+    explicit LabelReader(Cloud& cloud);
+    std::span<const std::int32_t> read(std::int64_t first, std::int64_t n);
+
+  private:
+    int m_index;
+    Reader<double> m_doubles;
+    Reader<std::int64_t> m_integers;
+    bool m_is_integer;
+    std::vector<std::int32_t> m_labels;
+};
+
+} // namespace vx::cache

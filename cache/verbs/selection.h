@@ -1,0 +1,29 @@
+// Which points of a cloud are kept.
+#pragma once
+
+#include "cache/cloud/cloud.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vx::cache {
+
+struct Criteria {
+    std::optional<std::string> labels; // a list in the shaders' syntax
+    std::vector<double> box;           // min x y z, max x y z; the border is inside
+    std::vector<double> around;        // x y z and the radius, which is inside
+    std::vector<double> cone;          // x y z and the largest angle to it in degrees
+    std::optional<double> least_opacity;
+    std::optional<double> most_opacity;
+    double random = 1; // share of the points that is kept
+    std::uint64_t seed = 0;
+    double spacing = 0;  // least distance between two points that are kept
+    bool invert = false; // keeps the others; thinning comes after it
+};
+
+// A bit per point. Throws FileError when an attribute that is asked for is not there.
+std::vector<bool> select_points(Cloud& cloud, const Criteria& criteria);
+
+} // namespace vx::cache

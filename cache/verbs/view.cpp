@@ -1,0 +1,231 @@
+// view: pictures of clouds.
+#include "cache/picture/legend.h"
+#include "cache/verbs/verbs.h"
+#include "cache/verbs/view_camera.h"
+#include "cache/verbs/view_options.h"
+#include "cache/verbs/view_page.h"
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace vx::cache {
+
+namespace {
+
+// A cloud with the name of its picture.
+struct Shot {
+    std::string cloud;
+    std::string picture;
+};
+
+std::vector<Shot> shots_of(const ViewOptions& o) {
+    std::vector<Shot> shots;
+    for (const FramedName& file : expand_frames(o.input, o.frames)) {
+        shots.push_back({file.name, file.framed ? name_of_frame(o.output, file.frame) : o.output});
+    }
+    return shots;
+}
+
+// Before anything is read; the file is looked at again when it is written.
+void refuse_existing(const std::string& name, bool force) {
+    std::error_code ignored;
+    if (!force && std::filesystem::is_regular_file(name, ignored)) {
+        throw FileError(name, -1, "the file exists; --force replaces it");
+    }
+}
+
+void write_picture(const Picture& picture, const ViewOptions& o, const std::string& name) {
+    OutputFile out(name, o.force);
+    const std::vector<std::byte> bytes = encode_image(picture, o.format(), o.raw, name);
+    out.write(bytes.data(), bytes.size());
+    out.commit();
+}
+
+std::string text_of(const Vec& v) {
+    char text[120];
+    (void)std::snprintf(text, sizeof text, "%.6g,%.6g,%.6g", v.x, v.y, v.z);
+    return text;
+}
+
+std::string number_of(double v) {
+    char text[40];
+    (void)std::snprintf(text, sizeof text, "%.4g", v);
+    return text;
+}
+
+std::string points_text(std::int64_t n) {
+    return std::to_string(n) + (n == 1 ? " point" : " points");
+}
+
+class ViewRun {
+  public:
+    ViewRun(Session& session, const ViewOptions& options)
+        : m_session(session), m_options(options) {}
+
+    void pictures() {
+        const std::vector<Shot> shots = shots_of(m_options);
+        if (m_options.turntable == 0) {
+            for (const Shot& shot : shots)
+                refuse_existing(shot.picture, m_options.force);
+        }
+        std::vector<Shot> seen;
+        for (const Shot& shot : shots) {
+            m_session.attempt([&] {
+                survey(shot.cloud);
+                seen.push_back(shot);
+            });
+        }
+        if (seen.empty()) return;
+        if (m_survey.points > 0 && m_survey.radius == 0 && !m_options.style.radius) {
+            m_session.note(
+                "all radii are 0, so points are drawn as dots; --radius makes them larger");
+        }
+        const double across = length(m_survey.high - m_survey.low);
+        if (m_survey.points > 100 && m_survey.radius > across / 2) {
+            m_session.note("radii up to " + number_of(m_survey.radius) + " in a cloud that is " +
+                           number_of(across) +
+                           " across hide most of it, and take long; "
+                           "--radius or --radius-scale makes them smaller");
+        }
+        if (m_survey.points == 0) {
+            throw FileError(m_options.input, -1,
+                            m_counted == 0 ? "there is nothing to see: the cloud has no points"
+                            : m_options.style.labels
+                                ? "there is nothing to see: no point has one of the labels"
+                                : "there is nothing to see: no point has a finite position");
+        }
+        if (m_options.range) {
+            m_survey.scale.low = m_options.range->first;
+            m_survey.scale.high = m_options.range->second;
+        }
+        place(seen);
+        for (const Shot& shot : seen)
+            m_session.attempt([&] { draw(shot); });
+    }
+
+  private:
+    // An open cloud, which stays at its place in memory while it is walked over.
+    struct Opened {
+        OpenedCloud opened;
+        std::unique_ptr<ViewCloud> points;
+    };
+
+    // Each cloud of a sequence is opened again whenever it is needed; a single one stays open, so
+    // that it can come through a pipe.
+    ViewCloud& open(const std::string& name, bool first) {
+        if (m_current.points && name == m_current_name) return *m_current.points;
+        m_current.points.reset();
+        Findings ignored; // said the first time
+        m_current.opened =
+            first ? m_session.open(name) : open_cloud(name, ignored, m_session.open_options);
+        const auto known = m_radii.find(name);
+        m_current.points = std::make_unique<ViewCloud>(
+            *m_current.opened.cloud, m_options.style,
+            known == m_radii.end() ? std::nullopt : std::optional(known->second));
+        m_current_name = name;
+        m_radii[name] = m_current.points->fixed_radius();
+        return *m_current.points;
+    }
+
+    void survey(const std::string& name) {
+        ViewCloud& cloud = open(name, true);
+        const Cloud& file = *m_current.opened.cloud;
+        m_colouring = cloud.colouring();
+        if (m_options.range && m_colouring.kind != ColourKind::scalar) {
+            throw UsageError("--range is for numbers, which '" +
+                             (m_colouring.title.empty() ? "no attribute" : m_colouring.title) +
+                             "' is not coloured by");
+        }
+        m_counted += file.count;
+        m_survey.add(cloud);
+        if (cloud.without_position > 0) {
+            m_session.note(file.file_name + ": " + points_text(cloud.without_position) +
+                           " left out: the position is not finite");
+        }
+        if (cloud.without_value > 0) {
+            m_session.note(file.file_name + ": " + points_text(cloud.without_value) +
+                           " drawn in grey: '" + m_colouring.title + "' is not finite");
+        }
+    }
+
+    void place(const std::vector<Shot>& shots) {
+        const CameraChoice& c = m_options.camera;
+        m_legend = m_options.legend ? make_legend(m_colouring, m_survey.scale) : Legend{};
+        const int aside =
+            legend_width(m_legend, c.width > 0 ? c.width : 1280, c.height > 0 ? c.height : 960);
+        m_placed = place_camera(m_options, m_survey, aside, [&](const auto& f) {
+            for (const Shot& shot : shots) {
+                open(shot.cloud, false).each([&](const ViewCloud::Point& p, ColourReader&) {
+                    f(p.position, p.radius);
+                });
+            }
+        });
+        const Matrix& m = m_placed.camera.to_camera;
+        const Vec t{m[12], m[13], m[14]};
+        const Vec eye{-dot(t, {m[0], m[1], m[2]}), -dot(t, {m[4], m[5], m[6]}),
+                      -dot(t, {m[8], m[9], m[10]})};
+        m_session.details("the eye is at " + text_of(eye) + ", the middle of the cloud at " +
+                          text_of((m_survey.low + m_survey.high) * 0.5));
+        if (m_options.legend && m_legend.kind != Legend::Kind::none &&
+            legend_width(m_legend, m_placed.camera.width, m_placed.camera.height) == 0) {
+            m_session.note("the picture is too small for a legend");
+        }
+    }
+
+    void draw(const Shot& shot) {
+        ViewCloud& cloud = open(shot.cloud, false);
+        if (m_options.turntable == 0) {
+            finish(draw_cloud(cloud, m_options.style, m_placed.camera, m_survey.scale,
+                              m_session.progress(shot.picture)),
+                   shot.picture);
+            return;
+        }
+        const auto progress = m_session.progress(m_options.output);
+        for (int i = 0; i < m_options.turntable; ++i) {
+            m_session.attempt([&] {
+                const std::string name = name_of_frame(m_options.output, i + 1);
+                refuse_existing(name, m_options.force);
+                const Camera camera =
+                    turned(m_placed, m_options.camera.up, 360.0 * i / m_options.turntable);
+                finish(draw_cloud(cloud, m_options.style, camera, m_survey.scale, {}), name);
+            });
+            if (progress) progress(i + 1, m_options.turntable);
+        }
+    }
+
+    void finish(DrawnCloud drawn, const std::string& name) {
+        Picture& picture = drawn.picture;
+        if (drawn.points == 0) m_session.note(name + ": no point lies within the picture");
+        draw_legend(picture, m_legend, m_options.style.background);
+        write_picture(picture, m_options, name);
+        m_session.details(name + ": " + std::to_string(picture.width) + " x " +
+                          std::to_string(picture.height) + " pixels");
+    }
+
+    Session& m_session;
+    const ViewOptions& m_options;
+    Survey m_survey;
+    Colouring m_colouring;
+    Legend m_legend;
+    PlacedCamera m_placed;
+    std::int64_t m_counted = 0;
+    Opened m_current;
+    std::string m_current_name;
+    std::map<std::string, double> m_radii; // by the cloud's name
+};
+
+} // namespace
+
+Run add_view(CLI::App& app) {
+    auto o = std::make_shared<ViewOptions>();
+    o->add(app);
+    return [o](Session& session) {
+        o->settle();
+        if (!o->output.empty()) session.attempt([&] { ViewRun(session, *o).pictures(); });
+        if (!o->html.empty()) write_pages(session, *o);
+    };
+}
+
+} // namespace vx::cache

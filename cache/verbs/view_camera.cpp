@@ -1,0 +1,139 @@
+#include "cache/verbs/view_camera.h"
+
+#include "cache/picture/scene_camera.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace vx::cache {
+
+namespace {
+
+constexpr double pi = 3.14159265358979323846;
+constexpr double margin = 0.05; // of the shorter side
+constexpr int default_width = 1280;
+constexpr int default_height = 960;
+
+// What a cloud sweeps when it turns about an axis: rings, as few as show its outline.
+class Rings {
+  public:
+    Rings(const Vec& centre, const Vec& up, double reach)
+        : m_centre(centre), m_up(up), m_reach(reach > 0 ? reach : 1) {}
+
+    void add(const Vec& point, double radius) {
+        const Vec p = point - m_centre;
+        const double h = dot(p, m_up);
+        const auto at =
+            static_cast<std::size_t>(std::clamp((h / m_reach + 1) / 2 * rings, 0.0, rings - 1.0));
+        m_wide[at] = std::max(m_wide[at], length(p - m_up * h) + radius);
+    }
+    void each(const std::function<void(const Vec&, double)>& f) const {
+        const Direction d = named_direction("front", m_up);
+        const Vec side = cross(m_up, d.back);
+        for (std::size_t i = 0; i < rings; ++i) {
+            if (m_wide[i] < 0) continue;
+            for (std::size_t edge = 0; edge < 2; ++edge) {
+                const double h = m_reach * (2 * static_cast<double>(i + edge) / rings - 1);
+                for (int k = 0; k < 96; ++k) {
+                    const double a = 2 * pi * k / 96;
+                    f(m_centre + m_up * h + d.back * (m_wide[i] * std::cos(a)) +
+                          side * (m_wide[i] * std::sin(a)),
+                      0);
+                }
+            }
+        }
+    }
+
+  private:
+    static constexpr std::size_t rings = 128;
+    static constexpr std::array<double, rings> none = [] {
+        std::array<double, rings> a{};
+        a.fill(-1);
+        return a;
+    }();
+    Vec m_centre, m_up;
+    double m_reach;
+    std::array<double, rings> m_wide = none;
+};
+
+} // namespace
+
+PlacedCamera place_camera(const ViewOptions& options, const Survey& survey, int aside,
+                          const EachBall& each) {
+    const CameraChoice& choice = options.camera;
+    PlacedCamera placed;
+    placed.centre = choice.to.value_or((survey.low + survey.high) * 0.5);
+    if (!choice.scene.empty()) {
+        placed.camera = read_scene_camera(choice.scene, choice.width, choice.height).camera;
+        if (!is_possible_size(placed.camera.width, placed.camera.height)) {
+            throw FileError(choice.scene, -1,
+                            "a picture of the camera's " + std::to_string(placed.camera.width) +
+                                " x " + std::to_string(placed.camera.height) +
+                                " pixels cannot be made; say another --size");
+        }
+        return placed;
+    }
+    Camera& camera = placed.camera;
+    camera.width = choice.width > 0 ? choice.width : default_width;
+    camera.height = choice.height > 0 ? choice.height : default_height;
+    camera.orthographic = choice.orthographic;
+    const double width = camera.width;
+    const double height = camera.height;
+    const double half = std::tan(choice.field_of_view / 2 * pi / 180);
+
+    const bool is_explicit = choice.from.has_value();
+    const bool is_aimed = choice.from || choice.to;
+    if (is_aimed) aside = 0;
+    const Direction direction = named_direction(choice.view, choice.up);
+    const Vec back = is_explicit ? normalized(*choice.from - placed.centre) : direction.back;
+    if (!(length(back) > 0)) throw UsageError("--from is the middle of the cloud; say --to");
+    const Matrix rotation = look_at(back, {}, direction.up);
+
+    const double free = 2 * margin * std::min(width, height);
+    const double part_x = std::max(width - aside - free, 1.0) / width;
+    const double part_y = std::max(height - free, 1.0) / height;
+    Framing framing(rotation, choice.orthographic, half * part_x, half * height / width * part_y);
+    const auto add = [&](const Vec& p, double r) {
+        framing.add(p, r);
+        // Both sides of what is aimed at count, so that it stays in the middle.
+        if (is_aimed) framing.add(placed.centre * 2 - p, r);
+    };
+    if (options.turntable > 0) {
+        const double reach =
+            length(survey.high - survey.low) + survey.radius + length(placed.centre - survey.low);
+        Rings rings(placed.centre, choice.up, reach);
+        each([&](const Vec& p, double r) { rings.add(p, r); });
+        rings.each(add);
+    } else if (!is_explicit || choice.orthographic) {
+        each(add);
+    }
+    const Vec eye = is_explicit && !choice.orthographic ? *choice.from : framing.eye();
+    camera.to_camera = look_at(eye, eye - back, direction.up);
+    camera.focal = 1;
+    const double aperture = choice.orthographic ? 2 * framing.half_width() / part_x : 2 * half;
+    camera.set_plane(aperture, width / height, -aside / 2.0, 0);
+    return placed;
+}
+
+Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
+    const double a = degrees * pi / 180;
+    const double c = std::cos(a);
+    const double s = std::sin(a);
+    const Vec u = normalized(up);
+    // The world turns the other way about the axis: rows are what becomes of x, y and z.
+    const auto turn = [&](const Vec& v) {
+        return v * c + cross(u, v) * -s + u * (dot(u, v) * (1 - c));
+    };
+    const Vec x = turn({1, 0, 0});
+    const Vec y = turn({0, 1, 0});
+    const Vec z = turn({0, 0, 1});
+    const Vec move = placed.centre - turn(placed.centre);
+    Camera camera = placed.camera;
+    camera.to_camera =
+        multiply({x.x, x.y, x.z, 0, y.x, y.y, y.z, 0, z.x, z.y, z.z, 0, move.x, move.y, move.z, 1},
+                 placed.camera.to_camera);
+    return camera;
+}
+
+} // namespace vx::cache

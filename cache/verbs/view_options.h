@@ -1,0 +1,50 @@
+// The options of `view` as typed, and what they mean.
+#pragma once
+
+#include "cache/picture/camera.h"
+#include "cache/picture/image_file.h"
+#include "cache/verbs/view_points.h"
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+
+namespace vx::cache {
+
+// What the command line says about the camera.
+struct CameraChoice {
+    std::optional<Vec> from, to;
+    Vec up{0, 1, 0};
+    std::string view; // of named_direction
+    bool orthographic = false;
+    double field_of_view = 35; // degrees, across the width
+    std::string scene;         // "scene.mi:instance" instead of all of the above
+    int width = 0, height = 0; // 0: not said
+};
+
+struct ViewOptions {
+    std::string input, output, frames;
+    std::string html; // a page instead of a picture, or beside it
+    std::int64_t page_points = 2'000'000;
+    bool force = false;
+    bool legend = true;
+    bool raw = false;  // png without the sRGB curve
+    int turntable = 0; // pictures around the up axis; 0: one picture
+    std::optional<std::pair<double, double>> range;
+    ViewStyle style;
+    CameraChoice camera;
+
+    void add(CLI::App& app);
+    // Reads the texts; throws UsageError. Call once, before the rest is looked at.
+    void settle();
+    ImageFormat format() const; // of the output
+
+  private:
+    std::string m_range, m_size, m_background, m_from, m_to, m_up;
+};
+
+// Neither empty nor larger than a memory holds.
+bool is_possible_size(std::int64_t width, std::int64_t height);
+
+} // namespace vx::cache

@@ -1,0 +1,79 @@
+#include "cache/verbs/view_page.h"
+
+#include "cache/html/page.h"
+
+namespace vx::cache {
+
+namespace {
+
+PageStart::Mode mode_of(ColourKind kind) {
+    switch (kind) {
+    case ColourKind::colour:
+        return PageStart::Mode::colour;
+    case ColourKind::normal:
+        return PageStart::Mode::direction;
+    case ColourKind::position:
+        return PageStart::Mode::place;
+    case ColourKind::scalar:
+        return PageStart::Mode::value;
+    case ColourKind::label:
+        return PageStart::Mode::label;
+    case ColourKind::plain:
+        break;
+    }
+    return PageStart::Mode::plain;
+}
+
+PageStart start_of(const Cloud& cloud, const ViewOptions& o) {
+    PageStart start;
+    const Colouring colouring = choose_colouring(cloud, o.style.by);
+    if (!o.style.by.empty()) start.mode = mode_of(colouring.kind);
+    start.attribute = colouring.attribute;
+    start.component = colouring.component;
+    if (o.range && start.mode != PageStart::Mode::value) {
+        throw UsageError("--range is for numbers: say which with --by");
+    }
+    start.range = o.range;
+    if (o.style.labels) {
+        if (cloud.find("tag") < 0)
+            throw FileError(cloud.file_name, -1, "no attribute 'tag' (label)");
+        const LabelSet labels(*o.style.labels);
+        start.labels.emplace(labels.values().begin(), labels.values().end());
+    }
+    return start;
+}
+
+void write_one(Session& session, const ViewOptions& o, const std::string& input,
+               const std::string& name) {
+    const OpenedCloud opened = session.open(input);
+    OutputFile out(name, o.force);
+    PageOptions options;
+    options.most_points = o.page_points;
+    options.start = start_of(*opened.cloud, o);
+    options.progress = session.progress(name);
+    Notes notes;
+    write_page(*opened.cloud, out, options, notes);
+    out.commit();
+    for (const std::string& note : notes)
+        session.note(name + ": " + note);
+    session.details(name + ": " + std::to_string(out.position()) + " bytes");
+}
+
+} // namespace
+
+void write_pages(Session& session, const ViewOptions& o) {
+    if (!can_write_page()) {
+        throw UsageError("--html: this vx_cache was built without Node.js and npm, which the "
+                         "viewer is bundled with");
+    }
+    session.attempt([&] {
+        for (const FramedName& file : expand_frames(o.input, o.frames)) {
+            session.attempt([&] {
+                write_one(session, o, file.name,
+                          file.framed ? name_of_frame(o.html, file.frame) : o.html);
+            });
+        }
+    });
+}
+
+} // namespace vx::cache
