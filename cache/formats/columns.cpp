@@ -94,8 +94,7 @@ std::vector<Grouped> group_columns(const std::vector<std::string>& names,
     return groups;
 }
 
-SplitCloud::SplitCloud(Cloud& cloud, std::initializer_list<int> widths, Notes& notes)
-    : m_cloud(cloud) {
+SplitCloud::SplitCloud(Cloud& cloud, std::span<const int> widths, Notes& notes) : m_cloud(cloud) {
     file_name = cloud.file_name;
     count = cloud.count;
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {

@@ -4,7 +4,7 @@
 
 #include "cache/formats/format.h"
 
-#include <initializer_list>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,7 +28,7 @@ std::vector<Grouped> group_columns(const std::vector<std::string>& names,
 // value each, which a note tells. Keeps a reference to the cloud.
 class SplitCloud final : public Cloud {
   public:
-    SplitCloud(Cloud& cloud, std::initializer_list<int> widths, Notes& notes);
+    SplitCloud(Cloud& cloud, std::span<const int> widths, Notes& notes);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 
   private:

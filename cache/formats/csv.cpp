@@ -1,6 +1,6 @@
 // Tables: a line of column names, then a line per point.
 #include "cache/formats/columns.h"
-#include "cache/formats/format.h"
+#include "cache/formats/format_traits.h"
 #include "cache/formats/text.h"
 
 #include <cstring>
@@ -134,8 +134,6 @@ void append_quoted(std::string& out, const std::string& name) {
     out += '"';
 }
 
-} // namespace
-
 CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) {
     const std::string& name = file->name();
     ByteReader reader(*file, 0, file->size());
@@ -241,5 +239,18 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         if (options.progress) options.progress(first + n, cloud.count);
     });
 }
+
+constexpr std::string_view extensions[] = {"csv"};
+
+} // namespace
+
+const FormatTraits csv_format{.format = Format::csv,
+                              .name = "csv",
+                              .extensions = extensions,
+                              .recognizes = nullptr,
+                              .open = open_csv,
+                              .write = write_csv,
+                              .widths = {},
+                              .encodings = {}};
 
 } // namespace vx::cache

@@ -1,7 +1,9 @@
 #include "cache/formats/format.h"
 
+#include "cache/formats/columns.h"
+#include "cache/formats/format_traits.h"
+
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <utility>
 
@@ -9,43 +11,48 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::array<std::pair<std::string_view, Format>, 6> names{{{"pdc", Format::pdc},
-                                                                    {"mrmap", Format::mrmap},
-                                                                    {"ply", Format::ply},
-                                                                    {"csv", Format::csv},
-                                                                    {"usda", Format::usda},
-                                                                    {"npz", Format::npz}}};
+constexpr const FormatTraits* table[] = {&pdc_format, &mrmap_format, &ply_format,
+                                         &csv_format, &usda_format,  &npz_format};
 
 bool is_number(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(),
                                         [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
+std::string lower_case(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return lower;
+}
+
 std::optional<Format> format_of_content(const InputFile& file) {
     char start[8] = {};
     const std::string_view text(start, file.read_some(0, start, sizeof start));
-    if (text.starts_with("PDC ")) return Format::pdc;
-    if (text.starts_with("ply\n") || text.starts_with("ply\r")) return Format::ply;
-    if (text.starts_with("PK\x03\x04") || text.starts_with("PK\x05\x06")) return Format::npz;
-    if (text.starts_with("#usda")) return Format::usda;
+    for (const FormatTraits* traits : table) {
+        if (traits->recognizes != nullptr && traits->recognizes(text)) return traits->format;
+    }
     return std::nullopt;
 }
 
 } // namespace
 
+std::span<const FormatTraits* const> format_table() {
+    return table;
+}
+
+const FormatTraits& traits_of(Format format) {
+    return *table[static_cast<std::size_t>(format)];
+}
+
 std::string_view format_name(Format format) {
-    for (const auto& [name, value] : names) {
-        if (value == format) return name;
-    }
-    return "";
+    return traits_of(format).name;
 }
 
 std::optional<Format> format_of_word(std::string_view word) {
-    std::string lower(word);
-    for (char& c : lower)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    for (const auto& [name, value] : names) {
-        if (name == lower) return value;
+    const std::string lower = lower_case(word);
+    for (const FormatTraits* traits : table) {
+        if (traits->name == lower) return traits->format;
     }
     return std::nullopt;
 }
@@ -59,7 +66,13 @@ std::optional<Format> format_of_name(std::string_view path) {
         dot = name.rfind('.');
     }
     if (dot == std::string_view::npos) return std::nullopt;
-    return format_of_word(name.substr(dot + 1));
+    const std::string extension = lower_case(name.substr(dot + 1));
+    for (const FormatTraits* traits : table) {
+        if (std::ranges::find(traits->extensions, extension) != traits->extensions.end()) {
+            return traits->format;
+        }
+    }
+    return std::nullopt;
 }
 
 std::string_view severity_name(Severity severity) {
@@ -91,26 +104,7 @@ OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOp
     }
     OpenedCloud opened{*format, nullptr};
     const std::string name = file->name();
-    switch (*format) {
-    case Format::pdc:
-        opened.cloud = open_pdc(std::move(file), findings);
-        break;
-    case Format::mrmap:
-        opened.cloud = open_mrmap(std::move(file), findings);
-        break;
-    case Format::ply:
-        opened.cloud = open_ply(std::move(file), findings, options);
-        break;
-    case Format::csv:
-        opened.cloud = open_csv(std::move(file), findings, options);
-        break;
-    case Format::usda:
-        opened.cloud = open_usda(std::move(file), findings, options);
-        break;
-    case Format::npz:
-        opened.cloud = open_npz(std::move(file), findings, options);
-        break;
-    }
+    opened.cloud = traits_of(*format).open(std::move(file), findings, options);
     opened.cloud->file_name = name;
     return opened;
 }
@@ -119,25 +113,12 @@ Notes write_cloud(Cloud& cloud, const std::string& path, Format format,
                   const WriteOptions& options) {
     OutputFile out(path, options.force);
     Notes notes;
-    switch (format) {
-    case Format::pdc:
-        write_pdc(cloud, out, options, notes);
-        break;
-    case Format::mrmap:
-        write_mrmap(cloud, out, options, notes);
-        break;
-    case Format::ply:
-        write_ply(cloud, out, options, notes);
-        break;
-    case Format::csv:
-        write_csv(cloud, out, options, notes);
-        break;
-    case Format::usda:
-        write_usda(cloud, out, options, notes);
-        break;
-    case Format::npz:
-        write_npz(cloud, out, options, notes);
-        break;
+    const FormatTraits& traits = traits_of(format);
+    if (traits.widths.empty()) {
+        traits.write(cloud, out, options, notes);
+    } else {
+        SplitCloud split(cloud, traits.widths, notes);
+        traits.write(split, out, options, notes);
     }
     out.commit();
     return notes;

@@ -1,4 +1,5 @@
-// The file formats of clouds: which one a file has, reading and writing it.
+// The file formats of clouds: which one a file has, reading and writing it. The formats themselves
+// are in the table of format_traits.h.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -46,17 +47,13 @@ struct OpenedCloud {
     CloudPtr cloud;
 };
 
-// Recognises the format by content and then by name. Everything that the file claims is checked
+// Recognizes the format by content and then by name. Everything that the file claims is checked
 // against its size before memory is asked for. Throws FileError.
 OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOptions& = {});
 
-enum class PlyEncoding { little, big, ascii };
-enum class MapEncoding { closed, open, ascii };
-
 struct WriteOptions {
     bool force = false;
-    PlyEncoding ply = PlyEncoding::little;
-    MapEncoding map = MapEncoding::closed;
+    std::string encoding; // ply: little, big, ascii; mrmap: closed, open, ascii; empty: the first
     bool byte_colour = false; // ply: colours as bytes, for viewers
     bool all_fields = true;   // mrmap: every attribute, or the four that the shaders' own maps have
     std::function<void(std::int64_t done, std::int64_t total)> progress;
@@ -67,22 +64,6 @@ using Notes = std::vector<std::string>;
 
 // Writes the whole cloud. Throws FileError; then nothing is left behind.
 Notes write_cloud(Cloud& cloud, const std::string& path, Format format, const WriteOptions&);
-
-// The formats. Readers take the file over; `extra` findings go with it.
-using FilePtr = std::unique_ptr<InputFile>;
-CloudPtr open_pdc(FilePtr file, Findings& findings);
-CloudPtr open_ply(FilePtr file, Findings& findings, const OpenOptions&);
-CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions&);
-CloudPtr open_usda(FilePtr file, Findings& findings, const OpenOptions&);
-CloudPtr open_npz(FilePtr file, Findings& findings, const OpenOptions&);
-CloudPtr open_mrmap(FilePtr file, Findings& findings);
-
-void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
-void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
-void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
-void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
-void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
-void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions&, Notes& notes);
 
 // Reads one attribute in another type and counts what that changes.
 class Narrowing {

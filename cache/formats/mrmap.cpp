@@ -1,7 +1,7 @@
 // Map files, through the renderer's map interface. The element's position is the attribute
 // "position", each field is an attribute, a global field one value for all points.
 #include "cache/formats/columns.h"
-#include "cache/formats/format.h"
+#include "cache/formats/format_traits.h"
 #include "cache/formats/map_access.h"
 #include "maps/interface.h"
 
@@ -446,6 +446,26 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
     return owned;
 }
 
+CloudPtr open_mrmap(FilePtr file, Findings& findings, const OpenOptions&) {
+    return std::make_unique<MapCloud>(*file, findings);
+}
+
+Map_base::File_format file_format(std::string_view encoding) {
+    if (encoding == "ascii") return Map_base::Open_ASCII;
+    return encoding == "open" ? Map_base::Open_binary : Map_base::Closed_binary;
+}
+
+void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    const std::unique_ptr<Edit_map> map = build_map(cloud, out.name(), options, notes);
+    const HeldSignals held;
+    const Map_status written =
+        (*map)->write(out.temporary_name().c_str(), false, file_format(options.encoding));
+    if (written != Map_status::OK) throw FileError(out.name(), -1, why_of(written));
+}
+
+constexpr std::string_view extensions[] = {"mrmap"};
+constexpr std::string_view encodings[] = {"closed", "open", "ascii"};
+
 } // namespace
 
 SharedMap::SharedMap(miTag tag) : m_tag(tag) {}
@@ -473,18 +493,13 @@ std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes) {
     return std::make_unique<SharedMap>(tag);
 }
 
-CloudPtr open_mrmap(FilePtr file, Findings& findings) {
-    return std::make_unique<MapCloud>(*file, findings);
-}
-
-void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
-    const std::unique_ptr<Edit_map> map = build_map(cloud, out.name(), options, notes);
-    constexpr Map_base::File_format encodings[] = {Map_base::Closed_binary, Map_base::Open_binary,
-                                                   Map_base::Open_ASCII};
-    const HeldSignals held;
-    const Map_status written = (*map)->write(out.temporary_name().c_str(), false,
-                                             encodings[static_cast<std::size_t>(options.map)]);
-    if (written != Map_status::OK) throw FileError(out.name(), -1, why_of(written));
-}
+const FormatTraits mrmap_format{.format = Format::mrmap,
+                                .name = "mrmap",
+                                .extensions = extensions,
+                                .recognizes = nullptr,
+                                .open = open_mrmap,
+                                .write = write_mrmap,
+                                .widths = {},
+                                .encodings = encodings};
 
 } // namespace vx::cache

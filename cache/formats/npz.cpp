@@ -1,6 +1,6 @@
 // NumPy archives: a zip file with an array per attribute. One value per point: shape (N,) or
 // (N, width); one value for all: shape () or (1, width).
-#include "cache/formats/format.h"
+#include "cache/formats/format_traits.h"
 #include "cache/formats/zip.h"
 
 #include <zlib.h>
@@ -364,8 +364,6 @@ std::string safe(const std::string& name, Notes& notes) {
     return out;
 }
 
-} // namespace
-
 CloudPtr open_npz(FilePtr file, Findings& findings, const OpenOptions& options) {
     auto cloud = std::make_unique<NpzCloud>(std::move(file), options.memory_bytes);
     cloud->add_entries(findings);
@@ -417,5 +415,22 @@ void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     const std::string directory = zip_directory(entries, position);
     out.write_at(position, directory.data(), directory.size());
 }
+
+bool is_zip(std::string_view start) {
+    return start.starts_with("PK\x03\x04") || start.starts_with("PK\x05\x06");
+}
+
+constexpr std::string_view extensions[] = {"npz"};
+
+} // namespace
+
+const FormatTraits npz_format{.format = Format::npz,
+                              .name = "npz",
+                              .extensions = extensions,
+                              .recognizes = is_zip,
+                              .open = open_npz,
+                              .write = write_npz,
+                              .widths = {},
+                              .encodings = {}};
 
 } // namespace vx::cache

@@ -1,7 +1,7 @@
 // PDC particle caches: a header of 28 bytes and one array after the other, big-endian.
 #include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
-#include "cache/formats/format.h"
+#include "cache/formats/format_traits.h"
 #include "src/points/big_endian.h"
 #include "src/points/pdc_walk.h"
 
@@ -132,9 +132,7 @@ void add_record(PdcCloud& cloud, const CPdcWalk& walk, Findings& findings) {
     if (later) cloud.replace(index, a, walk.dataOffset);
 }
 
-} // namespace
-
-CloudPtr open_pdc(FilePtr file, Findings& findings) {
+CloudPtr open_pdc(FilePtr file, Findings& findings, const OpenOptions&) {
     const std::unique_ptr<std::FILE, CloseFile> stream(file->stream());
     auto cloud = std::make_unique<PdcCloud>(std::move(file));
     const InputFile& input = cloud->file();
@@ -180,7 +178,6 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
                         "a PDC file counts at most 2147483647 points, these are " +
                             std::to_string(cloud.count));
     }
-    SplitCloud split(cloud, {1, 3}, notes);
     std::string head = "PDC ";
     const auto put = [&head](std::int64_t value) {
         const std::uint32_t word =
@@ -188,15 +185,15 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         head.append(reinterpret_cast<const char*>(&word), 4);
     };
     for (const std::int64_t field : {std::int64_t{1}, std::int64_t{1}, std::int64_t{0},
-                                     std::int64_t{0}, cloud.count, std::ssize(split.attributes)}) {
+                                     std::int64_t{0}, cloud.count, std::ssize(cloud.attributes)}) {
         put(field);
     }
     std::int64_t position = 0;
     std::vector<std::int64_t> offsets;
     std::vector<Narrowing> columns;
     std::vector<Type> types;
-    for (std::size_t i = 0; i < split.attributes.size(); ++i) {
-        const Attribute& a = split.attributes[i];
+    for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
+        const Attribute& a = cloud.attributes[i];
         const Type type = a.type == Type::int32 && a.width == 1 ? Type::int32 : Type::float64;
         const int base = type == Type::int32 ? 0 : a.width == 3 ? 4 : 2;
         put(std::ssize(a.name));
@@ -207,7 +204,7 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         head.clear();
         offsets.push_back(position);
         types.push_back(type);
-        columns.emplace_back(split, i, type);
+        columns.emplace_back(cloud, i, type);
         position +=
             (a.single ? 1 : cloud.count) * a.width * static_cast<std::int64_t>(type_size(type));
     }
@@ -216,25 +213,43 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     const auto copy = [&](std::size_t i, std::int64_t first, std::int64_t n) {
         const std::size_t size = type_size(types[i]);
         const auto values =
-            static_cast<std::size_t>(n) * static_cast<std::size_t>(split.attributes[i].width);
+            static_cast<std::size_t>(n) * static_cast<std::size_t>(cloud.attributes[i].width);
         const std::byte* source = columns[i].read(first, n);
         block.assign(source, source + values * size);
         swap_words(block.data(), values, size);
         const std::int64_t at =
-            offsets[i] + first * split.attributes[i].width * static_cast<std::int64_t>(size);
+            offsets[i] + first * cloud.attributes[i].width * static_cast<std::int64_t>(size);
         out.write_at(at, block.data(), block.size());
     };
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        if (split.attributes[i].single) copy(i, 0, 1);
+        if (cloud.attributes[i].single) copy(i, 0, 1);
     }
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         for (std::size_t i = 0; i < columns.size(); ++i) {
-            if (!split.attributes[i].single) copy(i, first, n);
+            if (!cloud.attributes[i].single) copy(i, first, n);
         }
         if (options.progress) options.progress(first + n, cloud.count);
     });
     for (const Narrowing& column : columns)
         column.report(notes);
 }
+
+bool is_pdc(std::string_view start) {
+    return start.starts_with("PDC ");
+}
+
+constexpr std::string_view extensions[] = {"pdc"};
+constexpr int widths[] = {1, 3};
+
+} // namespace
+
+const FormatTraits pdc_format{.format = Format::pdc,
+                              .name = "pdc",
+                              .extensions = extensions,
+                              .recognizes = is_pdc,
+                              .open = open_pdc,
+                              .write = write_pdc,
+                              .widths = widths,
+                              .encodings = {}};
 
 } // namespace vx::cache

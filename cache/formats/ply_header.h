@@ -10,6 +10,7 @@
 
 namespace vx::cache {
 
+enum class PlyEncoding { little, big, ascii };
 enum class PlyType { int8, uint8, int16, uint16, int32, uint32, float32, float64 };
 std::size_t ply_size(PlyType type);
 // The type of the model that holds every value.

@@ -1,6 +1,6 @@
 #include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
-#include "cache/formats/format.h"
+#include "cache/formats/ply.h"
 #include "cache/formats/text.h"
 
 #include <algorithm>
@@ -148,8 +148,8 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
                 "property " + std::string(bytes ? "uchar" : ply_name(type)) + " " + name + "\n";
         }
     }
-    const bool ascii = options.ply == PlyEncoding::ascii;
-    const bool big = options.ply == PlyEncoding::big;
+    const bool ascii = options.encoding == "ascii";
+    const bool big = options.encoding == "big";
     std::string header = "ply\nformat ";
     header += ascii ? "ascii" : big ? "binary_big_endian" : "binary_little_endian";
     header += " 1.0\ncomment written by vx_cache\nelement vertex " + std::to_string(cloud.count) +

@@ -1,7 +1,7 @@
 // The first Points prim of a USD text file: arrays of numbers, and values for all points. Of values
 // over time those of one time.
-#include "cache/formats/format.h"
 #include "cache/formats/text.h"
+#include "cache/formats/usda.h"
 
 #include <array>
 #include <cstring>

@@ -1,6 +1,5 @@
-#include "cache/formats/columns.h"
-#include "cache/formats/format.h"
 #include "cache/formats/text.h"
+#include "cache/formats/usda.h"
 
 #include <algorithm>
 #include <array>
@@ -116,25 +115,24 @@ void write_values(Cloud& cloud, OutputFile& out, Narrowing& source, const Attrib
 } // namespace
 
 void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
-    SplitCloud split(cloud, {1, 2, 3, 4}, notes);
-    const int position = split.find("position");
-    if (position < 0 || split.attributes[static_cast<std::size_t>(position)].width != 3) {
+    const int position = cloud.find("position");
+    if (position < 0 || cloud.attributes[static_cast<std::size_t>(position)].width != 3) {
         throw FileError(out.name(), -1,
                         "a Points prim needs the attribute 'position' with three values");
     }
     out.write("#usda 1.0\n(\n    defaultPrim = \"cloud\"\n    upAxis = \"Y\"\n)\n\n"
               "def Points \"cloud\"\n{\n");
-    write_extent(split, out);
+    write_extent(cloud, out);
     std::int64_t total = 0;
-    for (const Attribute& a : split.attributes)
-        total += a.single ? 1 : split.count;
+    for (const Attribute& a : cloud.attributes)
+        total += a.single ? 1 : cloud.count;
     std::int64_t done = 0;
     const auto step = [&](std::int64_t n) {
         done += n;
         if (options.progress) options.progress(done, total);
     };
-    for (std::size_t i = 0; i < split.attributes.size(); ++i) {
-        Attribute a = split.attributes[i];
+    for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
+        Attribute a = cloud.attributes[i];
         const Known* schema = nullptr;
         for (const Known& k : known) {
             if (k.name == a.name && k.width == a.width) schema = &k;
@@ -149,13 +147,13 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         const bool spread =
             a.single && (a.name == "position" || a.name == "id") && schema != nullptr;
         out.write("    " + usd_type + " " + usd_name + " = [");
-        Narrowing source(split, i, type);
+        Narrowing source(cloud, i, type);
         const double scale = schema != nullptr && a.name == "radius" ? 2.0 : 1.0;
         if (spread) {
             notes.push_back("'" + a.name +
                             "': one value for all points is written for every point");
             const std::byte* value = source.read(0, 1);
-            for (std::int64_t p = 0; p < split.count; ++p) {
+            for (std::int64_t p = 0; p < cloud.count; ++p) {
                 std::string text = p > 0 ? ", " : "";
                 if (a.width > 1) text += '(';
                 for (std::size_t k = 0; k < static_cast<std::size_t>(a.width); ++k) {
@@ -166,7 +164,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
                 out.write(text);
             }
         } else {
-            write_values(split, out, source, a, type, scale, step);
+            write_values(cloud, out, source, a, type, scale, step);
         }
         out.write("]");
         const bool says = is_primvar || a.name == "normalPP" || a.name == "radius";

@@ -1,5 +1,6 @@
 #include "cache/verbs/output.h"
 
+#include "cache/formats/format_traits.h"
 #include "src/names/label_list.h"
 #include "src/points/attribute.h"
 
@@ -9,8 +10,11 @@
 namespace vx::cache {
 
 void OutputOptions::add(CLI::App& app) {
+    std::vector<std::string> names;
+    for (const FormatTraits* traits : format_table())
+        names.emplace_back(traits->name);
     app.add_option("--to", format, "format of the output, for names that do not tell it")
-        ->check(CLI::IsMember({"pdc", "mrmap", "ply", "csv", "usda", "npz"}))
+        ->check(CLI::IsMember(names))
         ->group("Output");
     app.add_option("--encoding", encoding,
                    "ply: little (default), big, ascii; mrmap: closed (default), open, ascii")
@@ -36,19 +40,14 @@ WriteOptions OutputOptions::write_options(Format target) const {
     WriteOptions w;
     w.force = force;
     w.byte_colour = byte_colour;
+    w.encoding = encoding;
     if (encoding.empty()) return w;
-    const bool is_map = target == Format::mrmap;
-    if (!is_map && target != Format::ply) throw UsageError("--encoding is for ply and mrmap");
-    if ((encoding == "closed" || encoding == "open") != is_map && encoding != "ascii") {
+    const auto encodings = traits_of(target).encodings;
+    if (encodings.empty()) throw UsageError("--encoding is for ply and mrmap");
+    if (std::ranges::find(encodings, encoding) == encodings.end()) {
         throw UsageError("--encoding " + encoding + " is not one of " +
                          std::string(format_name(target)));
     }
-    w.ply = encoding == "ascii" ? PlyEncoding::ascii
-            : encoding == "big" ? PlyEncoding::big
-                                : PlyEncoding::little;
-    w.map = encoding == "ascii"  ? MapEncoding::ascii
-            : encoding == "open" ? MapEncoding::open
-                                 : MapEncoding::closed;
     return w;
 }
 

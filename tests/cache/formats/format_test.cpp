@@ -1,10 +1,22 @@
-#include "cache/formats/format.h"
+#include "cache/formats/format_traits.h"
 #include "tests/cache/memory_cloud.h"
 
 #include <gtest/gtest.h>
 
 namespace vx::cache {
 namespace {
+
+TEST(FormatTable, HoldsEveryFormatAtItsPlace) {
+    const std::pair<Format, std::string_view> formats[] = {
+        {Format::pdc, "pdc"}, {Format::mrmap, "mrmap"}, {Format::ply, "ply"},
+        {Format::csv, "csv"}, {Format::usda, "usda"},   {Format::npz, "npz"}};
+    ASSERT_EQ(format_table().size(), std::size(formats));
+    for (const auto& [format, name] : formats) {
+        EXPECT_EQ(traits_of(format).format, format);
+        EXPECT_EQ(format_name(format), name);
+        EXPECT_EQ(format_of_word(name), format);
+    }
+}
 
 TEST(FormatOfName, ByTheExtensionInAnyCaseAndBehindAFrame) {
     EXPECT_EQ(format_of_name("a/b.pdc"), Format::pdc);
