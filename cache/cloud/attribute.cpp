@@ -1,5 +1,7 @@
 #include "cache/cloud/attribute.h"
 
+#include "src/points/attribute.h"
+
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -95,6 +97,25 @@ std::int64_t convert_values(Type from, const void* in, Type to, void* out, std::
             }
             return changed;
         });
+    });
+}
+
+std::int64_t wrap_values(Type from, const void* in, std::int32_t* out, std::size_t count) {
+    return with_type(from, [&](auto* source_type) {
+        using From = std::remove_pointer_t<decltype(source_type)>;
+        const auto* source = static_cast<const From*>(in);
+        std::int64_t changed = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            std::int64_t whole = 0;
+            if constexpr (std::is_floating_point_v<From>) {
+                whole = TruncateToInt64(static_cast<double>(source[i]));
+            } else {
+                whole = source[i];
+            }
+            out[i] = static_cast<std::int32_t>(whole);
+            changed += static_cast<double>(out[i]) == static_cast<double>(source[i]) ? 0 : 1;
+        }
+        return changed;
     });
 }
 

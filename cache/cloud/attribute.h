@@ -59,4 +59,8 @@ constexpr Type type_of() {
 // number stays one between the floating types, which is no change.
 std::int64_t convert_values(Type from, const void* in, Type to, void* out, std::size_t count);
 
+// The same to int32 as the shaders read labels: truncated toward zero to int64, of which the low 32
+// bits are taken.
+std::int64_t wrap_values(Type from, const void* in, std::int32_t* out, std::size_t count);
+
 } // namespace vx::cache

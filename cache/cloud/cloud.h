@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -45,47 +44,6 @@ class Cloud {
     std::vector<std::pair<std::string, std::string>> details;
 };
 using CloudPtr = std::unique_ptr<Cloud>;
-
-// Reads runs of one attribute as values of T, whatever type the cloud has; a single value is
-// repeated for every point.
-template <typename T>
-class Reader {
-  public:
-    Reader(Cloud& cloud, std::size_t attribute) : m_cloud(cloud), m_index(attribute) {}
-
-    // n * width values, valid until the next call. `changed` grows by the values that T cannot
-    // hold.
-    std::span<const T> read(std::int64_t first, std::int64_t n) {
-        const Attribute& attribute = m_cloud.attributes[m_index];
-        const auto width = static_cast<std::size_t>(attribute.width);
-        const auto points = static_cast<std::size_t>(n);
-        m_values.resize(points * width);
-        if (points == 0) return m_values;
-        const std::size_t stored = attribute.single ? 1 : points;
-        void* target = m_values.data();
-        if (attribute.type != type_of<T>()) {
-            m_raw.resize(stored * attribute.bytes());
-            target = m_raw.data();
-        }
-        m_cloud.read(m_index, attribute.single ? 0 : first, attribute.single ? 1 : n, target);
-        if (attribute.type != type_of<T>()) {
-            changed += convert_values(attribute.type, target, type_of<T>(), m_values.data(),
-                                      stored * width);
-        }
-        for (std::size_t i = stored * width; i < m_values.size(); ++i)
-            m_values[i] = m_values[i - width];
-        return m_values;
-    }
-    int width() const { return m_cloud.attributes[m_index].width; }
-
-    std::int64_t changed = 0;
-
-  private:
-    Cloud& m_cloud;
-    std::size_t m_index;
-    std::vector<T> m_values;
-    std::vector<std::byte> m_raw;
-};
 
 // Calls f(first, n) for the blocks of a cloud, in order.
 template <typename F>

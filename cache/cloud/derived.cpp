@@ -1,5 +1,6 @@
 #include "cache/cloud/derived.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/error.h"
 
 #include <algorithm>
@@ -92,7 +93,7 @@ void TransformedCloud::read(std::size_t attribute, std::int64_t first, std::int6
         m_cloud.read(attribute, first, n, out);
         return;
     }
-    Reader<double> reader(m_cloud, attribute);
+    TypedReader<double> reader(m_cloud, attribute);
     const auto values = reader.read(first, n);
     m_values.assign(values.begin(), values.end());
     for (std::size_t i = 0; i + 2 < m_values.size() && (is_position || is_normal); i += 3) {

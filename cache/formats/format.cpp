@@ -124,26 +124,11 @@ Notes write_cloud(Cloud& cloud, const std::string& path, Format format,
     return notes;
 }
 
-Narrowing::Narrowing(Cloud& cloud, std::size_t attribute, Type to)
-    : m_cloud(cloud), m_attribute(attribute), m_to(to) {}
-
-const std::byte* Narrowing::read(std::int64_t first, std::int64_t n) {
-    const Attribute& attribute = m_cloud.attributes[m_attribute];
-    const auto values = static_cast<std::size_t>(n) * static_cast<std::size_t>(attribute.width);
-    m_raw.resize(values * type_size(attribute.type));
-    m_cloud.read(m_attribute, first, n, m_raw.data());
-    if (attribute.type == m_to) return m_raw.data();
-    m_values.resize(values * type_size(m_to));
-    m_changed += convert_values(attribute.type, m_raw.data(), m_to, m_values.data(), values);
-    m_total += static_cast<std::int64_t>(values);
-    return m_values.data();
-}
-
-void Narrowing::report(Notes& notes) const {
-    if (m_changed == 0) return;
-    const std::string name = "'" + m_cloud.attributes[m_attribute].name + "'";
-    notes.push_back(name + ": " + std::to_string(m_changed) + " of " + std::to_string(m_total) +
-                    " values do not fit " + std::string(type_name(m_to)) + " and were rounded");
+void note_rounding(const AttributeReader& reader, Notes& notes) {
+    if (reader.changed() == 0) return;
+    notes.push_back("'" + reader.attribute().name + "': " + std::to_string(reader.changed()) +
+                    " of " + std::to_string(reader.converted()) + " values do not fit " +
+                    std::string(type_name(reader.type())) + " and were rounded");
 }
 
 } // namespace vx::cache

@@ -65,23 +65,4 @@ using Notes = std::vector<std::string>;
 // Writes the whole cloud. Throws FileError; then nothing is left behind.
 Notes write_cloud(Cloud& cloud, const std::string& path, Format format, const WriteOptions&);
 
-// Reads one attribute in another type and counts what that changes.
-class Narrowing {
-  public:
-    Narrowing(Cloud& cloud, std::size_t attribute, Type to);
-    // n * width values (one value for a single attribute), valid until the next call.
-    const std::byte* read(std::int64_t first, std::int64_t n);
-    // Adds a sentence to the notes if a value changed.
-    void report(Notes& notes) const;
-
-  private:
-    Cloud& m_cloud;
-    std::size_t m_attribute;
-    Type m_to;
-    std::int64_t m_changed = 0;
-    std::int64_t m_total = 0;
-    std::vector<std::byte> m_raw;
-    std::vector<std::byte> m_values;
-};
-
 } // namespace vx::cache

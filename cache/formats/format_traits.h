@@ -1,6 +1,7 @@
 // The table of file formats, for the formats themselves and for what works on any of them.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/formats/format.h"
 
 #include <memory>
@@ -38,6 +39,9 @@ extern const FormatTraits ply_format;
 extern const FormatTraits csv_format;
 extern const FormatTraits usda_format;
 extern const FormatTraits npz_format;
+
+/// Adds a sentence if a value changed on its way into the file.
+void note_rounding(const AttributeReader& reader, Notes& notes);
 
 /// All formats, in the order of the enumeration.
 std::span<const FormatTraits* const> format_table();

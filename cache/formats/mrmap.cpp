@@ -5,8 +5,6 @@
 #include "cache/formats/map_access.h"
 #include "maps/interface.h"
 
-#include "src/points/attribute.h"
-
 #include "shader.h"
 
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include <cctype>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace vx::cache {
 
@@ -155,7 +154,7 @@ class MapCloud final : public Cloud {
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
         const Attribute& a = attributes[attribute];
         auto* target = static_cast<std::byte*>(out);
-        const Field field = m_fields[attribute];
+        const StoredField field = m_fields[attribute];
         if (a.single) {
             const Map_base& map = *m_map.operator->();
             check(get_field(map, field.id, field.type, target));
@@ -176,7 +175,8 @@ class MapCloud final : public Cloud {
     miTag tag() { return m_map.store(); }
 
   private:
-    struct Field {
+    // The map's field behind an attribute; that of "position" is not used.
+    struct StoredField {
         Map_field_id id = 0;
         Map_field_type type;
     };
@@ -202,7 +202,7 @@ class MapCloud final : public Cloud {
     Map_status m_status;
     Access_map m_map;
     std::unique_ptr<Map_iterator> m_iterator;
-    std::vector<Field> m_fields;
+    std::vector<StoredField> m_fields;
 };
 
 // ---- writing
@@ -218,18 +218,50 @@ constexpr std::array<BakedField, 4> baked{{{"normalPP", Map_field_type::Vector, 
                                            {"opacityPP", Map_field_type::Scalar, 1},
                                            {"tag", Map_field_type::Integer, 1}}};
 
-// One field and the values of the block that is being written.
-struct Field {
-    int attribute = -1; // of the cloud; none: zeros
-    Map_field_type type;
-    int width = 1;
-    bool single = false;
-    Map_field_id id = 0;
-    std::vector<float> floats;
-    std::vector<int> integers;
-    bool is_integer() const {
-        return type == Map_field_type::Integer || type == Map_field_type::Integer_array;
+constexpr float zeros[3] = {};
+
+// One field of a map, and where its values come from.
+class WrittenField {
+  public:
+    // Zeros: one of the baked fields that the cloud lacks, or the position.
+    explicit WrittenField(Map_field_type type) : m_type(type) {}
+    // An attribute of the cloud, converted as the shaders do it: floats are rounded, labels are cut
+    // to their low 32 bits.
+    WrittenField(Map_field_type type, Cloud& cloud, std::size_t attribute) : m_type(type) {
+        const Attribute& a = cloud.attributes[attribute];
+        const bool integers =
+            type == Map_field_type::Integer || type == Map_field_type::Integer_array;
+        m_reader.emplace(cloud, attribute, integers ? Type::int32 : Type::float32,
+                         IntegerRule::wrap);
+        m_stride = a.single ? 0 : static_cast<std::size_t>(a.width) * 4;
     }
+
+    // Before any values of these points are asked for.
+    void read(std::int64_t first, std::int64_t n) {
+        const bool single = m_stride == 0;
+        if (!m_reader || (single && first > 0)) return;
+        m_values = m_reader->read(first, single ? 1 : n);
+    }
+    // The values of a point, counted from the first one of the last read().
+    const float* floats(std::size_t point) const {
+        return reinterpret_cast<const float*>(m_values + point * m_stride);
+    }
+    const int* integers(std::size_t point) const {
+        return reinterpret_cast<const int*>(m_values + point * m_stride);
+    }
+    Map_field_type type() const { return m_type; }
+    void report(Notes& notes) const {
+        if (m_reader) note_rounding(*m_reader, notes);
+    }
+
+    Map_field_id id = 0;
+    bool global = false; // one value of the map, not of its elements
+
+  private:
+    Map_field_type m_type;
+    std::optional<AttributeReader> m_reader;
+    std::size_t m_stride = 0; // bytes from point to point; 0: one value for all
+    const std::byte* m_values = reinterpret_cast<const std::byte*>(zeros);
 };
 
 std::string safe(const std::string& name, Notes& notes) {
@@ -243,70 +275,27 @@ std::string safe(const std::string& name, Notes& notes) {
     return out;
 }
 
-// Doubles to the field's type as the shaders do it: floats are rounded, labels are cut to their low
-// 32 bits.
-class FieldReader {
-  public:
-    FieldReader(Cloud& cloud, Field& field) : m_cloud(cloud), m_field(field) {}
-    void read(std::int64_t first, std::int64_t n) {
-        const auto total = static_cast<std::size_t>(n) * static_cast<std::size_t>(m_field.width);
-        if (m_field.attribute < 0) {
-            m_field.floats.assign(total, 0.0f);
-            m_field.integers.assign(total, 0);
-            return;
-        }
-        const auto index = static_cast<std::size_t>(m_field.attribute);
-        const Type type = m_cloud.attributes[index].type;
-        const bool single = m_cloud.attributes[index].single;
-        if (single && first > 0) return;
-        const std::int64_t count = single ? 1 : n;
-        const auto values =
-            static_cast<std::size_t>(count) * static_cast<std::size_t>(m_field.width);
-        m_raw.resize(values * 8);
-        m_cloud.read(index, single ? 0 : first, count, m_raw.data());
-        m_total += static_cast<std::int64_t>(values);
-        if (!m_field.is_integer()) {
-            m_field.floats.resize(values);
-            m_changed +=
-                convert_values(type, m_raw.data(), Type::float32, m_field.floats.data(), values);
-            return;
-        }
-        m_field.integers.resize(values);
-        with_type(type, [&](auto* kind) {
-            using T = std::remove_pointer_t<decltype(kind)>;
-            const auto* source = reinterpret_cast<const T*>(m_raw.data());
-            for (std::size_t i = 0; i < values; ++i) {
-                std::int64_t whole = 0;
-                if constexpr (std::is_floating_point_v<T>) {
-                    whole = TruncateToInt64(static_cast<double>(source[i]));
-                } else {
-                    whole = source[i];
-                }
-                m_field.integers[i] = static_cast<std::int32_t>(whole);
-                if (static_cast<double>(m_field.integers[i]) != static_cast<double>(source[i])) {
-                    ++m_changed;
-                }
-            }
-        });
+Map_field_type field_type_of(const Attribute& a) {
+    if (is_integer(a.type)) {
+        return a.width == 1 ? Map_field_type::Integer : Map_field_type::Integer_array;
     }
-    void report(const std::string& name, Notes& notes) const {
-        if (m_changed == 0) return;
-        notes.push_back("'" + name + "': " + std::to_string(m_changed) + " of " +
-                        std::to_string(m_total) + " values do not fit " +
-                        (m_field.is_integer() ? "int32" : "float32") + " and were rounded");
+    switch (a.width) {
+    case 1:
+        return Map_field_type::Scalar;
+    case 3:
+        return Map_field_type::Vector;
+    case 4:
+        return Map_field_type::Color;
+    case 16:
+        return Map_field_type::Transform;
+    default:
+        return Map_field_type::Scalar_array;
     }
+}
 
-  private:
-    Cloud& m_cloud;
-    Field& m_field;
-    std::int64_t m_changed = 0;
-    std::int64_t m_total = 0;
-    std::vector<std::byte> m_raw;
-};
-
-std::vector<Field> choose_fields(Cloud& cloud, const WriteOptions& options, Notes& notes,
-                                 Map_declaration& declaration) {
-    std::vector<Field> fields;
+std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& options, Notes& notes,
+                                        Map_declaration& declaration) {
+    std::vector<WrittenField> fields;
     std::vector<bool> used(cloud.attributes.size(), false);
     for (const BakedField& b : baked) {
         const int at = cloud.find(b.name);
@@ -318,14 +307,11 @@ std::vector<Field> choose_fields(Cloud& cloud, const WriteOptions& options, Note
         if (!fits && options.all_fields) continue;
         if (!fits)
             notes.push_back(std::string("'") + b.name + "': is not there, its field is zero");
-        Field f;
-        f.attribute = fits ? at : -1;
-        f.type = b.type;
-        f.width = b.width;
+        WrittenField& f =
+            fits ? fields.emplace_back(b.type, cloud, index) : fields.emplace_back(b.type);
         f.id = declaration->get_field_count();
         declaration->append_field(b.name, b.type);
         if (fits) used[index] = true;
-        fields.push_back(std::move(f));
     }
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
@@ -334,19 +320,10 @@ std::vector<Field> choose_fields(Cloud& cloud, const WriteOptions& options, Note
             notes.push_back("'" + a.name + "': is not carried into the map");
             continue;
         }
-        const bool integers = is_integer(a.type);
-        Field f;
-        f.attribute = static_cast<int>(i);
-        f.width = a.width;
-        f.single = a.single;
-        f.type = integers ? (a.width == 1 ? Map_field_type::Integer : Map_field_type::Integer_array)
-                 : a.width == 1 ? Map_field_type::Scalar
-                 : a.width == 3 ? Map_field_type::Vector
-                 : a.width == 4 ? Map_field_type::Color
-                                : Map_field_type::Scalar_array;
-        if (!integers && a.width == 16) f.type = Map_field_type::Transform;
+        WrittenField f(field_type_of(a), cloud, i);
+        f.global = a.single;
         f.id = declaration->get_field_count();
-        const Map_status status = declaration->append_field(safe(a.name, notes).c_str(), f.type,
+        const Map_status status = declaration->append_field(safe(a.name, notes).c_str(), f.type(),
                                                             static_cast<miUint>(a.width), a.single);
         if (status != Map_status::OK) {
             notes.push_back("'" + a.name + "': cannot be a field and is left out");
@@ -359,27 +336,26 @@ std::vector<Field> choose_fields(Cloud& cloud, const WriteOptions& options, Note
 
 // Target is an element, or the map for its global fields.
 template <typename Target>
-Map_status set_field(Target& target, const Field& f, std::size_t row) {
-    const std::size_t at = row * static_cast<std::size_t>(f.width);
-    switch (f.type.get_type()) {
+Map_status set_field(Target& target, const WrittenField& f, std::size_t point) {
+    const float* const v = f.floats(point);
+    switch (f.type().get_type()) {
     case Map_field_type::Integer:
-        return target.set(f.id, f.integers[at]);
+        return target.set(f.id, *f.integers(point));
     case Map_field_type::Integer_array:
-        return target.set(f.id, f.integers.data() + at);
+        return target.set(f.id, f.integers(point));
     case Map_field_type::Scalar:
-        return target.set(f.id, f.floats[at]);
+        return target.set(f.id, *v);
     case Map_field_type::Vector:
-        return target.set(f.id, miVector{f.floats[at], f.floats[at + 1], f.floats[at + 2]});
+        return target.set(f.id, miVector{v[0], v[1], v[2]});
     case Map_field_type::Color:
-        return target.set(
-            f.id, miColor{f.floats[at], f.floats[at + 1], f.floats[at + 2], f.floats[at + 3]});
+        return target.set(f.id, miColor{v[0], v[1], v[2], v[3]});
     case Map_field_type::Transform: {
         miMatrix matrix;
-        std::memcpy(&matrix, f.floats.data() + at, sizeof matrix);
+        std::memcpy(&matrix, v, sizeof matrix);
         return target.set(f.id, &matrix);
     }
     default:
-        return target.set(f.id, f.floats.data() + at);
+        return target.set(f.id, v);
     }
 }
 
@@ -393,56 +369,41 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
         throw FileError(name, -1, "a map counts at most 4294967295 points");
     }
     Map_declaration declaration(3);
-    std::vector<Field> fields = choose_fields(cloud, options, notes, declaration);
+    std::vector<WrittenField> fields = choose_fields(cloud, options, notes, declaration);
     // A cloud without positions stands at the origin, as it does for the shaders.
     const int at = cloud.find("position");
     const bool placed = at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == 3;
     if (!placed && options.all_fields) need_position(cloud);
     if (!placed) notes.emplace_back("'position': is not there, all points are at the origin");
-    Field position;
-    position.attribute = placed ? at : -1;
-    position.type = Map_field_type::Vector;
-    position.width = 3;
+    WrittenField position =
+        placed ? WrittenField(Map_field_type::Vector, cloud, static_cast<std::size_t>(at))
+               : WrittenField(Map_field_type::Vector);
 
     auto owned = std::make_unique<Edit_map>(declaration);
     Edit_map& map = *owned;
     Map_element element(declaration);
-    FieldReader positions(cloud, position);
-    std::vector<FieldReader> readers;
-    readers.reserve(fields.size());
-    for (Field& f : fields)
-        readers.emplace_back(cloud, f);
-    const auto is_single = [&cloud](const Field& f) {
-        return f.attribute >= 0 && cloud.attributes[static_cast<std::size_t>(f.attribute)].single;
-    };
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
-        positions.read(first, n);
-        for (std::size_t k = 0; k < fields.size(); ++k)
-            readers[k].read(first, n);
-        for (std::int64_t i = 0; i < n; ++i) {
-            const std::size_t p = is_single(position) ? 0 : static_cast<std::size_t>(i);
-            ok(element->set_position(position.floats.data() + 3 * p));
-            for (const Field& f : fields) {
-                if (f.single) continue;
-                ok(set_field(*element.operator->(), f,
-                             is_single(f) ? 0 : static_cast<std::size_t>(i)));
+        position.read(first, n);
+        for (WrittenField& f : fields)
+            f.read(first, n);
+        for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+            ok(element->set_position(position.floats(i)));
+            for (const WrittenField& f : fields) {
+                if (!f.global) ok(set_field(*element.operator->(), f, i));
             }
             ok(map->append(element));
         }
         if (options.progress) options.progress(first + n, cloud.count);
     });
-    for (std::size_t k = 0; k < fields.size(); ++k) {
-        if (!fields[k].single) continue;
-        readers[k].read(0, 1);
-        ok(set_field(*map.operator->(), fields[k], 0));
+    for (WrittenField& f : fields) {
+        if (!f.global) continue;
+        f.read(0, 1);
+        ok(set_field(*map.operator->(), f, 0));
     }
     map->consolidate(tree_quality);
-    positions.report("position", notes);
-    for (std::size_t k = 0; k < fields.size(); ++k) {
-        if (fields[k].attribute < 0) continue;
-        readers[k].report(cloud.attributes[static_cast<std::size_t>(fields[k].attribute)].name,
-                          notes);
-    }
+    position.report(notes);
+    for (const WrittenField& f : fields)
+        f.report(notes);
     return owned;
 }
 

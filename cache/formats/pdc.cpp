@@ -190,7 +190,7 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     }
     std::int64_t position = 0;
     std::vector<std::int64_t> offsets;
-    std::vector<Narrowing> columns;
+    std::vector<AttributeReader> columns;
     std::vector<Type> types;
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
@@ -230,8 +230,8 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         }
         if (options.progress) options.progress(first + n, cloud.count);
     });
-    for (const Narrowing& column : columns)
-        column.report(notes);
+    for (const AttributeReader& column : columns)
+        note_rounding(column, notes);
 }
 
 bool is_pdc(std::string_view start) {

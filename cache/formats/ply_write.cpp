@@ -52,7 +52,7 @@ struct Column {
           bytes(as_bytes) {}
     std::size_t size() const { return bytes ? 1 : type_size(type); }
 
-    Narrowing source;
+    AttributeReader source;
     std::size_t width;
     Type type;
     bool bytes;
@@ -179,7 +179,7 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     });
     if (!shared.empty()) put(shared, 0, 1);
     for (const Column& c : columns)
-        c.source.report(notes);
+        note_rounding(c.source, notes);
 }
 
 } // namespace vx::cache

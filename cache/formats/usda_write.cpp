@@ -1,3 +1,4 @@
+#include "cache/cloud/attribute_reader.h"
 #include "cache/formats/text.h"
 #include "cache/formats/usda.h"
 
@@ -55,9 +56,9 @@ void write_extent(Cloud& cloud, OutputFile& out) {
     std::fill_n(low, 3, std::numeric_limits<double>::infinity());
     std::fill_n(high, 3, -std::numeric_limits<double>::infinity());
     double radius = 0;
-    Reader<double> positions(cloud, static_cast<std::size_t>(at));
+    TypedReader<double> positions(cloud, static_cast<std::size_t>(at));
     const int r = cloud.find("radius");
-    Reader<double> radii(cloud, static_cast<std::size_t>(std::max(r, 0)));
+    TypedReader<double> radii(cloud, static_cast<std::size_t>(std::max(r, 0)));
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto p = positions.read(first, n);
         for (std::size_t i = 0; i < p.size(); ++i) {
@@ -82,8 +83,8 @@ void write_extent(Cloud& cloud, OutputFile& out) {
     out.write(text);
 }
 
-void write_values(Cloud& cloud, OutputFile& out, Narrowing& source, const Attribute& a, Type type,
-                  double scale, const std::function<void(std::int64_t)>& step) {
+void write_values(Cloud& cloud, OutputFile& out, AttributeReader& source, const Attribute& a,
+                  Type type, double scale, const std::function<void(std::int64_t)>& step) {
     const auto width = static_cast<std::size_t>(a.width);
     std::string text;
     std::vector<std::byte> scaled;
@@ -147,7 +148,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         const bool spread =
             a.single && (a.name == "position" || a.name == "id") && schema != nullptr;
         out.write("    " + usd_type + " " + usd_name + " = [");
-        Narrowing source(cloud, i, type);
+        AttributeReader source(cloud, i, type);
         const double scale = schema != nullptr && a.name == "radius" ? 2.0 : 1.0;
         if (spread) {
             notes.push_back("'" + a.name +
@@ -173,7 +174,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
                       (a.single ? "constant" : "vertex") + "\"\n    )");
         }
         out.write("\n");
-        source.report(notes);
+        note_rounding(source, notes);
     }
     out.write("}\n");
 }

@@ -1,5 +1,6 @@
 #include "cache/html/page.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/formats/text.h"
 #include "cache/html/packed.h"
 #include "cache/html/sampled.h"
@@ -105,7 +106,7 @@ Column survey(Cloud& cloud, std::size_t index) {
     return with_type(attribute.type, [&](auto* type) {
         using T = std::remove_pointer_t<decltype(type)>;
         Survey found;
-        Reader<T> reader(cloud, index);
+        TypedReader<T> reader(cloud, index);
         for_groups(cloud, attribute,
                    [&](std::int64_t first, std::int64_t n) { found.add(reader.read(first, n)); });
         return found.column(attribute.type);
@@ -131,7 +132,7 @@ Point centre_of(const std::array<Point, 2>& bounds) {
 
 Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
     Place place;
-    Reader<double> all(whole, position);
+    TypedReader<double> all(whole, position);
     constexpr double infinity = std::numeric_limits<double>::infinity();
     std::array<Point, 2> bounds{Point{infinity, infinity, infinity},
                                 Point{-infinity, -infinity, -infinity}};
@@ -151,7 +152,7 @@ Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
     if (bounds[0][0] > bounds[1][0]) return place;
     place.bounds = bounds;
     place.centre = centre_of(bounds);
-    Reader<double> kept(part, position);
+    TypedReader<double> kept(part, position);
     for_groups(part, part.attributes[position], [&](std::int64_t first, std::int64_t n) {
         const auto p = kept.read(first, n);
         for (std::size_t i = 0; i < p.size(); ++i) {
@@ -191,10 +192,10 @@ void write_values(Cloud& cloud, std::size_t index, OutputFile& out, Change&& cha
         });
     };
     if (is_integer(cloud.attributes[index].type)) {
-        Reader<std::int64_t> reader(cloud, index);
+        TypedReader<std::int64_t> reader(cloud, index);
         run(reader);
     } else {
-        Reader<double> reader(cloud, index);
+        TypedReader<double> reader(cloud, index);
         run(reader);
     }
     elements.finish();

@@ -1,5 +1,6 @@
 #include "cache/reader/probe.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/reader/small_renderer.h"
 #include "src/platform/map_read.h"
 #include "src/reader/lookup.h"
@@ -63,7 +64,7 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
     small_renderer::messages = nullptr;
     const int id = m_cloud->find("id");
     if (id >= 0 && m_cloud->attributes[static_cast<std::size_t>(id)].width == 1) {
-        m_ids = std::make_unique<Reader<double>>(*m_cloud, static_cast<std::size_t>(id));
+        m_ids = std::make_unique<TypedReader<double>>(*m_cloud, static_cast<std::size_t>(id));
     }
 }
 

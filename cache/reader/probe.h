@@ -1,6 +1,7 @@
 // What vx_pc_read sees: the library's own search, functor, weights and blend over one cloud.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/formats/map_access.h"
 
 #include "src/reader/instance_data.h"
@@ -83,7 +84,7 @@ class ReaderProbe {
 
     std::unique_ptr<SharedMap> m_map; // outlives the cloud, which holds on to it
     CloudPtr m_cloud;
-    std::unique_ptr<Reader<double>> m_ids;
+    std::unique_ptr<TypedReader<double>> m_ids;
     ReadParameters m_parameters{};
     std::unique_ptr<ReadInstanceData> m_record;
 };

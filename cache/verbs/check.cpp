@@ -1,3 +1,4 @@
+#include "cache/cloud/attribute_reader.h"
 #include "cache/verbs/verbs.h"
 
 #include <nlohmann/json.hpp>
@@ -50,7 +51,7 @@ void check_values(Cloud& cloud, std::size_t index, Findings& findings) {
     Tally negative(Severity::warning, "values of " + name + " are not above 0");
     Tally fraction(Severity::warning, "values of " + name + " are not whole numbers");
     const bool whole = a.name == "id" || a.name == "tag";
-    Reader<double> reader(cloud, index);
+    TypedReader<double> reader(cloud, index);
     const auto width = static_cast<std::size_t>(a.width);
     for_blocks(a.single ? 1 : cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto values = reader.read(first, n);
@@ -83,7 +84,7 @@ void check_values(Cloud& cloud, std::size_t index, Findings& findings) {
 // Ids of a cache are nearly always 0 to n-1: a bit for each then tells the twins.
 void check_ids(Cloud& cloud, std::size_t index, Findings& findings) {
     if (cloud.attributes[index].single || cloud.attributes[index].width != 1) return;
-    Reader<std::int64_t> reader(cloud, index);
+    TypedReader<std::int64_t> reader(cloud, index);
     std::int64_t least = std::numeric_limits<std::int64_t>::max();
     std::int64_t most = std::numeric_limits<std::int64_t>::min();
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {

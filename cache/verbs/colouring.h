@@ -1,6 +1,7 @@
 // Which attribute colours the points, and how.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/picture/legend.h"
 #include "cache/picture/vector.h"
 #include "cache/verbs/output.h"
@@ -55,7 +56,7 @@ class ColourReader {
   private:
     double scalar(std::size_t i) const;
     Colouring m_colouring;
-    std::optional<Reader<double>> m_reader;
+    std::optional<TypedReader<double>> m_reader;
     std::optional<LabelReader> m_label_reader;
     std::span<const double> m_values;
     std::span<const std::int32_t> m_labels;

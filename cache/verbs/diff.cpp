@@ -1,3 +1,4 @@
+#include "cache/cloud/attribute_reader.h"
 #include "cache/verbs/verbs.h"
 
 #include <nanoflann.hpp>
@@ -83,7 +84,7 @@ using Tree = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<do
 
 PointSet positions_of(Cloud& cloud) {
     PointSet set;
-    Reader<double> reader(cloud, need_position(cloud));
+    TypedReader<double> reader(cloud, need_position(cloud));
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         for (const double v : reader.read(first, n)) {
             if (!std::isfinite(v)) throw FileError(cloud.file_name, -1, "a position is not finite");
@@ -140,8 +141,8 @@ class Differ {
             Difference d;
             d.attribute = m_a.attributes[i].name;
             const auto width = static_cast<std::size_t>(m_a.attributes[i].width);
-            Reader<double> left(m_a, i);
-            Reader<double> right(m_b, k);
+            TypedReader<double> left(m_a, i);
+            TypedReader<double> right(m_b, k);
             for_blocks(n, [&](std::int64_t first, std::int64_t points) {
                 const auto x = left.read(first, points);
                 const auto y = right.read(first, points);
@@ -168,13 +169,13 @@ class Differ {
             // Positions are within the distance by now, and ids name places in a file.
             if (d.attribute == "position" || d.attribute == "id") continue;
             const auto width = static_cast<std::size_t>(m_a.attributes[i].width);
-            Reader<double> right(m_b, k);
+            TypedReader<double> right(m_b, k);
             std::vector<double> all;
             for_blocks(m_b.count, [&](std::int64_t first, std::int64_t n) {
                 const auto values = right.read(first, n);
                 all.insert(all.end(), values.begin(), values.end());
             });
-            Reader<double> left(m_a, i);
+            TypedReader<double> left(m_a, i);
             for_blocks(m_a.count, [&](std::int64_t first, std::int64_t n) {
                 const auto x = left.read(first, n);
                 for (std::size_t p = 0; p < static_cast<std::size_t>(n); ++p) {

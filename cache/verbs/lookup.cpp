@@ -1,3 +1,4 @@
+#include "cache/cloud/attribute_reader.h"
 #include "cache/reader/probe.h"
 #include "cache/verbs/verbs.h"
 
@@ -71,13 +72,13 @@ std::vector<Query> queries_of_options(const Options& o) {
 void queries_of_file(const Session& session, const Options& o, std::vector<Query>& queries) {
     const OpenedCloud opened = session.open(o.queries);
     Cloud& cloud = *opened.cloud;
-    Reader<float> positions(cloud, need_position(cloud));
+    TypedReader<float> positions(cloud, need_position(cloud));
     const int at = cloud.find("normalPP");
     const bool has = at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == 3;
     if (!has && o.normals.empty() && o.needs_normal()) {
         throw FileError(cloud.file_name, -1, "has no normals, which --facing and the angles need");
     }
-    Reader<float> normals(cloud, has ? static_cast<std::size_t>(at) : 0);
+    TypedReader<float> normals(cloud, has ? static_cast<std::size_t>(at) : 0);
     const Float3 given = o.normals.empty() ? Float3{} : vector_of(o.normals[0], "--normal");
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto p = positions.read(first, n);

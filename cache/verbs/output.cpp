@@ -2,7 +2,6 @@
 
 #include "cache/formats/format_traits.h"
 #include "src/names/label_list.h"
-#include "src/points/attribute.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -72,35 +71,18 @@ bool LabelSet::holds(std::int32_t label) const {
     return in_label_list(m_labels, m_count, label) != 0;
 }
 
-namespace {
-std::size_t index_or_first(int index) {
-    return static_cast<std::size_t>(std::max(index, 0));
-}
-} // namespace
-
-LabelReader::LabelReader(Cloud& cloud)
-    : m_index(cloud.find("tag")),
-      m_doubles(cloud, index_or_first(m_index)),
-      m_integers(cloud, index_or_first(m_index)),
-      m_is_integer(false) {
-    // A label of several values is none, as for the shaders.
-    if (m_index >= 0 && cloud.attributes[index_or_first(m_index)].width != 1) m_index = -1;
-    m_is_integer = m_index >= 0 && is_integer(cloud.attributes[index_or_first(m_index)].type);
+LabelReader::LabelReader(Cloud& cloud) {
+    const int tag = cloud.find("tag");
+    if (tag < 0) return;
+    const auto index = static_cast<std::size_t>(tag);
+    // The shaders take a label of several values for none.
+    if (cloud.attributes[index].width == 1) m_reader.emplace(cloud, index, IntegerRule::wrap);
 }
 
 std::span<const std::int32_t> LabelReader::read(std::int64_t first, std::int64_t n) {
-    m_labels.assign(static_cast<std::size_t>(n), 0);
-    if (m_index < 0) return m_labels;
-    if (m_is_integer) {
-        const auto values = m_integers.read(first, n);
-        std::transform(values.begin(), values.end(), m_labels.begin(),
-                       [](std::int64_t v) { return static_cast<std::int32_t>(v); });
-    } else {
-        const auto values = m_doubles.read(first, n);
-        std::transform(values.begin(), values.end(), m_labels.begin(),
-                       [](double v) { return static_cast<std::int32_t>(TruncateToInt64(v)); });
-    }
-    return m_labels;
+    if (m_reader) return m_reader->read(first, n);
+    m_zeros.resize(static_cast<std::size_t>(n));
+    return m_zeros;
 }
 
 } // namespace vx::cache

@@ -1,6 +1,7 @@
 // The options of every verb that writes a cloud.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/verbs/session.h"
 
 #include <CLI/CLI.hpp>
@@ -50,11 +51,8 @@ class LabelReader {
     std::span<const std::int32_t> read(std::int64_t first, std::int64_t n);
 
   private:
-    int m_index;
-    Reader<double> m_doubles;
-    Reader<std::int64_t> m_integers;
-    bool m_is_integer;
-    std::vector<std::int32_t> m_labels;
+    std::optional<TypedReader<std::int32_t>> m_reader;
+    std::vector<std::int32_t> m_zeros;
 };
 
 } // namespace vx::cache

@@ -1,5 +1,6 @@
 #include "cache/verbs/selection.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/error.h"
 #include "cache/verbs/output.h"
 
@@ -22,7 +23,7 @@ std::size_t need(const Cloud& cloud, const char* name, int width) {
 // Walks over one attribute and drops the points that the test does not want.
 template <typename Test>
 void sift(Cloud& cloud, std::size_t attribute, std::vector<bool>& keep, Test&& wanted) {
-    Reader<double> reader(cloud, attribute);
+    TypedReader<double> reader(cloud, attribute);
     const auto width = static_cast<std::size_t>(reader.width());
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto values = reader.read(first, n);

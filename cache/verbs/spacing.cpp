@@ -1,5 +1,6 @@
 #include "cache/verbs/spacing.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/parallel.h"
 
 #include <algorithm>
@@ -116,7 +117,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
     }
     Grid grid(low, size, cells);
     std::vector<Sample> samples;
-    Reader<double> reader(cloud, position);
+    TypedReader<double> reader(cloud, position);
     const std::int64_t step = std::max<std::int64_t>(cloud.count / wanted_samples, 1);
     for (std::int64_t at = 0; at < cloud.count; at += step) {
         const auto p = reader.read(at, 1);
@@ -132,7 +133,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
                                              std::vector<double>(samples.size(), infinite));
     std::atomic<std::int64_t> next = 0;
     run_workers(workers, [&](int worker) {
-        Reader<double> own(cloud, position);
+        TypedReader<double> own(cloud, position);
         for (;;) {
             const std::int64_t begin = next.fetch_add(piece_points);
             const std::int64_t end = std::min(begin + piece_points, cloud.count);

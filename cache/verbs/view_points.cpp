@@ -1,5 +1,6 @@
 #include "cache/verbs/view_points.h"
 
+#include "cache/cloud/attribute_reader.h"
 #include <algorithm>
 #include <cmath>
 
@@ -67,9 +68,9 @@ double ViewCloud::derived_radius() const {
 
 void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) {
     without_position = without_value = 0;
-    Reader<double> positions(m_cloud, m_position);
-    Reader<double> normals(m_cloud, m_normal.value_or(m_position));
-    Reader<double> radii(m_cloud, m_radius.value_or(m_position));
+    TypedReader<double> positions(m_cloud, m_position);
+    TypedReader<double> normals(m_cloud, m_normal.value_or(m_position));
+    TypedReader<double> radii(m_cloud, m_radius.value_or(m_position));
     ColourReader colours(m_cloud, m_colouring);
     std::optional<LabelReader> labels;
     if (m_labels) labels.emplace(m_cloud);

@@ -1,6 +1,7 @@
 // Clouds of values that stand in a test, and files that are gone after it.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/cloud.h"
 
 #include <cstdint>
@@ -45,7 +46,7 @@ class MemoryCloud final : public Cloud {
 template <typename T>
 std::vector<T> values_of(Cloud& cloud, const std::string& name) {
     const auto index = static_cast<std::size_t>(cloud.find(name));
-    Reader<T> reader(cloud, index);
+    TypedReader<T> reader(cloud, index);
     const auto values = reader.read(0, cloud.count);
     return {values.begin(), values.end()};
 }

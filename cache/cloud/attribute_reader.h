@@ -1,0 +1,77 @@
+// One attribute of a cloud, read in runs of points in the type that the caller wants.
+#pragma once
+
+#include "cache/cloud/cloud.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace vx::cache {
+
+/// How values that an int32 cannot hold become one.
+enum class IntegerRule {
+    clamp, ///< truncated toward zero and cut to the range; not-a-number is 0
+    wrap   ///< truncated toward zero, then the low 32 bits: as the shaders read labels
+};
+
+/// Reads one attribute in a type that is chosen at run time and counts the values that change.
+/// Keeps a reference to the cloud.
+class AttributeReader {
+  public:
+    AttributeReader(Cloud& cloud, std::size_t attribute, Type to,
+                    IntegerRule rule = IntegerRule::clamp)
+        : m_cloud(cloud), m_index(attribute), m_to(to), m_rule(rule) {}
+
+    /// The n * width values of points first to first + n - 1, or of the single value (0 and 1),
+    /// valid until the next call. Throws FileError.
+    const std::byte* read(std::int64_t first, std::int64_t n);
+
+    const Attribute& attribute() const { return m_cloud.attributes[m_index]; }
+    Type type() const { return m_to; }
+    /// How many values were converted so far, and how many of them the type cannot hold.
+    std::int64_t converted() const { return m_converted; }
+    std::int64_t changed() const { return m_changed; }
+
+  private:
+    Cloud& m_cloud;
+    std::size_t m_index;
+    Type m_to;
+    IntegerRule m_rule;
+    std::int64_t m_converted = 0;
+    std::int64_t m_changed = 0;
+    std::vector<std::byte> m_stored;
+    std::vector<std::byte> m_values;
+};
+
+/// The same in a type that is known when the program is compiled. A single value is repeated for
+/// every point.
+template <typename T>
+class TypedReader {
+  public:
+    TypedReader(Cloud& cloud, std::size_t attribute, IntegerRule rule = IntegerRule::clamp)
+        : m_reader(cloud, attribute, type_of<T>(), rule) {}
+
+    /// n * width values, valid until the next call. Throws FileError.
+    std::span<const T> read(std::int64_t first, std::int64_t n) {
+        if (n == 0) return {};
+        const bool single = m_reader.attribute().single;
+        const auto step = static_cast<std::size_t>(width());
+        const std::size_t total = static_cast<std::size_t>(n) * step;
+        const auto* values =
+            reinterpret_cast<const T*>(m_reader.read(single ? 0 : first, single ? 1 : n));
+        if (!single) return {values, total};
+        m_repeated.resize(total);
+        for (std::size_t i = 0; i < total; ++i)
+            m_repeated[i] = i < step ? values[i] : m_repeated[i - step];
+        return m_repeated;
+    }
+    int width() const { return m_reader.attribute().width; }
+
+  private:
+    AttributeReader m_reader;
+    std::vector<T> m_repeated;
+};
+
+} // namespace vx::cache
