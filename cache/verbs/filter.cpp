@@ -1,0 +1,77 @@
+// Some of the points of a cloud.
+#include "cache/cloud/derived.h"
+#include "cache/verbs/input_output.h"
+#include "cache/verbs/selection.h"
+#include "cache/verbs/verbs.h"
+
+#include <cmath>
+#include <memory>
+
+namespace vx::cache {
+
+namespace {
+
+void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
+    texts.resize(4);
+    app.add_option_function<std::string>(
+           "--labels", [&c](const std::string& text) { c.labels = text; },
+           "labels to keep, as 1,3,5-7")
+        ->group("Criteria");
+    app.add_option("--box", texts[0], "x,y,z,X,Y,Z: points within the box of these corners")
+        ->group("Criteria");
+    app.add_option("--around", texts[1], "x,y,z,r: points no farther than r from x,y,z")
+        ->group("Criteria");
+    app.add_option("--cone", texts[2],
+                   "x,y,z,a: points whose normal is within an angle of a degrees of x,y,z")
+        ->group("Criteria");
+    app.add_option("--opacity", texts[3], "least,most: points with an opacity in this range")
+        ->group("Criteria");
+    app.add_flag("--invert", c.invert,
+                 "keep the points that the criteria refuse; thinning comes after it")
+        ->group("Criteria");
+    app.add_option("--random", c.random, "keep this share of the points, chosen at random")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group("Thinning");
+    app.add_option("--seed", c.seed, "a number that stands for another random choice (default 0)")
+        ->group("Thinning");
+    app.add_option("--spacing", c.spacing,
+                   "keep points that are at least so far from all that were kept before")
+        ->check(CLI::NonNegativeNumber)
+        ->group("Thinning");
+}
+
+void take_texts(Criteria& c, const std::vector<std::string>& texts) {
+    if (!texts[0].empty()) c.box = parse_numbers(texts[0], 6, "--box");
+    if (!texts[1].empty()) c.around = parse_numbers(texts[1], 4, "--around");
+    if (!texts[2].empty()) c.cone = parse_numbers(texts[2], 4, "--cone");
+    if (!c.cone.empty() && !(std::hypot(c.cone[0], c.cone[1], c.cone[2]) > 0)) {
+        throw UsageError("--cone: the direction has no length");
+    }
+    if (texts[3].empty()) return;
+    const std::vector<double> opacity = parse_numbers(texts[3], 2, "--opacity");
+    c.least_opacity = opacity[0];
+    c.most_opacity = opacity[1];
+}
+
+} // namespace
+
+Run add_filter(CLI::App& app) {
+    struct Options {
+        InputOutput files;
+        Criteria criteria;
+        std::vector<std::string> texts;
+    };
+    auto o = std::make_shared<Options>();
+    o->files.add(app);
+    add_criteria(app, o->criteria, o->texts);
+    return [o](Session& session) {
+        take_texts(o->criteria, o->texts);
+        o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
+            SelectedCloud some(*opened.cloud, select_points(*opened.cloud, o->criteria));
+            report_kept(session, path, some, *opened.cloud);
+            o->files.options.write(session, some, path, opened.format);
+        });
+    };
+}
+
+} // namespace vx::cache

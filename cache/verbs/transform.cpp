@@ -1,0 +1,56 @@
+// A cloud that is scaled, turned and moved.
+#include "cache/cloud/derived.h"
+#include "cache/verbs/input_output.h"
+#include "cache/verbs/verbs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace vx::cache {
+
+Run add_transform(CLI::App& app) {
+    struct Options {
+        InputOutput files;
+        std::string matrix;
+        std::string translate;
+        double scale = 1;
+        std::string up;
+    };
+    auto o = std::make_shared<Options>();
+    o->files.add(app);
+    app.add_option("--scale", o->scale, "a factor for all lengths; applied first");
+    app.add_option("--up", o->up, "turn the up axis: y-to-z or z-to-y; applied second")
+        ->check(CLI::IsMember({"y-to-z", "z-to-y"}));
+    app.add_option("--matrix", o->matrix,
+                   "16 numbers with commas, rows as in scene files, the translation in the last; "
+                   "applied third");
+    app.add_option("--translate", o->translate, "x,y,z to add; applied last");
+    return [o](Session& session) {
+        if (!(o->scale > 0) || !std::isfinite(o->scale))
+            throw UsageError("--scale: must be above 0");
+        const double s = o->scale;
+        Matrix m{s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
+        if (o->up == "y-to-z") m = multiply(m, {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1});
+        if (o->up == "z-to-y") m = multiply(m, {1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1});
+        if (!o->matrix.empty()) {
+            Matrix given{};
+            const std::vector<double> numbers = parse_numbers(o->matrix, 16, "--matrix");
+            std::copy(numbers.begin(), numbers.end(), given.begin());
+            if (given[3] != 0 || given[7] != 0 || given[11] != 0 || given[15] != 1) {
+                throw UsageError("--matrix: the last column must be 0,0,0,1");
+            }
+            m = multiply(m, given);
+        }
+        if (!o->translate.empty()) {
+            const std::vector<double> t = parse_numbers(o->translate, 3, "--translate");
+            m = multiply(m, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, t[0], t[1], t[2], 1});
+        }
+        o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
+            TransformedCloud moved(*opened.cloud, m);
+            o->files.options.write(session, moved, path, opened.format);
+        });
+    };
+}
+
+} // namespace vx::cache
