@@ -10,19 +10,20 @@ struct Verb {
     const char* name;
     const char* what;
     const char* group;
+    bool reports; // has --json
     const char* examples;
     vx::cache::Run (*add)(CLI::App&);
 };
 
 constexpr Verb verbs[] = {
-    {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look",
+    {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look", true,
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
      vx::cache::add_info},
-    {"check", "tell whether a file is whole, consistent, finite and sensible", "Look",
+    {"check", "tell whether a file is whole, consistent, finite and sensible", "Look", true,
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
-    {"view", "a picture of a cloud, or a page to look around in", "Look",
+    {"view", "a picture of a cloud, or a page to look around in", "Look", false,
      "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
      "  vx_cache view shot.0001.pdc --html shot.html    opens in any browser\n"
      "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
@@ -31,33 +32,33 @@ constexpr Verb verbs[] = {
      "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
      "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
      vx::cache::add_view},
-    {"diff", "compare two clouds; the exit status is 1 when they differ", "Look",
+    {"diff", "compare two clouds; the exit status is 1 when they differ", "Look", true,
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
      "b.npz",
      vx::cache::add_diff},
     {"lookup",
      "tell what vx_pc_read sees at a point: the points it finds, their weights, the colour, "
      "and why there is none",
-     "Look",
+     "Look", true,
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
      "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
      "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
      vx::cache::add_lookup},
-    {"convert", "write a cloud in another format", "Make",
+    {"convert", "write a cloud in another format", "Make", false,
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
      "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
      vx::cache::add_convert},
     {"filter", "keep some of a cloud's points: by label, place, direction, opacity, or thinned",
-     "Make",
+     "Make", false,
      "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
      "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
      vx::cache::add_filter},
-    {"merge", "join many clouds into one", "Make",
+    {"merge", "join many clouds into one", "Make", false,
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
      "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
      vx::cache::add_merge},
-    {"transform", "scale, turn and move a cloud", "Make",
+    {"transform", "scale, turn and move a cloud", "Make", false,
      "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
      "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
      vx::cache::add_transform},
@@ -95,8 +96,7 @@ int main(int argc, char** argv) {
             ->group("General");
         sub->add_flag("-v,--verbose", session.verbose, "print what was done, too")
             ->group("General");
-        const std::string name = verb.name;
-        if (name == "info" || name == "check" || name == "diff" || name == "lookup") {
+        if (verb.reports) {
             sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
         }
         sub->add_option("--time", session.open_options.time,

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int64_t widest = 4096;
 
-struct Array {
+struct NpyArray {
     ZipEntry entry;
     std::unique_ptr<Spool> unpacked; // of a deflated entry
     std::int64_t data = 0;           // offset of the values within the entry
@@ -31,7 +31,7 @@ struct Array {
     std::int64_t rows() const { return shape.empty() ? 1 : shape[0]; }
 };
 
-Type type_of_array(const Array& a) {
+Type type_of_array(const NpyArray& a) {
     if (a.kind == 'f') return a.size == 8 ? Type::float64 : Type::float32;
     const bool small = a.size < 4 || (a.size == 4 && a.kind != 'u');
     return small ? Type::int32 : Type::int64;
@@ -57,7 +57,7 @@ T raw(const std::byte* at) {
 }
 
 // One stored value, already in the machine's byte order, into the model's type.
-void put_value(const Array& a, const std::byte* in, std::byte* out) {
+void put_value(const NpyArray& a, const std::byte* in, std::byte* out) {
     const auto put = [out](auto value) { std::memcpy(out, &value, sizeof value); };
     if (a.kind == 'f') {
         if (a.size == 2) return put(half_to_float(raw<std::uint16_t>(in)));
@@ -87,7 +87,7 @@ class NpzCloud final : public Cloud {
     void add_entries(Findings& findings);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
     std::int64_t byte_offset(std::size_t attribute, std::int64_t point) const override {
-        const Array& a = m_arrays[attribute];
+        const NpyArray& a = m_arrays[attribute];
         if (a.entry.method != 0 || a.fortran) return -1;
         return a.entry.data + a.data +
                (attributes[attribute].single ? 0 : point) * attributes[attribute].width * a.size;
@@ -95,27 +95,27 @@ class NpzCloud final : public Cloud {
     std::vector<std::pair<std::int64_t, std::string>> verify() override;
 
   private:
-    void unpack(Array& array);
-    bool parse_header(Array& array, Findings& findings);
+    void unpack(NpyArray& array);
+    bool parse_header(NpyArray& array, Findings& findings);
     void settle();
-    void read_bytes(const Array& a, std::int64_t at, void* out, std::size_t bytes) const {
+    void read_bytes(const NpyArray& a, std::int64_t at, void* out, std::size_t bytes) const {
         if (a.unpacked) {
             a.unpacked->read(at, out, bytes);
         } else {
             m_file->read(a.entry.data + at, out, bytes);
         }
     }
-    [[noreturn]] void fail(const Array& a, const std::string& why) const {
+    [[noreturn]] void fail(const NpyArray& a, const std::string& why) const {
         throw FileError(m_file->name(), a.entry.data, "'" + a.entry.name + "': " + why);
     }
 
     FilePtr m_file;
     SpoolBudget m_budget;
-    std::vector<Array> m_arrays;
+    std::vector<NpyArray> m_arrays;
     std::vector<std::byte> m_raw;
 };
 
-void NpzCloud::unpack(Array& array) {
+void NpzCloud::unpack(NpyArray& array) {
     const ZipEntry& entry = array.entry;
     array.unpacked = std::make_unique<Spool>(m_budget);
     std::vector<unsigned char> in(1 << 16);
@@ -161,7 +161,7 @@ std::string_view value_of(std::string_view header, std::string_view key) {
     return header.substr(std::min(header.find_first_not_of(' ', colon + 1), header.size()));
 }
 
-bool NpzCloud::parse_header(Array& array, Findings& findings) {
+bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
     const std::int64_t size = array.entry.size;
     std::array<unsigned char, 12> start{};
     if (size < 10) fail(array, "is too short for an array");
@@ -234,7 +234,7 @@ void NpzCloud::add_entries(Findings& findings) {
                 {Severity::note, entry.header, "'" + entry.name + "' is passed over"});
             continue;
         }
-        Array array;
+        NpyArray array;
         array.entry = entry;
         if (entry.method == 8) {
             unpack(array);
@@ -263,15 +263,15 @@ void NpzCloud::settle() {
         }
     }
     const int position = find("position");
-    for (const Array& a : m_arrays) {
+    for (const NpyArray& a : m_arrays) {
         if (!a.shape.empty()) count = std::max(count, a.rows());
     }
     if (position >= 0) {
-        const Array& a = m_arrays[static_cast<std::size_t>(position)];
+        const NpyArray& a = m_arrays[static_cast<std::size_t>(position)];
         if (!a.shape.empty() && a.rows() != 1) count = a.rows();
     }
     for (std::size_t i = 0; i < m_arrays.size(); ++i) {
-        const Array& a = m_arrays[i];
+        const NpyArray& a = m_arrays[i];
         attributes[i].single = a.shape.empty() || (a.rows() == 1 && count != 1);
         if (!attributes[i].single && a.rows() != count) {
             fail(a,
@@ -281,7 +281,7 @@ void NpzCloud::settle() {
 }
 
 void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) {
-    const Array& a = m_arrays[attribute];
+    const NpyArray& a = m_arrays[attribute];
     const auto size = static_cast<std::size_t>(a.size);
     const auto width = static_cast<std::size_t>(attributes[attribute].width);
     const auto points = static_cast<std::size_t>(n);
@@ -317,7 +317,7 @@ void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, v
 std::vector<std::pair<std::int64_t, std::string>> NpzCloud::verify() {
     std::vector<std::pair<std::int64_t, std::string>> damage;
     std::vector<unsigned char> block(1 << 18);
-    for (const Array& a : m_arrays) {
+    for (const NpyArray& a : m_arrays) {
         if (a.unpacked) continue; // checked while it was unpacked
         std::uint32_t crc = 0;
         for (std::int64_t at = 0; at < a.entry.size; at += std::ssize(block)) {

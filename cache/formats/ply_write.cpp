@@ -44,8 +44,8 @@ std::string_view ply_name(Type type) {
 }
 
 // One attribute on its way into the rows.
-struct Column {
-    Column(Cloud& cloud, std::size_t index, Type to, bool as_bytes)
+struct PlyColumn {
+    PlyColumn(Cloud& cloud, std::size_t index, Type to, bool as_bytes)
         : source(cloud, index, to),
           width(static_cast<std::size_t>(cloud.attributes[index].width)),
           type(to),
@@ -64,15 +64,15 @@ std::uint8_t colour_byte(double value) {
     return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(value, 0.0, 1.0)));
 }
 
-std::size_t row_bytes(const std::vector<Column*>& columns) {
+std::size_t row_bytes(const std::vector<PlyColumn*>& columns) {
     std::size_t bytes = 0;
-    for (const Column* c : columns)
+    for (const PlyColumn* c : columns)
         bytes += c->width * c->size();
     return bytes;
 }
 
-void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, char* rows) {
-    for (Column* c : columns) {
+void put_binary(std::vector<PlyColumn*>& columns, std::size_t points, bool big, char* rows) {
+    for (PlyColumn* c : columns) {
         if (!big || c->bytes) continue;
         const std::size_t values = points * c->width;
         c->swapped.assign(c->values, c->values + values * c->size());
@@ -83,7 +83,7 @@ void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, cha
     for (std::size_t first = 0; first < points; first += rows_of_tile) {
         const std::size_t n = std::min(rows_of_tile, points - first);
         char* out = rows + first * stride;
-        for (const Column* c : columns) {
+        for (const PlyColumn* c : columns) {
             const std::size_t item = c->width * c->size();
             if (c->bytes) {
                 const std::byte* source = c->values + first * c->width * 8;
@@ -101,11 +101,11 @@ void put_binary(std::vector<Column*>& columns, std::size_t points, bool big, cha
     }
 }
 
-void put_text(std::vector<Column*>& columns, std::size_t points, std::string& text) {
+void put_text(std::vector<PlyColumn*>& columns, std::size_t points, std::string& text) {
     text.clear();
     for (std::size_t i = 0; i < points; ++i) {
         bool first = true;
-        for (const Column* c : columns) {
+        for (const PlyColumn* c : columns) {
             for (std::size_t k = 0; k < c->width; ++k) {
                 if (!first) text += ' ';
                 first = false;
@@ -125,10 +125,10 @@ void put_text(std::vector<Column*>& columns, std::size_t points, std::string& te
 } // namespace
 
 void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
-    std::vector<Column> columns;
+    std::vector<PlyColumn> columns;
     columns.reserve(cloud.attributes.size());
-    std::vector<Column*> rows;
-    std::vector<Column*> shared;
+    std::vector<PlyColumn*> rows;
+    std::vector<PlyColumn*> shared;
     std::string vertex;
     std::string element;
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
@@ -161,8 +161,8 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         throw FileError(out.name(), -1, "no attribute has a value per point");
     }
     std::string text;
-    const auto put = [&](std::vector<Column*>& some, std::int64_t first, std::int64_t n) {
-        for (Column* c : some)
+    const auto put = [&](std::vector<PlyColumn*>& some, std::int64_t first, std::int64_t n) {
+        for (PlyColumn* c : some)
             c->values = c->source.read(first, n);
         if (ascii) {
             put_text(some, static_cast<std::size_t>(n), text);
@@ -178,7 +178,7 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         if (options.progress) options.progress(begin + count, cloud.count);
     });
     if (!shared.empty()) put(shared, 0, 1);
-    for (const Column& c : columns)
+    for (const PlyColumn& c : columns)
         note_rounding(c.source, notes);
 }
 

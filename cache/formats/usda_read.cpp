@@ -186,8 +186,8 @@ bool parse_type(std::string_view word, ValueType& out) {
     return out.type != Type::float32;
 }
 
-struct Array {
-    Array(const Attribute& a, SpoolBudget& budget) : attribute(a), values(budget) {}
+struct UsdaArray {
+    UsdaArray(const Attribute& a, SpoolBudget& budget) : attribute(a), values(budget) {}
     Attribute attribute;
     Spool values;
     std::int64_t rows = 0;
@@ -202,7 +202,7 @@ class UsdaCloud final : public Cloud {
 
     void parse(Findings& findings);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
-        const Array& a = *m_arrays[attribute];
+        const UsdaArray& a = *m_arrays[attribute];
         const auto size = static_cast<std::int64_t>(a.attribute.bytes());
         a.values.read(first * size, out, static_cast<std::size_t>(n * size));
     }
@@ -210,9 +210,9 @@ class UsdaCloud final : public Cloud {
   private:
     void parse_prim(Lexer& lexer, Findings& findings);
     void parse_property(Lexer& lexer, Findings& findings);
-    void parse_numbers(Lexer& lexer, const ValueType& type, Array& array) const;
-    std::unique_ptr<Array> parse_samples(Lexer& lexer, const ValueType& type, const Array& like,
-                                         Findings& findings);
+    void parse_numbers(Lexer& lexer, const ValueType& type, UsdaArray& array) const;
+    std::unique_ptr<UsdaArray> parse_samples(Lexer& lexer, const ValueType& type,
+                                             const UsdaArray& like, Findings& findings);
     bool is_better(double time, double than) const;
     void settle();
 
@@ -220,7 +220,7 @@ class UsdaCloud final : public Cloud {
     SpoolBudget m_budget;
     std::optional<double> m_time;
     std::set<std::string> m_constants; // attributes that are declared to have one value for all
-    std::vector<std::unique_ptr<Array>> m_arrays;
+    std::vector<std::unique_ptr<UsdaArray>> m_arrays;
     std::vector<bool> m_sampled; // of each array: whether its values are over time
 };
 
@@ -235,7 +235,7 @@ std::string attribute_name(std::string_view name) {
     return std::string(name);
 }
 
-void append_number(Lexer& lexer, Array& array) {
+void append_number(Lexer& lexer, UsdaArray& array) {
     const std::string& text = lexer.token().text;
     const Type type = array.attribute.type;
     if (is_integer(type)) {
@@ -263,7 +263,7 @@ void append_number(Lexer& lexer, Array& array) {
     lexer.next();
 }
 
-void UsdaCloud::parse_numbers(Lexer& lexer, const ValueType& type, Array& array) const {
+void UsdaCloud::parse_numbers(Lexer& lexer, const ValueType& type, UsdaArray& array) const {
     const auto tuple = [&] {
         if (type.width > 1) lexer.expect('(');
         for (int k = 0; k < type.width; ++k) {
@@ -295,9 +295,9 @@ bool UsdaCloud::is_better(double time, double than) const {
 }
 
 // The values at the time that is asked for; null without any.
-std::unique_ptr<Array> UsdaCloud::parse_samples(Lexer& lexer, const ValueType& type,
-                                                const Array& like, Findings& findings) {
-    std::unique_ptr<Array> best;
+std::unique_ptr<UsdaArray> UsdaCloud::parse_samples(Lexer& lexer, const ValueType& type,
+                                                    const UsdaArray& like, Findings& findings) {
+    std::unique_ptr<UsdaArray> best;
     double best_time = 0;
     std::int64_t samples = 0;
     if (!lexer.is('{')) {
@@ -323,7 +323,7 @@ std::unique_ptr<Array> UsdaCloud::parse_samples(Lexer& lexer, const ValueType& t
         if (lexer.is_word("None") || (best && !is_better(*time, best_time))) {
             lexer.skip_value();
         } else {
-            best = std::make_unique<Array>(like.attribute, m_budget);
+            best = std::make_unique<UsdaArray>(like.attribute, m_budget);
             best->offset = like.offset;
             best->scale = like.scale;
             best_time = *time;
@@ -366,7 +366,7 @@ void UsdaCloud::parse_property(Lexer& lexer, Findings& findings) {
         lexer.next();
         if (numbers && !lexer.is_word("None")) {
             const int twin = find(attribute.name);
-            auto array = std::make_unique<Array>(attribute, m_budget);
+            auto array = std::make_unique<UsdaArray>(attribute, m_budget);
             array->offset = offset;
             if (name == "widths") array->scale = 0.5;
             if (samples) {
@@ -439,7 +439,7 @@ void UsdaCloud::settle() {
     if (position < 0) throw FileError(m_file->name(), -1, "the Points prim has no points");
     count = m_arrays[static_cast<std::size_t>(position)]->rows;
     for (std::size_t i = 0; i < m_arrays.size(); ++i) {
-        Array& a = *m_arrays[i];
+        UsdaArray& a = *m_arrays[i];
         const bool one = a.rows == 1 && (count != 1 || m_constants.contains(a.attribute.name));
         if (static_cast<int>(i) != position && one) a.attribute.single = true;
         if (a.rows != (a.attribute.single ? 1 : count)) {

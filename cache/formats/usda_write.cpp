@@ -14,14 +14,14 @@ namespace vx::cache {
 namespace {
 
 // An attribute of the schema that a well-known one becomes.
-struct Known {
+struct SchemaAttribute {
     std::string_view name;
     std::string_view usd_type;
     std::string_view usd_name;
     int width;
     Type type;
 };
-constexpr std::array<Known, 6> known{
+constexpr std::array<SchemaAttribute, 6> known{
     {{"position", "point3f[]", "points", 3, Type::float32},
      {"normalPP", "normal3f[]", "normals", 3, Type::float32},
      {"rgbPP", "color3f[]", "primvars:displayColor", 3, Type::float32},
@@ -134,8 +134,8 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
     };
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         Attribute a = cloud.attributes[i];
-        const Known* schema = nullptr;
-        for (const Known& k : known) {
+        const SchemaAttribute* schema = nullptr;
+        for (const SchemaAttribute& k : known) {
             if (k.name == a.name && k.width == a.width) schema = &k;
         }
         const Type type = schema != nullptr ? schema->type : a.type;

@@ -23,7 +23,7 @@ namespace {
 constexpr std::int64_t group_points = std::int64_t{1} << 16;
 
 // How the values of an attribute stand in the page.
-struct Column {
+struct PageColumn {
     Type type = Type::float32;
     std::int64_t rounded = 0;
 };
@@ -87,7 +87,7 @@ class Survey {
             }
         }
     }
-    Column column(Type source) const {
+    PageColumn column(Type source) const {
         if (m_int32) return {Type::int32, 0};
         if (source == Type::int64) return {Type::int64, 0};
         if (m_rounded > 0 && (m_whole || m_beyond)) return {Type::float64, 0};
@@ -101,7 +101,7 @@ class Survey {
     std::int64_t m_rounded = 0;
 };
 
-Column survey(Cloud& cloud, std::size_t index) {
+PageColumn survey(Cloud& cloud, std::size_t index) {
     const Attribute& attribute = cloud.attributes[index];
     return with_type(attribute.type, [&](auto* type) {
         using T = std::remove_pointer_t<decltype(type)>;
@@ -201,14 +201,15 @@ void write_values(Cloud& cloud, std::size_t index, OutputFile& out, Change&& cha
     elements.finish();
 }
 
-std::string rounding_note(const Attribute& attribute, const Column& column, std::int64_t points) {
+std::string rounding_note(const Attribute& attribute, const PageColumn& column,
+                          std::int64_t points) {
     return "'" + attribute.name + "': " + std::to_string(column.rounded) + " of " +
            std::to_string((attribute.single ? 1 : points) * attribute.width) +
            " values are rounded to 32-bit floats";
 }
 
 Notes notes_of(const Cloud& whole, const SampledCloud& part, const Place& place,
-               const std::vector<Column>& columns) {
+               const std::vector<PageColumn>& columns) {
     Notes notes;
     if (part.count < whole.count) {
         notes.push_back("has " + std::to_string(part.count) + " of the " +
@@ -246,7 +247,7 @@ nlohmann::json describe_start(const PageStart& start) {
 }
 
 nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Place& place,
-                        const std::vector<Column>& columns, const Notes& notes) {
+                        const std::vector<PageColumn>& columns, const Notes& notes) {
     nlohmann::json page;
     page["version"] = 1;
     // Without its folders: pages are handed on.
@@ -308,7 +309,7 @@ void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes
     };
     const Place place = locate(cloud, part, position);
     advance();
-    std::vector<Column> columns(part.attributes.size());
+    std::vector<PageColumn> columns(part.attributes.size());
     for (std::size_t a = 0; a < columns.size(); ++a) {
         if (a != position) columns[a] = survey(part, a);
         advance();

@@ -16,9 +16,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // Counts one kind of oddity and keeps the place of the first.
-class Tally {
+class OddityCount {
   public:
-    Tally(Severity severity, std::string what) : m_severity(severity), m_what(std::move(what)) {}
+    OddityCount(Severity severity, std::string what)
+        : m_severity(severity), m_what(std::move(what)) {}
     void add(const Cloud& cloud, std::size_t attribute, std::int64_t point) {
         if (m_count++ > 0) return;
         m_offset = cloud.byte_offset(attribute, point);
@@ -44,12 +45,12 @@ void check_values(Cloud& cloud, std::size_t index, Findings& findings) {
     const std::string name = "'" + a.name + "'";
     if (is_integer(a.type)) return;
     const bool is_position = a.name == "position";
-    Tally not_finite(is_position ? Severity::error : Severity::warning,
-                     "values of " + name + " are not finite");
-    Tally length(Severity::warning, "values of " + name + " are not of length 1");
-    Tally range(Severity::warning, "values of " + name + " are outside 0..1");
-    Tally negative(Severity::warning, "values of " + name + " are not above 0");
-    Tally fraction(Severity::warning, "values of " + name + " are not whole numbers");
+    OddityCount not_finite(is_position ? Severity::error : Severity::warning,
+                           "values of " + name + " are not finite");
+    OddityCount length(Severity::warning, "values of " + name + " are not of length 1");
+    OddityCount range(Severity::warning, "values of " + name + " are outside 0..1");
+    OddityCount negative(Severity::warning, "values of " + name + " are not above 0");
+    OddityCount fraction(Severity::warning, "values of " + name + " are not whole numbers");
     const bool whole = a.name == "id" || a.name == "tag";
     TypedReader<double> reader(cloud, index);
     const auto width = static_cast<std::size_t>(a.width);
@@ -77,7 +78,7 @@ void check_values(Cloud& cloud, std::size_t index, Findings& findings) {
             if (whole && v != std::trunc(v)) fraction.add(cloud, index, point);
         }
     });
-    for (const Tally* tally : {&not_finite, &length, &range, &negative, &fraction})
+    for (const OddityCount* tally : {&not_finite, &length, &range, &negative, &fraction})
         tally->report(findings);
 }
 
@@ -101,7 +102,7 @@ void check_ids(Cloud& cloud, std::size_t index, Findings& findings) {
         return;
     }
     std::vector<bool> seen(span + 1);
-    Tally twins(Severity::warning, "values of 'id' were there before");
+    OddityCount twins(Severity::warning, "values of 'id' were there before");
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto ids = reader.read(first, n);
         for (std::size_t i = 0; i < ids.size(); ++i) {

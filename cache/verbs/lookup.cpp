@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct Query {
+struct LookupPoint {
     Float3 point{};
     Float3 normal{};
 };
@@ -53,13 +53,13 @@ Float3 colour_of(const std::string& text, const std::string& option) {
     return {static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2])};
 }
 
-std::vector<Query> queries_of_options(const Options& o) {
+std::vector<LookupPoint> queries_of_options(const Options& o) {
     if (o.normals.size() > 1 && o.normals.size() != o.points.size()) {
         throw UsageError("--normal: one for all points or as many as there are points");
     }
-    std::vector<Query> queries;
+    std::vector<LookupPoint> queries;
     for (std::size_t i = 0; i < o.points.size(); ++i) {
-        Query q;
+        LookupPoint q;
         q.point = vector_of(o.points[i], "--point");
         if (!o.normals.empty()) {
             q.normal = vector_of(o.normals[o.normals.size() == 1 ? 0 : i], "--normal");
@@ -69,7 +69,7 @@ std::vector<Query> queries_of_options(const Options& o) {
     return queries;
 }
 
-void queries_of_file(const Session& session, const Options& o, std::vector<Query>& queries) {
+void queries_of_file(const Session& session, const Options& o, std::vector<LookupPoint>& queries) {
     const OpenedCloud opened = session.open(o.queries);
     Cloud& cloud = *opened.cloud;
     TypedReader<float> positions(cloud, need_position(cloud));
@@ -85,7 +85,7 @@ void queries_of_file(const Session& session, const Options& o, std::vector<Query
         std::span<const float> v;
         if (has) v = normals.read(first, n);
         for (std::size_t i = 0; i < 3 * static_cast<std::size_t>(n); i += 3) {
-            Query q{{p[i], p[i + 1], p[i + 2]}, given};
+            LookupPoint q{{p[i], p[i + 1], p[i + 2]}, given};
             if (has && o.normals.empty()) q.normal = {v[i], v[i + 1], v[i + 2]};
             queries.push_back(q);
         }
@@ -166,7 +166,7 @@ void print_table(const Seen& seen) {
     }
 }
 
-void print(const ReaderProbe& probe, const Options& o, const Query& q, const Seen& seen) {
+void print(const ReaderProbe& probe, const Options& o, const LookupPoint& q, const Seen& seen) {
     const Tally& t = seen.tally;
     std::printf("  point     %s", numbers(q.point).c_str());
     if (o.needs_normal()) std::printf(", normal %s", numbers(q.normal).c_str());
@@ -196,7 +196,7 @@ void print(const ReaderProbe& probe, const Options& o, const Query& q, const See
     if (!seen.found.empty()) print_table(seen);
 }
 
-Json describe(const ReaderProbe& probe, const Options& o, const Query& q, const Seen& seen) {
+Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, const Seen& seen) {
     const Tally& t = seen.tally;
     Json out;
     out["point"] = json_of(q.point);
@@ -254,7 +254,7 @@ void add_parameters(CLI::App& app, Options& o) {
 }
 
 void look(Session& session, const Options& o, const std::string& path, Json& all) {
-    std::vector<Query> queries = queries_of_options(o);
+    std::vector<LookupPoint> queries = queries_of_options(o);
     if (!o.queries.empty()) queries_of_file(session, o, queries);
     const Float3 direction = o.direction.empty() ? Float3{} : vector_of(o.direction, "--direction");
     OpenedCloud opened = session.open(path);

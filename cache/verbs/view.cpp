@@ -206,7 +206,7 @@ class ViewRun {
 
     Session& m_session;
     const ViewOptions& m_options;
-    Survey m_survey;
+    SequenceSummary m_survey;
     Colouring m_colouring;
     Legend m_legend;
     PlacedCamera m_placed;

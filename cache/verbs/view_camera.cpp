@@ -59,7 +59,7 @@ class Rings {
 
 } // namespace
 
-PlacedCamera place_camera(const ViewOptions& options, const Survey& survey, int aside,
+PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& survey, int aside,
                           const EachBall& each) {
     const CameraChoice& choice = options.camera;
     PlacedCamera placed;

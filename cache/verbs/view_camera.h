@@ -12,7 +12,7 @@ struct PlacedCamera {
     Camera camera;
     Vec centre; // what a turntable turns about
 };
-PlacedCamera place_camera(const ViewOptions& options, const Survey& survey, int aside,
+PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& survey, int aside,
                           const EachBall& each);
 
 // The same camera after it went around the up axis through the centre by an angle in degrees, to

@@ -96,7 +96,7 @@ void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) 
     });
 }
 
-void Survey::add(ViewCloud& cloud) {
+void SequenceSummary::add(ViewCloud& cloud) {
     cloud.each([this](const ViewCloud::Point& p, ColourReader& colours) {
         if (points++ == 0) low = high = p.position;
         low = {std::min(low.x, p.position.x), std::min(low.y, p.position.y),

@@ -60,7 +60,7 @@ class ViewCloud {
 };
 
 // What is known after a walk over all clouds of a sequence.
-struct Survey {
+struct SequenceSummary {
     std::int64_t points = 0; // that are drawn
     Vec low, high;           // of their positions
     double radius = 0;       // the largest
