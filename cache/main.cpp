@@ -15,7 +15,7 @@ struct Verb {
     vx::cache::Run (*add)(CLI::App&);
 };
 
-constexpr Verb verbs[] = {
+constexpr Verb kVerbs[] = {
     {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look", true,
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
                "Exit status: 0 done, 1 something failed or differs, 2 wrong use.");
     vx::cache::Session session;
     vx::cache::Run chosen;
-    for (const Verb& verb : verbs) {
+    for (const Verb& verb : kVerbs) {
         CLI::App* const sub = app.add_subcommand(verb.name, verb.what);
         sub->group(verb.group);
         sub->footer(verb.examples);

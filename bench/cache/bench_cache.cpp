@@ -1,7 +1,7 @@
 // vx_cache over a baked cache of a million points: info, pdc to ply, pdc to a map, each against the
 // plain read(2) of the same file in large blocks, page cache warm.
 //
-// The variants take turns and the fastest run of each counts, so that a busy neighbour hits all
+// The variants take turns and the fastest run of each counts, so that a busy neighbor hits all
 // alike. Processor time is that of all threads, from the fastest run by the clock.
 #include "cache/cloud/parallel.h"
 #include "cache/formats/format.h"
@@ -27,7 +27,7 @@ namespace {
 
 using namespace vx::cache;
 
-constexpr std::size_t read_block = std::size_t{4} << 20;
+constexpr std::size_t kReadBlock = std::size_t{4} << 20;
 
 // Hills in scan order, as an eye ray per pixel finds them; six labels in patches.
 CPoint bench_point(int i, int side) {
@@ -55,7 +55,7 @@ bool write_cache(const std::string& path, int points) {
 }
 
 void plain_read(const std::string& path) {
-    static std::vector<char> block(read_block);
+    static std::vector<char> block(kReadBlock);
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     while (::read(fd, block.data(), block.size()) > 0) {
     }

@@ -31,7 +31,7 @@ To convert_value(From value) {
     }
 }
 
-// Whether a converted value still says the same.
+// Whether a converted value equals the original.
 template <typename To, typename From>
 bool is_same_value(To now, From before) {
     if constexpr (std::is_floating_point_v<From>) {

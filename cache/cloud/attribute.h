@@ -1,4 +1,4 @@
-// What a cloud has per point: named values of one type, and how values change type.
+// Attributes of a cloud: named values of one type per point, and conversions between types.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ inline bool is_integer(Type type) {
     return type == Type::int32 || type == Type::int64;
 }
 
-// One attribute. Well-known names, whatever a format calls them: "position" (width 3), "normalPP"
+// One attribute. These names are the same in every file format: "position" (width 3), "normalPP"
 // (3), "rgbPP" (3), "opacityPP", "radius" (world units), "id", "tag" (label).
 struct Attribute {
     std::string name;
@@ -54,9 +54,9 @@ constexpr Type type_of() {
     return static_cast<T>(0.5) == T{} ? Type::int64 : Type::float64;
 }
 
-// Copies `count` values from one type to another and returns how many of them changed their value
-// in doing so. To integers: truncated toward zero, cut to the range, 0 for not-a-number. Not-a-
-// number stays one between the floating types, which is no change.
+// Copies `count` values from one type to another and returns how many of them changed. Integers
+// are truncated toward zero and clamped to the range of the type; not-a-number becomes 0. Between
+// the floating types not-a-number is kept and not counted.
 std::int64_t convert_values(Type from, const void* in, Type to, void* out, std::size_t count);
 
 // The same to int32 as the shaders read labels: truncated toward zero to int64, of which the low 32

@@ -1,5 +1,5 @@
-// A point cloud as the verbs see it: named attributes whose values are read in any order, a run of
-// points at a time, so that a cloud never has to fit into memory.
+// A point cloud: named attributes whose values are read in any order, a run of points at a time, so
+// that a cloud does not have to fit into memory.
 #pragma once
 
 #include "cache/cloud/attribute.h"
@@ -14,8 +14,8 @@
 
 namespace vx::cache {
 
-// Points that are worked on at a time: small enough for the cache, large enough for a system call.
-inline constexpr std::int64_t block_points = 8192;
+// Points per run: small enough for the processor's cache, large enough for a system call.
+inline constexpr std::int64_t kBlockPoints = 8192;
 
 class Cloud {
   public:
@@ -25,11 +25,11 @@ class Cloud {
     Cloud& operator=(const Cloud&) = delete;
 
     // Values of points first..first+n-1 (or of the single value: 0 and 1), n * width of them, in
-    // the attribute's type. Throws FileError. One thread at a time, unless the cloud says
-    // otherwise.
+    // the attribute's type. Throws FileError. Not thread-safe unless reads_in_parallel() is
+    // true.
     virtual void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) = 0;
     virtual bool reads_in_parallel() const { return false; }
-    // Where a value stands in its file, -1 where that has no meaning.
+    // Byte offset of a value in its file, -1 if it has none.
     virtual std::int64_t byte_offset(std::size_t, std::int64_t) const { return -1; }
 
     // Damage that reading alone does not show (check sums), as offset and text. Reads everything.
@@ -40,7 +40,7 @@ class Cloud {
     std::string file_name; // the file's, for messages
     std::int64_t count = 0;
     std::vector<Attribute> attributes;
-    // What the format says of itself and the model has no place for, as name and text.
+    // Properties of the file that are not attributes, as name and text.
     std::vector<std::pair<std::string, std::string>> details;
 };
 using CloudPtr = std::unique_ptr<Cloud>;
@@ -48,8 +48,8 @@ using CloudPtr = std::unique_ptr<Cloud>;
 // Calls f(first, n) for the blocks of a cloud, in order.
 template <typename F>
 void for_blocks(std::int64_t count, F&& f) {
-    for (std::int64_t first = 0; first < count; first += block_points)
-        f(first, std::min(block_points, count - first));
+    for (std::int64_t first = 0; first < count; first += kBlockPoints)
+        f(first, std::min(kBlockPoints, count - first));
 }
 
 // Index of "position" with three values per point; throws FileError without one.

@@ -28,8 +28,8 @@ void SelectedCloud::read(std::size_t attribute, std::int64_t first, std::int64_t
     auto* target = static_cast<std::byte*>(out);
     auto block = std::upper_bound(m_starts.begin(), m_starts.end(), first) - m_starts.begin() - 1;
     for (std::int64_t done = 0; done < n; ++block) {
-        const std::int64_t begin = block * block_points;
-        const std::int64_t points = std::min(block_points, m_cloud.count - begin);
+        const std::int64_t begin = block * kBlockPoints;
+        const std::int64_t points = std::min(kBlockPoints, m_cloud.count - begin);
         std::int64_t rank = m_starts[static_cast<std::size_t>(block)];
         m_raw.resize(static_cast<std::size_t>(points) * size);
         m_cloud.read(attribute, begin, points, m_raw.data());

@@ -1,4 +1,4 @@
-// Clouds made of other clouds without copying them.
+// Clouds that are computed from other clouds while they are read.
 #pragma once
 
 #include "cache/cloud/cloud.h"

@@ -23,7 +23,7 @@ class FileError : public std::runtime_error {
     std::int64_t offset;
 };
 
-// A command that asks for something that makes no sense; ends the program with status 2.
+// A command line that is not valid. The program ends with status 2.
 class UsageError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -11,7 +11,7 @@
 
 namespace vx::cache {
 
-// An open file descriptor.
+// Owns an open file descriptor.
 class Descriptor {
   public:
     explicit Descriptor(int fd = -1) : m_fd(fd) {}
@@ -52,7 +52,7 @@ class InputFile {
     std::int64_t m_size = 0;
 };
 
-// Reads a file front to back and knows where it stands.
+// Reads a file from front to back and keeps track of the offset.
 class ByteReader {
   public:
     ByteReader(const InputFile& file, std::int64_t begin, std::int64_t end);
@@ -89,7 +89,7 @@ class ByteReader {
 class WriteBehind;
 
 // Written beside its place and moved there by commit(); without it nothing stays. A device or a
-// pipe gets the finished bytes at commit().
+// pipe receives all bytes at commit().
 class OutputFile {
   public:
     // Throws FileError, also when the file is there and `force` is not given.
@@ -137,7 +137,7 @@ class OutputFile {
 // closed pipe and a limit on the size of files errors of writing. The status is 128 and the signal.
 void clean_up_on_signals();
 
-// While one lives such signals wait: for writers that have temporary files of their own.
+// Blocks these signals during its lifetime, for writers that have temporary files of their own.
 class HeldSignals {
   public:
     HeldSignals();

@@ -18,7 +18,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t block_bytes = 1 << 21;
+constexpr std::size_t kBlockBytes = 1 << 21;
 
 // The name of the unfinished output, for the signal handler: one at a time is written.
 char g_unfinished[4096];
@@ -127,7 +127,7 @@ OutputFile::~OutputFile() {
 void OutputFile::write(const void* data, std::size_t bytes) {
     const auto* source = static_cast<const char*>(data);
     while (bytes > 0) {
-        const std::size_t n = std::min(bytes, block_bytes);
+        const std::size_t n = std::min(bytes, kBlockBytes);
         std::memcpy(extend(n), source, n);
         source += n;
         bytes -= n;
@@ -139,7 +139,7 @@ char* OutputFile::extend(std::size_t bytes) {
         m_behind->put(m_position - static_cast<std::int64_t>(m_filled), m_buffer, m_filled);
         m_filled = 0;
     }
-    if (m_buffer.size() < bytes) m_buffer.resize(std::max(bytes, block_bytes));
+    if (m_buffer.size() < bytes) m_buffer.resize(std::max(bytes, kBlockBytes));
     char* const room = m_buffer.data() + m_filled;
     m_filled += bytes;
     m_position += static_cast<std::int64_t>(bytes);

@@ -11,7 +11,7 @@
 namespace vx::cache {
 
 namespace {
-constexpr std::size_t piece_bytes = 1 << 16;
+constexpr std::size_t kPieceBytes = 1 << 16;
 } // namespace
 
 void Spool::append(const void* data, std::size_t bytes) {
@@ -24,7 +24,7 @@ void Spool::append(const void* data, std::size_t bytes) {
         m_file = temporary_file();
         spill();
         m_tail.shrink_to_fit();
-    } else if (m_tail.size() >= piece_bytes) {
+    } else if (m_tail.size() >= kPieceBytes) {
         spill();
     }
 }

@@ -13,7 +13,7 @@ struct KnownGroup {
     std::string_view attribute;
     std::array<std::string_view, 3> columns;
 };
-constexpr std::array<KnownGroup, 4> known_groups{{{"position", {"x", "y", "z"}},
+constexpr std::array<KnownGroup, 4> kKnownGroups{{{"position", {"x", "y", "z"}},
                                                   {"normalPP", {"nx", "ny", "nz"}},
                                                   {"rgbPP", {"red", "green", "blue"}},
                                                   {"rgbPP", {"r", "g", "b"}}}};
@@ -64,7 +64,7 @@ std::vector<Grouped> group_columns(const std::vector<std::string>& names,
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (taken[i]) continue;
         bool joined = false;
-        for (const KnownGroup& known : known_groups) {
+        for (const KnownGroup& known : kKnownGroups) {
             if (names[i] != known.columns[0] || has_attribute(known.attribute)) continue;
             const std::size_t b = index_of(names, known.columns[1]);
             const std::size_t c = index_of(names, known.columns[2]);

@@ -20,12 +20,12 @@ struct Grouped {
 };
 
 // Joins columns of well-known names (x y z, nx ny nz, red green blue, r g b) and of names with
-// suffixes as above; what joins takes the widest type of its columns.
+// suffixes as above. The attribute has the widest type of its columns.
 std::vector<Grouped> group_columns(const std::vector<std::string>& names,
                                    const std::vector<Type>& types);
 
 // A cloud whose attributes have only the given widths: others are split into attributes of one
-// value each, which a note tells. Keeps a reference to the cloud.
+// value each, with a note. Keeps a reference to the cloud.
 class SplitCloud final : public Cloud {
   public:
     SplitCloud(Cloud& cloud, std::span<const int> widths, Notes& notes);

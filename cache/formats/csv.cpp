@@ -9,8 +9,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t longest_line = 1 << 20;
-constexpr std::size_t most_columns = 4096;
+constexpr std::size_t kLongestLine = 1 << 20;
+constexpr std::size_t kMostColumns = 4096;
 
 // A cloud of columns of text that have been read.
 class TableCloud final : public Cloud {
@@ -113,7 +113,7 @@ std::vector<std::string> read_names(const std::string& file, std::string_view he
             throw FileError(file, static_cast<std::int64_t>(begin),
                             "the first line must name the columns; '" + cell + "' is no name");
         }
-        if (names.size() == most_columns) {
+        if (names.size() == kMostColumns) {
             throw FileError(file, static_cast<std::int64_t>(begin), "more than 4096 columns");
         }
         names.push_back(cell);
@@ -138,7 +138,7 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
     const std::string& name = file->name();
     ByteReader reader(*file, 0, file->size());
     std::string_view line;
-    if (!reader.line(line, longest_line)) throw FileError(name, 0, "the file is empty");
+    if (!reader.line(line, kLongestLine)) throw FileError(name, 0, "the file is empty");
     std::string header(line);
     if (header.starts_with("\xef\xbb\xbf")) header.erase(0, 3);
     const char separator = separator_of(header);
@@ -152,7 +152,7 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
     cloud->start(names.size());
     std::string cell;
     std::int64_t blank_lines = 0;
-    for (std::int64_t start = reader.offset(); reader.line(line, longest_line);
+    for (std::int64_t start = reader.offset(); reader.line(line, kLongestLine);
          start = reader.offset()) {
         if (trimmed(line).empty()) {
             ++blank_lines;
@@ -240,13 +240,13 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     });
 }
 
-constexpr std::string_view extensions[] = {"csv"};
+constexpr std::string_view kExtensions[] = {"csv"};
 
 } // namespace
 
-const FormatTraits csv_format{.format = Format::csv,
+const FormatTraits kCsvFormat{.format = Format::csv,
                               .name = "csv",
-                              .extensions = extensions,
+                              .extensions = kExtensions,
                               .recognizes = nullptr,
                               .open = open_csv,
                               .write = write_csv,

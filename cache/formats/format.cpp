@@ -11,8 +11,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr const FormatTraits* table[] = {&pdc_format, &mrmap_format, &ply_format,
-                                         &csv_format, &usda_format,  &npz_format};
+constexpr const FormatTraits* kTable[] = {&kPdcFormat, &kMrmapFormat, &kPlyFormat,
+                                          &kCsvFormat, &kUsdaFormat,  &kNpzFormat};
 
 bool is_number(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(),
@@ -29,7 +29,7 @@ std::string lower_case(std::string_view text) {
 std::optional<Format> format_of_content(const InputFile& file) {
     char start[8] = {};
     const std::string_view text(start, file.read_some(0, start, sizeof start));
-    for (const FormatTraits* traits : table) {
+    for (const FormatTraits* traits : kTable) {
         if (traits->recognizes != nullptr && traits->recognizes(text)) return traits->format;
     }
     return std::nullopt;
@@ -38,11 +38,11 @@ std::optional<Format> format_of_content(const InputFile& file) {
 } // namespace
 
 std::span<const FormatTraits* const> format_table() {
-    return table;
+    return kTable;
 }
 
 const FormatTraits& traits_of(Format format) {
-    return *table[static_cast<std::size_t>(format)];
+    return *kTable[static_cast<std::size_t>(format)];
 }
 
 std::string_view format_name(Format format) {
@@ -51,7 +51,7 @@ std::string_view format_name(Format format) {
 
 std::optional<Format> format_of_word(std::string_view word) {
     const std::string lower = lower_case(word);
-    for (const FormatTraits* traits : table) {
+    for (const FormatTraits* traits : kTable) {
         if (traits->name == lower) return traits->format;
     }
     return std::nullopt;
@@ -67,7 +67,7 @@ std::optional<Format> format_of_name(std::string_view path) {
     }
     if (dot == std::string_view::npos) return std::nullopt;
     const std::string extension = lower_case(name.substr(dot + 1));
-    for (const FormatTraits* traits : table) {
+    for (const FormatTraits* traits : kTable) {
         if (std::ranges::find(traits->extensions, extension) != traits->extensions.end()) {
             return traits->format;
         }

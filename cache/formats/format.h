@@ -19,14 +19,15 @@ namespace vx::cache {
 enum class Format { pdc, mrmap, ply, csv, usda, npz };
 
 std::string_view format_name(Format format);
-// By the extension, in any case of letters; nothing for an unknown one.
+// By the extension, ignoring case; none if it is unknown.
 std::optional<Format> format_of_name(std::string_view path);
 std::optional<Format> format_of_word(std::string_view word);
 
 enum class Severity { note, warning, error };
 std::string_view severity_name(Severity severity);
 
-// What is odd about a file that can be read all the same, or why it cannot be.
+// Something unusual in a file that can be read, or the reason why it cannot be read. The byte
+// offset is -1 if no place in the file is meant.
 struct Finding {
     Severity severity = Severity::note;
     std::int64_t offset = -1;
@@ -47,22 +48,22 @@ struct OpenedCloud {
     CloudPtr cloud;
 };
 
-// Recognizes the format by content and then by name. Everything that the file claims is checked
-// against its size before memory is asked for. Throws FileError.
+// Recognizes the format by content and then by name. Counts and sizes in the file are checked
+// against the size of the file before memory is allocated. Throws FileError.
 OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOptions& = {});
 
 struct WriteOptions {
     bool force = false;
     std::string encoding; // ply: little, big, ascii; mrmap: closed, open, ascii; empty: the first
-    bool byte_colour = false; // ply: colours as bytes, for viewers
-    bool all_fields = true;   // mrmap: every attribute, or the four that the shaders' own maps have
+    bool byte_color = false; // ply: colors as bytes, for viewers
+    bool all_fields = true;  // mrmap: every attribute, or the four that the shaders' own maps have
     std::function<void(std::int64_t done, std::int64_t total)> progress;
 };
 
-// What the format could not hold, a sentence each.
+// What the format could not hold, one sentence per item.
 using Notes = std::vector<std::string>;
 
-// Writes the whole cloud. Throws FileError; then nothing is left behind.
+// Writes the whole cloud. Throws FileError, and then leaves no file behind.
 Notes write_cloud(Cloud& cloud, const std::string& path, Format format, const WriteOptions&);
 
 } // namespace vx::cache

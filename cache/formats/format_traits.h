@@ -1,4 +1,4 @@
-// The table of file formats, for the formats themselves and for what works on any of them.
+// The table of file formats.
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
@@ -19,28 +19,28 @@ struct FormatTraits {
     std::string_view name;
     /// Of file names, in lower case, without the dot.
     std::span<const std::string_view> extensions;
-    /// Whether a file that begins with these bytes (up to 8 of them) is in this format. Null if
-    /// the content does not tell.
+    /// Whether a file that begins with these bytes (up to 8) is in this format. Null if the format
+    /// has no signature.
     bool (*recognizes)(std::string_view start);
-    /// Takes the file over. Throws FileError.
+    /// Takes ownership of the file. Throws FileError.
     CloudPtr (*open)(FilePtr file, Findings& findings, const OpenOptions& options);
-    /// Writes the whole cloud; the notes say what the format cannot hold. Throws FileError.
+    /// Writes the whole cloud and notes what the format cannot hold. Throws FileError.
     void (*write)(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes);
     /// How many values an attribute may have per point; empty: any number. Other attributes are
-    /// split into attributes of one value before `write` gets the cloud.
+    /// split into attributes of one value before `write` is called.
     std::span<const int> widths;
-    /// Choices of --encoding, the default first; empty: there is none to make.
+    /// Values of --encoding, the default first; empty if the format has one encoding only.
     std::span<const std::string_view> encodings;
 };
 
-extern const FormatTraits pdc_format;
-extern const FormatTraits mrmap_format;
-extern const FormatTraits ply_format;
-extern const FormatTraits csv_format;
-extern const FormatTraits usda_format;
-extern const FormatTraits npz_format;
+extern const FormatTraits kPdcFormat;
+extern const FormatTraits kMrmapFormat;
+extern const FormatTraits kPlyFormat;
+extern const FormatTraits kCsvFormat;
+extern const FormatTraits kUsdaFormat;
+extern const FormatTraits kNpzFormat;
 
-/// Adds a sentence if a value changed on its way into the file.
+/// Adds a note if values were rounded.
 void note_rounding(const AttributeReader& reader, Notes& notes);
 
 /// All formats, in the order of the enumeration.

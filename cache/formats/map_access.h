@@ -25,8 +25,8 @@ class SharedMap {
     miTag m_tag;
 };
 
-// The map itself when the cloud is a map file's, with all of its fields, else one that is made as a
-// conversion without further fields makes it; the notes say what it cannot hold. Throws FileError.
+// The map itself, with all of its fields, if the cloud was opened from a map file. Otherwise a new
+// map with the fields that the shaders use; notes what it cannot hold. Throws FileError.
 std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes);
 
 } // namespace vx::cache

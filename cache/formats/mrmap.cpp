@@ -29,7 +29,7 @@ using mi::shader_v3::Map_iterator;
 using mi::shader_v3::Map_status;
 
 // The quality of the search tree that the shaders' own maps are written with.
-constexpr float tree_quality = 0.6f;
+constexpr float kTreeQuality = 0.6f;
 
 std::string why_of(const Map_status& status) {
     switch (status.get_code()) {
@@ -171,7 +171,7 @@ class MapCloud final : public Cloud {
         }
     }
 
-    // A tag by which others get at the same map.
+    // A tag for further accesses to the same map.
     miTag tag() { return m_map.store(); }
 
   private:
@@ -180,7 +180,7 @@ class MapCloud final : public Cloud {
         Map_field_id id = 0;
         Map_field_type type;
     };
-    // A cloud has numbers only: texts are shown and go no further.
+    // A cloud holds numbers only: texts are shown but not converted.
     void add_text(const Map_base& map, const std::string& field, Map_field_id id, miUint length,
                   Findings& findings) {
         std::vector<char> text(std::size_t{length} + 1, '\0');
@@ -207,18 +207,18 @@ class MapCloud final : public Cloud {
 
 // ---- writing
 
-// What the shaders' own maps have, in their order.
+// The fields of the shaders' own maps, in their order.
 struct BakedField {
     const char* name;
     Map_field_type::Type type;
     int width;
 };
-constexpr std::array<BakedField, 4> baked{{{"normalPP", Map_field_type::Vector, 3},
-                                           {"rgbPP", Map_field_type::Vector, 3},
-                                           {"opacityPP", Map_field_type::Scalar, 1},
-                                           {"tag", Map_field_type::Integer, 1}}};
+constexpr std::array<BakedField, 4> kBaked{{{"normalPP", Map_field_type::Vector, 3},
+                                            {"rgbPP", Map_field_type::Vector, 3},
+                                            {"opacityPP", Map_field_type::Scalar, 1},
+                                            {"tag", Map_field_type::Integer, 1}}};
 
-constexpr float zeros[3] = {};
+constexpr float kZeros[3] = {};
 
 // One field of a map, and where its values come from.
 class WrittenField {
@@ -261,7 +261,7 @@ class WrittenField {
     Map_field_type m_type;
     std::optional<AttributeReader> m_reader;
     std::size_t m_stride = 0; // bytes from point to point; 0: one value for all
-    const std::byte* m_values = reinterpret_cast<const std::byte*>(zeros);
+    const std::byte* m_values = reinterpret_cast<const std::byte*>(kZeros);
 };
 
 std::string safe(const std::string& name, Notes& notes) {
@@ -297,7 +297,7 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
                                         Map_declaration& declaration) {
     std::vector<WrittenField> fields;
     std::vector<bool> used(cloud.attributes.size(), false);
-    for (const BakedField& b : baked) {
+    for (const BakedField& b : kBaked) {
         const int at = cloud.find(b.name);
         const auto index = static_cast<std::size_t>(std::max(at, 0));
         // What the loader would not take for this name counts as absent.
@@ -400,7 +400,7 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
         f.read(0, 1);
         ok(set_field(*map.operator->(), f, 0));
     }
-    map->consolidate(tree_quality);
+    map->consolidate(kTreeQuality);
     position.report(notes);
     for (const WrittenField& f : fields)
         f.report(notes);
@@ -424,8 +424,8 @@ void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Not
     if (written != Map_status::OK) throw FileError(out.name(), -1, why_of(written));
 }
 
-constexpr std::string_view extensions[] = {"mrmap"};
-constexpr std::string_view encodings[] = {"closed", "open", "ascii"};
+constexpr std::string_view kExtensions[] = {"mrmap"};
+constexpr std::string_view kEncodings[] = {"closed", "open", "ascii"};
 
 } // namespace
 
@@ -454,13 +454,13 @@ std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes) {
     return std::make_unique<SharedMap>(tag);
 }
 
-const FormatTraits mrmap_format{.format = Format::mrmap,
+const FormatTraits kMrmapFormat{.format = Format::mrmap,
                                 .name = "mrmap",
-                                .extensions = extensions,
+                                .extensions = kExtensions,
                                 .recognizes = nullptr,
                                 .open = open_mrmap,
                                 .write = write_mrmap,
                                 .widths = {},
-                                .encodings = encodings};
+                                .encodings = kEncodings};
 
 } // namespace vx::cache

@@ -16,7 +16,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t widest = 4096;
+constexpr std::int64_t kWidest = 4096;
 
 struct NpyArray {
     ZipEntry entry;
@@ -219,7 +219,7 @@ bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
                         std::to_string(size - array.data));
     }
     if (array.shape.size() > 2 ||
-        (array.shape.size() == 2 && (array.shape[1] < 1 || array.shape[1] > widest))) {
+        (array.shape.size() == 2 && (array.shape[1] < 1 || array.shape[1] > kWidest))) {
         findings.push_back({Severity::warning, array.entry.data,
                             "'" + array.entry.name + "' is no list of points and is left out"});
         return false;
@@ -420,13 +420,13 @@ bool is_zip(std::string_view start) {
     return start.starts_with("PK\x03\x04") || start.starts_with("PK\x05\x06");
 }
 
-constexpr std::string_view extensions[] = {"npz"};
+constexpr std::string_view kExtensions[] = {"npz"};
 
 } // namespace
 
-const FormatTraits npz_format{.format = Format::npz,
+const FormatTraits kNpzFormat{.format = Format::npz,
                               .name = "npz",
-                              .extensions = extensions,
+                              .extensions = kExtensions,
                               .recognizes = is_zip,
                               .open = open_npz,
                               .write = write_npz,

@@ -238,18 +238,18 @@ bool is_pdc(std::string_view start) {
     return start.starts_with("PDC ");
 }
 
-constexpr std::string_view extensions[] = {"pdc"};
-constexpr int widths[] = {1, 3};
+constexpr std::string_view kExtensions[] = {"pdc"};
+constexpr int kWidths[] = {1, 3};
 
 } // namespace
 
-const FormatTraits pdc_format{.format = Format::pdc,
+const FormatTraits kPdcFormat{.format = Format::pdc,
                               .name = "pdc",
-                              .extensions = extensions,
+                              .extensions = kExtensions,
                               .recognizes = is_pdc,
                               .open = open_pdc,
                               .write = write_pdc,
-                              .widths = widths,
+                              .widths = kWidths,
                               .encodings = {}};
 
 } // namespace vx::cache

@@ -8,18 +8,18 @@ bool is_ply(std::string_view start) {
     return start.starts_with("ply\n") || start.starts_with("ply\r");
 }
 
-constexpr std::string_view extensions[] = {"ply"};
-constexpr std::string_view encodings[] = {"little", "big", "ascii"};
+constexpr std::string_view kExtensions[] = {"ply"};
+constexpr std::string_view kEncodings[] = {"little", "big", "ascii"};
 
 } // namespace
 
-const FormatTraits ply_format{.format = Format::ply,
+const FormatTraits kPlyFormat{.format = Format::ply,
                               .name = "ply",
-                              .extensions = extensions,
+                              .extensions = kExtensions,
                               .recognizes = is_ply,
                               .open = open_ply,
                               .write = write_ply,
                               .widths = {},
-                              .encodings = encodings};
+                              .encodings = kEncodings};
 
 } // namespace vx::cache

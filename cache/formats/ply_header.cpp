@@ -14,7 +14,7 @@ struct Named {
     std::string_view name;
     PlyType type;
 };
-constexpr std::array<Named, 16> type_names{{{"char", PlyType::int8},
+constexpr std::array<Named, 16> kTypeNames{{{"char", PlyType::int8},
                                             {"int8", PlyType::int8},
                                             {"uchar", PlyType::uint8},
                                             {"uint8", PlyType::uint8},
@@ -30,11 +30,11 @@ constexpr std::array<Named, 16> type_names{{{"char", PlyType::int8},
                                             {"float32", PlyType::float32},
                                             {"double", PlyType::float64},
                                             {"float64", PlyType::float64}}};
-constexpr std::size_t longest_line = 1 << 16;
-constexpr std::size_t most_lines = 10000;
+constexpr std::size_t kLongestLine = 1 << 16;
+constexpr std::size_t kMostLines = 10000;
 
 std::optional<PlyType> type_of_name(std::string_view name) {
-    for (const Named& n : type_names) {
+    for (const Named& n : kTypeNames) {
         if (n.name == name) return n.type;
     }
     return std::nullopt;
@@ -48,7 +48,7 @@ class HeaderReader {
         next_line();
         if (m_line != "ply") fail("the first line is not \"ply\"");
         bool has_format = false;
-        for (std::size_t lines = 0; lines < most_lines; ++lines) {
+        for (std::size_t lines = 0; lines < kMostLines; ++lines) {
             next_line();
             Words words(m_line);
             const std::string_view key = words.next();
@@ -81,7 +81,7 @@ class HeaderReader {
     }
     void next_line() {
         m_start = m_reader.offset();
-        if (!m_reader.line(m_line, longest_line)) fail("the file ends inside the header");
+        if (!m_reader.line(m_line, kLongestLine)) fail("the file ends inside the header");
     }
     void read_format(Words& words) {
         const std::string_view word = words.next();

@@ -13,7 +13,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t longest_line = 1 << 20;
+constexpr std::size_t kLongestLine = 1 << 20;
 
 template <typename Stored>
 auto load(const std::byte* at, bool swap) {
@@ -204,7 +204,7 @@ void PlyCloud::read_ascii(Rows& rows, ByteReader& reader) {
     std::string_view line;
     for (std::int64_t i = 0; i < element.count;) {
         const std::int64_t start = reader.offset();
-        if (!reader.line(line, longest_line)) {
+        if (!reader.line(line, kLongestLine)) {
             fail(start, "the file ends after " + std::to_string(i) + " of " +
                             std::to_string(element.count) + " rows of '" + element.name + "'");
         }
@@ -306,7 +306,7 @@ void PlyCloud::locate(Findings& findings) {
         } else {
             std::string_view line;
             for (std::int64_t i = 0; i < element.count;) {
-                if (!reader.line(line, longest_line))
+                if (!reader.line(line, kLongestLine))
                     fail(reader.offset(), "the file ends too early");
                 if (!Words(line).next().empty()) ++i;
             }

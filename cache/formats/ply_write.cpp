@@ -12,8 +12,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t rows_at_once = 16384; // read and put together
-constexpr std::size_t rows_of_tile = 128; // filled column by column: they stay in the first cache
+constexpr std::int64_t kRowsAtOnce = 16384; // read and put together
+constexpr std::size_t kRowsOfTile = 128;    // filled column by column: they stay in the first cache
 
 std::array<std::string, 3> well_known(std::string_view name) {
     if (name == "position") return {"x", "y", "z"};
@@ -60,7 +60,7 @@ struct PlyColumn {
     std::vector<std::byte> swapped;
 };
 
-std::uint8_t colour_byte(double value) {
+std::uint8_t color_byte(double value) {
     return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(value, 0.0, 1.0)));
 }
 
@@ -80,8 +80,8 @@ void put_binary(std::vector<PlyColumn*>& columns, std::size_t points, bool big, 
         c->values = c->swapped.data();
     }
     const std::size_t stride = row_bytes(columns);
-    for (std::size_t first = 0; first < points; first += rows_of_tile) {
-        const std::size_t n = std::min(rows_of_tile, points - first);
+    for (std::size_t first = 0; first < points; first += kRowsOfTile) {
+        const std::size_t n = std::min(kRowsOfTile, points - first);
         char* out = rows + first * stride;
         for (const PlyColumn* c : columns) {
             const std::size_t item = c->width * c->size();
@@ -91,7 +91,7 @@ void put_binary(std::vector<PlyColumn*>& columns, std::size_t points, bool big, 
                     double value = 0;
                     std::memcpy(&value, source + i * 8, 8);
                     out[i / c->width * stride + i % c->width] =
-                        static_cast<char>(colour_byte(value));
+                        static_cast<char>(color_byte(value));
                 }
             } else {
                 scatter(c->values + first * item, item, out, stride, n);
@@ -112,7 +112,7 @@ void put_text(std::vector<PlyColumn*>& columns, std::size_t points, std::string&
                 if (c->bytes) {
                     double value = 0;
                     std::memcpy(&value, c->values + (i * c->width + k) * 8, 8);
-                    append_number(text, static_cast<int>(colour_byte(value)));
+                    append_number(text, static_cast<int>(color_byte(value)));
                 } else {
                     append_value(text, c->type, c->values, i * c->width + k);
                 }
@@ -133,7 +133,7 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     std::string element;
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
-        const bool bytes = options.byte_colour && a.name == "rgbPP" && a.width == 3;
+        const bool bytes = options.byte_color && a.name == "rgbPP" && a.width == 3;
         const Type type = bytes || a.type == Type::int64 ? Type::float64 : a.type;
         columns.emplace_back(cloud, i, type, bytes);
         (a.single ? shared : rows).push_back(&columns.back());
@@ -173,8 +173,8 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         }
     };
     for_blocks(cloud.count, [&](std::int64_t begin, std::int64_t count) {
-        for (std::int64_t at = begin; at < begin + count; at += rows_at_once)
-            put(rows, at, std::min(rows_at_once, begin + count - at));
+        for (std::int64_t at = begin; at < begin + count; at += kRowsAtOnce)
+            put(rows, at, std::min(kRowsAtOnce, begin + count - at));
         if (options.progress) options.progress(begin + count, cloud.count);
     });
     if (!shared.empty()) put(shared, 0, 1);

@@ -8,18 +8,18 @@ bool is_usda(std::string_view start) {
     return start.starts_with("#usda");
 }
 
-constexpr std::string_view extensions[] = {"usda"};
-constexpr int widths[] = {1, 2, 3, 4};
+constexpr std::string_view kExtensions[] = {"usda"};
+constexpr int kWidths[] = {1, 2, 3, 4};
 
 } // namespace
 
-const FormatTraits usda_format{.format = Format::usda,
+const FormatTraits kUsdaFormat{.format = Format::usda,
                                .name = "usda",
-                               .extensions = extensions,
+                               .extensions = kExtensions,
                                .recognizes = is_usda,
                                .open = open_usda,
                                .write = write_usda,
-                               .widths = widths,
+                               .widths = kWidths,
                                .encodings = {}};
 
 } // namespace vx::cache

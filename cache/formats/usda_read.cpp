@@ -11,7 +11,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t longest_word = 1 << 16;
+constexpr std::size_t kLongestWord = 1 << 16;
 
 struct Token {
     enum class Kind { end, word, string, punctuation } kind = Kind::end;
@@ -91,7 +91,7 @@ void Lexer::read_quoted(char quote) {
         run = 0;
         if (c == '\\') c = m_reader.get();
         if (c >= 0) m_token.text += static_cast<char>(c);
-        if (m_token.text.size() > longest_word) fail("a string of more than 65536 bytes");
+        if (m_token.text.size() > kLongestWord) fail("a string of more than 65536 bytes");
     }
 }
 
@@ -113,7 +113,7 @@ void Lexer::next() {
         m_token.kind = Token::Kind::string;
         m_reader.get();
         for (int d = m_reader.get(); d != (c == '@' ? '@' : '>'); d = m_reader.get()) {
-            if (d < 0 || m_token.text.size() > longest_word) fail("a reference without its end");
+            if (d < 0 || m_token.text.size() > kLongestWord) fail("a reference without its end");
             m_token.text += static_cast<char>(d);
         }
         return;
@@ -126,7 +126,7 @@ void Lexer::next() {
     m_token.kind = Token::Kind::word;
     for (int d = c; d > ' ' && std::strchr("()[]{}=,;\"'#@<", d) == nullptr; d = m_reader.peek()) {
         m_token.text += static_cast<char>(m_reader.get());
-        if (m_token.text.size() > longest_word) fail("a word of more than 65536 bytes");
+        if (m_token.text.size() > kLongestWord) fail("a word of more than 65536 bytes");
     }
     if (m_token.text.empty()) fail("a byte that has no place here");
     // "float[]" is one word to us.
@@ -158,7 +158,7 @@ struct ValueType {
     bool array = false;
 };
 
-// False for what is no number.
+// Returns false if it is not a number.
 bool parse_type(std::string_view word, ValueType& out) {
     out = {};
     if (word.ends_with("[]")) {

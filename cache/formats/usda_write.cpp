@@ -13,7 +13,7 @@ namespace vx::cache {
 
 namespace {
 
-// An attribute of the schema that a well-known one becomes.
+// The schema attribute that an attribute of this name and width is written as.
 struct SchemaAttribute {
     std::string_view name;
     std::string_view usd_type;
@@ -21,7 +21,7 @@ struct SchemaAttribute {
     int width;
     Type type;
 };
-constexpr std::array<SchemaAttribute, 6> known{
+constexpr std::array<SchemaAttribute, 6> kKnown{
     {{"position", "point3f[]", "points", 3, Type::float32},
      {"normalPP", "normal3f[]", "normals", 3, Type::float32},
      {"rgbPP", "color3f[]", "primvars:displayColor", 3, Type::float32},
@@ -135,7 +135,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         Attribute a = cloud.attributes[i];
         const SchemaAttribute* schema = nullptr;
-        for (const SchemaAttribute& k : known) {
+        for (const SchemaAttribute& k : kKnown) {
             if (k.name == a.name && k.width == a.width) schema = &k;
         }
         const Type type = schema != nullptr ? schema->type : a.type;
@@ -144,7 +144,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         const std::string usd_name =
             schema != nullptr ? std::string(schema->usd_name) : "primvars:" + safe(a.name, notes);
         const bool is_primvar = usd_name.starts_with("primvars:");
-        // The schema knows neither a single point for all nor a single id.
+        // The schema allows neither a constant position nor a constant id.
         const bool spread =
             a.single && (a.name == "position" || a.name == "id") && schema != nullptr;
         out.write("    " + usd_type + " " + usd_name + " = [");

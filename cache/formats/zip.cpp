@@ -11,8 +11,8 @@ namespace vx::cache {
 namespace {
 
 constexpr std::uint32_t full32 = 0xffffffffu;
-constexpr std::size_t end_bytes = 22;
-constexpr std::int64_t largest_directory = std::int64_t{64} << 20;
+constexpr std::size_t kEndBytes = 22;
+constexpr std::int64_t kLargestDirectory = std::int64_t{64} << 20;
 
 // Little-endian numbers of a string of bytes; beyond its end they are 0.
 std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
@@ -44,10 +44,10 @@ struct Directory {
 };
 
 Directory find_directory(const InputFile& file) {
-    const std::int64_t tail_bytes = std::min<std::int64_t>(file.size(), end_bytes + 65535);
+    const std::int64_t tail_bytes = std::min<std::int64_t>(file.size(), kEndBytes + 65535);
     const std::string tail = read_string(file, file.size() - tail_bytes, tail_bytes);
     const std::size_t at = tail.rfind("PK\x05\x06");
-    if (at == std::string::npos || at + end_bytes > tail.size()) {
+    if (at == std::string::npos || at + kEndBytes > tail.size()) {
         throw FileError(file.name(), file.size(), "the archive's directory is missing at its end");
     }
     Directory d;
@@ -69,7 +69,7 @@ Directory find_directory(const InputFile& file) {
     return d;
 }
 
-// Takes the 64-bit values of the extra field, which stand there only for the fields that are full.
+// Reads the 64-bit values of the extra field, which has them only for fields that are all ones.
 void widen(std::string_view extra, std::uint64_t& size, std::uint64_t& packed,
            std::uint64_t& header) {
     for (std::size_t at = 0; at + 4 <= extra.size();) {
@@ -144,7 +144,7 @@ std::vector<ZipEntry> read_zip(const InputFile& file) {
     const Directory d = find_directory(file);
     if (d.offset > static_cast<std::uint64_t>(d.end_record) ||
         d.size > static_cast<std::uint64_t>(d.end_record) - d.offset ||
-        d.size > static_cast<std::uint64_t>(largest_directory)) {
+        d.size > static_cast<std::uint64_t>(kLargestDirectory)) {
         throw FileError(file.name(), d.end_record, "the directory lies outside the file");
     }
     const std::string directory =

@@ -11,7 +11,7 @@ namespace vx::cache {
 namespace {
 
 // A multiple of three, so that only the last element is padded.
-constexpr std::size_t element_bytes = 3 * (std::size_t{1} << 18);
+constexpr std::size_t kElementBytes = 3 * (std::size_t{1} << 18);
 
 void append_base64(std::string& text, std::span<const unsigned char> bytes) {
     static constexpr char digits[] =
@@ -42,7 +42,7 @@ PackedElements::PackedElements(OutputFile& out, std::size_t index)
       m_open("<script type=\"application/octet-stream\" data-attribute=\"" + std::to_string(index) +
              "\">"),
       m_stream(std::make_unique<Stream>()),
-      m_packed(element_bytes) {
+      m_packed(kElementBytes) {
     // More effort makes floats hardly smaller.
     if (deflateInit(&m_stream->z, 1) != Z_OK) throw std::bad_alloc();
 }
@@ -72,10 +72,10 @@ void PackedElements::deflate_some(std::span<const std::byte> bytes, bool end) {
     int status = Z_OK;
     do {
         z.next_out = m_packed.data() + m_filled;
-        z.avail_out = static_cast<uInt>(element_bytes - m_filled);
+        z.avail_out = static_cast<uInt>(kElementBytes - m_filled);
         status = deflate(&z, end ? Z_FINISH : Z_NO_FLUSH);
-        m_filled = element_bytes - z.avail_out;
-        if (m_filled == element_bytes) put_element();
+        m_filled = kElementBytes - z.avail_out;
+        if (m_filled == kElementBytes) put_element();
     } while (end ? status != Z_STREAM_END : z.avail_in > 0);
 }
 

@@ -20,7 +20,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t group_points = std::int64_t{1} << 16;
+constexpr std::int64_t kGroupPoints = std::int64_t{1} << 16;
 
 // How the values of an attribute stand in the page.
 struct PageColumn {
@@ -30,10 +30,10 @@ struct PageColumn {
 
 using Point = std::array<double, 3>;
 
-// Where the cloud is, and how exactly the page can say so.
+// The bounds of the cloud, and the largest rounding error of positions in the page.
 struct Place {
     std::optional<std::array<Point, 2>> bounds; // of the finite positions, if there are any
-    Point centre{};
+    Point center{};
     double error = 0; // largest difference to a position as the page has it
     std::int64_t unfinite = 0;
 };
@@ -63,8 +63,8 @@ template <typename F>
 void for_groups(const Cloud& cloud, const Attribute& attribute, F&& f) {
     const std::int64_t count =
         attribute.single ? std::min<std::int64_t>(cloud.count, 1) : cloud.count;
-    for (std::int64_t first = 0; first < count; first += group_points)
-        f(first, std::min(group_points, count - first));
+    for (std::int64_t first = 0; first < count; first += kGroupPoints)
+        f(first, std::min(kGroupPoints, count - first));
 }
 
 // What the values of one attribute have in common.
@@ -113,21 +113,21 @@ PageColumn survey(Cloud& cloud, std::size_t index) {
     });
 }
 
-// A centre that costs 32-bit positions nothing: the origin where that is near, else a multiple of a
+// A center that costs 32-bit positions nothing: the origin where that is near, else a multiple of a
 // power of two as large as the cloud, so that differences of 32-bit floats stay 32-bit floats.
-Point centre_of(const std::array<Point, 2>& bounds) {
+Point center_of(const std::array<Point, 2>& bounds) {
     double extent = 0;
     for (std::size_t k = 0; k < 3; ++k)
         extent = std::max(extent, bounds[1][k] - bounds[0][k]);
-    Point centre{};
+    Point center{};
     for (std::size_t k = 0; k < 3; ++k) {
         const double middle = bounds[0][k] / 2 + bounds[1][k] / 2;
         if (std::abs(middle) <= 2 * extent) continue;
         const double step = std::exp2(std::ceil(std::log2(extent)));
         const double rounded = std::round(middle / step) * step;
-        centre[k] = extent > 0 && std::isfinite(rounded) ? rounded : middle;
+        center[k] = extent > 0 && std::isfinite(rounded) ? rounded : middle;
     }
-    return centre;
+    return center;
 }
 
 Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
@@ -151,12 +151,12 @@ Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
     });
     if (bounds[0][0] > bounds[1][0]) return place;
     place.bounds = bounds;
-    place.centre = centre_of(bounds);
+    place.center = center_of(bounds);
     TypedReader<double> kept(part, position);
     for_groups(part, part.attributes[position], [&](std::int64_t first, std::int64_t n) {
         const auto p = kept.read(first, n);
         for (std::size_t i = 0; i < p.size(); ++i) {
-            const double c = place.centre[i % 3];
+            const double c = place.center[i % 3];
             const double error =
                 std::abs(static_cast<double>(static_cast<float>(p[i] - c)) + c - p[i]);
             if (error > place.error && std::isfinite(p[i])) place.error = error;
@@ -217,8 +217,8 @@ Notes notes_of(const Cloud& whole, const SampledCloud& part, const Place& place,
                         " points, spread evenly over the file; more with --max-points");
     }
     if (place.error > 0) {
-        notes.push_back("positions are 32-bit floats relative to " + number_text(place.centre[0]) +
-                        ", " + number_text(place.centre[1]) + ", " + number_text(place.centre[2]) +
+        notes.push_back("positions are 32-bit floats relative to " + number_text(place.center[0]) +
+                        ", " + number_text(place.center[1]) + ", " + number_text(place.center[2]) +
                         "; they are off by at most " + number_text(place.error));
     }
     for (std::size_t a = 0; a < columns.size(); ++a) {
@@ -254,8 +254,8 @@ nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Plac
     page["file"] = std::filesystem::path(whole.file_name).filename().string();
     page["count"] = whole.count;
     page["points"] = part.count;
-    page["groupPoints"] = group_points;
-    page["centre"] = place.centre;
+    page["groupPoints"] = kGroupPoints;
+    page["centre"] = place.center;
     page["positionError"] = place.error;
     page["bounds"] = nullptr;
     if (place.bounds) page["bounds"] = *place.bounds;
@@ -296,12 +296,12 @@ std::string element_text(const nlohmann::json& page) {
 } // namespace
 
 bool can_write_page() {
-    return !page_before.empty();
+    return !kPageBefore.empty();
 }
 
 void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes& notes) {
     const std::size_t position = need_position(cloud);
-    SampledCloud part(cloud, std::min(options.most_points, most_page_points));
+    SampledCloud part(cloud, std::min(options.most_points, kMostPagePoints));
     const auto steps = static_cast<std::int64_t>(2 * part.attributes.size() + 1);
     std::int64_t step = 0;
     const auto advance = [&] {
@@ -319,7 +319,7 @@ void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes
 
     nlohmann::json about = describe(cloud, part, place, columns, own);
     about["start"] = describe_start(options.start);
-    out.write(page_before);
+    out.write(kPageBefore);
     out.write("<script type=\"application/json\" id=\"vx-cloud\">");
     out.write(element_text(about));
     out.write("</script>\n");
@@ -327,7 +327,7 @@ void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes
     for (std::size_t a = 0; a < columns.size(); ++a) {
         if (a == position) {
             write_values<float>(part, a, out, [&](auto v, std::size_t i) {
-                return static_cast<double>(v) - place.centre[i % 3];
+                return static_cast<double>(v) - place.center[i % 3];
             });
         } else {
             with_type(columns[a].type, [&](auto* type) {
@@ -336,7 +336,7 @@ void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes
         }
         advance();
     }
-    out.write(page_after);
+    out.write(kPageAfter);
 }
 
 } // namespace vx::cache

@@ -1,4 +1,4 @@
-// A cloud as one HTML page that shows it: orbit, colour by any attribute, filter by label, pick.
+// A cloud as one HTML page that shows it: orbit, color by any attribute, filter by label, pick.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -15,8 +15,8 @@ namespace vx::cache {
 
 // What the page shows when it opens; all of it can be changed there.
 struct PageStart {
-    enum class Mode { plain, colour, value, label, direction, place }; // place: within the bounds
-    std::optional<Mode> mode;                                          // none: the page chooses
+    enum class Mode { plain, color, value, label, direction, place }; // place: within the bounds
+    std::optional<Mode> mode;                                         // none: the page chooses
     std::size_t attribute = 0;
     int component = 0;                               // of value; -1: the length of the vector
     std::optional<std::pair<double, double>> range;  // of value
@@ -29,7 +29,7 @@ struct PageOptions {
     PageStart start;
     std::function<void(std::int64_t done, std::int64_t total)> progress;
 };
-inline constexpr std::int64_t most_page_points = 50'000'000;
+inline constexpr std::int64_t kMostPagePoints = 50'000'000;
 
 // False in a build without Node.js, which bundles the viewer.
 bool can_write_page();
@@ -38,7 +38,7 @@ bool can_write_page();
 // the element "vx-cloud"; the values of attribute number k are the elements with
 // data-attribute="k", in order: base64 of one deflated stream (zlib's format) of little-endian
 // numbers, whose bytes stand in planes, for each run of `groupPoints` points all first bytes, then
-// all second ones, and so on. Positions are 32-bit floats relative to the description's centre
+// all second ones, and so on. Positions are 32-bit floats relative to the description's center
 // (float64); whole numbers are int32, int64 or float64, whichever holds them exactly; all else is a
 // 32-bit float. What that rounds, and how many points are left out, is told in `notes` and by the
 // page. Memory use does not grow with the cloud. Throws FileError, also for a cloud without

@@ -40,7 +40,7 @@ void SampledCloud::read(std::size_t attribute, std::int64_t first, std::int64_t 
         const std::int64_t begin = source_of(i);
         std::int64_t last = begin;
         std::int64_t next = i + 1;
-        while (next < first + n && source_of(next) - begin < block_points)
+        while (next < first + n && source_of(next) - begin < kBlockPoints)
             last = source_of(next++);
         m_raw.resize(static_cast<std::size_t>(last + 1 - begin) * bytes);
         m_cloud.read(attribute, begin, last + 1 - begin, m_raw.data());

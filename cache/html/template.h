@@ -6,7 +6,7 @@
 namespace vx::cache {
 
 // The cloud's data goes between the two. Both are empty in a build without Node.js.
-extern const std::string_view page_before;
-extern const std::string_view page_after;
+extern const std::string_view kPageBefore;
+extern const std::string_view kPageAfter;
 
 } // namespace vx::cache

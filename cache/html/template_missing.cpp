@@ -1,9 +1,9 @@
-// For builds on machines without Node.js: the tool says so when a page is asked for.
+// For builds without Node.js: the program reports an error if a page is requested.
 #include "cache/html/template.h"
 
 namespace vx::cache {
 
-extern constexpr std::string_view page_before{};
-extern constexpr std::string_view page_after{};
+extern constexpr std::string_view kPageBefore{};
+extern constexpr std::string_view kPageAfter{};
 
 } // namespace vx::cache

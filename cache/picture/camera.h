@@ -10,7 +10,7 @@ namespace vx::cache {
 
 /*
  * A pinhole or orthographic camera that looks along the -z axis of its own space. For the raster
- * position (x, y), (0, 0) being the lower left corner of the image and (0.5, 0.5) the centre of its
+ * position (x, y), (0, 0) being the lower left corner of the image and (0.5, 0.5) the center of its
  * first pixel, the image plane is met at
  *
  *     cx = x * scale_x + shift_x,  cy = y * scale_y + shift_y

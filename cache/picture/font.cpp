@@ -7,7 +7,7 @@ namespace vx::cache {
 namespace {
 
 // clang-format off
-constexpr std::array<std::uint8_t, glyph_height> glyphs[] = {
+constexpr std::array<std::uint8_t, kGlyphHeight> kGlyphs[] = {
     {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}, // space
     {0x04, 0x04, 0x04, 0x04, 0x04, 0x00, 0x04, 0x00, 0x00}, // !
     {0x0a, 0x0a, 0x0a, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}, // "
@@ -105,40 +105,40 @@ constexpr std::array<std::uint8_t, glyph_height> glyphs[] = {
     {0x00, 0x00, 0x09, 0x15, 0x12, 0x00, 0x00, 0x00, 0x00}, // ~
 };
 // clang-format on
-static_assert(std::size(glyphs) == '~' - ' ' + 1);
+static_assert(std::size(kGlyphs) == '~' - ' ' + 1);
 
 } // namespace
 
-const std::array<std::uint8_t, glyph_height>& glyph(char c) {
+const std::array<std::uint8_t, kGlyphHeight>& glyph(char c) {
     if (c < ' ' || c > '~') c = '?';
-    return glyphs[static_cast<std::size_t>(c - ' ')];
+    return kGlyphs[static_cast<std::size_t>(c - ' ')];
 }
 
 int text_width(std::string_view text, int scale) {
-    return text.empty() ? 0 : (static_cast<int>(text.size()) * glyph_step - 1) * scale;
+    return text.empty() ? 0 : (static_cast<int>(text.size()) * kGlyphStep - 1) * scale;
 }
 
-void fill_box(Picture& picture, int x, int y, int width, int height, const Colour& colour) {
+void fill_box(Picture& picture, int x, int y, int width, int height, const Color& color) {
     const int right = std::min(x + width, picture.width);
     const int bottom = std::min(y + height, picture.height);
     for (int j = std::max(y, 0); j < bottom; ++j) {
         for (int i = std::max(x, 0); i < right; ++i)
-            picture.at(i, j) = colour;
+            picture.at(i, j) = color;
     }
 }
 
 void draw_text(Picture& picture, int x, int y, int scale, std::string_view text,
-               const Colour& colour) {
+               const Color& color) {
     for (const char c : text) {
         const auto& rows = glyph(c);
-        for (int j = 0; j < glyph_height; ++j) {
-            for (int i = 0; i < glyph_width; ++i) {
-                if ((rows[static_cast<std::size_t>(j)] >> (glyph_width - 1 - i) & 1) != 0) {
-                    fill_box(picture, x + i * scale, y + j * scale, scale, scale, colour);
+        for (int j = 0; j < kGlyphHeight; ++j) {
+            for (int i = 0; i < kGlyphWidth; ++i) {
+                if ((rows[static_cast<std::size_t>(j)] >> (kGlyphWidth - 1 - i) & 1) != 0) {
+                    fill_box(picture, x + i * scale, y + j * scale, scale, scale, color);
                 }
             }
         }
-        x += glyph_step * scale;
+        x += kGlyphStep * scale;
     }
 }
 

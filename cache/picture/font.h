@@ -10,12 +10,12 @@
 
 namespace vx::cache {
 
-inline constexpr int glyph_width = 5;
-inline constexpr int glyph_height = 9;
-inline constexpr int glyph_step = 6; // from one letter to the next
+inline constexpr int kGlyphWidth = 5;
+inline constexpr int kGlyphHeight = 9;
+inline constexpr int kGlyphStep = 6; // from one letter to the next
 
 // Rows from the top; bit 4 is the leftmost dot. Anything but printable ASCII is a question mark.
-const std::array<std::uint8_t, glyph_height>& glyph(char c);
+const std::array<std::uint8_t, kGlyphHeight>& glyph(char c);
 
 // In pixels, `scale` pixels to a dot, without the gap behind the last letter.
 int text_width(std::string_view text, int scale);
@@ -26,7 +26,7 @@ inline int text_height(int scale) {
 
 // (x, y): the upper left corner. What lies outside the picture is cut off.
 void draw_text(Picture& picture, int x, int y, int scale, std::string_view text,
-               const Colour& colour);
-void fill_box(Picture& picture, int x, int y, int width, int height, const Colour& colour);
+               const Color& color);
+void fill_box(Picture& picture, int x, int y, int width, int height, const Color& color);
 
 } // namespace vx::cache

@@ -1,7 +1,7 @@
 #include "cache/picture/image_file.h"
 
 #include "cache/cloud/error.h"
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 
 #include <algorithm>
 #include <cctype>
@@ -56,7 +56,7 @@ std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format, 
     std::vector<unsigned char> shown;
     if (format == ImageFormat::png) {
         shown.reserve(3 * picture.pixels.size());
-        for (const Colour& c : picture.pixels) {
+        for (const Color& c : picture.pixels) {
             for (const float v : c) {
                 // Not-a-number becomes 0.
                 const float value = raw ? (v > 0.0f ? std::min(v, 1.0f) : 0.0f) : to_display(v);

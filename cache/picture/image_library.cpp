@@ -1,4 +1,4 @@
-// vx_cache_image.so: the one part of vx_cache that knows OpenImageIO.
+// vx_cache_image.so: the only part of vx_cache that uses OpenImageIO.
 #include "cache/picture/image_file.h"
 
 #include <OpenImageIO/filesystem.h>

@@ -1,6 +1,6 @@
 #include "cache/picture/legend.h"
 
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 #include "cache/picture/font.h"
 
 #include <algorithm>
@@ -71,18 +71,18 @@ Layout layout_of(const Legend& legend, int width, int height) {
     return l;
 }
 
-bool is_light(const Colour& c) {
-    const Colour s = to_display(c);
+bool is_light(const Color& c) {
+    const Color s = to_display(c);
     return 0.3f * s[0] + 0.6f * s[1] + 0.1f * s[2] > 0.55f;
 }
 
 void draw_bar(Picture& picture, const Legend& legend, const Layout& l, int x, int y,
-              const Colour& ink) {
+              const Color& ink) {
     fill_box(picture, x - l.scale, y - l.scale, l.swatch + 2 * l.scale, l.bar_height + 2 * l.scale,
              ink);
     const double last = std::max(l.bar_height - 1, 1);
     for (int j = 0; j < l.bar_height; ++j)
-        fill_box(picture, x, y + j, l.swatch, 1, map_colour(1 - j / last));
+        fill_box(picture, x, y + j, l.swatch, 1, map_color(1 - j / last));
     const double size = legend.high - legend.low;
     for (const Tick& tick : bar_ticks(legend.low, legend.high, l.bar_height / l.line / 2)) {
         const double t = size > 0 ? (tick.value - legend.low) / size : 0.5;
@@ -94,7 +94,7 @@ void draw_bar(Picture& picture, const Legend& legend, const Layout& l, int x, in
 }
 
 void draw_labels(Picture& picture, const Legend& legend, const Layout& l, int x, int y,
-                 const Colour& ink) {
+                 const Color& ink) {
     const auto shown = static_cast<std::size_t>(l.rows);
     const bool cut = shown < legend.labels.size();
     for (std::size_t i = 0; i < shown; ++i, y += l.line) {
@@ -103,7 +103,7 @@ void draw_labels(Picture& picture, const Legend& legend, const Layout& l, int x,
                       "+" + std::to_string(legend.labels.size() - i) + " more", ink);
             break;
         }
-        fill_box(picture, x, y - l.scale, l.swatch, l.swatch, label_colour(legend.labels[i]));
+        fill_box(picture, x, y - l.scale, l.swatch, l.swatch, label_color(legend.labels[i]));
         draw_text(picture, x + l.swatch + l.gap, y, l.scale, std::to_string(legend.labels[i]), ink);
     }
 }
@@ -146,12 +146,12 @@ int legend_width(const Legend& legend, int width, int height) {
     return needed * 3 <= width && tall && rows && height >= 2 * l.margin + 3 * l.line ? needed : 0;
 }
 
-void draw_legend(Picture& picture, const Legend& legend, const Colour& background) {
+void draw_legend(Picture& picture, const Legend& legend, const Color& background) {
     const int needed = legend_width(legend, picture.width, picture.height);
     if (needed == 0) return;
     const Layout l = layout_of(legend, picture.width, picture.height);
     const float shade = is_light(background) ? 0.02f : 0.75f;
-    const Colour ink{shade, shade, shade};
+    const Color ink{shade, shade, shade};
     const int x = picture.width - needed + l.margin;
     const int content = legend.kind == Legend::Kind::bar ? l.bar_height
                         : legend.kind == Legend::Kind::labels

@@ -1,4 +1,4 @@
-// What the colours of a picture stand for, written beside it.
+// What the colors of a picture stand for, written beside it.
 #pragma once
 
 #include "cache/picture/raster.h"
@@ -23,7 +23,7 @@ struct Legend {
 int legend_width(const Legend& legend, int width, int height);
 
 // Draws it there, readable on the background; nothing when it does not fit.
-void draw_legend(Picture& picture, const Legend& legend, const Colour& background);
+void draw_legend(Picture& picture, const Legend& legend, const Color& background);
 
 // Where a bar is marked: the two ends, and between them multiples of 1, 2 or 5 times a power of ten
 // that stand clear of the ends. `most`: how many marks there is room for.

@@ -7,21 +7,21 @@ namespace vx::cache {
 
 namespace {
 
-constexpr double rim = 0.3; // how far the rim of a disc stands back, in radii
-constexpr float nothing = -std::numeric_limits<float>::infinity();
+constexpr double kRim = 0.3; // how far the rim of a disc stands back, in radii
+constexpr float kNothing = -std::numeric_limits<float>::infinity();
 
 } // namespace
 
-Picture::Picture(int w, int h, const Colour& fill)
+Picture::Picture(int w, int h, const Color& fill)
     : width(w),
       height(h),
       pixels(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), fill) {}
 
 // A disc's samples: those with a u^2 + 2 b u v + c v^2 + 2 d u + 2 e v + f <= 0, where (u, v) are
-// samples from the centre's place. What decides on nearness is
+// samples from the center's place. What decides on nearness is
 // key + key_u u + key_v v - (rim_uu u^2 + 2 rim_uv u v + rim_vv v^2), the larger the nearer.
 struct DiscRaster::Conic {
-    double x, y; // the centre in samples of the band
+    double x, y; // the center in samples of the band
     double a, b, c, d, e, f;
     double key, key_u, key_v;
     double rim_uu, rim_uv, rim_vv;
@@ -36,14 +36,14 @@ DiscRaster::DiscRaster(const Camera& camera, int samples, int first, int lines)
       m_rows(lines * samples) {
     const std::size_t count =
         static_cast<std::size_t>(m_columns) * static_cast<std::size_t>(m_rows);
-    m_depth.assign(count, nothing);
-    m_colours.resize(count);
+    m_depth.assign(count, kNothing);
+    m_colors.resize(count);
 }
 
 bool DiscRaster::draw(const Disc& disc) {
     const Camera& cam = m_camera;
     const bool flat = cam.orthographic;
-    const Vec& p = disc.centre;
+    const Vec& p = disc.center;
     const double depth = -p.z;
     if (!(depth > cam.near_limit)) return false;
 
@@ -79,7 +79,7 @@ bool DiscRaster::draw(const Disc& disc) {
     const double r2 = radius * radius;
     double uu, uv, vv, w, wu, wv, back;
     if (flat) {
-        // z = centre - (n.x u + n.y v) / n.z
+        // z = center - (n.x u + n.y v) / n.z
         w = n.z;
         wu = wv = 0;
         const double sx = n.x * step_x;
@@ -90,9 +90,9 @@ bool DiscRaster::draw(const Disc& disc) {
         k.key = p.z;
         k.key_u = -sx / n.z;
         k.key_v = -sy / n.z;
-        back = rim * radius;
+        back = kRim * radius;
     } else {
-        // The line of sight d meets the disc's plane at (n.c / n.d) d; its distance from the centre
+        // The line of sight d meets the disc's plane at (n.c / n.d) d; its distance from the center
         // is |(n.c) d - (n.d) c| / (n.d), which has no constant part in u and v.
         const double nc = dot(n, p);
         w = dot(n, p) * stretch;
@@ -106,7 +106,7 @@ bool DiscRaster::draw(const Disc& disc) {
         k.key = stretch;
         k.key_u = wu / nc;
         k.key_v = wv / nc;
-        back = rim * radius / cam.focal * stretch * stretch;
+        back = kRim * radius / cam.focal * stretch * stretch;
     }
     k.a = uu - r2 * wu * wu;
     k.b = uv - r2 * wu * wv;
@@ -118,10 +118,10 @@ bool DiscRaster::draw(const Disc& disc) {
     k.rim_uu = uu * rim_scale;
     k.rim_uv = uv * rim_scale;
     k.rim_vv = vv * rim_scale;
-    return fill(k, disc.colour);
+    return fill(k, disc.color);
 }
 
-bool DiscRaster::fill(const Conic& k, const Colour& colour) {
+bool DiscRaster::fill(const Conic& k, const Color& color) {
     const double det = k.a * k.c - k.b * k.b;
     if (!(k.a > 0 && det > 0)) return false;
     // The lines where the conic has a run: (b v + d)^2 >= a (c v^2 + 2 e v + f).
@@ -155,20 +155,20 @@ bool DiscRaster::fill(const Conic& k, const Colour& colour) {
         const std::size_t line =
             static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns);
         float* const depth = m_depth.data() + line;
-        Colour* const colours = m_colours.data() + line;
+        Color* const colors = m_colors.data() + line;
         for (int i = begin; i <= end; ++i) {
             const float u = from + static_cast<float>(i - begin);
             const float key = base + u * (slope - bend * u);
             if (key > depth[i]) {
                 depth[i] = key;
-                colours[i] = colour;
+                colors[i] = color;
             }
         }
     }
     return covered;
 }
 
-void DiscRaster::resolve(Picture& picture, const Colour& background) const {
+void DiscRaster::resolve(Picture& picture, const Color& background) const {
     const double share = static_cast<double>(m_samples) * m_samples;
     for (int line = 0; line < m_lines; ++line) {
         const int y = m_camera.height - 1 - (m_first + line);
@@ -180,12 +180,12 @@ void DiscRaster::resolve(Picture& picture, const Colour& background) const {
                                        static_cast<std::size_t>(x * m_samples);
                 for (int i = 0; i < m_samples; ++i) {
                     const std::size_t s = at + static_cast<std::size_t>(i);
-                    const Colour& c = m_depth[s] == nothing ? background : m_colours[s];
+                    const Color& c = m_depth[s] == kNothing ? background : m_colors[s];
                     for (std::size_t k = 0; k < 3; ++k)
                         sum[k] += static_cast<double>(c[k]);
                 }
             }
-            Colour& out = picture.at(x, y);
+            Color& out = picture.at(x, y);
             for (std::size_t k = 0; k < 3; ++k)
                 out[k] = static_cast<float>(sum[k] / share);
         }

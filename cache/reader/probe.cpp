@@ -14,8 +14,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr miTag label_tag = 2;
-constexpr float refused = 1e36F; // what the functor says of a point that it keeps out
+constexpr miTag kLabelTag = 2;
+constexpr float kRefused = 1e36F; // what the functor says of a point that it keeps out
 
 Float3 of(const miVector& v) {
     return {v.x, v.y, v.z};
@@ -23,7 +23,7 @@ Float3 of(const miVector& v) {
 miVector of(const Float3& v) {
     return {v[0], v[1], v[2]};
 }
-miColor colour_of(const Float3& v) {
+miColor color_of(const Float3& v) {
     return {v[0], v[1], v[2], 1};
 }
 
@@ -42,7 +42,7 @@ miState state_at(miFunction& function, const Float3& point, const Float3& normal
 
 ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes)
     : m_map(map_of(*cloud, notes)), m_cloud(std::move(cloud)) {
-    small_renderer::strings[label_tag] = settings.labels.value_or("");
+    small_renderer::strings[kLabelTag] = settings.labels.value_or("");
     small_renderer::messages = [&notes](const std::string& level, const std::string& text) {
         notes.push_back(level + ": " + text);
     };
@@ -50,12 +50,12 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
     m_parameters.radius = settings.radius;
     m_parameters.maxPoints = settings.max_points;
     m_parameters.useLabels = settings.labels ? miTRUE : miFALSE;
-    m_parameters.labels = label_tag;
+    m_parameters.labels = kLabelTag;
     m_parameters.facing = settings.facing ? 1 : 0;
     m_parameters.minAngle = settings.min_angle;
     m_parameters.maxAngle = settings.max_angle;
-    m_parameters.falloff = colour_of(settings.falloff);
-    m_parameters.scale = colour_of(settings.scale);
+    m_parameters.falloff = color_of(settings.falloff);
+    m_parameters.scale = color_of(settings.scale);
     m_parameters.useOpacity = settings.use_opacity ? miTRUE : miFALSE;
     miFunction function{};
     miState state = state_at(function, {}, {}, {});
@@ -77,7 +77,7 @@ Seen ReaderProbe::look(const Float3& point, const Float3& normal, const Float3& 
     ReadResult result{};
     seen.success = ReadPoints(&result, &state, &m_parameters, *m_record) != miFALSE;
     const miColor& c = result.outColor;
-    seen.colour = {c.r, c.g, c.b, c.a};
+    seen.color = {c.r, c.g, c.b, c.a};
     seen.point_count = result.pointCount;
     if (m_record->mapHolder == nullptr) return seen;
     find_points(state, seen);
@@ -100,7 +100,7 @@ void ReaderProbe::find_points(miState& state, Seen& seen) {
         p.index = index;
         row.get_position(p.position.data());
         p.normal = of(map_read::Field(row, record.normalField, miVector{0, 0, 0}));
-        p.colour = of(map_read::Field(row, record.rgbField, miVector{0, 0, 0}));
+        p.color = of(map_read::Field(row, record.rgbField, miVector{0, 0, 0}));
         p.opacity = map_read::Field(row, record.opacityField, 1.0F);
         int label = 0;
         if (row.get(record.tagField, label).is_ok()) p.label = label;
@@ -130,7 +130,7 @@ Tally ReaderProbe::tally(miState& state) {
         record.useLabels = labels;
         record.facing = mode;
         // Not-a-number distances are found by no search.
-        return functor(&row) < refused;
+        return functor(&row) < kRefused;
     };
     for (t.total = 0; !row.at_end(); ++t.total, row.next()) {
         const float* p = row.get_position();

@@ -38,11 +38,11 @@ struct FoundPoint {
     std::optional<int> label;
     Float3 position{};
     Float3 normal{}; // null without a field for it
-    Float3 colour{};
+    Float3 color{};
     float opacity = 1;
     float distance = 0;
     float falloff = 0;     // of the distance, before the exponents
-    Float3 weight{};       // by which the blend multiplies the colour
+    Float3 weight{};       // by which the blend multiplies the color
     bool left_out = false; // faces the wrong way: not in the mean
 };
 
@@ -59,7 +59,7 @@ struct Tally {
 
 struct Seen {
     bool success = false; // what the shader returns
-    std::array<float, 4> colour{};
+    std::array<float, 4> color{};
     int point_count = 0;
     int blended = 0; // points in the mean
     std::vector<FoundPoint> found;
@@ -68,13 +68,13 @@ struct Seen {
 
 class ReaderProbe {
   public:
-    // Takes the cloud over. The shader's warnings and what a conversion cannot hold go to `notes`.
+    // Takes ownership of the cloud. Notes the shader's warnings and what a conversion cannot hold.
     // One probe at a time; throws FileError.
     ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes);
     ~ReaderProbe();
 
     Seen look(const Float3& point, const Float3& normal, const Float3& direction);
-    // True when the shader refuses the cloud for want of a colour.
+    // Whether the shader rejects the cloud because it has no colors.
     bool disabled() const { return m_record->disabled != miFALSE; }
     const Cloud& cloud() const { return *m_cloud; }
 

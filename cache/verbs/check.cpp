@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Counts one kind of oddity and keeps the place of the first.
+// Counts one kind of problem and keeps the position of the first.
 class OddityCount {
   public:
     OddityCount(Severity severity, std::string what)
@@ -82,7 +82,7 @@ void check_values(Cloud& cloud, std::size_t index, Findings& findings) {
         tally->report(findings);
 }
 
-// Ids of a cache are nearly always 0 to n-1: a bit for each then tells the twins.
+// Ids of a cache are nearly always 0 to n-1, so one bit per id finds the duplicates.
 void check_ids(Cloud& cloud, std::size_t index, Findings& findings) {
     if (cloud.attributes[index].single || cloud.attributes[index].width != 1) return;
     TypedReader<std::int64_t> reader(cloud, index);

@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t labels_shown = 20;
+constexpr std::size_t kLabelsShown = 20;
 
 std::string number(double v) {
     char text[40];
@@ -118,11 +118,11 @@ void print(const OpenedCloud& opened, const Statistics& s) {
         std::printf("  labels   ");
         std::size_t shown = 0;
         for (const auto& [label, count] : s.labels) {
-            if (++shown > labels_shown) break;
+            if (++shown > kLabelsShown) break;
             std::printf(" %lld: %lld points%s", static_cast<long long>(label),
                         static_cast<long long>(count), shown < s.labels.size() ? "," : "");
         }
-        if (s.labels.size() > labels_shown) std::printf(" ... %zu labels", s.labels.size());
+        if (s.labels.size() > kLabelsShown) std::printf(" ... %zu labels", s.labels.size());
         if (s.many_labels) std::printf(" and more");
         std::printf("\n");
     }

@@ -44,7 +44,7 @@ Float3 vector_of(const std::string& text, const std::string& option) {
 }
 
 // Three or four numbers; the reader does not look at alpha.
-Float3 colour_of(const std::string& text, const std::string& option) {
+Float3 color_of(const std::string& text, const std::string& option) {
     const std::vector<double> v = parse_numbers(text, 0, option);
     if (v.size() != 3 && v.size() != 4) {
         throw UsageError(option + ": needs r,g,b or r,g,b,a, '" + text + "' has " +
@@ -145,10 +145,10 @@ std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, con
 }
 
 void print_row(const char* index, const char* id, const char* distance, const char* label,
-               const char* weight, const char* position, const char* colour, const char* opacity) {
+               const char* weight, const char* position, const char* color, const char* opacity) {
     char text[256];
     (void)std::snprintf(text, sizeof text, "  %9s %9s %10s %7s  %-29s %-32s %-29s %s", index, id,
-                        distance, label, weight, position, colour, opacity);
+                        distance, label, weight, position, color, opacity);
     std::string line(text);
     line.resize(line.find_last_not_of(' ') + 1);
     std::printf("%s\n", line.c_str());
@@ -161,7 +161,7 @@ void print_table(const Seen& seen) {
                   number(static_cast<double>(p.distance)).c_str(),
                   p.label ? std::to_string(*p.label).c_str() : "-",
                   p.left_out ? "left out, faces away" : numbers(p.weight).c_str(),
-                  numbers(p.position).c_str(), numbers(p.colour).c_str(),
+                  numbers(p.position).c_str(), numbers(p.color).c_str(),
                   number(static_cast<double>(p.opacity)).c_str());
     }
 }
@@ -170,7 +170,7 @@ void print(const ReaderProbe& probe, const Options& o, const LookupPoint& q, con
     const Tally& t = seen.tally;
     std::printf("  point     %s", numbers(q.point).c_str());
     if (o.needs_normal()) std::printf(", normal %s", numbers(q.normal).c_str());
-    std::printf("\n  colour    %s\n  found     %s", numbers(seen.colour).c_str(),
+    std::printf("\n  colour    %s\n  found     %s", numbers(seen.color).c_str(),
                 count_of(seen.point_count, "point").c_str());
     if (seen.blended != seen.point_count) std::printf(", %d in the mean", seen.blended);
     std::printf("\n");
@@ -202,7 +202,7 @@ Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, 
     out["point"] = json_of(q.point);
     out["normal"] = json_of(q.normal);
     out["success"] = seen.success;
-    out["colour"] = json_of(seen.colour);
+    out["colour"] = json_of(seen.color);
     out["point_count"] = seen.point_count;
     out["blended"] = seen.blended;
     out["because"] = reasons(probe, o, seen);
@@ -225,7 +225,7 @@ Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, 
         if (!p.left_out) one["weight"] = json_of(p.weight);
         one["position"] = json_of(p.position);
         one["normal"] = json_of(p.normal);
-        one["colour"] = json_of(p.colour);
+        one["colour"] = json_of(p.color);
         one["opacity"] = static_cast<double>(p.opacity);
         found.push_back(one);
     }
@@ -331,8 +331,8 @@ Run add_lookup(CLI::App& app) {
         if (!o->queries.empty() && o->normals.size() > 1) {
             throw UsageError("--points takes one --normal at most");
         }
-        if (!o->falloff.empty()) o->settings.falloff = colour_of(o->falloff, "--falloff");
-        if (!o->scale.empty()) o->settings.scale = colour_of(o->scale, "--scale");
+        if (!o->falloff.empty()) o->settings.falloff = color_of(o->falloff, "--falloff");
+        if (!o->scale.empty()) o->settings.scale = color_of(o->scale, "--scale");
         (void)queries_of_options(*o);
         if (!o->direction.empty()) (void)vector_of(o->direction, "--direction");
         Json all = Json::array();

@@ -12,11 +12,11 @@ namespace vx::cache {
 
 namespace {
 
-constexpr double infinite = std::numeric_limits<double>::infinity();
-constexpr double largest = std::numeric_limits<double>::max();
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr double kLargest = std::numeric_limits<double>::max();
 
 void add_value(Moments& m, double v) {
-    if (!(std::abs(v) <= largest)) return;
+    if (!(std::abs(v) <= kLargest)) return;
     m.least = v < m.least ? v : m.least;
     m.most = v > m.most ? v : m.most;
     m.sum += v;
@@ -33,7 +33,7 @@ template <std::size_t V>
 __attribute__((target("avx2"))) std::size_t add_rows(Moments* lanes, const double* values,
                                                      std::size_t count) {
     const __m256d magnitude = _mm256_castsi256_pd(_mm256_set1_epi64x(INT64_MAX));
-    const __m256d limit = _mm256_set1_pd(largest);
+    const __m256d limit = _mm256_set1_pd(kLargest);
     __m256d least[V];
     __m256d most[V];
     __m256d sum[V];
@@ -91,7 +91,7 @@ __attribute__((target("avx2"))) std::size_t add_rows(Moments* lanes, const doubl
 } // namespace
 
 Accumulator::Accumulator(std::size_t width)
-    : m_width(width), m_lanes(lanes_of(width), Moments{infinite, -infinite, 0, 0}) {}
+    : m_width(width), m_lanes(lanes_of(width), Moments{kInfinite, -kInfinite, 0, 0}) {}
 
 void Accumulator::add(const double* values, std::size_t points) {
     const std::size_t count = points * m_width;
@@ -111,7 +111,7 @@ void Accumulator::add(const double* values, std::size_t points) {
 }
 
 std::vector<Moments> Accumulator::result() const {
-    std::vector<Moments> out(m_width, Moments{infinite, -infinite, 0, 0});
+    std::vector<Moments> out(m_width, Moments{kInfinite, -kInfinite, 0, 0});
     for (std::size_t i = 0; i < m_lanes.size(); ++i) {
         const Moments& lane = m_lanes[i];
         Moments& m = out[i % m_width];

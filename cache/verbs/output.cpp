@@ -20,7 +20,7 @@ void OutputOptions::add(CLI::App& app) {
         ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
         ->group("Output");
     app.add_flag("-f,--force", force, "replace files that are there")->group("Output");
-    app.add_flag("--byte-colour", byte_colour, "ply: colours as bytes, for viewers")
+    app.add_flag("--byte-colour", byte_color, "ply: colours as bytes, for viewers")
         ->group("Output");
     app.add_flag(
            "--all-fields", all_fields,
@@ -38,7 +38,7 @@ Format OutputOptions::format_for(const std::string& path) const {
 WriteOptions OutputOptions::write_options(Format target) const {
     WriteOptions w;
     w.force = force;
-    w.byte_colour = byte_colour;
+    w.byte_color = byte_color;
     w.encoding = encoding;
     if (encoding.empty()) return w;
     const auto encodings = traits_of(target).encodings;

@@ -16,14 +16,14 @@ struct OutputOptions {
     std::string format;
     std::string encoding;
     bool force = false;
-    bool byte_colour = false;
+    bool byte_color = false;
     bool all_fields = false;
 
     void add(CLI::App& app);
-    // Throws UsageError when neither the option nor the name tells the format.
+    // Throws UsageError if neither the option nor the name determines the format.
     Format format_for(const std::string& path) const;
     WriteOptions write_options(Format format) const;
-    // Writes, and says what the format could not hold.
+    // Writes the cloud and prints what the format could not hold.
     void write(Session& session, Cloud& cloud, const std::string& path,
                std::optional<Format> source = std::nullopt) const;
 };
@@ -44,7 +44,7 @@ class LabelSet {
     int m_count = 0;
 };
 
-// The label of every point as the shaders see it: truncated, its low 32 bits; 0 without labels.
+// The label of every point as the shaders read it: truncated, its low 32 bits; 0 without labels.
 class LabelReader {
   public:
     explicit LabelReader(Cloud& cloud);

@@ -20,7 +20,7 @@ std::size_t need(const Cloud& cloud, const char* name, int width) {
     return static_cast<std::size_t>(at);
 }
 
-// Walks over one attribute and drops the points that the test does not want.
+// Drops the points whose values of one attribute do not pass the test.
 template <typename Test>
 void sift(Cloud& cloud, std::size_t attribute, std::vector<bool>& keep, Test&& wanted) {
     TypedReader<double> reader(cloud, attribute);

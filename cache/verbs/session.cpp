@@ -13,7 +13,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t most_frames = 1000000;
+constexpr std::size_t kMostFrames = 1000000;
 
 void say(const char* kind, const std::string& text) {
     (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, text.c_str());
@@ -109,7 +109,7 @@ Frames Frames::parse(const std::string& text) {
         if (!first || !last || *last < *first || *first < -1000000000 || *last > 1000000000)
             wrong();
         for (std::int64_t f = *first; f <= *last; f += step) {
-            if (frames.numbers.size() == most_frames) {
+            if (frames.numbers.size() == kMostFrames) {
                 throw UsageError("--frames: more than a million frames");
             }
             frames.numbers.push_back(static_cast<int>(f));

@@ -10,7 +10,7 @@
 
 namespace vx::cache {
 
-// How loud a run is, and whether anything has failed so far.
+// Verbosity of a run, and whether anything has failed so far.
 class Session {
   public:
     bool quiet = false;
@@ -24,9 +24,9 @@ class Session {
     void error(const FileError& why) { error(why.text()); }
     void note(const std::string& text) const;    // unless quiet
     void details(const std::string& text) const; // only when verbose
-    // Runs f for one file; what it throws is reported and the next file can be tried.
+    // Runs f for one file. Reports exceptions, so that the caller can go on with the next file.
     void attempt(const std::function<void()>& f);
-    // Opens a cloud and says what is odd about it.
+    // Opens a cloud and prints what was found in it.
     OpenedCloud open(const std::string& path) const;
     // Draws on a terminal, does nothing elsewhere.
     std::function<void(std::int64_t, std::int64_t)> progress(std::string what) const;

@@ -14,17 +14,17 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t wanted_samples = 200;
-constexpr int most_chained = 4; // samples that a point is measured against at most
-constexpr int most_cells = 128; // along each axis
-constexpr std::int64_t piece_points = 8 * block_points; // that a thread takes at a time
+constexpr std::int64_t kWantedSamples = 200;
+constexpr int kMostChained = 4; // samples that a point is measured against at most
+constexpr int kMostCells = 128; // along each axis
+constexpr std::int64_t kPiecePoints = 8 * kBlockPoints; // that a thread takes at a time
 
 struct Sample {
     std::array<double, 3> p;
     std::int64_t index;
 };
 
-// The samples whose nearest neighbour may lie in a cell. One bit per cell says whether there are
+// The samples whose nearest neighbor may lie in a cell. One bit per cell says whether there are
 // any, so that the walk over all points stays within the processor's cache.
 class Grid {
   public:
@@ -62,7 +62,7 @@ class Grid {
             const auto found = m_samples.find(s);
             if (found != m_samples.end()) longest = std::max(longest, found->second.size());
         });
-        if (longest >= most_chained) return false;
+        if (longest >= kMostChained) return false;
         each_cell([&](std::size_t s) {
             m_samples[s].push_back(sample);
             m_marked[s / 64] |= std::uint64_t{1} << (s % 64);
@@ -110,7 +110,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
                      double size) {
     // A surface of n points has about sqrt(n) of them along each axis.
     const double wanted = std::sqrt(static_cast<double>(cloud.count)) / 2;
-    const int cells = static_cast<int>(std::clamp(wanted, 1.0, static_cast<double>(most_cells)));
+    const int cells = static_cast<int>(std::clamp(wanted, 1.0, static_cast<double>(kMostCells)));
     const double cell = size / cells;
     if (cloud.count < 2 || !(cell > 0) || !std::isfinite(cell) || !std::isfinite(1 / cell)) {
         return {};
@@ -118,7 +118,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
     Grid grid(low, size, cells);
     std::vector<Sample> samples;
     TypedReader<double> reader(cloud, position);
-    const std::int64_t step = std::max<std::int64_t>(cloud.count / wanted_samples, 1);
+    const std::int64_t step = std::max<std::int64_t>(cloud.count / kWantedSamples, 1);
     for (std::int64_t at = 0; at < cloud.count; at += step) {
         const auto p = reader.read(at, 1);
         if (!std::isfinite(p[0] + p[1] + p[2])) continue;
@@ -135,11 +135,11 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
     run_workers(workers, [&](int worker) {
         TypedReader<double> own(cloud, position);
         for (;;) {
-            const std::int64_t begin = next.fetch_add(piece_points);
-            const std::int64_t end = std::min(begin + piece_points, cloud.count);
+            const std::int64_t begin = next.fetch_add(kPiecePoints);
+            const std::int64_t end = std::min(begin + kPiecePoints, cloud.count);
             if (begin >= end) return;
-            for (std::int64_t at = begin; at < end; at += block_points / 4) {
-                const auto p = own.read(at, std::min(block_points / 4, end - at));
+            for (std::int64_t at = begin; at < end; at += kBlockPoints / 4) {
+                const auto p = own.read(at, std::min(kBlockPoints / 4, end - at));
                 measure_run(grid, samples, p, at, nearest[static_cast<std::size_t>(worker)]);
             }
         }

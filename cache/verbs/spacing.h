@@ -1,4 +1,4 @@
-// How far points are from their nearest neighbours, by a sample of them.
+// How far points are from their nearest neighbors, by a sample of them.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -10,13 +10,13 @@
 namespace vx::cache {
 
 struct Spacing {
-    std::int64_t samples = 0; // points whose nearest neighbour was looked for; 0: no figures
+    std::int64_t samples = 0; // points whose nearest neighbor was looked for; 0: no figures
     double median = 0;
     double most = 0;
 };
 
 // About 200 points, evenly out of the cloud's order, less those in crowds and those whose nearest
-// neighbour is farther than a cell of a grid over the cloud (sqrt(n)/2 cells, at most 128, along
+// neighbor is farther than a cell of a grid over the cloud (sqrt(n)/2 cells, at most 128, along
 // the longest side); no figures when more than half are lost that way. One walk over all points, no
 // tree. `low` and `size` are the lower corner and the longest side of the finite positions. Throws
 // FileError.

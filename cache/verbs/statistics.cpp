@@ -14,10 +14,10 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t most_labels = 100000;
-constexpr std::int64_t read_values = 8192;     // at a time: they stay in the processor's cache
-constexpr std::int64_t most_pieces = 4096;     // of an attribute, so that memory stays flat
-constexpr std::int64_t piece_points = 1 << 16; // what a thread takes at a time, at least
+constexpr std::size_t kMostLabels = 100000;
+constexpr std::int64_t kReadValues = 8192;     // at a time: they stay in the processor's cache
+constexpr std::int64_t kMostPieces = 4096;     // of an attribute, so that memory stays flat
+constexpr std::int64_t kPiecePoints = 1 << 16; // what a thread takes at a time, at least
 
 class Labels {
   public:
@@ -49,7 +49,7 @@ class Labels {
     void look_up(T value, std::int64_t times) {
         std::int64_t label = 0;
         convert_values(type_of<T>(), &value, Type::int64, &label, 1);
-        if (m_others.size() >= most_labels && !m_others.contains(label)) {
+        if (m_others.size() >= kMostLabels && !m_others.contains(label)) {
             m_many = true;
             return;
         }
@@ -79,7 +79,7 @@ class Worker {
     void run(const Task& task, std::int64_t piece, std::vector<std::vector<Moments>>& out,
              Labels* labels) {
         const Attribute& a = m_cloud.attributes[task.attribute];
-        const std::int64_t step = std::max<std::int64_t>(read_values / a.width / 16 * 16, 16);
+        const std::int64_t step = std::max<std::int64_t>(kReadValues / a.width / 16 * 16, 16);
         for (std::int64_t begin = task.first; begin < task.end; begin += piece) {
             const std::int64_t end = std::min(begin + piece, task.end);
             Accumulator moments(static_cast<std::size_t>(a.width));
@@ -145,7 +145,7 @@ std::vector<Range> ranges_of(const std::vector<std::vector<Moments>>& pieces, st
 Statistics measure(Cloud& cloud, const Progress& progress) {
     const int tag = cloud.find("tag");
     const bool has_labels = tag >= 0 && cloud.attributes[static_cast<std::size_t>(tag)].width == 1;
-    const std::int64_t piece = std::max(piece_points, (cloud.count / most_pieces + 15) / 16 * 16);
+    const std::int64_t piece = std::max(kPiecePoints, (cloud.count / kMostPieces + 15) / 16 * 16);
 
     std::vector<std::vector<std::vector<Moments>>> moments;
     std::vector<Task> tasks;

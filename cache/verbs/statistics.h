@@ -1,4 +1,4 @@
-// Ranges, means, labels, and the distances between neighbours, on as many threads as the cloud can
+// Ranges, means, labels, and the distances between neighbors, on as many threads as the cloud can
 // be read by. The figures do not depend on their number.
 #pragma once
 

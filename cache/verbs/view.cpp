@@ -132,10 +132,10 @@ class ViewRun {
     void survey(const std::string& name) {
         ViewCloud& cloud = open(name, true);
         const Cloud& file = *m_current.opened.cloud;
-        m_colouring = cloud.colouring();
-        if (m_options.range && m_colouring.kind != ColourKind::scalar) {
+        m_coloring = cloud.coloring();
+        if (m_options.range && m_coloring.kind != ColorKind::scalar) {
             throw UsageError("--range is for numbers, which '" +
-                             (m_colouring.title.empty() ? "no attribute" : m_colouring.title) +
+                             (m_coloring.title.empty() ? "no attribute" : m_coloring.title) +
                              "' is not coloured by");
         }
         m_counted += file.count;
@@ -146,18 +146,18 @@ class ViewRun {
         }
         if (cloud.without_value > 0) {
             m_session.note(file.file_name + ": " + points_text(cloud.without_value) +
-                           " drawn in grey: '" + m_colouring.title + "' is not finite");
+                           " drawn in grey: '" + m_coloring.title + "' is not finite");
         }
     }
 
     void place(const std::vector<Shot>& shots) {
         const CameraChoice& c = m_options.camera;
-        m_legend = m_options.legend ? make_legend(m_colouring, m_survey.scale) : Legend{};
+        m_legend = m_options.legend ? make_legend(m_coloring, m_survey.scale) : Legend{};
         const int aside =
             legend_width(m_legend, c.width > 0 ? c.width : 1280, c.height > 0 ? c.height : 960);
         m_placed = place_camera(m_options, m_survey, aside, [&](const auto& f) {
             for (const Shot& shot : shots) {
-                open(shot.cloud, false).each([&](const ViewCloud::Point& p, ColourReader&) {
+                open(shot.cloud, false).each([&](const ViewCloud::Point& p, ColorReader&) {
                     f(p.position, p.radius);
                 });
             }
@@ -207,7 +207,7 @@ class ViewRun {
     Session& m_session;
     const ViewOptions& m_options;
     SequenceSummary m_survey;
-    Colouring m_colouring;
+    Coloring m_coloring;
     Legend m_legend;
     PlacedCamera m_placed;
     std::int64_t m_counted = 0;

@@ -10,19 +10,19 @@ namespace vx::cache {
 
 namespace {
 
-constexpr double pi = 3.14159265358979323846;
-constexpr double margin = 0.05; // of the shorter side
-constexpr int default_width = 1280;
-constexpr int default_height = 960;
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kMargin = 0.05; // of the shorter side
+constexpr int kDefaultWidth = 1280;
+constexpr int kDefaultHeight = 960;
 
 // What a cloud sweeps when it turns about an axis: rings, as few as show its outline.
 class Rings {
   public:
-    Rings(const Vec& centre, const Vec& up, double reach)
-        : m_centre(centre), m_up(up), m_reach(reach > 0 ? reach : 1) {}
+    Rings(const Vec& center, const Vec& up, double reach)
+        : m_center(center), m_up(up), m_reach(reach > 0 ? reach : 1) {}
 
     void add(const Vec& point, double radius) {
-        const Vec p = point - m_centre;
+        const Vec p = point - m_center;
         const double h = dot(p, m_up);
         const auto at =
             static_cast<std::size_t>(std::clamp((h / m_reach + 1) / 2 * rings, 0.0, rings - 1.0));
@@ -36,8 +36,8 @@ class Rings {
             for (std::size_t edge = 0; edge < 2; ++edge) {
                 const double h = m_reach * (2 * static_cast<double>(i + edge) / rings - 1);
                 for (int k = 0; k < 96; ++k) {
-                    const double a = 2 * pi * k / 96;
-                    f(m_centre + m_up * h + d.back * (m_wide[i] * std::cos(a)) +
+                    const double a = 2 * kPi * k / 96;
+                    f(m_center + m_up * h + d.back * (m_wide[i] * std::cos(a)) +
                           side * (m_wide[i] * std::sin(a)),
                       0);
                 }
@@ -52,7 +52,7 @@ class Rings {
         a.fill(-1);
         return a;
     }();
-    Vec m_centre, m_up;
+    Vec m_center, m_up;
     double m_reach;
     std::array<double, rings> m_wide = none;
 };
@@ -63,7 +63,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
                           const EachBall& each) {
     const CameraChoice& choice = options.camera;
     PlacedCamera placed;
-    placed.centre = choice.to.value_or((survey.low + survey.high) * 0.5);
+    placed.center = choice.to.value_or((survey.low + survey.high) * 0.5);
     if (!choice.scene.empty()) {
         placed.camera = read_scene_camera(choice.scene, choice.width, choice.height).camera;
         if (!is_possible_size(placed.camera.width, placed.camera.height)) {
@@ -75,34 +75,34 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
         return placed;
     }
     Camera& camera = placed.camera;
-    camera.width = choice.width > 0 ? choice.width : default_width;
-    camera.height = choice.height > 0 ? choice.height : default_height;
+    camera.width = choice.width > 0 ? choice.width : kDefaultWidth;
+    camera.height = choice.height > 0 ? choice.height : kDefaultHeight;
     camera.orthographic = choice.orthographic;
     const double width = camera.width;
     const double height = camera.height;
-    const double half = std::tan(choice.field_of_view / 2 * pi / 180);
+    const double half = std::tan(choice.field_of_view / 2 * kPi / 180);
 
     const bool is_explicit = choice.from.has_value();
     const bool is_aimed = choice.from || choice.to;
     if (is_aimed) aside = 0;
     const Direction direction = named_direction(choice.view, choice.up);
-    const Vec back = is_explicit ? normalized(*choice.from - placed.centre) : direction.back;
+    const Vec back = is_explicit ? normalized(*choice.from - placed.center) : direction.back;
     if (!(length(back) > 0)) throw UsageError("--from is the middle of the cloud; say --to");
     const Matrix rotation = look_at(back, {}, direction.up);
 
-    const double free = 2 * margin * std::min(width, height);
+    const double free = 2 * kMargin * std::min(width, height);
     const double part_x = std::max(width - aside - free, 1.0) / width;
     const double part_y = std::max(height - free, 1.0) / height;
     Framing framing(rotation, choice.orthographic, half * part_x, half * height / width * part_y);
     const auto add = [&](const Vec& p, double r) {
         framing.add(p, r);
         // Both sides of what is aimed at count, so that it stays in the middle.
-        if (is_aimed) framing.add(placed.centre * 2 - p, r);
+        if (is_aimed) framing.add(placed.center * 2 - p, r);
     };
     if (options.turntable > 0) {
         const double reach =
-            length(survey.high - survey.low) + survey.radius + length(placed.centre - survey.low);
-        Rings rings(placed.centre, choice.up, reach);
+            length(survey.high - survey.low) + survey.radius + length(placed.center - survey.low);
+        Rings rings(placed.center, choice.up, reach);
         each([&](const Vec& p, double r) { rings.add(p, r); });
         rings.each(add);
     } else if (!is_explicit || choice.orthographic) {
@@ -117,7 +117,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
 }
 
 Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
-    const double a = degrees * pi / 180;
+    const double a = degrees * kPi / 180;
     const double c = std::cos(a);
     const double s = std::sin(a);
     const Vec u = normalized(up);
@@ -128,7 +128,7 @@ Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
     const Vec x = turn({1, 0, 0});
     const Vec y = turn({0, 1, 0});
     const Vec z = turn({0, 0, 1});
-    const Vec move = placed.centre - turn(placed.centre);
+    const Vec move = placed.center - turn(placed.center);
     Camera camera = placed.camera;
     camera.to_camera =
         multiply({x.x, x.y, x.z, 0, y.x, y.y, y.z, 0, z.x, z.y, z.z, 0, move.x, move.y, move.z, 1},

@@ -10,12 +10,12 @@ namespace vx::cache {
 using EachBall = std::function<void(const std::function<void(const Vec&, double)>&)>;
 struct PlacedCamera {
     Camera camera;
-    Vec centre; // what a turntable turns about
+    Vec center; // what a turntable turns about
 };
 PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& survey, int aside,
                           const EachBall& each);
 
-// The same camera after it went around the up axis through the centre by an angle in degrees, to
+// The same camera after it went around the up axis through the center by an angle in degrees, to
 // the right of who looks through it.
 Camera turned(const PlacedCamera& placed, const Vec& up, double degrees);
 

@@ -2,7 +2,7 @@
 
 #include "cache/formats/text.h"
 #include "cache/html/page.h"
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 
 #include <cmath>
 
@@ -10,8 +10,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t longest_side = 32768;
-constexpr std::int64_t most_pixels = std::int64_t{1} << 26;
+constexpr std::int64_t kLongestSide = 32768;
+constexpr std::int64_t kMostPixels = std::int64_t{1} << 26;
 
 Vec parse_vec(const std::string& text, const std::string& option) {
     const std::vector<double> v = parse_numbers(text, 3, option);
@@ -23,8 +23,8 @@ Vec parse_vec(const std::string& text, const std::string& option) {
 } // namespace
 
 bool is_possible_size(std::int64_t width, std::int64_t height) {
-    return width >= 1 && height >= 1 && width <= longest_side && height <= longest_side &&
-           width * height <= most_pixels;
+    return width >= 1 && height >= 1 && width <= kLongestSide && height <= kLongestSide &&
+           width * height <= kMostPixels;
 }
 
 void ViewOptions::add(CLI::App& app) {
@@ -35,7 +35,7 @@ void ViewOptions::add(CLI::App& app) {
                    "a page to look around in with a browser: one file that needs no network");
     app.add_option("--max-points", page_points,
                    "of the page; of a larger cloud it gets a part that is spread evenly")
-        ->check(CLI::Range(std::int64_t{1}, most_page_points))
+        ->check(CLI::Range(std::int64_t{1}, kMostPagePoints))
         ->capture_default_str();
     app.add_option("--frames", frames, "the frames of a pattern, as 1-100x2; else those there are");
     app.add_flag("-f,--force", force, "replace files that are there");
@@ -131,8 +131,8 @@ void ViewOptions::settle() {
         if (!width || !height) throw UsageError("--size: '" + m_size + "' is not like 1280x960");
         if (!is_possible_size(*width, *height)) {
             throw UsageError("--size: '" + m_size + "' cannot be made; sides are 1 to " +
-                             std::to_string(longest_side) + " pixels, and " +
-                             std::to_string(most_pixels / 1000000) + " million together");
+                             std::to_string(kLongestSide) + " pixels, and " +
+                             std::to_string(kMostPixels / 1000000) + " million together");
         }
         camera.width = static_cast<int>(*width);
         camera.height = static_cast<int>(*height);

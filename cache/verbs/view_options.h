@@ -12,7 +12,7 @@
 
 namespace vx::cache {
 
-// What the command line says about the camera.
+// The options of the camera.
 struct CameraChoice {
     std::optional<Vec> from, to;
     Vec up{0, 1, 0};

@@ -6,19 +6,19 @@ namespace vx::cache {
 
 namespace {
 
-PageStart::Mode mode_of(ColourKind kind) {
+PageStart::Mode mode_of(ColorKind kind) {
     switch (kind) {
-    case ColourKind::colour:
-        return PageStart::Mode::colour;
-    case ColourKind::normal:
+    case ColorKind::color:
+        return PageStart::Mode::color;
+    case ColorKind::normal:
         return PageStart::Mode::direction;
-    case ColourKind::position:
+    case ColorKind::position:
         return PageStart::Mode::place;
-    case ColourKind::scalar:
+    case ColorKind::scalar:
         return PageStart::Mode::value;
-    case ColourKind::label:
+    case ColorKind::label:
         return PageStart::Mode::label;
-    case ColourKind::plain:
+    case ColorKind::plain:
         break;
     }
     return PageStart::Mode::plain;
@@ -26,10 +26,10 @@ PageStart::Mode mode_of(ColourKind kind) {
 
 PageStart start_of(const Cloud& cloud, const ViewOptions& o) {
     PageStart start;
-    const Colouring colouring = choose_colouring(cloud, o.style.by);
-    if (!o.style.by.empty()) start.mode = mode_of(colouring.kind);
-    start.attribute = colouring.attribute;
-    start.component = colouring.component;
+    const Coloring coloring = choose_coloring(cloud, o.style.by);
+    if (!o.style.by.empty()) start.mode = mode_of(coloring.kind);
+    start.attribute = coloring.attribute;
+    start.component = coloring.component;
     if (o.range && start.mode != PageStart::Mode::value) {
         throw UsageError("--range is for numbers: say which with --by");
     }

@@ -9,7 +9,7 @@ namespace vx::cache {
 namespace {
 
 // Samples of a band of the picture: 16 bytes each.
-constexpr std::int64_t band_samples = std::int64_t{1} << 25;
+constexpr std::int64_t kBandSamples = std::int64_t{1} << 25;
 
 std::optional<std::size_t> find(const Cloud& cloud, const char* name, int width) {
     const int at = cloud.find(name);
@@ -32,7 +32,7 @@ Vec vec_at(std::span<const double> values, std::size_t i) {
 ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius)
     : m_cloud(cloud),
       m_style(style),
-      m_colouring(choose_colouring(cloud, style.by)),
+      m_coloring(choose_coloring(cloud, style.by)),
       m_position(need_position(cloud)),
       m_normal(find(cloud, "normalPP", 3)),
       m_radius(find(cloud, "radius", 1)) {
@@ -50,8 +50,8 @@ ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double>
     }
 }
 
-// Discs as large as the distance to the nearest neighbour overlap on an even grid; scattered points
-// have larger gaps, up to about three times that. Where no neighbours can be told, it is half the
+// Discs as large as the distance to the nearest neighbor overlap on an even grid; scattered points
+// have larger gaps, up to about three times that. Where no neighbors can be told, it is half the
 // distance in a square sheet of as many points as large as the cloud.
 double ViewCloud::derived_radius() const {
     const Statistics s = measure(m_cloud, {});
@@ -66,12 +66,12 @@ double ViewCloud::derived_radius() const {
     return size / (2 * std::sqrt(static_cast<double>(m_cloud.count)));
 }
 
-void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) {
+void ViewCloud::each(const std::function<void(const Point&, ColorReader&)>& f) {
     without_position = without_value = 0;
     TypedReader<double> positions(m_cloud, m_position);
     TypedReader<double> normals(m_cloud, m_normal.value_or(m_position));
     TypedReader<double> radii(m_cloud, m_radius.value_or(m_position));
-    ColourReader colours(m_cloud, m_colouring);
+    ColorReader colors(m_cloud, m_coloring);
     std::optional<LabelReader> labels;
     if (m_labels) labels.emplace(m_cloud);
     for_blocks(m_cloud.count, [&](std::int64_t first, std::int64_t n) {
@@ -79,7 +79,7 @@ void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) 
         const auto d = m_normal ? normals.read(first, n) : std::span<const double>{};
         const auto r = m_radius ? radii.read(first, n) : std::span<const double>{};
         const auto l = labels ? labels->read(first, n) : std::span<const std::int32_t>{};
-        colours.read(first, n);
+        colors.read(first, n);
         for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
             if (labels && !m_labels->holds(l[i])) continue;
             Point point{vec_at(p, i), {}, m_fixed_radius, i};
@@ -90,21 +90,21 @@ void ViewCloud::each(const std::function<void(const Point&, ColourReader&)>& f) 
             if (m_normal) point.normal = vec_at(d, i);
             if (m_radius) point.radius = std::isfinite(r[i]) ? std::max(r[i], 0.0) : 0;
             point.radius *= m_style.radius_scale;
-            if (!colours.has_value(i)) ++without_value;
-            f(point, colours);
+            if (!colors.has_value(i)) ++without_value;
+            f(point, colors);
         }
     });
 }
 
 void SequenceSummary::add(ViewCloud& cloud) {
-    cloud.each([this](const ViewCloud::Point& p, ColourReader& colours) {
+    cloud.each([this](const ViewCloud::Point& p, ColorReader& colors) {
         if (points++ == 0) low = high = p.position;
         low = {std::min(low.x, p.position.x), std::min(low.y, p.position.y),
                std::min(low.z, p.position.z)};
         high = {std::max(high.x, p.position.x), std::max(high.y, p.position.y),
                 std::max(high.z, p.position.z)};
         radius = std::max(radius, p.radius);
-        colours.measure(p.index, scale);
+        colors.measure(p.index, scale);
     });
     scale.corner_low = low;
     scale.corner_high = high;
@@ -118,32 +118,32 @@ double shade(const Vec& normal, const Vec& to_eye) {
 }
 
 DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
-                      const ColourScale& scale, const Progress& progress) {
+                      const ColorScale& scale, const Progress& progress) {
     DrawnCloud out{Picture(camera.width, camera.height, style.background), 0};
     const std::int64_t line =
         static_cast<std::int64_t>(camera.width) * style.samples * style.samples;
     const int lines = static_cast<int>(
-        std::clamp<std::int64_t>(band_samples / line, 1, static_cast<std::int64_t>(camera.height)));
+        std::clamp<std::int64_t>(kBandSamples / line, 1, static_cast<std::int64_t>(camera.height)));
     const double size = camera_scale(camera.to_camera);
     const std::int64_t total = cloud.count();
     for (int first = 0; first < camera.height; first += lines) {
         DiscRaster raster(camera, style.samples, first, std::min(lines, camera.height - first));
         std::int64_t done = 0;
-        cloud.each([&](const ViewCloud::Point& p, ColourReader& colours) {
-            if (progress && ++done % block_points == 0) {
+        cloud.each([&](const ViewCloud::Point& p, ColorReader& colors) {
+            if (progress && ++done % kBlockPoints == 0) {
                 // Bands count as a part of the work each.
                 progress(first * total + done * lines, total * camera.height);
             }
             Disc disc;
-            disc.centre = transform_point(camera.to_camera, p.position);
+            disc.center = transform_point(camera.to_camera, p.position);
             disc.normal = normalized(transform_direction(camera.to_camera, p.normal));
             disc.radius = p.radius * size;
-            disc.colour = colours.colour(p.index, scale);
+            disc.color = colors.color(p.index, scale);
             if (style.lit && dot(disc.normal, disc.normal) > 0.5) {
                 const Vec to_eye =
-                    camera.orthographic ? Vec{0, 0, 1} : normalized(disc.centre) * -1;
+                    camera.orthographic ? Vec{0, 0, 1} : normalized(disc.center) * -1;
                 const auto share = static_cast<float>(shade(disc.normal, to_eye));
-                for (float& channel : disc.colour)
+                for (float& channel : disc.color)
                     channel *= share;
             }
             if (raster.draw(disc)) ++out.points;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cache/picture/camera.h"
-#include "cache/verbs/colouring.h"
+#include "cache/verbs/coloring.h"
 #include "cache/verbs/statistics.h"
 
 #include <functional>
@@ -18,32 +18,32 @@ struct ViewStyle {
     double radius_scale = 1;
     bool lit = true;
     int samples = 3; // per pixel and axis
-    Colour background{};
+    Color background{};
 };
 
 // An open cloud whose points can be walked over as discs.
 class ViewCloud {
   public:
     // Throws FileError without positions, labels that are asked for or the attribute of `by`.
-    // Without radii the distance between neighbours is looked for, unless it is known from an
-    // earlier time.
+    // Without radii it measures the distance between neighbors, unless an earlier call has
+    // measured it.
     ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius = {});
 
     struct Point {
         Vec position;
         Vec normal; // zero without one
         double radius;
-        std::size_t index; // in the run, for the colours
+        std::size_t index; // in the run, for the colors
     };
     // Calls f with every point that has a finite position and a wanted label, in order.
-    void each(const std::function<void(const Point&, ColourReader&)>& f);
+    void each(const std::function<void(const Point&, ColorReader&)>& f);
 
-    const Colouring& colouring() const { return m_colouring; }
+    const Coloring& coloring() const { return m_coloring; }
     std::int64_t count() const { return m_cloud.count; }
     // Of points without a radius of their own.
     double fixed_radius() const { return m_fixed_radius; }
     // Of the last walk: points of wanted labels that have no finite position, and points of them
-    // that have no finite value to be coloured by.
+    // that have no finite value to be colored by.
     std::int64_t without_position = 0;
     std::int64_t without_value = 0;
 
@@ -52,19 +52,19 @@ class ViewCloud {
 
     Cloud& m_cloud;
     const ViewStyle& m_style;
-    Colouring m_colouring;
+    Coloring m_coloring;
     std::size_t m_position;
     std::optional<std::size_t> m_normal, m_radius;
     std::optional<LabelSet> m_labels;
     double m_fixed_radius = 0;
 };
 
-// What is known after a walk over all clouds of a sequence.
+// What all clouds of a sequence have in common.
 struct SequenceSummary {
     std::int64_t points = 0; // that are drawn
     Vec low, high;           // of their positions
     double radius = 0;       // the largest
-    ColourScale scale;
+    ColorScale scale;
     void add(ViewCloud& cloud);
 };
 
@@ -74,9 +74,9 @@ struct DrawnCloud {
     std::int64_t points = 0; // that lie within the picture, seen or hidden
 };
 DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
-                      const ColourScale& scale, const Progress& progress);
+                      const ColorScale& scale, const Progress& progress);
 
-// How much of its colour a surface shows: `normal` and `to_eye` in the camera's space, of length 1.
+// How much of its color a surface shows: `normal` and `to_eye` in the camera's space, of length 1.
 // Two-sided; a soft light from above left of the eye, so that a surface that faces the eye is
 // bright and one that turns away fades without going black.
 double shade(const Vec& normal, const Vec& to_eye);

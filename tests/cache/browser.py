@@ -168,9 +168,9 @@ class Picture:
         while at < len(png):
             length, kind = struct.unpack_from(">I4s", png, at)
             if kind == b"IHDR":
-                self.width, self.height, depth, colour, _, _, interlace = struct.unpack_from(">2I5B", png, at + 8)
-                assert depth == 8 and colour in (2, 6) and interlace == 0
-                self.channels = 3 if colour == 2 else 4
+                self.width, self.height, depth, color, _, _, interlace = struct.unpack_from(">2I5B", png, at + 8)
+                assert depth == 8 and color in (2, 6) and interlace == 0
+                self.channels = 3 if color == 2 else 4
             elif kind == b"IDAT":
                 packed += png[at + 8:at + 8 + length]
             at += 12 + length

@@ -17,14 +17,14 @@ HOSTILE = "</script><b>"
 # A square of points apart from each other, in the plane z = 0, facing z; labels by row.
 POSITION = [v for y in range(SIDE) for x in range(SIDE) for v in (100.0 + x, 200.0 + y, 50.0)]
 TAG = [3 * (i // SIDE) - 3 for i in range(N)]
-COLOUR = [v for i in range(N) for v in (1.0, 0.0, 0.5)]
+COLOR = [v for i in range(N) for v in (1.0, 0.0, 0.5)]
 HEAT = [float(i % SIDE) for i in range(N)]
 
 
 def cloud():
     normal = [0.0, 0.0, 1.0] * N
     normal[0:3] = [0.0, 0.0, -1.0]  # the first point faces away
-    return cf.pdc([("position", 5, POSITION), ("normalPP", 5, normal), ("rgbPP", 5, COLOUR), ("tag", 3, TAG),
+    return cf.pdc([("position", 5, POSITION), ("normalPP", 5, normal), ("rgbPP", 5, COLOR), ("tag", 3, TAG),
                    ("radius", 2, [0.3]), ("id", 3, [2 ** 40 + i for i in range(N)]), (HOSTILE, 3, HEAT)], N)
 
 
@@ -91,7 +91,7 @@ class InBrowser(unittest.TestCase):
                                      "return [b.left, b.top]; })()")
         return (left + (at[0] / at[3] + 1) / 2 * camera["width"], top + (1 - at[1] / at[3]) / 2 * camera["height"])
 
-    def colour(self, point, picture=None):
+    def color(self, point, picture=None):
         return (picture or Picture(self.browser.screenshot())).at(*self.on_screen(point))
 
     def picked(self):
@@ -100,11 +100,11 @@ class InBrowser(unittest.TestCase):
         rows = self.browser.run("[...document.querySelectorAll('#picked-values tr')].map((r) => [r.dataset.name, r.cells[1].textContent])")
         return self.browser.run("document.getElementById('picked-title').textContent"), dict(rows)
 
-    def test_points_stand_where_the_camera_says_in_their_colour(self):
+    def test_points_stand_where_the_camera_says_in_their_color(self):
         picture = Picture(self.browser.screenshot())
         # 0.5 as sRGB is 188 of 255.
         for i in range(N):
-            self.assertTrue(near(self.colour(i, picture), (255, 0, 188)), (i, self.colour(i, picture)))
+            self.assertTrue(near(self.color(i, picture), (255, 0, 188)), (i, self.color(i, picture)))
         # Radius 0.3: halfway between two points there is none.
         a, b = self.on_screen(24), self.on_screen(25)
         self.assertTrue(near(picture.at((a[0] + b[0]) / 2, a[1]), DARK))
@@ -119,28 +119,28 @@ class InBrowser(unittest.TestCase):
 
     def test_exposure_and_linear_values(self):
         self.js("document.getElementById('srgb').click()")
-        self.assertTrue(near(self.colour(24), (255, 0, 128)))
+        self.assertTrue(near(self.color(24), (255, 0, 128)))
         self.set("exposure", "-1")
-        self.assertTrue(near(self.colour(24), (128, 0, 64)))
+        self.assertTrue(near(self.color(24), (128, 0, 64)))
 
-    def test_a_scalar_goes_through_the_colour_map(self):
+    def test_a_scalar_goes_through_the_color_map(self):
         self.choose(HOSTILE)
         picture = Picture(self.browser.screenshot())
-        self.assertTrue(near(self.colour(0, picture), (0x44, 0x01, 0x54)))
-        self.assertTrue(near(self.colour(6, picture), (0xfd, 0xe7, 0x25)))
+        self.assertTrue(near(self.color(0, picture), (0x44, 0x01, 0x54)))
+        self.assertTrue(near(self.color(6, picture), (0xfd, 0xe7, 0x25)))
         self.assertEqual(self.browser.run("[document.getElementById('least').value, document.getElementById('most').value]"),
                          ["0", "6"])
         self.assertEqual(self.browser.run("document.getElementById('legend-name').textContent"), HOSTILE)
         self.set("map", "grey")
         self.set("most", "12")
         picture = Picture(self.browser.screenshot())
-        self.assertTrue(near(self.colour(3, picture), (64, 64, 64)))  # 3 of 12
-        self.assertTrue(near(self.colour(6, picture), (128, 128, 128)))
+        self.assertTrue(near(self.color(3, picture), (64, 64, 64)))  # 3 of 12
+        self.assertTrue(near(self.color(6, picture), (128, 128, 128)))
 
-    def test_labels_are_coloured_counted_and_filtered(self):
+    def test_labels_are_colored_counted_and_filtered(self):
         self.choose("tag (label)")
         picture = Picture(self.browser.screenshot())
-        rows = [self.colour(SIDE * r, picture) for r in range(SIDE)]
+        rows = [self.color(SIDE * r, picture) for r in range(SIDE)]
         self.assertEqual(len(set(rows)), SIDE)
         self.assertTrue(near(rows[0], (0x4e, 0x9a, 0xf1)))
         listed = self.browser.run("[...document.querySelectorAll('#labels li')].map((l) => l.textContent.trim().split(/ +/))")
@@ -148,17 +148,17 @@ class InBrowser(unittest.TestCase):
         self.js("document.querySelectorAll('#labels input')[2].click()")  # label 3: the third row
         picture = Picture(self.browser.screenshot())
         for i in range(N):
-            self.assertEqual(near(self.colour(i, picture), DARK), i // SIDE == 2, i)
+            self.assertEqual(near(self.color(i, picture), DARK), i // SIDE == 2, i)
         self.browser.click(*self.on_screen(2 * SIDE + 3))
         self.assertIsNone(self.picked())  # what is hidden cannot be picked
         self.js("document.getElementById('labels-invert').click()")
         picture = Picture(self.browser.screenshot())
         for i in range(N):
-            self.assertEqual(near(self.colour(i, picture), DARK), i // SIDE != 2, i)
+            self.assertEqual(near(self.color(i, picture), DARK), i // SIDE != 2, i)
         self.js("document.getElementById('labels-none').click()")
-        self.assertTrue(near(self.colour(17), DARK))
+        self.assertTrue(near(self.color(17), DARK))
         self.js("document.getElementById('labels-all').click()")
-        self.assertFalse(near(self.colour(17), DARK))
+        self.assertFalse(near(self.color(17), DARK))
 
     def test_it_opens_as_the_command_line_says(self):
         self.browser.requests.clear()
@@ -172,7 +172,7 @@ class InBrowser(unittest.TestCase):
             row = i // SIDE
             want = (255 * row / 12,) * 3 if 0 <= TAG[i] <= 6 else None  # others are not there
             if want:
-                self.assertTrue(near(self.colour(i, picture), want), (i, want, self.colour(i, picture), self.on_screen(i)))
+                self.assertTrue(near(self.color(i, picture), want), (i, want, self.color(i, picture), self.on_screen(i)))
         shown = self.browser.run("[...document.querySelectorAll('#labels input')].map((b) => b.checked)")
         self.assertEqual(shown, [0 <= 3 * r - 3 <= 6 for r in range(SIDE)])
         self.choose("normalPP.length")
@@ -180,7 +180,7 @@ class InBrowser(unittest.TestCase):
         self.choose("position.length")
         self.assertEqual(float(self.browser.run("document.getElementById('least').value")), 229.1288)  # of 100 200 50
         self.choose("position (in the bounds)")
-        self.assertTrue(near(self.colour(SIDE), (0, 255 / 6, 0)))
+        self.assertTrue(near(self.color(SIDE), (0, 255 / 6, 0)))
 
     def test_a_click_shows_all_values_of_the_point(self):
         for i in (0, 17, 48):
@@ -224,13 +224,13 @@ class InBrowser(unittest.TestCase):
     def test_points_that_face_away_can_be_hidden(self):
         self.js("document.getElementById('hide-back').click()")
         picture = Picture(self.browser.screenshot())
-        self.assertTrue(near(self.colour(0, picture), DARK))
-        self.assertFalse(near(self.colour(1, picture), DARK))
+        self.assertTrue(near(self.color(0, picture), DARK))
+        self.assertFalse(near(self.color(1, picture), DARK))
         self.browser.key("2")  # from behind
         self.browser.settle()
         picture = Picture(self.browser.screenshot())
-        self.assertFalse(near(self.colour(0, picture), DARK))
-        self.assertTrue(near(self.colour(1, picture), DARK))
+        self.assertFalse(near(self.color(0, picture), DARK))
+        self.assertTrue(near(self.color(1, picture), DARK))
 
     def test_size_in_pixels(self):
         self.js("document.getElementById('unit-pixels').click()")

@@ -25,9 +25,9 @@ def paeth(a, b, c):
 def read_png(data):
     """Rows from the top of (r, g, b) bytes."""
     chunks = list(png_chunks(data))
-    width, height, depth, colour, _, _, interlace = struct.unpack(">IIBBBBB", chunks[0][1])
-    assert (depth, interlace) == (8, 0) and colour in (2, 6), (depth, colour, interlace)
-    n = 3 if colour == 2 else 4
+    width, height, depth, color, _, _, interlace = struct.unpack(">IIBBBBB", chunks[0][1])
+    assert (depth, interlace) == (8, 0) and color in (2, 6), (depth, color, interlace)
+    n = 3 if color == 2 else 4
     raw = zlib.decompress(b"".join(body for kind, body in chunks if kind == b"IDAT"))
     size = width * n
     rows = []

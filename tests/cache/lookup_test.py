@@ -45,7 +45,7 @@ def certain(value, limit):
 
 def expected(cloud, q, n, radius=1.0, most=16, labels=None, facing=False, least=0.0, greatest=180.0,
              falloff=(1, 1, 1), scale=(1, 1, 1), use_opacity=False):
-    """Points as (position, normal, colour, opacity, label). The found ones in order, and the blend."""
+    """Points as (position, normal, color, opacity, label). The found ones in order, and the blend."""
     found = []
     tally = {"within_radius": 0, "refused_by_label": 0, "refused_by_angle": 0, "refused_by_facing": 0}
     for i, (p, normal, _, _, label) in enumerate(cloud):
@@ -81,7 +81,7 @@ def expected(cloud, q, n, radius=1.0, most=16, labels=None, facing=False, least=
     bound = [0.0, 0.0, 0.0]
     out = []
     for d, i in found:
-        _, normal, colour, opacity, _ = cloud[i]
+        _, normal, color, opacity, _ = cloud[i]
         t = d / radius
         f = 1.0 if d <= 0 else 0.0 if d >= radius else 1 - (3 * t * t - 2 * t ** 3)
         for k in range(3):
@@ -105,8 +105,8 @@ def expected(cloud, q, n, radius=1.0, most=16, labels=None, facing=False, least=
         slack = [v * factor for v in slack]
         limit = [1e-5 * v + s for v, s in zip(w, slack)]
         out.append((i, d, f, list(w), limit))
-        total = [s + v * c for s, v, c in zip(total, w, colour)]
-        bound = [s + v * c for s, v, c in zip(bound, limit, colour)]
+        total = [s + v * c for s, v, c in zip(total, w, color)]
+        bound = [s + v * c for s, v, c in zip(bound, limit, color)]
     blended = sum(1 for o in out if o[3] is not None)
     if blended:
         total = [s / blended * v for s, v in zip(scale, total)]
@@ -244,7 +244,7 @@ class Answers(Case):
         self.assertEqual([(f["index"], f["weight"]) for f in answer["found"]], [(1, [1, 1, 1]), (0, [0, 0, 0])])
         self.assertEqual(answer["colour"], [0.5, 0.5, 0.5, 0])
 
-    def test_when_all_points_face_away_the_colour_is_not_a_number(self):
+    def test_when_all_points_face_away_the_color_is_not_a_number(self):
         cloud = [(p, (1.0, 0.0, 0.0), c, o, t) for p, _, c, o, t in self.LINE]
         file = self.cloud_file(cloud)
         answer = self.one(file, (0, 0, 0), "--normal", "1,0,0", "--facing")
@@ -329,7 +329,7 @@ class Inputs(Case):
             f.write("x,y,z,nx,ny,nz\n" + "".join(text(p + n) + "\n" for p, n in zip(points, normals)))
         self.assertEqual(self.look(file, "--points", self.path("places.csv"), "--facing"), alone)
 
-    def test_a_map_without_colours_switches_the_shader_off(self):
+    def test_a_map_without_colors_switches_the_shader_off(self):
         data = cf.pdc([("position", 5, [0.0] * 3), ("tag", 3, [1])], 1)
         with open(self.path("bare.pdc"), "wb") as f:
             f.write(data)

@@ -64,7 +64,7 @@ class Case(FolderCase):
         return {(x, y) for y, row in enumerate(rows) for x, c in enumerate(row) if c != background}
 
 
-def centre(pixels):
+def center(pixels):
     return (sum(x for x, _ in pixels) / len(pixels) + 0.5, sum(y for _, y in pixels) / len(pixels) + 0.5)
 
 
@@ -75,13 +75,13 @@ class Pictures(Case):
         # 60 degrees across: half the plane is tan 30 at distance 1. (2, 1, 0) is 10 away.
         self.put("a.pdc", cloud([(2, 1, 0)], radius=[0.0]))
         rows = self.png("a.pdc", *self.EYE, "--fov", "60", "--samples", "8", "--flat")
-        at = centre(self.covered(rows))
+        at = center(self.covered(rows))
         half = math.tan(math.radians(30))
         self.assertAlmostEqual(at[0], 50 + 50 * 0.2 / half, delta=0.8)
         self.assertAlmostEqual(at[1], 40 - 50 * 0.1 / half, delta=0.8)
 
     def test_a_tilted_disc_covers_its_ellipse(self):
-        # Orthographic and aimed at its centre: the view is as wide as the disc needs it.
+        # Orthographic and aimed at its center: the view is as wide as the disc needs it.
         a = math.radians(60)
         self.put("a.pdc", cloud([(0, 0, 0)], radius=[3.0], normalPP=[(math.sin(a), 0.0, math.cos(a))],
                                 rgbPP=[(1.0, 1.0, 1.0)]))
@@ -95,30 +95,30 @@ class Pictures(Case):
 
     def test_the_nearest_point_is_seen_whatever_the_order(self):
         points = [(0, 0, 0), (0, 0, 3)]
-        colours = [(1.0, 0.0, 0.0), (0.0, 1.0, 0.0)]
+        colors = [(1.0, 0.0, 0.0), (0.0, 1.0, 0.0)]
         for order in (1, -1):
-            self.put("a.pdc", cloud(points[::order], radius=[1.0, 0.5], rgbPP=colours[::order]))
+            self.put("a.pdc", cloud(points[::order], radius=[1.0, 0.5], rgbPP=colors[::order]))
             rows = self.png("a.pdc", *self.EYE, "--flat", "--radius", "1")
             self.assertEqual(rows[40][50], (0, 255, 0))
 
-    def test_colours_go_through_the_screens_curve_and_raw_ones_do_not(self):
-        colour = (0.5, 0.02, 3.0)
-        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0], rgbPP=[colour]))
+    def test_colors_go_through_the_screens_curve_and_raw_ones_do_not(self):
+        color = (0.5, 0.02, 3.0)
+        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0], rgbPP=[color]))
         rows = self.png("a.pdc", *self.EYE, "--flat")
-        self.assertEqual(rows[40][50], tuple(map(shown, colour)))
+        self.assertEqual(rows[40][50], tuple(map(shown, color)))
         rows = self.png("a.pdc", *self.EYE, "--flat", "--raw")
         self.assertEqual(rows[40][50], (128, 5, 255))
 
     def test_exr_holds_exactly_the_points_values_when_flat(self):
-        colour = (0.1, 7.25, -0.3)
-        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0], rgbPP=[colour], normalPP=[(0.3, 0.1, 1.0)]))
+        color = (0.1, 7.25, -0.3)
+        self.put("a.pdc", cloud([(0, 0, 0)], radius=[1.0], rgbPP=[color], normalPP=[(0.3, 0.1, 1.0)]))
         self.ok("a.pdc", *self.EYE, "--flat", "-o", "p.exr", "--background", "0.25,0,9")
         rows = image_files.read_exr(self.get("p.exr"))
         self.assertEqual((len(rows), len(rows[0])), (80, 100))
-        self.assertEqual(rows[40][50], tuple(map(f32, colour)))
+        self.assertEqual(rows[40][50], tuple(map(f32, color)))
         self.assertEqual(rows[0][0], (0.25, 0.0, 9.0))
 
-    def test_lit_colours_fade_where_the_surface_turns_away(self):
+    def test_lit_colors_fade_where_the_surface_turns_away(self):
         brightness = []
         for a in (0, 40, 75):
             n = (math.sin(math.radians(a)), 0.0, math.cos(math.radians(a)))
@@ -132,7 +132,7 @@ class Pictures(Case):
                                 rgbPP=[(0.5, 0.5, 0.5)]))
         self.assertEqual(self.png("a.pdc", *self.EYE)[40][50][0], brightness[2])
 
-    def test_labels_have_colours_of_their_own_in_every_picture(self):
+    def test_labels_have_colors_of_their_own_in_every_picture(self):
         self.put("a.pdc", cloud([(-2, 0, 0), (2, 0, 0)], radius=[1.0, 1.0], tag=[3.0, 8.0]))
         self.put("b.pdc", cloud([(-2, 0, 0), (2, 0, 0)], radius=[1.0, 1.0], tag=[8.0, 41.0]))
         a = self.png("a.pdc", *self.EYE, "--flat", "--by", "tag", "--fov", "60")
@@ -172,7 +172,7 @@ class Pictures(Case):
         twice = self.covered(self.png(*view, "--radius-scale", "2"))
         self.assertAlmostEqual(len(twice) / len(own), 4, delta=0.2)
 
-    def test_without_radii_neighbours_close_the_gaps(self):
+    def test_without_radii_neighbors_close_the_gaps(self):
         points = [(x * 0.1, y * 0.1, 0) for x in range(30) for y in range(30)]
         self.put("a.pdc", cloud(points))
         rows = self.png("a.pdc", "--view", "front", "--size", "100x100", "--ortho")
@@ -294,7 +294,7 @@ render "world" "camInst" "opt"
             self.assertGreater(len(theirs), 80, name)
             # 48 corners leave slivers of the circle out, so single pixels of the rim may differ.
             self.assertLessEqual(len(theirs ^ ours), 0.03 * len(theirs) + 2, name)
-            for a, b in zip(centre(theirs), centre(ours)):
+            for a, b in zip(center(theirs), center(ours)):
                 self.assertAlmostEqual(a, b, delta=0.1, msg=name)
 
     def test_cameras_by_name(self):
@@ -314,7 +314,7 @@ render "world" "camInst" "opt"
         self.nothing_left("s.mi", "big.mi", "a.pdc", "p.png")
 
     def test_named_views(self):
-        # A pointer along each axis: where its colour is tells the side.
+        # A pointer along each axis: where its color is tells the side.
         self.put("a.pdc", cloud([(1, 0, 0), (0, 1, 0), (0, 0, 1), (0, 0, 0)], radius=[0.3] * 4,
                                 rgbPP=[(1, 0, 0), (0, 1, 0), (1, 1, 0), (1, 1, 1)]))
         names = {(255, 0, 0): "x", (0, 255, 0): "y", (255, 255, 0): "z"}
@@ -327,7 +327,7 @@ render "world" "camInst" "opt"
             for y, row in enumerate(rows):
                 for x, c in enumerate(row):
                     places.setdefault(names.get(c, "o" if c == (255, 255, 255) else None), []).append((x, y))
-            middle = {k: centre(v) for k, v in places.items()}
+            middle = {k: center(v) for k, v in places.items()}
             # The axis towards the viewer hides the origin.
             ends = [k for k in axes]
             a, b = (middle[k] for k in ends)
@@ -361,7 +361,7 @@ render "world" "camInst" "opt"
                 "--background", "0,0,1")
         self.ok("a.pdc", "-o", "t.png", "--turntable", "4", *view)
         self.nothing_left("a.pdc", *("t.%04d.png" % k for k in (1, 2, 3, 4)))
-        at = [centre(self.covered(image_files.read_png(self.get("t.%04d.png" % k)))) for k in (1, 2, 3, 4)]
+        at = [center(self.covered(image_files.read_png(self.get("t.%04d.png" % k)))) for k in (1, 2, 3, 4)]
         # The first is the camera itself; then the eye goes to +x, where the point is straight ahead.
         self.assertAlmostEqual(at[0][0], 30 + 30 * 0.2 / math.tan(math.radians(30)), delta=1)
         self.assertAlmostEqual(at[1][0], 30, delta=1)

@@ -20,11 +20,11 @@ SANITIZED = os.environ.get("VX_SANITIZED") == "1"
 N = 7
 POSITION = [x * 0.1 for x in range(3 * N)]
 NORMAL = [0.0, 0.6, 0.8] * N
-COLOUR = [(k % 5) / 5 for k in range(3 * N)]
+COLOR = [(k % 5) / 5 for k in range(3 * N)]
 OPACITY = [0.5, 1.0, 0.25, 0.75, 1.0, 0.1, 0.3]
 TAG = [0, 1, 1, 2, 3, 7, -4]
 SEVEN = [("opacityPP", 3, OPACITY), ("radius", 2, [0.05]), ("id", 3, list(range(N))), ("tag", 3, TAG),
-         ("position", 5, POSITION), ("rgbPP", 5, COLOUR), ("normalPP", 5, NORMAL)]
+         ("position", 5, POSITION), ("rgbPP", 5, COLOR), ("normalPP", 5, NORMAL)]
 
 
 def run(*args, **kwargs):
@@ -78,14 +78,14 @@ class Formats(Case):
             _, ply = cf.read_ply(self.get(encoding + ".ply"))
             self.assertEqual(ply["vertex"]["x"], POSITION[0::3])
             self.assertEqual(ply["vertex"]["nz"], NORMAL[2::3])
-            self.assertEqual(ply["vertex"]["green"], COLOUR[1::3])
+            self.assertEqual(ply["vertex"]["green"], COLOR[1::3])
             self.assertEqual(ply["vertex"]["tag"], TAG)
             self.assertEqual(ply["cloud"]["radius"], [0.05])
 
-    def test_byte_colours_are_cut_and_rounded(self):
+    def test_byte_colors_are_cut_and_rounded(self):
         self.ok("convert", "--byte-colour", self.source, self.path("b.ply"))
         _, ply = cf.read_ply(self.get("b.ply"))
-        self.assertEqual(ply["vertex"]["red"], [round(255 * c) for c in COLOUR[0::3]])
+        self.assertEqual(ply["vertex"]["red"], [round(255 * c) for c in COLOR[0::3]])
 
     def test_npz_by_an_independent_reader(self):
         self.ok("convert", self.source, self.path("a.npz"))
@@ -185,7 +185,7 @@ class Verbs(Case):
         self.assertEqual((opacity["min"], opacity["max"]), (0.1, 1.0))
         self.assertAlmostEqual(opacity["mean"], sum(OPACITY) / N)
         self.assertEqual(info["points_per_label"], {"-4": 1, "0": 1, "1": 2, "2": 1, "3": 1, "7": 1})
-        # Neighbours are 3 steps of 0.1 apart on every axis.
+        # Neighbors are 3 steps of 0.1 apart on every axis.
         self.assertAlmostEqual(info["spacing"]["median"], 0.3 * 3 ** 0.5)
 
     def test_info_goes_on_after_a_bad_file(self):

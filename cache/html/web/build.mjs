@@ -49,10 +49,10 @@ writeFileSync(output, `// Written by build.mjs.
 
 namespace vx::cache {
 
-extern constexpr std::string_view page_before(
+extern constexpr std::string_view kPageBefore(
     ${literal(before)},
     ${Buffer.byteLength(before)});
-extern constexpr std::string_view page_after(
+extern constexpr std::string_view kPageAfter(
     ${literal(after)},
     ${Buffer.byteLength(after)});
 

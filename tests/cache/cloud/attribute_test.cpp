@@ -8,8 +8,8 @@
 namespace vx::cache {
 namespace {
 
-constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinite = std::numeric_limits<double>::infinity();
+constexpr double kNanValue = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
 
 template <typename To, typename From>
 struct Converted {
@@ -44,8 +44,9 @@ TEST(Attribute, AreFoundByName) {
 }
 
 TEST(ConvertValues, ToIntegersCutsTowardZeroAndAtTheRange) {
-    const auto to32 = convert<std::int32_t, double>(
-        {1.9, -1.9, 2147483647.0, 2147483648.0, -2147483648.0, -2147483649.0, infinite, nan_value});
+    const auto to32 =
+        convert<std::int32_t, double>({1.9, -1.9, 2147483647.0, 2147483648.0, -2147483648.0,
+                                       -2147483649.0, kInfinite, kNanValue});
     EXPECT_EQ(to32.values,
               (std::vector<std::int32_t>{1, -1, 2147483647, 2147483647, -2147483647 - 1,
                                          -2147483647 - 1, 2147483647, 0}));
@@ -58,7 +59,7 @@ TEST(ConvertValues, ToIntegersCutsTowardZeroAndAtTheRange) {
 }
 
 TEST(ConvertValues, NotANumberStaysOneBetweenFloatsAndIsNoChange) {
-    const auto c = convert<float, double>({nan_value, infinite, 0.5, 0.1, 1e300});
+    const auto c = convert<float, double>({kNanValue, kInfinite, 0.5, 0.1, 1e300});
     EXPECT_TRUE(std::isnan(c.values[0]));
     EXPECT_EQ(c.values[1], std::numeric_limits<float>::infinity());
     EXPECT_EQ(c.values[3], 0.1f);
@@ -76,7 +77,7 @@ TEST(ConvertValues, IntegersThatFloatsCannotHoldAreCounted) {
 }
 
 TEST(ConvertValues, TheSameTypeIsCopied) {
-    const auto c = convert<double, double>({nan_value, 2.0});
+    const auto c = convert<double, double>({kNanValue, 2.0});
     EXPECT_TRUE(std::isnan(c.values[0]));
     EXPECT_EQ(c.values[1], 2.0);
     EXPECT_EQ(c.changed, 0);

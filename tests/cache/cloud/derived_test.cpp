@@ -20,13 +20,13 @@ CloudPtr numbered(std::int64_t n, double first) {
 }
 
 TEST(SelectedCloud, GivesTheKeptPointsFromAnyPlaceOn) {
-    const std::int64_t n = 3 * block_points + 17;
+    const std::int64_t n = 3 * kBlockPoints + 17;
     CloudPtr all = numbered(n, 1);
     std::vector<bool> keep(static_cast<std::size_t>(n), false);
     std::vector<std::int32_t> want;
     // None at all in the second block.
     for (std::int64_t i = 0; i < n; i += 5) {
-        if (i / block_points == 1) continue;
+        if (i / kBlockPoints == 1) continue;
         keep[static_cast<std::size_t>(i)] = true;
         want.push_back(static_cast<std::int32_t>(i));
     }

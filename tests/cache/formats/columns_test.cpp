@@ -44,7 +44,7 @@ TEST(GroupColumns, JoinsSuffixesOfAnyWidth) {
 }
 
 TEST(GroupColumns, ANameThatIsTakenIsNotGivenAgain) {
-    // Two ways to say the colour, and a column that has the attribute's own name.
+    // Two ways to say the color, and a column that has the attribute's own name.
     EXPECT_EQ(names_of(group({"r", "g", "b", "red", "green", "blue"})),
               (Names{"rgbPP:3", "red:1", "green:1", "blue:1"}));
     EXPECT_EQ(names_of(group({"position", "x", "y", "z"})),
@@ -66,7 +66,8 @@ TEST(SplitCloud, CutsOtherWidthsIntoColumnsAndSaysSo) {
     MemoryCloud cloud(2);
     cloud.add<float>("uv", 2, {1, 2, 3, 4}).add<double>("position", 3, {0, 1, 2, 3, 4, 5});
     Notes notes;
-    SplitCloud split(cloud, {1, 3}, notes);
+    const int widths[] = {1, 3};
+    SplitCloud split(cloud, widths, notes);
     ASSERT_EQ(split.attributes.size(), 3U);
     EXPECT_EQ(split.attributes[1].name, "uv.y");
     EXPECT_EQ(values_of<float>(split, "uv.y"), (std::vector<float>{2, 4}));

@@ -31,12 +31,12 @@ std::string reason(const std::string& body) {
     return "";
 }
 
-const char* const over_time = "    point3f[] points.timeSamples = {\n"
+const char* const kOverTime = "    point3f[] points.timeSamples = {\n"
                               "        1: [(1, 0, 0)],\n        2: [(2, 0, 0)],\n"
                               "        4.5: [(4, 0, 0)],\n    }\n";
 
 TEST(Usda, OfValuesOverTimeTheFirstAreReadAndThatIsTold) {
-    const Read r = read(over_time);
+    const Read r = read(kOverTime);
     EXPECT_EQ(values_of<double>(*r.cloud, "position"), (Numbers{1, 0, 0}));
     ASSERT_EQ(r.findings.size(), 1U);
     EXPECT_EQ(r.findings[0].severity, Severity::warning);
@@ -47,14 +47,14 @@ TEST(Usda, OfValuesOverTimeTheFirstAreReadAndThatIsTold) {
 
 TEST(Usda, ATimeTakesTheLastValuesUpToIt) {
     const auto x_at = [](double time) {
-        return values_of<double>(*read(over_time, time).cloud, "position")[0];
+        return values_of<double>(*read(kOverTime, time).cloud, "position")[0];
     };
     EXPECT_EQ(x_at(0), 1); // before all: the first
     EXPECT_EQ(x_at(1), 1);
     EXPECT_EQ(x_at(4.4), 2);
     EXPECT_EQ(x_at(4.5), 4);
     EXPECT_EQ(x_at(100), 4);
-    EXPECT_EQ(read(over_time, 2).findings[0].severity, Severity::note);
+    EXPECT_EQ(read(kOverTime, 2).findings[0].severity, Severity::note);
 }
 
 TEST(Usda, TimesInAnyOrderSpacingAndWithoutValues) {

@@ -7,12 +7,12 @@
 using namespace vx::cache;
 
 namespace {
-constexpr Colour paper{0, 0, 0};
-constexpr Colour ink{0.5f, 1, 0.25f};
+constexpr Color kPaper{0, 0, 0};
+constexpr Color kInk{0.5f, 1, 0.25f};
 } // namespace
 
 TEST(Font, EveryPrintableLetterIsDrawnAndNoTwoAreAlike) {
-    std::set<std::array<std::uint8_t, glyph_height>> seen;
+    std::set<std::array<std::uint8_t, kGlyphHeight>> seen;
     for (char c = ' '; c <= '~'; ++c) {
         EXPECT_TRUE(seen.insert(glyph(c)).second) << c;
         for (const std::uint8_t row : glyph(c))
@@ -33,7 +33,7 @@ TEST(Font, CapitalsAndNumbersStandOnTheLine) {
 
 TEST(Font, TheDotsOfALetter) {
     // 1 by hand: a stroke, a serif, a foot.
-    const std::array<std::uint8_t, glyph_height> one{4, 12, 4, 4, 4, 4, 14, 0, 0};
+    const std::array<std::uint8_t, kGlyphHeight> one{4, 12, 4, 4, 4, 4, 14, 0, 0};
     EXPECT_EQ(glyph('1'), one);
 }
 
@@ -45,20 +45,20 @@ TEST(Font, WhatIsNoPrintableLetterIsAQuestionMark) {
 
 TEST(Font, TextIsScaledDotByDot) {
     for (const int scale : {1, 2, 3}) {
-        Picture picture(400, 40, paper);
-        draw_text(picture, 5, 7, scale, "opacityPP 0.25", ink);
-        EXPECT_EQ(read_text(picture, 5, 7, scale, ink), "opacityPP 0.25");
+        Picture picture(400, 40, kPaper);
+        draw_text(picture, 5, 7, scale, "opacityPP 0.25", kInk);
+        EXPECT_EQ(read_text(picture, 5, 7, scale, kInk), "opacityPP 0.25");
         EXPECT_EQ(text_width("opacityPP 0.25", scale), (14 * 6 - 1) * scale);
     }
     EXPECT_EQ(text_width("", 3), 0);
 }
 
 TEST(Font, WhatLiesOutsideIsCutOff) {
-    Picture picture(10, 10, paper);
-    draw_text(picture, -3, -3, 2, "WWWW", ink);
-    draw_text(picture, 8, 8, 2, "WWWW", ink);
-    draw_text(picture, 1000, -1000, 2, "W", ink);
-    fill_box(picture, -5, 4, 100, 1, ink);
-    EXPECT_EQ(picture.at(0, 4), ink);
-    EXPECT_EQ(picture.at(9, 4), ink);
+    Picture picture(10, 10, kPaper);
+    draw_text(picture, -3, -3, 2, "WWWW", kInk);
+    draw_text(picture, 8, 8, 2, "WWWW", kInk);
+    draw_text(picture, 1000, -1000, 2, "W", kInk);
+    fill_box(picture, -5, 4, 100, 1, kInk);
+    EXPECT_EQ(picture.at(0, 4), kInk);
+    EXPECT_EQ(picture.at(9, 4), kInk);
 }

@@ -7,15 +7,15 @@
 
 namespace vx::cache {
 
-// The text that stands at (x, y) in exactly that colour, up to the first place that is no letter.
-inline std::string read_text(const Picture& picture, int x, int y, int scale, const Colour& ink) {
+// The text that stands at (x, y) in exactly that color, up to the first place that is no letter.
+inline std::string read_text(const Picture& picture, int x, int y, int scale, const Color& ink) {
     std::string text;
-    for (;; x += glyph_step * scale) {
+    for (;; x += kGlyphStep * scale) {
         char found = '\0';
         for (char c = ' '; c <= '~' && found == '\0'; ++c) {
             bool same = true;
-            for (int j = 0; j < glyph_height * scale && same; ++j) {
-                for (int i = 0; i < glyph_width * scale && same; ++i) {
+            for (int j = 0; j < kGlyphHeight * scale && same; ++j) {
+                for (int i = 0; i < kGlyphWidth * scale && same; ++i) {
                     const bool dot =
                         (glyph(c)[static_cast<std::size_t>(j / scale)] >> (4 - i / scale) & 1) != 0;
                     const bool inside =

@@ -37,7 +37,7 @@ class SceneFile {
     std::filesystem::path m_path;
 };
 
-constexpr const char* two_cameras = R"(
+constexpr const char* kTwoCameras = R"(
 options "opt" end options
 camera "wide" focal 0.5 aperture 2 aspect 2 resolution 200 100 clip 0.25 50 end camera
 camera "flat" focal infinity aperture 10 aspect 1 resolution 64 32 offset 3 -2 end camera
@@ -61,7 +61,7 @@ std::string why(const std::string& text) {
 
 TEST(SceneCamera, IsThatOfTheFirstRenderCommandAndStandsInItsGroups) {
     const SceneFile scene(
-        std::string(two_cameras) +
+        std::string(kTwoCameras) +
         "render \"world\" \"wideInst\" \"opt\"\nrender \"world\" \"flatInst\" \"opt\"\n");
     const SceneCamera found = read_scene_camera(scene.name(), 0, 0);
     EXPECT_EQ(found.instance, "wideInst");
@@ -80,7 +80,7 @@ TEST(SceneCamera, IsThatOfTheFirstRenderCommandAndStandsInItsGroups) {
 }
 
 TEST(SceneCamera, CanBeNamedByInstanceOrByCamera) {
-    const SceneFile scene(std::string(two_cameras) + "render \"world\" \"wideInst\" \"opt\"\n");
+    const SceneFile scene(std::string(kTwoCameras) + "render \"world\" \"wideInst\" \"opt\"\n");
     for (const char* name : {":flatInst", ":flat"}) {
         const SceneCamera found = read_scene_camera(scene.name() + name, 0, 0);
         EXPECT_EQ(found.instance, "flatInst");
@@ -93,7 +93,7 @@ TEST(SceneCamera, CanBeNamedByInstanceOrByCamera) {
 }
 
 TEST(SceneCamera, AnotherSizeStretchesThePictureAsARenderDoes) {
-    const SceneFile scene(std::string(two_cameras) + "render \"world\" \"wideInst\" \"opt\"\n");
+    const SceneFile scene(std::string(kTwoCameras) + "render \"world\" \"wideInst\" \"opt\"\n");
     const Camera c = read_scene_camera(scene.name(), 400, 400).camera;
     EXPECT_EQ(c.width, 400);
     const Camera::Position at = c.project({8, 0.5, 4});
@@ -108,13 +108,13 @@ TEST(SceneCamera, WithoutARenderCommandTheOnlyOneIsTaken) {
 }
 
 TEST(SceneCamera, OfSeveralWithoutARenderCommandOneHasToBeNamed) {
-    const SceneFile scene(two_cameras);
+    const SceneFile scene(kTwoCameras);
     EXPECT_THAT(why(scene.name()), HasSubstr("'flatInst', 'wideInst'"));
     EXPECT_EQ(read_scene_camera(scene.name() + ":wide", 0, 0).instance, "wideInst");
 }
 
 TEST(SceneCamera, AnUnknownNameIsAnsweredWithThoseThereAre) {
-    const SceneFile scene(two_cameras);
+    const SceneFile scene(kTwoCameras);
     EXPECT_THAT(why(scene.name() + ":nobody"), HasSubstr("there is no camera instance 'nobody'"));
     EXPECT_THAT(why(scene.name() + ":nobody"), HasSubstr("'flatInst', 'wideInst'"));
 }

@@ -10,8 +10,8 @@
 namespace vx::cache {
 namespace {
 
-constexpr double infinite = std::numeric_limits<double>::infinity();
-constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr double kNanValue = std::numeric_limits<double>::quiet_NaN();
 
 // Runs of 32 points, as readers of a cloud make them.
 std::vector<Moments> moments(std::size_t width, const std::vector<double>& values) {
@@ -33,7 +33,7 @@ TEST(Moments, OfEveryWidthAndNumberOfPointsAgreeWithTheDefinition) {
             const auto got = moments(width, values);
             ASSERT_EQ(got.size(), width);
             for (std::size_t k = 0; k < width; ++k) {
-                Moments want{infinite, -infinite, 0, static_cast<std::int64_t>(points)};
+                Moments want{kInfinite, -kInfinite, 0, static_cast<std::int64_t>(points)};
                 for (std::size_t i = k; i < values.size(); i += width) {
                     want.least = std::min(want.least, values[i]);
                     want.most = std::max(want.most, values[i]);
@@ -50,7 +50,7 @@ TEST(Moments, OfEveryWidthAndNumberOfPointsAgreeWithTheDefinition) {
 
 TEST(Moments, LeaveOutWhatIsNotFiniteWhereverItStands) {
     for (std::size_t place = 0; place < 48; ++place) {
-        for (const double bad : {nan_value, infinite, -infinite}) {
+        for (const double bad : {kNanValue, kInfinite, -kInfinite}) {
             std::vector<double> values(48, 2.0);
             values[place] = bad;
             const auto got = moments(3, values);
@@ -67,7 +67,7 @@ TEST(Moments, LeaveOutWhatIsNotFiniteWhereverItStands) {
 
 TEST(Moments, TheLargestNumbersAreFinite) {
     const double largest = std::numeric_limits<double>::max();
-    const auto got = moments(1, {largest, -largest, largest, nan_value});
+    const auto got = moments(1, {largest, -largest, largest, kNanValue});
     EXPECT_EQ(got[0].least, -largest);
     EXPECT_EQ(got[0].most, largest);
     EXPECT_EQ(got[0].finite, 3);

@@ -38,7 +38,7 @@ TEST(FindSpacing, OfARegularGridIsItsStep) {
     EXPECT_DOUBLE_EQ(s.most, 0.25);
 }
 
-// Every distance that is given is that of a true nearest neighbour.
+// Every distance that is given is that of a true nearest neighbor.
 TEST(FindSpacing, AgreesWithAllPairs) {
     std::mt19937 engine(3);
     std::uniform_real_distribution<double> value(-1, 1);

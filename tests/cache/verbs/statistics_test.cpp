@@ -10,13 +10,13 @@
 namespace vx::cache {
 namespace {
 
-constexpr double nan_value = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNanValue = std::numeric_limits<double>::quiet_NaN();
 
 TEST(Measure, RangesMeansAndWhatIsNotFinite) {
     MemoryCloud cloud(4);
     cloud.add<float>("a", 1, {1, -2, std::numeric_limits<float>::infinity(), 4});
     cloud.add<std::int64_t>("b", 2, {1, 10, 2, 20, 3, 30, 4, 40});
-    cloud.add<double>("c", 1, {nan_value, nan_value, nan_value, nan_value});
+    cloud.add<double>("c", 1, {kNanValue, kNanValue, kNanValue, kNanValue});
     cloud.add<double>("d", 1, {2.5}, true);
     const Statistics s = measure(cloud, {});
     EXPECT_EQ(s.ranges[0][0].least, -2);
@@ -34,7 +34,7 @@ TEST(Measure, RangesMeansAndWhatIsNotFinite) {
 
 TEST(Measure, LabelsAsTheShadersSeeThem) {
     MemoryCloud cloud(8);
-    cloud.add<double>("tag", 1, {3, 3.9, -0.5, 0, 5000, -4, nan_value, 1023});
+    cloud.add<double>("tag", 1, {3, 3.9, -0.5, 0, 5000, -4, kNanValue, 1023});
     const Statistics s = measure(cloud, {});
     EXPECT_EQ(s.labels, (std::map<std::int64_t, std::int64_t>{
                             {-4, 1}, {0, 3}, {3, 2}, {1023, 1}, {5000, 1}}));

@@ -1,4 +1,4 @@
-// Colour maps, colours of labels, and numbers as text.
+// Color maps, colors of labels, and numbers as text.
 
 const stops = {
   viridis: "440154 482878 3e4989 31688e 26828e 1f9e89 35b779 6ece58 b5de2b fde725",
@@ -24,7 +24,7 @@ export function mapBytes(name) {
   return out;
 }
 
-// Twelve colours that are told apart well, then hues a golden angle apart.
+// Twelve colors that are told apart well, then hues a golden angle apart.
 const first = "4e9af1 f28e2b 59c36a e8556d b07aa1 edc948 76d7d0 ff9da7 a87c5f d3d7dc 8566e0 9ccc3c".split(" ").map(parse);
 export function labelColour(k) {
   if (k < first.length) return first[k];

@@ -16,7 +16,7 @@ function element(tag, text, ...children) {
 const xyz = ["x", "y", "z"];
 const rgb = ["r", "g", "b"];
 
-// What the selector of colours offers: light for three values, one value, labels, directions.
+// What the selector of colors offers: light for three values, one value, labels, directions.
 function choicesOf(cloud) {
   const choices = [];
   const add = (name, mode, attribute, components) => choices.push({ name, mode, attribute, components });

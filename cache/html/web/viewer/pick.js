@@ -45,7 +45,7 @@ export function pick(view, x, y) {
       if (w < depth) depth = w;
     }
   }
-  // Points of one surface overlap: of those at the front, the one whose centre is nearest.
+  // Points of one surface overlap: of those at the front, the one whose center is nearest.
   let best = -1;
   let least = Infinity;
   const slack = world ? 2 * view.oneRadius * size : view.spacing;

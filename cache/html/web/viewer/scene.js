@@ -143,7 +143,7 @@ export class View {
     this.box.visible = false;
   }
 
-  // Colours by `components` of an attribute: three as light or a direction, one as a value.
+  // Colors by `components` of an attribute: three as light or a direction, one as a value.
   setShade(mode, attribute, components) {
     this.uniforms.mode.value = mode;
     if (mode === 4) {

@@ -1,4 +1,4 @@
-// Which attribute colours the points, and how.
+// Which attribute colors the points, and how.
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
@@ -16,26 +16,26 @@
 namespace vx::cache {
 
 /*
- * plain: a light grey; colour: the three values as linear red, green, blue; normal: (n + 1) / 2;
- * position: from one corner of the cloud to the other; scalar: a number through the colour map;
- * label: a colour for each number.
+ * plain: a light gray; color: the three values as linear red, green, blue; normal: (n + 1) / 2;
+ * position: from one corner of the cloud to the other; scalar: a number through the color map;
+ * label: a color for each number.
  */
-enum class ColourKind { plain, colour, normal, position, scalar, label };
+enum class ColorKind { plain, color, normal, position, scalar, label };
 
-struct Colouring {
-    ColourKind kind = ColourKind::plain;
+struct Coloring {
+    ColorKind kind = ColorKind::plain;
     std::size_t attribute = 0;
     int component = 0; // scalar: which value, -1: the length of the vector
     std::string title;
 };
 
 // By "NAME", "NAME.x" to "NAME.z", "NAME.0" and so on, "NAME.length" or "NAME.rgb"; "" takes rgbPP
-// where it is. A vector alone is coloured by its length, "tag" by labels. Throws FileError when the
+// where it is. A vector alone is colored by its length, "tag" by labels. Throws FileError when the
 // cloud has no such attribute, and names those that it has.
-Colouring choose_colouring(const Cloud& cloud, const std::string& by);
+Coloring choose_coloring(const Cloud& cloud, const std::string& by);
 
 // What the whole of a sequence has, so that all its pictures use one scale.
-struct ColourScale {
+struct ColorScale {
     double low = std::numeric_limits<double>::infinity(); // of finite values
     double high = -std::numeric_limits<double>::infinity();
     Vec corner_low, corner_high;   // of the positions
@@ -43,28 +43,28 @@ struct ColourScale {
     void add(double value);
 };
 
-// The colours of runs of points.
-class ColourReader {
+// The colors of runs of points.
+class ColorReader {
   public:
-    ColourReader(Cloud& cloud, const Colouring& colouring);
+    ColorReader(Cloud& cloud, const Coloring& coloring);
     void read(std::int64_t first, std::int64_t n);
     // Of point i of the run. Call after read().
-    Colour colour(std::size_t i, const ColourScale& scale);
+    Color color(std::size_t i, const ColorScale& scale);
     bool has_value(std::size_t i) const; // finite
-    void measure(std::size_t i, ColourScale& scale);
+    void measure(std::size_t i, ColorScale& scale);
 
   private:
     double scalar(std::size_t i) const;
-    Colouring m_colouring;
+    Coloring m_coloring;
     std::optional<TypedReader<double>> m_reader;
     std::optional<LabelReader> m_label_reader;
     std::span<const double> m_values;
     std::span<const std::int32_t> m_labels;
     std::size_t m_width = 1;
-    std::optional<std::int32_t> m_counted; // neighbours often have one label
-    std::unordered_map<std::int32_t, Colour> m_label_colours;
+    std::optional<std::int32_t> m_counted; // neighbors often have one label
+    std::unordered_map<std::int32_t, Color> m_label_colors;
 };
 
-Legend make_legend(const Colouring& colouring, const ColourScale& scale);
+Legend make_legend(const Coloring& coloring, const ColorScale& scale);
 
 } // namespace vx::cache

@@ -1,6 +1,6 @@
-#include "cache/verbs/colouring.h"
+#include "cache/verbs/coloring.h"
 
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 
 #include <cmath>
 
@@ -8,8 +8,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::size_t most_labels = 100000;
-constexpr Colour clay{0.52f, 0.50f, 0.47f};
+constexpr std::size_t kMostLabels = 100000;
+constexpr Color kClay{0.52f, 0.50f, 0.47f};
 
 std::optional<int> component_of(const std::string& word, int width) {
     if (word == "length") return -1;
@@ -24,14 +24,14 @@ std::optional<int> component_of(const std::string& word, int width) {
     return k >= 0 && k < width ? std::optional(k) : std::nullopt;
 }
 
-Colouring whole(const Cloud& cloud, std::size_t at) {
+Coloring whole(const Cloud& cloud, std::size_t at) {
     const Attribute& a = cloud.attributes[at];
-    Colouring c{ColourKind::scalar, at, 0, a.name};
-    if (a.width == 3 && a.name == "rgbPP") c.kind = ColourKind::colour;
-    if (a.width == 3 && a.name == "normalPP") c.kind = ColourKind::normal;
-    if (a.width == 3 && a.name == "position") c.kind = ColourKind::position;
-    if (a.width == 1 && a.name == "tag") c.kind = ColourKind::label;
-    if (c.kind == ColourKind::scalar && a.width > 1) {
+    Coloring c{ColorKind::scalar, at, 0, a.name};
+    if (a.width == 3 && a.name == "rgbPP") c.kind = ColorKind::color;
+    if (a.width == 3 && a.name == "normalPP") c.kind = ColorKind::normal;
+    if (a.width == 3 && a.name == "position") c.kind = ColorKind::position;
+    if (a.width == 1 && a.name == "tag") c.kind = ColorKind::label;
+    if (c.kind == ColorKind::scalar && a.width > 1) {
         c.component = -1;
         c.title += ".length";
     }
@@ -40,7 +40,7 @@ Colouring whole(const Cloud& cloud, std::size_t at) {
 
 } // namespace
 
-Colouring choose_colouring(const Cloud& cloud, const std::string& by) {
+Coloring choose_coloring(const Cloud& cloud, const std::string& by) {
     if (by.empty()) {
         const int at = cloud.find("rgbPP");
         if (at < 0 || cloud.attributes[static_cast<std::size_t>(at)].width != 3) return {};
@@ -53,8 +53,8 @@ Colouring choose_colouring(const Cloud& cloud, const std::string& by) {
         const auto index = static_cast<std::size_t>(at);
         const int width = cloud.attributes[index].width;
         const std::string word = by.substr(dot + 1);
-        if (word == "rgb" && width == 3) return {ColourKind::colour, index, 0, by};
-        if (const auto k = component_of(word, width)) return {ColourKind::scalar, index, *k, by};
+        if (word == "rgb" && width == 3) return {ColorKind::color, index, 0, by};
+        if (const auto k = component_of(word, width)) return {ColorKind::scalar, index, *k, by};
     }
     std::string names;
     for (const Attribute& a : cloud.attributes)
@@ -63,69 +63,69 @@ Colouring choose_colouring(const Cloud& cloud, const std::string& by) {
                     "there is no attribute '" + by + "' to colour by; there are " + names);
 }
 
-void ColourScale::add(double value) {
+void ColorScale::add(double value) {
     if (!std::isfinite(value)) return;
     low = std::min(low, value);
     high = std::max(high, value);
 }
 
-ColourReader::ColourReader(Cloud& cloud, const Colouring& colouring) : m_colouring(colouring) {
-    if (colouring.kind == ColourKind::plain) return;
-    if (colouring.kind == ColourKind::label) {
+ColorReader::ColorReader(Cloud& cloud, const Coloring& coloring) : m_coloring(coloring) {
+    if (coloring.kind == ColorKind::plain) return;
+    if (coloring.kind == ColorKind::label) {
         m_label_reader.emplace(cloud);
         return;
     }
-    m_reader.emplace(cloud, colouring.attribute);
+    m_reader.emplace(cloud, coloring.attribute);
     m_width = static_cast<std::size_t>(m_reader->width());
 }
 
-void ColourReader::read(std::int64_t first, std::int64_t n) {
+void ColorReader::read(std::int64_t first, std::int64_t n) {
     if (m_reader) m_values = m_reader->read(first, n);
     if (m_label_reader) m_labels = m_label_reader->read(first, n);
 }
 
-double ColourReader::scalar(std::size_t i) const {
+double ColorReader::scalar(std::size_t i) const {
     const double* const v = &m_values[i * m_width];
-    if (m_colouring.component >= 0) return v[m_colouring.component];
+    if (m_coloring.component >= 0) return v[m_coloring.component];
     double sum = 0;
     for (std::size_t k = 0; k < m_width; ++k)
         sum += v[k] * v[k];
     return std::sqrt(sum);
 }
 
-bool ColourReader::has_value(std::size_t i) const {
+bool ColorReader::has_value(std::size_t i) const {
     if (!m_reader) return true;
-    if (m_colouring.kind == ColourKind::scalar) return std::isfinite(scalar(i));
+    if (m_coloring.kind == ColorKind::scalar) return std::isfinite(scalar(i));
     const double* const v = &m_values[i * m_width];
     return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
 }
 
-void ColourReader::measure(std::size_t i, ColourScale& scale) {
-    if (m_colouring.kind == ColourKind::scalar) scale.add(scalar(i));
+void ColorReader::measure(std::size_t i, ColorScale& scale) {
+    if (m_coloring.kind == ColorKind::scalar) scale.add(scalar(i));
     if (!m_label_reader || m_counted == m_labels[i]) return;
     m_counted = m_labels[i];
-    if (scale.labels.size() < most_labels) scale.labels.insert(m_labels[i]);
+    if (scale.labels.size() < kMostLabels) scale.labels.insert(m_labels[i]);
 }
 
-Colour ColourReader::colour(std::size_t i, const ColourScale& scale) {
-    if (m_colouring.kind == ColourKind::plain) return clay;
-    if (m_colouring.kind == ColourKind::label) {
+Color ColorReader::color(std::size_t i, const ColorScale& scale) {
+    if (m_coloring.kind == ColorKind::plain) return kClay;
+    if (m_coloring.kind == ColorKind::label) {
         const std::int32_t label = m_labels[i];
-        const auto [known, is_new] = m_label_colours.try_emplace(label);
-        if (is_new) known->second = label_colour(label);
+        const auto [known, is_new] = m_label_colors.try_emplace(label);
+        if (is_new) known->second = label_color(label);
         return known->second;
     }
-    if (!has_value(i)) return no_value;
-    if (m_colouring.kind == ColourKind::scalar) {
+    if (!has_value(i)) return kNoValue;
+    if (m_coloring.kind == ColorKind::scalar) {
         const double size = scale.high - scale.low;
-        return map_colour(size > 0 ? (scalar(i) - scale.low) / size : 0.5);
+        return map_color(size > 0 ? (scalar(i) - scale.low) / size : 0.5);
     }
     const double* const v = &m_values[i * m_width];
-    if (m_colouring.kind == ColourKind::colour) {
+    if (m_coloring.kind == ColorKind::color) {
         return {static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2])};
     }
     Vec t{v[0], v[1], v[2]};
-    if (m_colouring.kind == ColourKind::normal) {
+    if (m_coloring.kind == ColorKind::normal) {
         t = (t + Vec{1, 1, 1}) * 0.5;
     } else {
         const Vec size = scale.corner_high - scale.corner_low;
@@ -136,28 +136,28 @@ Colour ColourReader::colour(std::size_t i, const ColourScale& scale) {
     // Directions and places are seen as they are: halfway shows as the middle of the screen's
     // range.
     return from_display(
-        Colour{static_cast<float>(t.x), static_cast<float>(t.y), static_cast<float>(t.z)});
+        Color{static_cast<float>(t.x), static_cast<float>(t.y), static_cast<float>(t.z)});
 }
 
-Legend make_legend(const Colouring& colouring, const ColourScale& scale) {
+Legend make_legend(const Coloring& coloring, const ColorScale& scale) {
     Legend legend;
-    legend.title = colouring.title;
-    switch (colouring.kind) {
-    case ColourKind::plain:
-    case ColourKind::colour:
+    legend.title = coloring.title;
+    switch (coloring.kind) {
+    case ColorKind::plain:
+    case ColorKind::color:
         break;
-    case ColourKind::normal:
-    case ColourKind::position:
+    case ColorKind::normal:
+    case ColorKind::position:
         legend.kind = Legend::Kind::text;
         legend.lines = {"x red", "y green", "z blue"};
         break;
-    case ColourKind::scalar:
+    case ColorKind::scalar:
         if (!(scale.low <= scale.high)) break;
         legend.kind = Legend::Kind::bar;
         legend.low = scale.low;
         legend.high = scale.high;
         break;
-    case ColourKind::label:
+    case ColorKind::label:
         legend.kind = Legend::Kind::labels;
         legend.labels.assign(scale.labels.begin(), scale.labels.end());
         break;

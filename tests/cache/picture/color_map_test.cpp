@@ -1,4 +1,4 @@
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ using namespace vx::cache;
 namespace {
 
 // CIE 1976 L*, a*, b* of linear sRGB with its D65 white.
-std::array<double, 3> cie_lab(const Colour& c) {
+std::array<double, 3> cie_lab(const Color& c) {
     const double r = static_cast<double>(c[0]);
     const double g = static_cast<double>(c[1]);
     const double b = static_cast<double>(c[2]);
@@ -23,7 +23,7 @@ std::array<double, 3> cie_lab(const Colour& c) {
     return {116 * y - 16, 500 * (x - y), 200 * (y - z)};
 }
 
-double distance(const Colour& a, const Colour& b) {
+double distance(const Color& a, const Color& b) {
     const auto p = cie_lab(a);
     const auto q = cie_lab(b);
     return std::hypot(p[0] - q[0], p[1] - q[1], p[2] - q[2]);
@@ -48,10 +48,10 @@ TEST(Display, ValuesThatNoScreenShowsAreCut) {
     EXPECT_EQ(to_display(std::numeric_limits<float>::infinity()), 1.0f);
 }
 
-TEST(ColourMap, GetsEvenlyLighterAndCanBeShown) {
+TEST(ColorMap, GetsEvenlyLighterAndCanBeShown) {
     double last = -1;
     for (int i = 0; i <= 100; ++i) {
-        const Colour c = map_colour(i / 100.0);
+        const Color c = map_color(i / 100.0);
         for (const float v : c) {
             EXPECT_GE(v, 0.0f);
             EXPECT_LE(v, 1.0f);
@@ -60,17 +60,17 @@ TEST(ColourMap, GetsEvenlyLighterAndCanBeShown) {
         EXPECT_GT(lightness, last);
         last = lightness;
     }
-    EXPECT_LT(cie_lab(map_colour(0))[0], 25);
-    EXPECT_GT(cie_lab(map_colour(1))[0], 85);
-    EXPECT_NEAR(cie_lab(map_colour(0.5))[0],
-                (cie_lab(map_colour(0))[0] + cie_lab(map_colour(1))[0]) / 2, 4);
+    EXPECT_LT(cie_lab(map_color(0))[0], 25);
+    EXPECT_GT(cie_lab(map_color(1))[0], 85);
+    EXPECT_NEAR(cie_lab(map_color(0.5))[0],
+                (cie_lab(map_color(0))[0] + cie_lab(map_color(1))[0]) / 2, 4);
 }
 
-TEST(ColourMap, EqualStepsLookAboutEquallyLarge) {
+TEST(ColorMap, EqualStepsLookAboutEquallyLarge) {
     double least = 1e9;
     double most = 0;
     for (int i = 0; i < 20; ++i) {
-        const double d = distance(map_colour(i / 20.0), map_colour((i + 1) / 20.0));
+        const double d = distance(map_color(i / 20.0), map_color((i + 1) / 20.0));
         least = std::min(least, d);
         most = std::max(most, d);
     }
@@ -78,26 +78,26 @@ TEST(ColourMap, EqualStepsLookAboutEquallyLarge) {
     EXPECT_LT(most / least, 3);
 }
 
-TEST(ColourMap, EndsWhereItsRangeEnds) {
-    EXPECT_EQ(map_colour(-5), map_colour(0));
-    EXPECT_EQ(map_colour(5), map_colour(1));
+TEST(ColorMap, EndsWhereItsRangeEnds) {
+    EXPECT_EQ(map_color(-5), map_color(0));
+    EXPECT_EQ(map_color(5), map_color(1));
 }
 
-TEST(LabelColour, NeighboursAreFarApart) {
+TEST(LabelColor, NeighborsAreFarApart) {
     for (int label = 0; label < 40; ++label) {
         for (int other = label + 1; other < label + 4; ++other)
-            EXPECT_GT(distance(label_colour(label), label_colour(other)), 20)
+            EXPECT_GT(distance(label_color(label), label_color(other)), 20)
                 << label << ' ' << other;
     }
 }
 
-TEST(LabelColour, AnyNumberHasOne) {
+TEST(LabelColor, AnyNumberHasOne) {
     for (const std::int32_t label :
          {-1, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
-        for (const float v : label_colour(label)) {
+        for (const float v : label_color(label)) {
             EXPECT_GE(v, 0.0f);
             EXPECT_LE(v, 1.0f);
         }
     }
-    EXPECT_EQ(label_colour(0)[0], label_colour(0)[1]);
+    EXPECT_EQ(label_color(0)[0], label_color(0)[1]);
 }

@@ -1,4 +1,4 @@
-#include "cache/picture/colour_map.h"
+#include "cache/picture/color_map.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,15 +7,15 @@ namespace vx::cache {
 
 namespace {
 
-constexpr double pi = 3.14159265358979323846;
-constexpr int map_steps = 256;
+constexpr double kPi = 3.14159265358979323846;
+constexpr int kMapSteps = 256;
 
 struct Lab {
     double l, a, b;
 };
 
 // The two matrices are those that OKLab was published with.
-Colour from_oklab(const Lab& c) {
+Color from_oklab(const Lab& c) {
     const double l = std::pow(c.l + 0.3963377774 * c.a + 0.2158037573 * c.b, 3);
     const double m = std::pow(c.l - 0.1055613458 * c.a - 0.0638541728 * c.b, 3);
     const double s = std::pow(c.l - 0.0894841775 * c.a - 1.2914855480 * c.b, 3);
@@ -24,17 +24,17 @@ Colour from_oklab(const Lab& c) {
             static_cast<float>(-0.0041960863 * l - 0.7034186147 * m + 1.7076147010 * s)};
 }
 
-Colour polar(double lightness, double chroma, double degrees) {
-    const double h = degrees * pi / 180;
+Color polar(double lightness, double chroma, double degrees) {
+    const double h = degrees * kPi / 180;
     return from_oklab({lightness, chroma * std::cos(h), chroma * std::sin(h)});
 }
 
-bool is_shown(const Colour& c) {
+bool is_shown(const Color& c) {
     return std::all_of(c.begin(), c.end(), [](float v) { return v >= 0.0f && v <= 1.0f; });
 }
 
 // The largest chroma up to `wanted` that a screen can show.
-Colour shown(double lightness, double wanted, double degrees) {
+Color shown(double lightness, double wanted, double degrees) {
     double low = 0;
     double high = wanted;
     if (is_shown(polar(lightness, high, degrees))) low = high;
@@ -45,10 +45,10 @@ Colour shown(double lightness, double wanted, double degrees) {
     return polar(lightness, low, degrees);
 }
 
-std::array<Colour, map_steps> make_map() {
-    std::array<Colour, map_steps> map{};
-    for (int i = 0; i < map_steps; ++i) {
-        const double t = i / (map_steps - 1.0);
+std::array<Color, kMapSteps> make_map() {
+    std::array<Color, kMapSteps> map{};
+    for (int i = 0; i < kMapSteps; ++i) {
+        const double t = i / (kMapSteps - 1.0);
         const double chroma = 0.115 + 0.05 * std::abs(2 * t - 1);
         map[static_cast<std::size_t>(i)] = shown(0.28 + 0.63 * t, chroma, 305 - 195 * t);
     }
@@ -71,26 +71,26 @@ float from_display(float shown) {
     return static_cast<float>(v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4));
 }
 
-Colour to_display(const Colour& linear) {
+Color to_display(const Color& linear) {
     return {to_display(linear[0]), to_display(linear[1]), to_display(linear[2])};
 }
 
-Colour from_display(const Colour& shown) {
+Color from_display(const Color& shown) {
     return {from_display(shown[0]), from_display(shown[1]), from_display(shown[2])};
 }
 
-Colour map_colour(double t) {
-    static const std::array<Colour, map_steps> map = make_map();
-    const double at = std::clamp(t, 0.0, 1.0) * (map_steps - 1);
-    const auto step = std::min(static_cast<std::size_t>(at), std::size_t{map_steps - 2});
+Color map_color(double t) {
+    static const std::array<Color, kMapSteps> map = make_map();
+    const double at = std::clamp(t, 0.0, 1.0) * (kMapSteps - 1);
+    const auto step = std::min(static_cast<std::size_t>(at), std::size_t{kMapSteps - 2});
     const auto rest = static_cast<float>(at - static_cast<double>(step));
-    Colour out{};
+    Color out{};
     for (std::size_t k = 0; k < 3; ++k)
         out[k] = map[step][k] * (1.0f - rest) + map[step + 1][k] * rest;
     return out;
 }
 
-Colour label_colour(std::int32_t label) {
+Color label_color(std::int32_t label) {
     if (label == 0) return {0.40f, 0.40f, 0.40f};
     constexpr double golden_angle = 137.50776405;
     const auto number = static_cast<std::uint32_t>(label);
