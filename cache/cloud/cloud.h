@@ -32,7 +32,7 @@ class Cloud {
     // Byte offset of a value in its file, -1 if it has none.
     virtual std::int64_t byte_offset(std::size_t, std::int64_t) const { return -1; }
 
-    // Damage that reading alone does not show (check sums), as offset and text. Reads everything.
+    // Damage that reading alone does not detect (checksums), as offset and text. Reads everything.
     virtual std::vector<std::pair<std::int64_t, std::string>> verify() { return {}; }
 
     int find(std::string_view name) const { return find_attribute(attributes, name); }

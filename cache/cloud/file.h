@@ -19,7 +19,7 @@ class Descriptor {
     Descriptor& operator=(Descriptor&& other) noexcept;
     ~Descriptor();
     int get() const { return m_fd; }
-    // The error of close(2), 0 without one.
+    // Returns errno of a failed close(2), else 0.
     int close();
 
   private:
@@ -40,9 +40,9 @@ class InputFile {
     std::int64_t size() const { return m_size; }
     // Throws FileError at `offset` when there are fewer bytes.
     void read(std::int64_t offset, void* out, std::size_t bytes) const;
-    // As many bytes as there are, up to `bytes`.
+    // Reads up to `bytes` bytes, fewer at the end of the file. Returns how many.
     std::size_t read_some(std::int64_t offset, void* out, std::size_t bytes) const;
-    // A stream of its own at the start of the same file, for the caller to close.
+    // A new stream at the start of the same file, which the caller closes.
     std::FILE* stream() const;
     int descriptor() const { return m_file.get(); }
 
@@ -88,8 +88,8 @@ class ByteReader {
 
 class WriteBehind;
 
-// Written beside its place and moved there by commit(); without it nothing stays. A device or a
-// pipe receives all bytes at commit().
+// Written to a temporary file in the same folder, which commit() moves to its name. Without
+// commit() the destructor removes it. A device or a pipe receives all bytes at commit().
 class OutputFile {
   public:
     // Throws FileError, also when the file is there and `force` is not given.
@@ -98,21 +98,21 @@ class OutputFile {
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    // At the end, through blocks that a thread writes while the next is filled; so a failure shows
-    // in a later call, in commit() at the latest. All of these throw FileError.
+    // Appends through blocks, which a thread writes while the next one is filled. A failure is
+    // reported by a later call, by commit() at the latest. All of these throw FileError.
     void write(const void* data, std::size_t bytes);
     void write(std::string_view text) { write(text.data(), text.size()); }
-    // The same for `bytes` bytes that the caller fills in before the next call.
+    // Appends `bytes` bytes that the caller must fill in before the next call.
     char* extend(std::size_t bytes);
-    // Anywhere, at once: not to be mixed with bytes that are still in a block.
+    // Writes immediately at any offset. Not to be mixed with bytes that are still in a block.
     void write_at(std::int64_t offset, const void* data, std::size_t bytes);
-    // Until all that came through blocks is written.
+    // Waits until all blocks are written.
     void flush();
     std::int64_t position() const { return m_position; }
     void seek_end(std::int64_t position) { m_position = position; }
     void commit();
 
-    // For writers that open a file by name themselves.
+    // For writers that open the file by name.
     const std::string& temporary_name() const { return m_temporary; }
     const std::string& name() const { return m_path; }
 

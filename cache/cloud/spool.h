@@ -1,5 +1,5 @@
-// A growing column of values in memory, and in an unlinked temporary file once it is large: what
-// readers of text put their values into.
+// A growing column of values in memory, moved to an unlinked temporary file once it is large.
+// Readers of text formats store their values here.
 #pragma once
 
 #include "cache/cloud/file.h"

@@ -66,8 +66,8 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-// The next cell of a line; quotes around it are taken off, a doubled one inside stays single.
-// False when a quote is not closed.
+// The next cell of a line, without surrounding quotes; a doubled quote inside becomes a single one.
+// Returns false if a quote is not closed.
 bool next_cell(std::string_view line, char separator, std::size_t& at, std::string& cell) {
     cell.clear();
     std::size_t begin = at;
@@ -223,7 +223,7 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
                 const std::size_t point = attribute.single ? 0 : static_cast<std::size_t>(i);
                 for (std::size_t k = 0; k < width; ++k) {
                     if (a + k > 0) text += ',';
-                    // In its own words a float would read back as another number.
+                    // The shortest text of a float reads back as another double.
                     if (attribute.type == Type::float32) {
                         float value = 0;
                         std::memcpy(&value, columns[a].data() + (point * width + k) * 4, 4);

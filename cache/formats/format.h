@@ -38,11 +38,12 @@ using Findings = std::vector<Finding>;
 struct OpenOptions {
     // Values of text files beyond this go to a temporary file.
     std::int64_t memory_bytes = std::int64_t{256} << 20;
-    // usda: of values over time, the last ones up to it, else the first; without it the first.
+    // usda: the time at which animated values are read: the last sample not after it, or the first
+    // sample. Without a time the first sample.
     std::optional<double> time;
 };
 
-// An open cloud with its format.
+// An open cloud and the format of its file.
 struct OpenedCloud {
     Format format = Format::pdc;
     CloudPtr cloud;

@@ -1,4 +1,4 @@
-// A cloud as a map of the renderer, for what searches it.
+// A cloud as a map of the renderer, for searches.
 #pragma once
 
 #include "cache/formats/format.h"
@@ -18,7 +18,7 @@ class SharedMap {
     SharedMap(const SharedMap&) = delete;
     SharedMap& operator=(const SharedMap&) = delete;
 
-    // One more access, for the caller.
+    // Returns a new access, which the caller owns.
     std::unique_ptr<mi::shader_v3::Access_map> access() const;
 
   private:

@@ -51,7 +51,7 @@ class WrittenField {
         m_stride = a.single ? 0 : static_cast<std::size_t>(a.width) * 4;
     }
 
-    // Before any values of these points are asked for.
+    // Call before floats() and integers() of these points.
     void read(std::int64_t first, std::int64_t n) {
         const bool single = m_stride == 0;
         if (!m_reader || (single && first > 0)) return;
@@ -115,7 +115,7 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
     for (const BakedField& b : kBaked) {
         const int at = cloud.find(b.name);
         const auto index = static_cast<std::size_t>(std::max(at, 0));
-        // What the loader would not take for this name counts as absent.
+        // Attributes that the shaders' loader would ignore under this name count as absent.
         const bool fits = at >= 0 && cloud.attributes[index].width == b.width &&
                           (options.all_fields || b.type != Map_field_type::Scalar ||
                            !is_integer(cloud.attributes[index].type));
@@ -191,7 +191,7 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
     }
     Map_declaration declaration(3);
     std::vector<WrittenField> fields = choose_fields(cloud, options, notes, declaration);
-    // A cloud without positions stands at the origin, as it does for the shaders.
+    // The shaders, too, read a cloud without positions as points at the origin.
     const int at = cloud.find("position");
     const bool placed = at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == 3;
     if (!placed && options.all_fields) need_position(cloud);

@@ -1,5 +1,5 @@
 // PLY files: the element "vertex" is the cloud; an element "cloud" of one row holds the values that
-// all points share. Other elements are passed over.
+// all points share. Other elements are skipped.
 #include "cache/formats/columns.h"
 #include "cache/formats/ply.h"
 #include "cache/formats/ply_header.h"

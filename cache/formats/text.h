@@ -25,7 +25,7 @@ template <typename T>
 void append_number(std::string& out, T value) {
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    // The sign of a not-a-number says nothing.
+    // The sign of a not-a-number has no meaning.
     if constexpr (std::is_floating_point_v<T>) {
         if (std::isnan(value)) {
             out += "nan";
@@ -37,11 +37,11 @@ void append_number(std::string& out, T value) {
 // Value number `index` of an array of that type.
 void append_value(std::string& out, Type type, const std::byte* values, std::size_t index);
 
-// A column of numbers whose type shows as they come: integers until one is not.
+// A column of numbers whose type follows from the values: integers until one is not.
 class GuessedColumn {
   public:
     explicit GuessedColumn(SpoolBudget& budget) : m_values(budget) {}
-    // False when the text is not a number. An empty text is a not-a-number.
+    // Returns false if the text is not a number. An empty text is not-a-number.
     bool append(std::string_view text);
     // int32, int64 or float64.
     Type type() const;

@@ -1,5 +1,5 @@
-// The first Points prim of a USD text file: arrays of numbers, and values for all points. Of values
-// over time those of one time.
+// The first Points prim of a USD text file: arrays of numbers, and constant values. Animated values
+// are read at one time.
 #include "cache/formats/text.h"
 #include "cache/formats/usda.h"
 
@@ -40,9 +40,9 @@ class Lexer {
         }
         next();
     }
-    // Past the bracket that closes the one that stands here, or past one token.
+    // Skips to behind the bracket that closes the current one, or skips one token.
     void skip_value();
-    // Leaves the rest of a word behind its first `bytes`: "1:None" is one word to us.
+    // Removes the first `bytes` of the current word: the lexer reads "1:None" as one word.
     void cut(std::size_t bytes) {
         m_token.text.erase(0, bytes);
         m_token.offset += static_cast<std::int64_t>(bytes);

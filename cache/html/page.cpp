@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::int64_t kGroupPoints = std::int64_t{1} << 16;
 
-// How the values of an attribute stand in the page.
+// How the values of an attribute are stored in the page.
 struct PageColumn {
     Type type = Type::float32;
     std::int64_t rounded = 0;
@@ -113,8 +113,9 @@ PageColumn survey(Cloud& cloud, std::size_t index) {
     });
 }
 
-// A center that costs 32-bit positions nothing: the origin where that is near, else a multiple of a
-// power of two as large as the cloud, so that differences of 32-bit floats stay 32-bit floats.
+// A center that does not add rounding to 32-bit positions: the origin if it is near, else a
+// multiple of a power of two as large as the cloud, so that differences of 32-bit floats stay
+// 32-bit floats.
 Point center_of(const std::array<Point, 2>& bounds) {
     double extent = 0;
     for (std::size_t k = 0; k < 3; ++k)

@@ -13,7 +13,7 @@
 
 namespace vx::cache {
 
-// What the page shows when it opens; all of it can be changed there.
+// The initial settings of the page, which can be changed there.
 struct PageStart {
     enum class Mode { plain, color, value, label, direction, place }; // place: within the bounds
     std::optional<Mode> mode;                                         // none: the page chooses
@@ -40,9 +40,8 @@ bool can_write_page();
 // numbers, whose bytes stand in planes, for each run of `groupPoints` points all first bytes, then
 // all second ones, and so on. Positions are 32-bit floats relative to the description's center
 // (float64); whole numbers are int32, int64 or float64, whichever holds them exactly; all else is a
-// 32-bit float. What that rounds, and how many points are left out, is told in `notes` and by the
-// page. Memory use does not grow with the cloud. Throws FileError, also for a cloud without
-// positions.
+// 32-bit float. `notes` and the page report what is rounded and how many points are left out.
+// Memory use does not grow with the cloud. Throws FileError, also for a cloud without positions.
 void write_page(Cloud& cloud, OutputFile& out, const PageOptions& options, Notes& notes);
 
 } // namespace vx::cache

@@ -18,7 +18,7 @@ namespace vx::cache {
 
 using Float3 = std::array<float, 3>;
 
-// The shader's parameters; what is not set is as the shader's declaration has it.
+// The shader's parameters, with the defaults of its declaration.
 struct ReaderSettings {
     float radius = 1;
     int max_points = 16;
@@ -46,7 +46,7 @@ struct FoundPoint {
     bool left_out = false; // faces the wrong way: not in the mean
 };
 
-// Where the points of the cloud were lost. The functor's own tests, one switched on after another.
+// How many points each test of the functor rejects, when one test is enabled after another.
 struct Tally {
     std::int64_t total = 0;
     std::int64_t within = 0; // no farther than the radius

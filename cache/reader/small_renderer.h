@@ -1,6 +1,6 @@
-// As little of a renderer as the reader shader needs, for programs that call it without one: string
-// elements, one user pointer, messages. Nothing is connected, no text is substituted, no lock is
-// taken; it costs no time that a measurement would see.
+// The few functions of a renderer that the reader shader needs, for programs without a renderer:
+// string elements, one user pointer, messages. Nothing is connected, no text is substituted, no
+// lock is taken; its cost is not measurable.
 #pragma once
 
 #include <functional>

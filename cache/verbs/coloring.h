@@ -30,11 +30,11 @@ struct Coloring {
 };
 
 // By "NAME", "NAME.x" to "NAME.z", "NAME.0" and so on, "NAME.length" or "NAME.rgb"; "" takes rgbPP
-// where it is. A vector alone is colored by its length, "tag" by labels. Throws FileError when the
-// cloud has no such attribute, and names those that it has.
+// if there is one. A vector is colored by its length, "tag" by labels. Throws FileError, which
+// names the attributes of the cloud, if it has none of that name.
 Coloring choose_coloring(const Cloud& cloud, const std::string& by);
 
-// What the whole of a sequence has, so that all its pictures use one scale.
+// The range and labels of a whole sequence, so that all its pictures use one scale.
 struct ColorScale {
     double low = std::numeric_limits<double>::infinity(); // of finite values
     double high = -std::numeric_limits<double>::infinity();

@@ -43,7 +43,7 @@ Float3 vector_of(const std::string& text, const std::string& option) {
     return {static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2])};
 }
 
-// Three or four numbers; the reader does not look at alpha.
+// Three or four numbers; the reader ignores alpha.
 Float3 color_of(const std::string& text, const std::string& option) {
     const std::vector<double> v = parse_numbers(text, 0, option);
     if (v.size() != 3 && v.size() != 4) {
@@ -115,7 +115,7 @@ std::string count_of(std::int64_t n, const char* what) {
     return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
-// A sentence for every way in which the answer is not a plain blend.
+// One sentence per reason why the answer is not a plain blend.
 std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, const Seen& seen) {
     const Tally& t = seen.tally;
     std::vector<std::string> out;

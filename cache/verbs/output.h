@@ -28,7 +28,7 @@ struct OutputOptions {
                std::optional<Format> source = std::nullopt) const;
 };
 
-// The labels of a list in the shaders' syntax; empty for a list that holds none.
+// The labels of a list in the shaders' syntax.
 class LabelSet {
   public:
     explicit LabelSet(const std::string& text);

@@ -23,7 +23,7 @@ struct Criteria {
     bool invert = false; // keeps the others; thinning comes after it
 };
 
-// A bit per point. Throws FileError when an attribute that is asked for is not there.
+// One bit per point. Throws FileError if an attribute that a criterion needs is missing.
 std::vector<bool> select_points(Cloud& cloud, const Criteria& criteria);
 
 } // namespace vx::cache

@@ -28,7 +28,7 @@ class Session {
     void attempt(const std::function<void()>& f);
     // Opens a cloud and prints what was found in it.
     OpenedCloud open(const std::string& path) const;
-    // Draws on a terminal, does nothing elsewhere.
+    // Returns a progress display on a terminal, an empty function elsewhere.
     std::function<void(std::int64_t, std::int64_t)> progress(std::string what) const;
 };
 
@@ -38,8 +38,8 @@ struct Frames {
     static Frames parse(const std::string& text);
 };
 
-// "shot.####.pdc" with frames: a name per frame, padded to the number of signs. Without frames: the
-// files that are there, in order; none is an error. A name without "#" stays as it is.
+// "shot.####.pdc" with frames: a name per frame, padded to the number of #. Without frames: the
+// files that exist, in order; FileError if there are none. A name without "#" is returned as it is.
 struct FramedName {
     std::string name;
     int frame = 0;

@@ -156,7 +156,7 @@ Statistics measure(Cloud& cloud, const Progress& progress) {
         for (std::int64_t at = 0; at < points; at += whole ? points : piece)
             tasks.push_back({a, at, whole ? points : std::min(at + piece, points)});
     }
-    // The long task first, the others in the order of the points, as one reading thread wants it.
+    // The long task first, the others in the order of the points, which suits one reading thread.
     std::stable_sort(tasks.begin(), tasks.end(), [&](const Task& x, const Task& y) {
         const auto key = [&](const Task& t) {
             return has_labels && static_cast<int>(t.attribute) == tag ? -1 : t.first;

@@ -1,5 +1,5 @@
-// Ranges, means, labels, and the distances between neighbors, on as many threads as the cloud can
-// be read by. The figures do not depend on their number.
+// Ranges, means, labels, and the distances between neighbors. Uses several threads if the cloud can
+// be read in parallel; the results do not depend on their number.
 #pragma once
 
 #include "cache/cloud/cloud.h"

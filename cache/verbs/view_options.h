@@ -36,7 +36,7 @@ struct ViewOptions {
     CameraChoice camera;
 
     void add(CLI::App& app);
-    // Reads the texts; throws UsageError. Call once, before the rest is looked at.
+    // Parses the texts. Call once, before any other member is used. Throws UsageError.
     void settle();
     ImageFormat format() const; // of the output
 
@@ -44,7 +44,7 @@ struct ViewOptions {
     std::string m_range, m_size, m_background, m_from, m_to, m_up;
 };
 
-// Neither empty nor larger than a memory holds.
+// Whether a picture of this size is neither empty nor too large.
 bool is_possible_size(std::int64_t width, std::int64_t height);
 
 } // namespace vx::cache

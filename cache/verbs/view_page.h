@@ -6,7 +6,7 @@
 
 namespace vx::cache {
 
-// Throws UsageError in a build that has no viewer; what goes wrong with a file goes to the session.
+// Throws UsageError in a build without the viewer. Failed files are reported to the session.
 void write_pages(Session& session, const ViewOptions& options);
 
 } // namespace vx::cache

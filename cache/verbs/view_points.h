@@ -21,10 +21,10 @@ struct ViewStyle {
     Color background{};
 };
 
-// An open cloud whose points can be walked over as discs.
+// An open cloud whose points are visited as discs.
 class ViewCloud {
   public:
-    // Throws FileError without positions, labels that are asked for or the attribute of `by`.
+    // Throws FileError if positions, the requested labels or the attribute of `by` are missing.
     // Without radii it measures the distance between neighbors, unless an earlier call has
     // measured it.
     ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius = {});
@@ -42,8 +42,8 @@ class ViewCloud {
     std::int64_t count() const { return m_cloud.count; }
     // Of points without a radius of their own.
     double fixed_radius() const { return m_fixed_radius; }
-    // Of the last walk: points of wanted labels that have no finite position, and points of them
-    // that have no finite value to be colored by.
+    // After each(): how many points of the wanted labels have no finite position, and how many have
+    // no finite value to be colored by.
     std::int64_t without_position = 0;
     std::int64_t without_value = 0;
 
