@@ -111,7 +111,7 @@ HandleType* handle_for_file(const char* file_name, Map_status* status) {
 
 class InterfaceObject final : public Interface {
   public:
-    // The slots that are not about maps are not implemented.
+    // This engine has no string options, frame buffers or light lists: null, as for an unknown tag.
     mi::shader_v3::Options* getOptions(miTag) override { return nullptr; }
     miTag createFramebuffer() override { return miNULLTAG; }
     miTag copyFramebuffer(miTag) override { return miNULLTAG; }
