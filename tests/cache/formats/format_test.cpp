@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace vx::cache {
 namespace {
 
@@ -94,6 +96,31 @@ TEST(OpenCloud, TextBeyondTheMemoryThatItMayTakeGivesTheSameValues) {
             EXPECT_EQ(values_of<float>(*opened.cloud, "w"), w) << name << memory;
         }
     }
+}
+
+// PDC has attributes of one and three values, usda of up to four, the others of any number.
+TEST(WriteCloud, SplitsAttributesThatTheFormatCannotHold) {
+    const TestFolder folder;
+    for (const int width : {3, 4, 5}) {
+        MemoryCloud cloud(1);
+        cloud.add<double>("position", 3, {1, 2, 3});
+        cloud.add<double>("w", width, std::vector<double>(static_cast<std::size_t>(width), 0.5));
+        const std::string note = "'w': has " + std::to_string(width) +
+                                 " values per point and was split into as many attributes";
+        for (const FormatTraits* traits : format_table()) {
+            const std::string path =
+                folder.path(std::to_string(width) + "." + std::string(traits->name));
+            const Notes notes = write_cloud(cloud, path, traits->format, WriteOptions());
+            const bool split = std::find(notes.begin(), notes.end(), note) != notes.end();
+            const bool expected = (traits->format == Format::pdc && width > 3) ||
+                                  (traits->format == Format::usda && width > 4);
+            EXPECT_EQ(split, expected) << path;
+        }
+    }
+    Findings findings;
+    const OpenedCloud opened = open_cloud(folder.path("5.pdc"), findings);
+    EXPECT_EQ(opened.cloud->find("w"), -1);
+    EXPECT_EQ(values_of<double>(*opened.cloud, "w.4"), std::vector<double>{0.5});
 }
 
 TEST(NoteRounding, CountsWhatTheTypeCannotHold) {
