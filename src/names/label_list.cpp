@@ -1,6 +1,5 @@
 #include "src/names/label_list.h"
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -64,7 +63,6 @@ void AppendLabel(int** labels, int* count, int value) {
 int parse_label_list(const char* text, int** labels) {
     char** items = nullptr;
     const size_t itemCount = SplitItems(text, &items);
-    if (itemCount == 0) return 0;
     auto* ranges = static_cast<CLabelRange*>(calloc(itemCount, sizeof(CLabelRange)));
     for (size_t i = 0; i < itemCount; ++i)
         ranges[i] = ReadRange(items[i]);
@@ -72,9 +70,9 @@ int parse_label_list(const char* text, int** labels) {
     int count = 0;
     for (size_t i = 0; i < itemCount; ++i) {
         const CLabelRange range = ranges[i];
-        if (range.low < 0 || range.high < 0) continue;
-        // In 64 bits: a range may end at the largest int.
-        for (long long v = range.low; v <= range.high && count < INT_MAX; ++v) {
+        if (range.low < 0) continue;
+        // In 64 bits: a range may end at the largest int. One with a negative end has no values.
+        for (long long v = range.low; v <= range.high; ++v) {
             const int value = static_cast<int>(v);
             if (!in_label_list(*labels, count, value)) AppendLabel(labels, &count, value);
         }

@@ -62,6 +62,8 @@ TEST(LabelList, NegativeValuesAreDropped) {
     EXPECT_THAT(parsed("-2"), IsEmpty());
     EXPECT_THAT(parsed("0--1"), IsEmpty());
     EXPECT_THAT(parsed("2--3"), IsEmpty());
+    EXPECT_THAT(parsed("-1-5"), IsEmpty());
+    EXPECT_THAT(parsed("-2-5"), IsEmpty());
     EXPECT_THAT(parsed("-3-5"), IsEmpty());
 }
 
