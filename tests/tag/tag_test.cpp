@@ -121,7 +121,7 @@ TEST(Tag, SizeThatTheRendererLeavesAloneIsZero) {
     Surface surface;
     int one = 1;
     int size_before = -1;
-    surface.renderer.on_shaderstate_get = [&](miState*, int* size) {
+    surface.renderer.on_shaderstate_get = [&](miState*, const int* size) {
         size_before = *size;
         return &one;
     };
