@@ -91,6 +91,15 @@ TEST(WdString, RTrimBetweenWithTheLastAtTheStartIsEmptyWhereverTheFirstIs) {
     EXPECT_EQ(CWdString(".").RTrim('.', '.'), "");
 }
 
+TEST(WdString, RTrimBetweenTheFirstCharacterAndNothingBeforeItIsEmpty) {
+    EXPECT_EQ(CWdString(".abc").RTrim('.', '.'), "");
+}
+
+TEST(WdString, RTrimBetweenTakesAFirstThatTouchesTheLast) {
+    EXPECT_EQ(CWdString("x_a_.b").RTrim('_', '.'), "");
+    EXPECT_EQ(CWdString("shot.1..pdc").RTrim('.', '.'), "");
+}
+
 TEST(WdString, RTrimBetweenTakesTheNearestFirstBeforeTheLast) {
     EXPECT_EQ(CWdString("a_b_c.d_e").RTrim('_', '.'), "c");
 }
@@ -220,6 +229,16 @@ TEST(WdFilename, Layout3WithAnEmptyBase) {
 
 TEST(WdFilename, Layout3AlsoWithSeveralDots) {
     EXPECT_EQ(analysed("shot.v_07.pdc", "pdc"), (Fields{3, "shot.v", 2, 1, 2}));
+}
+
+TEST(WdFilename, DigitsAre0To9) {
+    EXPECT_EQ(analysed("a.09.pdc", "pdc"), (Fields{0, "a", 2, 1, 2}));
+    EXPECT_EQ(analysed("a.90.pdc", "pdc"), (Fields{0, "a", 2, 0, 1}));
+    EXPECT_EQ(analysed("a./.pdc", "pdc"), untouched); // the character before 0
+    EXPECT_EQ(analysed("a.:.pdc", "pdc"), untouched); // the character after 9
+    EXPECT_EQ(analysed("a.1b2.pdc", "pdc"), (Fields{2, "a.1b", 1, 0, 1}));
+    EXPECT_EQ(analysed("a_1b2.pdc", "pdc"), (Fields{2, "a_1b", 1, 0, 1}));
+    EXPECT_EQ(analysed("a.pdc.1b2", "pdc"), untouched);
 }
 
 TEST(WdFilename, SignsAndBlanksAreNoDigits) {
