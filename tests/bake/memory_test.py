@@ -1,4 +1,4 @@
-"""What becomes of a render whose shaders run out of memory: a message, an end, a status."""
+"""Renders whose shaders run out of memory: the message, the end and the status."""
 
 import os
 import resource
@@ -70,10 +70,11 @@ class Memory(BakeCase):
         self.assertRegex(failures[0], message)
 
     def test_a_grid_that_does_not_fit(self):
+        # A row of 24 bytes, an empty array, for each of 1e9 samples.
         text = sheets(1, "lens " + writer(jitter=True, samples=100000), 100, 100)
         for threads in (1, 4):
             self.fails(text, threads, 256, r"^RC 0\.\d+ error: %s is refused: vx_pc_write_init: out of memory: "
-                       r"cannot allocate 8000000000 bytes$" % WRITER)
+                       r"cannot allocate 24000000000 bytes$" % WRITER)
         self.assertFalse(os.path.exists(self.path("cloud.0001.pdc")))
 
     def test_a_picture_that_does_not_fit(self):
