@@ -5,7 +5,7 @@
 #include <cctype>
 #include <cstring>
 #include <limits>
-#include <optional>
+#include <memory>
 
 namespace vx::cache {
 
@@ -46,8 +46,8 @@ class WrittenField {
         const Attribute& a = cloud.attributes[attribute];
         const bool integers =
             type == Map_field_type::Integer || type == Map_field_type::Integer_array;
-        m_reader.emplace(cloud, attribute, integers ? Type::int32 : Type::float32,
-                         IntegerRule::wrap);
+        m_reader = std::make_unique<AttributeReader>(
+            cloud, attribute, integers ? Type::int32 : Type::float32, IntegerRule::wrap);
         m_stride = a.single ? 0 : static_cast<std::size_t>(a.width) * 4;
     }
 
@@ -74,7 +74,7 @@ class WrittenField {
 
   private:
     Map_field_type m_type;
-    std::optional<AttributeReader> m_reader;
+    std::unique_ptr<AttributeReader> m_reader;
     std::size_t m_stride = 0; // bytes from point to point; 0: one value for all
     const std::byte* m_values = reinterpret_cast<const std::byte*>(kZeros);
 };

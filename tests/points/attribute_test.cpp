@@ -200,6 +200,9 @@ TEST(AttributeWrite, NoParticlesIsNameLengthNameAndTypeCodeOnly) {
 TEST(AttributeWrite, SingleValueOfAnEmptyArrayIsZero) {
     for (const std::int32_t kind : {1, 2, 3}) {
         CAttribute a = Made("e", kind, false);
+        a.floats = {7}; // the memory of an empty array may still hold values
+        a.integers = {7};
+        a.vectors = {{7, 7, 7}};
         a.Resize(0);
         const Bytes head = Bytes().record("e", kind == 3 ? 4 : 2);
         EXPECT_EQ(Written(a), head.text + std::string(kind == 3 ? 24 : 8, '\0'));
