@@ -398,11 +398,21 @@ TEST_F(Convert, TagOfAParticleThatWasLeftOutIsTakenOver) {
 
 TEST_F(Convert, EmptyPerParticleArraysGiveZeros) {
     WriteInstanceData& data = make();
-    ASSERT_TRUE(read(data, Bytes().header(0, 2).record("position", 5).record("tag", 3)));
+    ASSERT_TRUE(read(data, Bytes()
+                               .header(0, 5)
+                               .record("position", 5)
+                               .record("rgbPP", 5)
+                               .record("opacityPP", 3)
+                               .record("normalPP", 5)
+                               .record("tag", 3)));
     data.pdc->header.particleCount = 1;
     EXPECT_TRUE(data.PdcToMap("out.mrmap"));
     const WrittenMap& map = scene.maps.written.at(0);
-    EXPECT_THAT(positions_x(map), ElementsAre(0));
+    ASSERT_EQ(map.elements.size(), 1u);
+    EXPECT_THAT(map.elements[0].position, ElementsAre(0, 0, 0));
+    EXPECT_THAT(field(map, "rgbPP"), ElementsAre("vector 0 0 0"));
+    EXPECT_THAT(field(map, "opacityPP"), ElementsAre("scalar 0"));
+    EXPECT_THAT(field(map, "normalPP"), ElementsAre("vector 0 0 0"));
     EXPECT_THAT(field(map, "tag"), ElementsAre("integer 0"));
 }
 
