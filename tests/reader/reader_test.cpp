@@ -77,10 +77,11 @@ TEST_F(ReaderTest, WithoutARecordTheResultIsUntouchedAndFalse) {
 
 TEST_F(ReaderTest, WithoutAnAddressOfTheUserPointerNothingIsMadeAndTheResultIsFalse) {
     start();
+    ReadParameters* const parameters = block();
     state.shader = nullptr; // the renderer answers no address then
-    InitReadInstance(&state, block());
+    InitReadInstance(&state, parameters);
     ReadResult result = {{1, 2, 3, 4}, 5};
-    EXPECT_EQ(ReadCloud(&result, &state, block()), miFALSE);
+    EXPECT_EQ(ReadCloud(&result, &state, parameters), miFALSE);
     EXPECT_EQ(result.pointCount, 5);
     ExitReadInstance(&state);
     EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "query(51)", "query(51)"));
