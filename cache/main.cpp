@@ -16,11 +16,11 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {"info", "tell what is in a cloud: counts, ranges, bounds, labels, spacing", "Look", true,
+    {"info", "show the counts, ranges, bounds, labels and spacing of a cloud", "Look", true,
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
      vx::cache::add_info},
-    {"check", "tell whether a file is whole, consistent, finite and sensible", "Look", true,
+    {"check", "check that a file is complete, consistent, finite and plausible", "Look", true,
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
     {"view", "a picture of a cloud, or a page to look around in", "Look", false,

@@ -9,7 +9,7 @@
 
 namespace vx::test {
 
-// The row as text: "position | normal | colour and opacity | tag".
+// The row as text: "position | normal | color and opacity | tag".
 inline std::vector<std::string> row_of(const WriteInstanceData& data, size_t row) {
     std::vector<std::string> points;
     for (const CPoint& p : data.grid.rows.at(row).points)
