@@ -37,7 +37,7 @@ constexpr Verb kVerbs[] = {
      "b.npz",
      vx::cache::add_diff},
     {"lookup",
-     "tell what vx_pc_read sees at a point: the points it finds, their weights, the colour, "
+     "tell what vx_pc_read sees at a point: the points it finds, their weights, the color, "
      "and why there is none",
      "Look", true,
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"

@@ -248,7 +248,7 @@ void PlyCloud::add_fields(const Rows& rows, bool single, Findings& findings) {
             scale = stored == PlyType::uint16 ? 65535 : 255;
             g.attribute.type = Type::float32;
             findings.push_back(
-                {Severity::note, -1, "colours are integers in the file, here 0 to 1"});
+                {Severity::note, -1, "colors are integers in the file, here 0 to 1"});
         }
         if (find(g.attribute.name) >= 0) {
             findings.push_back({Severity::warning, rows.element->offset,

@@ -60,7 +60,7 @@ Coloring choose_coloring(const Cloud& cloud, const std::string& by) {
     for (const Attribute& a : cloud.attributes)
         names += (names.empty() ? "" : ", ") + a.name;
     throw FileError(cloud.file_name, -1,
-                    "there is no attribute '" + by + "' to colour by; there are " + names);
+                    "there is no attribute '" + by + "' to color by; there are " + names);
 }
 
 void ColorScale::add(double value) {

@@ -139,7 +139,7 @@ std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, con
         }
     } else if (seen.blended == 0) {
         out.emplace_back("every point that was found faces the same way as the normal: the mean is "
-                         "of no points, its colour is not a number");
+                         "of no points, its color is not a number");
     }
     return out;
 }
@@ -155,7 +155,7 @@ void print_row(const char* index, const char* id, const char* distance, const ch
 }
 
 void print_table(const Seen& seen) {
-    print_row("index", "id", "distance", "label", "weight r g b", "position", "colour", "opacity");
+    print_row("index", "id", "distance", "label", "weight r g b", "position", "color", "opacity");
     for (const FoundPoint& p : seen.found) {
         print_row(std::to_string(p.index).c_str(), p.id ? number(*p.id).c_str() : "-",
                   number(static_cast<double>(p.distance)).c_str(),
@@ -170,7 +170,7 @@ void print(const ReaderProbe& probe, const Options& o, const LookupPoint& q, con
     const Tally& t = seen.tally;
     std::printf("  point     %s", numbers(q.point).c_str());
     if (o.needs_normal()) std::printf(", normal %s", numbers(q.normal).c_str());
-    std::printf("\n  colour    %s\n  found     %s", numbers(seen.color).c_str(),
+    std::printf("\n  color     %s\n  found     %s", numbers(seen.color).c_str(),
                 count_of(seen.point_count, "point").c_str());
     if (seen.blended != seen.point_count) std::printf(", %d in the mean", seen.blended);
     std::printf("\n");
@@ -202,7 +202,7 @@ Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, 
     out["point"] = json_of(q.point);
     out["normal"] = json_of(q.normal);
     out["success"] = seen.success;
-    out["colour"] = json_of(seen.color);
+    out["color"] = json_of(seen.color);
     out["point_count"] = seen.point_count;
     out["blended"] = seen.blended;
     out["because"] = reasons(probe, o, seen);
@@ -225,7 +225,7 @@ Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, 
         if (!p.left_out) one["weight"] = json_of(p.weight);
         one["position"] = json_of(p.position);
         one["normal"] = json_of(p.normal);
-        one["colour"] = json_of(p.color);
+        one["color"] = json_of(p.color);
         one["opacity"] = static_cast<double>(p.opacity);
         found.push_back(one);
     }

@@ -20,7 +20,7 @@ void OutputOptions::add(CLI::App& app) {
         ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
         ->group("Output");
     app.add_flag("-f,--force", force, "replace files that are there")->group("Output");
-    app.add_flag("--byte-colour", byte_color, "ply: colours as bytes, for viewers")
+    app.add_flag("--byte-color,--byte-colour", byte_color, "ply: colors as bytes, for viewers")
         ->group("Output");
     app.add_flag(
            "--all-fields", all_fields,

@@ -136,7 +136,7 @@ class ViewRun {
         if (m_options.range && m_coloring.kind != ColorKind::scalar) {
             throw UsageError("--range is for numbers, which '" +
                              (m_coloring.title.empty() ? "no attribute" : m_coloring.title) +
-                             "' is not coloured by");
+                             "' is not colored by");
         }
         m_counted += file.count;
         m_survey.add(cloud);

@@ -42,15 +42,15 @@ void ViewOptions::add(CLI::App& app) {
 
     const char* const look = "Look";
     app.add_option("--by", style.by,
-                   "attribute that colours the points; NAME.x, NAME.length or NAME.rgb of a vector "
+                   "attribute that colors the points; NAME.x, NAME.length or NAME.rgb of a vector "
                    "(default: rgbPP)")
         ->group(look);
     app.add_option("--range", m_range,
-                   "lo,hi: values that the colours go between (default: those there are)")
+                   "lo,hi: values that the colors go between (default: those there are)")
         ->group(look);
     app.add_flag_callback(
            "--flat", [this] { style.lit = false; },
-           "colours as they are; else lit from above left of the eye")
+           "colors as they are; else lit from above left of the eye")
         ->group(look);
     app.add_flag("--raw", raw,
                  "png: stored as the values are, as vx_render does; else for a screen (sRGB)")
@@ -69,7 +69,7 @@ void ViewOptions::add(CLI::App& app) {
                    "r,g,b from 0 to 1, as the file holds it (default: dark grey)")
         ->group(look);
     app.add_flag_callback(
-           "--no-legend", [this] { legend = false; }, "without the colour bar")
+           "--no-legend", [this] { legend = false; }, "without the color bar")
         ->group(look);
     app.add_option("--samples", style.samples, "per pixel and axis, against jagged edges")
         ->check(CLI::Range(1, 8))

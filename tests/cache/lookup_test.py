@@ -164,10 +164,10 @@ class Case(FolderCase):
                 self.assertLessEqual(abs(f["weight"][k] - weight[k]), limit[k] + 1e-12, (f, weight))
         for k in range(3):
             if math.isnan(total[k]):
-                self.assertIsNone(answer["colour"][k])  # JSON has no such number
+                self.assertIsNone(answer["color"][k])  # JSON has no such number
             else:
-                self.assertLessEqual(abs(answer["colour"][k] - total[k]), bound[k] + 1e-12)
-        self.assertEqual(answer["colour"][3], 0)
+                self.assertLessEqual(abs(answer["color"][k] - total[k]), bound[k] + 1e-12)
+        self.assertEqual(answer["color"][3], 0)
 
 
 def text(v):
@@ -242,7 +242,7 @@ class Answers(Case):
         cloud = [((0.5, 0, 0), (0, 1, 0), (1, 1, 1), 1.0, 0), ((0, 0, 0), (0, 1, 0), (1, 1, 1), 1.0, 0)]
         answer = self.one(self.cloud_file(cloud), (0, 0, 0), "--radius", "0.5")
         self.assertEqual([(f["index"], f["weight"]) for f in answer["found"]], [(1, [1, 1, 1]), (0, [0, 0, 0])])
-        self.assertEqual(answer["colour"], [0.5, 0.5, 0.5, 0])
+        self.assertEqual(answer["color"], [0.5, 0.5, 0.5, 0])
 
     def test_when_all_points_face_away_the_color_is_not_a_number(self):
         cloud = [(p, (1.0, 0.0, 0.0), c, o, t) for p, _, c, o, t in self.LINE]
@@ -259,7 +259,7 @@ class Answers(Case):
         file = self.cloud_file(self.LINE)
         far = self.one(file, (0, 5, 0), "--radius", "0.5")
         self.assertIn("no point is within the radius of 0.5; the nearest is 5.001 away", far["because"][0])
-        self.assertEqual(far["colour"], [0, 0, 0, 0])
+        self.assertEqual(far["color"], [0, 0, 0, 0])
         self.assertTrue(far["success"])
         # Labels 0 and 1 are wanted; of these, point 1 alone is in the angles' range of none.
         none = self.one(file, (0, 0, 0), "--normal", "1,0,0", "--labels", "0-1", "--max-angle", "60")

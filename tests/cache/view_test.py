@@ -449,7 +449,7 @@ class Command(Case):
                 (["a.pdc", "--labels", "77"], "no point has one of the labels"),
                 (["flat.pdc"], "position"), (["broken.pdc"], "broken.pdc: byte"),
                 (["missing.pdc"], "missing.pdc"), (["nan.pdc", "--labels", "1"], "no attribute 'tag'"),
-                (["a.pdc", "--by", "heat"], "no attribute 'heat' to colour by; there are position, radius, tag, rgbPP"),
+                (["a.pdc", "--by", "heat"], "no attribute 'heat' to color by; there are position, radius, tag, rgbPP"),
                 (["a.pdc", "--by", "position.w"], "position.w"), (["a.pdc", "--by", "tag.y"], "tag.y")):
             self.fails(*args, "-o", "p.png", says=says)
         self.fails("a.pdc", "-o", "no/such/folder/p.png", says="no/such/folder/p.png")

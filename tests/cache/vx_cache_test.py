@@ -83,7 +83,7 @@ class Formats(Case):
             self.assertEqual(ply["cloud"]["radius"], [0.05])
 
     def test_byte_colors_are_cut_and_rounded(self):
-        self.ok("convert", "--byte-colour", self.source, self.path("b.ply"))
+        self.ok("convert", "--byte-color", self.source, self.path("b.ply"))
         _, ply = cf.read_ply(self.get("b.ply"))
         self.assertEqual(ply["vertex"]["red"], [round(255 * c) for c in COLOR[0::3]])
 

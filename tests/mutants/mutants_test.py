@@ -53,7 +53,7 @@ class Equivalents(unittest.TestCase):
                 (entry_text("src/a.cpp", "a", "b -> c", reason=""), "^1: an entry without 'reason'"),
                 (good + "\n" + good, "^6: the same as the entry on line 1"),
                 (good + "\nfile src/b.cpp\n", "^6: expected one of"),
-                ("colour: red\n", "^1: expected one of"),
+                ("color: red\n", "^1: expected one of"),
                 ("file: a\nfile: b\n", "^2: a second 'file'"),
                 (good + "place: 0\n", "^1: 'place' is a number from 1")):
             with self.assertRaisesRegex(equivalents.ListProblem, message):
