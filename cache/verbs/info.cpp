@@ -110,7 +110,7 @@ void print(const OpenedCloud& opened, const Statistics& s) {
         std::printf("  size      %s\n", size.c_str());
     }
     if (s.spacing.samples > 0) {
-        std::printf("  spacing   median %s, largest %s (nearest neighbours of %lld points)\n",
+        std::printf("  spacing   median %s, largest %s (nearest neighbors of %lld points)\n",
                     number(s.spacing.median).c_str(), number(s.spacing.most).c_str(),
                     static_cast<long long>(s.spacing.samples));
     }

@@ -61,7 +61,7 @@ void ViewOptions::add(CLI::App& app) {
         ->group(look);
     app.add_option_function<double>(
            "--radius", [this](double r) { style.radius = r; },
-           "of every disc (default: its own, or the distance between neighbours)")
+           "of every disc (default: its own, or the distance between neighbors)")
         ->group(look);
     app.add_option("--radius-scale", style.radius_scale, "discs larger or smaller than they are")
         ->group(look);
