@@ -58,64 +58,64 @@ Level level_of(vx::scene::Severity severity) {
 class Program {
   public:
     explicit Program(const vx::render::CommandLine& line)
-        : line_(line), progress_(style(), [this](const std::string& text) {
-              context_.messages.write(Level::progress, "RENDER", 0, text);
+        : m_line(line), m_progress(style(), [this](const std::string& text) {
+              m_context.messages.write(Level::progress, "RENDER", 0, text);
           }) {}
 
     int run() {
         vx::api::store_maps_in_database();
         set_up_messages();
         set_up_paths();
-        builder_.render = [this](const vx::shading::RenderRequest& request) {
+        m_builder.render = [this](const vx::shading::RenderRequest& request) {
             return on_render(request);
         };
-        vx::scene::Reader reader(builder_, diagnostics_, substitution_, reader_settings());
-        if (!line_.startup_file.empty()) reader.read_file(line_.startup_file);
-        for (const std::string& scene : line_.scenes) {
+        vx::scene::Reader reader(m_builder, m_diagnostics, m_substitution, reader_settings());
+        if (!m_line.startup_file.empty()) reader.read_file(m_line.startup_file);
+        for (const std::string& scene : m_line.scenes) {
             if (reader.stopped() || interrupted) break;
             if (scene == "-")
                 reader.read_descriptor(STDIN_FILENO, "standard input");
             else
                 reader.read_file(scene);
         }
-        if (!stopped_) builder_.finish();
+        if (!m_stopped) m_builder.finish();
         return finish();
     }
 
   private:
     [[nodiscard]] vx::render::Progress::Style style() const {
         using Style = vx::render::Progress::Style;
-        if (line_.quiet || (line_.verbosity && *line_.verbosity < 4)) return Style::none;
+        if (m_line.quiet || (m_line.verbosity && *m_line.verbosity < 4)) return Style::none;
         return isatty(STDERR_FILENO) != 0 ? Style::terminal : Style::lines;
     }
 
     void set_up_messages() {
-        vx::shading::Messages& messages = context_.messages;
+        vx::shading::Messages& messages = m_context.messages;
         messages.set_sink([this](Level, std::string_view text) {
-            progress_.finish();
+            m_progress.finish();
             const std::string whole = std::string(text) + "\n";
             (void)std::fwrite(whole.data(), 1, whole.size(), stderr);
             (void)std::fflush(stderr);
         });
         messages.set_level(4);
-        if (line_.quiet)
+        if (m_line.quiet)
             messages.fix_level(2);
-        else if (line_.verbosity)
-            messages.fix_level(*line_.verbosity);
+        else if (m_line.verbosity)
+            messages.fix_level(*m_line.verbosity);
     }
 
     void set_up_paths() {
-        for (const std::string& directory : line_.library_directories)
-            context_.libraries.add_directory(directory);
-        context_.libraries.add_built_in_directory(beside_program("lib"));
-        context_.substitute = [this](std::string_view text) { return substitution_.path(text); };
-        for (const auto& [name, value] : line_.variables)
-            substitution_.set_variable(name, value);
+        for (const std::string& directory : m_line.library_directories)
+            m_context.libraries.add_directory(directory);
+        m_context.libraries.add_built_in_directory(beside_program("lib"));
+        m_context.substitute = [this](std::string_view text) { return m_substitution.path(text); };
+        for (const auto& [name, value] : m_line.variables)
+            m_substitution.set_variable(name, value);
     }
 
     [[nodiscard]] vx::scene::ReaderSettings reader_settings() {
         vx::scene::ReaderSettings settings;
-        settings.include_directories = line_.include_directories;
+        settings.include_directories = m_line.include_directories;
         settings.built_in_includes = {beside_program("include"), "/usr/include"};
         settings.progress = [this](std::uint64_t read, std::uint64_t total) {
             tell_reading(read, total);
@@ -126,67 +126,68 @@ class Program {
     // Scenes of some size only: a message for every small file would be noise.
     void tell_reading(std::uint64_t read, std::uint64_t total) {
         constexpr std::uint64_t step = std::uint64_t{64} << 20;
-        if (total < step || read < reading_told_ + step) return;
-        reading_told_ = read;
-        context_.messages.write(Level::progress, "SCENE", 0,
-                                fmt::format("read {} of {} MB", read >> 20, total >> 20));
+        if (total < step || read < m_reading_told + step) return;
+        m_reading_told = read;
+        m_context.messages.write(Level::progress, "SCENE", 0,
+                                 fmt::format("read {} of {} MB", read >> 20, total >> 20));
     }
 
     // False ends the reading.
     bool on_render(const vx::shading::RenderRequest& request) {
-        ++number_;
-        if (line_.parse_only) return true;
-        const vx::render::RenderSettings& r = line_.render;
-        if (number_ < r.first || (number_ - r.first) % r.step != 0) return true;
-        if (r.last != 0 && number_ > r.last) return true;
+        ++m_number;
+        if (m_line.parse_only) return true;
+        const vx::render::RenderSettings& r = m_line.render;
+        if (m_number < r.first || (m_number - r.first) % r.step != 0) return true;
+        if (r.last != 0 && m_number > r.last) return true;
         if (interrupted) {
             tell_interrupted();
             return false;
         }
-        const Outcome outcome = renderer_.render(request);
-        if (outcome == Outcome::done) ++done_;
-        if (outcome == Outcome::failed) failed_ = true;
+        const Outcome outcome = m_renderer.render(request);
+        if (outcome == Outcome::done) ++m_done;
+        if (outcome == Outcome::failed) m_failed = true;
         if (outcome == Outcome::interrupted) tell_interrupted();
         return outcome != Outcome::interrupted;
     }
 
     void tell_interrupted() {
-        stopped_ = true;
-        const std::size_t pictures = renderer_.written().size();
-        context_.messages.write(
+        m_stopped = true;
+        const std::size_t pictures = m_renderer.written().size();
+        m_context.messages.write(
             Level::error, "RENDER", 0,
             fmt::format("interrupted: render command {} and those after it are left out; {} "
                         "finished picture{} kept",
-                        number_, pictures, pictures == 1 ? " is" : "s are"));
+                        m_number, pictures, pictures == 1 ? " is" : "s are"));
     }
 
     int finish() {
-        if (interrupted && !stopped_) tell_interrupted();
-        if (diagnostics_.errors() > 0) return exit_scene;
-        if (failed_ || stopped_) return exit_render;
-        if (line_.parse_only) return exit_done;
-        if (number_ == 0)
-            context_.messages.write(Level::warning, "RENDER", 0,
-                                    "the scene has no render command; nothing is rendered");
-        else if (done_ == 0)
-            context_.messages.write(
+        if (interrupted && !m_stopped) tell_interrupted();
+        if (m_diagnostics.errors() > 0) return exit_scene;
+        if (m_failed || m_stopped) return exit_render;
+        if (m_line.parse_only) return exit_done;
+        if (m_number == 0)
+            m_context.messages.write(Level::warning, "RENDER", 0,
+                                     "the scene has no render command; nothing is rendered");
+        else if (m_done == 0)
+            m_context.messages.write(
                 Level::warning, "RENDER", 0,
-                fmt::format("none of the scene's {} render commands was asked for", number_));
+                fmt::format("none of the scene's {} render commands was asked for", m_number));
         return exit_done;
     }
 
-    const vx::render::CommandLine& line_;
-    vx::shading::Context context_;
-    vx::render::Progress progress_;
-    vx::scene::Substitution substitution_;
-    vx::scene::Diagnostics diagnostics_{[this](const vx::scene::Diagnostic& d) {
-        context_.messages.write(level_of(d.severity), "SCENE", 0, vx::scene::format(d));
+    const vx::render::CommandLine& m_line;
+    vx::shading::Context m_context;
+    vx::render::Progress m_progress;
+    vx::scene::Substitution m_substitution;
+    vx::scene::Diagnostics m_diagnostics{[this](const vx::scene::Diagnostic& d) {
+        m_context.messages.write(level_of(d.severity), "SCENE", 0, vx::scene::format(d));
     }};
-    vx::shading::SceneBuilder builder_{context_, diagnostics_};
-    vx::render::SceneRenderer renderer_{context_, builder_, line_.render, progress_, interrupted};
-    std::uint64_t reading_told_ = 0;
-    int number_ = 0, done_ = 0;
-    bool failed_ = false, stopped_ = false;
+    vx::shading::SceneBuilder m_builder{m_context, m_diagnostics};
+    vx::render::SceneRenderer m_renderer{m_context, m_builder, m_line.render, m_progress,
+                                         interrupted};
+    std::uint64_t m_reading_told = 0;
+    int m_number = 0, m_done = 0;
+    bool m_failed = false, m_stopped = false;
 };
 
 int usage_error(const std::string& text) {

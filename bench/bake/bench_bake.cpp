@@ -166,11 +166,11 @@ struct LoopRun {
 
 class BareLoop {
   public:
-    BareLoop() : device_(rtcNewDevice(nullptr)), scene_(rtcNewScene(device_)) {
+    BareLoop() : m_device(rtcNewDevice(nullptr)), m_scene(rtcNewScene(m_device)) {
         const std::vector<unsigned> triangles = sheet_triangles();
         for (int sheet = 0; sheet < kSheets; ++sheet) {
             const std::vector<float> points = sheet_points(sheet);
-            RTCGeometry mesh = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_TRIANGLE);
+            RTCGeometry mesh = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_TRIANGLE);
             void* vertex = rtcSetNewGeometryBuffer(mesh, RTC_BUFFER_TYPE_VERTEX, 0,
                                                    RTC_FORMAT_FLOAT3, 12, points.size() / 3);
             std::memcpy(vertex, points.data(), points.size() * sizeof(float));
@@ -178,14 +178,14 @@ class BareLoop {
                                                   12, triangles.size() / 3);
             std::memcpy(index, triangles.data(), triangles.size() * sizeof(unsigned));
             rtcCommitGeometry(mesh);
-            rtcAttachGeometry(scene_, mesh);
+            rtcAttachGeometry(m_scene, mesh);
             rtcReleaseGeometry(mesh);
         }
-        rtcCommitScene(scene_);
+        rtcCommitScene(m_scene);
     }
     ~BareLoop() {
-        rtcReleaseScene(scene_);
-        rtcReleaseDevice(device_);
+        rtcReleaseScene(m_scene);
+        rtcReleaseDevice(m_device);
     }
     BareLoop(const BareLoop&) = delete;
     BareLoop& operator=(const BareLoop&) = delete;
@@ -210,7 +210,7 @@ class BareLoop {
                     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
                     RTCIntersectContext context;
                     rtcInitIntersectContext(&context);
-                    rtcIntersect1(scene_, &context, &query);
+                    rtcIntersect1(m_scene, &context, &query);
                     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) break;
                     ++result.hits;
                     for (std::size_t k = 0; k < 3; ++k) {
@@ -225,8 +225,8 @@ class BareLoop {
     }
 
   private:
-    RTCDevice device_;
-    RTCScene scene_;
+    RTCDevice m_device;
+    RTCScene m_scene;
 };
 
 } // namespace

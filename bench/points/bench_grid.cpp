@@ -54,8 +54,8 @@ int points_of(Filling filling, int row) {
 }
 
 CPoint point_of(int row, int layer) {
-    const float f = static_cast<float>(row) * 0.001F;
-    return {f, 1 - f, static_cast<float>(layer), 0, 0.6F, 0.8F, 0.2F, 0.4F, 0.6F, 1, row % 17};
+    const float f = static_cast<float>(row) * 0.001f;
+    return {f, 1 - f, static_cast<float>(layer), 0, 0.6f, 0.8f, 0.2f, 0.4f, 0.6f, 1, row % 17};
 }
 
 struct Measured {
@@ -80,7 +80,7 @@ class GridVariant {
   public:
     GridVariant(int rows, int layers) { m_grid.Resize(rows, layers); }
     void append(int row, const CPoint& point) { m_grid.Append(row, point); }
-    void convert(CPdc& pdc) { m_grid.ToPdc(&pdc, 0.05F); }
+    void convert(CPdc& pdc) { m_grid.ToPdc(&pdc, 0.05f); }
 
   private:
     CPointGrid m_grid;
@@ -108,7 +108,7 @@ class FlatVariant {
             pdc.slots[kSlotRgb].vectors[at] = {p.red, p.green, p.blue};
             pdc.slots[kSlotNormal].vectors[at] = {p.normalX, p.normalY, p.normalZ};
             pdc.slots[kSlotOpacity].floats[at] = p.opacity;
-            pdc.slots[kSlotRadius].floats[at] = 0.05F;
+            pdc.slots[kSlotRadius].floats[at] = 0.05f;
             ++i;
         }
     }

@@ -41,13 +41,13 @@ struct Query {
 
 miVector normal_at(float x, float y) {
     // Of the hilly surface z = 0.05 sin(6x) cos(5y).
-    miVector n = {-0.3F * std::cos(6 * x) * std::cos(5 * y),
-                  0.25F * std::sin(6 * x) * std::sin(5 * y), 1};
+    miVector n = {-0.3f * std::cos(6 * x) * std::cos(5 * y),
+                  0.25f * std::sin(6 * x) * std::sin(5 * y), 1};
     mi_vector_normalize(&n);
     return n;
 }
 float height_at(float x, float y) {
-    return 0.05F * std::sin(6 * x) * std::cos(5 * y);
+    return 0.05f * std::sin(6 * x) * std::cos(5 * y);
 }
 
 // A baked surface: a grid of samples in scan order, jittered; six labels in stripes.
@@ -70,8 +70,8 @@ void write_cloud(const std::string& file, int side) {
             const float position[3] = {x, y, height_at(x, y)};
             element->set_position(position);
             element->set(0, normal_at(x, y));
-            element->set(1, miVector{x, y, 0.5F});
-            element->set(2, 1.0F);
+            element->set(1, miVector{x, y, 0.5f});
+            element->set(2, 1.0f);
             element->set(3, (row + column) % 6);
             map->append(element);
         }

@@ -86,10 +86,10 @@ double best_of(int runs, const std::function<double()>& measure) {
 class Bare {
   public:
     Bare(const Terrain& t, RTCSceneFlags scene_flags) {
-        device_ = rtcNewDevice(nullptr);
-        scene_ = rtcNewScene(device_);
-        rtcSetSceneFlags(scene_, scene_flags);
-        RTCGeometry g = rtcNewGeometry(device_, RTC_GEOMETRY_TYPE_TRIANGLE);
+        m_device = rtcNewDevice(nullptr);
+        m_scene = rtcNewScene(m_device);
+        rtcSetSceneFlags(m_scene, scene_flags);
+        RTCGeometry g = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_TRIANGLE);
         std::copy(t.positions.begin(), t.positions.end(),
                   static_cast<float*>(rtcSetNewGeometryBuffer(g, RTC_BUFFER_TYPE_VERTEX, 0,
                                                               RTC_FORMAT_FLOAT3, 12,
@@ -98,13 +98,13 @@ class Bare {
                   static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
                       g, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 12, t.triangles.size() / 3)));
         rtcCommitGeometry(g);
-        rtcAttachGeometry(scene_, g);
+        rtcAttachGeometry(m_scene, g);
         rtcReleaseGeometry(g);
-        rtcCommitScene(scene_);
+        rtcCommitScene(m_scene);
     }
     ~Bare() {
-        rtcReleaseScene(scene_);
-        rtcReleaseDevice(device_);
+        rtcReleaseScene(m_scene);
+        rtcReleaseDevice(m_device);
     }
     Bare(const Bare&) = delete;
     Bare& operator=(const Bare&) = delete;
@@ -137,7 +137,7 @@ class Bare {
                                                    0};
                                           q.hit.geomID = RTC_INVALID_GEOMETRY_ID;
                                           q.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-                                          rtcIntersect1(scene_, &context, &q);
+                                          rtcIntersect1(m_scene, &context, &q);
                                           if (q.hit.geomID != RTC_INVALID_GEOMETRY_ID) ++n;
                                       }
                                       found += n;
@@ -149,8 +149,8 @@ class Bare {
     }
 
   private:
-    RTCDevice device_;
-    RTCScene scene_;
+    RTCDevice m_device;
+    RTCScene m_scene;
 };
 
 // The same rays in the frame loop's order: tile by tile.

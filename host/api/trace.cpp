@@ -16,12 +16,12 @@ miBoolean truth(bool value) {
 /* Shaders may ask for a yes or no only. */
 class Result {
   public:
-    explicit Result(miColor* given) : given_(given) {}
-    operator miColor*() { return given_ ? given_ : &own_; }
+    explicit Result(miColor* given) : m_given(given) {}
+    operator miColor*() { return m_given ? m_given : &m_own; }
 
   private:
-    miColor* given_;
-    miColor own_{};
+    miColor* m_given;
+    miColor m_own{};
 };
 
 } // namespace

@@ -43,7 +43,7 @@ BadTag::BadTag(miTag bad, const char* operation)
       tag(bad) {}
 
 Database::~Database() {
-    for (std::atomic<Slot*>& chunk : chunks_) {
+    for (std::atomic<Slot*>& chunk : m_chunks) {
         Slot* const slots = chunk.load(std::memory_order_acquire);
         if (slots == nullptr) continue;
         for (std::size_t i = 0; i < chunk_size; ++i) {
@@ -74,16 +74,16 @@ miTag Database::create_tags(const std::vector<miTag>& tags) {
 }
 
 miTag Database::adopt(miScene_types type, void* address, std::size_t bytes, Destroy destroy) {
-    const std::lock_guard lock(mutex_);
-    const miTag tag = last_ + 1;
+    const std::lock_guard lock(m_mutex);
+    const miTag tag = m_last + 1;
     const std::size_t chunk = tag >> chunk_bits;
     if (chunk >= chunk_count) {
         if (destroy != nullptr) destroy(address);
         throw std::length_error("the scene database is full");
     }
-    if (chunks_[chunk].load(std::memory_order_relaxed) == nullptr)
-        chunks_[chunk].store(new Slot[chunk_size], std::memory_order_release);
-    last_ = tag;
+    if (m_chunks[chunk].load(std::memory_order_relaxed) == nullptr)
+        m_chunks[chunk].store(new Slot[chunk_size], std::memory_order_release);
+    m_last = tag;
     Slot& s = *slot(tag);
     s.destroy = destroy;
     s.type.store(type, std::memory_order_relaxed);
@@ -94,7 +94,7 @@ miTag Database::adopt(miScene_types type, void* address, std::size_t bytes, Dest
 
 void Database::replace(miTag tag, miScene_types type, void* address, std::size_t bytes,
                        Destroy destroy) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     Slot* s = nullptr;
     try {
         s = &existing(tag, "replacement");
@@ -126,7 +126,7 @@ void Database::replace_tags(miTag tag, const std::vector<miTag>& tags) {
 }
 
 void Database::remove(miTag tag) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     Slot& s = existing(tag, "removal");
     void* const old = s.address.exchange(nullptr, std::memory_order_acq_rel);
     s.type.store(0, std::memory_order_relaxed);
@@ -134,7 +134,7 @@ void Database::remove(miTag tag) {
     s.pins.store(0, std::memory_order_relaxed);
     if (s.destroy != nullptr) s.destroy(old);
     s.destroy = nullptr;
-    names_.erase(tag);
+    m_names.erase(tag);
 }
 
 std::size_t Database::size(miTag tag) const noexcept {
@@ -166,36 +166,36 @@ bool Database::unpin(miTag tag, std::uint32_t times) {
 }
 
 std::vector<LeftOverPin> Database::left_over_pins(bool clear) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(m_mutex);
     std::vector<LeftOverPin> found;
-    for (miTag tag = 1; tag <= last_; ++tag) {
+    for (miTag tag = 1; tag <= m_last; ++tag) {
         Slot& s = *slot(tag);
         const std::uint32_t count = clear ? s.pins.exchange(0, std::memory_order_relaxed)
                                           : s.pins.load(std::memory_order_relaxed);
         if (count == 0) continue;
-        const auto named = names_.find(tag);
+        const auto named = m_names.find(tag);
         found.push_back({tag, static_cast<miScene_types>(s.type.load(std::memory_order_relaxed)),
-                         count, named == names_.end() ? std::string() : named->second});
+                         count, named == m_names.end() ? std::string() : named->second});
     }
     return found;
 }
 
 void Database::set_name(miTag tag, std::string name) {
-    const std::lock_guard lock(mutex_);
-    names_[tag] = std::move(name);
+    const std::lock_guard lock(m_mutex);
+    m_names[tag] = std::move(name);
 }
 
 std::string Database::name(miTag tag) const {
-    const std::lock_guard lock(mutex_);
-    const auto found = names_.find(tag);
-    return found == names_.end() ? std::string() : found->second;
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_names.find(tag);
+    return found == m_names.end() ? std::string() : found->second;
 }
 
 void Database::for_each(miScene_types type, const std::function<void(miTag, void*)>& visit) const {
     miTag last = 0;
     {
-        const std::lock_guard lock(mutex_);
-        last = last_;
+        const std::lock_guard lock(m_mutex);
+        last = m_last;
     }
     for (miTag tag = 1; tag <= last; ++tag)
         if (void* const address = find<void>(tag, type)) visit(tag, address);

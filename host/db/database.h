@@ -8,8 +8,7 @@
  *
  * A tag is never given out twice, so the tag of a removed element stays a bad tag.
  */
-#ifndef VX_HOST_DB_DATABASE_H
-#define VX_HOST_DB_DATABASE_H
+#pragma once
 
 #include <array>
 #include <atomic>
@@ -138,17 +137,15 @@ class Database {
     [[nodiscard]] Slot* slot(miTag tag) const noexcept {
         const std::size_t chunk = tag >> chunk_bits;
         if (tag == miNULLTAG || chunk >= chunk_count) return nullptr;
-        Slot* const slots = chunks_[chunk].load(std::memory_order_acquire);
+        Slot* const slots = m_chunks[chunk].load(std::memory_order_acquire);
         return slots == nullptr ? nullptr : &slots[tag & (chunk_size - 1)];
     }
     Slot& existing(miTag tag, const char* operation) const;
 
-    std::array<std::atomic<Slot*>, chunk_count> chunks_{};
-    mutable std::mutex mutex_;
-    miTag last_ = 0; /* under mutex_ */
-    std::unordered_map<miTag, std::string> names_;
+    std::array<std::atomic<Slot*>, chunk_count> m_chunks{};
+    mutable std::mutex m_mutex;
+    miTag m_last = 0; /* under m_mutex */
+    std::unordered_map<miTag, std::string> m_names;
 };
 
 } // namespace vx::db
-
-#endif

@@ -4,7 +4,7 @@ namespace vx::db {
 
 void PinCache::give_back(Entry& entry) noexcept {
     try {
-        if (entry.spares > 0) database_.unpin(entry.tag, entry.spares);
+        if (entry.spares > 0) m_database.unpin(entry.tag, entry.spares);
     } catch (const BadTag&) {
         /* The element went, and its pins with it. */
     }
@@ -12,15 +12,15 @@ void PinCache::give_back(Entry& entry) noexcept {
 }
 
 void PinCache::give_back_all() noexcept {
-    for (Entry& entry : entries_)
+    for (Entry& entry : m_entries)
         give_back(entry);
 }
 
 bool PinCache::take_entry(Entry& entry, miTag tag) {
     /* Another element's, or full of spares already. */
-    if (entry.tag == tag || database_.pins(tag) == 0) return database_.unpin(tag);
+    if (entry.tag == tag || m_database.pins(tag) == 0) return m_database.unpin(tag);
     give_back(entry);
-    entry = {tag, 1, database_.find(tag)};
+    entry = {tag, 1, m_database.find(tag)};
     return true;
 }
 

@@ -6,8 +6,7 @@
  * The counts in the database are therefore those of the pins in use and of the spares; they are
  * exact after give_back_all. For one thread; the database is for all.
  */
-#ifndef VX_HOST_DB_PIN_CACHE_H
-#define VX_HOST_DB_PIN_CACHE_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -19,14 +18,14 @@ namespace vx::db {
 class PinCache {
   public:
     /* The database must outlive what is done here; the destructor does nothing with it. */
-    explicit PinCache(Database& database) : database_(database) {}
+    explicit PinCache(Database& database) : m_database(database) {}
     PinCache(const PinCache&) = delete;
     PinCache& operator=(const PinCache&) = delete;
 
     /* As Database::access. */
     void* access(miTag tag, bool* over_limit = nullptr) {
         Entry& entry = entry_of(tag);
-        if (entry.tag != tag || entry.spares == 0) return database_.access(tag, over_limit);
+        if (entry.tag != tag || entry.spares == 0) return m_database.access(tag, over_limit);
         --entry.spares;
         if (over_limit != nullptr) *over_limit = false;
         return entry.address;
@@ -38,8 +37,8 @@ class PinCache {
         Entry& entry = entry_of(tag);
         if (entry.tag == tag && entry.spares < most_spares) {
             /* Without spares the database says what is wrong. */
-            if (database_.pins(tag) <= entry.spares)
-                return entry.spares == 0 && database_.unpin(tag);
+            if (m_database.pins(tag) <= entry.spares)
+                return entry.spares == 0 && m_database.unpin(tag);
             ++entry.spares;
             return true;
         }
@@ -58,14 +57,12 @@ class PinCache {
     static constexpr std::size_t entry_count = 64;
     static constexpr std::uint32_t most_spares = 4;
 
-    Entry& entry_of(miTag tag) noexcept { return entries_[tag % entry_count]; }
+    Entry& entry_of(miTag tag) noexcept { return m_entries[tag % entry_count]; }
     void give_back(Entry& entry) noexcept;
     bool take_entry(Entry& entry, miTag tag);
 
-    Database& database_;
-    std::array<Entry, entry_count> entries_{};
+    Database& m_database;
+    std::array<Entry, entry_count> m_entries{};
 };
 
 } // namespace vx::db
-
-#endif

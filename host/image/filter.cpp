@@ -58,15 +58,16 @@ float profile(FilterKind kind, float u) {
 } // namespace
 
 Filter::Filter(FilterKind kind, float width, float height)
-    : kind_(kind),
-      radius_x_(0.5f * (width > 0.0f ? width : own_size(kind))),
-      radius_y_(0.5f * (height > 0.0f ? height : own_size(kind))) {}
+    : m_kind(kind),
+      m_radius_x(0.5f * (width > 0.0f ? width : own_size(kind))),
+      m_radius_y(0.5f * (height > 0.0f ? height : own_size(kind))) {}
 
 float Filter::weight(float dx, float dy) const {
     // Half open, so that a box of one pixel gives every sample to exactly one pixel.
-    if (!(dx >= -radius_x_ && dx < radius_x_ && dy >= -radius_y_ && dy < radius_y_)) return 0.0f;
-    if (kind_ == FilterKind::box) return 1.0f;
-    return profile(kind_, std::abs(dx) / radius_x_) * profile(kind_, std::abs(dy) / radius_y_);
+    if (!(dx >= -m_radius_x && dx < m_radius_x && dy >= -m_radius_y && dy < m_radius_y))
+        return 0.0f;
+    if (m_kind == FilterKind::box) return 1.0f;
+    return profile(m_kind, std::abs(dx) / m_radius_x) * profile(m_kind, std::abs(dy) / m_radius_y);
 }
 
 } // namespace vx::image

@@ -12,16 +12,16 @@ class Filter {
     Filter(FilterKind kind, float width, float height);
 
     // Half the width and height, in pixels.
-    [[nodiscard]] float radius_x() const { return radius_x_; }
-    [[nodiscard]] float radius_y() const { return radius_y_; }
+    [[nodiscard]] float radius_x() const { return m_radius_x; }
+    [[nodiscard]] float radius_y() const { return m_radius_y; }
 
     // Weight of a sample at (dx, dy) pixels from the pixel's centre. Zero outside the radius; may
     // be negative for mitchell and lanczos. Not normalised: divide by the sum of the weights.
     [[nodiscard]] float weight(float dx, float dy) const;
 
   private:
-    FilterKind kind_;
-    float radius_x_, radius_y_;
+    FilterKind m_kind;
+    float m_radius_x, m_radius_y;
 };
 
 } // namespace vx::image

@@ -27,56 +27,56 @@ void accumulate(miColor& sum, const miColor& c, float w) {
 } // namespace
 
 Tile::Tile(Rect rect, const Filter& filter, bool surfaces)
-    : filter_(filter),
-      with_surfaces_(surfaces),
-      one_pixel_(filter.radius_x() == 0.5f && filter.radius_y() == 0.5f &&
-                 filter.weight(0.49f, 0.49f) == 1.0f) {
+    : m_filter(filter),
+      m_with_surfaces(surfaces),
+      m_one_pixel(filter.radius_x() == 0.5f && filter.radius_y() == 0.5f &&
+                  filter.weight(0.49f, 0.49f) == 1.0f) {
     reset(rect);
 }
 
 void Tile::reset(Rect rect) {
-    rect_ = rect;
+    m_rect = rect;
     // A sample in the outermost pixel reaches pixels whose centre is closer than the radius.
-    const int bx = static_cast<int>(std::ceil(filter_.radius_x() - 0.5f));
-    const int by = static_cast<int>(std::ceil(filter_.radius_y() - 0.5f));
-    reach_ = {rect.x0 - bx, rect.y0 - by, rect.x1 + bx, rect.y1 + by};
-    sums_.assign(area(reach_), Sum{});
-    if (with_surfaces_) surfaces_.assign(area(rect_), Surface{});
+    const int bx = static_cast<int>(std::ceil(m_filter.radius_x() - 0.5f));
+    const int by = static_cast<int>(std::ceil(m_filter.radius_y() - 0.5f));
+    m_reach = {rect.x0 - bx, rect.y0 - by, rect.x1 + bx, rect.y1 + by};
+    m_sums.assign(area(m_reach), Sum{});
+    if (m_with_surfaces) m_surfaces.assign(area(m_rect), Surface{});
 }
 
 void Tile::add(const Sample& sample, float weight) {
-    if (one_pixel_) {
+    if (m_one_pixel) {
         const int x = static_cast<int>(std::floor(sample.x));
         const int y = static_cast<int>(std::floor(sample.y));
-        if (x < rect_.x0 || x >= rect_.x1 || y < rect_.y0 || y >= rect_.y1) return;
-        Sum& sum =
-            sums_[static_cast<std::size_t>(y - rect_.y0) * static_cast<std::size_t>(rect_.width()) +
-                  static_cast<std::size_t>(x - rect_.x0)];
+        if (x < m_rect.x0 || x >= m_rect.x1 || y < m_rect.y0 || y >= m_rect.y1) return;
+        Sum& sum = m_sums[static_cast<std::size_t>(y - m_rect.y0) *
+                              static_cast<std::size_t>(m_rect.width()) +
+                          static_cast<std::size_t>(x - m_rect.x0)];
         accumulate(sum.color, sample.color, weight);
         sum.weight += weight;
     } else {
         spread(sample, weight);
     }
-    if (with_surfaces_) add_surface(sample);
+    if (m_with_surfaces) add_surface(sample);
 }
 
 void Tile::spread(const Sample& sample, float weight) {
     const int x0 =
-        std::max(reach_.x0, static_cast<int>(std::floor(sample.x - filter_.radius_x() - 0.5f)));
+        std::max(m_reach.x0, static_cast<int>(std::floor(sample.x - m_filter.radius_x() - 0.5f)));
     const int y0 =
-        std::max(reach_.y0, static_cast<int>(std::floor(sample.y - filter_.radius_y() - 0.5f)));
-    const int x1 =
-        std::min(reach_.x1 - 1, static_cast<int>(std::ceil(sample.x + filter_.radius_x() - 0.5f)));
-    const int y1 =
-        std::min(reach_.y1 - 1, static_cast<int>(std::ceil(sample.y + filter_.radius_y() - 0.5f)));
-    const auto stride = static_cast<std::size_t>(reach_.width());
+        std::max(m_reach.y0, static_cast<int>(std::floor(sample.y - m_filter.radius_y() - 0.5f)));
+    const int x1 = std::min(m_reach.x1 - 1,
+                            static_cast<int>(std::ceil(sample.x + m_filter.radius_x() - 0.5f)));
+    const int y1 = std::min(m_reach.y1 - 1,
+                            static_cast<int>(std::ceil(sample.y + m_filter.radius_y() - 0.5f)));
+    const auto stride = static_cast<std::size_t>(m_reach.width());
     for (int y = y0; y <= y1; ++y) {
-        Sum* const row = sums_.data() + static_cast<std::size_t>(y - reach_.y0) * stride;
+        Sum* const row = m_sums.data() + static_cast<std::size_t>(y - m_reach.y0) * stride;
         for (int x = x0; x <= x1; ++x) {
-            const float w = weight * filter_.weight(sample.x - (static_cast<float>(x) + 0.5f),
-                                                    sample.y - (static_cast<float>(y) + 0.5f));
+            const float w = weight * m_filter.weight(sample.x - (static_cast<float>(x) + 0.5f),
+                                                     sample.y - (static_cast<float>(y) + 0.5f));
             if (w == 0.0f) continue;
-            Sum& sum = row[x - reach_.x0];
+            Sum& sum = row[x - m_reach.x0];
             accumulate(sum.color, sample.color, w);
             sum.weight += w;
         }
@@ -84,11 +84,11 @@ void Tile::spread(const Sample& sample, float weight) {
 }
 
 void Tile::add_surface(const Sample& sample) {
-    const int px = std::clamp(static_cast<int>(std::floor(sample.x)), rect_.x0, rect_.x1 - 1);
-    const int py = std::clamp(static_cast<int>(std::floor(sample.y)), rect_.y0, rect_.y1 - 1);
-    Surface& surface = surfaces_[static_cast<std::size_t>(py - rect_.y0) *
-                                     static_cast<std::size_t>(rect_.width()) +
-                                 static_cast<std::size_t>(px - rect_.x0)];
+    const int px = std::clamp(static_cast<int>(std::floor(sample.x)), m_rect.x0, m_rect.x1 - 1);
+    const int py = std::clamp(static_cast<int>(std::floor(sample.y)), m_rect.y0, m_rect.y1 - 1);
+    Surface& surface = m_surfaces[static_cast<std::size_t>(py - m_rect.y0) *
+                                      static_cast<std::size_t>(m_rect.width()) +
+                                  static_cast<std::size_t>(px - m_rect.x0)];
     const float dx = sample.x - (static_cast<float>(px) + 0.5f);
     const float dy = sample.y - (static_cast<float>(py) + 0.5f);
     if (dx * dx + dy * dy < surface.nearest) {
@@ -106,61 +106,61 @@ void Tile::add_surface(const Sample& sample) {
     }
 }
 
-Frame::Frame(int width, int height, bool surfaces) : width_(width), height_(height) {
-    sums_.resize(area({0, 0, width, height}));
-    if (surfaces) surfaces_.resize(sums_.size());
+Frame::Frame(int width, int height, bool surfaces) : m_width(width), m_height(height) {
+    m_sums.resize(area({0, 0, width, height}));
+    if (surfaces) m_surfaces.resize(m_sums.size());
 }
 
 void Frame::merge(const Tile& tile) {
-    const Rect& reach = tile.reach_;
-    for (int y = std::max(0, reach.y0); y < std::min(height_, reach.y1); ++y)
-        for (int x = std::max(0, reach.x0); x < std::min(width_, reach.x1); ++x) {
-            const Tile::Sum& from = tile.sums_[static_cast<std::size_t>(y - reach.y0) *
-                                                   static_cast<std::size_t>(reach.width()) +
-                                               static_cast<std::size_t>(x - reach.x0)];
-            Tile::Sum& to = sums_[index(x, y)];
+    const Rect& reach = tile.m_reach;
+    for (int y = std::max(0, reach.y0); y < std::min(m_height, reach.y1); ++y)
+        for (int x = std::max(0, reach.x0); x < std::min(m_width, reach.x1); ++x) {
+            const Tile::Sum& from = tile.m_sums[static_cast<std::size_t>(y - reach.y0) *
+                                                    static_cast<std::size_t>(reach.width()) +
+                                                static_cast<std::size_t>(x - reach.x0)];
+            Tile::Sum& to = m_sums[index(x, y)];
             accumulate(to.color, from.color, 1.0f);
             to.weight += from.weight;
         }
-    if (surfaces_.empty() || tile.surfaces_.empty()) return;
-    const Rect& rect = tile.rect_;
-    for (int y = std::max(0, rect.y0); y < std::min(height_, rect.y1); ++y)
-        for (int x = std::max(0, rect.x0); x < std::min(width_, rect.x1); ++x)
-            surfaces_[index(x, y)] = tile.surfaces_[static_cast<std::size_t>(y - rect.y0) *
-                                                        static_cast<std::size_t>(rect.width()) +
-                                                    static_cast<std::size_t>(x - rect.x0)];
+    if (m_surfaces.empty() || tile.m_surfaces.empty()) return;
+    const Rect& rect = tile.m_rect;
+    for (int y = std::max(0, rect.y0); y < std::min(m_height, rect.y1); ++y)
+        for (int x = std::max(0, rect.x0); x < std::min(m_width, rect.x1); ++x)
+            m_surfaces[index(x, y)] = tile.m_surfaces[static_cast<std::size_t>(y - rect.y0) *
+                                                          static_cast<std::size_t>(rect.width()) +
+                                                      static_cast<std::size_t>(x - rect.x0)];
 }
 
 miColor Frame::color(int x, int y) const {
-    const Tile::Sum& sum = sums_[index(x, y)];
+    const Tile::Sum& sum = m_sums[index(x, y)];
     if (sum.weight == 0.0f) return {};
     const float f = 1.0f / sum.weight;
     return {sum.color.r * f, sum.color.g * f, sum.color.b * f, sum.color.a * f};
 }
 
 float Frame::depth(int x, int y, bool interpolated) const {
-    if (surfaces_.empty()) return no_depth;
-    const Surface& s = surfaces_[index(x, y)];
+    if (m_surfaces.empty()) return no_depth;
+    const Surface& s = m_surfaces[index(x, y)];
     if (!interpolated) return s.depth;
     return s.hits > 0.0f ? s.depth_sum / s.hits : no_depth;
 }
 
 miVector Frame::normal(int x, int y, bool interpolated) const {
-    if (surfaces_.empty()) return {};
-    const Surface& s = surfaces_[index(x, y)];
+    if (m_surfaces.empty()) return {};
+    const Surface& s = m_surfaces[index(x, y)];
     if (!interpolated) return s.normal;
     return s.hits > 0.0f ? scaled(s.normal_sum, 1.0f / s.hits) : miVector{};
 }
 
 miVector Frame::motion(int x, int y, bool interpolated) const {
-    if (surfaces_.empty()) return {};
-    const Surface& s = surfaces_[index(x, y)];
+    if (m_surfaces.empty()) return {};
+    const Surface& s = m_surfaces[index(x, y)];
     if (!interpolated) return s.motion;
     return s.hits > 0.0f ? scaled(s.motion_sum, 1.0f / s.hits) : miVector{};
 }
 
 miUint Frame::label(int x, int y) const {
-    return surfaces_.empty() ? 0 : surfaces_[index(x, y)].label;
+    return m_surfaces.empty() ? 0 : m_surfaces[index(x, y)].label;
 }
 
 } // namespace vx::image

@@ -61,7 +61,7 @@ class Tile {
     // Adds a sample that lies in the tile. `weight`: the share of a pixel that it stands for.
     void add(const Sample& sample, float weight);
 
-    [[nodiscard]] const Rect& rect() const { return rect_; }
+    [[nodiscard]] const Rect& rect() const { return m_rect; }
 
   private:
     friend class Frame;
@@ -71,13 +71,13 @@ class Tile {
         miColor color{};
         float weight = 0.0f;
     };
-    Rect rect_;
-    Rect reach_; // rect_ and the border
-    Filter filter_;
-    bool with_surfaces_;
-    bool one_pixel_; // a box of one pixel: each sample counts for its own pixel only
-    std::vector<Sum> sums_;
-    std::vector<Surface> surfaces_;
+    Rect m_rect;
+    Rect m_reach; // m_rect and the border
+    Filter m_filter;
+    bool m_with_surfaces;
+    bool m_one_pixel; // a box of one pixel: each sample counts for its own pixel only
+    std::vector<Sum> m_sums;
+    std::vector<Surface> m_surfaces;
 };
 
 class Frame {
@@ -89,9 +89,9 @@ class Frame {
     // deterministic picture needs a deterministic order.
     void merge(const Tile& tile);
 
-    [[nodiscard]] int width() const { return width_; }
-    [[nodiscard]] int height() const { return height_; }
-    [[nodiscard]] bool has_surfaces() const { return !surfaces_.empty(); }
+    [[nodiscard]] int width() const { return m_width; }
+    [[nodiscard]] int height() const { return m_height; }
+    [[nodiscard]] bool has_surfaces() const { return !m_surfaces.empty(); }
 
     // Filtered colour; transparent black where no sample counted.
     [[nodiscard]] miColor color(int x, int y) const;
@@ -102,12 +102,12 @@ class Frame {
 
   private:
     [[nodiscard]] std::size_t index(int x, int y) const {
-        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) +
                static_cast<std::size_t>(x);
     }
-    int width_, height_;
-    std::vector<Tile::Sum> sums_;
-    std::vector<Surface> surfaces_;
+    int m_width, m_height;
+    std::vector<Tile::Sum> m_sums;
+    std::vector<Surface> m_surfaces;
 };
 
 } // namespace vx::image

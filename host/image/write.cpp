@@ -23,49 +23,49 @@ class NewFolders {
     std::error_code make(const fs::path& folder) {
         std::error_code error;
         for (fs::path p = folder; !p.empty() && !fs::exists(p, error); p = p.parent_path()) {
-            made_.push_back(p);
+            m_made.push_back(p);
             if (!p.has_relative_path()) break;
         }
         error.clear();
-        if (!made_.empty()) fs::create_directories(folder, error);
+        if (!m_made.empty()) fs::create_directories(folder, error);
         return error;
     }
-    void keep() { made_.clear(); }
+    void keep() { m_made.clear(); }
     NewFolders() = default;
     NewFolders(const NewFolders&) = delete;
     NewFolders& operator=(const NewFolders&) = delete;
     ~NewFolders() {
         std::error_code ignored;
-        for (const fs::path& p : made_)
+        for (const fs::path& p : m_made)
             fs::remove(p, ignored);
     }
 
   private:
-    std::vector<fs::path> made_; // innermost first
+    std::vector<fs::path> m_made; // innermost first
 };
 
 // A file that is removed unless it got its final name.
 class PartialFile {
   public:
     explicit PartialFile(const fs::path& target)
-        : path_(target.parent_path() /
-                fmt::format(".{}.{}.part", target.filename().string(), ::getpid())) {}
+        : m_path(target.parent_path() /
+                 fmt::format(".{}.{}.part", target.filename().string(), ::getpid())) {}
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
     ~PartialFile() {
         std::error_code ignored;
-        if (!path_.empty()) fs::remove(path_, ignored);
+        if (!m_path.empty()) fs::remove(m_path, ignored);
     }
-    [[nodiscard]] const fs::path& path() const { return path_; }
+    [[nodiscard]] const fs::path& path() const { return m_path; }
     std::error_code rename_to(const fs::path& target) {
         std::error_code error;
-        fs::rename(path_, target, error);
-        if (!error) path_.clear();
+        fs::rename(m_path, target, error);
+        if (!error) m_path.clear();
         return error;
     }
 
   private:
-    fs::path path_;
+    fs::path m_path;
 };
 
 int channel_count(Channels channels) {

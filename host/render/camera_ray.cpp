@@ -5,24 +5,25 @@
 namespace vx::render {
 
 CameraRays::CameraRays(const miCamera& camera, const trace::Matrix& to_world)
-    : to_world_(to_world),
-      eye_(trace::point(to_world.data(), {0.0f, 0.0f, 0.0f})),
-      orthographic_(camera.orthographic != miFALSE),
-      focal_(camera.focal) {
+    : m_to_world(to_world),
+      m_eye(trace::point(to_world.data(), {0.0f, 0.0f, 0.0f})),
+      m_orthographic(camera.orthographic != miFALSE),
+      m_focal(camera.focal) {
     const double aperture = static_cast<double>(camera.aperture);
     const double aspect = camera.aspect != 0.0f ? static_cast<double>(camera.aspect) : 1.0;
-    scale_x_ = aperture / camera.x_resolution;
-    shift_x_ = -0.5 * aperture - static_cast<double>(camera.x_offset) * scale_x_;
-    scale_y_ = aperture / aspect / camera.y_resolution;
-    shift_y_ = -0.5 * aperture / aspect - static_cast<double>(camera.y_offset) * scale_y_;
+    m_scale_x = aperture / camera.x_resolution;
+    m_shift_x = -0.5 * aperture - static_cast<double>(camera.x_offset) * m_scale_x;
+    m_scale_y = aperture / aspect / camera.y_resolution;
+    m_shift_y = -0.5 * aperture / aspect - static_cast<double>(camera.y_offset) * m_scale_y;
 }
 
 CameraRay CameraRays::at(float x, float y) const {
-    const auto cx = static_cast<float>(static_cast<double>(x) * scale_x_ + shift_x_);
-    const auto cy = static_cast<float>(static_cast<double>(y) * scale_y_ + shift_y_);
-    const miVector along = orthographic_ ? miVector{0.0f, 0.0f, -1.0f} : miVector{cx, cy, -focal_};
-    return {orthographic_ ? trace::point(to_world_.data(), {cx, cy, 0.0f}) : eye_,
-            trace::normalized(trace::direction(to_world_.data(), along))};
+    const auto cx = static_cast<float>(static_cast<double>(x) * m_scale_x + m_shift_x);
+    const auto cy = static_cast<float>(static_cast<double>(y) * m_scale_y + m_shift_y);
+    const miVector along =
+        m_orthographic ? miVector{0.0f, 0.0f, -1.0f} : miVector{cx, cy, -m_focal};
+    return {m_orthographic ? trace::point(m_to_world.data(), {cx, cy, 0.0f}) : m_eye,
+            trace::normalized(trace::direction(m_to_world.data(), along))};
 }
 
 CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x, float y) {

@@ -28,11 +28,11 @@ class CameraRays {
     [[nodiscard]] CameraRay at(float x, float y) const;
 
   private:
-    trace::Matrix to_world_;
-    miVector eye_;
-    bool orthographic_;
-    float focal_;
-    double scale_x_, shift_x_, scale_y_, shift_y_; // raster to image plane
+    trace::Matrix m_to_world;
+    miVector m_eye;
+    bool m_orthographic;
+    float m_focal;
+    double m_scale_x, m_shift_x, m_scale_y, m_shift_y; // raster to image plane
 };
 
 [[nodiscard]] CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x,

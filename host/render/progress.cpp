@@ -35,45 +35,45 @@ std::string progress_text(std::string_view what, std::uint64_t done, std::uint64
 }
 
 Progress::Progress(Style style, std::function<void(const std::string&)> line)
-    : style_(style), line_(std::move(line)) {}
+    : m_style(style), m_line(std::move(line)) {}
 
 void Progress::start(std::string what) {
-    const std::scoped_lock lock(mutex_);
-    what_ = std::move(what);
-    start_ = last_ = Clock::now();
-    last_part_ = 0;
+    const std::scoped_lock lock(m_mutex);
+    m_what = std::move(what);
+    m_start = m_last = Clock::now();
+    m_last_part = 0;
 }
 
 void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t rays) {
-    if (style_ == Style::none) return;
-    std::unique_lock lock(mutex_);
+    if (m_style == Style::none) return;
+    std::unique_lock lock(m_mutex);
     const Clock::time_point now = Clock::now();
-    const double seconds = std::chrono::duration<double>(now - start_).count();
-    if (style_ == Style::terminal) {
-        if (now - last_ < std::chrono::milliseconds(100)) return;
-        last_ = now;
-        const std::string text = progress_text(what_, done, total, rays, seconds);
+    const double seconds = std::chrono::duration<double>(now - m_start).count();
+    if (m_style == Style::terminal) {
+        if (now - m_last < std::chrono::milliseconds(100)) return;
+        m_last = now;
+        const std::string text = progress_text(m_what, done, total, rays, seconds);
         (void)std::fprintf(stderr, "\r\033[K%s", text.c_str());
         (void)std::fflush(stderr);
-        drawn_ = true;
+        m_drawn = true;
         return;
     }
     const std::uint64_t part = total > 0 ? done * 10 / total : 10;
-    if (part <= last_part_ || part >= 10 || now - last_ < std::chrono::seconds(2)) return;
-    last_part_ = part;
-    last_ = now;
-    const std::string text = progress_text(what_, done, total, rays, seconds);
+    if (part <= m_last_part || part >= 10 || now - m_last < std::chrono::seconds(2)) return;
+    m_last_part = part;
+    m_last = now;
+    const std::string text = progress_text(m_what, done, total, rays, seconds);
     // Whoever writes the line first calls finish(), as before every message.
     lock.unlock();
-    line_(text);
+    m_line(text);
 }
 
 void Progress::finish() {
-    const std::scoped_lock lock(mutex_);
-    if (!drawn_) return;
+    const std::scoped_lock lock(m_mutex);
+    if (!m_drawn) return;
     (void)std::fputs("\r\033[K", stderr);
     (void)std::fflush(stderr);
-    drawn_ = false;
+    m_drawn = false;
 }
 
 } // namespace vx::render

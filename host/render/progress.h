@@ -34,13 +34,13 @@ class Progress {
 
   private:
     using Clock = std::chrono::steady_clock;
-    Style style_;
-    std::function<void(const std::string&)> line_;
-    std::mutex mutex_;
-    std::string what_;
-    Clock::time_point start_{}, last_{};
-    std::uint64_t last_part_ = 0;
-    bool drawn_ = false;
+    Style m_style;
+    std::function<void(const std::string&)> m_line;
+    std::mutex m_mutex;
+    std::string m_what;
+    Clock::time_point m_start{}, m_last{};
+    std::uint64_t m_last_part = 0;
+    bool m_drawn = false;
 };
 
 } // namespace vx::render

@@ -58,22 +58,22 @@ int filter_number(const std::string& name) {
 class RenderPhase {
   public:
     RenderPhase(shading::Context& context, const miState& state)
-        : context_(context), state_(state) {
-        context_.begin_render();
+        : m_context(context), m_state(state) {
+        m_context.begin_render();
     }
     ~RenderPhase() {
         try {
-            context_.end_render(state_);
+            m_context.end_render(m_state);
         } catch (const std::exception&) {
-            context_.count_as_failed(); // out of memory, also for a message
+            m_context.count_as_failed(); // out of memory, also for a message
         }
     }
     RenderPhase(const RenderPhase&) = delete;
     RenderPhase& operator=(const RenderPhase&) = delete;
 
   private:
-    shading::Context& context_;
-    miState state_;
+    shading::Context& m_context;
+    miState m_state;
 };
 
 } // namespace
@@ -81,32 +81,32 @@ class RenderPhase {
 SceneRenderer::SceneRenderer(shading::Context& context, const shading::SceneBuilder& builder,
                              const RenderSettings& settings, Progress& progress,
                              const std::atomic<bool>& interrupt)
-    : context_(context),
-      builder_(builder),
-      settings_(settings),
-      progress_(progress),
-      interrupt_(interrupt) {}
+    : m_context(context),
+      m_builder(builder),
+      m_settings(settings),
+      m_progress(progress),
+      m_interrupt(interrupt) {}
 
 void SceneRenderer::say(Level level, const std::string& text) const {
-    context_.messages.write(level, "RENDER", 0, text);
+    m_context.messages.write(level, "RENDER", 0, text);
 }
 
 void SceneRenderer::override_camera(miCamera& camera) const {
-    if (settings_.resolution) {
-        camera.x_resolution = (*settings_.resolution)[0];
-        camera.y_resolution = (*settings_.resolution)[1];
+    if (m_settings.resolution) {
+        camera.x_resolution = (*m_settings.resolution)[0];
+        camera.y_resolution = (*m_settings.resolution)[1];
         // The scene's window was meant for the scene's resolution.
         camera.window = {0, 0, 65535, 65535};
     }
-    if (settings_.window) {
-        const auto& w = *settings_.window;
+    if (m_settings.window) {
+        const auto& w = *m_settings.window;
         camera.window = {w[0], w[1], w[2], w[3]};
     }
-    if (settings_.aperture) camera.aperture = *settings_.aperture;
-    if (settings_.aspect) camera.aspect = *settings_.aspect;
-    if (settings_.focal) {
-        camera.orthographic = *settings_.focal == 0.0f ? miTRUE : miFALSE;
-        camera.focal = *settings_.focal == 0.0f ? 1.0f : *settings_.focal;
+    if (m_settings.aperture) camera.aperture = *m_settings.aperture;
+    if (m_settings.aspect) camera.aspect = *m_settings.aspect;
+    if (m_settings.focal) {
+        camera.orthographic = *m_settings.focal == 0.0f ? miTRUE : miFALSE;
+        camera.focal = *m_settings.focal == 0.0f ? 1.0f : *m_settings.focal;
     }
 }
 
@@ -114,48 +114,48 @@ void SceneRenderer::override_options(miOptions& options) const {
     const auto set = [](auto& to, const auto& from) {
         if (from) to = static_cast<std::remove_reference_t<decltype(to)>>(*from);
     };
-    if (settings_.samples) {
-        options.min_samples = (*settings_.samples)[0];
-        options.max_samples = (*settings_.samples)[1];
+    if (m_settings.samples) {
+        options.min_samples = (*m_settings.samples)[0];
+        options.max_samples = (*m_settings.samples)[1];
     }
-    if (settings_.contrast) {
-        const auto& c = *settings_.contrast;
+    if (m_settings.contrast) {
+        const auto& c = *m_settings.contrast;
         options.contrast = {c[0], c[1], c[2], c[3]};
     }
-    set(options.jitter, settings_.jitter);
-    if (settings_.filter) {
-        options.filter = filter_number(*settings_.filter);
-        const auto& size = settings_.filter_size;
+    set(options.jitter, m_settings.jitter);
+    if (m_settings.filter) {
+        options.filter = filter_number(*m_settings.filter);
+        const auto& size = m_settings.filter_size;
         options.filter_size_x = size.empty() ? 0.0f : size.front();
         options.filter_size_y = size.empty() ? 0.0f : size.back();
     }
-    set(options.trace, settings_.trace);
-    if (settings_.trace_depth) {
-        options.reflection_depth = (*settings_.trace_depth)[0];
-        options.refraction_depth = (*settings_.trace_depth)[1];
-        options.trace_depth = (*settings_.trace_depth)[2];
+    set(options.trace, m_settings.trace);
+    if (m_settings.trace_depth) {
+        options.reflection_depth = (*m_settings.trace_depth)[0];
+        options.refraction_depth = (*m_settings.trace_depth)[1];
+        options.trace_depth = (*m_settings.trace_depth)[2];
     }
-    set(options.shadow, settings_.shadow);
-    set(options.face, settings_.face);
-    set(options.lens, settings_.lens);
-    set(options.volume, settings_.volume);
-    set(options.displace, settings_.displace);
-    set(options.output, settings_.output);
-    set(options.geometry, settings_.geometry);
+    set(options.shadow, m_settings.shadow);
+    set(options.face, m_settings.face);
+    set(options.lens, m_settings.lens);
+    set(options.volume, m_settings.volume);
+    set(options.displace, m_settings.displace);
+    set(options.output, m_settings.output);
+    set(options.geometry, m_settings.geometry);
 }
 
 bool SceneRenderer::load_textures() {
-    const auto failures = textures_.load(context_);
+    const auto failures = m_textures.load(m_context);
     for (const auto& failure : failures)
-        context_.messages.write(
-            settings_.texture_continue ? Level::warning : Level::error, "IMG", 0,
+        m_context.messages.write(
+            m_settings.texture_continue ? Level::warning : Level::error, "IMG", 0,
             fmt::format("texture \"{}\" cannot be read: {}", failure.texture, failure.reason));
-    return failures.empty() || settings_.texture_continue;
+    return failures.empty() || m_settings.texture_continue;
 }
 
 std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) const {
     std::vector<Output> list;
-    const scene::Camera* const camera = builder_.camera(camera_tag);
+    const scene::Camera* const camera = m_builder.camera(camera_tag);
     if (!camera) return list;
     const scene::Location nowhere;
     const auto add = [&](const std::string& file, const std::string& format,
@@ -163,12 +163,12 @@ std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) cons
                          std::optional<int> quality, std::optional<float> dpi) {
         Output output;
         image::WriteRequest& r = output.request;
-        std::string name = context_.substitute ? context_.substitute(file) : file;
+        std::string name = m_context.substitute ? m_context.substitute(file) : file;
         r.format = format;
         if (!types.empty()) {
             r.type = image::parse_pixel_type(first_type(types));
             if (!r.type)
-                context_.messages.write(
+                m_context.messages.write(
                     Level::warning, "IMG", 0,
                     fmt::format(
                         "{}: there is no picture type \"{}\"; writing what suits the format", name,
@@ -176,18 +176,18 @@ std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) cons
         }
         // The command line's name and format are for the picture, not for depth and the like.
         const bool picture = !wants_surfaces(r);
-        if (picture && !settings_.file_name.empty() &&
+        if (picture && !m_settings.file_name.empty() &&
             std::none_of(list.begin(), list.end(),
                          [](const Output& o) { return !wants_surfaces(o.request); }))
-            name = settings_.file_name;
-        if (picture && !settings_.file_type.empty()) {
-            r.format = settings_.file_type;
+            name = m_settings.file_name;
+        if (picture && !m_settings.file_type.empty()) {
+            r.format = m_settings.file_type;
             r.type.reset();
         }
         r.path = name;
-        if (!settings_.file_dir.empty())
+        if (!m_settings.file_dir.empty())
             r.path =
-                fs::path(settings_.file_dir) / (r.path.is_absolute() ? r.path.filename() : r.path);
+                fs::path(m_settings.file_dir) / (r.path.is_absolute() ? r.path.filename() : r.path);
         r.compression = compression;
         r.quality = quality.value_or(0);
         r.dpi = dpi.value_or(0.0f);
@@ -205,18 +205,18 @@ std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) cons
         add(b.filename, b.filetype, b.datatype, b.compression, b.quality,
             b.dpi ? std::optional<float>(static_cast<float>(*b.dpi)) : std::nullopt);
     }
-    if (list.empty() && !settings_.file_name.empty())
-        add(settings_.file_name, "", "", "", std::nullopt, std::nullopt);
+    if (list.empty() && !m_settings.file_name.empty())
+        add(m_settings.file_name, "", "", "", std::nullopt, std::nullopt);
     return list;
 }
 
 Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image::Frame& frame,
                                     bool surfaces) {
     const auto* const instance =
-        context_.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
+        m_context.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
     auto* const camera =
-        instance ? context_.database.find<miCamera>(instance->item, miSCENE_CAMERA) : nullptr;
-    auto* const options = context_.database.find<miOptions>(request.options, miSCENE_OPTIONS);
+        instance ? m_context.database.find<miCamera>(instance->item, miSCENE_CAMERA) : nullptr;
+    auto* const options = m_context.database.find<miOptions>(request.options, miSCENE_OPTIONS);
     if (!camera || !options) {
         say(Level::error, "there is no camera or no options to render with");
         return Outcome::failed;
@@ -233,17 +233,17 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     if (!load_textures()) return Outcome::failed;
 
     const auto start = std::chrono::steady_clock::now();
-    const trace::World world(context_, request);
+    const trace::World world(m_context, request);
     say(Level::info, fmt::format("{} objects with {} triangles and {} lights ready after {:.2f} s",
                                  world.object_count(), world.accel().triangle_count(),
                                  world.lights().size(), seconds_since(start)));
-    context_.lights.clear();
+    m_context.lights.clear();
     for (const trace::LightLeaf& light : world.lights())
-        context_.lights.push_back(light.instance);
+        m_context.lights.push_back(light.instance);
 
-    trace::Renderer renderer(context_, world, *camera, *options, &textures_);
+    trace::Renderer renderer(m_context, world, *camera, *options, &m_textures);
     const auto* const camera_leaf =
-        context_.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
+        m_context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
     const trace::Matrix to_world =
         camera_leaf ? trace::to_matrix(camera_leaf->tf.local_to_global) : trace::identity;
 
@@ -261,8 +261,8 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
         image::Filter(static_cast<image::FilterKind>(std::clamp(options->filter, 0, 4)),
                       options->filter_size_x, options->filter_size_y);
     sampling.surfaces = surfaces;
-    sampling.threads = settings_.threads;
-    sampling.tile_size = settings_.task_size;
+    sampling.threads = m_settings.threads;
+    sampling.tile_size = m_settings.task_size;
     if (sampling.window.empty()) {
         say(Level::error, "the window lies outside of the image");
         return Outcome::failed;
@@ -286,27 +286,27 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
         return sample;
     };
     calls.tile_done = [&](std::uint64_t done, std::uint64_t total) {
-        context_.thread().end_tile();
-        progress_.update(done, total, renderer.eye_rays());
+        m_context.thread().end_tile();
+        m_progress.update(done, total, renderer.eye_rays());
     };
     calls.cancelled = [&] {
-        if (interrupt_.load(std::memory_order_relaxed) && !context_.aborted()) context_.cancel();
-        return context_.aborted();
+        if (m_interrupt.load(std::memory_order_relaxed) && !m_context.aborted()) m_context.cancel();
+        return m_context.aborted();
     };
 
-    const RenderPhase phase(context_, renderer.frame_state());
+    const RenderPhase phase(m_context, renderer.frame_state());
     const auto rendering = std::chrono::steady_clock::now();
-    progress_.start(fmt::format("frame {}", camera->frame));
+    m_progress.start(fmt::format("frame {}", camera->frame));
     try {
         bool complete = true;
         image::Frame result = vx::render::render_frame(sampling, calls, complete);
-        progress_.finish();
-        if (!complete || context_.aborted())
-            return interrupt_ ? Outcome::interrupted : Outcome::failed;
+        m_progress.finish();
+        if (!complete || m_context.aborted())
+            return m_interrupt ? Outcome::interrupted : Outcome::failed;
         frame = std::move(result);
     } catch (const shading::RenderAborted&) {
-        progress_.finish();
-        return interrupt_ ? Outcome::interrupted : Outcome::failed;
+        m_progress.finish();
+        return m_interrupt ? Outcome::interrupted : Outcome::failed;
     }
     const double seconds = seconds_since(rendering);
     say(Level::info,
@@ -320,9 +320,9 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Fram
     try {
         const Outcome outcome = render_frame(request, frame, surfaces);
         // By now the exits have run as well.
-        return outcome == Outcome::done && context_.shaders_failed() ? Outcome::failed : outcome;
+        return outcome == Outcome::done && m_context.shaders_failed() ? Outcome::failed : outcome;
     } catch (const std::exception& e) {
-        progress_.finish();
+        m_progress.finish();
         say(Level::error, e.what());
         return Outcome::failed;
     }
@@ -330,7 +330,7 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Fram
 
 Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     const auto* const instance =
-        context_.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
+        m_context.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
     const miTag camera = instance ? instance->item : miNULLTAG;
     const std::vector<Output> files = outputs(camera);
     for (const Output& output : files) {
@@ -339,15 +339,16 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request) {
                                    : extension.empty()            ? ""
                                                                   : extension.substr(1);
         if (!image::can_write(format)) {
-            context_.messages.write(Level::error, "IMG", 0,
-                                    fmt::format("{}: pictures of the format '{}' cannot be written",
-                                                output.request.path.string(), format));
+            m_context.messages.write(
+                Level::error, "IMG", 0,
+                fmt::format("{}: pictures of the format '{}' cannot be written",
+                            output.request.path.string(), format));
             return Outcome::failed;
         }
     }
     if (files.empty()) say(Level::warning, "the camera names no output file; nothing is written");
 
-    const scene::Options* const options = builder_.options(request.options);
+    const scene::Options* const options = m_builder.options(request.options);
     const bool surfaces = std::any_of(files.begin(), files.end(),
                                       [](const Output& o) { return wants_surfaces(o.request); });
     image::Frame frame(0, 0, false);
@@ -357,14 +358,14 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request) {
         image::WriteRequest r = output.request;
         r.gamma = options ? options->gamma : 1.0f;
         if (const auto reason = image::write_picture(frame, r)) {
-            context_.messages.write(Level::error, "IMG", 0,
-                                    fmt::format("{}: {}", r.path.string(), *reason));
+            m_context.messages.write(Level::error, "IMG", 0,
+                                     fmt::format("{}: {}", r.path.string(), *reason));
             outcome = Outcome::failed;
             continue;
         }
-        written_.push_back(r.path.string());
-        context_.messages.write(Level::progress, "IMG", 0,
-                                fmt::format("wrote {}", r.path.string()));
+        m_written.push_back(r.path.string());
+        m_context.messages.write(Level::progress, "IMG", 0,
+                                 fmt::format("wrote {}", r.path.string()));
     }
     return outcome;
 }

@@ -33,7 +33,7 @@ class SceneRenderer {
                    bool surfaces = true);
 
     // Files written so far.
-    [[nodiscard]] const std::vector<std::string>& written() const { return written_; }
+    [[nodiscard]] const std::vector<std::string>& written() const { return m_written; }
 
   private:
     struct Output;
@@ -44,13 +44,13 @@ class SceneRenderer {
     bool load_textures();
     void say(shading::Level level, const std::string& text) const;
 
-    shading::Context& context_;
-    const shading::SceneBuilder& builder_;
-    const RenderSettings& settings_;
-    Progress& progress_;
-    const std::atomic<bool>& interrupt_;
-    trace::Textures textures_;
-    std::vector<std::string> written_;
+    shading::Context& m_context;
+    const shading::SceneBuilder& m_builder;
+    const RenderSettings& m_settings;
+    Progress& m_progress;
+    const std::atomic<bool>& m_interrupt;
+    trace::Textures m_textures;
+    std::vector<std::string> m_written;
 };
 
 } // namespace vx::render

@@ -73,36 +73,37 @@ int floor_div(int a, int b) {
 class FrameLoop {
   public:
     FrameLoop(const SamplingSettings& settings, const SamplingCalls& calls)
-        : s_(settings), calls_(calls) {
-        s_.min_level = std::clamp(s_.min_level, min_level_limit, max_level_limit);
-        s_.max_level = std::clamp(s_.max_level, s_.min_level, max_level_limit);
-        block_ = s_.min_level < 0 ? 1 << -s_.min_level : 1;
-        fine_ = s_.max_level < 0 ? 1 << -s_.max_level : 1;
-        pixel_min_ = std::max(0, s_.min_level);
+        : m_s(settings), m_calls(calls) {
+        m_s.min_level = std::clamp(m_s.min_level, min_level_limit, max_level_limit);
+        m_s.max_level = std::clamp(m_s.max_level, m_s.min_level, max_level_limit);
+        m_block = m_s.min_level < 0 ? 1 << -m_s.min_level : 1;
+        m_fine = m_s.max_level < 0 ? 1 << -m_s.max_level : 1;
+        m_pixel_min = std::max(0, m_s.min_level);
     }
 
     void take_first_ray() {
-        const Rect& w = s_.window;
-        const int bx = floor_div(w.x0, tile_) * tile_;
-        const int by = floor_div(w.y0, tile_) * tile_;
+        const Rect& w = m_s.window;
+        const int bx = floor_div(w.x0, m_tile) * m_tile;
+        const int by = floor_div(w.y0, m_tile) * m_tile;
         const int x = std::max(bx, w.x0);
         const int y = std::max(by, w.y0);
-        Request r = block_ > 1 ? block_request(floor_div(x, block_), floor_div(y, block_), block_)
-                               : pixel_request(x, y, pixel_min_, 0, 0);
+        Request r = m_block > 1
+                        ? block_request(floor_div(x, m_block), floor_div(y, m_block), m_block)
+                        : pixel_request(x, y, m_pixel_min, 0, 0);
         r.eye.first = true;
-        first_ = calls_.eye(r.eye);
-        first_key_ = r.eye.key;
+        m_first = m_calls.eye(r.eye);
+        m_first_key = r.eye.key;
     }
 
     void render_tile(Tile& tile) {
-        if (block_ > 1)
+        if (m_block > 1)
             coarse_tile(tile);
         else
             fine_tile(tile, nullptr);
     }
 
-    void set_tile_size(int size) { tile_ = size; }
-    [[nodiscard]] int block() const { return block_; }
+    void set_tile_size(int size) { m_tile = size; }
+    [[nodiscard]] int block() const { return m_block; }
 
   private:
     struct Request {
@@ -112,7 +113,7 @@ class FrameLoop {
     Request make(float x, float y, std::uint64_t key) const { return {{x, y, key, false}}; }
 
     [[nodiscard]] float displaced(std::uint64_t bits) const {
-        return 0.5f + s_.jitter * (unit(bits) - 0.5f);
+        return 0.5f + m_s.jitter * (unit(bits) - 0.5f);
     }
 
     // Cell (i, j) of the 2^level x 2^level cells of a pixel.
@@ -137,15 +138,15 @@ class FrameLoop {
         const auto f = static_cast<float>(size);
         const float x = (static_cast<float>(bx) + displaced(mix(key + 1))) * f;
         const float y = (static_cast<float>(by) + displaced(mix(key + 2))) * f;
-        return make(std::min(x, static_cast<float>(s_.width)),
-                    std::min(y, static_cast<float>(s_.height)), key);
+        return make(std::min(x, static_cast<float>(m_s.width)),
+                    std::min(y, static_cast<float>(m_s.height)), key);
     }
 
     Sample take(const Request& request) {
         thread_local unsigned taken = 0;
-        if (++taken % 16 == 0 && calls_.cancelled && calls_.cancelled()) throw Cancelled{};
-        if (request.eye.key == first_key_ && first_) return *first_;
-        return calls_.eye(request.eye);
+        if (++taken % 16 == 0 && m_calls.cancelled && m_calls.cancelled()) throw Cancelled{};
+        if (request.eye.key == m_first_key && m_first) return *m_first;
+        return m_calls.eye(request.eye);
     }
 
     void take_pixel(int x, int y, int level, std::vector<Sample>& samples) {
@@ -164,11 +165,11 @@ class FrameLoop {
 
     [[nodiscard]] bool spread(const std::vector<Sample>& samples) const {
         return std::any_of(samples.begin(), samples.end(), [&](const Sample& s) {
-            return differ(s.color, samples.front().color, s_.contrast);
+            return differ(s.color, samples.front().color, m_s.contrast);
         });
     }
 
-    // Pixels from pixel_min_ on. `wanted`: which pixels of the tile, all when null.
+    // Pixels from m_pixel_min on. `wanted`: which pixels of the tile, all when null.
     void fine_tile(Tile& tile, const std::vector<char>* wanted) {
         const Rect& rect = tile.rect();
         const Cells own{rect.x0, rect.y0, rect.x1, rect.y1};
@@ -176,21 +177,21 @@ class FrameLoop {
             return !wanted || (own.holds(x, y) && (*wanted)[own.index(x, y)] != 0);
         };
         std::vector<Sample> samples;
-        if (s_.max_level <= pixel_min_) {
+        if (m_s.max_level <= m_pixel_min) {
             for (int y = rect.y0; y < rect.y1; ++y)
                 for (int x = rect.x0; x < rect.x1; ++x) {
                     if (!is_wanted(x, y)) continue;
-                    if (pixel_min_ == 0) {
+                    if (m_pixel_min == 0) {
                         tile.add(take(pixel_request(x, y, 0, 0, 0)), 1.0f);
                         continue;
                     }
-                    take_pixel(x, y, pixel_min_, samples);
+                    take_pixel(x, y, m_pixel_min, samples);
                     add_pixel(tile, samples);
                 }
             return;
         }
 
-        const Rect& w = s_.window;
+        const Rect& w = m_s.window;
         const Cells all{std::max(w.x0, rect.x0 - 1), std::max(w.y0, rect.y0 - 1),
                         std::min(w.x1, rect.x1 + 1), std::min(w.y1, rect.y1 + 1)};
         std::vector<std::vector<Sample>> base(all.size());
@@ -200,7 +201,7 @@ class FrameLoop {
                 const bool border = !own.holds(x, y);
                 if (wanted && (border || !is_wanted(x, y))) continue;
                 std::vector<Sample>& of_pixel = base[all.index(x, y)];
-                take_pixel(x, y, pixel_min_, of_pixel);
+                take_pixel(x, y, m_pixel_min, of_pixel);
                 means[all.index(x, y)] = mean(of_pixel);
             }
         for (int y = rect.y0; y < rect.y1; ++y)
@@ -213,13 +214,13 @@ class FrameLoop {
                         for (int dx = -1; dx <= 1; ++dx)
                             if (all.holds(x + dx, y + dy) &&
                                 !base[all.index(x + dx, y + dy)].empty() &&
-                                differ(means[all.index(x + dx, y + dy)], here, s_.contrast))
+                                differ(means[all.index(x + dx, y + dy)], here, m_s.contrast))
                                 return true;
                     return false;
                 };
                 samples = base[all.index(x, y)];
                 // An edge may run between the samples of two pixels, so both sides are refined.
-                for (int level = pixel_min_ + 1; level <= s_.max_level && stands_out(samples);
+                for (int level = m_pixel_min + 1; level <= m_s.max_level && stands_out(samples);
                      ++level)
                     take_pixel(x, y, level, samples);
                 add_pixel(tile, samples);
@@ -229,15 +230,15 @@ class FrameLoop {
     // One sample per block of pixels first; pixels of their own only where blocks differ.
     void coarse_tile(Tile& tile) {
         const Rect& rect = tile.rect();
-        const int first_x = floor_div(rect.x0, block_);
-        const int first_y = floor_div(rect.y0, block_);
-        const int last_x = floor_div(rect.x1 - 1, block_);
-        const int last_y = floor_div(rect.y1 - 1, block_);
+        const int first_x = floor_div(rect.x0, m_block);
+        const int first_y = floor_div(rect.y0, m_block);
+        const int last_x = floor_div(rect.x1 - 1, m_block);
+        const int last_y = floor_div(rect.y1 - 1, m_block);
         const Cells blocks{first_x - 1, first_y - 1, last_x + 2, last_y + 2};
         std::vector<Sample> of_block(blocks.size());
         for (int by = blocks.y0; by < blocks.y1; ++by)
             for (int bx = blocks.x0; bx < blocks.x1; ++bx)
-                of_block[blocks.index(bx, by)] = take(block_request(bx, by, block_));
+                of_block[blocks.index(bx, by)] = take(block_request(bx, by, m_block));
 
         const Cells own{rect.x0, rect.y0, rect.x1, rect.y1};
         std::vector<char> wanted(own.size(), 0);
@@ -246,15 +247,15 @@ class FrameLoop {
             for (int bx = first_x; bx <= last_x; ++bx) {
                 const miColor& here = of_block[blocks.index(bx, by)].color;
                 bool refine = false;
-                if (s_.max_level > s_.min_level)
+                if (m_s.max_level > m_s.min_level)
                     for (int dy = -1; dy <= 1 && !refine; ++dy)
                         for (int dx = -1; dx <= 1 && !refine; ++dx)
                             refine = differ(of_block[blocks.index(bx + dx, by + dy)].color, here,
-                                            s_.contrast);
-                const int x1 = std::min(rect.x1, (bx + 1) * block_);
-                const int y1 = std::min(rect.y1, (by + 1) * block_);
-                for (int y = std::max(rect.y0, by * block_); y < y1; ++y)
-                    for (int x = std::max(rect.x0, bx * block_); x < x1; ++x) {
+                                            m_s.contrast);
+                const int x1 = std::min(rect.x1, (bx + 1) * m_block);
+                const int y1 = std::min(rect.y1, (by + 1) * m_block);
+                for (int y = std::max(rect.y0, by * m_block); y < y1; ++y)
+                    for (int x = std::max(rect.x0, bx * m_block); x < x1; ++x) {
                         if (refine) {
                             wanted[own.index(x, y)] = 1;
                             any = true;
@@ -264,7 +265,7 @@ class FrameLoop {
                     }
             }
         if (!any) return;
-        if (fine_ == 1)
+        if (m_fine == 1)
             fine_tile(tile, &wanted);
         else
             block_tile(tile, wanted);
@@ -273,8 +274,8 @@ class FrameLoop {
     // The pixel's value between the centres of the four blocks around it.
     [[nodiscard]] Sample between_blocks(const std::vector<Sample>& of_block, const Cells& blocks,
                                         int x, int y) const {
-        const float fx = (static_cast<float>(x) + 0.5f) / static_cast<float>(block_) - 0.5f;
-        const float fy = (static_cast<float>(y) + 0.5f) / static_cast<float>(block_) - 0.5f;
+        const float fx = (static_cast<float>(x) + 0.5f) / static_cast<float>(m_block) - 0.5f;
+        const float fy = (static_cast<float>(y) + 0.5f) / static_cast<float>(m_block) - 0.5f;
         const int bx = static_cast<int>(std::floor(fx));
         const int by = static_cast<int>(std::floor(fy));
         const auto at = [&](int i, int j) -> const Sample& {
@@ -282,7 +283,7 @@ class FrameLoop {
         };
         const float tx = fx - static_cast<float>(bx);
         const float ty = fy - static_cast<float>(by);
-        Sample s = of_block[blocks.index(floor_div(x, block_), floor_div(y, block_))];
+        Sample s = of_block[blocks.index(floor_div(x, m_block), floor_div(y, m_block))];
         s.x = static_cast<float>(x) + 0.5f;
         s.y = static_cast<float>(y) + 0.5f;
         s.color = blend(blend(at(0, 0).color, at(1, 0).color, tx),
@@ -294,13 +295,13 @@ class FrameLoop {
     void block_tile(Tile& tile, const std::vector<char>& wanted) {
         const Rect& rect = tile.rect();
         const Cells own{rect.x0, rect.y0, rect.x1, rect.y1};
-        for (int by = floor_div(rect.y0, fine_); by <= floor_div(rect.y1 - 1, fine_); ++by)
-            for (int bx = floor_div(rect.x0, fine_); bx <= floor_div(rect.x1 - 1, fine_); ++bx) {
+        for (int by = floor_div(rect.y0, m_fine); by <= floor_div(rect.y1 - 1, m_fine); ++by)
+            for (int bx = floor_div(rect.x0, m_fine); bx <= floor_div(rect.x1 - 1, m_fine); ++bx) {
                 std::optional<Sample> sample;
-                for (int y = by * fine_; y < (by + 1) * fine_; ++y)
-                    for (int x = bx * fine_; x < (bx + 1) * fine_; ++x) {
+                for (int y = by * m_fine; y < (by + 1) * m_fine; ++y)
+                    for (int x = bx * m_fine; x < (bx + 1) * m_fine; ++x) {
                         if (!own.holds(x, y) || wanted[own.index(x, y)] == 0) continue;
-                        if (!sample) sample = take(block_request(bx, by, fine_));
+                        if (!sample) sample = take(block_request(bx, by, m_fine));
                         Sample s = *sample;
                         s.x = static_cast<float>(x) + 0.5f;
                         s.y = static_cast<float>(y) + 0.5f;
@@ -309,11 +310,11 @@ class FrameLoop {
             }
     }
 
-    SamplingSettings s_;
-    const SamplingCalls& calls_;
-    int block_ = 1, fine_ = 1, pixel_min_ = 0, tile_ = 64;
-    std::optional<Sample> first_;
-    std::uint64_t first_key_ = 0;
+    SamplingSettings m_s;
+    const SamplingCalls& m_calls;
+    int m_block = 1, m_fine = 1, m_pixel_min = 0, m_tile = 64;
+    std::optional<Sample> m_first;
+    std::uint64_t m_first_key = 0;
 };
 
 // Merges finished tiles into the frame in the order of their numbers, so that sums do not depend on
@@ -321,39 +322,39 @@ class FrameLoop {
 class TileStore {
   public:
     TileStore(image::Frame& frame, const SamplingSettings& settings, std::size_t count)
-        : frame_(frame), settings_(settings), waiting_(count) {}
+        : m_frame(frame), m_settings(settings), m_waiting(count) {}
 
     std::unique_ptr<Tile> get(const Rect& rect) {
         std::unique_ptr<Tile> tile;
         {
-            const std::scoped_lock lock(mutex_);
-            if (!free_.empty()) {
-                tile = std::move(free_.back());
-                free_.pop_back();
+            const std::scoped_lock lock(m_mutex);
+            if (!m_free.empty()) {
+                tile = std::move(m_free.back());
+                m_free.pop_back();
             }
         }
         if (tile)
             tile->reset(rect);
         else
-            tile = std::make_unique<Tile>(rect, settings_.filter, settings_.surfaces);
+            tile = std::make_unique<Tile>(rect, m_settings.filter, m_settings.surfaces);
         return tile;
     }
 
     void put(std::size_t number, std::unique_ptr<Tile> tile) {
-        const std::scoped_lock lock(mutex_);
-        waiting_[number] = std::move(tile);
-        for (; next_ < waiting_.size() && waiting_[next_]; ++next_) {
-            frame_.merge(*waiting_[next_]);
-            free_.push_back(std::move(waiting_[next_]));
+        const std::scoped_lock lock(m_mutex);
+        m_waiting[number] = std::move(tile);
+        for (; m_next < m_waiting.size() && m_waiting[m_next]; ++m_next) {
+            m_frame.merge(*m_waiting[m_next]);
+            m_free.push_back(std::move(m_waiting[m_next]));
         }
     }
 
   private:
-    image::Frame& frame_;
-    const SamplingSettings& settings_;
-    std::mutex mutex_;
-    std::vector<std::unique_ptr<Tile>> waiting_, free_;
-    std::size_t next_ = 0;
+    image::Frame& m_frame;
+    const SamplingSettings& m_settings;
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<Tile>> m_waiting, m_free;
+    std::size_t m_next = 0;
 };
 
 std::vector<Rect> make_tiles(const Rect& window, int size) {

@@ -24,20 +24,20 @@ unsigned hex_digit(char c) {
 } // namespace
 
 void Cursor::advance() {
-    ++taken_;
+    ++m_taken;
     try {
-        token_ = lexer_.next();
+        m_token = m_lexer.next();
     } catch (const SyntaxError& error) {
         // Thrown only when the token is wanted: what was read up to here may be complete.
-        token_ = {};
-        token_.kind = TokenKind::bad;
-        token_.where = error.where;
-        bad_ = error.text;
+        m_token = {};
+        m_token.kind = TokenKind::bad;
+        m_token.where = error.where;
+        m_bad = error.text;
     }
 }
 
 bool Cursor::at_any(std::initializer_list<std::string_view> words) const {
-    return at_word() && std::find(words.begin(), words.end(), token_.text) != words.end();
+    return at_word() && std::find(words.begin(), words.end(), m_token.text) != words.end();
 }
 
 bool Cursor::accept(std::string_view word) {
@@ -62,21 +62,21 @@ void Cursor::expect_mark(char mark) {
 
 std::string Cursor::name(const char* what) {
     if (!at_name()) fail(what);
-    std::string text = unescape(token_);
+    std::string text = unescape(m_token);
     advance();
     return text;
 }
 
 std::string Cursor::string(const char* what) {
     if (!at_string()) fail(what);
-    std::string text = unescape(token_);
+    std::string text = unescape(m_token);
     advance();
     return text;
 }
 
 bool Cursor::boolean() {
     if (!at_bool()) fail("'on' or 'off'");
-    const bool value = token_.text == "on" || token_.text == "true";
+    const bool value = m_token.text == "on" || m_token.text == "true";
     advance();
     return value;
 }
@@ -89,15 +89,15 @@ int Cursor::integer() {
     constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
     constexpr std::int64_t high = std::numeric_limits<std::int32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (token_.integer < low || token_.integer > high)
+    if (m_token.integer < low || m_token.integer > high)
         fail_at(where(), "this integer does not fit into 32 bits");
-    const int value = static_cast<int>(token_.integer);
+    const int value = static_cast<int>(m_token.integer);
     advance();
     return value;
 }
 
 int Cursor::integer_from(int lowest, const char* what) {
-    if (at_integer() && token_.integer < lowest) fail(what);
+    if (at_integer() && m_token.integer < lowest) fail(what);
     return integer();
 }
 
@@ -105,9 +105,9 @@ std::uint32_t Cursor::label() {
     constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
     constexpr std::int64_t high = std::numeric_limits<std::uint32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (token_.integer < low || token_.integer > high)
+    if (m_token.integer < low || m_token.integer > high)
         fail_at(where(), "this integer does not fit into 32 bits");
-    const auto value = static_cast<std::uint32_t>(token_.integer);
+    const auto value = static_cast<std::uint32_t>(m_token.integer);
     advance();
     return value;
 }
@@ -115,16 +115,16 @@ std::uint32_t Cursor::label() {
 float Cursor::number() {
     if (!at_number()) fail("a number");
     constexpr double largest = std::numeric_limits<float>::max();
-    if (token_.real > largest || token_.real < -largest)
+    if (m_token.real > largest || m_token.real < -largest)
         fail_at(where(), "this number is too large");
-    const auto value = static_cast<float>(token_.real);
+    const auto value = static_cast<float>(m_token.real);
     advance();
     return value;
 }
 
 Vec3 Cursor::vector() {
-    if (token_.kind == TokenKind::backquote) {
-        const Vec3 v = big_endian_vector(lexer_.raw_block(12).data());
+    if (m_token.kind == TokenKind::backquote) {
+        const Vec3 v = big_endian_vector(m_lexer.raw_block(12).data());
         advance();
         return v;
     }
@@ -153,10 +153,10 @@ Color Cursor::color(float alpha) {
 
 std::vector<std::byte> Cursor::byte_strings() {
     std::vector<std::byte> bytes;
-    while (token_.kind == TokenKind::bytes) {
+    while (m_token.kind == TokenKind::bytes) {
         unsigned high = 0;
         bool half = false;
-        for (const char c : token_.text) {
+        for (const char c : m_token.text) {
             const bool blank = static_cast<unsigned char>(c) <= ' ';
             if (blank) continue;
             if (half) bytes.push_back(static_cast<std::byte>(high << 4 | hex_digit(c)));
@@ -170,8 +170,8 @@ std::vector<std::byte> Cursor::byte_strings() {
 }
 
 void Cursor::fail(const std::string& expected) const {
-    if (token_.kind == TokenKind::bad) throw SyntaxError{where(), bad_};
-    throw SyntaxError{where(), "expected " + expected + ", found " + describe(token_)};
+    if (m_token.kind == TokenKind::bad) throw SyntaxError{where(), m_bad};
+    throw SyntaxError{where(), "expected " + expected + ", found " + describe(m_token)};
 }
 
 void Cursor::fail_at(Location place, const std::string& text) const {
@@ -179,9 +179,9 @@ void Cursor::fail_at(Location place, const std::string& text) const {
 }
 
 Lexer& Cursor::raw() {
-    if (token_.kind == TokenKind::bad) throw SyntaxError{where(), bad_};
-    lexer_.unread(token_);
-    return lexer_;
+    if (m_token.kind == TokenKind::bad) throw SyntaxError{where(), m_bad};
+    m_lexer.unread(m_token);
+    return m_lexer;
 }
 
 void Cursor::skip_brackets() {
@@ -196,14 +196,14 @@ void Cursor::skip_brackets() {
 }
 
 bool Cursor::at_statement() const {
-    if (!at_word() || token_.where.column != 1) return false;
-    return std::find(std::begin(statement_words), std::end(statement_words), token_.text) !=
+    if (!at_word() || m_token.where.column != 1) return false;
+    return std::find(std::begin(statement_words), std::end(statement_words), m_token.text) !=
            std::end(statement_words);
 }
 
 void Cursor::skip_statement(std::string_view kind) {
     while (!at_end() && !at_statement()) {
-        if (token_.kind == TokenKind::backquote) {
+        if (m_token.kind == TokenKind::backquote) {
             skip_binary(0);
             continue;
         }
@@ -218,7 +218,7 @@ void Cursor::skip_statement(std::string_view kind) {
 
 void Cursor::skip_binary(std::size_t expected) {
     constexpr std::size_t vector_size = 12;
-    Lexer& text = lexer_;
+    Lexer& text = m_lexer;
     for (const std::size_t size : {expected, vector_size}) {
         if (size == 0) continue;
         try {

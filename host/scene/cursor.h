@@ -9,27 +9,27 @@ namespace vx::scene {
 
 class Cursor {
   public:
-    Cursor(Lexer& lexer, Diagnostics& diagnostics) : lexer_(lexer), diagnostics_(diagnostics) {}
+    Cursor(Lexer& lexer, Diagnostics& diagnostics) : m_lexer(lexer), m_diagnostics(diagnostics) {}
 
-    const Token& token() const { return token_; }
-    Location where() const { return token_.where; }
+    const Token& token() const { return m_token; }
+    Location where() const { return m_token.where; }
     // Counts tokens taken: tells whether a parser that failed has moved.
-    std::uint64_t taken() const { return taken_; }
+    std::uint64_t taken() const { return m_taken; }
 
     // Text that makes no token becomes a bad one, which nothing accepts; fail() tells why.
     void advance();
-    bool at_end() const { return token_.kind == TokenKind::end; }
+    bool at_end() const { return m_token.kind == TokenKind::end; }
     bool at(std::string_view word) const {
-        return token_.kind == TokenKind::word && token_.text == word;
+        return m_token.kind == TokenKind::word && m_token.text == word;
     }
     bool at_any(std::initializer_list<std::string_view> words) const;
     bool at_mark(char mark) const {
-        return token_.kind == TokenKind::mark && token_.text.front() == mark;
+        return m_token.kind == TokenKind::mark && m_token.text.front() == mark;
     }
-    bool at_word() const { return token_.kind == TokenKind::word; }
-    bool at_string() const { return token_.kind == TokenKind::string; }
-    bool at_integer() const { return token_.kind == TokenKind::integer; }
-    bool at_number() const { return at_integer() || token_.kind == TokenKind::real; }
+    bool at_word() const { return m_token.kind == TokenKind::word; }
+    bool at_string() const { return m_token.kind == TokenKind::string; }
+    bool at_integer() const { return m_token.kind == TokenKind::integer; }
+    bool at_number() const { return at_integer() || m_token.kind == TokenKind::real; }
     bool at_bool() const { return at_any({"on", "off", "true", "false"}); }
     bool at_name() const { return at_string() || at_word(); }
 
@@ -69,14 +69,14 @@ class Cursor {
     // Over a binary block of unknown length; the token in hand is the backquote.
     void skip_binary(std::size_t expected);
 
-    Diagnostics& diagnostics() { return diagnostics_; }
+    Diagnostics& diagnostics() { return m_diagnostics; }
 
   private:
-    Lexer& lexer_;
-    Diagnostics& diagnostics_;
-    Token token_;
-    std::uint64_t taken_ = 0;
-    std::string bad_; // why the token in hand is bad
+    Lexer& m_lexer;
+    Diagnostics& m_diagnostics;
+    Token m_token;
+    std::uint64_t m_taken = 0;
+    std::string m_bad; // why the token in hand is bad
 };
 
 // Reads `kind NAME … end kind` items until the end. After an error in an item the reading goes on

@@ -23,21 +23,21 @@ std::string format(const Diagnostic& diagnostic) {
 }
 
 std::uint32_t Diagnostics::add_file(std::string name, Location included_from) {
-    files_.push_back({std::move(name), included_from});
-    return static_cast<std::uint32_t>(files_.size());
+    m_files.push_back({std::move(name), included_from});
+    return static_cast<std::uint32_t>(m_files.size());
 }
 
 std::string_view Diagnostics::file_name(std::uint32_t file) const {
-    return file == 0 || file > files_.size() ? std::string_view{} : files_[file - 1].name;
+    return file == 0 || file > m_files.size() ? std::string_view{} : m_files[file - 1].name;
 }
 
 void Diagnostics::error(Location where, std::string text) {
-    ++errors_;
+    ++m_errors;
     say(Severity::error, where, std::move(text));
 }
 
 void Diagnostics::warning(Location where, std::string text) {
-    ++warnings_;
+    ++m_warnings;
     say(Severity::warning, where, std::move(text));
 }
 
@@ -46,26 +46,26 @@ void Diagnostics::note(Location where, std::string text) {
 }
 
 bool Diagnostics::warning_once(std::string_view kind, Location where, std::string text) {
-    if (!said_.emplace(kind).second) return false;
+    if (!m_said.emplace(kind).second) return false;
     warning(where, std::move(text));
     return true;
 }
 
 void Diagnostics::say(Severity severity, Location where, std::string text) {
-    if (!sink_) return;
+    if (!m_sink) return;
     Diagnostic diagnostic;
     diagnostic.severity = severity;
     diagnostic.text = std::move(text);
     diagnostic.place = {std::string(file_name(where.file)), where.line, where.column};
     // A file is always known before the files that it includes, so the chain ends.
     std::uint32_t file = where.file;
-    while (file > 0 && file <= files_.size()) {
-        const Location from = files_[file - 1].included_from;
+    while (file > 0 && file <= m_files.size()) {
+        const Location from = m_files[file - 1].included_from;
         if (from.file == 0 || from.file >= file) break;
         diagnostic.chain.push_back({std::string(file_name(from.file)), from.line, from.column});
         file = from.file;
     }
-    sink_(diagnostic);
+    m_sink(diagnostic);
 }
 
 } // namespace vx::scene

@@ -49,7 +49,7 @@ class Diagnostics {
   public:
     using Sink = std::function<void(const Diagnostic&)>;
 
-    explicit Diagnostics(Sink sink = {}) : sink_(std::move(sink)) {}
+    explicit Diagnostics(Sink sink = {}) : m_sink(std::move(sink)) {}
 
     // Makes a file known; `included_from` is the place of the line that named it, if any.
     std::uint32_t add_file(std::string name, Location included_from = {});
@@ -62,8 +62,8 @@ class Diagnostics {
     // Says it for the first of a kind only. `kind` is any text that tells kinds apart. True: said.
     bool warning_once(std::string_view kind, Location where, std::string text);
 
-    std::size_t errors() const { return errors_; }
-    std::size_t warnings() const { return warnings_; }
+    std::size_t errors() const { return m_errors; }
+    std::size_t warnings() const { return m_warnings; }
 
   private:
     struct File {
@@ -73,11 +73,11 @@ class Diagnostics {
 
     void say(Severity severity, Location where, std::string text);
 
-    Sink sink_;
-    std::vector<File> files_;
-    std::set<std::string, std::less<>> said_;
-    std::size_t errors_ = 0;
-    std::size_t warnings_ = 0;
+    Sink m_sink;
+    std::vector<File> m_files;
+    std::set<std::string, std::less<>> m_said;
+    std::size_t m_errors = 0;
+    std::size_t m_warnings = 0;
 };
 
 } // namespace vx::scene

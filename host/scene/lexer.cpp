@@ -88,115 +88,115 @@ std::string unescape(const Token& token) {
 }
 
 Lexer::Lexer(Diagnostics& diagnostics, Substitution& substitution, const ReaderSettings& settings)
-    : diagnostics_(diagnostics),
-      substitution_(substitution),
-      settings_(settings),
-      p_(nothing),
-      end_(nothing),
-      line_start_(nothing) {}
+    : m_diagnostics(diagnostics),
+      m_substitution(substitution),
+      m_settings(settings),
+      m_p(nothing),
+      m_end(nothing),
+      m_line_start(nothing) {}
 
 void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Location from,
                  std::string folder) {
-    if (!frames_.empty()) {
-        frames_.back().p = p_;
-        frames_.back().line = line_;
-        frames_.back().line_start = line_start_;
+    if (!m_frames.empty()) {
+        m_frames.back().p = m_p;
+        m_frames.back().line = m_line;
+        m_frames.back().line_start = m_line_start;
     }
     Frame frame;
-    frame.file = diagnostics_.add_file(name, from);
+    frame.file = m_diagnostics.add_file(name, from);
     frame.folder = std::move(folder);
-    p_ = line_start_ = source->begin();
-    end_ = source->end();
-    line_ = 1;
-    file_ = frame.file;
+    m_p = m_line_start = source->begin();
+    m_end = source->end();
+    m_line = 1;
+    m_file = frame.file;
     frame.source = std::move(source);
-    frames_.push_back(std::move(frame));
-    progress_mark_ = frames_.size() == 1 && settings_.progress ? p_ : end_;
-    if (*p_ == '$') directive();
+    m_frames.push_back(std::move(frame));
+    m_progress_mark = m_frames.size() == 1 && m_settings.progress ? m_p : m_end;
+    if (*m_p == '$') directive();
 }
 
 bool Lexer::pop() {
-    if (frames_.empty()) return false;
-    const bool was_top = frames_.size() == 1;
-    for (const Condition& condition : frames_.back().conditions)
-        diagnostics_.error(condition.where, "this $if has no $endif");
-    if (was_top && settings_.progress)
-        settings_.progress(frames_.back().source->size(), frames_.back().source->size());
+    if (m_frames.empty()) return false;
+    const bool was_top = m_frames.size() == 1;
+    for (const Condition& condition : m_frames.back().conditions)
+        m_diagnostics.error(condition.where, "this $if has no $endif");
+    if (was_top && m_settings.progress)
+        m_settings.progress(m_frames.back().source->size(), m_frames.back().source->size());
     // Tokens may still look into it.
-    retired_.push_back(std::move(frames_.back().source));
-    frames_.pop_back();
-    if (frames_.empty()) {
-        last_place_ = place();
-        p_ = end_ = nothing;
+    m_retired.push_back(std::move(m_frames.back().source));
+    m_frames.pop_back();
+    if (m_frames.empty()) {
+        m_last_place = place();
+        m_p = m_end = nothing;
         return false;
     }
-    const Frame& frame = frames_.back();
-    p_ = frame.p;
-    end_ = frame.source->end();
-    line_ = frame.line;
-    line_start_ = frame.line_start;
-    file_ = frame.file;
-    progress_mark_ = frames_.size() == 1 && settings_.progress ? p_ : end_;
+    const Frame& frame = m_frames.back();
+    m_p = frame.p;
+    m_end = frame.source->end();
+    m_line = frame.line;
+    m_line_start = frame.line_start;
+    m_file = frame.file;
+    m_progress_mark = m_frames.size() == 1 && m_settings.progress ? m_p : m_end;
     return true;
 }
 
 void Lexer::close_all() {
-    for (Frame& frame : frames_)
-        retired_.push_back(std::move(frame.source));
-    frames_.clear();
-    p_ = end_ = line_start_ = nothing;
+    for (Frame& frame : m_frames)
+        m_retired.push_back(std::move(frame.source));
+    m_frames.clear();
+    m_p = m_end = m_line_start = nothing;
 }
 
 void Lexer::report_progress() {
-    const auto done = static_cast<std::size_t>(p_ - frames_.front().source->begin());
-    settings_.progress(done, frames_.front().source->size());
-    progress_mark_ = remaining() > progress_step ? p_ + progress_step : end_;
+    const auto done = static_cast<std::size_t>(m_p - m_frames.front().source->begin());
+    m_settings.progress(done, m_frames.front().source->size());
+    m_progress_mark = remaining() > progress_step ? m_p + progress_step : m_end;
 }
 
 void Lexer::newline() {
-    ++line_;
-    line_start_ = p_;
-    if (p_ > progress_mark_) [[unlikely]] {
-        if (p_ < end_) report_progress();
+    ++m_line;
+    m_line_start = m_p;
+    if (m_p > m_progress_mark) [[unlikely]] {
+        if (m_p < m_end) report_progress();
     }
-    if (*p_ == '$') [[unlikely]]
+    if (*m_p == '$') [[unlikely]]
         directive();
 }
 
 int Lexer::skip() {
     for (;;) {
-        while (has(*p_, is_blank))
-            ++p_;
-        switch (*p_) {
+        while (has(*m_p, is_blank))
+            ++m_p;
+        switch (*m_p) {
         case '\n':
-            ++p_;
+            ++m_p;
             newline();
             break;
         case '#': {
-            const void* const found = std::memchr(p_, '\n', remaining());
-            p_ = found ? static_cast<const char*>(found) : end_;
+            const void* const found = std::memchr(m_p, '\n', remaining());
+            m_p = found ? static_cast<const char*>(found) : m_end;
             break;
         }
         case '\0':
-            if (p_ < end_) return 0;
+            if (m_p < m_end) return 0;
             if (!pop()) return -1;
             break;
         default:
-            return static_cast<unsigned char>(*p_);
+            return static_cast<unsigned char>(*m_p);
         }
     }
 }
 
 Location Lexer::place() const {
-    if (p_ == nothing) return last_place_;
-    return {file_, line_, static_cast<std::uint32_t>(p_ - line_start_ + 1)};
+    if (m_p == nothing) return m_last_place;
+    return {m_file, m_line, static_cast<std::uint32_t>(m_p - m_line_start + 1)};
 }
 
 bool Lexer::is_first() const {
-    const char* q = p_;
-    while (q > line_start_ && has(q[-1], is_blank))
+    const char* q = m_p;
+    while (q > m_line_start && has(q[-1], is_blank))
         --q;
-    return q == line_start_;
+    return q == m_line_start;
 }
 
 void Lexer::fail(const std::string& expected) {
@@ -210,7 +210,7 @@ int Lexer::peek() {
 
 bool Lexer::at_number() {
     const int c = skip();
-    return c > 0 && has(static_cast<char>(c), starts_number) && number_at(p_);
+    return c > 0 && has(static_cast<char>(c), starts_number) && number_at(m_p);
 }
 
 namespace {
@@ -225,42 +225,42 @@ double convert_slowly(const char* begin, const char* end) {
 
 float Lexer::raw_float() {
     if (!at_number()) fail("a number");
-    number_ = p_;
-    const char* const start = *p_ == '+' ? p_ + 1 : p_;
+    m_number = m_p;
+    const char* const start = *m_p == '+' ? m_p + 1 : m_p;
     float value = 0;
-    const auto [behind, status] = std::from_chars(start, end_, value);
+    const auto [behind, status] = std::from_chars(start, m_end, value);
     if (status != std::errc{}) {
         const double exact = convert_slowly(start, behind);
         if (std::abs(exact) > 1) throw SyntaxError{place(), "this number is too large"};
         value = static_cast<float>(exact);
     }
     if (has(*behind, in_word)) fail("a number");
-    p_ = behind;
+    m_p = behind;
     return value;
 }
 
 std::int32_t Lexer::raw_integer() {
     if (!at_number()) fail("an integer");
-    number_ = p_;
-    const char* const start = *p_ == '+' ? p_ + 1 : p_;
+    m_number = m_p;
+    const char* const start = *m_p == '+' ? m_p + 1 : m_p;
     std::int32_t value = 0;
-    const auto [behind, status] = std::from_chars(start, end_, value);
+    const auto [behind, status] = std::from_chars(start, m_end, value);
     if (status != std::errc{} || has(*behind, in_word) || *behind == '.') fail("an integer");
-    p_ = behind;
+    m_p = behind;
     return value;
 }
 
 char Lexer::raw_letter() {
     const int c = skip();
-    if (c <= 0 || !has(static_cast<char>(c), starts_word) || has(p_[1], in_word)) return 0;
+    if (c <= 0 || !has(static_cast<char>(c), starts_word) || has(m_p[1], in_word)) return 0;
     return static_cast<char>(c);
 }
 
 bool Lexer::raw_accept(std::string_view word) {
     if (skip() < 0 || remaining() < word.size()) return false;
-    if (std::memcmp(p_, word.data(), word.size()) != 0 || has(p_[word.size()], in_word))
+    if (std::memcmp(m_p, word.data(), word.size()) != 0 || has(m_p[word.size()], in_word))
         return false;
-    p_ += word.size();
+    m_p += word.size();
     return true;
 }
 
@@ -270,27 +270,28 @@ bool Lexer::at_word_start() {
 }
 
 std::string_view Lexer::raw_block(std::size_t size) {
-    if (size >= remaining() || p_[size] != '`')
+    if (size >= remaining() || m_p[size] != '`')
         throw SyntaxError{place(), "this binary block does not hold " + std::to_string(size) +
                                        " bytes and a closing backquote"};
-    const std::string_view block(p_, size);
-    for (const char* q = p_; (q = static_cast<const char*>(std::memchr(
-                                  q, '\n', static_cast<std::size_t>(p_ + size - q)))) != nullptr;) {
-        ++line_;
-        line_start_ = ++q;
+    const std::string_view block(m_p, size);
+    for (const char* q = m_p;
+         (q = static_cast<const char*>(
+              std::memchr(q, '\n', static_cast<std::size_t>(m_p + size - q)))) != nullptr;) {
+        ++m_line;
+        m_line_start = ++q;
     }
-    p_ += size + 1;
+    m_p += size + 1;
     return block;
 }
 
 void Lexer::unread(const Token& token) {
     if (token.kind == TokenKind::end) return;
-    p_ = token.text.data();
-    if (token.kind == TokenKind::string || token.kind == TokenKind::bytes) --p_;
+    m_p = token.text.data();
+    if (token.kind == TokenKind::string || token.kind == TokenKind::bytes) --m_p;
     // A byte string may span lines.
-    if (line_ != token.where.line) {
-        line_ = token.where.line;
-        line_start_ = p_ - (token.where.column - 1);
+    if (m_line != token.where.line) {
+        m_line = token.where.line;
+        m_line_start = m_p - (token.where.column - 1);
     }
 }
 
@@ -300,20 +301,20 @@ Token Lexer::next() {
     token.where = place();
     if (c < 0) return token;
     token.first = is_first();
-    const char* const start = p_;
+    const char* const start = m_p;
     const char byte = static_cast<char>(c);
     if (has(byte, starts_word)) {
-        while (has(*p_, in_word))
-            ++p_;
+        while (has(*m_p, in_word))
+            ++m_p;
         token.kind = TokenKind::word;
-        token.text = {start, static_cast<std::size_t>(p_ - start)};
+        token.text = {start, static_cast<std::size_t>(m_p - start)};
         return token;
     }
     if (byte == '"') return string_token(token);
-    if (number_at(p_)) return number_token(token);
+    if (number_at(m_p)) return number_token(token);
     if (byte == '\'') return bytes_token(token);
     token.text = {start, 1};
-    ++p_;
+    ++m_p;
     if (byte == '`') {
         token.kind = TokenKind::backquote;
     } else if (c > 0 && std::strchr("()[]{},=%", c)) {
@@ -328,60 +329,60 @@ Token Lexer::next() {
 }
 
 Token Lexer::number_token(Token token) {
-    const char* const start = *p_ == '+' ? p_ + 1 : p_;
-    const auto whole = std::from_chars(start, end_, token.integer);
-    const auto any = std::from_chars(start, end_, token.real);
+    const char* const start = *m_p == '+' ? m_p + 1 : m_p;
+    const auto whole = std::from_chars(start, m_end, token.integer);
+    const auto any = std::from_chars(start, m_end, token.real);
     const char* behind = any.ptr;
-    token.text = {p_, static_cast<std::size_t>(behind - p_)};
+    token.text = {m_p, static_cast<std::size_t>(behind - m_p)};
     token.kind = whole.ptr == behind ? TokenKind::integer : TokenKind::real;
     if (token.kind == TokenKind::integer && whole.ec != std::errc{})
         token.kind = TokenKind::real; // too long for any integer; a real all the same
-    p_ = behind;
+    m_p = behind;
     if (any.ec != std::errc{}) {
         token.real = convert_slowly(start, behind);
         if (std::abs(token.real) > 1) throw SyntaxError{token.where, "this number is too large"};
     }
-    if (has(*p_, in_word)) {
-        while (has(*p_, in_word))
-            ++p_;
-        throw SyntaxError{token.where, "'" + std::string(token.text.data(), p_) +
+    if (has(*m_p, in_word)) {
+        while (has(*m_p, in_word))
+            ++m_p;
+        throw SyntaxError{token.where, "'" + std::string(token.text.data(), m_p) +
                                            "' is neither a number nor a name"};
     }
     return token;
 }
 
 Token Lexer::string_token(Token token) {
-    const char* const start = ++p_;
-    for (;; ++p_) {
-        if (*p_ == '"') break;
-        if (*p_ == '\n' || *p_ == '\0')
+    const char* const start = ++m_p;
+    for (;; ++m_p) {
+        if (*m_p == '"') break;
+        if (*m_p == '\n' || *m_p == '\0')
             throw SyntaxError{token.where, "this string has no closing quote on its line"};
-        if (*p_ == '\\' && (p_[1] == '"' || p_[1] == '\\')) {
+        if (*m_p == '\\' && (m_p[1] == '"' || m_p[1] == '\\')) {
             token.escaped = true;
-            ++p_;
+            ++m_p;
         }
     }
     token.kind = TokenKind::string;
-    token.text = {start, static_cast<std::size_t>(p_ - start)};
-    ++p_;
+    token.text = {start, static_cast<std::size_t>(m_p - start)};
+    ++m_p;
     return token;
 }
 
 Token Lexer::bytes_token(Token token) {
-    const char* const start = ++p_;
-    for (; *p_ != '\''; ++p_) {
+    const char* const start = ++m_p;
+    for (; *m_p != '\''; ++m_p) {
         const bool hex =
-            has(*p_, is_digit) || (*p_ >= 'a' && *p_ <= 'f') || (*p_ >= 'A' && *p_ <= 'F');
-        if (*p_ == '\n') {
-            ++line_;
-            line_start_ = p_ + 1;
-        } else if (!hex && !has(*p_, is_blank)) {
+            has(*m_p, is_digit) || (*m_p >= 'a' && *m_p <= 'f') || (*m_p >= 'A' && *m_p <= 'F');
+        if (*m_p == '\n') {
+            ++m_line;
+            m_line_start = m_p + 1;
+        } else if (!hex && !has(*m_p, is_blank)) {
             throw SyntaxError{place(), "a byte string holds pairs of hexadecimal digits only"};
         }
     }
     token.kind = TokenKind::bytes;
-    token.text = {start, static_cast<std::size_t>(p_ - start)};
-    ++p_;
+    token.text = {start, static_cast<std::size_t>(m_p - start)};
+    ++m_p;
     return token;
 }
 

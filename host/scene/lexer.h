@@ -58,7 +58,7 @@ class Lexer {
     // Forgets all open texts, after an error that ends the reading.
     void close_all();
     // Lets go of the texts that ended since the last call.
-    void retire() { retired_.clear(); }
+    void retire() { m_retired.clear(); }
 
     Token next();
 
@@ -70,7 +70,7 @@ class Lexer {
     std::int32_t raw_integer();
     // The place of the number that was read last.
     Location number_place() const {
-        return {file_, line_, static_cast<std::uint32_t>(number_ - line_start_ + 1)};
+        return {m_file, m_line, static_cast<std::uint32_t>(m_number - m_line_start + 1)};
     }
     // The next word when it has one letter only, else 0. Does not take it.
     char raw_letter();
@@ -78,11 +78,11 @@ class Lexer {
     bool raw_accept(std::string_view word);
     bool at_word_start();
     // Steps over one byte that peek() has shown.
-    void skip_byte() { ++p_; }
+    void skip_byte() { ++m_p; }
     // Behind a backquote: `size` bytes and the closing backquote. Throws when they are not there.
     std::string_view raw_block(std::size_t size);
     // Bytes left in the present text: bounds what counts in headers may promise.
-    std::size_t remaining() const { return static_cast<std::size_t>(end_ - p_); }
+    std::size_t remaining() const { return static_cast<std::size_t>(m_end - m_p); }
     // Makes `token`, the one that next() gave last, the next again.
     void unread(const Token& token);
 
@@ -123,19 +123,19 @@ class Lexer {
     std::string_view rest_of_line();
     std::string find_include(const std::string& name, bool path_first) const;
 
-    Diagnostics& diagnostics_;
-    Substitution& substitution_;
-    const ReaderSettings& settings_;
+    Diagnostics& m_diagnostics;
+    Substitution& m_substitution;
+    const ReaderSettings& m_settings;
 
-    const char *p_, *end_, *line_start_; // of the innermost frame
-    const char* number_;
-    std::uint32_t line_ = 1, file_ = 0;
-    Location last_place_;                 // where the last text ended, for errors at the end
-    const char* progress_mark_ = nullptr; // beyond it, the progress is reported
-    std::vector<Frame> frames_;
-    std::vector<std::unique_ptr<Source>> retired_;
-    std::map<std::string, std::string, std::less<>> registry_actions_;
-    std::size_t includes_ = 0;
+    const char *m_p, *m_end, *m_line_start; // of the innermost frame
+    const char* m_number;
+    std::uint32_t m_line = 1, m_file = 0;
+    Location m_last_place;                 // where the last text ended, for errors at the end
+    const char* m_progress_mark = nullptr; // beyond it, the progress is reported
+    std::vector<Frame> m_frames;
+    std::vector<std::unique_ptr<Source>> m_retired;
+    std::map<std::string, std::string, std::less<>> m_registry_actions;
+    std::size_t m_includes = 0;
 };
 
 // "a/b.mi": "a/"; "b.mi": nothing.

@@ -41,10 +41,10 @@ std::string folder_of(const std::string& path) {
 }
 
 std::string_view Lexer::rest_of_line() {
-    const void* const found = std::memchr(p_, '\n', remaining());
-    const char* const last = found ? static_cast<const char*>(found) : end_;
-    const std::string_view line(p_, static_cast<std::size_t>(last - p_));
-    p_ = last;
+    const void* const found = std::memchr(m_p, '\n', remaining());
+    const char* const last = found ? static_cast<const char*>(found) : m_end;
+    const std::string_view line(m_p, static_cast<std::size_t>(last - m_p));
+    m_p = last;
     return line;
 }
 
@@ -65,75 +65,75 @@ std::optional<std::string> Lexer::quoted(std::string_view& rest) const {
 
 void Lexer::directive() {
     const Location where = place();
-    ++p_;
+    ++m_p;
     std::string_view rest = rest_of_line();
     const std::string_view word = take_word(rest);
-    auto& conditions = frames_.back().conditions;
+    auto& conditions = m_frames.back().conditions;
     if (word == "include") {
         include(rest, where);
     } else if (word == "lookup") {
         if (const auto name = quoted(rest))
             lookup(*name, where);
         else
-            diagnostics_.error(where, "expected a quoted registry name after $lookup");
+            m_diagnostics.error(where, "expected a quoted registry name after $lookup");
     } else if (word == "ifdef" || word == "ifndef" || word == "ifeq" || word == "ifneq") {
         begin_condition(holds(word, rest, where), where);
     } else if (word == "else" || word == "elseifdef" || word == "elseifeq") {
         if (conditions.empty()) {
-            diagnostics_.error(where, dollar(word) + " without $if");
+            m_diagnostics.error(where, dollar(word) + " without $if");
             return;
         }
-        if (conditions.back().in_else) diagnostics_.error(where, dollar(word) + " after $else");
+        if (conditions.back().in_else) m_diagnostics.error(where, dollar(word) + " after $else");
         conditions.back().in_else = word == "else";
         skip_inactive(); // a branch of this $if has been read
     } else if (word == "endif") {
         if (conditions.empty())
-            diagnostics_.error(where, "$endif without $if");
+            m_diagnostics.error(where, "$endif without $if");
         else
             conditions.pop_back();
     } else if (word == "code") {
-        diagnostics_.error(where, "$code is not supported: link a shared object instead");
+        m_diagnostics.error(where, "$code is not supported: link a shared object instead");
         skip_code(where);
     } else if (word == "end") {
-        diagnostics_.error(where, "$end without $code");
+        m_diagnostics.error(where, "$end without $code");
     } else {
-        diagnostics_.error(where, "unknown line '$" + std::string(word) + "'");
+        m_diagnostics.error(where, "unknown line '$" + std::string(word) + "'");
     }
 }
 
 void Lexer::skip_code(Location where) {
-    while (p_ < end_) {
-        ++p_; // the line end
-        ++line_;
-        line_start_ = p_;
+    while (m_p < m_end) {
+        ++m_p; // the line end
+        ++m_line;
+        m_line_start = m_p;
         std::string_view line = rest_of_line();
         if (!line.starts_with("$end")) continue;
         line.remove_prefix(4);
         if (trim(line).starts_with("code")) return;
     }
-    diagnostics_.error(where, "this $code has no $end code");
+    m_diagnostics.error(where, "this $code has no $end code");
 }
 
 void Lexer::begin_condition(bool holds, Location where) {
-    frames_.back().conditions.push_back({where, holds, false});
+    m_frames.back().conditions.push_back({where, holds, false});
     if (!holds) skip_inactive();
 }
 
 // Goes to the line that ends the present branch: a branch that is to be read, or the $endif.
 void Lexer::skip_inactive() {
-    auto& conditions = frames_.back().conditions;
+    auto& conditions = m_frames.back().conditions;
     unsigned inner = 0;
-    while (p_ < end_) {
-        ++p_; // the line end
-        ++line_;
-        line_start_ = p_;
-        if (p_ >= end_) return;
-        if (*p_ != '$') {
+    while (m_p < m_end) {
+        ++m_p; // the line end
+        ++m_line;
+        m_line_start = m_p;
+        if (m_p >= m_end) return;
+        if (*m_p != '$') {
             rest_of_line();
             continue;
         }
         const Location where = place();
-        ++p_;
+        ++m_p;
         std::string_view rest = rest_of_line();
         const std::string_view word = take_word(rest);
         Condition& condition = conditions.back();
@@ -146,7 +146,7 @@ void Lexer::skip_inactive() {
             }
             --inner;
         } else if (inner == 0 && (word == "else" || word == "elseifdef" || word == "elseifeq")) {
-            if (condition.in_else) diagnostics_.error(where, dollar(word) + " after $else");
+            if (condition.in_else) m_diagnostics.error(where, dollar(word) + " after $else");
             condition.in_else = word == "else";
             if (!condition.taken && (word == "else" || holds(word, rest, where))) {
                 condition.taken = true;
@@ -157,8 +157,8 @@ void Lexer::skip_inactive() {
 }
 
 std::string Lexer::key_value(std::string_view key) const {
-    if (key.find('{') == std::string_view::npos) return substitution_.variable(key);
-    const std::string value = substitution_.substitute(key);
+    if (key.find('{') == std::string_view::npos) return m_substitution.variable(key);
+    const std::string value = m_substitution.substitute(key);
     // A registry name that is not there stays as it is in texts, but does not count as defined.
     return value == key ? std::string{} : value;
 }
@@ -168,10 +168,10 @@ bool Lexer::holds(std::string_view word, std::string_view rest, Location where) 
     const bool compares = word == "ifeq" || word == "ifneq" || word == "elseifeq";
     const auto constant = compares ? quoted(rest) : std::optional<std::string>("");
     if (!key || !constant) {
-        diagnostics_.error(where, "expected " +
-                                      std::string(compares ? "a quoted key and a quoted constant"
-                                                           : "a quoted key") +
-                                      " after " + dollar(word));
+        m_diagnostics.error(where, "expected " +
+                                       std::string(compares ? "a quoted key and a quoted constant"
+                                                            : "a quoted key") +
+                                       " after " + dollar(word));
         return false;
     }
     const std::string value = key_value(*key);
@@ -191,14 +191,14 @@ std::string Lexer::find_include(const std::string& name, bool path_first) const 
     if (path.is_absolute()) return name;
     if (!path_first && exists(path)) return name;
     // Next to the file that asks.
-    const fs::path beside = fs::path(frames_.back().folder) / path;
+    const fs::path beside = fs::path(m_frames.back().folder) / path;
     if (!path_first && exists(beside)) return beside.string();
-    auto directories = settings_.include_directories;
+    auto directories = m_settings.include_directories;
     if (const char* const list = std::getenv("MI_RAY_INCPATH")) // NOLINT(concurrency-mt-unsafe)
         for (std::string& directory : split_path_list(list))
             directories.push_back(std::move(directory));
-    directories.insert(directories.end(), settings_.built_in_includes.begin(),
-                       settings_.built_in_includes.end());
+    directories.insert(directories.end(), m_settings.built_in_includes.begin(),
+                       m_settings.built_in_includes.end());
     for (const std::string& directory : directories)
         if (exists(fs::path(directory) / path)) return (fs::path(directory) / path).string();
     if (path_first && exists(path)) return name;
@@ -216,23 +216,23 @@ void Lexer::include(std::string_view rest, Location where) {
         name = quoted(rest);
     }
     if (!name || name->empty()) {
-        diagnostics_.error(where, "expected \"file\" or <file> after $include");
+        m_diagnostics.error(where, "expected \"file\" or <file> after $include");
         return;
     }
-    const std::string wanted = substitution_.path(*name);
+    const std::string wanted = m_substitution.path(*name);
     const std::string found = find_include(wanted, path_first);
     if (found.empty())
-        diagnostics_.error(where, "cannot find '" + wanted + "' to include");
+        m_diagnostics.error(where, "cannot find '" + wanted + "' to include");
     else
         open_file(found, where);
 }
 
 bool Lexer::open_file(const std::string& path, Location from) {
-    if (frames_.size() > settings_.include_limit || ++includes_ > include_count_limit) {
-        diagnostics_.error(from, frames_.size() > settings_.include_limit
-                                     ? "files include one another more than " +
-                                           std::to_string(settings_.include_limit) + " deep"
-                                     : std::string("too many files are included"));
+    if (m_frames.size() > m_settings.include_limit || ++m_includes > include_count_limit) {
+        m_diagnostics.error(from, m_frames.size() > m_settings.include_limit
+                                      ? "files include one another more than " +
+                                            std::to_string(m_settings.include_limit) + " deep"
+                                      : std::string("too many files are included"));
         // No use to go on: what includes itself would come here again and again.
         close_all();
         return false;
@@ -240,7 +240,7 @@ bool Lexer::open_file(const std::string& path, Location from) {
     std::string error;
     auto source = Source::from_file(path, error);
     if (!source) {
-        diagnostics_.error(from, "cannot read '" + path + "': " + error);
+        m_diagnostics.error(from, "cannot read '" + path + "': " + error);
         return false;
     }
     open(std::move(source), path, from, folder_of(path));
@@ -248,25 +248,25 @@ bool Lexer::open_file(const std::string& path, Location from) {
 }
 
 void Lexer::set_registry_actions(const std::string& name, std::string text) {
-    registry_actions_[name] = std::move(text);
+    m_registry_actions[name] = std::move(text);
 }
 
 void Lexer::lookup(const std::string& name, Location where) {
-    const auto found = registry_actions_.find(name);
-    if (found == registry_actions_.end()) {
+    const auto found = m_registry_actions.find(name);
+    if (found == m_registry_actions.end()) {
         // These configure renderers; an unknown one is left alone.
         if (!name.starts_with("{_MI_") && !name.starts_with("_MI_"))
-            diagnostics_.error(where, "there is no registry entry '" + name + "'");
+            m_diagnostics.error(where, "there is no registry entry '" + name + "'");
         return;
     }
-    if (frames_.size() > settings_.include_limit || ++includes_ > include_count_limit) {
-        diagnostics_.error(where, "registry entries look up one another without end");
+    if (m_frames.size() > m_settings.include_limit || ++m_includes > include_count_limit) {
+        m_diagnostics.error(where, "registry entries look up one another without end");
         close_all();
         return;
     }
     std::string error;
     if (auto source = Source::from_text(found->second, error))
-        open(std::move(source), "registry " + name, where, frames_.back().folder);
+        open(std::move(source), "registry " + name, where, m_frames.back().folder);
 }
 
 } // namespace vx::scene

@@ -10,19 +10,19 @@ namespace vx::scene {
 
 class MeshBuilder {
   public:
-    explicit MeshBuilder(bool tagged) : tagged_(tagged) {}
+    explicit MeshBuilder(bool tagged) : m_tagged(tagged) {}
 
-    bool tagged() const { return tagged_; }
-    Mesh& mesh() { return mesh_; }
+    bool tagged() const { return m_tagged; }
+    Mesh& mesh() { return m_mesh; }
 
     // Vertices that are added from here on are numbered from 0.
-    void begin_group() { base_ = mesh_.positions.size(); }
-    std::size_t group_vertices() const { return mesh_.positions.size() - base_; }
+    void begin_group() { m_base = m_mesh.positions.size(); }
+    std::size_t group_vertices() const { return m_mesh.positions.size() - m_base; }
 
-    void add_vertex(const Vec3& position) { mesh_.positions.push_back(position); }
+    void add_vertex(const Vec3& position) { m_mesh.positions.push_back(position); }
     // For the vertex added last. False: it has this one already.
     bool set(std::vector<Vec3>& plane, const Vec3& value) {
-        const std::size_t count = mesh_.positions.size();
+        const std::size_t count = m_mesh.positions.size();
         if (plane.size() >= count) return false;
         // What earlier vertices did not have.
         if (plane.size() + 1 < count) plane.resize(count - 1);
@@ -37,13 +37,13 @@ class MeshBuilder {
     // Index of a material name, the same for the same name; -1 for the empty one.
     std::int32_t material(std::string_view name);
     // Index or label for the polygons that follow.
-    void set_material(std::int32_t index_or_label) { material_ = index_or_label; }
+    void set_material(std::int32_t index_or_label) { m_material = index_or_label; }
 
     // Corner numbers count in the group; they must be below group_vertices().
     void add_triangle(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
-        const auto base = static_cast<std::uint32_t>(base_);
-        mesh_.triangles.push_back({a + base, b + base, c + base});
-        mesh_.triangle_material.push_back(material_);
+        const auto base = static_cast<std::uint32_t>(m_base);
+        m_mesh.triangles.push_back({a + base, b + base, c + base});
+        m_mesh.triangle_material.push_back(m_material);
     }
     void add_fan(std::span<const std::uint32_t> corners);
     void add_strip(std::span<const std::uint32_t> corners);
@@ -54,14 +54,14 @@ class MeshBuilder {
     Mesh finish();
 
   private:
-    bool tagged_;
-    Mesh mesh_;
-    std::size_t base_ = 0;
-    std::int32_t material_ = -1;
-    std::unordered_map<std::string, std::int32_t> materials_;
-    std::string last_name_;
-    std::int32_t last_material_ = -1;
-    std::vector<Triangle> scratch_;
+    bool m_tagged;
+    Mesh m_mesh;
+    std::size_t m_base = 0;
+    std::int32_t m_material = -1;
+    std::unordered_map<std::string, std::int32_t> m_materials;
+    std::string m_last_name;
+    std::int32_t m_last_material = -1;
+    std::vector<Triangle> m_scratch;
 };
 
 } // namespace vx::scene

@@ -42,8 +42,8 @@ class Names {
                           Object, Instance, InstanceGroup>;
 
     const Content* find(const std::string& name) const {
-        const auto found = contents_.find(name);
-        return found == contents_.end() ? nullptr : &found->second;
+        const auto found = m_contents.find(name);
+        return found == m_contents.end() ? nullptr : &found->second;
     }
     template <class T>
     const T* find_as(const std::string& name) const {
@@ -75,16 +75,16 @@ class Names {
     template <class T>
     void keep(T element) {
         std::string name = element.name;
-        contents_.insert_or_assign(std::move(name), std::make_unique<T>(std::move(element)));
+        m_contents.insert_or_assign(std::move(name), std::make_unique<T>(std::move(element)));
     }
     // A definition with errors: the name exists from here on, so that its uses are no errors too.
     template <class T>
     void keep_name(const std::string& name) {
         auto element = std::make_unique<T>();
         element->name = name;
-        contents_.try_emplace(name, std::move(element));
+        m_contents.try_emplace(name, std::move(element));
     }
-    bool erase(const std::string& name) { return contents_.erase(name) > 0; }
+    bool erase(const std::string& name) { return m_contents.erase(name) > 0; }
 
     static std::string kind_of(const Content& content) {
         const std::string kind = std::visit(
@@ -99,7 +99,7 @@ class Names {
     static std::string quote(const std::string& name) { return '\'' + name + '\''; }
 
   private:
-    std::unordered_map<std::string, Content> contents_;
+    std::unordered_map<std::string, Content> m_contents;
 };
 
 } // namespace vx::scene

@@ -55,7 +55,7 @@ class Clause {
     void parse(Context& c, ShaderList& list);
 
   private:
-    bool seen_ = false;
+    bool m_seen = false;
 };
 
 // parse_declare.cpp

@@ -239,8 +239,8 @@ void parse_named_shader(Context& c, bool incremental) {
 
 void Clause::parse(Context& c, ShaderList& list) {
     ShaderList shaders = parse_shader_list(c);
-    if (shaders.empty() || !seen_) list.clear();
-    seen_ = !shaders.empty();
+    if (shaders.empty() || !m_seen) list.clear();
+    m_seen = !shaders.empty();
     list.insert(list.end(), std::make_move_iterator(shaders.begin()),
                 std::make_move_iterator(shaders.end()));
 }

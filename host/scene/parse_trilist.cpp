@@ -89,24 +89,24 @@ Header parse_header(Cursor& cursor) {
 // Numbers of one vertex, one after the other, from text or from a binary block.
 class TextNumbers {
   public:
-    explicit TextNumbers(Lexer& text) : text_(text) {}
-    float next() { return text_.raw_float(); }
+    explicit TextNumbers(Lexer& text) : m_text(text) {}
+    float next() { return m_text.raw_float(); }
 
   private:
-    Lexer& text_;
+    Lexer& m_text;
 };
 
 class BinaryNumbers {
   public:
-    explicit BinaryNumbers(const char* bytes) : bytes_(bytes) {}
+    explicit BinaryNumbers(const char* bytes) : m_bytes(bytes) {}
     float next() {
-        const float value = big_endian_float(bytes_);
-        bytes_ += 4;
+        const float value = big_endian_float(m_bytes);
+        m_bytes += 4;
         return value;
     }
 
   private:
-    const char* bytes_;
+    const char* m_bytes;
 };
 
 template <class Numbers>
@@ -255,19 +255,19 @@ void parse_vertices(Cursor& cursor, MeshBuilder& builder, const Header& header) 
 class IndexedNumbers {
   public:
     IndexedNumbers(Lexer& text, const std::vector<Vec3>& vectors)
-        : text_(text), vectors_(vectors) {}
+        : m_text(text), m_vectors(vectors) {}
     const Vec3& next() {
-        const std::int32_t i = text_.raw_integer();
-        if (i < 0 || static_cast<std::size_t>(i) >= vectors_.size())
-            throw SyntaxError{text_.number_place(), "there is no vector " + std::to_string(i) +
-                                                        ": the list has " +
-                                                        std::to_string(vectors_.size())};
-        return vectors_[static_cast<std::size_t>(i)];
+        const std::int32_t i = m_text.raw_integer();
+        if (i < 0 || static_cast<std::size_t>(i) >= m_vectors.size())
+            throw SyntaxError{m_text.number_place(), "there is no vector " + std::to_string(i) +
+                                                         ": the list has " +
+                                                         std::to_string(m_vectors.size())};
+        return m_vectors[static_cast<std::size_t>(i)];
     }
 
   private:
-    Lexer& text_;
-    const std::vector<Vec3>& vectors_;
+    Lexer& m_text;
+    const std::vector<Vec3>& m_vectors;
 };
 
 void add_indexed_vertex(MeshBuilder& builder, const Header& header, IndexedNumbers& vectors) {

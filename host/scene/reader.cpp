@@ -31,59 +31,61 @@ class Reader::Impl {
   public:
     Impl(SceneReceiver& receiver, Diagnostics& diagnostics, Substitution& substitution,
          ReaderSettings settings)
-        : settings_(std::move(settings)),
-          diagnostics_(diagnostics),
-          lexer_(diagnostics, substitution, settings_),
-          cursor_(lexer_, diagnostics),
-          context_{lexer_, cursor_, receiver, diagnostics, substitution, settings_} {}
+        : m_settings(std::move(settings)),
+          m_diagnostics(diagnostics),
+          m_lexer(diagnostics, substitution, m_settings),
+          m_cursor(m_lexer, diagnostics),
+          m_context{m_lexer, m_cursor, receiver, diagnostics, substitution, m_settings} {}
 
     bool read(std::unique_ptr<Source> source, const std::string& name, const std::string& error) {
         if (stopped()) return false;
-        const std::size_t before = diagnostics_.errors();
+        const std::size_t before = m_diagnostics.errors();
         if (!source) {
-            diagnostics_.error({}, "cannot read '" + name + "': " + error);
+            m_diagnostics.error({}, "cannot read '" + name + "': " + error);
             return false;
         }
-        lexer_.open(std::move(source), name, {}, folder_of(name));
-        cursor_.advance();
-        while (!cursor_.at_end() && !stopped())
+        m_lexer.open(std::move(source), name, {}, folder_of(name));
+        m_cursor.advance();
+        while (!m_cursor.at_end() && !stopped())
             statement();
-        lexer_.close_all();
-        lexer_.retire();
-        if (diagnostics_.errors() >= settings_.error_limit && !told_) {
-            told_ = true;
-            diagnostics_.note({}, "too many errors, the rest of the scene is not read");
+        m_lexer.close_all();
+        m_lexer.retire();
+        if (m_diagnostics.errors() >= m_settings.error_limit && !m_told) {
+            m_told = true;
+            m_diagnostics.note({}, "too many errors, the rest of the scene is not read");
         }
-        return diagnostics_.errors() == before;
+        return m_diagnostics.errors() == before;
     }
 
-    bool stopped() const { return context_.stop || diagnostics_.errors() >= settings_.error_limit; }
+    bool stopped() const {
+        return m_context.stop || m_diagnostics.errors() >= m_settings.error_limit;
+    }
 
   private:
     void statement() {
-        lexer_.retire();
-        const std::uint64_t before = cursor_.taken();
-        context_.closing.clear();
+        m_lexer.retire();
+        const std::uint64_t before = m_cursor.taken();
+        m_context.closing.clear();
         try {
-            parse_statement(context_);
+            parse_statement(m_context);
         } catch (const SyntaxError& error) {
-            diagnostics_.error(error.where, error.text);
-            if (cursor_.taken() == before) cursor_.advance();
-            cursor_.skip_statement(context_.closing);
+            m_diagnostics.error(error.where, error.text);
+            if (m_cursor.taken() == before) m_cursor.advance();
+            m_cursor.skip_statement(m_context.closing);
         }
     }
 
-    ReaderSettings settings_;
-    Diagnostics& diagnostics_;
-    Lexer lexer_;
-    Cursor cursor_;
-    Context context_;
-    bool told_ = false;
+    ReaderSettings m_settings;
+    Diagnostics& m_diagnostics;
+    Lexer m_lexer;
+    Cursor m_cursor;
+    Context m_context;
+    bool m_told = false;
 };
 
 Reader::Reader(SceneReceiver& receiver, Diagnostics& diagnostics, Substitution& substitution,
                ReaderSettings settings)
-    : impl_(std::make_unique<Impl>(receiver, diagnostics, substitution, std::move(settings))) {}
+    : m_impl(std::make_unique<Impl>(receiver, diagnostics, substitution, std::move(settings))) {}
 
 Reader::~Reader() = default;
 
@@ -97,25 +99,25 @@ bool Reader::read_file(const std::string& path) {
         name += ".mi";
     std::string error;
     auto source = Source::from_file(name, error);
-    return impl_->read(std::move(source), name, error);
+    return m_impl->read(std::move(source), name, error);
 }
 
 bool Reader::read_descriptor(int descriptor, const std::string& name) {
     if (stopped()) return false;
     std::string error;
     auto source = Source::from_descriptor(descriptor, error);
-    return impl_->read(std::move(source), name, error);
+    return m_impl->read(std::move(source), name, error);
 }
 
 bool Reader::read_text(std::string_view text, const std::string& name) {
     if (stopped()) return false;
     std::string error;
     auto source = Source::from_text(text, error);
-    return impl_->read(std::move(source), name, error);
+    return m_impl->read(std::move(source), name, error);
 }
 
 bool Reader::stopped() const {
-    return impl_->stopped();
+    return m_impl->stopped();
 }
 
 } // namespace vx::scene

@@ -52,7 +52,7 @@ class Reader {
 
   private:
     class Impl;
-    std::unique_ptr<Impl> impl_;
+    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace vx::scene

@@ -19,16 +19,16 @@ constexpr std::size_t unpacked_limit = std::size_t{1} << 36;
 
 class Descriptor {
   public:
-    explicit Descriptor(int number) : number_(number) {}
+    explicit Descriptor(int number) : m_number(number) {}
     ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
+        if (m_number >= 0) ::close(m_number);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    int number() const { return number_; }
+    int number() const { return m_number; }
 
   private:
-    int number_;
+    int m_number;
 };
 
 std::string reason(int number) {
@@ -38,17 +38,17 @@ std::string reason(int number) {
 } // namespace
 
 bool Source::reserve(std::size_t capacity) {
-    if (capacity <= capacity_) return true;
-    void* const grown = std::realloc(bytes_.get(), capacity + padding);
+    if (capacity <= m_capacity) return true;
+    void* const grown = std::realloc(m_bytes.get(), capacity + padding);
     if (!grown) return false;
-    (void)bytes_.release();
-    bytes_.reset(static_cast<char*>(grown));
-    capacity_ = capacity;
+    (void)m_bytes.release();
+    m_bytes.reset(static_cast<char*>(grown));
+    m_capacity = capacity;
     return true;
 }
 
 void Source::finish() {
-    std::memset(bytes_.get() + size_, 0, padding);
+    std::memset(m_bytes.get() + m_size, 0, padding);
 }
 
 std::unique_ptr<Source> Source::from_file(const std::string& path, std::string& error) {
@@ -68,24 +68,24 @@ std::unique_ptr<Source> Source::from_descriptor(int descriptor, std::string& err
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
         expected = static_cast<std::size_t>(status.st_size) + 1;
     for (;;) {
-        if (source->size_ == source->capacity_) {
-            const std::size_t wanted = source->capacity_ == 0
+        if (source->m_size == source->m_capacity) {
+            const std::size_t wanted = source->m_capacity == 0
                                            ? expected
-                                           : source->capacity_ + source->capacity_ / 2 + chunk;
+                                           : source->m_capacity + source->m_capacity / 2 + chunk;
             if (!source->reserve(wanted)) {
                 error = "out of memory";
                 return nullptr;
             }
         }
-        const ssize_t got = ::read(descriptor, source->bytes_.get() + source->size_,
-                                   source->capacity_ - source->size_);
+        const ssize_t got = ::read(descriptor, source->m_bytes.get() + source->m_size,
+                                   source->m_capacity - source->m_size);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
             error = reason(errno);
             return nullptr;
         }
         if (got == 0) break;
-        source->size_ += static_cast<std::size_t>(got);
+        source->m_size += static_cast<std::size_t>(got);
     }
     source->finish();
     return unpack(std::move(source), error);
@@ -97,15 +97,15 @@ std::unique_ptr<Source> Source::from_text(std::string_view text, std::string& er
         error = "out of memory";
         return nullptr;
     }
-    if (!text.empty()) std::memcpy(source->bytes_.get(), text.data(), text.size());
-    source->size_ = text.size();
+    if (!text.empty()) std::memcpy(source->m_bytes.get(), text.data(), text.size());
+    source->m_size = text.size();
     source->finish();
     return unpack(std::move(source), error);
 }
 
 std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::string& error) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(packed->begin()[i]); };
-    if (packed->size_ < 2 || byte(0) != 0x1f || byte(1) != 0x8b) return packed;
+    if (packed->m_size < 2 || byte(0) != 0x1f || byte(1) != 0x8b) return packed;
 
     z_stream stream{};
     constexpr int gzip_window = 15 + 16;
@@ -119,30 +119,30 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
     auto plain = std::make_unique<Source>();
     std::size_t used = 0;
     int status = Z_OK;
-    while (status != Z_STREAM_END || used < packed->size_) {
+    while (status != Z_STREAM_END || used < packed->m_size) {
         if (status == Z_STREAM_END) inflateReset(&stream);
-        if (plain->size_ == plain->capacity_) {
+        if (plain->m_size == plain->m_capacity) {
             const std::size_t wanted =
-                plain->capacity_ == 0 ? packed->size_ * 4 + chunk : plain->capacity_ * 2;
+                plain->m_capacity == 0 ? packed->m_size * 4 + chunk : plain->m_capacity * 2;
             if (wanted > unpacked_limit || !plain->reserve(wanted)) {
                 error = "unpacks to more than memory holds";
                 return nullptr;
             }
         }
         constexpr std::size_t step = std::size_t{1} << 30;
-        const std::size_t in = std::min(packed->size_ - used, step);
-        const std::size_t out = std::min(plain->capacity_ - plain->size_, step);
-        stream.next_in = reinterpret_cast<Bytef*>(packed->bytes_.get() + used);
+        const std::size_t in = std::min(packed->m_size - used, step);
+        const std::size_t out = std::min(plain->m_capacity - plain->m_size, step);
+        stream.next_in = reinterpret_cast<Bytef*>(packed->m_bytes.get() + used);
         stream.avail_in = static_cast<uInt>(in);
-        stream.next_out = reinterpret_cast<Bytef*>(plain->bytes_.get() + plain->size_);
+        stream.next_out = reinterpret_cast<Bytef*>(plain->m_bytes.get() + plain->m_size);
         stream.avail_out = static_cast<uInt>(out);
         status = inflate(&stream, Z_NO_FLUSH);
         used += in - stream.avail_in;
-        plain->size_ += out - stream.avail_out;
+        plain->m_size += out - stream.avail_out;
         const bool stuck = stream.avail_in == in && stream.avail_out == out;
         if ((status != Z_OK && status != Z_STREAM_END) || stuck) {
-            error = used == packed->size_ ? "compressed data ends too early"
-                                          : "compressed data is damaged";
+            error = used == packed->m_size ? "compressed data ends too early"
+                                           : "compressed data is damaged";
             return nullptr;
         }
     }

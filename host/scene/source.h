@@ -15,9 +15,9 @@ namespace vx::scene {
  */
 class Source {
   public:
-    const char* begin() const { return bytes_.get(); }
-    const char* end() const { return bytes_.get() + size_; }
-    std::size_t size() const { return size_; }
+    const char* begin() const { return m_bytes.get(); }
+    const char* end() const { return m_bytes.get() + m_size; }
+    std::size_t size() const { return m_size; }
 
     // Null with a reason in `error` when the file cannot be read or unpacked.
     static std::unique_ptr<Source> from_file(const std::string& path, std::string& error);
@@ -34,8 +34,8 @@ class Source {
     bool reserve(std::size_t capacity);
     void finish();
 
-    Bytes bytes_;
-    std::size_t size_ = 0, capacity_ = 0;
+    Bytes m_bytes;
+    std::size_t m_size = 0, m_capacity = 0;
 };
 
 } // namespace vx::scene

@@ -106,23 +106,23 @@ std::string environment(const std::string& name) {
 
 void Substitution::set_variable(std::string name, std::optional<std::string> value) {
     if (value)
-        variables_[std::move(name)] = std::move(*value);
+        m_variables[std::move(name)] = std::move(*value);
     else
-        variables_.erase(name);
+        m_variables.erase(name);
 }
 
 std::string Substitution::variable(std::string_view name) const {
-    const auto found = variables_.find(name);
-    return found == variables_.end() ? std::string{} : found->second;
+    const auto found = m_variables.find(name);
+    return found == m_variables.end() ? std::string{} : found->second;
 }
 
 void Substitution::set_registry(std::string name, std::string value) {
-    registry_[std::move(name)] = std::move(value);
+    m_registry[std::move(name)] = std::move(value);
 }
 
 std::optional<std::string> Substitution::registry(std::string_view name) const {
-    const auto found = registry_.find(name);
-    if (found == registry_.end()) return std::nullopt;
+    const auto found = m_registry.find(name);
+    if (found == m_registry.end()) return std::nullopt;
     return found->second;
 }
 

@@ -38,8 +38,8 @@ class Substitution {
     std::string path(std::string_view text) const;
 
   private:
-    std::map<std::string, std::string, std::less<>> variables_;
-    std::map<std::string, std::string, std::less<>> registry_;
+    std::map<std::string, std::string, std::less<>> m_variables;
+    std::map<std::string, std::string, std::less<>> m_registry;
 };
 
 // `text` with rules such as "/search/replace/ :a:b:" applied one after the other, each at every

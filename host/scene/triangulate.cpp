@@ -160,55 +160,57 @@ void join_hole(const std::vector<Point>& flat, std::vector<std::uint32_t>& outli
 class EarClipper {
   public:
     EarClipper(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline)
-        : outline_(outline), next_(outline.size()), previous_(outline.size()) {
+        : m_outline(outline), m_next(outline.size()), m_previous(outline.size()) {
         const std::size_t n = outline.size();
-        at_.reserve(n);
+        m_at.reserve(n);
         for (std::size_t i = 0; i < n; ++i) {
-            at_.push_back(flat[outline[i]]);
-            next_[i] = (i + 1) % n;
-            previous_[i] = (i + n - 1) % n;
+            m_at.push_back(flat[outline[i]]);
+            m_next[i] = (i + 1) % n;
+            m_previous[i] = (i + n - 1) % n;
         }
-        reflex_.resize(n);
+        m_reflex.resize(n);
         for (std::size_t i = 0; i < n; ++i)
-            reflex_[i] = !convex(i);
+            m_reflex[i] = !convex(i);
     }
 
     bool run(std::span<const std::uint32_t> corners, std::vector<Triangle>& triangles) {
-        std::size_t left = outline_.size(), now = 0, refused = 0;
+        std::size_t left = m_outline.size(), now = 0, refused = 0;
         bool in_budget = true;
         while (left > 3) {
-            in_budget = in_budget && work_ < work_limit;
+            in_budget = in_budget && m_work < work_limit;
             // After a full turn without an ear the polygon crosses itself: cut where we are.
             if (in_budget && refused < left && !is_ear(now)) {
-                now = next_[now];
+                now = m_next[now];
                 ++refused;
                 continue;
             }
             emit(now, corners, triangles);
-            const std::size_t before = previous_[now], after = next_[now];
-            next_[before] = after;
-            previous_[after] = before;
-            reflex_[before] = !convex(before);
-            reflex_[after] = !convex(after);
+            const std::size_t before = m_previous[now], after = m_next[now];
+            m_next[before] = after;
+            m_previous[after] = before;
+            m_reflex[before] = !convex(before);
+            m_reflex[after] = !convex(after);
             --left;
             refused = 0;
             // Going on behind the neighbour spreads the cuts and avoids long thin fans.
-            now = next_[after];
+            now = m_next[after];
         }
         emit(now, corners, triangles);
         return in_budget;
     }
 
   private:
-    bool convex(std::size_t i) const { return cross(at_[previous_[i]], at_[i], at_[next_[i]]) > 0; }
+    bool convex(std::size_t i) const {
+        return cross(m_at[m_previous[i]], m_at[i], m_at[m_next[i]]) > 0;
+    }
 
     bool is_ear(std::size_t i) {
-        if (reflex_[i]) return false;
-        const Point a = at_[previous_[i]], b = at_[i], c = at_[next_[i]];
-        for (std::size_t j = next_[next_[i]]; j != previous_[i]; j = next_[j]) {
-            ++work_;
-            if (!reflex_[j]) continue;
-            const Point p = at_[j];
+        if (m_reflex[i]) return false;
+        const Point a = m_at[m_previous[i]], b = m_at[i], c = m_at[m_next[i]];
+        for (std::size_t j = m_next[m_next[i]]; j != m_previous[i]; j = m_next[j]) {
+            ++m_work;
+            if (!m_reflex[j]) continue;
+            const Point p = m_at[j];
             // The two ends of a bridge lie on one another.
             if (p == a || p == b || p == c) continue;
             if (in_triangle(p, a, b, c)) return false;
@@ -218,16 +220,16 @@ class EarClipper {
 
     void emit(std::size_t i, std::span<const std::uint32_t> corners,
               std::vector<Triangle>& triangles) const {
-        const Triangle t = {corners[outline_[previous_[i]]], corners[outline_[i]],
-                            corners[outline_[next_[i]]]};
+        const Triangle t = {corners[m_outline[m_previous[i]]], corners[m_outline[i]],
+                            corners[m_outline[m_next[i]]]};
         if (t[0] != t[1] && t[1] != t[2] && t[2] != t[0]) triangles.push_back(t);
     }
 
-    const std::vector<std::uint32_t>& outline_;
-    std::vector<Point> at_;
-    std::vector<std::size_t> next_, previous_;
-    std::vector<bool> reflex_;
-    std::size_t work_ = 0;
+    const std::vector<std::uint32_t>& m_outline;
+    std::vector<Point> m_at;
+    std::vector<std::size_t> m_next, m_previous;
+    std::vector<bool> m_reflex;
+    std::size_t m_work = 0;
 };
 
 // Four corners, the usual case: one of the two diagonals, without the machinery.

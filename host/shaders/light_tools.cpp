@@ -24,7 +24,7 @@ bool cast_shadow(miColor* result, miState* state, bool shadows, miScalar factor)
     if (!shadows || factor >= 1 || state->type != miRAY_LIGHT) return !is_dark(*result);
     const miColor full = *result;
     if (!mi_trace_shadow(result, state)) *result = {0, 0, 0, 0};
-    const miScalar keep = std::max(factor, 0.0F);
+    const miScalar keep = std::max(factor, 0.0f);
     *result = *result * (1 - keep) + full * keep;
     return !is_dark(*result);
 }

@@ -1,6 +1,5 @@
 // What the light shaders share.
-#ifndef VX_HOST_SHADERS_LIGHT_TOOLS_H
-#define VX_HOST_SHADERS_LIGHT_TOOLS_H
+#pragma once
 
 #include "shader.h"
 
@@ -24,5 +23,3 @@ miScalar cone_falloff(miScalar cosine, miScalar inner, miScalar outer);
 bool cast_shadow(miColor* result, miState* state, bool shadows, miScalar factor);
 
 } // namespace vx::shaders
-
-#endif

@@ -10,7 +10,7 @@ enum Mode : miInteger { mode_inclusive = 1, mode_exclusive = 2, mode_instance = 
 
 } // namespace
 
-Lights::Lights(miState* state, LightParameters& parameters) : few_{}, data_(few_.data()) {
+Lights::Lights(miState* state, LightParameters& parameters) : m_few{}, m_data(m_few.data()) {
     int n = std::max(0, parameters.count);
     miTag* list = parameters.x + parameters.first;
     switch (*mi_eval_integer(&parameters.mode)) {
@@ -26,12 +26,12 @@ Lights::Lights(miState* state, LightParameters& parameters) : few_{}, data_(few_
     default:
         if (n == 0) mi_instance_lightlist(&n, &list, state);
     }
-    count_ = std::max(0, n);
-    if (static_cast<std::size_t>(count_) <= few_.size()) {
-        std::copy_n(list, count_, few_.begin());
+    m_count = std::max(0, n);
+    if (static_cast<std::size_t>(m_count) <= m_few.size()) {
+        std::copy_n(list, m_count, m_few.begin());
     } else {
-        many_.assign(list, list + count_);
-        data_ = many_.data();
+        m_many.assign(list, list + m_count);
+        m_data = m_many.data();
     }
 }
 

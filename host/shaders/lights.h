@@ -1,6 +1,5 @@
 // The light lists of illumination shaders, and the sum over their lights.
-#ifndef VX_HOST_SHADERS_LIGHTS_H
-#define VX_HOST_SHADERS_LIGHTS_H
+#pragma once
 
 #include "shader.h"
 
@@ -29,15 +28,15 @@ class Lights {
   public:
     Lights(miState* state, LightParameters& parameters);
 
-    const miTag* begin() const { return data_; }
-    const miTag* end() const { return data_ + count_; }
+    const miTag* begin() const { return m_data; }
+    const miTag* end() const { return m_data + m_count; }
     bool contains(miTag light) const;
 
   private:
-    std::array<miTag, 32> few_;
-    std::vector<miTag> many_;
-    const miTag* data_;
-    int count_ = 0;
+    std::array<miTag, 32> m_few;
+    std::vector<miTag> m_many;
+    const miTag* m_data;
+    int m_count = 0;
 };
 
 /*
@@ -60,7 +59,7 @@ miColor sum_over_lights(miState* state, const Lights& lights, Term&& term) {
             one.b += add.b;
         }
         if (samples < 1) continue;
-        const miScalar weight = 1.0F / static_cast<miScalar>(samples);
+        const miScalar weight = 1.0f / static_cast<miScalar>(samples);
         sum.r += one.r * weight;
         sum.g += one.g * weight;
         sum.b += one.b * weight;
@@ -69,5 +68,3 @@ miColor sum_over_lights(miState* state, const Lights& lights, Term&& term) {
 }
 
 } // namespace vx::shaders
-
-#endif

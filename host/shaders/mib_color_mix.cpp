@@ -26,7 +26,7 @@ struct ColorMixParameters {
 };
 
 miColor clipped(const miColor& c) {
-    const auto clip = [](miScalar x) { return std::clamp(x, 0.0F, 1.0F); };
+    const auto clip = [](miScalar x) { return std::clamp(x, 0.0f, 1.0f); };
     return {clip(c.r), clip(c.g), clip(c.b), clip(c.a)};
 }
 

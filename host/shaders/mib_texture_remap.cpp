@@ -37,7 +37,7 @@ miScalar remapped(miScalar p, const Axis& axis) {
     if (axis.repeat != 0) p *= axis.repeat;
     p += axis.offset;
     const miScalar tile = std::floor(p);
-    if (axis.alternate && std::fmod(std::abs(tile), 2.0F) == 1) p = 2 * tile + 1 - p;
+    if (axis.alternate && std::fmod(std::abs(tile), 2.0f) == 1) p = 2 * tile + 1 - p;
     if (axis.wrap) {
         p -= std::floor(p);
         if (!(p < 1)) p = 0; // a tiny negative one rounds up to 1

@@ -126,8 +126,8 @@ bool select_vector(miState* state, int select, int space, int vertex, miVector* 
 miVector project_vector(const miVector& p, int project) {
     constexpr miScalar pi = std::numbers::pi_v<miScalar>;
     const miScalar length = mi_vector_norm(&p);
-    const miScalar height = length > 0 ? std::clamp(p.y / length, -1.0F, 1.0F) : 0;
-    const miScalar around = std::atan2(p.x, p.z) / (2 * pi) + 0.5F;
+    const miScalar height = length > 0 ? std::clamp(p.y / length, -1.0f, 1.0f) : 0;
+    const miScalar around = std::atan2(p.x, p.z) / (2 * pi) + 0.5f;
     switch (project) {
     case 1:
     case 2:
@@ -137,7 +137,7 @@ miVector project_vector(const miVector& p, int project) {
     case 4:
         return {p.y, p.z, 0};
     case 5:
-        return {around, std::asin(height) / pi + 0.5F, 0};
+        return {around, std::asin(height) / pi + 0.5f, 0};
     case 6:
         return {around, p.y, 0};
     case 7: {

@@ -1,7 +1,6 @@
 // The highlight of a surface of small mirrors, after J. Blinn, "Models of light reflection for
 // computer synthesized pictures" (1977).
-#ifndef VX_HOST_SHADERS_MICROFACET_H
-#define VX_HOST_SHADERS_MICROFACET_H
+#pragma once
 
 #include "shader.h"
 
@@ -27,5 +26,3 @@ miScalar blinn_highlight(const miVector& normal, const miVector& to_light,
                          const miVector& to_viewer, miScalar roughness, miScalar ior);
 
 } // namespace vx::shaders
-
-#endif

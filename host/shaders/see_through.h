@@ -1,6 +1,5 @@
 // What lies straight behind a surface.
-#ifndef VX_HOST_SHADERS_SEE_THROUGH_H
-#define VX_HOST_SHADERS_SEE_THROUGH_H
+#pragma once
 
 #include "shader.h"
 
@@ -16,5 +15,3 @@ inline miColor see_through(miState* state) {
 }
 
 } // namespace vx::shaders
-
-#endif

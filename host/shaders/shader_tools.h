@@ -1,6 +1,5 @@
 // What the shaders of base.so share: colours, and the entry points that a renderer looks for.
-#ifndef VX_HOST_SHADERS_SHADER_TOOLS_H
-#define VX_HOST_SHADERS_SHADER_TOOLS_H
+#pragma once
 
 #include "shader.h"
 
@@ -60,5 +59,3 @@ miColor mix_ray(miState* state, miColor* input, const miColor& weight, Ray&& ray
 }
 
 } // namespace vx::shaders
-
-#endif

@@ -1,6 +1,5 @@
 // The outer shader of Maya's materials, which goes by two names.
-#ifndef VX_HOST_SHADERS_SHADING_ENGINE_H
-#define VX_HOST_SHADERS_SHADING_ENGINE_H
+#pragma once
 
 #include "shader.h"
 
@@ -17,5 +16,3 @@ struct ShadingEngineParameters {
 miBoolean shading_engine(miColor* result, miState* state, ShadingEngineParameters* parameters);
 
 } // namespace vx::shaders
-
-#endif

@@ -61,24 +61,26 @@ class Filler {
   public:
     Filler(const Declaration& declaration, NameResolver& names, scene::Diagnostics& diagnostics,
            BlockReport report)
-        : declaration_(declaration), names_(names), diagnostics_(diagnostics), report_(report) {
-        block_.bytes.resize(static_cast<std::size_t>(declaration.fixed_size));
+        : m_declaration(declaration), m_names(names), m_diagnostics(diagnostics), m_report(report) {
+        m_block.bytes.resize(static_cast<std::size_t>(declaration.fixed_size));
     }
 
     Block run(const std::vector<scene::Parameter>& parameters) {
-        fill_members(declaration_.parameters, 0, parameters, {});
-        return std::move(block_);
+        fill_members(m_declaration.parameters, 0, parameters, {});
+        return std::move(m_block);
     }
 
   private:
     void mistake(scene::Location where, std::string text) {
-        if (report_.mistakes)
-            diagnostics_.error(where, "shader \"" + declaration_.name() + "\": " + std::move(text));
+        if (m_report.mistakes)
+            m_diagnostics.error(where,
+                                "shader \"" + m_declaration.name() + "\": " + std::move(text));
     }
     void unknown(scene::Location where, std::string text) {
-        block_.complete = false;
-        if (report_.unknown)
-            diagnostics_.error(where, "shader \"" + declaration_.name() + "\": " + std::move(text));
+        m_block.complete = false;
+        if (m_report.unknown)
+            m_diagnostics.error(where,
+                                "shader \"" + m_declaration.name() + "\": " + std::move(text));
     }
     void wrong(const Member& member, const scene::Value& value, const std::string& name,
                scene::Location where) {
@@ -88,7 +90,7 @@ class Filler {
 
     template <class T>
     void put(int offset, const T& value) {
-        std::memcpy(block_.bytes.data() + offset, &value, sizeof value);
+        std::memcpy(m_block.bytes.data() + offset, &value, sizeof value);
     }
 
     void fill_members(const std::vector<Member>& members, int base,
@@ -115,7 +117,7 @@ class Filler {
             for (const Member& inner : member.members)
                 put_default(inner, offset + inner.offset);
         } else if (member.type == miTYPE_STRING) {
-            put(offset, names_.text({}));
+            put(offset, m_names.text({}));
         } else if (!member.defaults.empty()) {
             put_numbers(member.type, offset, member.defaults);
         }
@@ -141,14 +143,14 @@ class Filler {
         std::size_t start = first;
         if (count > 1 && element > 0) {
             /* Behind everything else, at a whole number of elements from x[0]. */
-            const std::size_t index = (block_.bytes.size() - first + element - 1) / element;
+            const std::size_t index = (m_block.bytes.size() - first + element - 1) / element;
             start = first + index * element;
             if (count > RecordMemory::ghost_distance / element ||
                 start + count * element > RecordMemory::ghost_distance) {
                 mistake(where, "array \"" + name + "\" is too large");
                 return;
             }
-            block_.bytes.resize(start + count * element);
+            m_block.bytes.resize(start + count * element);
         }
         put(offset, element == 0 ? 0 : static_cast<int>((start - first) / element));
         put(offset + 4, static_cast<int>(count));
@@ -173,7 +175,7 @@ class Filler {
                 wrong(member, value, name, where);
         } else if (std::holds_alternative<scene::Null>(value.content)) {
             if (member.type == miTYPE_STRING)
-                put(offset, names_.text({}));
+                put(offset, m_names.text({}));
             else if (member.type < miTYPE_SHADER || member.type == miTYPE_STRUCT)
                 wrong(member, value, name, where);
             else
@@ -231,13 +233,13 @@ class Filler {
     bool put_text(miParam_type type, int offset, const std::string& text, const std::string& name,
                   scene::Location where) {
         if (type == miTYPE_STRING) {
-            put(offset, names_.text(text));
+            put(offset, m_names.text(text));
             return true;
         }
         if (basic_size(type) != 4 || type < miTYPE_SHADER) return false;
         miTag tag = miNULLTAG;
         if (!text.empty()) {
-            const std::optional<miTag> found = names_.reference(type, text);
+            const std::optional<miTag> found = m_names.reference(type, text);
             if (found)
                 tag = *found;
             else
@@ -250,12 +252,12 @@ class Filler {
 
     void connect(const Member& member, int offset, const std::string& source,
                  const std::string& name, scene::Location where) {
-        const Function* function = names_.shader(source);
+        const Function* function = m_names.shader(source);
         std::string_view field;
         if (function == nullptr) {
             const std::size_t dot = source.rfind('.');
             if (dot != std::string::npos) {
-                function = names_.shader(std::string_view(source).substr(0, dot));
+                function = m_names.shader(std::string_view(source).substr(0, dot));
                 field = std::string_view(source).substr(dot + 1);
             }
         }
@@ -297,14 +299,14 @@ class Filler {
                                source + '"');
             return;
         }
-        block_.connections.push_back(connection);
+        m_block.connections.push_back(connection);
     }
 
-    const Declaration& declaration_;
-    NameResolver& names_;
-    scene::Diagnostics& diagnostics_;
-    const BlockReport report_;
-    Block block_;
+    const Declaration& m_declaration;
+    NameResolver& m_names;
+    scene::Diagnostics& m_diagnostics;
+    const BlockReport m_report;
+    Block m_block;
 };
 
 } // namespace

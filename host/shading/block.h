@@ -2,8 +2,7 @@
  * The parameter block of a shader call: values and connections as the scene has them, laid out as
  * the declaration says.
  */
-#ifndef VX_HOST_SHADING_BLOCK_H
-#define VX_HOST_SHADING_BLOCK_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -52,5 +51,3 @@ Block fill_block(const Declaration& declaration, const std::vector<scene::Parame
                  NameResolver& names, scene::Diagnostics& diagnostics, BlockReport report);
 
 } // namespace vx::shading
-
-#endif

@@ -154,52 +154,52 @@ std::vector<std::byte> SceneBuilder::Impl::file_contents(const scene::UserData& 
 }
 
 SceneBuilder::SceneBuilder(Context& context, scene::Diagnostics& diagnostics)
-    : impl_(std::make_unique<Impl>(context, diagnostics)) {}
+    : m_impl(std::make_unique<Impl>(context, diagnostics)) {}
 SceneBuilder::~SceneBuilder() = default;
 
 void SceneBuilder::finish() {
-    impl_->complete();
+    m_impl->complete();
 }
 
 miTag SceneBuilder::find(Kind kind, std::string_view name) const {
-    return impl_->names.find(kind, name);
+    return m_impl->names.find(kind, name);
 }
 
 const scene::Options* SceneBuilder::options(miTag tag) const {
-    return found_in(impl_->options, tag);
+    return found_in(m_impl->options, tag);
 }
 const scene::Camera* SceneBuilder::camera(miTag tag) const {
-    return found_in(impl_->cameras, tag);
+    return found_in(m_impl->cameras, tag);
 }
 const scene::Light* SceneBuilder::light(miTag tag) const {
-    return found_in(impl_->lights, tag);
+    return found_in(m_impl->lights, tag);
 }
 const scene::Instance* SceneBuilder::instance(miTag tag) const {
-    return found_in(impl_->instances, tag);
+    return found_in(m_impl->instances, tag);
 }
 const scene::InstanceGroup* SceneBuilder::group(miTag tag) const {
-    return found_in(impl_->groups, tag);
+    return found_in(m_impl->groups, tag);
 }
 
 void SceneBuilder::on_link(const std::string& path, scene::Location where) {
-    const std::string failure = impl_->context.libraries.load(path);
-    if (!failure.empty()) impl_->diagnostics.error(where, failure);
+    const std::string failure = m_impl->context.libraries.load(path);
+    if (!failure.empty()) m_impl->diagnostics.error(where, failure);
 }
 
 void SceneBuilder::on_declare(const scene::Declaration& declaration) {
-    impl_->shaders.declare(declaration);
+    m_impl->shaders.declare(declaration);
 }
 
 void SceneBuilder::on_verbose(int level) {
-    impl_->context.messages.set_level(level);
+    m_impl->context.messages.set_level(level);
 }
 
 void SceneBuilder::on_echo(const std::string& text) {
-    impl_->context.messages.write(Level::info, "SCENE", impl_->context.thread().number, text);
+    m_impl->context.messages.write(Level::info, "SCENE", m_impl->context.thread().number, text);
 }
 
 void SceneBuilder::on_options(const scene::Options& options) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     const auto [tag, record] = b.record<miOptions>(Kind::options, miSCENE_OPTIONS, options.name);
     *record = options_record(options);
     record->userdata = b.data_chain(options.data, options.where);
@@ -207,7 +207,7 @@ void SceneBuilder::on_options(const scene::Options& options) {
 }
 
 void SceneBuilder::on_camera(const scene::Camera& camera) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     const auto [tag, record] = b.record<miCamera>(Kind::camera, miSCENE_CAMERA, camera.name);
     *record = camera_record(camera);
     Owned& owned = b.owned[{Kind::camera, camera.name}];
@@ -225,7 +225,7 @@ void SceneBuilder::on_camera(const scene::Camera& camera) {
 }
 
 void SceneBuilder::on_light(const scene::Light& light) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     const auto [tag, record] = b.record<miLight>(Kind::light, miSCENE_LIGHT, light.name);
     *record = light_record(light);
     Owned& owned = b.owned[{Kind::light, light.name}];
@@ -238,7 +238,7 @@ void SceneBuilder::on_light(const scene::Light& light) {
 }
 
 void SceneBuilder::on_texture(const scene::Texture& texture) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     miTag tag = b.names.find(Kind::texture, texture.name);
     Owned& owned = b.owned[{Kind::texture, texture.name}];
     owned.restart();
@@ -258,7 +258,7 @@ void SceneBuilder::on_texture(const scene::Texture& texture) {
 }
 
 void SceneBuilder::on_material(const scene::Material& material) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     miMaterial* const record =
         b.record<miMaterial>(Kind::material, miSCENE_MATERIAL, material.name).second;
     record->opaque = material.opaque ? miTRUE : miFALSE;
@@ -282,11 +282,11 @@ void SceneBuilder::on_material(const scene::Material& material) {
 }
 
 void SceneBuilder::on_shader(const scene::NamedShader& shader) {
-    impl_->shaders.named(shader, impl_->owned[{Kind::shader, shader.name}]);
+    m_impl->shaders.named(shader, m_impl->owned[{Kind::shader, shader.name}]);
 }
 
 void SceneBuilder::on_data(const scene::UserData& data) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     UserData entry;
     entry.label = data.label;
     std::vector<std::byte> bytes = data.bytes;
@@ -325,7 +325,7 @@ void SceneBuilder::on_data(const scene::UserData& data) {
 }
 
 void SceneBuilder::on_object(scene::Object&& object) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     const std::string name = object.name;
     miTag tag = b.names.find(Kind::object, name);
     if (tag == miNULLTAG) {
@@ -344,7 +344,7 @@ void SceneBuilder::on_object(scene::Object&& object) {
 }
 
 void SceneBuilder::on_instance(const scene::Instance& instance) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     const auto [tag, record] =
         b.record<miInstance>(Kind::instance, miSCENE_INSTANCE, instance.name);
     *record = instance_record(instance);
@@ -375,7 +375,7 @@ void SceneBuilder::on_instance(const scene::Instance& instance) {
 }
 
 void SceneBuilder::on_group(const scene::InstanceGroup& group) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     std::vector<miTag> members;
     for (const std::string& name : group.members)
         if (const miTag tag = b.names.find(Kind::instance, name); tag != miNULLTAG)
@@ -393,7 +393,7 @@ void SceneBuilder::on_group(const scene::InstanceGroup& group) {
 }
 
 void SceneBuilder::on_delete(const std::string& name, scene::Location where) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     for (const Kind kind : {Kind::options, Kind::camera, Kind::light, Kind::texture, Kind::material,
                             Kind::shader, Kind::data, Kind::object, Kind::instance, Kind::group}) {
         const miTag tag = b.names.find(kind, name);
@@ -422,12 +422,12 @@ void SceneBuilder::on_delete(const std::string& name, scene::Location where) {
 void SceneBuilder::on_call(const scene::ShaderList& /*shaders*/,
                            const std::string& /*camera_instance*/, const std::string& /*options*/,
                            scene::Location where) {
-    impl_->diagnostics.warning_once("call", where, "the command call is not carried out");
+    m_impl->diagnostics.warning_once("call", where, "the command call is not carried out");
 }
 
 bool SceneBuilder::on_render(const std::string& root_group, const std::string& camera_instance,
                              const std::string& options, scene::Location where) {
-    Impl& b = *impl_;
+    Impl& b = *m_impl;
     b.complete();
     if (b.diagnostics.errors() > 0) return true;
     const RenderRequest request{b.names.find(Kind::group, root_group),

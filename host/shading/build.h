@@ -21,8 +21,7 @@
  * at finish) is an error, told with the place of its use. A shader whose name was not declared, and
  * any phenomenon, gets a stand-in with one warning per name (stand_in.h).
  */
-#ifndef VX_HOST_SHADING_BUILD_H
-#define VX_HOST_SHADING_BUILD_H
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -102,9 +101,7 @@ class SceneBuilder final : public scene::SceneReceiver {
 
   private:
     class Impl;
-    std::unique_ptr<Impl> impl_;
+    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace vx::shading
-
-#endif

@@ -4,8 +4,7 @@
  * All of these may throw RenderAborted (see errors.h). state->shader names the running shader while
  * it runs and is restored afterwards.
  */
-#ifndef VX_HOST_SHADING_CALL_H
-#define VX_HOST_SHADING_CALL_H
+#pragma once
 
 #include "host/shading/context.h"
 
@@ -33,5 +32,3 @@ void* evaluate(Context& context, miState* state, void* parameter);
 void* evaluate_connection(Context& context, miState* state, void* parameter);
 
 } // namespace vx::shading
-
-#endif

@@ -11,15 +11,15 @@ std::atomic<std::uint64_t> last_id{0};
 
 } // namespace
 
-Context::Context() : global_lock(make_lock()), id_(++last_id) {
-    current_.store(this, std::memory_order_release);
+Context::Context() : global_lock(make_lock()), m_id(++last_id) {
+    m_current.store(this, std::memory_order_release);
     thread(); /* the thread that makes the context is number 0 */
 }
 
 Context::~Context() {
     delete_lock(global_lock);
     Context* self = this;
-    current_.compare_exchange_strong(self, nullptr);
+    m_current.compare_exchange_strong(self, nullptr);
 }
 
 void Context::none_is_current() {
@@ -27,16 +27,16 @@ void Context::none_is_current() {
 }
 
 ThreadContext& Context::join_thread() {
-    const std::lock_guard lock(threads_mutex_);
-    threads_.push_back(
-        std::make_unique<ThreadContext>(static_cast<int>(threads_.size()), database));
-    my_thread_ = {id_, threads_.back().get()};
-    return *my_thread_.thread;
+    const std::lock_guard lock(m_threads_mutex);
+    m_threads.push_back(
+        std::make_unique<ThreadContext>(static_cast<int>(m_threads.size()), database));
+    m_my_thread = {m_id, m_threads.back().get()};
+    return *m_my_thread.thread;
 }
 
 void Context::settle_pins() {
-    const std::lock_guard lock(threads_mutex_);
-    for (const auto& thread : threads_)
+    const std::lock_guard lock(m_threads_mutex);
+    for (const auto& thread : m_threads)
         thread->pins.give_back_all();
 }
 
@@ -51,14 +51,14 @@ void Context::throw_aborted() {
 void Context::abort_render(std::string_view text) {
     const std::string message = thread().with_shader(text);
     /* Only the first reason is told; the other threads are brought down by it. */
-    if (!aborted_.exchange(true, std::memory_order_relaxed)) say(Level::fatal, message);
+    if (!m_aborted.exchange(true, std::memory_order_relaxed)) say(Level::fatal, message);
     throw RenderAborted(message);
 }
 
 void Context::abort_call(std::uint64_t locks_before) {
     /* Before the locks are given back: whoever waits for one is to give up, not to go on with what
      * was left half done. */
-    const bool was_aborted = aborted_.exchange(true, std::memory_order_relaxed);
+    const bool was_aborted = m_aborted.exchange(true, std::memory_order_relaxed);
     thread().locks.give_back_since(locks_before);
     if (was_aborted) throw_aborted();
     const std::string message = thread().with_shader(caught_reason());
@@ -67,8 +67,8 @@ void Context::abort_call(std::uint64_t locks_before) {
 }
 
 void Context::begin_render() {
-    aborted_.store(false, std::memory_order_relaxed);
-    failed_.store(false, std::memory_order_relaxed);
+    m_aborted.store(false, std::memory_order_relaxed);
+    m_failed.store(false, std::memory_order_relaxed);
 }
 
 } // namespace vx::shading

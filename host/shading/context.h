@@ -7,8 +7,7 @@
  * number of threads, each inside try/catch of RenderAborted; when all threads are through it calls
  * end_render, which runs the exits of what was initialised. Again for the next render.
  */
-#ifndef VX_HOST_SHADING_CONTEXT_H
-#define VX_HOST_SHADING_CONTEXT_H
+#pragma once
 
 #include <atomic>
 #include <cstdint>
@@ -52,7 +51,7 @@ class Context {
 
     /* The context of the interface functions: the one made last. There must be one. */
     static Context& current() {
-        Context* const context = current_.load(std::memory_order_acquire);
+        Context* const context = m_current.load(std::memory_order_acquire);
         if (context == nullptr) none_is_current();
         return *context;
     }
@@ -73,7 +72,7 @@ class Context {
     /* The calling thread's part. The thread that made the context is number 0; the others are
      * numbered in the order in which they first ask. */
     ThreadContext& thread() {
-        return my_thread_.context == id_ ? *my_thread_.thread : join_thread();
+        return m_my_thread.context == m_id ? *m_my_thread.thread : join_thread();
     }
 
     /* The spare pins of all threads go back, so that the database's counts are exact. No thread
@@ -94,8 +93,10 @@ class Context {
      * exception, and gives back the locks that the call took. */
     [[noreturn]] void abort_call(std::uint64_t locks_before);
     /* Marks it only; for a cancel from outside. Threads notice at their next lock or evaluation. */
-    void cancel() noexcept { aborted_.store(true, std::memory_order_relaxed); }
-    [[nodiscard]] bool aborted() const noexcept { return aborted_.load(std::memory_order_relaxed); }
+    void cancel() noexcept { m_aborted.store(true, std::memory_order_relaxed); }
+    [[nodiscard]] bool aborted() const noexcept {
+        return m_aborted.load(std::memory_order_relaxed);
+    }
     /* Throws when aborted() holds. */
     void check_aborted() const {
         if (aborted()) throw_aborted();
@@ -103,9 +104,9 @@ class Context {
     /* Whether shaders were refused or exits failed since begin_render: the picture is not what the
      * scene says, or not all that shaders were to do is done. */
     [[nodiscard]] bool shaders_failed() const noexcept {
-        return failed_.load(std::memory_order_relaxed);
+        return m_failed.load(std::memory_order_relaxed);
     }
-    void count_as_failed() noexcept { failed_.store(true, std::memory_order_relaxed); }
+    void count_as_failed() noexcept { m_failed.store(true, std::memory_order_relaxed); }
 
     /* A message of module RC from the calling thread. */
     void say(Level level, std::string_view text);
@@ -136,18 +137,16 @@ class Context {
     template <class Call>
     void run_exit(const std::string& label, const std::string& name, Call&& call);
 
-    static inline std::atomic<Context*> current_{nullptr};
-    static inline thread_local constinit MyThread my_thread_{0, nullptr};
+    static inline std::atomic<Context*> m_current{nullptr};
+    static inline thread_local constinit MyThread m_my_thread{0, nullptr};
 
-    const std::uint64_t id_;
-    std::atomic<bool> aborted_{false};
-    std::atomic<bool> failed_{false};
-    Lock init_lock_;
-    std::vector<Declaration*> started_; /* in the order of their init */
-    std::mutex threads_mutex_;
-    std::vector<std::unique_ptr<ThreadContext>> threads_;
+    const std::uint64_t m_id;
+    std::atomic<bool> m_aborted{false};
+    std::atomic<bool> m_failed{false};
+    Lock m_init_lock;
+    std::vector<Declaration*> m_started; /* in the order of their init */
+    std::mutex m_threads_mutex;
+    std::vector<std::unique_ptr<ThreadContext>> m_threads;
 };
 
 } // namespace vx::shading
-
-#endif

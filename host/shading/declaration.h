@@ -5,8 +5,7 @@
  * An array parameter x of T is `int i_x; int n_x; T x[1]`; its elements are x[i_x] to
  * x[i_x + n_x - 1] and lie behind the fixed part of the block when there is more than one.
  */
-#ifndef VX_HOST_SHADING_DECLARATION_H
-#define VX_HOST_SHADING_DECLARATION_H
+#pragma once
 
 #include <memory>
 #include <optional>
@@ -86,5 +85,3 @@ struct Declaration {
 std::unique_ptr<Declaration> lay_out(const scene::Declaration& source);
 
 } // namespace vx::shading
-
-#endif

@@ -5,7 +5,7 @@
 namespace vx::shading {
 
 OutOfMemory::OutOfMemory(std::size_t bytes) noexcept {
-    (void)std::snprintf(text_, sizeof text_, "out of memory: cannot allocate %zu bytes", bytes);
+    (void)std::snprintf(m_text, sizeof m_text, "out of memory: cannot allocate %zu bytes", bytes);
 }
 
 std::string caught_reason() {

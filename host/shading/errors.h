@@ -13,8 +13,7 @@
  * the render; after one from an init or a version the shader or the instance is refused; after one
  * from an exit the other exits run. Each is reported, and the render has failed.
  */
-#ifndef VX_HOST_SHADING_ERRORS_H
-#define VX_HOST_SHADING_ERRORS_H
+#pragma once
 
 #include <cstddef>
 #include <new>
@@ -32,15 +31,13 @@ class RenderAborted : public std::runtime_error {
 class OutOfMemory : public std::bad_alloc {
   public:
     explicit OutOfMemory(std::size_t bytes) noexcept;
-    [[nodiscard]] const char* what() const noexcept override { return text_; }
+    [[nodiscard]] const char* what() const noexcept override { return m_text; }
 
   private:
-    char text_[64];
+    char m_text[64];
 };
 
 /* The exception under way as a text for a message. For catch blocks. */
 std::string caught_reason();
 
 } // namespace vx::shading
-
-#endif

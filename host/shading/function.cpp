@@ -135,11 +135,11 @@ std::string Function::label() const {
 }
 
 FunctionTable::~FunctionTable() {
-    for (const auto& function : functions_)
+    for (const auto& function : m_functions)
         delete_lock(function->lock);
-    for (const auto& declaration : declarations_)
+    for (const auto& declaration : m_declarations)
         if (const auto* const record =
-                database_.find<miFunction_decl>(declaration->tag, miSCENE_FUNCTION_DECL))
+                m_database.find<miFunction_decl>(declaration->tag, miSCENE_FUNCTION_DECL))
             delete_lock(record->lock);
 }
 
@@ -164,18 +164,18 @@ void encode(const std::vector<Member>& members, std::string& text) {
 } // namespace
 
 Declaration& FunctionTable::declare(const scene::Declaration& source) {
-    declarations_.push_back(lay_out(source));
-    Declaration& declaration = *declarations_.back();
+    m_declarations.push_back(lay_out(source));
+    Declaration& declaration = *m_declarations.back();
 
     std::string encoded;
     encode(declaration.parameters, encoded);
     const std::size_t name_at = offsetof(miFunction_decl, name);
     const std::size_t encoded_at = name_at + source.name.size() + 1;
     const std::size_t bytes = std::max(sizeof(miFunction_decl), encoded_at + encoded.size() + 1);
-    declaration.tag = database_.create(miSCENE_FUNCTION_DECL, bytes);
-    database_.set_name(declaration.tag, source.name);
+    declaration.tag = m_database.create(miSCENE_FUNCTION_DECL, bytes);
+    m_database.set_name(declaration.tag, source.name);
 
-    auto* const record = static_cast<miFunction_decl*>(database_.find(declaration.tag));
+    auto* const record = static_cast<miFunction_decl*>(m_database.find(declaration.tag));
     record->type = source.kind == scene::DeclarationKind::data ? miFUNCTION_DATA : miFUNCTION_C;
     record->result_type = declaration.result_type;
     record->result_size = declaration.result_size;
@@ -186,31 +186,31 @@ Declaration& FunctionTable::declare(const scene::Declaration& source) {
     std::memcpy(text + encoded_at, encoded.c_str(), encoded.size() + 1);
     record->lock = make_lock();
 
-    by_name_[source.name] = &declaration;
-    by_tag_[declaration.tag] = &declaration;
+    m_by_name[source.name] = &declaration;
+    m_by_tag[declaration.tag] = &declaration;
     return declaration;
 }
 
 Declaration* FunctionTable::declaration(std::string_view name) const {
-    const auto found = by_name_.find(std::string(name));
-    return found == by_name_.end() ? nullptr : found->second;
+    const auto found = m_by_name.find(std::string(name));
+    return found == m_by_name.end() ? nullptr : found->second;
 }
 
 Declaration* FunctionTable::declaration(miTag tag) const {
-    const auto found = by_tag_.find(tag);
-    return found == by_tag_.end() ? nullptr : found->second;
+    const auto found = m_by_tag.find(tag);
+    return found == m_by_tag.end() ? nullptr : found->second;
 }
 
 Function* FunctionTable::create(Declaration& declaration, std::size_t parameter_size,
                                 std::string name, miTag existing) {
-    miFunction* const record = memory_.allocate(parameter_size);
+    miFunction* const record = m_memory.allocate(parameter_size);
     if (record == nullptr) return nullptr;
 
     Function* function = existing == miNULLTAG ? nullptr : find(existing);
     if (function == nullptr) {
-        functions_.push_back(std::make_unique<Function>());
-        function = functions_.back().get();
-        function->index = functions_.size() - 1;
+        m_functions.push_back(std::make_unique<Function>());
+        function = m_functions.back().get();
+        function->index = m_functions.size() - 1;
         function->lock = make_lock();
     }
     miFunction* const old = function->record;
@@ -225,17 +225,17 @@ Function* FunctionTable::create(Declaration& declaration, std::size_t parameter_
     function->name_hash = hash(function->name);
     function->connections.clear();
     function->stage.store(Function::Stage::cold, std::memory_order_relaxed);
-    by_address_[record->parameters] = function;
+    m_by_address[record->parameters] = function;
 
     if (old == nullptr) {
-        function->tag = database_.adopt(miSCENE_FUNCTION, record, 0, nullptr);
+        function->tag = m_database.adopt(miSCENE_FUNCTION, record, 0, nullptr);
     }
     const std::size_t bytes = offsetof(miFunction, parameters) + parameter_size;
-    database_.replace(function->tag, miSCENE_FUNCTION, record, bytes, nullptr);
-    database_.set_name(function->tag, function->name);
+    m_database.replace(function->tag, miSCENE_FUNCTION, record, bytes, nullptr);
+    m_database.set_name(function->tag, function->name);
     if (old != nullptr) {
-        by_address_.erase(old->parameters);
-        memory_.release(old);
+        m_by_address.erase(old->parameters);
+        m_memory.release(old);
     }
     return function;
 }
@@ -255,17 +255,17 @@ void FunctionTable::connect(Function& function) {
 void FunctionTable::remove(miTag tag) {
     Function* const function = find(tag);
     if (function == nullptr) return;
-    database_.remove(tag);
-    by_address_.erase(function->record->parameters);
-    memory_.release(function->record);
+    m_database.remove(tag);
+    m_by_address.erase(function->record->parameters);
+    m_memory.release(function->record);
     function->record = nullptr;
     function->connections.clear();
 }
 
 Function* FunctionTable::owner(const void* parameter) const {
     const auto* const address = static_cast<const char*>(parameter);
-    auto after = by_address_.upper_bound(address);
-    if (after == by_address_.begin()) return nullptr;
+    auto after = m_by_address.upper_bound(address);
+    if (after == m_by_address.begin()) return nullptr;
     Function* const function = std::prev(after)->second;
     return address - function->record->parameters < function->record->parameter_size ? function
                                                                                      : nullptr;

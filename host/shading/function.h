@@ -14,8 +14,7 @@
  * materials: they are what a hit's state names, and the flag of the state's record decides whether
  * a ghost block is looked at, also for a parameter that belongs to another record.
  */
-#ifndef VX_HOST_SHADING_FUNCTION_H
-#define VX_HOST_SHADING_FUNCTION_H
+#pragma once
 
 #include <atomic>
 #include <cstddef>
@@ -55,8 +54,8 @@ class RecordMemory {
     };
     std::byte* take(std::size_t bytes);
 
-    std::vector<Chunk> chunks_;
-    std::multimap<std::size_t, std::byte*> free_;
+    std::vector<Chunk> m_chunks;
+    std::multimap<std::size_t, std::byte*> m_free;
 };
 
 /* How a connected shader's result becomes the parameter's value. */
@@ -104,7 +103,7 @@ inline Function* function_of(const miFunction* record) {
 /* Declarations by name and all shader instances. Changed between renders only. */
 class FunctionTable {
   public:
-    explicit FunctionTable(db::Database& database) : database_(database) {}
+    explicit FunctionTable(db::Database& database) : m_database(database) {}
     ~FunctionTable();
     FunctionTable(const FunctionTable&) = delete;
     FunctionTable& operator=(const FunctionTable&) = delete;
@@ -125,28 +124,26 @@ class FunctionTable {
     void remove(miTag tag);
 
     [[nodiscard]] Function* find(miTag tag) const noexcept {
-        const auto* const record = database_.find<miFunction>(tag, miSCENE_FUNCTION);
+        const auto* const record = m_database.find<miFunction>(tag, miSCENE_FUNCTION);
         return record == nullptr ? nullptr : function_of(record);
     }
     /* The function whose block holds this address. */
     [[nodiscard]] Function* owner(const void* parameter) const;
     [[nodiscard]] const std::vector<std::unique_ptr<Function>>& functions() const {
-        return functions_;
+        return m_functions;
     }
     [[nodiscard]] const std::vector<std::unique_ptr<Declaration>>& declarations() const {
-        return declarations_;
+        return m_declarations;
     }
 
   private:
-    db::Database& database_;
-    RecordMemory memory_;
-    std::vector<std::unique_ptr<Declaration>> declarations_;
-    std::unordered_map<std::string, Declaration*> by_name_;
-    std::unordered_map<miTag, Declaration*> by_tag_;
-    std::vector<std::unique_ptr<Function>> functions_;
-    std::map<const char*, Function*> by_address_;
+    db::Database& m_database;
+    RecordMemory m_memory;
+    std::vector<std::unique_ptr<Declaration>> m_declarations;
+    std::unordered_map<std::string, Declaration*> m_by_name;
+    std::unordered_map<miTag, Declaration*> m_by_tag;
+    std::vector<std::unique_ptr<Function>> m_functions;
+    std::map<const char*, Function*> m_by_address;
 };
 
 } // namespace vx::shading
-
-#endif

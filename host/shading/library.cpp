@@ -25,7 +25,7 @@ constexpr int keep_loaded = 0;
 } // namespace
 
 Libraries::~Libraries() {
-    for (auto library = libraries_.rbegin(); library != libraries_.rend(); ++library)
+    for (auto library = m_libraries.rbegin(); library != m_libraries.rend(); ++library)
         dlclose(library->handle);
 }
 
@@ -34,12 +34,12 @@ std::string Libraries::load(const std::string& path) {
     if (fs::path(path).is_absolute()) {
         candidates.emplace_back(path);
     } else {
-        for (const std::string& directory : user_)
+        for (const std::string& directory : m_user)
             candidates.push_back(fs::path(directory) / path);
         if (const char* const list = std::getenv("MI_LIBRARY_PATH"))
             for (const std::string& directory : scene::split_path_list(list))
                 candidates.push_back(fs::path(directory) / path);
-        for (const std::string& directory : built_in_)
+        for (const std::string& directory : m_built_in)
             candidates.push_back(fs::path(directory) / path);
         /* Never without a directory: dlopen would search the system for it. */
         candidates.push_back(fs::path(".") / path);
@@ -50,13 +50,13 @@ std::string Libraries::load(const std::string& path) {
         if (!fs::is_regular_file(candidate, ignored)) continue;
         const fs::path full = fs::canonical(candidate, ignored);
         const auto same = [&](const Library& library) { return library.path == full.string(); };
-        if (std::any_of(libraries_.begin(), libraries_.end(), same)) return {};
+        if (std::any_of(m_libraries.begin(), m_libraries.end(), same)) return {};
         void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL | keep_loaded);
         if (handle == nullptr) {
             const char* const why = dlerror();
             return why == nullptr ? "cannot load " + full.string() : std::string(why);
         }
-        libraries_.push_back({full.string(), handle});
+        m_libraries.push_back({full.string(), handle});
         return {};
     }
     std::string tried;
@@ -66,15 +66,15 @@ std::string Libraries::load(const std::string& path) {
 }
 
 void* Libraries::symbol(const std::string& name) const {
-    for (const Library& library : libraries_)
+    for (const Library& library : m_libraries)
         if (void* const address = dlsym(library.handle, name.c_str())) return address;
     return nullptr;
 }
 
 std::vector<std::string> Libraries::loaded() const {
     std::vector<std::string> paths;
-    paths.reserve(libraries_.size());
-    for (const Library& library : libraries_)
+    paths.reserve(m_libraries.size());
+    for (const Library& library : m_libraries)
         paths.push_back(library.path);
     return paths;
 }

@@ -1,8 +1,7 @@
 /*
  * Shader libraries: one table of symbols that every attached library adds to.
  */
-#ifndef VX_HOST_SHADING_LIBRARY_H
-#define VX_HOST_SHADING_LIBRARY_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -18,9 +17,9 @@ class Libraries {
     Libraries& operator=(const Libraries&) = delete;
 
     /* -L directories, in their order; then those of MI_LIBRARY_PATH, then the built-in ones. */
-    void add_directory(std::string directory) { user_.push_back(std::move(directory)); }
+    void add_directory(std::string directory) { m_user.push_back(std::move(directory)); }
     void add_built_in_directory(std::string directory) {
-        built_in_.push_back(std::move(directory));
+        m_built_in.push_back(std::move(directory));
     }
 
     /* Attaches a library; a file that is attached already is not attached again. Names without an
@@ -37,13 +36,11 @@ class Libraries {
         std::string path;
         void* handle;
     };
-    std::vector<std::string> user_, built_in_;
-    std::vector<Library> libraries_;
+    std::vector<std::string> m_user, m_built_in;
+    std::vector<Library> m_libraries;
 };
 
 /* <directory of the running program>/../lib; empty when it cannot be found out. */
 std::string library_directory_of_program();
 
 } // namespace vx::shading
-
-#endif

@@ -43,7 +43,7 @@ void Context::run_exit(const std::string& label, const std::string& name, Call&&
         why = failure_of(call);
         if (why.empty()) return;
     } catch (const RenderAborted&) {
-        aborted_.store(false, std::memory_order_relaxed); /* reported when it was aborted */
+        m_aborted.store(false, std::memory_order_relaxed); /* reported when it was aborted */
     }
     count_as_failed();
     if (!why.empty()) say(Level::error, label + ": " + name + "_exit: " + why);
@@ -96,14 +96,14 @@ bool Context::start(Declaration& declaration, Function& function, miState* state
         declaration.instance_init = instances_too != miFALSE;
     }
     declaration.stage = Declaration::Stage::ready;
-    started_.push_back(&declaration);
+    m_started.push_back(&declaration);
     return true;
 }
 
 bool Context::start(Function& function, miState* state) {
     if (function.stage.load(std::memory_order_acquire) == Function::Stage::refused) return false;
 
-    const LockScope initialising(init_lock_, *this);
+    const LockScope initialising(m_init_lock, *this);
     switch (function.stage.load(std::memory_order_acquire)) {
     case Function::Stage::ready:
         return true;
@@ -154,8 +154,8 @@ void Context::end_render(const miState& state) {
     exit_state.child = nullptr;
     exit_state.shader = nullptr;
     /* A cancelled render has exits too, and they may wait for locks. */
-    const bool was_aborted = aborted_.exchange(false, std::memory_order_relaxed);
-    for (Declaration* const declaration : started_) {
+    const bool was_aborted = m_aborted.exchange(false, std::memory_order_relaxed);
+    for (Declaration* const declaration : m_started) {
         const ShaderCode::Exit exit = declaration->code.exit;
         if (exit == nullptr) continue;
         const std::string& name = declaration->name();
@@ -167,8 +167,8 @@ void Context::end_render(const miState& state) {
             });
         run_exit("shader \"" + name + '"', name, [&] { exit(&exit_state, nullptr); });
     }
-    started_.clear();
-    aborted_.store(was_aborted, std::memory_order_relaxed);
+    m_started.clear();
+    m_aborted.store(was_aborted, std::memory_order_relaxed);
 
     for (const auto& declaration : functions.declarations()) {
         declaration->stage = Declaration::Stage::cold;
@@ -181,8 +181,8 @@ void Context::end_render(const miState& state) {
         function->needs_exit = false;
     }
     {
-        const std::lock_guard lock(threads_mutex_);
-        for (const auto& thread : threads_) {
+        const std::lock_guard lock(m_threads_mutex);
+        for (const auto& thread : m_threads) {
             thread->clear_instance_pointers();
             thread->clear();
         }

@@ -15,39 +15,39 @@ constexpr std::chrono::milliseconds abort_poll{50};
 
 Lock::Result Lock::take(const Context& context, bool recursive) {
     const std::thread::id me = std::this_thread::get_id();
-    std::unique_lock guard(mutex_);
-    if (depth_ > 0 && owner_ == me) {
+    std::unique_lock guard(m_mutex);
+    if (m_depth > 0 && m_owner == me) {
         if (!recursive) return Result::already_mine;
-        ++depth_;
+        ++m_depth;
         return Result::taken;
     }
     bool waited = false;
-    while (depth_ > 0) {
+    while (m_depth > 0) {
         context.check_aborted();
-        freed_.wait_for(guard, abort_poll);
+        m_freed.wait_for(guard, abort_poll);
         waited = true;
     }
     /* The holder may have given it back because its call failed. */
     if (waited) context.check_aborted();
-    owner_ = me;
-    depth_ = 1;
+    m_owner = me;
+    m_depth = 1;
     return Result::taken;
 }
 
 bool Lock::give() {
     {
-        const std::lock_guard guard(mutex_);
-        if (depth_ == 0 || owner_ != std::this_thread::get_id()) return false;
-        if (--depth_ > 0) return true;
+        const std::lock_guard guard(m_mutex);
+        if (m_depth == 0 || m_owner != std::this_thread::get_id()) return false;
+        if (--m_depth > 0) return true;
     }
-    freed_.notify_one();
+    m_freed.notify_one();
     return true;
 }
 
 Lock::Result HeldLocks::take(Lock& lock, const Context& context) {
-    held_.reserve(held_.size() + 1); /* nothing may fail once the lock is taken */
+    m_held.reserve(m_held.size() + 1); /* nothing may fail once the lock is taken */
     const Lock::Result result = lock.take(context, false);
-    if (result == Lock::Result::taken) held_.push_back({&lock, ++taken_});
+    if (result == Lock::Result::taken) m_held.push_back({&lock, ++m_taken});
     return result;
 }
 
@@ -57,12 +57,12 @@ bool HeldLocks::give(Lock& lock) {
 }
 
 void HeldLocks::forget(const Lock& lock) {
-    std::erase_if(held_, [&lock](const Held& held) { return held.lock == &lock; });
+    std::erase_if(m_held, [&lock](const Held& held) { return held.lock == &lock; });
 }
 
 void HeldLocks::give_back_since(std::uint64_t mark) noexcept {
-    for (; !held_.empty() && held_.back().number > mark; held_.pop_back())
-        held_.back().lock->give();
+    for (; !m_held.empty() && m_held.back().number > mark; m_held.pop_back())
+        m_held.back().lock->give();
 }
 
 } // namespace vx::shading

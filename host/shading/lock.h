@@ -2,8 +2,7 @@
  * A lock whose waiting threads give up when the render is aborted. Behind miLock, and behind the
  * serialised init of shaders.
  */
-#ifndef VX_HOST_SHADING_LOCK_H
-#define VX_HOST_SHADING_LOCK_H
+#pragma once
 
 #include <condition_variable>
 #include <cstdint>
@@ -29,10 +28,10 @@ class Lock {
     bool give();
 
   private:
-    std::mutex mutex_;
-    std::condition_variable freed_;
-    std::thread::id owner_;
-    unsigned depth_ = 0;
+    std::mutex m_mutex;
+    std::condition_variable m_freed;
+    std::thread::id m_owner;
+    unsigned m_depth = 0;
 };
 
 /* The locks that one thread's shaders hold: a call that ends by an exception gives back what it
@@ -47,7 +46,7 @@ class HeldLocks {
     void forget(const Lock& lock);
 
     /* For give_back_since: now. */
-    [[nodiscard]] std::uint64_t mark() const { return taken_; }
+    [[nodiscard]] std::uint64_t mark() const { return m_taken; }
     /* Gives back what was taken since and is still held. */
     void give_back_since(std::uint64_t mark) noexcept;
 
@@ -56,20 +55,20 @@ class HeldLocks {
         Lock* lock;
         std::uint64_t number; /* in the order of taking */
     };
-    std::vector<Held> held_;
-    std::uint64_t taken_ = 0;
+    std::vector<Held> m_held;
+    std::uint64_t m_taken = 0;
 };
 
 /* Holds a lock while it lives. */
 class LockScope {
   public:
-    LockScope(Lock& lock, const Context& context) : lock_(lock) { lock_.take(context, true); }
-    ~LockScope() { lock_.give(); }
+    LockScope(Lock& lock, const Context& context) : m_lock(lock) { m_lock.take(context, true); }
+    ~LockScope() { m_lock.give(); }
     LockScope(const LockScope&) = delete;
     LockScope& operator=(const LockScope&) = delete;
 
   private:
-    Lock& lock_;
+    Lock& m_lock;
 };
 
 /* What shaders hold as an miLock. */
@@ -81,5 +80,3 @@ inline void delete_lock(miLock lock) {
 }
 
 } // namespace vx::shading
-
-#endif

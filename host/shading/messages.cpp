@@ -24,22 +24,22 @@ int verbosity_bits(int n) {
 }
 
 void Messages::set_sink(Sink sink) {
-    const std::lock_guard lock(mutex_);
-    sink_ = std::move(sink);
+    const std::lock_guard lock(m_mutex);
+    m_sink = std::move(sink);
 }
 
 void Messages::fix_level(int n) {
-    fixed_.store(true, std::memory_order_relaxed);
+    m_fixed.store(true, std::memory_order_relaxed);
     set_bits(verbosity_bits(n));
 }
 
 void Messages::set_level(int n) {
-    if (!fixed_.load(std::memory_order_relaxed)) set_bits(verbosity_bits(n));
+    if (!m_fixed.load(std::memory_order_relaxed)) set_bits(verbosity_bits(n));
 }
 
 void Messages::write(Level level, std::string_view module, int thread, std::string_view text) {
     const std::size_t index = level_index(level);
-    counts_[index].fetch_add(1, std::memory_order_relaxed);
+    m_counts[index].fetch_add(1, std::memory_order_relaxed);
     if (!shows(level)) return;
 
     std::string line;
@@ -52,9 +52,9 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
     for (const char c : text)
         line.push_back(c == '\n' || c == '\r' ? ' ' : c);
 
-    const std::lock_guard lock(mutex_);
-    if (sink_) {
-        sink_(level, line);
+    const std::lock_guard lock(m_mutex);
+    if (m_sink) {
+        m_sink(level, line);
         return;
     }
     line.push_back('\n');
@@ -63,7 +63,7 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
 }
 
 std::uint64_t Messages::count(Level level) const {
-    return counts_[level_index(level)].load(std::memory_order_relaxed);
+    return m_counts[level_index(level)].load(std::memory_order_relaxed);
 }
 
 } // namespace vx::shading

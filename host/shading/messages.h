@@ -6,8 +6,7 @@
  * The host number is always 0. Newlines inside the text become blanks. Lines are written whole,
  * from any number of threads.
  */
-#ifndef VX_HOST_SHADING_MESSAGES_H
-#define VX_HOST_SHADING_MESSAGES_H
+#pragma once
 
 #include <array>
 #include <atomic>
@@ -42,8 +41,8 @@ class Messages {
     /* An empty sink stands for standard error. */
     void set_sink(Sink sink);
 
-    void set_bits(int bits) { bits_.store(bits, std::memory_order_relaxed); }
-    [[nodiscard]] int bits() const { return bits_.load(std::memory_order_relaxed); }
+    void set_bits(int bits) { m_bits.store(bits, std::memory_order_relaxed); }
+    [[nodiscard]] int bits() const { return m_bits.load(std::memory_order_relaxed); }
     /* The command line's level: later set_level calls (from `verbose` in a scene) do nothing. */
     void fix_level(int n);
     void set_level(int n);
@@ -55,13 +54,11 @@ class Messages {
     [[nodiscard]] std::uint64_t count(Level level) const;
 
   private:
-    std::atomic<int> bits_{miERR_DEFAULT};
-    std::atomic<bool> fixed_{false};
-    std::array<std::atomic<std::uint64_t>, 7> counts_{};
-    std::mutex mutex_;
-    Sink sink_;
+    std::atomic<int> m_bits{miERR_DEFAULT};
+    std::atomic<bool> m_fixed{false};
+    std::array<std::atomic<std::uint64_t>, 7> m_counts{};
+    std::mutex m_mutex;
+    Sink m_sink;
 };
 
 } // namespace vx::shading
-
-#endif

@@ -33,20 +33,20 @@ std::size_t record_bytes(std::size_t parameter_size) {
 } // namespace
 
 RecordMemory::~RecordMemory() {
-    for (const Chunk& chunk : chunks_) {
+    for (const Chunk& chunk : m_chunks) {
         VX_UNPOISON(chunk.base, 2 * ghost_distance);
         munmap(chunk.base, 2 * ghost_distance);
     }
 }
 
 std::byte* RecordMemory::take(std::size_t bytes) {
-    if (chunks_.empty() || chunks_.back().used + bytes > ghost_distance) {
+    if (m_chunks.empty() || m_chunks.back().used + bytes > ghost_distance) {
         void* const range = mmap(nullptr, 2 * ghost_distance, PROT_NONE,
                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         if (range == MAP_FAILED) throw std::bad_alloc();
-        chunks_.push_back({static_cast<std::byte*>(range), 0, 0});
+        m_chunks.push_back({static_cast<std::byte*>(range), 0, 0});
     }
-    Chunk& chunk = chunks_.back();
+    Chunk& chunk = m_chunks.back();
     const std::size_t end = chunk.used + bytes;
     if (end > chunk.committed) {
         const std::size_t committed =
@@ -67,15 +67,15 @@ std::byte* RecordMemory::take(std::size_t bytes) {
 miFunction* RecordMemory::allocate(std::size_t parameter_size) {
     const std::size_t bytes = record_bytes(parameter_size);
     if (parameter_size >= ghost_distance || bytes > ghost_distance) return nullptr;
-    const auto reused = free_.find(bytes);
-    const bool fresh = reused == free_.end();
+    const auto reused = m_free.find(bytes);
+    const bool fresh = reused == m_free.end();
     std::byte* const address = fresh ? take(bytes) : reused->second;
     std::byte* const ghost = address + header + ghost_distance;
     const std::size_t record_end = std::max(sizeof(miFunction), header + parameter_size);
     VX_UNPOISON(address, record_end);
     VX_UNPOISON(ghost, parameter_size);
     if (!fresh) {
-        free_.erase(reused);
+        m_free.erase(reused);
         std::memset(address, 0, record_end);
         std::memset(ghost, 0, parameter_size);
     }
@@ -91,7 +91,7 @@ void RecordMemory::release(miFunction* record) {
     auto* const address = reinterpret_cast<std::byte*>(record);
     VX_POISON(address, bytes);
     VX_POISON(address + ghost_distance, bytes);
-    free_.emplace(bytes, address);
+    m_free.emplace(bytes, address);
 }
 
 } // namespace vx::shading

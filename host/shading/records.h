@@ -2,8 +2,7 @@
  * The renderer's records from the scene's descriptions, as far as they hold values. Fields that
  * hold tags are left null.
  */
-#ifndef VX_HOST_SHADING_RECORDS_H
-#define VX_HOST_SHADING_RECORDS_H
+#pragma once
 
 #include "host/scene/elements.h"
 #include "shader.h"
@@ -20,5 +19,3 @@ miInstance instance_record(const scene::Instance& instance);
 scene::Matrix inverse(const scene::Matrix& matrix);
 
 } // namespace vx::shading
-
-#endif

@@ -6,8 +6,7 @@
  * enters it as a copy, so that it does not drag its successor along wherever else it is used;
  * copies follow when their original is redefined.
  */
-#ifndef VX_HOST_SHADING_SHADERS_H
-#define VX_HOST_SHADING_SHADERS_H
+#pragma once
 
 #include <functional>
 #include <map>
@@ -46,7 +45,7 @@ class NameTable {
     void remove(Kind kind, const std::string& name);
 
   private:
-    std::map<std::string, miTag, std::less<>> tags_[kind_count];
+    std::map<std::string, miTag, std::less<>> m_tags[kind_count];
 };
 
 /* The shader instances that one element owns. Filled again when the element is redefined, in the
@@ -54,21 +53,21 @@ class NameTable {
 class Owned {
   public:
     void restart() {
-        used_ = 0;
-        names_.clear();
+        m_used = 0;
+        m_names.clear();
     }
 
   private:
     friend class ShaderBuilder;
-    std::vector<miTag> tags_;
-    std::size_t used_ = 0;
-    std::unordered_map<std::string, int> names_; /* how often each was given since the restart */
+    std::vector<miTag> m_tags;
+    std::size_t m_used = 0;
+    std::unordered_map<std::string, int> m_names; /* how often each was given since the restart */
 };
 
 class ShaderBuilder final : public NameResolver {
   public:
     ShaderBuilder(Context& context, scene::Diagnostics& diagnostics, NameTable& names)
-        : context_(context), diagnostics_(diagnostics), names_(names) {}
+        : m_context(context), m_diagnostics(diagnostics), m_names(names) {}
 
     void declare(const scene::Declaration& declaration);
 
@@ -115,14 +114,12 @@ class ShaderBuilder final : public NameResolver {
                                const std::string& owner, bool named);
     void chain(const std::vector<miTag>& tags);
 
-    Context& context_;
-    scene::Diagnostics& diagnostics_;
-    NameTable& names_;
-    std::map<std::string, miTag, std::less<>> texts_;
-    std::vector<Pending> pending_;
-    std::map<miTag, miTag> copies_; /* copy -> original */
+    Context& m_context;
+    scene::Diagnostics& m_diagnostics;
+    NameTable& m_names;
+    std::map<std::string, miTag, std::less<>> m_texts;
+    std::vector<Pending> m_pending;
+    std::map<miTag, miTag> m_copies; /* copy -> original */
 };
 
 } // namespace vx::shading
-
-#endif

@@ -4,8 +4,7 @@
  * shadow shader, nothing as a lens, an environment or a volume, and a constant grey where its
  * value is asked for.
  */
-#ifndef VX_HOST_SHADING_STAND_IN_H
-#define VX_HOST_SHADING_STAND_IN_H
+#pragma once
 
 #include <string>
 
@@ -18,5 +17,3 @@ scene::Declaration stand_in_declaration(const std::string& name);
 ShaderCode stand_in_code();
 
 } // namespace vx::shading
-
-#endif

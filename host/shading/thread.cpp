@@ -19,24 +19,24 @@ constexpr std::size_t round_up(std::size_t bytes) {
 
 void* Arena::allocate(std::size_t bytes) {
     const std::size_t room = round_up(bytes == 0 ? 1 : bytes);
-    while (chunk_ < chunks_.size() && used_ + room > chunks_[chunk_].size) {
-        ++chunk_;
-        used_ = 0;
+    while (m_chunk < m_chunks.size() && m_used + room > m_chunks[m_chunk].size) {
+        ++m_chunk;
+        m_used = 0;
     }
-    if (chunk_ == chunks_.size()) {
+    if (m_chunk == m_chunks.size()) {
         const std::size_t size = std::max(arena_chunk_size, room);
-        chunks_.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
-        used_ = 0;
+        m_chunks.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
+        m_used = 0;
     }
-    std::byte* const block = chunks_[chunk_].memory.get() + used_;
-    used_ += room;
+    std::byte* const block = m_chunks[m_chunk].memory.get() + m_used;
+    m_used += room;
     std::memset(block, 0, room);
     return block;
 }
 
 void Arena::release(Mark mark) {
-    chunk_ = mark.chunk;
-    used_ = mark.used;
+    m_chunk = mark.chunk;
+    m_used = mark.used;
 }
 
 CallFrame::CallFrame(Context& context, const Function& called, miState* call_state,
@@ -49,28 +49,28 @@ CallFrame::CallFrame(Context& context, const Function& called, miState* call_sta
       evaluations(as != miSHADER_TEXTURE ? 0
                   : previous == nullptr  ? 1
                                          : previous->evaluations + 1),
-      thread_(context.thread()),
-      caller_(call_state->shader),
-      mark_(thread_.arena.mark()) {
-    thread_.top = this;
+      m_thread(context.thread()),
+      m_caller(call_state->shader),
+      m_mark(m_thread.arena.mark()) {
+    m_thread.top = this;
     state->shader = record;
 }
 
 CallFrame::~CallFrame() {
-    state->shader = caller_;
-    thread_.top = previous;
-    thread_.arena.release(mark_);
+    state->shader = m_caller;
+    m_thread.top = previous;
+    m_thread.arena.release(m_mark);
 }
 
 void* CallFrame::slot(const void* param, std::size_t bytes) {
-    for (Slot* s = slots_; s != nullptr; s = s->next) {
+    for (Slot* s = m_slots; s != nullptr; s = s->next) {
         if (s->param != param || s->bytes != bytes) continue;
         void* const block = reinterpret_cast<std::byte*>(s) + round_up(sizeof(Slot));
         std::memset(block, 0, bytes);
         return block;
     }
-    void* const memory = thread_.arena.allocate(round_up(sizeof(Slot)) + bytes);
-    slots_ = new (memory) Slot{param, bytes, slots_};
+    void* const memory = m_thread.arena.allocate(round_up(sizeof(Slot)) + bytes);
+    m_slots = new (memory) Slot{param, bytes, m_slots};
     return static_cast<std::byte*>(memory) + round_up(sizeof(Slot));
 }
 
@@ -79,10 +79,10 @@ std::string ThreadContext::with_shader(std::string_view text) const {
 }
 
 ThreadContext::StateData* ThreadContext::find_data(const miState* owner, std::string_view key) {
-    const auto found = std::find_if(data_.rbegin(), data_.rend(), [&](const StateData& entry) {
+    const auto found = std::find_if(m_data.rbegin(), m_data.rend(), [&](const StateData& entry) {
         return entry.owner == owner && entry.key == key;
     });
-    return found == data_.rend() ? nullptr : &*found;
+    return found == m_data.rend() ? nullptr : &*found;
 }
 
 bool ThreadContext::set_state_data(const miState* state, std::string_view key, const void* data,
@@ -92,7 +92,7 @@ bool ThreadContext::set_state_data(const miState* state, std::string_view key, c
     StateData* const entry = find_data(owner, key);
     if (data == nullptr) {
         if (entry == nullptr) return false;
-        data_.erase(data_.begin() + (entry - data_.data()));
+        m_data.erase(m_data.begin() + (entry - m_data.data()));
         return true;
     }
     const auto bytes = static_cast<std::size_t>(size);
@@ -108,14 +108,14 @@ bool ThreadContext::set_state_data(const miState* state, std::string_view key, c
         entry->bytes = std::move(copy);
         entry->size = size;
     } else {
-        data_.push_back({owner, std::string(key), std::move(copy), size});
+        m_data.push_back({owner, std::string(key), std::move(copy), size});
     }
     return true;
 }
 
 void* ThreadContext::state_data(const miState* state, std::string_view key, int* size) {
     if (size != nullptr) *size = 0;
-    if (data_.empty()) return nullptr;
+    if (m_data.empty()) return nullptr;
     StateData* entry = nullptr;
     for (const miState* s = state; s != nullptr && entry == nullptr; s = s->parent)
         entry = find_data(s, key);
@@ -126,29 +126,29 @@ void* ThreadContext::state_data(const miState* state, std::string_view key, int*
 }
 
 void ThreadContext::drop_state_data(const miState* state) {
-    if (!data_.empty())
-        std::erase_if(data_, [state](const StateData& entry) { return entry.owner == state; });
+    if (!m_data.empty())
+        std::erase_if(m_data, [state](const StateData& entry) { return entry.owner == state; });
 }
 
 void ThreadContext::end_tile() {
-    std::erase_if(data_, [](const StateData& entry) { return entry.owner == nullptr; });
+    std::erase_if(m_data, [](const StateData& entry) { return entry.owner == nullptr; });
 }
 
 void* ThreadContext::outer_slot(const void* param, std::size_t bytes) {
-    std::unique_ptr<std::byte[]>& block = outer_slots_[{param, bytes}];
+    std::unique_ptr<std::byte[]>& block = m_outer_slots[{param, bytes}];
     if (block == nullptr) block = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
     std::memset(block.get(), 0, bytes);
     return block.get();
 }
 
 void ThreadContext::clear() {
-    data_.clear();
-    outer_slots_.clear();
+    m_data.clear();
+    m_outer_slots.clear();
 }
 
 void ThreadContext::set_instance_pointer(std::size_t index, void* pointer) {
-    if (index >= instance_pointers_.size()) instance_pointers_.resize(index + 1, nullptr);
-    instance_pointers_[index] = pointer;
+    if (index >= m_instance_pointers.size()) m_instance_pointers.resize(index + 1, nullptr);
+    m_instance_pointers[index] = pointer;
 }
 
 } // namespace vx::shading

@@ -2,8 +2,7 @@
  * What belongs to one rendering thread: the chain of shader calls that it is in, memory for the
  * results of connected shaders, data attached to states, and per-instance pointers.
  */
-#ifndef VX_HOST_SHADING_THREAD_H
-#define VX_HOST_SHADING_THREAD_H
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -30,7 +29,7 @@ class Arena {
     };
     /* Zeroed, aligned to 16. */
     void* allocate(std::size_t bytes);
-    [[nodiscard]] Mark mark() const { return {chunk_, used_}; }
+    [[nodiscard]] Mark mark() const { return {m_chunk, m_used}; }
     /* Frees what was allocated since. */
     void release(Mark mark);
 
@@ -39,8 +38,8 @@ class Arena {
         std::unique_ptr<std::byte[]> memory;
         std::size_t size = 0;
     };
-    std::vector<Chunk> chunks_;
-    std::size_t chunk_ = 0, used_ = 0;
+    std::vector<Chunk> m_chunks;
+    std::size_t m_chunk = 0, m_used = 0;
 };
 
 /* One shader call, on the stack of the function that makes it. */
@@ -69,10 +68,10 @@ class CallFrame {
         std::size_t bytes;
         Slot* next;
     };
-    class ThreadContext& thread_;
-    miFunction* const caller_;
-    const Arena::Mark mark_;
-    Slot* slots_ = nullptr;
+    class ThreadContext& m_thread;
+    miFunction* const m_caller;
+    const Arena::Mark m_mark;
+    Slot* m_slots = nullptr;
 };
 
 class ThreadContext {
@@ -100,14 +99,14 @@ class ThreadContext {
     void drop_state_data(const miState* state);
     /* Drops what was set with miSS_LIFETIME_RECT; for the renderer, at the end of each tile. */
     void end_tile();
-    [[nodiscard]] std::size_t state_data_count() const { return data_.size(); }
+    [[nodiscard]] std::size_t state_data_count() const { return m_data.size(); }
 
     /* This thread's pointer for a shader instance, by Function::index. */
     [[nodiscard]] void* instance_pointer(std::size_t index) const {
-        return index < instance_pointers_.size() ? instance_pointers_[index] : nullptr;
+        return index < m_instance_pointers.size() ? m_instance_pointers[index] : nullptr;
     }
     void set_instance_pointer(std::size_t index, void* pointer);
-    void clear_instance_pointers() { instance_pointers_.clear(); }
+    void clear_instance_pointers() { m_instance_pointers.clear(); }
 
     /* As CallFrame::slot, for evaluations outside of any shader call. */
     void* outer_slot(const void* param, std::size_t bytes);
@@ -127,9 +126,9 @@ class ThreadContext {
     };
     StateData* find_data(const miState* owner, std::string_view key);
 
-    std::vector<StateData> data_;
-    std::vector<void*> instance_pointers_;
-    std::map<std::pair<const void*, std::size_t>, std::unique_ptr<std::byte[]>> outer_slots_;
+    std::vector<StateData> m_data;
+    std::vector<void*> m_instance_pointers;
+    std::map<std::pair<const void*, std::size_t>, std::unique_ptr<std::byte[]>> m_outer_slots;
 };
 
 /*
@@ -139,16 +138,14 @@ class ThreadContext {
  */
 class StateScope {
   public:
-    StateScope(ThreadContext& thread, const miState& state) : thread_(thread), state_(state) {}
-    ~StateScope() { thread_.drop_state_data(&state_); }
+    StateScope(ThreadContext& thread, const miState& state) : m_thread(thread), m_state(state) {}
+    ~StateScope() { m_thread.drop_state_data(&m_state); }
     StateScope(const StateScope&) = delete;
     StateScope& operator=(const StateScope&) = delete;
 
   private:
-    ThreadContext& thread_;
-    const miState& state_;
+    ThreadContext& m_thread;
+    const miState& m_state;
 };
 
 } // namespace vx::shading
-
-#endif

@@ -146,35 +146,35 @@ class Accel::Impl {
 };
 
 Accel::Accel(std::span<const Placement> placements, const std::string& config)
-    : placements_(placements.begin(), placements.end()), impl_(std::make_unique<Impl>(config)) {
+    : m_placements(placements.begin(), placements.end()), m_impl(std::make_unique<Impl>(config)) {
     std::unordered_map<const scene::Mesh*, std::size_t> uses;
-    for (Placement& p : placements_) {
+    for (Placement& p : m_placements) {
         p.mirrors = determinant(p.to_world) < 0.0;
         ++uses[p.mesh];
-        faces_matter_ = faces_matter_ || p.eye_face != miFACE_BOTH;
+        m_faces_matter = m_faces_matter || p.eye_face != miFACE_BOTH;
     }
-    for (std::size_t i = 0; i < placements_.size(); ++i) {
-        const Placement& p = placements_[i];
+    for (std::size_t i = 0; i < m_placements.size(); ++i) {
+        const Placement& p = m_placements[i];
         if (p.mesh->triangles.empty()) continue;
-        triangles_ += p.mesh->triangles.size();
+        m_triangles += p.mesh->triangles.size();
         const auto id = static_cast<unsigned>(i);
         if (uses[p.mesh] == 1) {
-            placements_[i].mirrored = p.mirrors;
-            impl_->add_mesh(impl_->top.get(), id, *p.mesh, p.at_origin ? nullptr : &p.to_world,
-                            p.mask);
+            m_placements[i].mirrored = p.mirrors;
+            m_impl->add_mesh(m_impl->top.get(), id, *p.mesh, p.at_origin ? nullptr : &p.to_world,
+                             p.mask);
             continue;
         }
-        SceneHandle& scene = impl_->shared[p.mesh];
+        SceneHandle& scene = m_impl->shared[p.mesh];
         if (!scene) {
-            scene = impl_->new_scene();
-            impl_->add_mesh(scene.get(), 0, *p.mesh, nullptr, ~0u);
+            scene = m_impl->new_scene();
+            m_impl->add_mesh(scene.get(), 0, *p.mesh, nullptr, ~0u);
             rtcCommitScene(scene.get());
-            impl_->check("tree");
+            m_impl->check("tree");
         }
-        impl_->add_instance(id, scene.get(), p.to_world, p.mask);
+        m_impl->add_instance(id, scene.get(), p.to_world, p.mask);
     }
-    rtcCommitScene(impl_->top.get());
-    impl_->check("tree");
+    rtcCommitScene(m_impl->top.get());
+    m_impl->check("tree");
 }
 
 Accel::~Accel() = default;
@@ -214,8 +214,8 @@ bool Accel::intersect(const Ray& ray, Hit& hit) const {
     fill(query.ray, ray);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
-    rtcIntersect1(impl_->top.get(), &context.base, &query);
+    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
+    rtcIntersect1(m_impl->top.get(), &context.base, &query);
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
     hit.primitive = {placement_of(query.hit), query.hit.primID};
     hit.distance = query.ray.tfar;
@@ -228,8 +228,8 @@ bool Accel::occluded(const Ray& ray) const {
     if (!finite(ray.origin) || !finite(ray.direction)) return false;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
-    rtcOccluded1(impl_->top.get(), &context.base, &query);
+    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
+    rtcOccluded1(m_impl->top.get(), &context.base, &query);
     return query.tfar < 0.0f;
 }
 
@@ -238,11 +238,11 @@ void Accel::all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const
     if (limit == 0 || !finite(ray.origin) || !finite(ray.direction)) return;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, placements_, ray.faces && faces_matter_);
+    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
     context.base.filter = filter;
     context.all = &hits;
     context.limit = limit;
-    rtcOccluded1(impl_->top.get(), &context.base, &query);
+    rtcOccluded1(m_impl->top.get(), &context.base, &query);
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
         if (a.distance != b.distance) return a.distance < b.distance;
         if (a.primitive.placement != b.primitive.placement)

@@ -90,16 +90,16 @@ class Accel {
     // All of them, in order of distance, at most `limit`.
     void all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const;
 
-    [[nodiscard]] const Placement& placement(std::size_t i) const { return placements_[i]; }
-    [[nodiscard]] std::size_t placement_count() const { return placements_.size(); }
-    [[nodiscard]] std::size_t triangle_count() const { return triangles_; }
+    [[nodiscard]] const Placement& placement(std::size_t i) const { return m_placements[i]; }
+    [[nodiscard]] std::size_t placement_count() const { return m_placements.size(); }
+    [[nodiscard]] std::size_t triangle_count() const { return m_triangles; }
 
   private:
     class Impl;
-    std::vector<Placement> placements_;
-    std::size_t triangles_ = 0;
-    bool faces_matter_ = false; // some placement shows eye rays one side only
-    std::unique_ptr<Impl> impl_;
+    std::vector<Placement> m_placements;
+    std::size_t m_triangles = 0;
+    bool m_faces_matter = false; // some placement shows eye rays one side only
+    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace vx::trace

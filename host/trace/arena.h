@@ -62,31 +62,31 @@ class ThreadArena {
 
     // The slot for a child of `parent` (null: the first slot), or null when calls nest too deep.
     Slot* take(const miState* parent) {
-        std::size_t at = active_;
+        std::size_t at = m_active;
         if (parent) {
             const std::size_t own = index_of(parent);
             if (own != none && own + 1 > at) at = own + 1;
         }
         if (at >= max_depth) return nullptr;
-        while (slots_.size() <= at)
-            slots_.push_back(std::make_unique<Slot>());
-        last_taken_ = at;
-        return slots_[at].get();
+        while (m_slots.size() <= at)
+            m_slots.push_back(std::make_unique<Slot>());
+        m_last_taken = at;
+        return m_slots[at].get();
     }
 
     // Holds a slot while the shaders of its state run.
     class Running {
       public:
-        Running(ThreadArena& arena, const Slot* slot) : arena_(arena), before_(arena.active_) {
-            arena_.active_ = arena_.index_of(&slot->state) + 1;
+        Running(ThreadArena& arena, const Slot* slot) : m_arena(arena), m_before(arena.m_active) {
+            m_arena.m_active = m_arena.index_of(&slot->state) + 1;
         }
-        ~Running() { arena_.active_ = before_; }
+        ~Running() { m_arena.m_active = m_before; }
         Running(const Running&) = delete;
         Running& operator=(const Running&) = delete;
 
       private:
-        ThreadArena& arena_;
-        std::size_t before_;
+        ThreadArena& m_arena;
+        std::size_t m_before;
     };
 
     // Shadow rays in segment mode: the occluders of the innermost light, and the next one's number.
@@ -122,23 +122,23 @@ class ThreadArena {
     // lens sample differently.
     class SentOn {
       public:
-        explicit SentOn(ThreadArena& arena) : arena_(arena), before_(arena.sampling) {
+        explicit SentOn(ThreadArena& arena) : m_arena(arena), m_before(arena.sampling) {
             Sampling& s = arena.sampling;
             if (s.eye_rays > 0) s.key = sampling::combine(s.key, s.eye_rays);
             s.eye_rays = 0;
             s.first_asked = arena.asked.size();
-            ++before_.eye_rays;
+            ++m_before.eye_rays;
         }
         ~SentOn() {
-            arena_.asked.resize(arena_.sampling.first_asked);
-            arena_.sampling = before_;
+            m_arena.asked.resize(m_arena.sampling.first_asked);
+            m_arena.sampling = m_before;
         }
         SentOn(const SentOn&) = delete;
         SentOn& operator=(const SentOn&) = delete;
 
       private:
-        ThreadArena& arena_;
-        Sampling before_;
+        ThreadArena& m_arena;
+        Sampling m_before;
     };
 
     std::array<miVector, 3> corners{}; // of mi_tri_vectors
@@ -155,17 +155,18 @@ class ThreadArena {
     static constexpr std::size_t none = ~std::size_t{0};
     [[nodiscard]] std::size_t index_of(const miState* state) const {
         // Nearly always the state whose shader runs now, or its child.
-        if (active_ > 0 && active_ <= slots_.size() && &slots_[active_ - 1]->state == state)
-            return active_ - 1;
-        if (last_taken_ < slots_.size() && &slots_[last_taken_]->state == state) return last_taken_;
-        for (std::size_t i = 0; i < slots_.size(); ++i)
-            if (&slots_[i]->state == state) return i;
+        if (m_active > 0 && m_active <= m_slots.size() && &m_slots[m_active - 1]->state == state)
+            return m_active - 1;
+        if (m_last_taken < m_slots.size() && &m_slots[m_last_taken]->state == state)
+            return m_last_taken;
+        for (std::size_t i = 0; i < m_slots.size(); ++i)
+            if (&m_slots[i]->state == state) return i;
         return none;
     }
 
-    std::vector<std::unique_ptr<Slot>> slots_;
-    std::size_t active_ = 0;
-    std::size_t last_taken_ = 0;
+    std::vector<std::unique_ptr<Slot>> m_slots;
+    std::size_t m_active = 0;
+    std::size_t m_last_taken = 0;
 };
 
 } // namespace vx::trace

@@ -54,9 +54,9 @@ bool Renderer::light_leaf(miColor* result, miVector* dir, miScalar* dot_nl, miSt
                            static_cast<double>(d.z) * static_cast<double>(d.z));
     }
     state->child = &c;
-    const shading::StateScope scope(context_.thread(), c);
+    const shading::StateScope scope(m_context.thread(), c);
     const ThreadArena::Running running(arena(), slot);
-    const bool lit = shading::call_list(context_, leaf.light->shader, result, &c, miSHADER_LIGHT);
+    const bool lit = shading::call_list(m_context, leaf.light->shader, result, &c, miSHADER_LIGHT);
     if (!lit) *result = {};
     return lit;
 }
@@ -65,8 +65,8 @@ bool Renderer::trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miS
                            miTag light) {
     *result = {};
     if (dot_nl) *dot_nl = 0.0f;
-    const std::vector<miTag>& leaves = world_.light_leaves(light);
-    const LightLeaf* const leaf = leaves.empty() ? nullptr : world_.find_light(leaves.front());
+    const std::vector<miTag>& leaves = m_world.light_leaves(light);
+    const LightLeaf* const leaf = leaves.empty() ? nullptr : m_world.find_light(leaves.front());
     return leaf && light_leaf(result, dir, dot_nl, state, *leaf);
 }
 
@@ -74,11 +74,11 @@ bool Renderer::sample_light(miColor* result, miVector* dir, miScalar* dot_nl, mi
                             miTag light, int* samples) {
     *result = {};
     if (dot_nl) *dot_nl = 0.0f;
-    const std::vector<miTag>& leaves = world_.light_leaves(light);
+    const std::vector<miTag>& leaves = m_world.light_leaves(light);
     const auto number = static_cast<std::size_t>(std::max(0, *samples));
     if (number >= leaves.size()) return false;
     ++*samples;
-    if (const LightLeaf* const leaf = world_.find_light(leaves[number]))
+    if (const LightLeaf* const leaf = m_world.find_light(leaves[number]))
         light_leaf(result, dir, dot_nl, state, *leaf);
     // Callers divide by the number of samples; the lights of a group add up all the same.
     const auto count = static_cast<float>(leaves.size());
@@ -105,15 +105,15 @@ bool Renderer::shadow_shader(miColor* result, miState* light_state, const Hit& h
         return false;
     }
     light_state->child = &c;
-    const shading::StateScope scope(context_.thread(), c);
+    const shading::StateScope scope(m_context.thread(), c);
     const ThreadArena::Running running(arena(), slot);
-    if (!shading::call_list(context_, material->shadow, result, &c, miSHADER_SHADOW)) *result = {};
+    if (!shading::call_list(m_context, material->shadow, result, &c, miSHADER_SHADOW)) *result = {};
     return !black(*result);
 }
 
 bool Renderer::trace_shadow(miColor* result, miState* state) {
-    if (options_.shadow == 0 || !options_.trace) return true;
-    if (const ObjectLeaf* const receiver = world_.find_object(state->instance))
+    if (m_options.shadow == 0 || !m_options.trace) return true;
+    if (const ObjectLeaf* const receiver = m_world.find_object(state->instance))
         if ((receiver->shadow & flag_receives) == 0) return true;
 
     Primitive ignored;
@@ -122,8 +122,8 @@ bool Renderer::trace_shadow(miColor* result, miState* state) {
     const float length = endless ? 0.0f : static_cast<float>(state->dist);
     // Not as far as the light itself: what carries it would always be in the way.
     if (!endless) ray.far_limit = length * (1.0f - 1e-5f);
-    if (!world_.has_shadow_shaders()) {
-        if (!world_.accel().occluded(ray)) return true;
+    if (!m_world.has_shadow_shaders()) {
+        if (!m_world.accel().occluded(ray)) return true;
         *result = {};
         return false;
     }
@@ -148,7 +148,7 @@ bool Renderer::trace_shadow(miColor* result, miState* state) {
         Nested& operator=(const Nested&) = delete;
     } const nested(memory, found);
 
-    world_.accel().all(ray, found.hits, max_occluders);
+    m_world.accel().all(ray, found.hits, max_occluders);
     if (found.hits.size() >= max_occluders) {
         *result = {};
         return false;
@@ -157,7 +157,7 @@ bool Renderer::trace_shadow(miColor* result, miState* state) {
     std::reverse(found.hits.begin(), found.hits.end());
     found.next = 0;
     found.length = length;
-    if (options_.shadow == 3) return trace_shadow_segment(result, state);
+    if (m_options.shadow == 3) return trace_shadow_segment(result, state);
     while (found.next < found.hits.size())
         if (!shadow_shader(result, state, found.hits[found.next++], length)) return false;
     return true;

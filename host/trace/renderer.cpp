@@ -33,60 +33,60 @@ void copy_beside_surface(miState& to, const miState& from) {
 
 Renderer::Renderer(shading::Context& context, const World& world, miCamera& camera,
                    miOptions& options, const Textures* textures)
-    : context_(context),
-      world_(world),
-      camera_(camera),
-      options_(options),
-      textures_(textures),
-      id_(next_id++) {
+    : m_context(context),
+      m_world(world),
+      m_camera(camera),
+      m_options(options),
+      m_textures(textures),
+      m_id(next_id++) {
     const auto* const instance =
         context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
     const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : identity;
-    camera_origin_ = point(to_world.data(), {0.0f, 0.0f, 0.0f});
-    camera_forward_ = normalized(direction(to_world.data(), {0.0f, 0.0f, -1.0f}));
-    frame_state_.version = 2;
-    frame_state_.camera_inst = world_.camera_instance();
-    frame_state_.camera = &camera_;
-    frame_state_.options = &options_;
-    frame_state_.global_lock = context_.global_lock;
-    frame_state_.type = miRAY_EYE;
-    frame_state_.volume = camera_.volume;
-    frame_state_.environment = camera_.environment;
-    frame_state_.face = options_.face;
-    frame_state_.ior = 1.0f;
-    frame_state_.ior_in = 1.0f;
-    frame_state_.importance = 1.0f;
-    context_.renderer = this;
+    m_camera_origin = point(to_world.data(), {0.0f, 0.0f, 0.0f});
+    m_camera_forward = normalized(direction(to_world.data(), {0.0f, 0.0f, -1.0f}));
+    m_frame_state.version = 2;
+    m_frame_state.camera_inst = m_world.camera_instance();
+    m_frame_state.camera = &m_camera;
+    m_frame_state.options = &m_options;
+    m_frame_state.global_lock = m_context.global_lock;
+    m_frame_state.type = miRAY_EYE;
+    m_frame_state.volume = m_camera.volume;
+    m_frame_state.environment = m_camera.environment;
+    m_frame_state.face = m_options.face;
+    m_frame_state.ior = 1.0f;
+    m_frame_state.ior_in = 1.0f;
+    m_frame_state.importance = 1.0f;
+    m_context.renderer = this;
 }
 
 Renderer::~Renderer() {
-    if (context_.renderer == this) context_.renderer = nullptr;
+    if (m_context.renderer == this) m_context.renderer = nullptr;
 }
 
 ThreadArena& Renderer::join_arena() {
-    const std::scoped_lock lock(arenas_mutex_);
-    arenas_.push_back(std::make_unique<ThreadArena>());
-    my_arena_ = {id_, arenas_.back().get()};
-    return *arenas_.back();
+    const std::scoped_lock lock(m_arenas_mutex);
+    m_arenas.push_back(std::make_unique<ThreadArena>());
+    m_my_arena = {m_id, m_arenas.back().get()};
+    return *m_arenas.back();
 }
 
 std::uint64_t Renderer::eye_rays() {
-    const std::scoped_lock lock(arenas_mutex_);
+    const std::scoped_lock lock(m_arenas_mutex);
     std::uint64_t sum = 0;
-    for (const auto& arena : arenas_)
+    for (const auto& arena : m_arenas)
         sum += arena->eye_rays.load(std::memory_order_relaxed);
     return sum;
 }
 
 void Renderer::too_deep() {
-    if (!told_too_deep_.exchange(true))
-        context_.say(shading::Level::warning,
-                     "rays nest too deep; those beyond see nothing (told once)");
+    if (!m_told_too_deep.exchange(true))
+        m_context.say(shading::Level::warning,
+                      "rays nest too deep; those beyond see nothing (told once)");
 }
 
 // A new state below `parent`, a copy of it, with nothing yet of a ray of its own.
 Slot* Renderer::child(miState* parent) {
-    context_.check_aborted();
+    m_context.check_aborted();
     Slot* const slot = arena().take(parent);
     if (!slot) {
         too_deep();
@@ -122,13 +122,13 @@ bool Renderer::intersect_once(const Ray& ray, Hit& hit, const SurfaceGeometry*& 
     if (probed.known && !ray.ignore && same_bits(probed.direction, ray.direction) &&
         same_bits(probed.origin, ray.origin)) {
         if (!probed.met) return false;
-        if ((world_.accel().placement(probed.hit.primitive.placement).mask & ray.mask) != 0) {
+        if ((m_world.accel().placement(probed.hit.primitive.placement).mask & ray.mask) != 0) {
             hit = probed.hit;
             surface = &probed.surface;
             return true;
         }
     }
-    return world_.accel().intersect(ray, hit);
+    return m_world.accel().intersect(ray, hit);
 }
 
 EyeResult Renderer::eye(const EyeRay& ray) {
@@ -136,9 +136,9 @@ EyeResult Renderer::eye(const EyeRay& ray) {
     memory.begin_eye_ray(ray.key);
     Slot* const slot = memory.take(nullptr);
     if (!slot) return {};
-    shading::ThreadContext& thread = context_.thread();
+    shading::ThreadContext& thread = m_context.thread();
     miState& state = slot->state;
-    state = frame_state_;
+    state = m_frame_state;
     state.thread = static_cast<short>(thread.number);
     state.raster_x = ray.raster_x;
     state.raster_y = ray.raster_y;
@@ -148,16 +148,16 @@ EyeResult Renderer::eye(const EyeRay& ray) {
 
     EyeResult result;
     const shading::StateScope scope(thread, state);
-    if (options_.lens && camera_.lens != miNULLTAG) {
+    if (m_options.lens && m_camera.lens != miNULLTAG) {
         const ThreadArena::Running running(memory, slot);
-        shading::call_one(context_, camera_.lens, &result.color, &state, miSHADER_LENS);
+        shading::call_one(m_context, m_camera.lens, &result.color, &state, miSHADER_LENS);
         result.hit = state.child != nullptr;
     } else {
         // Without a lens the material's state is the first one: it has no parent.
         shoot_eye(&result.color, *slot, result.hit);
     }
     if (result.hit) {
-        result.depth = dot(state.point - camera_origin_, camera_forward_);
+        result.depth = dot(state.point - m_camera_origin, m_camera_forward);
         result.normal = state.normal;
         result.motion = state.motion;
         result.label = state.label;
@@ -180,10 +180,10 @@ bool Renderer::trace_eye(miColor* result, miState* state, const miVector& origin
         state->child = nullptr;
         return false;
     }
-    const shading::StateScope scope(context_.thread(), slot->state);
+    const shading::StateScope scope(m_context.thread(), slot->state);
     const ThreadArena::Running running(arena(), slot);
     state->child = &slot->state;
-    const bool lit = shading::call_one(context_, next, result, &slot->state, miSHADER_LENS);
+    const bool lit = shading::call_one(m_context, next, result, &slot->state, miSHADER_LENS);
     const bool hit = slot->state.child != nullptr;
     state->child = hit ? &slot->state : nullptr;
     if (hit) {
@@ -203,7 +203,7 @@ bool Renderer::cast_eye(miColor* result, miState* state) {
     if (!slot) return false;
     miState& c = slot->state;
     c.type = miRAY_EYE;
-    const shading::StateScope scope(context_.thread(), c);
+    const shading::StateScope scope(m_context.thread(), c);
     bool hit = false;
     const bool lit = shoot_eye(result, *slot, hit);
     if (!hit) return lit;
@@ -225,14 +225,14 @@ bool Renderer::shoot_eye(miColor* result, Slot& slot, bool& hit) {
     ray.mask = mask_eye;
     ray.faces = true;
     // The clipping distances lie along the viewing direction; a lens may send rays anywhere else.
-    const float cosine = dot(c.dir, camera_forward_);
+    const float cosine = dot(c.dir, m_camera_forward);
     const float stretch = cosine > 1e-3f ? 1.0f / cosine : 1.0f;
-    ray.near_limit = camera_.clip.min * stretch;
-    ray.far_limit = camera_.clip.max * stretch;
+    ray.near_limit = m_camera.clip.min * stretch;
+    ray.far_limit = m_camera.clip.max * stretch;
 
     const ThreadArena::Running running(arena(), &slot);
     Hit found;
-    hit = world_.accel().intersect(ray, found);
+    hit = m_world.accel().intersect(ray, found);
     if (!hit) return leave_scene(result, slot);
     const miMaterial* const material = enter_surface(found, true, slot);
     if (slot.state.parent) slot.state.parent->child = &slot.state;
@@ -243,16 +243,16 @@ bool Renderer::shoot_eye(miColor* result, Slot& slot, bool& hit) {
 // the material; null when there is none.
 const miMaterial* Renderer::enter_surface(const Hit& hit, const SurfaceGeometry& surface,
                                           Slot& slot) {
-    fill_surface(world_, hit, surface, slot);
+    fill_surface(m_world, hit, surface, slot);
     miState& state = slot.state;
     state.refraction_volume = miNULLTAG;
     const auto* const material =
-        context_.database.find<miMaterial>(state.material, miSCENE_MATERIAL);
+        m_context.database.find<miMaterial>(state.material, miSCENE_MATERIAL);
     if (!material) {
         state.shader = nullptr;
         return nullptr;
     }
-    state.shader = context_.database.find<miFunction>(material->shader, miSCENE_FUNCTION);
+    state.shader = m_context.database.find<miFunction>(material->shader, miSCENE_FUNCTION);
     state.refraction_volume = material->volume;
     if (material->environment != miNULLTAG) state.environment = material->environment;
     return material;
@@ -261,7 +261,7 @@ const miMaterial* Renderer::enter_surface(const Hit& hit, const SurfaceGeometry&
 // The same for a surface that is still to be measured.
 const miMaterial* Renderer::enter_surface(const Hit& hit, bool face_ray, Slot& slot) {
     SurfaceGeometry surface;
-    measure_surface(world_, hit, slot.state.org, slot.state.dir, face_ray, surface);
+    measure_surface(m_world, hit, slot.state.org, slot.state.dir, face_ray, surface);
     return enter_surface(hit, surface, slot);
 }
 
@@ -269,7 +269,7 @@ bool Renderer::shade(miColor* result, Slot& slot, const miMaterial* material) {
     bool lit = false;
     if (material && material->shader != miNULLTAG)
         lit =
-            shading::call_list(context_, material->shader, result, &slot.state, miSHADER_MATERIAL);
+            shading::call_list(m_context, material->shader, result, &slot.state, miSHADER_MATERIAL);
     run_volume(result, slot);
     return lit;
 }
@@ -282,26 +282,27 @@ bool Renderer::leave_scene(miColor* result, Slot& slot) {
     state.pri = nullptr;
     bool lit = false;
     if (state.environment != miNULLTAG)
-        lit = shading::call_list(context_, state.environment, result, &state, miSHADER_ENVIRONMENT);
+        lit =
+            shading::call_list(m_context, state.environment, result, &state, miSHADER_ENVIRONMENT);
     run_volume(result, slot);
     return lit;
 }
 
 void Renderer::run_volume(miColor* result, Slot& slot) {
-    if (options_.volume && slot.state.volume != miNULLTAG)
-        shading::call_list(context_, slot.state.volume, result, &slot.state, miSHADER_VOLUME);
+    if (m_options.volume && slot.state.volume != miNULLTAG)
+        shading::call_list(m_context, slot.state.volume, result, &slot.state, miSHADER_VOLUME);
 }
 
 bool Renderer::bounce(miColor* result, miState* state, const miVector& direction, Bounce kind) {
     *result = {};
-    context_.check_aborted();
-    if (!options_.trace) return false;
+    m_context.check_aborted();
+    if (!m_options.trace) return false;
     const bool reflects = kind == Bounce::reflection;
-    if (state->reflection_level + state->refraction_level >= options_.trace_depth ||
-        (reflects ? state->reflection_level >= options_.reflection_depth
-                  : state->refraction_level >= options_.refraction_depth))
+    if (state->reflection_level + state->refraction_level >= m_options.trace_depth ||
+        (reflects ? state->reflection_level >= m_options.reflection_depth
+                  : state->refraction_level >= m_options.refraction_depth))
         return false;
-    if (const ObjectLeaf* const from = world_.find_object(state->instance)) {
+    if (const ObjectLeaf* const from = m_world.find_object(state->instance)) {
         const unsigned char flags = reflects                     ? from->reflection
                                     : kind == Bounce::refraction ? from->refraction
                                                                  : from->transparency;
@@ -337,7 +338,7 @@ bool Renderer::bounce(miColor* result, miState* state, const miVector& direction
         c.volume = state->refraction_volume;
     }
 
-    const shading::StateScope scope(context_.thread(), c);
+    const shading::StateScope scope(m_context.thread(), c);
     const ThreadArena::Running running(arena(), slot);
     if (!met) {
         const bool lit = leave_scene(result, *slot);
@@ -373,13 +374,13 @@ bool Renderer::trace_environment(miColor* result, miState* state, const miVector
     c.org = state->point;
     c.dir = dir;
     c.dist = 0.0;
-    const shading::StateScope scope(context_.thread(), c);
+    const shading::StateScope scope(m_context.thread(), c);
     const ThreadArena::Running running(arena(), slot);
-    return shading::call_list(context_, state->environment, result, &c, miSHADER_ENVIRONMENT);
+    return shading::call_list(m_context, state->environment, result, &c, miSHADER_ENVIRONMENT);
 }
 
 bool Renderer::trace_probe(miState* state, const miVector& direction, const miVector& origin) {
-    context_.check_aborted();
+    m_context.check_aborted();
     const miVector start = origin;    // may be the state's own point
     const miVector given = direction; // may be the state's own direction
     const miVector dir = normalized(given);
@@ -391,9 +392,9 @@ bool Renderer::trace_probe(miState* state, const miVector& direction, const miVe
     probed.given = given;
     probed.direction = dir;
     probed.known = ray.ignore == nullptr;
-    probed.met = world_.accel().intersect(ray, probed.hit);
+    probed.met = m_world.accel().intersect(ray, probed.hit);
     if (!probed.met) return false;
-    measure_surface(world_, probed.hit, start, dir, true, probed.surface);
+    measure_surface(m_world, probed.hit, start, dir, true, probed.surface);
     Slot* const slot = child_at_surface(state);
     if (!slot) return false;
     miState& c = slot->state;

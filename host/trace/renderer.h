@@ -45,16 +45,16 @@ class Renderer {
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
 
-    [[nodiscard]] shading::Context& context() const { return context_; }
-    [[nodiscard]] const World& world() const { return world_; }
-    [[nodiscard]] const Textures* textures() const { return textures_; }
+    [[nodiscard]] shading::Context& context() const { return m_context; }
+    [[nodiscard]] const World& world() const { return m_world; }
+    [[nodiscard]] const Textures* textures() const { return m_textures; }
     // A state with the frame's part filled in and no ray.
-    [[nodiscard]] const miState& frame_state() const { return frame_state_; }
+    [[nodiscard]] const miState& frame_state() const { return m_frame_state; }
     // Eye rays sent so far, by all threads.
     [[nodiscard]] std::uint64_t eye_rays();
     // The calling thread's memory.
     [[nodiscard]] ThreadArena& arena() {
-        return my_arena_.renderer == id_ ? *my_arena_.arena : join_arena();
+        return m_my_arena.renderer == m_id ? *m_my_arena.arena : join_arena();
     }
 
     // Sends an eye ray through the lens shaders and shades what it meets.
@@ -79,7 +79,7 @@ class Renderer {
         std::uint64_t renderer;
         ThreadArena* arena;
     };
-    static inline thread_local constinit MyArena my_arena_{0, nullptr};
+    static inline thread_local constinit MyArena m_my_arena{0, nullptr};
     ThreadArena& join_arena();
 
     enum class Bounce { reflection, refraction, transparency };
@@ -100,17 +100,17 @@ class Renderer {
     bool shadow_shader(miColor* result, miState* light_state, const Hit& hit, float length);
     void too_deep();
 
-    shading::Context& context_;
-    const World& world_;
-    miCamera& camera_;
-    miOptions& options_;
-    const Textures* textures_;
-    miState frame_state_{};
-    miVector camera_origin_{}, camera_forward_{};
-    const std::uint64_t id_;
-    std::mutex arenas_mutex_;
-    std::vector<std::unique_ptr<ThreadArena>> arenas_;
-    std::atomic<bool> told_too_deep_{false};
+    shading::Context& m_context;
+    const World& m_world;
+    miCamera& m_camera;
+    miOptions& m_options;
+    const Textures* m_textures;
+    miState m_frame_state{};
+    miVector m_camera_origin{}, m_camera_forward{};
+    const std::uint64_t m_id;
+    std::mutex m_arenas_mutex;
+    std::vector<std::unique_ptr<ThreadArena>> m_arenas;
+    std::atomic<bool> m_told_too_deep{false};
 };
 
 } // namespace vx::trace

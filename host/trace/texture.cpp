@@ -64,22 +64,22 @@ std::unique_ptr<TextureImage> literal(const scene::Texture::Pixels& pixels, std:
 } // namespace
 
 TextureImage::TextureImage(int width, int height, int components, std::vector<float> values)
-    : width_(width), height_(height), components_(components), floats_(std::move(values)) {}
+    : m_width(width), m_height(height), m_components(components), m_floats(std::move(values)) {}
 
 TextureImage::TextureImage(int width, int height, int components, std::vector<std::uint8_t> values)
-    : width_(width), height_(height), components_(components), bytes_(std::move(values)) {}
+    : m_width(width), m_height(height), m_components(components), m_bytes(std::move(values)) {}
 
 miColor TextureImage::pixel(int x, int y) const {
-    x = std::clamp(x, 0, width_ - 1);
-    y = std::clamp(y, 0, height_ - 1);
-    const std::size_t at = (static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+    x = std::clamp(x, 0, m_width - 1);
+    y = std::clamp(y, 0, m_height - 1);
+    const std::size_t at = (static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) +
                             static_cast<std::size_t>(x)) *
-                           static_cast<std::size_t>(components_);
+                           static_cast<std::size_t>(m_components);
     const auto value = [&](int i) {
         const std::size_t k = at + static_cast<std::size_t>(i);
-        return bytes_.empty() ? floats_[k] : static_cast<float>(bytes_[k]) / 255.0f;
+        return m_bytes.empty() ? m_floats[k] : static_cast<float>(m_bytes[k]) / 255.0f;
     };
-    switch (components_) {
+    switch (m_components) {
     case 1:
         return {value(0), value(0), value(0), 1.0f};
     case 2:
@@ -92,8 +92,8 @@ miColor TextureImage::pixel(int x, int y) const {
 }
 
 miColor TextureImage::bilinear(float u, float v) const {
-    const float x = u * static_cast<float>(width_) - 0.5f;
-    const float y = v * static_cast<float>(height_) - 0.5f;
+    const float x = u * static_cast<float>(m_width) - 0.5f;
+    const float y = v * static_cast<float>(m_height) - 0.5f;
     const float fx = std::floor(x);
     const float fy = std::floor(y);
     const int ix = static_cast<int>(fx);
@@ -146,8 +146,8 @@ std::vector<Textures::Failure> Textures::load(shading::Context& context) {
     std::vector<Failure> failures;
     context.database.for_each(miSCENE_TEXTURE, [&](miTag tag, void* element) {
         const auto& texture = *static_cast<const shading::Texture*>(element);
-        const auto found = entries_.find(tag);
-        if (found != entries_.end() && found->second.revision == texture.revision &&
+        const auto found = m_entries.find(tag);
+        if (found != m_entries.end() && found->second.revision == texture.revision &&
             found->second.image)
             return;
         Entry entry;
@@ -162,14 +162,14 @@ std::vector<Textures::Failure> Textures::load(shading::Context& context) {
             if (!entry.image) reason = fmt::format("{}: {}", path, reason);
         }
         if (!entry.image) failures.push_back({texture.description.name, reason});
-        entries_[tag] = std::move(entry);
+        m_entries[tag] = std::move(entry);
     });
     return failures;
 }
 
 const TextureImage* Textures::find(miTag tag) const {
-    const auto found = entries_.find(tag);
-    return found == entries_.end() ? nullptr : found->second.image.get();
+    const auto found = m_entries.find(tag);
+    return found == m_entries.end() ? nullptr : found->second.image.get();
 }
 
 } // namespace vx::trace

@@ -21,14 +21,14 @@ class TextureImage {
 
     // Between the four pixels around (u, v), both in [0, 1); the border pixels go on outside.
     [[nodiscard]] miColor bilinear(float u, float v) const;
-    [[nodiscard]] int width() const { return width_; }
-    [[nodiscard]] int height() const { return height_; }
+    [[nodiscard]] int width() const { return m_width; }
+    [[nodiscard]] int height() const { return m_height; }
 
   private:
     [[nodiscard]] miColor pixel(int x, int y) const;
-    int width_, height_, components_;
-    std::vector<float> floats_;
-    std::vector<std::uint8_t> bytes_; // one of the two is empty
+    int m_width, m_height, m_components;
+    std::vector<float> m_floats;
+    std::vector<std::uint8_t> m_bytes; // one of the two is empty
 };
 
 // Reads a picture file. Null, with the reason, when that fails.
@@ -53,7 +53,7 @@ class Textures {
         unsigned revision = 0;
         std::unique_ptr<TextureImage> image;
     };
-    std::unordered_map<miTag, Entry> entries_;
+    std::unordered_map<miTag, Entry> m_entries;
 };
 
 } // namespace vx::trace

@@ -83,21 +83,21 @@ miTag ObjectLeaf::find_material(std::uint32_t triangle) const {
 
 World::World(shading::Context& context, const shading::RenderRequest& request,
              const std::string& embree_config)
-    : context_(context), wanted_camera_(request.camera_instance) {
+    : m_context(context), m_wanted_camera(request.camera_instance) {
     try {
         visit_group(request.root, Inherited{}, 0);
-        if (camera_ == miNULLTAG) {
+        if (m_camera == miNULLTAG) {
             // A camera that does not hang in the group still shows what it sees.
             visit_instance(request.camera_instance, Inherited{}, 0);
         }
         const auto* const options =
-            context_.database.find<miOptions>(request.options, miSCENE_OPTIONS);
+            m_context.database.find<miOptions>(request.options, miSCENE_OPTIONS);
         const int options_face = options ? options->face : miFACE_BOTH;
         std::vector<Placement> placements;
-        placements.reserve(objects_.size());
-        for (std::size_t i = 0; i < objects_.size(); ++i) {
-            const ObjectLeaf& leaf = objects_[i];
-            object_index_[leaf.instance] = i;
+        placements.reserve(m_objects.size());
+        for (std::size_t i = 0; i < m_objects.size(); ++i) {
+            const ObjectLeaf& leaf = m_objects[i];
+            m_object_index[leaf.instance] = i;
             Placement p;
             p.mesh = &*leaf.object->description.mesh;
             p.to_world = to_matrix(leaf.record->tf.local_to_global);
@@ -111,41 +111,41 @@ World::World(shading::Context& context, const shading::RenderRequest& request,
             p.eye_face = leaf.face & options_face;
             placements.push_back(p);
         }
-        for (std::size_t i = 0; i < lights_.size(); ++i)
-            light_index_[lights_[i].instance] = i;
-        context_.database.for_each(miSCENE_MATERIAL, [&](miTag, void* element) {
-            has_shadow_shaders_ =
-                has_shadow_shaders_ || static_cast<const miMaterial*>(element)->shadow != miNULLTAG;
+        for (std::size_t i = 0; i < m_lights.size(); ++i)
+            m_light_index[m_lights[i].instance] = i;
+        m_context.database.for_each(miSCENE_MATERIAL, [&](miTag, void* element) {
+            m_has_shadow_shaders = m_has_shadow_shaders ||
+                                   static_cast<const miMaterial*>(element)->shadow != miNULLTAG;
         });
-        accel_ = std::make_unique<Accel>(placements, embree_config);
+        m_accel = std::make_unique<Accel>(placements, embree_config);
     } catch (...) {
-        for (const miTag tag : elements_)
-            context_.database.remove(tag);
+        for (const miTag tag : m_elements)
+            m_context.database.remove(tag);
         throw;
     }
 }
 
 World::~World() {
-    for (const miTag tag : elements_)
-        context_.database.remove(tag);
+    for (const miTag tag : m_elements)
+        m_context.database.remove(tag);
 }
 
 void World::visit_group(miTag group, const Inherited& above, int depth) {
-    path_.push_back(group);
-    if (const auto* const members = context_.database.find<miTag>(group, miSCENE_GROUP)) {
-        const std::size_t count = context_.database.size(group) / sizeof(miTag);
+    m_path.push_back(group);
+    if (const auto* const members = m_context.database.find<miTag>(group, miSCENE_GROUP)) {
+        const std::size_t count = m_context.database.size(group) / sizeof(miTag);
         for (std::size_t i = 0; i < count; ++i)
             if (members[i] != miNULLTAG) visit_instance(members[i], above, depth + 1);
     }
-    path_.pop_back();
+    m_path.pop_back();
 }
 
 void World::visit_instance(miTag tag, const Inherited& above, int depth) {
-    if (depth > max_graph_depth || std::find(path_.begin(), path_.end(), tag) != path_.end())
+    if (depth > max_graph_depth || std::find(m_path.begin(), m_path.end(), tag) != m_path.end())
         throw std::runtime_error(
             fmt::format("instance \"{}\" contains itself, or groups nest deeper than {}",
-                        context_.database.name(tag), max_graph_depth));
-    const auto* const instance = context_.database.find<miInstance>(tag, miSCENE_INSTANCE);
+                        m_context.database.name(tag), max_graph_depth));
+    const auto* const instance = m_context.database.find<miInstance>(tag, miSCENE_INSTANCE);
     if (!instance || instance->off) return;
 
     Inherited here = above;
@@ -181,42 +181,43 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
     if (instance->label != 0) here.label = instance->label;
     if (instance->userdata != miNULLTAG) here.userdata = instance->userdata;
 
-    path_.push_back(tag);
-    switch (context_.database.type(instance->item)) {
+    m_path.push_back(tag);
+    switch (m_context.database.type(instance->item)) {
     case miSCENE_GROUP:
-        if (std::find(path_.begin(), path_.end(), instance->item) != path_.end())
+        if (std::find(m_path.begin(), m_path.end(), instance->item) != m_path.end())
             throw std::runtime_error(fmt::format("group \"{}\" contains itself",
-                                                 context_.database.name(instance->item)));
+                                                 m_context.database.name(instance->item)));
         visit_group(instance->item, here, depth);
         break;
     case miSCENE_OBJECT:
         add_object(instance->item, here);
         break;
     case miSCENE_LIGHT:
-        path_.push_back(instance->item);
-        add_light(instance->item, here, path_);
-        path_.pop_back();
+        m_path.push_back(instance->item);
+        add_light(instance->item, here, m_path);
+        m_path.pop_back();
         break;
     case miSCENE_CAMERA:
-        if (tag == wanted_camera_ && camera_ == miNULLTAG) camera_ = new_leaf(instance->item, here);
+        if (tag == m_wanted_camera && m_camera == miNULLTAG)
+            m_camera = new_leaf(instance->item, here);
         break;
     default:
         break;
     }
-    path_.pop_back();
+    m_path.pop_back();
 }
 
 void World::count_leaf() {
-    if (elements_.size() >= max_leaves)
+    if (m_elements.size() >= max_leaves)
         throw std::runtime_error(fmt::format(
             "groups instance each other into more than {} objects and lights", max_leaves));
 }
 
 miTag World::new_leaf(miTag item, const Inherited& reach) {
     count_leaf();
-    const miTag tag = context_.database.create(miSCENE_INSTANCE, sizeof(miInstance));
-    elements_.push_back(tag);
-    auto& leaf = *static_cast<miInstance*>(context_.database.find(tag));
+    const miTag tag = m_context.database.create(miSCENE_INSTANCE, sizeof(miInstance));
+    m_elements.push_back(tag);
+    auto& leaf = *static_cast<miInstance*>(m_context.database.find(tag));
     store(reach.to_local, leaf.tf.global_to_local);
     store(reach.to_world, leaf.tf.local_to_global);
     leaf.tf.identity = reach.to_local == identity ? miTRUE : miFALSE;
@@ -242,19 +243,19 @@ miTag World::new_leaf(miTag item, const Inherited& reach) {
     leaf.face = reach.face;
     leaf.select = reach.select;
     leaf.hardware = reach.hardware;
-    context_.database.set_name(tag, context_.database.name(reach.instance));
+    m_context.database.set_name(tag, m_context.database.name(reach.instance));
     return tag;
 }
 
 void World::add_object(miTag item, const Inherited& reach) {
-    const auto* const object = context_.database.find<shading::Object>(item, miSCENE_OBJECT);
+    const auto* const object = m_context.database.find<shading::Object>(item, miSCENE_OBJECT);
     if (!object || !object->description.mesh) return;
     ObjectLeaf leaf;
     leaf.instance = new_leaf(item, reach);
-    leaf.record = static_cast<const miInstance*>(context_.database.find(leaf.instance));
+    leaf.record = static_cast<const miInstance*>(m_context.database.find(leaf.instance));
     leaf.object = object;
     if (reach.mtl_array_size > 0)
-        leaf.materials = tags_of(context_.database, reach.material);
+        leaf.materials = tags_of(m_context.database, reach.material);
     else if (reach.material != miNULLTAG)
         leaf.materials = {reach.material};
     leaf.override_material = reach.override_material;
@@ -271,7 +272,7 @@ void World::add_object(miTag item, const Inherited& reach) {
     if (std::adjacent_find(numbers.begin(), numbers.end(), std::not_equal_to<>()) == numbers.end())
         leaf.only_material = leaf.find_material(0);
     check_materials(leaf);
-    objects_.push_back(std::move(leaf));
+    m_objects.push_back(std::move(leaf));
 }
 
 void World::check_materials(const ObjectLeaf& leaf) {
@@ -282,32 +283,32 @@ void World::check_materials(const ObjectLeaf& leaf) {
         const auto highest =
             std::max_element(mesh.triangle_material.begin(), mesh.triangle_material.end());
         if (leaf.materials.empty())
-            context_.messages.write(
+            m_context.messages.write(
                 shading::Level::warning, "RENDER", -1,
                 fmt::format("object \"{}\" is tagged, but instance \"{}\" gives it no materials",
-                            name, context_.database.name(leaf.instance)));
+                            name, m_context.database.name(leaf.instance)));
         else if (highest != mesh.triangle_material.end() &&
                  static_cast<std::size_t>(std::max(0, *highest)) >= leaf.materials.size())
-            context_.messages.write(
+            m_context.messages.write(
                 shading::Level::warning, "RENDER", -1,
                 fmt::format("object \"{}\" has label {}, but instance \"{}\" has {} materials; "
                             "using the last",
-                            name, *highest, context_.database.name(leaf.instance),
+                            name, *highest, m_context.database.name(leaf.instance),
                             leaf.materials.size()));
         return;
     }
     for (std::uint32_t i = 0; i < mesh.triangles.size(); ++i)
         if (leaf.material(i) == miNULLTAG) {
-            context_.messages.write(shading::Level::warning, "RENDER", -1,
-                                    fmt::format("object \"{}\" has surfaces without a material; "
-                                                "they stay black",
-                                                name));
+            m_context.messages.write(shading::Level::warning, "RENDER", -1,
+                                     fmt::format("object \"{}\" has surfaces without a material; "
+                                                 "they stay black",
+                                                 name));
             return;
         }
 }
 
 void World::add_light(miTag item, const Inherited& reach, const std::vector<miTag>& path) {
-    const auto* const light = context_.database.find<miLight>(item, miSCENE_LIGHT);
+    const auto* const light = m_context.database.find<miLight>(item, miSCENE_LIGHT);
     if (!light) return;
     LightLeaf leaf;
     leaf.instance = new_leaf(item, reach);
@@ -315,26 +316,26 @@ void World::add_light(miTag item, const Inherited& reach, const std::vector<miTa
     leaf.origin = point(reach.to_world.data(), light->origin);
     leaf.direction = normalized(direction(reach.to_world.data(), light->direction));
     for (const miTag tag : path)
-        light_leaves_[tag].push_back(leaf.instance);
-    light_leaves_[leaf.instance].push_back(leaf.instance);
-    lights_.push_back(leaf);
+        m_light_leaves[tag].push_back(leaf.instance);
+    m_light_leaves[leaf.instance].push_back(leaf.instance);
+    m_lights.push_back(leaf);
 }
 
 const ObjectLeaf* World::find_object(miTag instance) const {
     if (instance == miNULLTAG) return nullptr;
-    const auto found = object_index_.find(instance);
-    return found == object_index_.end() ? nullptr : &objects_[found->second];
+    const auto found = m_object_index.find(instance);
+    return found == m_object_index.end() ? nullptr : &m_objects[found->second];
 }
 
 const LightLeaf* World::find_light(miTag instance) const {
-    const auto found = light_index_.find(instance);
-    return found == light_index_.end() ? nullptr : &lights_[found->second];
+    const auto found = m_light_index.find(instance);
+    return found == m_light_index.end() ? nullptr : &m_lights[found->second];
 }
 
 const std::vector<miTag>& World::light_leaves(miTag tag) const {
     static const std::vector<miTag> none;
-    const auto found = light_leaves_.find(tag);
-    return found == light_leaves_.end() ? none : found->second;
+    const auto found = m_light_leaves.find(tag);
+    return found == m_light_leaves.end() ? none : found->second;
 }
 
 } // namespace vx::trace

@@ -56,9 +56,9 @@ class World {
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    [[nodiscard]] const Accel& accel() const { return *accel_; }
+    [[nodiscard]] const Accel& accel() const { return *m_accel; }
     [[nodiscard]] const ObjectLeaf& object(std::uint32_t placement) const {
-        return objects_[placement];
+        return m_objects[placement];
     }
     // Null when the tag is no leaf instance of an object (a light).
     [[nodiscard]] const ObjectLeaf* find_object(miTag instance) const;
@@ -66,12 +66,12 @@ class World {
     // The leaves that a tag of a light list stands for: itself, a light instance of the scene, an
     // instance of a group of lights, a group or a light. Empty for anything else.
     [[nodiscard]] const std::vector<miTag>& light_leaves(miTag tag) const;
-    [[nodiscard]] const std::vector<LightLeaf>& lights() const { return lights_; }
-    [[nodiscard]] std::size_t object_count() const { return objects_.size(); }
+    [[nodiscard]] const std::vector<LightLeaf>& lights() const { return m_lights; }
+    [[nodiscard]] std::size_t object_count() const { return m_objects.size(); }
     // The leaf of the camera instance that was asked for.
-    [[nodiscard]] miTag camera_instance() const { return camera_; }
+    [[nodiscard]] miTag camera_instance() const { return m_camera; }
     // Whether any material has a shadow shader; if not, whatever is in the way blocks all light.
-    [[nodiscard]] bool has_shadow_shaders() const { return has_shadow_shaders_; }
+    [[nodiscard]] bool has_shadow_shaders() const { return m_has_shadow_shaders; }
 
   private:
     struct Inherited;
@@ -83,17 +83,17 @@ class World {
     void count_leaf();
     void check_materials(const ObjectLeaf& leaf);
 
-    shading::Context& context_;
-    miTag wanted_camera_;
-    miTag camera_ = miNULLTAG;
-    std::vector<ObjectLeaf> objects_;
-    std::vector<LightLeaf> lights_;
-    std::vector<miTag> elements_; // ours to remove
-    std::vector<miTag> path_;     // instances and groups that are being visited
-    std::unordered_map<miTag, std::size_t> object_index_, light_index_;
-    std::unordered_map<miTag, std::vector<miTag>> light_leaves_;
-    bool has_shadow_shaders_ = false;
-    std::unique_ptr<Accel> accel_;
+    shading::Context& m_context;
+    miTag m_wanted_camera;
+    miTag m_camera = miNULLTAG;
+    std::vector<ObjectLeaf> m_objects;
+    std::vector<LightLeaf> m_lights;
+    std::vector<miTag> m_elements; // ours to remove
+    std::vector<miTag> m_path;     // instances and groups that are being visited
+    std::unordered_map<miTag, std::size_t> m_object_index, m_light_index;
+    std::unordered_map<miTag, std::vector<miTag>> m_light_leaves;
+    bool m_has_shadow_shaders = false;
+    std::unique_ptr<Accel> m_accel;
 };
 
 } // namespace vx::trace

@@ -1,6 +1,5 @@
 // One named particle attribute: its values in memory and its record in a PDC file.
-#ifndef VX_POINTS_ATTRIBUTE_H
-#define VX_POINTS_ATTRIBUTE_H
+#pragma once
 
 #include "src/points/vector_d.h"
 
@@ -49,5 +48,3 @@ class CAttribute {
 // Truncates toward zero. NaN and values outside the range of int64 give the smallest int64, as the
 // x86-64 conversion instruction does.
 std::int64_t TruncateToInt64(double value);
-
-#endif

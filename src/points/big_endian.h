@@ -1,7 +1,6 @@
 // Reads and writes big-endian values in blocks. A block is swapped in a fixed buffer on the stack
 // and passed to the stream in one call.
-#ifndef VX_POINTS_BIG_ENDIAN_H
-#define VX_POINTS_BIG_ENDIAN_H
+#pragma once
 
 #include <algorithm>
 #include <bit>
@@ -79,5 +78,3 @@ inline bool ReadBigEndianInt(std::FILE* file, std::int32_t& value) {
     value = std::bit_cast<std::int32_t>(SwapBytes(word));
     return true;
 }
-
-#endif

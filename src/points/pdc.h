@@ -1,6 +1,5 @@
 // The particle cache in memory: fixed attribute slots and the header of a PDC file.
-#ifndef VX_POINTS_PDC_H
-#define VX_POINTS_PDC_H
+#pragma once
 
 #include "src/points/attribute.h"
 
@@ -47,5 +46,3 @@ class CPdc {
     CAttribute slots[kPdcSlots];
     CPdcHeader header;
 };
-
-#endif

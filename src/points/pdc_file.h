@@ -1,6 +1,5 @@
 // Whole PDC files: writing a cache and loading one.
-#ifndef VX_POINTS_PDC_FILE_H
-#define VX_POINTS_PDC_FILE_H
+#pragma once
 
 #include "src/points/pdc.h"
 #include "src/points/pdc_walk.h"
@@ -31,5 +30,3 @@ class CPdcLoadResult {
 // deleted. Memory is allocated only for data that the stream holds. Prints and throws nothing.
 // `result` may be null.
 bool LoadPdc(std::FILE* file, CPdc& pdc, CPdcLoadResult* result = nullptr) noexcept;
-
-#endif

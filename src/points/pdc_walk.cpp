@@ -75,9 +75,9 @@ CPdcWalk::CPdcWalk(std::FILE* file)
       lastSkippedSize(0),
       error(PdcError::None),
       errorOffset(0),
-      mFile(file),
-      mPosition(0),
-      mSize(MeasureStream(file)) {}
+      m_file(file),
+      m_position(0),
+      m_size(MeasureStream(file)) {}
 
 bool CPdcWalk::Fail(PdcError why, std::int64_t offset) {
     error = why;
@@ -86,31 +86,31 @@ bool CPdcWalk::Fail(PdcError why, std::int64_t offset) {
 }
 
 bool CPdcWalk::ReadHeader() {
-    if (mFile == nullptr) return Fail(PdcError::ShortHeader, 0);
+    if (m_file == nullptr) return Fail(PdcError::ShortHeader, 0);
     // After a short read of the magic the numbers that follow are missing as well.
-    [[maybe_unused]] const std::size_t got = std::fread(header.magic, 1, 4, mFile);
-    mPosition = 4;
+    [[maybe_unused]] const std::size_t got = std::fread(header.magic, 1, 4, m_file);
+    m_position = 4;
     for (std::int32_t* const field :
          {&header.formatVersion, &header.byteOrder, &header.extra1, &header.extra2,
           &header.particleCount, &header.attributeCount}) {
-        if (!ReadBigEndianInt(mFile, *field)) return Fail(PdcError::ShortHeader, mPosition);
-        mPosition += 4;
+        if (!ReadBigEndianInt(m_file, *field)) return Fail(PdcError::ShortHeader, m_position);
+        m_position += 4;
     }
     return true;
 }
 
 bool CPdcWalk::NextRecord() {
     std::int32_t length = 0;
-    if (!ReadBigEndianInt(mFile, length)) return Fail(PdcError::ShortRecord, mPosition);
-    mPosition += 4;
-    if (length < 0 || !CanHold(length)) return Fail(PdcError::BadNameLength, mPosition - 4);
-    if (!ReadGrowing(mFile, static_cast<std::size_t>(length), name)) {
-        return Fail(PdcError::ShortRecord, mPosition);
+    if (!ReadBigEndianInt(m_file, length)) return Fail(PdcError::ShortRecord, m_position);
+    m_position += 4;
+    if (length < 0 || !CanHold(length)) return Fail(PdcError::BadNameLength, m_position - 4);
+    if (!ReadGrowing(m_file, static_cast<std::size_t>(length), name)) {
+        return Fail(PdcError::ShortRecord, m_position);
     }
-    mPosition += length;
-    if (!ReadBigEndianInt(mFile, code)) return Fail(PdcError::ShortRecord, mPosition);
-    mPosition += 4;
-    dataOffset = mPosition;
+    m_position += length;
+    if (!ReadBigEndianInt(m_file, code)) return Fail(PdcError::ShortRecord, m_position);
+    m_position += 4;
+    dataOffset = m_position;
     dataSize = PdcDataSize(code, header.particleCount);
     return true;
 }
@@ -119,20 +119,20 @@ bool CPdcWalk::SkipData() {
     const bool known = code >= 0 && code < kPdcTypeCodes;
     if (known && dataSize < 0) return Fail(PdcError::BadParticleCount, dataOffset);
     const std::int64_t size = known ? dataSize : lastSkippedSize;
-    if (std::fseek(mFile, size, SEEK_CUR) != 0) return Fail(PdcError::SeekFailed, dataOffset);
+    if (std::fseek(m_file, size, SEEK_CUR) != 0) return Fail(PdcError::SeekFailed, dataOffset);
     lastSkippedSize = size;
-    mPosition += size;
+    m_position += size;
     return true;
 }
 
 void CPdcWalk::MarkDataRead() {
-    mPosition += dataSize;
+    m_position += dataSize;
 }
 
 std::int64_t CPdcWalk::Remaining() const {
-    return mSize == kSizeUnknown ? kSizeUnknown : std::max<std::int64_t>(mSize - mPosition, 0);
+    return m_size == kSizeUnknown ? kSizeUnknown : std::max<std::int64_t>(m_size - m_position, 0);
 }
 
 bool CPdcWalk::CanHold(std::int64_t bytes) const {
-    return mSize == kSizeUnknown || bytes <= Remaining();
+    return m_size == kSizeUnknown || bytes <= Remaining();
 }

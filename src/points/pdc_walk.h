@@ -3,8 +3,7 @@
 //
 // The format: a header of 28 bytes (magic, then six int32), then attribute records: name length
 // (int32), name, type code (int32), data. Everything is big-endian, nothing is padded.
-#ifndef VX_POINTS_PDC_WALK_H
-#define VX_POINTS_PDC_WALK_H
+#pragma once
 
 #include "src/points/pdc.h"
 
@@ -85,9 +84,7 @@ class CPdcWalk {
     std::int64_t errorOffset;     // of the offending item, from the start of the walk
 
   private:
-    std::FILE* mFile;
-    std::int64_t mPosition;
-    std::int64_t mSize; // or kSizeUnknown
+    std::FILE* m_file;
+    std::int64_t m_position;
+    std::int64_t m_size; // or kSizeUnknown
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The baked point record and the growable array that holds one eye sample's points.
-#ifndef VX_POINTS_POINT_ARRAY_H
-#define VX_POINTS_POINT_ARRAY_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -27,5 +26,3 @@ class CPointArray {
   public:
     std::vector<CPoint> points;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The result of a bake pass, and its conversion into a particle cache.
-#ifndef VX_POINTS_POINT_GRID_H
-#define VX_POINTS_POINT_GRID_H
+#pragma once
 
 #include "src/points/point_array.h"
 
@@ -32,5 +31,3 @@ class CPointGrid {
     std::int32_t rowCapacity;
     std::vector<CPointArray> rows;
 };
-
-#endif

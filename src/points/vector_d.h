@@ -1,6 +1,5 @@
 // The element of a particle cache's vector attributes.
-#ifndef VX_POINTS_VECTOR_D_H
-#define VX_POINTS_VECTOR_D_H
+#pragma once
 
 #include <type_traits>
 
@@ -14,5 +13,3 @@ class CVectorD {
 // Files store vectors as runs of three doubles, and attributes copy them as such.
 static_assert(sizeof(CVectorD) == 24 && alignof(CVectorD) == alignof(double));
 static_assert(std::is_trivial_v<CVectorD> && std::is_standard_layout_v<CVectorD>);
-
-#endif

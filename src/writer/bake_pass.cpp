@@ -9,7 +9,7 @@
 namespace {
 
 // How far rays start from the surface that was found last, in world units.
-constexpr float kStep = 0.005F;
+constexpr float kStep = 0.005f;
 
 miVector Stepped(const miVector& from, const miVector& along, float distance) {
     return {from.x + along.x * distance, from.y + along.y * distance, from.z + along.z * distance};
@@ -42,8 +42,8 @@ miVector CameraDirection(const miCamera* camera, int width, int height, int x, i
         (static_cast<float>(x) + static_cast<float>(sample[0])) / static_cast<float>(width);
     const float v =
         (static_cast<float>(y) + static_cast<float>(sample[1])) / static_cast<float>(height);
-    return Normalized({(u - 0.5F) * camera->aperture,
-                       (v - 0.5F) * camera->aperture / camera->aspect, -camera->focal});
+    return Normalized({(u - 0.5f) * camera->aperture,
+                       (v - 0.5f) * camera->aperture / camera->aspect, -camera->focal});
 }
 
 bool IsWanted(const WriteInstanceData* data, int tag) {

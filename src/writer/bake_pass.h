@@ -1,6 +1,5 @@
 // The pass that fills the grid.
-#ifndef VX_SRC_WRITER_BAKE_PASS_H
-#define VX_SRC_WRITER_BAKE_PASS_H
+#pragma once
 
 #include "src/platform/renderer.h"
 
@@ -16,5 +15,3 @@ class WriteInstanceData;
 // `state` is that of a lens shader; org, point, pri and cache are afterwards what they were. To be
 // called with the record's lock held.
 void BakePass(miState* state, WriteInstanceData* data);
-
-#endif

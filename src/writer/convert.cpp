@@ -112,7 +112,7 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     if (count < pdc->header.particleCount && isWanted(tag)) complete = false;
 
     // A failed append leaves a partial map, which is written as well.
-    map->consolidate(0.6F);
+    map->consolidate(0.6f);
     map->write(mapFileName.c_str(), true);
     return complete;
 }

@@ -1,6 +1,5 @@
 // The life of a writer's instance: made at its init, baking once, gone at its exit.
-#ifndef VX_SRC_WRITER_LENS_H
-#define VX_SRC_WRITER_LENS_H
+#pragma once
 
 #include "src/platform/renderer.h"
 
@@ -19,5 +18,3 @@ void ExitWriteInstance(miState* state);
 // is one warning and no bake. Without a record: false, and nothing is traced. An exception from an
 // allocation passes through, with the lock held.
 miBoolean WriteLens(miColor* result, miState* state);
-
-#endif

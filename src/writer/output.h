@@ -1,6 +1,5 @@
 // What becomes of a bake: files for the record's frame.
-#ifndef VX_SRC_WRITER_OUTPUT_H
-#define VX_SRC_WRITER_OUTPUT_H
+#pragma once
 
 class WriteInstanceData;
 
@@ -13,5 +12,3 @@ void WriteOutput(WriteInstanceData* data);
 
 // Makes the frame's map file from the frame's PDC file.
 void ConvertOutput(WriteInstanceData* data);
-
-#endif

@@ -1,6 +1,5 @@
 // The tag of a surface that a probe has hit.
-#ifndef VX_SRC_WRITER_SURFACE_TAG_H
-#define VX_SRC_WRITER_SURFACE_TAG_H
+#pragma once
 
 #include "src/platform/renderer.h"
 
@@ -12,5 +11,3 @@
 //
 // Every access is given back but one: the declaration of an attached shader stays pinned.
 int FindSurfaceTag(miState* hit);
-
-#endif

@@ -1,6 +1,5 @@
 // The writer's record: one per shader instance, from its init to its exit.
-#ifndef VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
-#define VX_SRC_WRITER_WRITE_INSTANCE_DATA_H
+#pragma once
 
 #include "src/platform/renderer.h"
 #include "src/points/pdc.h"
@@ -53,5 +52,3 @@ class WriteInstanceData {
     void SizeGrid(const miCamera* camera);
     void Release();
 };
-
-#endif

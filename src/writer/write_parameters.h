@@ -1,6 +1,5 @@
 // The parameter block of vx_pc_write.
-#ifndef VX_SRC_WRITER_WRITE_PARAMETERS_H
-#define VX_SRC_WRITER_WRITE_PARAMETERS_H
+#pragma once
 
 #include "src/platform/renderer.h"
 
@@ -30,5 +29,3 @@ static_assert(sizeof(WriteParameters) == 44 && offsetof(WriteParameters, labels)
                   offsetof(WriteParameters, outputMode) == 32 &&
                   offsetof(WriteParameters, radius) == 40,
               "eleven members of four bytes");
-
-#endif

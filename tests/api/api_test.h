@@ -1,6 +1,5 @@
 /* Tests of entry points run inside a shader of the test library. */
-#ifndef VX_TESTS_API_API_TEST_H
-#define VX_TESTS_API_API_TEST_H
+#pragma once
 
 #include "tests/shading/rig.h"
 
@@ -25,5 +24,3 @@ class ApiTest : public ::testing::Test, protected Rig {
 };
 
 } // namespace vx::testing
-
-#endif

@@ -27,20 +27,20 @@ class Hoard {
     Hoard(const Hoard&) = delete;
     Hoard& operator=(const Hoard&) = delete;
     ~Hoard() {
-        while (last_ != nullptr) {
-            void** const before = static_cast<void**>(*last_);
-            ::operator delete(last_);
-            last_ = before;
+        while (m_last != nullptr) {
+            void** const before = static_cast<void**>(*m_last);
+            ::operator delete(m_last);
+            m_last = before;
         }
     }
     void take(std::size_t bytes) {
         auto* const block = static_cast<void**>(::operator new(bytes));
-        *block = last_;
-        last_ = block;
+        *block = m_last;
+        m_last = block;
     }
 
   private:
-    void** last_ = nullptr;
+    void** m_last = nullptr;
 };
 } // namespace
 
@@ -73,8 +73,8 @@ DLLEXPORT miBoolean bake_test_fact(miColor* result, miState* state, FactParamete
         *result = {static_cast<miScalar>(state->dist), state->dot_nd, mi_vector_dot(&g, &d), 1};
         break;
     default:
-        *result = {static_cast<miScalar>(state->label), state->inv_normal ? 1.0F : 0.0F,
-                   mi_vector_dot(&g, &n) > 0 ? 1.0F : 0.0F, 1};
+        *result = {static_cast<miScalar>(state->label), state->inv_normal ? 1.0f : 0.0f,
+                   mi_vector_dot(&g, &n) > 0 ? 1.0f : 0.0f, 1};
     }
     return miTRUE;
 }

@@ -68,11 +68,11 @@ std::vector<std::string> tokens_of(const std::string& text) {
 
 class Parser {
   public:
-    explicit Parser(std::vector<std::string> tokens) : tokens_(std::move(tokens)) {}
+    explicit Parser(std::vector<std::string> tokens) : m_tokens(std::move(tokens)) {}
 
     std::map<std::string, Declaration> all() {
         std::map<std::string, Declaration> found;
-        while (at_ < tokens_.size()) {
+        while (m_at < m_tokens.size()) {
             expect("declare");
             expect("shader");
             Declaration declaration;
@@ -92,12 +92,12 @@ class Parser {
 
   private:
     std::string next() {
-        if (at_ == tokens_.size()) throw std::runtime_error("the file ends early");
-        return tokens_[at_++];
+        if (m_at == m_tokens.size()) throw std::runtime_error("the file ends early");
+        return m_tokens[m_at++];
     }
     const std::string& peek() const {
         static const std::string end;
-        return at_ == tokens_.size() ? end : tokens_[at_];
+        return m_at == m_tokens.size() ? end : m_tokens[m_at];
     }
     void expect(const std::string& wanted) {
         const std::string got = next();
@@ -168,8 +168,8 @@ class Parser {
         expect("declare");
     }
 
-    std::vector<std::string> tokens_;
-    size_t at_ = 0;
+    std::vector<std::string> m_tokens;
+    size_t m_at = 0;
 };
 
 std::string file_text() {

@@ -17,42 +17,42 @@ class Image {
   public:
     explicit Image(const std::string& path) {
         std::ifstream file(path, std::ios::binary);
-        bytes_.assign(std::istreambuf_iterator<char>(file), {});
+        m_bytes.assign(std::istreambuf_iterator<char>(file), {});
         const auto header = at<Elf64_Ehdr>(0);
         if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
             header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB)
             throw std::runtime_error(path + " is no 64-bit ELF file");
         for (size_t i = 0; i < header.e_shnum; ++i)
-            sections_.push_back(at<Elf64_Shdr>(header.e_shoff + i * header.e_shentsize));
+            m_sections.push_back(at<Elf64_Shdr>(header.e_shoff + i * header.e_shentsize));
     }
 
     template <class T>
     T at(size_t offset) const {
         T record;
-        if (bytes_.size() < sizeof record || offset > bytes_.size() - sizeof record)
+        if (m_bytes.size() < sizeof record || offset > m_bytes.size() - sizeof record)
             throw std::runtime_error("an ELF record outside the file");
-        std::memcpy(&record, bytes_.data() + offset, sizeof record);
+        std::memcpy(&record, m_bytes.data() + offset, sizeof record);
         return record;
     }
 
     std::string text(const Elf64_Shdr& strings, size_t offset) const {
         const size_t start = strings.sh_offset + offset;
-        if (start >= bytes_.size()) throw std::runtime_error("an ELF name outside the file");
-        return {bytes_.data() + start, strnlen(bytes_.data() + start, bytes_.size() - start)};
+        if (start >= m_bytes.size()) throw std::runtime_error("an ELF name outside the file");
+        return {m_bytes.data() + start, strnlen(m_bytes.data() + start, m_bytes.size() - start)};
     }
 
     std::optional<Elf64_Shdr> section(Elf64_Word type) const {
-        for (const Elf64_Shdr& section : sections_)
+        for (const Elf64_Shdr& section : m_sections)
             if (section.sh_type == type) return section;
         return {};
     }
     const Elf64_Shdr& linked(const Elf64_Shdr& section) const {
-        return sections_.at(section.sh_link);
+        return m_sections.at(section.sh_link);
     }
 
   private:
-    std::vector<char> bytes_;
-    std::vector<Elf64_Shdr> sections_;
+    std::vector<char> m_bytes;
+    std::vector<Elf64_Shdr> m_sections;
 };
 
 } // namespace

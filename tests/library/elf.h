@@ -1,6 +1,5 @@
 // A reader of 64-bit ELF shared objects, as much as says what one exports and needs.
-#ifndef VX_TESTS_LIBRARY_ELF_H
-#define VX_TESTS_LIBRARY_ELF_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -18,5 +17,3 @@ struct SharedObject {
 SharedObject read_shared_object(const std::string& path);
 
 } // namespace vx::test
-
-#endif

@@ -86,13 +86,13 @@ TEST(SharedObject, LeavesOnlyTheRenderersFunctionsUndefined) {
 class LoadedLibrary : public testing::Test {
   protected:
     void SetUp() override {
-        library_.reset(dlopen(VX_LIBRARY, RTLD_NOW | RTLD_LOCAL));
-        ASSERT_NE(library_, nullptr) << dlerror();
+        m_library.reset(dlopen(VX_LIBRARY, RTLD_NOW | RTLD_LOCAL));
+        ASSERT_NE(m_library, nullptr) << dlerror();
     }
 
     template <class Function>
     Function* entry(const std::string& name) {
-        void* const found = dlsym(library_.get(), name.c_str());
+        void* const found = dlsym(m_library.get(), name.c_str());
         EXPECT_NE(found, nullptr) << name;
         return reinterpret_cast<Function*>(found);
     }
@@ -100,7 +100,7 @@ class LoadedLibrary : public testing::Test {
     struct Close {
         void operator()(void* library) const { dlclose(library); }
     };
-    std::unique_ptr<void, Close> library_;
+    std::unique_ptr<void, Close> m_library;
 };
 
 using Init = void(miState*, void*, miBoolean*);
@@ -184,10 +184,10 @@ TEST_F(LoadedLibrary, ReadLoadsBlendsAndReleases) {
         return word;
     };
     const auto name = static_cast<int>(renderer.add_string("shot.0001.mrmap"));
-    const std::array<int, 19> words = {0,          name,       2,          bits(2.0F), 16,
-                                       0,          0,          0,          0,          bits(180.0F),
-                                       bits(1.0F), bits(1.0F), bits(1.0F), 0,          bits(2.0F),
-                                       bits(2.0F), bits(2.0F), 0,          0};
+    const std::array<int, 19> words = {0,          name,       2,          bits(2.0f), 16,
+                                       0,          0,          0,          0,          bits(180.0f),
+                                       bits(1.0f), bits(1.0f), bits(1.0f), 0,          bits(2.0f),
+                                       bits(2.0f), bits(2.0f), 0,          0};
     FunctionSetup setup;
     setup.block = bytes_of(words);
     miState state = renderer.new_state(renderer.add_function(setup));
@@ -229,7 +229,7 @@ TEST_F(LoadedLibrary, WriterBakesOnceAndGivesEverythingBack) {
     vx::stub::Maps maps(renderer);
     const miTag name = renderer.add_string("shot.0001.mrmap");
     FunctionSetup setup;
-    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, name, 0, 5, 0.5F});
+    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, name, 0, 5, 0.5f});
     miState state = renderer.new_state(renderer.add_function(setup));
     void* const params = state.shader->parameters;
 
@@ -238,7 +238,7 @@ TEST_F(LoadedLibrary, WriterBakesOnceAndGivesEverythingBack) {
     miColor color = {};
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(write(&color, &state, params), miTRUE);
-    EXPECT_EQ(color.b, 0.75F);
+    EXPECT_EQ(color.b, 0.75f);
     EXPECT_EQ(renderer.calls_starting_with("trace_probe").size(), 4u);
     EXPECT_THAT(renderer.messages(),
                 ElementsAre("info: vx_pc_write: 0 points written",
@@ -281,14 +281,14 @@ TEST_F(LoadedLibrary, WriterOfAnImageWithTooManySamplesWarnsAndPassesTheEyeRay) 
     Renderer renderer;
     renderer.camera.x_resolution = renderer.camera.y_resolution = 1 << 20;
     FunctionSetup setup;
-    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, 0, 2, 1, 0.5F});
+    setup.block = bytes_of(WriterBlock{0, 0, 1, 1, 0, 0, 0, 0, 2, 1, 0.5f});
     miState state = renderer.new_state(renderer.add_function(setup));
     void* const params = state.shader->parameters;
     entry<Init>("vx_pc_write_init")(&state, params, nullptr);
     miColor color = {};
     for (int i = 0; i < 2; ++i)
         EXPECT_EQ(entry<Shader>("vx_pc_write")(&color, &state, params), miTRUE);
-    EXPECT_EQ(color.b, 0.75F);
+    EXPECT_EQ(color.b, 0.75f);
     EXPECT_THAT(renderer.messages(),
                 ElementsAre(testing::StartsWith(
                     "warning: vx_pc_write: 1048576 x 1048576 pixels with 1 samples each exceed")));

@@ -33,7 +33,7 @@ TEST(MapWrite, FieldsOfEachKindComeBackAsTheyWereSet) {
         Map_element element(declaration);
         SetPosition(element, {1, 2, 3});
         SetField(element, FieldId(declaration, "v"), miVector{4, 5, 6});
-        SetField(element, FieldId(declaration, "s"), 0.5F);
+        SetField(element, FieldId(declaration, "s"), 0.5f);
         SetField(element, FieldId(declaration, "i"), -7);
         ASSERT_TRUE(map->append(element).is_ok());
         map->write("m", true);

@@ -1,7 +1,6 @@
 // An independent writer of PDC bytes, and streams over bytes. It shares nothing with the code under
 // test: numbers are taken apart by shifts.
-#ifndef VX_TESTS_POINTS_PDC_BYTES_H
-#define VX_TESTS_POINTS_PDC_BYTES_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -89,5 +88,3 @@ inline std::string contents(std::FILE* f) {
 }
 
 } // namespace pdc_bytes
-
-#endif

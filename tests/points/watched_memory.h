@@ -1,7 +1,6 @@
 // operator new and delete of a test program that watches memory: the number of requests, the
 // largest of them and the bytes held, and a limit above which a request is refused.
-#ifndef VX_TESTS_POINTS_WATCHED_MEMORY_H
-#define VX_TESTS_POINTS_WATCHED_MEMORY_H
+#pragma once
 
 #include <cstddef>
 
@@ -19,5 +18,3 @@ std::size_t held();            // bytes asked for and not given back, since the 
 std::size_t peak_held();       // the most of that since reset
 
 } // namespace watched_memory
-
-#endif

@@ -22,13 +22,13 @@ std::vector<BakedPoint> random_points(std::mt19937& engine) {
     std::vector<BakedPoint> points(6);
     for (size_t i = 0; i < points.size(); ++i) {
         BakedPoint& point = points[i];
-        const float distance = 0.2F + 0.28F * static_cast<float>(i) + 0.1F * between(engine);
-        const float side = 0.6F * between(engine);
-        point.position = {distance * side, distance * 0.3F,
-                          distance * std::sqrt(0.91F - side * side)};
+        const float distance = 0.2f + 0.28f * static_cast<float>(i) + 0.1f * between(engine);
+        const float side = 0.6f * between(engine);
+        point.position = {distance * side, distance * 0.3f,
+                          distance * std::sqrt(0.91f - side * side)};
         point.color = {between(engine), 2 * between(engine), 3 + between(engine)};
-        point.normal = {between(engine), between(engine), i == 2 ? 1.5F : -2 + between(engine)};
-        point.opacity = i % 3 == 1 ? 1.0F : 1 + 0.8F * between(engine);
+        point.normal = {between(engine), between(engine), i == 2 ? 1.5f : -2 + between(engine)};
+        point.opacity = i % 3 == 1 ? 1.0f : 1 + 0.8f * between(engine);
     }
     return points;
 }
@@ -36,7 +36,7 @@ std::vector<BakedPoint> random_points(std::mt19937& engine) {
 float falloff_of(const BakedPoint& point, float radius) {
     const auto [x, y, z] = point.position;
     const float t = std::sqrt(x * x + y * y + z * z) / radius;
-    return 1.0F - (t * t * -2.0F * t + t * t * 3.0F);
+    return 1.0f - (t * t * -2.0f * t + t * t * 3.0f);
 }
 
 // In single precision throughout, each operation in the order in which the rule names it.
@@ -100,9 +100,9 @@ class BlendTest : public LookupTest {
 
 TEST_F(BlendTest, AgreesToTheBitForEveryPatternOfExponents) {
     std::mt19937 engine(11);
-    params.scale = {0.7F, -1.3F, 2.9F, 5};
-    normal = {0.1F, -0.2F, 0.9F};
-    const std::array<float, 5> exponents = {0, 1, 2.5F, 0.7F, -1};
+    params.scale = {0.7f, -1.3f, 2.9f, 5};
+    normal = {0.1f, -0.2f, 0.9f};
+    const std::array<float, 5> exponents = {0, 1, 2.5f, 0.7f, -1};
     for (const float r : exponents) {
         for (const float g : exponents) {
             for (const float b : exponents) {

@@ -13,10 +13,10 @@ namespace vx::test {
 
 CloudFile::CloudFile(const std::vector<BakedPoint>& points) {
     static std::atomic<int> number = 0;
-    folder_ = std::filesystem::path(testing::TempDir()) /
-              ("vx_cloud_" + std::to_string(getpid()) + "_" + std::to_string(++number));
-    std::filesystem::create_directories(folder_);
-    name_ = (folder_ / "cloud.0001.mrmap").string();
+    m_folder = std::filesystem::path(testing::TempDir()) /
+               ("vx_cloud_" + std::to_string(getpid()) + "_" + std::to_string(++number));
+    std::filesystem::create_directories(m_folder);
+    m_name = (m_folder / "cloud.0001.mrmap").string();
 
     using mi::shader_v3::Map_field_type;
     mi::shader_v3::Map_declaration declaration(3);
@@ -35,13 +35,13 @@ CloudFile::CloudFile(const std::vector<BakedPoint>& points) {
         if (!map->append(element).is_ok()) throw std::runtime_error("a point was refused");
     }
     map->consolidate();
-    if (!map->write(name_.c_str(), false).is_ok())
-        throw std::runtime_error(name_ + " cannot be written");
+    if (!map->write(m_name.c_str(), false).is_ok())
+        throw std::runtime_error(m_name + " cannot be written");
 }
 
 CloudFile::~CloudFile() {
     std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+    std::filesystem::remove_all(m_folder, ignored);
 }
 
 } // namespace vx::test

@@ -1,6 +1,5 @@
 // Clouds of baked points, and the map files that hold them, written through the map interface.
-#ifndef VX_TESTS_READER_CLOUD_FILE_H
-#define VX_TESTS_READER_CLOUD_FILE_H
+#pragma once
 
 #include "tests/reader/read_instance.h"
 
@@ -18,13 +17,11 @@ class CloudFile {
     CloudFile(const CloudFile&) = delete;
     CloudFile& operator=(const CloudFile&) = delete;
 
-    const std::string& name() const { return name_; }
+    const std::string& name() const { return m_name; }
 
   private:
-    std::filesystem::path folder_;
-    std::string name_;
+    std::filesystem::path m_folder;
+    std::string m_name;
 };
 
 } // namespace vx::test
-
-#endif

@@ -12,7 +12,7 @@ using vx::stub::MapContent;
 using vx::test::MyDistanceTest;
 
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float pi = 3.1415927F;
+constexpr float pi = 3.1415927f;
 
 class ConeTest : public MyDistanceTest {
   protected:
@@ -33,21 +33,21 @@ float radians_of(float degrees) {
 TEST_F(ConeTest, DegreesAreMultipliedByPiAndThenDividedBy180) {
     int telling = 0;
     for (int step = -720; step <= 1440; ++step) {
-        const float degrees = 0.25F * static_cast<float>(step);
+        const float degrees = 0.25f * static_cast<float>(step);
         const float expected = radians_of(degrees);
         EXPECT_EQ(with_limits(degrees, 0).m_minAngle, expected) << degrees;
         EXPECT_EQ(with_limits(0, degrees).m_maxAngle, expected) << degrees;
-        if (expected != degrees * (pi / 180.0F) && expected != degrees / 180.0F * pi) ++telling;
+        if (expected != degrees * (pi / 180.0f) && expected != degrees / 180.0f * pi) ++telling;
     }
     EXPECT_GT(telling, 100) << "another order would have passed";
 }
 
 // A cosine whose angle is exactly `angle`, if single precision has one.
 std::optional<float> cosine_of(float angle) {
-    float cosine = std::nextafter(std::cos(angle), 1.0F);
+    float cosine = std::nextafter(std::cos(angle), 1.0f);
     for (int i = 0; i < 3; ++i) {
         if (std::acos(cosine) == angle) return cosine;
-        cosine = std::nextafter(cosine, -1.0F);
+        cosine = std::nextafter(cosine, -1.0f);
     }
     return std::nullopt;
 }
@@ -60,7 +60,7 @@ TEST_F(ConeTest, LastBitOfALimitDecides) {
     for (int whole = 1; whole < 180; ++whole) {
         const auto degrees = static_cast<float>(whole);
         const float limit = radians_of(degrees);
-        const float other = degrees * (pi / 180.0F);
+        const float other = degrees * (pi / 180.0f);
         if (!(other < limit)) continue;
         if (const std::optional<float> cosine = cosine_of(other)) {
             params.minAngle = degrees;
@@ -71,7 +71,7 @@ TEST_F(ConeTest, LastBitOfALimitDecides) {
         if (const std::optional<float> cosine = cosine_of(limit)) {
             params.minAngle = 0;
             params.maxAngle = degrees;
-            EXPECT_EQ(of_cosine(*cosine), 1.0F) << degrees;
+            EXPECT_EQ(of_cosine(*cosine), 1.0f) << degrees;
             ++upper;
         }
     }
@@ -84,8 +84,8 @@ TEST_F(ConeTest, LastBitOfALimitDecides) {
 TEST_F(ConeTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
     params.minAngle = 0;
     params.maxAngle = 180;
-    for (const float cosine : {-1.0F, 0.0F, 0.5F, 1.0F, nan}) {
-        EXPECT_EQ(of_cosine(cosine), 1.0F) << cosine;
+    for (const float cosine : {-1.0f, 0.0f, 0.5f, 1.0f, nan}) {
+        EXPECT_EQ(of_cosine(cosine), 1.0f) << cosine;
         EXPECT_EQ(acosf_calls(), 0) << cosine;
     }
 }
@@ -93,59 +93,59 @@ TEST_F(ConeTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
 TEST_F(ConeTest, RangeBeyondTheWholeIsNoConeEither) {
     params.minAngle = -20;
     params.maxAngle = 360;
-    EXPECT_EQ(of_cosine(0.3F), 1.0F);
+    EXPECT_EQ(of_cosine(0.3f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
 }
 
 TEST_F(ConeTest, SmallestLimitsMakeACone) {
-    params.minAngle = 1e-30F;
-    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    params.minAngle = 1e-30f;
+    EXPECT_EQ(of_cosine(0.5f), 1.0f);
     EXPECT_EQ(acosf_calls(), 1);
     params.minAngle = 0;
-    params.maxAngle = std::nextafter(180.0F, 0.0F);
-    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    params.maxAngle = std::nextafter(180.0f, 0.0f);
+    EXPECT_EQ(of_cosine(0.5f), 1.0f);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
 TEST_F(ConeTest, OneLimitAloneIsACone) {
     params.minAngle = 60;
-    EXPECT_EQ(of_cosine(0.9F), rejected);
-    EXPECT_EQ(of_cosine(-1.0F), 1.0F);
+    EXPECT_EQ(of_cosine(0.9f), rejected);
+    EXPECT_EQ(of_cosine(-1.0f), 1.0f);
     params.minAngle = 0;
     params.maxAngle = 60;
-    EXPECT_EQ(of_cosine(0.9F), 1.0F);
-    EXPECT_EQ(of_cosine(0.0F), rejected);
+    EXPECT_EQ(of_cosine(0.9f), 1.0f);
+    EXPECT_EQ(of_cosine(0.0f), rejected);
 }
 
 TEST_F(ConeTest, NanLimitIsNoLimit) {
     params.minAngle = nan;
-    EXPECT_EQ(of_cosine(0.5F), 1.0F);
+    EXPECT_EQ(of_cosine(0.5f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
     params.maxAngle = 60;
-    EXPECT_EQ(of_cosine(0.9F), 1.0F);
-    EXPECT_EQ(of_cosine(0.0F), rejected);
+    EXPECT_EQ(of_cosine(0.9f), 1.0f);
+    EXPECT_EQ(of_cosine(0.0f), rejected);
     params.minAngle = 60;
     params.maxAngle = nan;
-    EXPECT_EQ(of_cosine(0.9F), rejected);
-    EXPECT_EQ(of_cosine(0.0F), 1.0F);
+    EXPECT_EQ(of_cosine(0.9f), rejected);
+    EXPECT_EQ(of_cosine(0.0f), 1.0f);
 }
 
 TEST_F(ConeTest, PointsBeyondTheRadiusOrOfOtherLabelsCostNoAcosf) {
     params.minAngle = 10;
-    EXPECT_EQ(of({.position = {0, 0, 3}, .normal = {0, 0, 0.5F}}), rejected);
+    EXPECT_EQ(of({.position = {0, 0, 3}, .normal = {0, 0, 0.5f}}), rejected);
     EXPECT_EQ(acosf_calls(), 0);
     params.useLabels = miTRUE;
     labels = "1";
-    EXPECT_EQ(of({.normal = {0, 0, 0.5F}, .label = 2}), rejected);
+    EXPECT_EQ(of({.normal = {0, 0, 0.5f}, .label = 2}), rejected);
     EXPECT_EQ(acosf_calls(), 0);
-    EXPECT_EQ(of({.normal = {0, 0, 0.5F}, .label = 1}), 0.0F);
+    EXPECT_EQ(of({.normal = {0, 0, 0.5f}, .label = 1}), 0.0f);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
 TEST_F(ConeTest, ComesBeforeFacing) {
     params.minAngle = 10;
     params.facing = 1;
-    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 0.5F}}), rejected);
+    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 0.5f}}), rejected);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
@@ -154,65 +154,65 @@ TEST_F(ConeTest, ComesBeforeFacing) {
 TEST_F(ConeTest, KeepsAnglesBetweenItsLimits) {
     params.minAngle = 30;
     params.maxAngle = 90;
-    EXPECT_EQ(of_cosine(0.9F), rejected); // 25.8 degrees
-    EXPECT_EQ(of_cosine(0.8F), 1.0F);     // 36.9
+    EXPECT_EQ(of_cosine(0.9f), rejected); // 25.8 degrees
+    EXPECT_EQ(of_cosine(0.8f), 1.0f);     // 36.9
     EXPECT_EQ(acosf_calls(), 2);
-    EXPECT_EQ(of_cosine(0.01F), 1.0F);
-    EXPECT_EQ(of_cosine(-0.01F), rejected);
-    EXPECT_EQ(of_cosine(-1.0F), rejected);
-    EXPECT_EQ(of_cosine(1.0F), rejected);
+    EXPECT_EQ(of_cosine(0.01f), 1.0f);
+    EXPECT_EQ(of_cosine(-0.01f), rejected);
+    EXPECT_EQ(of_cosine(-1.0f), rejected);
+    EXPECT_EQ(of_cosine(1.0f), rejected);
 }
 
 TEST_F(ConeTest, AngleExactlyAtALimitIsKept) {
     // acosf(0) and 90 * pi / 180 are the same float.
-    ASSERT_EQ(std::acos(0.0F), radians_of(90));
+    ASSERT_EQ(std::acos(0.0f), radians_of(90));
     params.minAngle = 90;
-    EXPECT_EQ(of_cosine(0.0F), 1.0F);
-    EXPECT_EQ(of_cosine(1e-6F), rejected);
+    EXPECT_EQ(of_cosine(0.0f), 1.0f);
+    EXPECT_EQ(of_cosine(1e-6f), rejected);
     params.minAngle = 0;
     params.maxAngle = 90;
-    EXPECT_EQ(of_cosine(0.0F), 1.0F);
-    EXPECT_EQ(of_cosine(-1e-6F), rejected);
+    EXPECT_EQ(of_cosine(0.0f), 1.0f);
+    EXPECT_EQ(of_cosine(-1e-6f), rejected);
 }
 
 TEST_F(ConeTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
-    params.maxAngle = 0.5F;
+    params.maxAngle = 0.5f;
     // 0.9999 is 0.81 degrees, but counts as none.
-    EXPECT_EQ(of_cosine(0.9999F), 1.0F);
-    EXPECT_EQ(of_cosine(2.0F), 1.0F);
+    EXPECT_EQ(of_cosine(0.9999f), 1.0f);
+    EXPECT_EQ(of_cosine(2.0f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
-    EXPECT_EQ(of_cosine(std::nextafter(0.9999F, 0.0F)), rejected);
+    EXPECT_EQ(of_cosine(std::nextafter(0.9999f, 0.0f)), rejected);
     EXPECT_EQ(acosf_calls(), 1);
 
-    params.minAngle = 179.5F;
+    params.minAngle = 179.5f;
     params.maxAngle = 180;
-    EXPECT_EQ(of_cosine(-0.9999F), 1.0F);
-    EXPECT_EQ(of_cosine(-2.0F), 1.0F);
+    EXPECT_EQ(of_cosine(-0.9999f), 1.0f);
+    EXPECT_EQ(of_cosine(-2.0f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
-    EXPECT_EQ(of_cosine(std::nextafter(-0.9999F, 0.0F)), rejected);
+    EXPECT_EQ(of_cosine(std::nextafter(-0.9999f, 0.0f)), rejected);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
 TEST_F(ConeTest, AtThePolesTheAngleIsZeroOrPiToTheBit) {
     params.maxAngle = 0;
-    EXPECT_EQ(of_cosine(0.9999F), 1.0F);
-    params.maxAngle = -1e-30F;
-    EXPECT_EQ(of_cosine(0.9999F), rejected);
+    EXPECT_EQ(of_cosine(0.9999f), 1.0f);
+    params.maxAngle = -1e-30f;
+    EXPECT_EQ(of_cosine(0.9999f), rejected);
 
     params.minAngle = 180;
     params.maxAngle = 180;
-    EXPECT_EQ(of_cosine(-0.9999F), 1.0F);
+    EXPECT_EQ(of_cosine(-0.9999f), 1.0f);
     params.minAngle = 0;
-    params.maxAngle = std::nextafter(180.0F, 0.0F);
-    EXPECT_EQ(of_cosine(-0.9999F), rejected);
-    params.minAngle = std::nextafter(180.0F, 200.0F);
+    params.maxAngle = std::nextafter(180.0f, 0.0f);
+    EXPECT_EQ(of_cosine(-0.9999f), rejected);
+    params.minAngle = std::nextafter(180.0f, 200.0f);
     params.maxAngle = 360;
-    EXPECT_EQ(of_cosine(-0.9999F), rejected);
+    EXPECT_EQ(of_cosine(-0.9999f), rejected);
 }
 
 TEST_F(ConeTest, CosineThatIsNoNumberCountsAsTheSameDirection) {
     params.maxAngle = 10;
-    EXPECT_EQ(of_cosine(nan), 1.0F);
+    EXPECT_EQ(of_cosine(nan), 1.0f);
     params.minAngle = 1;
     EXPECT_EQ(of_cosine(nan), rejected);
     EXPECT_EQ(acosf_calls(), 0);
@@ -222,20 +222,20 @@ TEST_F(ConeTest, NormalsAreUsedAsTheyAre) {
     // 0.5 * 1 is 60 degrees although the two directions are the same.
     params.minAngle = 50;
     params.maxAngle = 70;
-    normal = {0, 0, 0.5F};
-    EXPECT_EQ(of_cosine(1.0F), 1.0F);
+    normal = {0, 0, 0.5f};
+    EXPECT_EQ(of_cosine(1.0f), 1.0f);
     normal = {0, 0, 1};
-    EXPECT_EQ(of_cosine(1.0F), rejected);
+    EXPECT_EQ(of_cosine(1.0f), rejected);
 }
 
 TEST_F(ConeTest, PointsOfAMapWithoutNormalsAreAtARightAngle) {
     MapContent content;
     content.positions = {{0, 0, 1}};
     content.add("rgbPP", std::vector<miVector>{{1, 1, 1}});
-    normal = {0.5F, 0.5F, 0.5F};
+    normal = {0.5f, 0.5f, 0.5f};
     params.minAngle = 90;
     params.maxAngle = 90;
-    EXPECT_EQ(of(content), 1.0F);
+    EXPECT_EQ(of(content), 1.0f);
     params.minAngle = 0;
     params.maxAngle = 80;
     EXPECT_EQ(of(content), rejected);

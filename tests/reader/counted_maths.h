@@ -1,7 +1,6 @@
 // Counts the calls of acosf and powf that the code under test makes; the linker puts the counting
 // versions in their place (--wrap).
-#ifndef VX_TESTS_READER_COUNTED_MATHS_H
-#define VX_TESTS_READER_COUNTED_MATHS_H
+#pragma once
 
 #include <functional>
 
@@ -15,5 +14,3 @@ struct MathsCalls {
 inline MathsCalls maths_calls;
 
 } // namespace vx::test
-
-#endif

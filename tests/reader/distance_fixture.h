@@ -11,7 +11,7 @@ namespace vx::test {
 
 class MyDistanceTest : public testing::Test, protected ReadInstance {
   protected:
-    static constexpr float rejected = 1e36F;
+    static constexpr float rejected = 1e36f;
 
     stub::Maps maps{renderer};
 

@@ -31,13 +31,13 @@ class ReadInstanceDataTest : public testing::Test, protected ReadInstance {
         connect(offsetof(ReadParameters, disable), miFALSE);
         connect(offsetof(ReadParameters, fileName), miTag{1});
         connect(offsetof(ReadParameters, frame), miInteger{7});
-        connect(offsetof(ReadParameters, radius), 1.5F);
+        connect(offsetof(ReadParameters, radius), 1.5f);
         connect(offsetof(ReadParameters, maxPoints), miInteger{9});
         connect(offsetof(ReadParameters, useLabels), miTRUE);
         connect(offsetof(ReadParameters, labels), miTag{2});
         connect(offsetof(ReadParameters, facing), miInteger{1});
-        connect(offsetof(ReadParameters, minAngle), 1.0F);
-        connect(offsetof(ReadParameters, maxAngle), 2.0F);
+        connect(offsetof(ReadParameters, minAngle), 1.0f);
+        connect(offsetof(ReadParameters, maxAngle), 2.0f);
         connect(offsetof(ReadParameters, falloff), miColor{1, 2, 3, 4});
         connect(offsetof(ReadParameters, scale), miColor{1, 2, 3, 4});
         connect(offsetof(ReadParameters, useOpacity), miInteger{5});
@@ -78,13 +78,13 @@ TEST_F(ReadInstanceDataTest, ReadsLoadsAndChecksInOrder) {
     EXPECT_EQ(record->disabled, miFALSE);
     EXPECT_EQ(record->fileName, 1u);
     EXPECT_EQ(record->frame, 7);
-    EXPECT_EQ(record->radius, 1.5F);
+    EXPECT_EQ(record->radius, 1.5f);
     EXPECT_EQ(record->maxPoints, 9);
     EXPECT_EQ(record->useLabels, miTRUE);
     EXPECT_EQ(record->labels, 2u);
     EXPECT_EQ(record->facing, 1);
     EXPECT_EQ(record->useOpacity, 5);
-    EXPECT_EQ(record->radiusSquared, 2.25F);
+    EXPECT_EQ(record->radiusSquared, 2.25f);
     EXPECT_THAT(std::span(record->labelValues, static_cast<size_t>(record->labelCount)),
                 ElementsAre(4, 1, 2, 3));
     EXPECT_NE(record->mapHolder, nullptr);
@@ -96,9 +96,9 @@ TEST_F(ReadInstanceDataTest, ReadsLoadsAndChecksInOrder) {
 }
 
 TEST_F(ReadInstanceDataTest, RadiusSquaredIsComputedInSinglePrecision) {
-    params.radius = 0.1F;
+    params.radius = 0.1f;
     start();
-    EXPECT_EQ(make_record()->radiusSquared, 0.1F * 0.1F);
+    EXPECT_EQ(make_record()->radiusSquared, 0.1f * 0.1f);
 }
 
 TEST_F(ReadInstanceDataTest, WhenDisabledNothingElseIsReadOrLoaded) {
@@ -139,13 +139,13 @@ TEST_F(ReadInstanceDataTest, DisabledRecordHoldsNothing) {
     const auto record = make_record();
     EXPECT_EQ(record->fileName, miNULLTAG);
     EXPECT_EQ(record->frame, 0);
-    EXPECT_EQ(record->radius, 0.0F);
+    EXPECT_EQ(record->radius, 0.0f);
     EXPECT_EQ(record->maxPoints, 0);
     EXPECT_EQ(record->useLabels, miFALSE);
     EXPECT_EQ(record->labels, miNULLTAG);
     EXPECT_EQ(record->facing, 0);
     EXPECT_EQ(record->useOpacity, miFALSE);
-    EXPECT_EQ(record->radiusSquared, 0.0F);
+    EXPECT_EQ(record->radiusSquared, 0.0f);
     for (const auto field :
          {record->rgbField, record->opacityField, record->normalField, record->tagField})
         EXPECT_EQ(field, mi::shader_v3::map_no_such_field);

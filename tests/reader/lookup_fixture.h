@@ -42,14 +42,14 @@ inline void expect_color(const ReadResult& result, float r, float g, float b) {
     EXPECT_EQ(result.outColor.r, r);
     EXPECT_EQ(result.outColor.g, g);
     EXPECT_EQ(result.outColor.b, b);
-    EXPECT_EQ(result.outColor.a, 0.0F);
+    EXPECT_EQ(result.outColor.a, 0.0f);
 }
 
 inline void expect_nan(const ReadResult& result) {
     EXPECT_TRUE(std::isnan(result.outColor.r));
     EXPECT_TRUE(std::isnan(result.outColor.g));
     EXPECT_TRUE(std::isnan(result.outColor.b));
-    EXPECT_EQ(result.outColor.a, 0.0F);
+    EXPECT_EQ(result.outColor.a, 0.0f);
 }
 
 // At distance 1 of a radius of 2 the falloff is exactly 1 - (3/4 - 2/8) = 1/2.

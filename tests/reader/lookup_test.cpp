@@ -23,11 +23,11 @@ using vx::test::maths_calls;
 // ---- order ----
 
 TEST_F(LookupTest, EvaluatesAndAsksInOrder) {
-    connect(offsetof(ReadParameters, minAngle), 0.0F);
-    connect(offsetof(ReadParameters, maxAngle), 180.0F);
+    connect(offsetof(ReadParameters, minAngle), 0.0f);
+    connect(offsetof(ReadParameters, maxAngle), 180.0f);
     connect(offsetof(ReadParameters, falloff), miColor{1, 1, 1, 1});
     connect(offsetof(ReadParameters, scale), miColor{1, 1, 1, 1});
-    params.radius = 1.5F;
+    params.radius = 1.5f;
     params.maxPoints = 5;
     const ReadResult result = read({BakedPoint{}});
     EXPECT_EQ(returned, miTRUE);
@@ -118,7 +118,7 @@ TEST_F(LookupTest, WithoutAnInterfaceNothingIsFound) {
 TEST_F(LookupTest, WithoutASecondAccessTheBlendIsTheSame) {
     // From the search on the renderer offers no interface.
     maps.on_search = [this](const auto&, const float*) { maps.has_interface = false; };
-    expect_color(read({half_way({1, 2, 4})}), 0.5F, 1, 2);
+    expect_color(read({half_way({1, 2, 4})}), 0.5f, 1, 2);
     EXPECT_EQ(returned, miTRUE);
     EXPECT_THAT(renderer.calls(),
                 ElementsAre("get_interface(3)", "createMapLookup", "release",
@@ -137,16 +137,16 @@ TEST_F(LookupTest, SecondAccessIsHeldUntilTheBlendIsDone) {
 }
 
 TEST_F(LookupTest, FourParametersAreReadOnEveryCallAndNineOnlyOnce) {
-    maps.files[frame_file] = content_of({{.position = {1, 0, 0}, .normal = {0, 0.6F, 0.8F}}});
+    maps.files[frame_file] = content_of({{.position = {1, 0, 0}, .normal = {0, 0.6f, 0.8f}}});
     start();
     const auto record = make_record();
     ReadResult result = {};
     ReadPoints(&result, &state, block(), *record);
-    expect_color(result, 0.5F, 0.5F, 0.5F);
+    expect_color(result, 0.5f, 0.5f, 0.5f);
 
     // The record is what counts for these, whatever happens to the block later.
     block()->disable = miTRUE;
-    block()->radius = 0.5F;
+    block()->radius = 0.5f;
     block()->maxPoints = 0;
     block()->useLabels = miTRUE;
     block()->facing = 1;
@@ -154,7 +154,7 @@ TEST_F(LookupTest, FourParametersAreReadOnEveryCallAndNineOnlyOnce) {
     block()->falloff = {2, 0, 1, 1};
     block()->scale = {2, 4, 8, 16};
     ReadPoints(&result, &state, block(), *record);
-    expect_color(result, 0.25F * 2, 4, 0.5F * 8);
+    expect_color(result, 0.25f * 2, 4, 0.5f * 8);
 
     block()->maxAngle = 30; // the point's normal is at 36.9 degrees
     ReadPoints(&result, &state, block(), *record);
@@ -187,19 +187,19 @@ TEST_F(LookupTest, FunctorIsBuiltFromTheState) {
 
 TEST_F(LookupTest, GainIsDividedBeforeItMultiplies) {
     params.falloff = {0, 0, 0, 0};
-    params.scale = {1, 0.7F, 1.9F, 0};
+    params.scale = {1, 0.7f, 1.9f, 0};
     std::array<int, 3> telling = {0, 0, 0};
     for (int i = 1; i < 80; ++i) {
-        const float c = 0.05F * static_cast<float>(i);
+        const float c = 0.05f * static_cast<float>(i);
         const float sum = c + c + c;
         const ReadResult result =
             read({{.color = {c, c, c}}, {.color = {c, c, c}}, {.color = {c, c, c}}});
-        expect_color(result, 1.0F / 3.0F * sum, 0.7F / 3.0F * sum, 1.9F / 3.0F * sum);
-        const std::array<float, 3> gains = {1, 0.7F, 1.9F};
+        expect_color(result, 1.0f / 3.0f * sum, 0.7f / 3.0f * sum, 1.9f / 3.0f * sum);
+        const std::array<float, 3> gains = {1, 0.7f, 1.9f};
         for (size_t channel = 0; channel < 3; ++channel) {
             const float gain = gains[channel];
-            const float expected = gain / 3.0F * sum;
-            if (gain * sum / 3.0F != expected && sum / 3.0F * gain != expected) ++telling[channel];
+            const float expected = gain / 3.0f * sum;
+            if (gain * sum / 3.0f != expected && sum / 3.0f * gain != expected) ++telling[channel];
         }
     }
     EXPECT_THAT(telling, Each(Gt(0))) << "another order would have passed";
@@ -208,7 +208,7 @@ TEST_F(LookupTest, GainIsDividedBeforeItMultiplies) {
 TEST_F(LookupTest, AlphaIsNeitherReadNorWritten) {
     params.falloff = {1, 1, 1, 77};
     params.scale = {1, 1, 1, 77};
-    expect_color(read({half_way()}), 0.5F, 0.5F, 0.5F);
+    expect_color(read({half_way()}), 0.5f, 0.5f, 0.5f);
 }
 
 TEST_F(LookupTest, MaxPointsOfOneTakesTheNearestSurvivor) {
@@ -216,7 +216,7 @@ TEST_F(LookupTest, MaxPointsOfOneTakesTheNearestSurvivor) {
     params.useLabels = miTRUE;
     labels = "1";
     params.scale = {2, 2, 2, 2};
-    const ReadResult result = read({{.position = {0, 1.5F, 0}, .color = {9, 9, 9}, .label = 1},
+    const ReadResult result = read({{.position = {0, 1.5f, 0}, .color = {9, 9, 9}, .label = 1},
                                     {.position = {1, 0, 0}, .color = {1, 2, 4}, .label = 1},
                                     {.color = {9, 9, 9}, .label = 2}});
     EXPECT_EQ(result.pointCount, 1);
@@ -240,7 +240,7 @@ TEST_F(LookupTest, LabelsPickPoints) {
                                     {.color = {0, 1, 0}, .label = 2},
                                     {.color = {0, 0, 1}, .label = 8}});
     EXPECT_EQ(result.pointCount, 2);
-    expect_color(result, 0, 0.5F, 0.5F);
+    expect_color(result, 0, 0.5f, 0.5f);
 }
 
 } // namespace

@@ -19,13 +19,13 @@ struct Found {
 class Decisions {
   public:
     bool less(double a, double b, double margin) {
-        if (std::abs(a - b) <= margin) close_ = true;
+        if (std::abs(a - b) <= margin) m_close = true;
         return a < b;
     }
-    bool any_close() const { return close_; }
+    bool any_close() const { return m_close; }
 
   private:
-    bool close_ = false;
+    bool m_close = false;
 };
 
 double dot(const miVector& a, const std::array<double, 3>& b) {

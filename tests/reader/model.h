@@ -9,8 +9,7 @@
 //
 // Equal exponents of two channels give equal weights either way, which is all that comparing them
 // is for.
-#ifndef VX_TESTS_READER_MODEL_H
-#define VX_TESTS_READER_MODEL_H
+#pragma once
 
 #include "tests/reader/read_instance.h"
 
@@ -35,5 +34,3 @@ std::optional<Expected> expected_result(const std::vector<BakedPoint>& cloud,
                                         const miVector& point, const miVector& normal);
 
 } // namespace vx::test
-
-#endif

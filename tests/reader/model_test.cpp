@@ -22,11 +22,11 @@ using vx::test::ReadInstance;
 
 class Chance {
   public:
-    explicit Chance(unsigned seed) : engine_(seed) {}
+    explicit Chance(unsigned seed) : m_engine(seed) {}
     float between(float low, float high) {
-        return std::uniform_real_distribution<float>(low, high)(engine_);
+        return std::uniform_real_distribution<float>(low, high)(m_engine);
     }
-    int one_of(int count) { return std::uniform_int_distribution<int>(0, count - 1)(engine_); }
+    int one_of(int count) { return std::uniform_int_distribution<int>(0, count - 1)(m_engine); }
     bool yes(float share) { return between(0, 1) < share; }
     miVector direction() {
         const float z = between(-1, 1);
@@ -36,7 +36,7 @@ class Chance {
     }
 
   private:
-    std::mt19937 engine_;
+    std::mt19937 m_engine;
 };
 
 miVector scaled(miVector v, float by) {
@@ -54,17 +54,17 @@ std::vector<BakedPoint> random_cloud(Shape shape, Chance& chance) {
         point.normal = chance.direction();
         if (shape == Shape::Volume)
             at = {chance.between(-1, 1), chance.between(-1, 1), chance.between(-1, 1)};
-        if (shape == Shape::Sphere && chance.yes(0.8F)) point.normal = at;
+        if (shape == Shape::Sphere && chance.yes(0.8f)) point.normal = at;
         if (shape == Shape::Clusters) {
             if (i % 100 == 0) center = scaled(chance.direction(), chance.between(0, 1));
-            at = scaled(at, 0.1F * chance.between(0, 1));
+            at = scaled(at, 0.1f * chance.between(0, 1));
             at = {at.x + center.x, at.y + center.y, at.z + center.z};
         }
         point.position = {at.x, at.y, at.z};
         // Normals are taken as they are: some are not unit vectors.
-        if (chance.yes(0.1F)) point.normal = scaled(point.normal, chance.between(0, 1));
+        if (chance.yes(0.1f)) point.normal = scaled(point.normal, chance.between(0, 1));
         point.color = {chance.between(0, 2), chance.between(0, 1), chance.between(-1, 1)};
-        point.opacity = chance.yes(0.5F) ? 1.0F : chance.between(0.2F, 1.2F);
+        point.opacity = chance.yes(0.5f) ? 1.0f : chance.between(0.2f, 1.2f);
         point.label = chance.one_of(10);
     }
     return cloud;
@@ -73,7 +73,7 @@ std::vector<BakedPoint> random_cloud(Shape shape, Chance& chance) {
 // Every pattern of equal, different and zero exponents comes up: each channel takes one of three
 // values or 0.
 miColor random_exponents(Chance& chance) {
-    const std::array<float, 4> values = {0, 1, chance.between(0.2F, 6), chance.between(0.2F, 6)};
+    const std::array<float, 4> values = {0, 1, chance.between(0.2f, 6), chance.between(0.2f, 6)};
     const auto pick = [&] { return values[static_cast<size_t>(chance.one_of(4))]; };
     return {pick(), pick(), pick(), 0};
 }
@@ -100,11 +100,11 @@ std::string text_of(const ReadParameters& p) {
 
 void check(const ReadResult& result, const Expected& expected, Tally& tally) {
     EXPECT_EQ(result.pointCount, expected.found);
-    EXPECT_EQ(result.outColor.a, 0.0F);
+    EXPECT_EQ(result.outColor.a, 0.0f);
     const std::array<float, 3> channels = {result.outColor.r, result.outColor.g, result.outColor.b};
     for (size_t c = 0; c < 3; ++c) {
         if (expected.found == 0)
-            EXPECT_EQ(channels[c], 0.0F);
+            EXPECT_EQ(channels[c], 0.0f);
         else if (expected.blended == 0)
             EXPECT_TRUE(std::isnan(channels[c]));
         else
@@ -127,14 +127,14 @@ TEST_P(Model, AgreesWithTheReader) {
         ReadParameters& params = instance.params;
         params.frame = 1;
         instance.file_name = file.name();
-        params.radius = chance.between(0.05F, GetParam() == Shape::Clusters ? 0.3F : 0.6F);
-        params.maxPoints = 1 + chance.one_of(chance.yes(0.5F) ? 64 : 8);
+        params.radius = chance.between(0.05f, GetParam() == Shape::Clusters ? 0.3f : 0.6f);
+        params.maxPoints = 1 + chance.one_of(chance.yes(0.5f) ? 64 : 8);
         params.useLabels = chance.one_of(2);
         params.facing = chance.one_of(3);
         params.useOpacity = chance.one_of(2);
         std::set<int> labels;
         for (int label = 0; label < 10; ++label) {
-            if (!chance.yes(0.5F)) continue;
+            if (!chance.yes(0.5f)) continue;
             labels.insert(label);
             instance.labels += std::to_string(label) + ",";
         }
@@ -152,14 +152,14 @@ TEST_P(Model, AgreesWithTheReader) {
             block.scale = {chance.between(0, 3), chance.between(-1, 1), 1, 1};
             const auto& near =
                 cloud[static_cast<size_t>(chance.one_of(static_cast<int>(cloud.size())))];
-            const miVector away = scaled(chance.direction(), 0.05F);
+            const miVector away = scaled(chance.direction(), 0.05f);
             instance.state.point = {near.position[0] + away.x, near.position[1] + away.y,
                                     near.position[2] + away.z};
-            instance.state.normal = chance.yes(0.5F) ? near.normal : chance.direction();
-            if (params.facing == 1 && chance.yes(0.5F))
+            instance.state.normal = chance.yes(0.5f) ? near.normal : chance.direction();
+            if (params.facing == 1 && chance.yes(0.5f))
                 instance.state.normal = scaled(near.normal, -1);
-            if (chance.yes(0.1F))
-                instance.state.normal = scaled(instance.state.normal, chance.between(0.5F, 2));
+            if (chance.yes(0.1f))
+                instance.state.normal = scaled(instance.state.normal, chance.between(0.5f, 2));
 
             params.minAngle = block.minAngle;
             params.maxAngle = block.maxAngle;

@@ -28,7 +28,7 @@ TEST_F(MyDistanceTest, InheritsAllButTheElementDistance) {
     EXPECT_EQ(distance.get_point()[2], 3);
     const float min[3] = {2, 0, 0};
     const float max[3] = {4, 9, 1};
-    EXPECT_EQ(distance(min, max), 1.0F + 0.0F + 4.0F);
+    EXPECT_EQ(distance(min, max), 1.0f + 0.0f + 4.0f);
     // So that a search may drop boxes by itself.
     EXPECT_EQ(mi::shader_v3::map_euclidean_point(distance), distance.get_point());
 }
@@ -42,8 +42,8 @@ TEST_F(MyDistanceTest, CarriesWhatTheStateSays) {
     const My_distance distance(&state, 90, 180, record.get());
     EXPECT_EQ(vx::stub::text_of(distance.m_normal), "4 5 6");
     EXPECT_EQ(vx::stub::text_of(distance.m_direction), "7 8 9");
-    EXPECT_EQ(distance.m_minAngle, 3.1415927F / 2);
-    EXPECT_EQ(distance.m_maxAngle, 3.1415927F);
+    EXPECT_EQ(distance.m_minAngle, 3.1415927f / 2);
+    EXPECT_EQ(distance.m_maxAngle, 3.1415927f);
     EXPECT_EQ(distance.m_record, record.get());
     // One block behind the inherited point, in this order.
     const auto* const start_of_data = reinterpret_cast<const char*>(distance.get_point());
@@ -58,34 +58,34 @@ TEST_F(MyDistanceTest, CarriesWhatTheStateSays) {
 
 TEST_F(MyDistanceTest, ReturnsTheSquaredDistance) {
     query = {1, 1, 1};
-    EXPECT_EQ(of({.position = {2, 1.5F, 1}}), 1.25F);
-    EXPECT_EQ(of({.position = {1, 1, 1}}), 0.0F);
+    EXPECT_EQ(of({.position = {2, 1.5f, 1}}), 1.25f);
+    EXPECT_EQ(of({.position = {1, 1, 1}}), 0.0f);
 }
 
 TEST_F(MyDistanceTest, PointExactlyAtTheRadiusIsKept) {
-    EXPECT_EQ(of({.position = {2, 0, 0}}), 4.0F);
-    EXPECT_EQ(of({.position = {0, 2, 0}}), 4.0F);
-    EXPECT_EQ(of({.position = {0, 0, -2}}), 4.0F);
-    EXPECT_EQ(of({.position = {0, std::nextafter(2.0F, 3.0F), 0}}), rejected);
+    EXPECT_EQ(of({.position = {2, 0, 0}}), 4.0f);
+    EXPECT_EQ(of({.position = {0, 2, 0}}), 4.0f);
+    EXPECT_EQ(of({.position = {0, 0, -2}}), 4.0f);
+    EXPECT_EQ(of({.position = {0, std::nextafter(2.0f, 3.0f), 0}}), rejected);
 }
 
 TEST_F(MyDistanceTest, RejectsAfterEachAxis) {
     EXPECT_EQ(of({.position = {3, 0, 0}}), rejected);
     EXPECT_EQ(of({.position = {0, -3, 0}}), rejected);
     EXPECT_EQ(of({.position = {0, 0, 3}}), rejected);
-    EXPECT_EQ(of({.position = {1.5F, 1.5F, 1.5F}}), rejected);
+    EXPECT_EQ(of({.position = {1.5f, 1.5f, 1.5f}}), rejected);
     // The later axes are not looked at any more: they would make the sum no number, which passes.
     EXPECT_EQ(of({.position = {3, nan, 0}}), rejected);
-    EXPECT_EQ(of({.position = {1.5F, 1.5F, nan}}), rejected);
+    EXPECT_EQ(of({.position = {1.5f, 1.5f, nan}}), rejected);
     EXPECT_TRUE(std::isnan(of({.position = {1, 1, nan}})));
 }
 
 TEST_F(MyDistanceTest, AddsTheAxesInOrder) {
     int telling = 0;
     for (int i = 1; i < 40; ++i) {
-        const float a = 0.025F * static_cast<float>(i);
-        const float b = 0.2F;
-        const float c = 0.7F;
+        const float a = 0.025f * static_cast<float>(i);
+        const float b = 0.2f;
+        const float c = 0.7f;
         EXPECT_EQ(of({.position = {a, b, c}}), a * a + b * b + c * c);
         if (a * a + b * b + c * c != c * c + b * b + a * a) ++telling;
     }
@@ -96,12 +96,12 @@ TEST_F(MyDistanceTest, AddsTheAxesInOrder) {
 
 TEST_F(MyDistanceTest, LabelsCountOnlyWhenAskedFor) {
     labels = "3-5";
-    EXPECT_EQ(of({.label = 9}), 0.0F);
+    EXPECT_EQ(of({.label = 9}), 0.0f);
     for (const int use : {1, 2, -1}) {
         params.useLabels = use;
         EXPECT_EQ(of({.label = 9}), rejected) << use;
-        EXPECT_EQ(of({.label = 3}), 0.0F) << use;
-        EXPECT_EQ(of({.label = 5}), 0.0F) << use;
+        EXPECT_EQ(of({.label = 3}), 0.0f) << use;
+        EXPECT_EQ(of({.label = 5}), 0.0f) << use;
     }
 }
 
@@ -132,29 +132,29 @@ TEST_F(MyDistanceTest, PointsOfAMapWithoutTagHaveNoLabel) {
     content.add("rgbPP", std::vector<miVector>{{1, 1, 1}});
     EXPECT_EQ(of(content), rejected);
     params.useLabels = miFALSE;
-    EXPECT_EQ(of(content), 0.0F);
+    EXPECT_EQ(of(content), 0.0f);
 }
 
 // ---- facing ----
 
 TEST_F(MyDistanceTest, FacingModeKeepsOnlyPointsBeforeTheSurface) {
     params.facing = 1;
-    EXPECT_EQ(of({.position = {1, 1, 0.25F}}), 2.0625F);
-    EXPECT_EQ(of({.position = {1, 1, -0.25F}}), rejected);
+    EXPECT_EQ(of({.position = {1, 1, 0.25f}}), 2.0625f);
+    EXPECT_EQ(of({.position = {1, 1, -0.25f}}), rejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeMeasuresFromTheQueryPointOnEveryAxis) {
     params.facing = 1;
     query = {5, 6, 7};
     normal = {1, 0, 0};
-    EXPECT_EQ(of({.position = {5.5F, 6, 7}}), 0.25F);
-    EXPECT_EQ(of({.position = {4.5F, 6, 7}}), rejected);
+    EXPECT_EQ(of({.position = {5.5f, 6, 7}}), 0.25f);
+    EXPECT_EQ(of({.position = {4.5f, 6, 7}}), rejected);
     normal = {0, 1, 0};
-    EXPECT_EQ(of({.position = {5, 6.5F, 7}}), 0.25F);
-    EXPECT_EQ(of({.position = {5, 5.5F, 7}}), rejected);
+    EXPECT_EQ(of({.position = {5, 6.5f, 7}}), 0.25f);
+    EXPECT_EQ(of({.position = {5, 5.5f, 7}}), rejected);
     normal = {0, 0, 1};
-    EXPECT_EQ(of({.position = {5, 6, 7.5F}}), 0.25F);
-    EXPECT_EQ(of({.position = {5, 6, 6.5F}}), rejected);
+    EXPECT_EQ(of({.position = {5, 6, 7.5f}}), 0.25f);
+    EXPECT_EQ(of({.position = {5, 6, 6.5f}}), rejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeRejectsTheTangentPlaneAndTheQueryPointItself) {
@@ -162,9 +162,9 @@ TEST_F(MyDistanceTest, FacingModeRejectsTheTangentPlaneAndTheQueryPointItself) {
     EXPECT_EQ(of({.position = {1, 1, 0}}), rejected);
     EXPECT_EQ(of({.position = {0, 0, 0}}), rejected);
     normal = {1, 1, 0};
-    EXPECT_EQ(of({.position = {1, -1, 0.5F}}), rejected);
-    EXPECT_EQ(of({.position = {1, std::nextafter(-1.0F, 0.0F), 0}}),
-              1 + std::nextafter(1.0F, 0.0F) * std::nextafter(1.0F, 0.0F));
+    EXPECT_EQ(of({.position = {1, -1, 0.5f}}), rejected);
+    EXPECT_EQ(of({.position = {1, std::nextafter(-1.0f, 0.0f), 0}}),
+              1 + std::nextafter(1.0f, 0.0f) * std::nextafter(1.0f, 0.0f));
 }
 
 TEST_F(MyDistanceTest, FacingModeRejectsANanNormal) {
@@ -176,21 +176,21 @@ TEST_F(MyDistanceTest, FacingModeRejectsANanNormal) {
 TEST_F(MyDistanceTest, FacingModeIsOnForExactlyOne) {
     for (const int facing : {0, 2, -1}) {
         params.facing = facing;
-        EXPECT_EQ(of({.position = {0, 0, -1}}), 1.0F) << facing;
+        EXPECT_EQ(of({.position = {0, 0, -1}}), 1.0f) << facing;
     }
 }
 
 TEST_F(MyDistanceTest, FacingModeMeasuresTheDirectionNotTheDistance) {
     // Without normalising, the product 1e-20 * 1e-30 would round to nothing.
     params.facing = 1;
-    normal = {0, 0, 1e-30F};
-    EXPECT_EQ(of({.position = {0, 0, 1e-20F}}), 1e-20F * 1e-20F);
+    normal = {0, 0, 1e-30f};
+    EXPECT_EQ(of({.position = {0, 0, 1e-20f}}), 1e-20f * 1e-20f);
 }
 
 TEST_F(MyDistanceTest, FacingModeLooksAtTheCurrentNormalOnly) {
     params.facing = 1;
     normal = {0, 0, -1};
-    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 1}}), 1.0F);
+    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 1}}), 1.0f);
     EXPECT_EQ(of({.position = {0, 0, 1}, .normal = {0, 0, 1}}), rejected);
 }
 

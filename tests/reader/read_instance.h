@@ -1,7 +1,6 @@
 // One instance of the reader in the stand-in renderer, with parameters that can be set and
 // connected.
-#ifndef VX_TESTS_READER_READ_INSTANCE_H
-#define VX_TESTS_READER_READ_INSTANCE_H
+#pragma once
 
 #include "src/reader/instance_data.h"
 #include "src/reader/lookup.h"
@@ -98,5 +97,3 @@ class ReadInstance {
 };
 
 } // namespace vx::test
-
-#endif

@@ -28,7 +28,7 @@ class ReaderTest : public testing::Test, protected ReadInstance {
 };
 
 TEST_F(ReaderTest, InitReadsAndExitReleases) {
-    maps.files[frame_file] = content_of({{.color = {0.5F, 0.25F, 1}}});
+    maps.files[frame_file] = content_of({{.color = {0.5f, 0.25f, 1}}});
     start();
     InitReadInstance(&state, block());
     EXPECT_EQ(renderer.calls().front(), "query(51)");
@@ -38,7 +38,7 @@ TEST_F(ReaderTest, InitReadsAndExitReleases) {
     ReadResult result = {};
     EXPECT_EQ(ReadCloud(&result, &state, block()), miTRUE);
     EXPECT_EQ(renderer.calls().front(), "query(51)");
-    EXPECT_EQ(result.outColor.g, 0.25F);
+    EXPECT_EQ(result.outColor.g, 0.25f);
     EXPECT_EQ(result.pointCount, 1);
     renderer.clear_calls();
 
@@ -94,7 +94,7 @@ TEST_F(ReaderTest, ExitWithoutARecordDoesNothing) {
 }
 
 TEST_F(ReaderTest, FailedInitLeavesTheUserPointerAlone) {
-    connect(offsetof(ReadParameters, radius), 1.0F);
+    connect(offsetof(ReadParameters, radius), 1.0f);
     start();
     renderer.connected.clear();
     EXPECT_THROW(InitReadInstance(&state, block()), std::logic_error);

@@ -21,18 +21,18 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
     std::uniform_real_distribution<float> between(-1, 1);
     std::vector<BakedPoint> cloud(4000);
     for (BakedPoint& point : cloud) {
-        point.position = {between(engine), between(engine), 0.1F * between(engine)};
+        point.position = {between(engine), between(engine), 0.1f * between(engine)};
         point.color = {between(engine), between(engine), between(engine)};
-        point.normal = {0.1F * between(engine), 0, -1};
+        point.normal = {0.1f * between(engine), 0, -1};
         point.label = point.position[0] > 0 ? 1 : 2;
-        point.opacity = 0.5F;
+        point.opacity = 0.5f;
     }
     const CloudFile file(cloud);
     ReadInstance instance;
     instance.file_name = file.name();
     instance.labels = "0-1";
     instance.params.frame = 1;
-    instance.params.radius = 0.2F;
+    instance.params.radius = 0.2f;
     instance.params.useLabels = miTRUE;
     instance.params.useOpacity = miTRUE;
     instance.params.facing = 1;
@@ -45,8 +45,8 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
     const auto read = [&](int call) {
         // A renderer's threads have states of their own, and one parameter block.
         miState state = instance.state;
-        const float turn = 0.05F * static_cast<float>(call);
-        state.point = {0.7F * std::cos(turn), 0.7F * std::sin(turn), -0.05F};
+        const float turn = 0.05f * static_cast<float>(call);
+        state.point = {0.7f * std::cos(turn), 0.7f * std::sin(turn), -0.05f};
         ReadResult result = {};
         EXPECT_EQ(ReadCloud(&result, &state, instance.block()), miTRUE);
         return result;

@@ -26,49 +26,49 @@ class WeightsTest : public LookupTest {};
 // ---- falloff ----
 
 TEST(Falloff, IsOneMinusASmoothStep) {
-    EXPECT_EQ(Falloff(0.5F, 2), 27.0F / 32);
-    EXPECT_EQ(Falloff(1, 2), 0.5F);
-    EXPECT_EQ(Falloff(1.5F, 2), 5.0F / 32);
+    EXPECT_EQ(Falloff(0.5f, 2), 27.0f / 32);
+    EXPECT_EQ(Falloff(1, 2), 0.5f);
+    EXPECT_EQ(Falloff(1.5f, 2), 5.0f / 32);
 }
 
 TEST(Falloff, IsOneWhereTheDistanceIsNotGreaterThanZero) {
-    for (const float distance : {0.0F, -0.0F, -1.0F, nan})
-        for (const float radius : {2.0F, 0.0F, -3.0F, nan})
-            EXPECT_EQ(Falloff(distance, radius), 1.0F) << distance << ' ' << radius;
+    for (const float distance : {0.0f, -0.0f, -1.0f, nan})
+        for (const float radius : {2.0f, 0.0f, -3.0f, nan})
+            EXPECT_EQ(Falloff(distance, radius), 1.0f) << distance << ' ' << radius;
 }
 
 TEST(Falloff, IsZeroFromTheRadiusOn) {
-    EXPECT_EQ(Falloff(2, 2), 0.0F);
+    EXPECT_EQ(Falloff(2, 2), 0.0f);
     // The polynomial would rise again.
-    EXPECT_EQ(Falloff(3, 2), 0.0F);
-    EXPECT_EQ(Falloff(1, 0), 0.0F);
-    EXPECT_EQ(Falloff(1, -2), 0.0F);
-    EXPECT_EQ(Falloff(infinity, infinity), 0.0F);
+    EXPECT_EQ(Falloff(3, 2), 0.0f);
+    EXPECT_EQ(Falloff(1, 0), 0.0f);
+    EXPECT_EQ(Falloff(1, -2), 0.0f);
+    EXPECT_EQ(Falloff(infinity, infinity), 0.0f);
 }
 
 TEST_F(WeightsTest, PointAtTheQueryPointHasWeightOne) {
-    params.falloff = {1, 2.5F, 0.3F, 0};
-    expect_color(read({{.color = {0.1F, 0.2F, 0.3F}}}), 0.1F, 0.2F, 0.3F);
+    params.falloff = {1, 2.5f, 0.3f, 0};
+    expect_color(read({{.color = {0.1f, 0.2f, 0.3f}}}), 0.1f, 0.2f, 0.3f);
 }
 
 TEST_F(WeightsTest, PointExactlyAtTheRadiusCountsButAddsNothing) {
     const ReadResult result = read({{.color = {1, 2, 4}}, {.position = {0, 2, 0}}});
-    expect_color(result, 0.5F, 1, 2);
+    expect_color(result, 0.5f, 1, 2);
     EXPECT_EQ(result.pointCount, 2);
 }
 
 TEST_F(WeightsTest, HalfWayTheFalloffIsOneHalf) {
-    expect_color(read({half_way({1, 2, 4})}), 0.5F, 1, 2);
+    expect_color(read({half_way({1, 2, 4})}), 0.5f, 1, 2);
 }
 
 TEST_F(WeightsTest, FalloffIsComputedInSinglePrecisionTermByTerm) {
     int telling = 0;
     for (int i = 1; i < 40; ++i) {
-        const float d = 0.05F * static_cast<float>(i);
-        const float t = std::sqrt(d * d) / 2.0F;
-        const float expected = 1.0F - (t * t * -2.0F * t + t * t * 3.0F);
+        const float d = 0.05f * static_cast<float>(i);
+        const float t = std::sqrt(d * d) / 2.0f;
+        const float expected = 1.0f - (t * t * -2.0f * t + t * t * 3.0f);
         expect_color(read({{.position = {d, 0, 0}}}), expected, expected, expected);
-        if (expected != 1.0F - (3.0F * t * t - 2.0F * t * t * t)) ++telling;
+        if (expected != 1.0f - (3.0f * t * t - 2.0f * t * t * t)) ++telling;
     }
     EXPECT_GT(telling, 0) << "another order of the terms would have passed";
 }
@@ -78,14 +78,14 @@ TEST_F(WeightsTest, FalloffIsComputedInSinglePrecisionTermByTerm) {
 TEST_F(WeightsTest, JustInsideTheRadiusTheFalloffMayBeNegative) {
     float d = 2;
     float falloff = 0;
-    while (falloff >= 0 && d > 1.99F) {
-        d = std::nextafter(d, 0.0F);
-        const float t = d / 2.0F;
-        falloff = 1.0F - (t * t * -2.0F * t + t * t * 3.0F);
+    while (falloff >= 0 && d > 1.99f) {
+        d = std::nextafter(d, 0.0f);
+        const float t = d / 2.0f;
+        falloff = 1.0f - (t * t * -2.0f * t + t * t * 3.0f);
     }
     ASSERT_LT(falloff, 0);
     ASSERT_EQ(std::sqrt(d * d), d);
-    params.falloff = {1, 2.5F, 2, 0};
+    params.falloff = {1, 2.5f, 2, 0};
     const ReadResult result = read({{.position = {d, 0, 0}}});
     EXPECT_EQ(result.outColor.r, falloff);
     EXPECT_TRUE(std::isnan(result.outColor.g));
@@ -95,9 +95,9 @@ TEST_F(WeightsTest, JustInsideTheRadiusTheFalloffMayBeNegative) {
 TEST_F(WeightsTest, NegativeRadiusFindsPointsButWeighsOnlyTheNearest) {
     // The limit is the square; the distance, not below the radius, weighs nothing.
     params.radius = -2;
-    const ReadResult result = read({{.color = {1, 1, 1}}, {.position = {1.5F, 0, 0}}});
+    const ReadResult result = read({{.color = {1, 1, 1}}, {.position = {1.5f, 0, 0}}});
     EXPECT_EQ(result.pointCount, 2);
-    expect_color(result, 0.5F, 0.5F, 0.5F);
+    expect_color(result, 0.5f, 0.5f, 0.5f);
 }
 
 // ---- exponents ----
@@ -107,48 +107,48 @@ TEST_F(WeightsTest, FalloffWithoutExponentsIsThePlainMeanTimesScale) {
     params.scale = {1, 2, 4, 0};
     const ReadResult result =
         read({half_way({1, 0, 8}), {.position = {0, 2, 0}, .color = {2, 4, 0}}});
-    expect_color(result, 1.5F, 4, 16);
+    expect_color(result, 1.5f, 4, 16);
     EXPECT_EQ(maths_calls.powf, 0);
 }
 
 TEST_F(WeightsTest, EachChannelHasItsExponent) {
     params.falloff = {1, 2, 3, 0};
-    expect_color(read({half_way()}), 0.5F, 0.25F, 0.125F);
+    expect_color(read({half_way()}), 0.5f, 0.25f, 0.125f);
     EXPECT_EQ(maths_calls.powf, 3);
 }
 
 TEST_F(WeightsTest, EqualExponentsCostOnePowf) {
     params.falloff = {3, 3, 3, 0};
-    expect_color(read({half_way(), half_way()}), 0.125F, 0.125F, 0.125F);
+    expect_color(read({half_way(), half_way()}), 0.125f, 0.125f, 0.125f);
     EXPECT_EQ(maths_calls.powf, 2);
 }
 
 TEST_F(WeightsTest, ZeroExponentsKeepTheWeightOfOne) {
     params.falloff = {0, 2, 0, 0};
-    expect_color(read({half_way()}), 1, 0.25F, 1);
+    expect_color(read({half_way()}), 1, 0.25f, 1);
     EXPECT_EQ(maths_calls.powf, 1);
     params.falloff = {2, 0, 2, 0};
-    expect_color(read({half_way()}), 0.25F, 1, 0.25F);
+    expect_color(read({half_way()}), 0.25f, 1, 0.25f);
     params.falloff = {0, 0, 2, 0};
-    expect_color(read({half_way()}), 1, 1, 0.25F);
+    expect_color(read({half_way()}), 1, 1, 0.25f);
     params.falloff = {2, 2, 0, 0};
-    expect_color(read({half_way()}), 0.25F, 0.25F, 1);
+    expect_color(read({half_way()}), 0.25f, 0.25f, 1);
 }
 
 TEST_F(WeightsTest, BlueIsComparedWithRedNeverWithGreen) {
     // Were blue compared with green it would take green's weight, and powf would be called twice.
     params.falloff = {1, 2, 2, 0};
-    expect_color(read({half_way()}), 0.5F, 0.25F, 0.25F);
+    expect_color(read({half_way()}), 0.5f, 0.25f, 0.25f);
     EXPECT_EQ(maths_calls.powf, 3);
     params.falloff = {2, 1, 2, 0};
-    expect_color(read({half_way()}), 0.25F, 0.5F, 0.25F);
+    expect_color(read({half_way()}), 0.25f, 0.5f, 0.25f);
     EXPECT_EQ(maths_calls.powf, 2);
 }
 
 TEST_F(WeightsTest, BlueWithoutExponentDoesNotTakeGreensWeight) {
     // Green and blue are equal, at 0, and differ from red: each keeps its own.
     params.falloff = {1, 0, 0, 0};
-    expect_color(read({half_way()}), 0.5F, 1, 1);
+    expect_color(read({half_way()}), 0.5f, 1, 1);
 }
 
 TEST_F(WeightsTest, NegativeExponentsDivide) {
@@ -162,16 +162,16 @@ TEST_F(WeightsTest, NegativeExponentsDivide) {
 TEST_F(WeightsTest, ChannelWithoutExponentCarriesTheOpacityOfEarlierPoints) {
     params.useOpacity = miTRUE;
     params.falloff = {0, 1, 0, 0};
-    const ReadResult result = read({{.opacity = 0.5F}, {.opacity = 0.25F}, {.opacity = 1}});
+    const ReadResult result = read({{.opacity = 0.5f}, {.opacity = 0.25f}, {.opacity = 1}});
     // Red and blue: 1/2, 1/2 * 1/4, and that again. Green starts afresh: 1/2, 1/4, 1.
-    expect_color(result, 1.0F / 3 * 0.75F, 1.0F / 3 * 1.75F, 1.0F / 3 * 0.75F);
+    expect_color(result, 1.0f / 3 * 0.75f, 1.0f / 3 * 1.75f, 1.0f / 3 * 0.75f);
 }
 
 TEST_F(WeightsTest, EachChannelWithoutExponentCarriesByItself) {
     params.useOpacity = miTRUE;
-    const float carried = 1.0F / 3 * (0.5F + 0.125F + 0.125F);
-    const float afresh = 1.0F / 3 * (0.5F + 0.25F + 1);
-    const std::vector<BakedPoint> points = {{.opacity = 0.5F}, {.opacity = 0.25F}, {.opacity = 1}};
+    const float carried = 1.0f / 3 * (0.5f + 0.125f + 0.125f);
+    const float afresh = 1.0f / 3 * (0.5f + 0.25f + 1);
+    const std::vector<BakedPoint> points = {{.opacity = 0.5f}, {.opacity = 0.25f}, {.opacity = 1}};
     params.falloff = {0, 1, 1, 0};
     expect_color(read(points), carried, afresh, afresh);
     params.falloff = {1, 0, 1, 0};
@@ -183,42 +183,42 @@ TEST_F(WeightsTest, EachChannelWithoutExponentCarriesByItself) {
 TEST_F(WeightsTest, ChannelWithoutExponentCarriesTheFacingOfEarlierPoints) {
     params.facing = 1;
     params.falloff = {0, 1, 1, 0};
-    const ReadResult result = read({{.position = {0, 0, 0.5F}, .normal = {0, 0, -0.5F}},
+    const ReadResult result = read({{.position = {0, 0, 0.5f}, .normal = {0, 0, -0.5f}},
                                     {.position = {0, 0, 1}, .normal = {0, 0, -1}}});
     // Falloff at a quarter and at half of the radius: 27/32 and 1/2.
-    expect_color(result, 0.5F * (0.5F + 0.5F), 0.5F * (27.0F / 64 + 0.5F),
-                 0.5F * (27.0F / 64 + 0.5F));
+    expect_color(result, 0.5f * (0.5f + 0.5f), 0.5f * (27.0f / 64 + 0.5f),
+                 0.5f * (27.0f / 64 + 0.5f));
 }
 
 TEST_F(WeightsTest, ChannelWithRedsExponentTakesRedsWeightAfresh) {
     // Red carries; green and blue take what red has then, before this point's opacity.
     params.useOpacity = miTRUE;
     params.falloff = {0, 0, 0, 0};
-    expect_color(read({{.opacity = 0.5F}, {.opacity = 0.5F}}), 0.375F, 0.375F, 0.375F);
+    expect_color(read({{.opacity = 0.5f}, {.opacity = 0.5f}}), 0.375f, 0.375f, 0.375f);
     params.falloff = {2, 2, 0, 0};
-    const ReadResult result = read({{.opacity = 0.5F}, {.opacity = 0.5F}});
-    expect_color(result, 0.5F, 0.5F, 0.375F);
+    const ReadResult result = read({{.opacity = 0.5f}, {.opacity = 0.5f}});
+    expect_color(result, 0.5f, 0.5f, 0.375f);
 }
 
 TEST_F(WeightsTest, WeightsFollowTheOrderOfTheResultFromNearToFar) {
     params.useOpacity = miTRUE;
     params.falloff = {0, 0, 0, 0};
     // In the map the far point comes first; were it first in the loop, red would be 0.75 / 2.
-    const ReadResult result = read({{.position = {0, 1, 0}, .color = {1, 1, 1}, .opacity = 0.5F},
-                                    {.color = {0, 0, 0}, .opacity = 0.5F}});
-    expect_color(result, 0.125F, 0.125F, 0.125F);
+    const ReadResult result = read({{.position = {0, 1, 0}, .color = {1, 1, 1}, .opacity = 0.5f},
+                                    {.color = {0, 0, 0}, .opacity = 0.5f}});
+    expect_color(result, 0.125f, 0.125f, 0.125f);
 }
 
 TEST_F(WeightsTest, WeightsStartAtOneForEveryCall) {
     params.useOpacity = miTRUE;
     params.falloff = {0, 0, 0, 0};
-    maps.files[frame_file] = content_of({{.opacity = 0.5F}});
+    maps.files[frame_file] = content_of({{.opacity = 0.5f}});
     start();
     const auto record = make_record();
     for (int call = 0; call < 3; ++call) {
         ReadResult result = {};
         ReadPoints(&result, &state, block(), *record);
-        expect_color(result, 0.5F, 0.5F, 0.5F);
+        expect_color(result, 0.5f, 0.5f, 0.5f);
     }
 }
 
@@ -227,33 +227,33 @@ TEST_F(WeightsTest, WeightsStartAtOneForEveryCall) {
 TEST_F(WeightsTest, FacingModeWeighsByTheCosine) {
     params.facing = 1;
     params.falloff = {0, 0, 0, 0};
-    const ReadResult result = read({{.position = {0, 0, 1}, .normal = {0.5F, 0, -0.75F}}});
-    expect_color(result, 0.75F, 0.75F, 0.75F);
+    const ReadResult result = read({{.position = {0, 0, 1}, .normal = {0.5f, 0, -0.75f}}});
+    expect_color(result, 0.75f, 0.75f, 0.75f);
 }
 
 TEST_F(WeightsTest, FacingModeSkipsPointsThatLookAway) {
     params.facing = 1;
     params.falloff = {1, 1, 1, 0};
     const ReadResult result =
-        read({{.position = {0, 0, 0.5F}, .color = {9, 9, 9}, .normal = {0, 0, 1}},
+        read({{.position = {0, 0, 0.5f}, .color = {9, 9, 9}, .normal = {0, 0, 1}},
               {.position = {0, 0, 1}, .normal = {0, 0, -1}}});
     // Found, but neither counted in the mean nor added.
     EXPECT_EQ(result.pointCount, 2);
-    expect_color(result, 0.5F, 0.5F, 0.5F);
+    expect_color(result, 0.5f, 0.5f, 0.5f);
 }
 
 TEST_F(WeightsTest, FacingModeCountsPointsAtARightAngle) {
     params.facing = 1;
     params.falloff = {1, 1, 1, 0};
     const ReadResult result =
-        read({{.position = {0, 0, 0.5F}, .color = {9, 9, 9}, .normal = {1, 0, 0}},
+        read({{.position = {0, 0, 0.5f}, .color = {9, 9, 9}, .normal = {1, 0, 0}},
               {.position = {0, 0, 1}, .normal = {0, 0, -1}}});
-    expect_color(result, 0.25F, 0.25F, 0.25F);
+    expect_color(result, 0.25f, 0.25f, 0.25f);
 }
 
 TEST_F(WeightsTest, FacingModeWithOnlyPointsThatLookAwayGivesNoNumber) {
     params.facing = 1;
-    const ReadResult result = read({{.position = {0, 0, 1}}, {.position = {0, 0, 0.5F}}});
+    const ReadResult result = read({{.position = {0, 0, 1}}, {.position = {0, 0, 0.5f}}});
     EXPECT_EQ(returned, miTRUE);
     expect_nan(result);
     EXPECT_EQ(result.pointCount, 2);
@@ -264,24 +264,24 @@ TEST_F(WeightsTest, NanFacingWeightCountsAndMakesTheMeanNan) {
     params.facing = 1;
     const BakedPoint good = {.position = {0, 0, 1}, .normal = {0, 0, -1}};
     const ReadResult result =
-        read({{.position = {0, 0, 0.5F}, .color = {1, 2, 4}, .normal = {0, nan, -1}}, good});
+        read({{.position = {0, 0, 0.5f}, .color = {1, 2, 4}, .normal = {0, nan, -1}}, good});
     EXPECT_EQ(returned, miTRUE);
     expect_nan(result);
     EXPECT_EQ(result.pointCount, 2);
-    expect_color(read({good}), 0.5F, 0.5F, 0.5F);
+    expect_color(read({good}), 0.5f, 0.5f, 0.5f);
 }
 
 TEST_F(WeightsTest, FacingWeightAboveOneIsNotCutOff) {
     params.facing = 1;
-    expect_color(read({{.position = {0, 0, 1}, .normal = {7, 0, -3}}}), 1.5F, 1.5F, 1.5F);
+    expect_color(read({{.position = {0, 0, 1}, .normal = {7, 0, -3}}}), 1.5f, 1.5f, 1.5f);
 }
 
 TEST_F(WeightsTest, FacingModeIsOnForExactlyOne) {
     for (const int facing : {0, 2, -1}) {
         params.facing = facing;
-        expect_color(read({{.position = {0, 0, 1}, .normal = {0, 0, -0.5F}}}), 0.5F, 0.5F, 0.5F);
+        expect_color(read({{.position = {0, 0, 1}, .normal = {0, 0, -0.5f}}}), 0.5f, 0.5f, 0.5f);
         // A point that looks away counts like any other.
-        expect_color(read({{.position = {0, 0, 1}}}), 0.5F, 0.5F, 0.5F);
+        expect_color(read({{.position = {0, 0, 1}}}), 0.5f, 0.5f, 0.5f);
     }
 }
 
@@ -302,23 +302,23 @@ TEST_F(WeightsTest, SkippedPointsSetTheWeightsThatHaveAnExponent) {
     params.facing = 1;
     params.falloff = {0, 1, 1, 0};
     const ReadResult result =
-        read({{.position = {0, 0, 0.5F}, .normal = {0, 0, 1}},
+        read({{.position = {0, 0, 0.5f}, .normal = {0, 0, 1}},
               {.position = {0, 0, 1}, .color = {1, 1, 1}, .normal = {0, 0, -1}}});
-    expect_color(result, 1, 0.5F, 0.5F);
+    expect_color(result, 1, 0.5f, 0.5f);
 }
 
 // ---- opacity ----
 
 TEST_F(WeightsTest, OpacityMultipliesOnlyWhenAskedFor) {
-    expect_color(read({{.opacity = 0.25F}}), 1, 1, 1);
+    expect_color(read({{.opacity = 0.25f}}), 1, 1, 1);
     params.useOpacity = -1;
-    expect_color(read({{.opacity = 0.25F}}), 0.25F, 0.25F, 0.25F);
+    expect_color(read({{.opacity = 0.25f}}), 0.25f, 0.25f, 0.25f);
 }
 
 TEST_F(WeightsTest, OpacityMultipliesAsItIs) {
     params.useOpacity = miTRUE;
-    for (const float opacity : {0.0F, 2.0F, 1.5F, -0.5F, -1.0F, std::nextafter(1.0F, 2.0F),
-                                std::nextafter(1.0F, 0.0F), 1e-30F})
+    for (const float opacity : {0.0f, 2.0f, 1.5f, -0.5f, -1.0f, std::nextafter(1.0f, 2.0f),
+                                std::nextafter(1.0f, 0.0f), 1e-30f})
         expect_color(read({{.opacity = opacity}}), opacity, opacity, opacity);
     expect_nan(read({{.opacity = nan}}));
 }
@@ -327,15 +327,15 @@ TEST_F(WeightsTest, OpacitiesAboveOneAndBelowZeroAreCarriedToo) {
     params.useOpacity = miTRUE;
     params.falloff = {0, 1, 0, 0};
     // Red and blue: 2, 2 * 1, 2 * -0.5, that * 1.
-    expect_color(read({{.opacity = 2}, {.opacity = 1}, {.opacity = -0.5F}, {.opacity = 1}}),
-                 0.25F * (2 + 2 - 1 - 1), 0.25F * (2 + 1 - 0.5F + 1), 0.25F * (2 + 2 - 1 - 1));
+    expect_color(read({{.opacity = 2}, {.opacity = 1}, {.opacity = -0.5f}, {.opacity = 1}}),
+                 0.25f * (2 + 2 - 1 - 1), 0.25f * (2 + 1 - 0.5f + 1), 0.25f * (2 + 2 - 1 - 1));
 }
 
 TEST_F(WeightsTest, OpacityOfExactlyOneMultipliesNothing) {
     params.useOpacity = miTRUE;
-    params.falloff = {1.7F, 0.6F, 0, 0};
-    const std::vector<BakedPoint> points = {{.position = {0.3F, 0.4F, 0}, .color = {0.1F, 0.7F, 3}},
-                                            {.position = {0.9F, 0, 0}, .color = {2, 0.3F, 0.5F}}};
+    params.falloff = {1.7f, 0.6f, 0, 0};
+    const std::vector<BakedPoint> points = {{.position = {0.3f, 0.4f, 0}, .color = {0.1f, 0.7f, 3}},
+                                            {.position = {0.9f, 0, 0}, .color = {2, 0.3f, 0.5f}}};
     const ReadResult with = read(points);
     params.useOpacity = miFALSE;
     const ReadResult without = read(points);
@@ -345,9 +345,9 @@ TEST_F(WeightsTest, OpacityOfExactlyOneMultipliesNothing) {
 TEST_F(WeightsTest, MapWithColorOnlyStillRenders) {
     MapContent content;
     content.positions = {{0, 0, 0}};
-    content.add("rgbPP", std::vector<miVector>{{0.5F, 0.25F, 1}});
+    content.add("rgbPP", std::vector<miVector>{{0.5f, 0.25f, 1}});
     params.useOpacity = miTRUE;
-    expect_color(read(content), 0.5F, 0.25F, 1);
+    expect_color(read(content), 0.5f, 0.25f, 1);
     EXPECT_EQ(returned, miTRUE);
 }
 

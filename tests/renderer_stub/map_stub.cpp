@@ -65,31 +65,31 @@ class StubMap final : public Map_base {
 class StubAccess final : public Access_map_dbhandle {
   public:
     explicit StubAccess(std::shared_ptr<const StubMap> map)
-        : map_(std::move(map)), number_(++Maps::current().accesses_made) {
+        : m_map(std::move(map)), m_number(++Maps::current().accesses_made) {
         ++Maps::current().counts.accesses;
     }
     ~StubAccess() override {
-        Maps::current().note("access " + std::to_string(number_) + " destroyed");
+        Maps::current().note("access " + std::to_string(m_number) + " destroyed");
         --Maps::current().counts.accesses;
     }
     StubAccess(const StubAccess&) = delete;
     StubAccess& operator=(const StubAccess&) = delete;
 
-    const Map_base* get_map() const override { return map_.get(); }
+    const Map_base* get_map() const override { return m_map.get(); }
     miTag get_tag() const override { return miNULLTAG; }
     miTag store() override { nobody_needs("access.store"); }
 
-    int number() const { return number_; }
-    const std::shared_ptr<const StubMap>& map() const { return map_; }
+    int number() const { return m_number; }
+    const std::shared_ptr<const StubMap>& map() const { return m_map; }
 
   private:
-    std::shared_ptr<const StubMap> map_;
-    int number_;
+    std::shared_ptr<const StubMap> m_map;
+    int m_number;
 };
 
 class StubDeclaration final : public Map_declaration_base {
   public:
-    explicit StubDeclaration(const MapContent& content) : names_(content.names()) {
+    explicit StubDeclaration(const MapContent& content) : m_names(content.names()) {
         ++Maps::current().counts.declarations;
     }
     ~StubDeclaration() override {
@@ -105,17 +105,17 @@ class StubDeclaration final : public Map_declaration_base {
     }
     bool has_field(const char* name) const override {
         Maps::current().note("has_field(" + std::string(name) + ")");
-        return std::find(names_.begin(), names_.end(), name) != names_.end();
+        return std::find(m_names.begin(), m_names.end(), name) != m_names.end();
     }
     Map_field_id get_field_id(const char* name, Map_status* status) const override {
         Maps::current().note("get_field_id(" + std::string(name) + ")");
-        const auto found = std::find(names_.begin(), names_.end(), name);
+        const auto found = std::find(m_names.begin(), m_names.end(), name);
         if (status != nullptr)
-            *status = found == names_.end() ? Map_status::No_such_field : Map_status::OK;
-        return found == names_.end() ? map_no_such_field
-                                     : static_cast<Map_field_id>(found - names_.begin());
+            *status = found == m_names.end() ? Map_status::No_such_field : Map_status::OK;
+        return found == m_names.end() ? map_no_such_field
+                                      : static_cast<Map_field_id>(found - m_names.begin());
     }
-    miUint get_field_count() const override { return static_cast<miUint>(names_.size()); }
+    miUint get_field_count() const override { return static_cast<miUint>(m_names.size()); }
     const char* get_field_name(const Map_field_id) const override { nobody_needs("field names"); }
     Map_field_type get_field_type(const Map_field_id) const override {
         nobody_needs("field types");
@@ -125,12 +125,12 @@ class StubDeclaration final : public Map_declaration_base {
     bool is_equal(const Map_declaration_base*) const override { nobody_needs("is_equal"); }
 
   private:
-    std::vector<std::string> names_;
+    std::vector<std::string> m_names;
 };
 
 class StubLookup final : public Map_lookup_base {
   public:
-    explicit StubLookup(const StubMap& map) : map_(map) {
+    explicit StubLookup(const StubMap& map) : m_map(map) {
         m_columns = map.content.columns().data();
         m_all_columns = static_cast<miUint>(map.content.columns().size());
         ++Maps::current().counts.lookups;
@@ -149,20 +149,20 @@ class StubLookup final : public Map_lookup_base {
         maps.note("search(at " + text_of(miVector{q[0], q[1], q[2]}) + ", most " +
                   std::to_string(max_count) + ", limit " + text_of(max_squared_distance) + ")");
         if (maps.on_search) maps.on_search(distance, euclidean_point);
-        results_.clear();
-        Element element(map_.content);
-        for (size_t row = 0; row < map_.content.positions.size(); ++row) {
+        m_results.clear();
+        Element element(m_map.content);
+        for (size_t row = 0; row < m_map.content.positions.size(); ++row) {
             element.move(row);
             const float found = distance(&element);
             if (found <= max_squared_distance)
-                results_.push_back({found, static_cast<miUint>(row)});
+                m_results.push_back({found, static_cast<miUint>(row)});
         }
         std::stable_sort(
-            results_.begin(), results_.end(),
+            m_results.begin(), m_results.end(),
             [](const Map_result& a, const Map_result& b) { return a.distance < b.distance; });
-        results_.resize(std::min(results_.size(), static_cast<size_t>(std::max(max_count, 0))));
-        m_begin = m_current = results_.data();
-        m_end = m_begin + results_.size();
+        m_results.resize(std::min(m_results.size(), static_cast<size_t>(std::max(max_count, 0))));
+        m_begin = m_current = m_results.data();
+        m_end = m_begin + m_results.size();
         settle();
         return maps.search_status;
     }
@@ -172,8 +172,8 @@ class StubLookup final : public Map_lookup_base {
     Map_status get_position(float*) const override { nobody_needs("lookup.get_position"); }
 
   private:
-    const StubMap& map_;
-    std::vector<Map_result> results_;
+    const StubMap& m_map;
+    std::vector<Map_result> m_results;
 };
 
 class StubInterface final : public Interface {
@@ -252,7 +252,7 @@ class StubInterface final : public Interface {
 
 } // namespace
 
-Element::Element(const MapContent& content, size_t row) : content_(&content) {
+Element::Element(const MapContent& content, size_t row) : m_content(&content) {
     m_columns = content.columns().data();
     m_column_count = static_cast<miUint>(content.columns().size());
     m_absent = Map_status::No_such_field;
@@ -261,10 +261,10 @@ Element::Element(const MapContent& content, size_t row) : content_(&content) {
 
 void Element::move(size_t row) {
     m_row = row;
-    m_position = row < content_->positions.size() ? content_->positions[row].data() : nullptr;
+    m_position = row < m_content->positions.size() ? m_content->positions[row].data() : nullptr;
 }
 
-Maps::Maps(Renderer& renderer) : renderer_(renderer) {
+Maps::Maps(Renderer& renderer) : m_renderer(renderer) {
     Maps* nothing = nullptr;
     if (!the_maps.compare_exchange_strong(nothing, this))
         throw std::logic_error("there are stand-in maps already");

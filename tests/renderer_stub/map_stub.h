@@ -6,8 +6,7 @@
 // result, reading fields) cannot be seen. Every interface is an object of its own that ends with
 // its release, so that a sanitizer sees a later use; left_over() says what was not given back. What
 // the library is not known to need throws.
-#ifndef VX_TESTS_RENDERER_STUB_MAP_STUB_H
-#define VX_TESTS_RENDERER_STUB_MAP_STUB_H
+#pragma once
 
 #include "mi_shader_if.h"
 #include "shader.h"
@@ -42,8 +41,8 @@ class MapContent {
         add(name, mi::shader_v3::Map_field_type::Color, values);
     }
 
-    const std::vector<std::string>& names() const { return names_; }
-    const std::vector<mi::shader_v3::Map_column>& columns() const { return columns_; }
+    const std::vector<std::string>& names() const { return m_names; }
+    const std::vector<mi::shader_v3::Map_column>& columns() const { return m_columns; }
 
   private:
     template <class T>
@@ -51,14 +50,14 @@ class MapContent {
              const std::vector<T>& values) {
         auto bytes = std::make_shared<std::vector<unsigned char>>(values.size() * sizeof(T));
         if (!values.empty()) std::memcpy(bytes->data(), values.data(), bytes->size());
-        names_.push_back(name);
-        columns_.push_back({bytes->data(), sizeof(T), type, 1});
-        data_.push_back(std::move(bytes));
+        m_names.push_back(name);
+        m_columns.push_back({bytes->data(), sizeof(T), type, 1});
+        m_data.push_back(std::move(bytes));
     }
 
-    std::vector<std::string> names_;
-    std::vector<mi::shader_v3::Map_column> columns_;
-    std::vector<std::shared_ptr<const std::vector<unsigned char>>> data_;
+    std::vector<std::string> m_names;
+    std::vector<mi::shader_v3::Map_column> m_columns;
+    std::vector<std::shared_ptr<const std::vector<unsigned char>>> m_data;
 };
 
 // What a functor is handed: the element `row` of a map.
@@ -75,7 +74,7 @@ class Element final : public mi::shader_v3::Map_iterator_base {
     }
 
   private:
-    const MapContent* content_;
+    const MapContent* m_content;
 };
 
 // An element as it was appended. Values of fields by name, as text: "vector 1 2 3", "scalar 0.5",
@@ -131,16 +130,14 @@ class Maps {
         std::atomic<int> interfaces = 0, accesses = 0, declarations = 0, lookups = 0, elements = 0,
                          maps = 0;
     };
-    void note(const std::string& call) { renderer_.note(call); }
-    void complain(const std::string& what) { renderer_.complain(what); }
+    void note(const std::string& call) { m_renderer.note(call); }
+    void complain(const std::string& what) { m_renderer.complain(what); }
     Counts counts;
     // Accesses get numbers in the order in which they are made.
     std::atomic<int> accesses_made = 0;
 
   private:
-    Renderer& renderer_;
+    Renderer& m_renderer;
 };
 
 } // namespace vx::stub
-
-#endif

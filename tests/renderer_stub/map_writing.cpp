@@ -38,7 +38,7 @@ struct Field {
 
 class NewDeclaration final : public Map_declaration_base {
   public:
-    explicit NewDeclaration(miUint dimension) : dimension_(dimension) {
+    explicit NewDeclaration(miUint dimension) : m_dimension(dimension) {
         ++Maps::current().counts.declarations;
     }
     ~NewDeclaration() override {
@@ -46,7 +46,7 @@ class NewDeclaration final : public Map_declaration_base {
         Maps::current().note("declaration destroyed");
     }
 
-    miUint get_dimension() const override { return dimension_; }
+    miUint get_dimension() const override { return m_dimension; }
     Map_status append_field(const char* name, const Map_field_type type, const miUint /*length*/,
                             const bool is_global) override {
         Maps::current().note(std::string("append_field(") + name + ", " + name_of(type) + ")");
@@ -84,13 +84,13 @@ class NewDeclaration final : public Map_declaration_base {
             ++i;
         return i;
     }
-    miUint dimension_;
+    miUint m_dimension;
 };
 
 class NewElement final : public Map_element_base {
   public:
     explicit NewElement(const NewDeclaration& declaration)
-        : position(declaration.get_dimension()), fields_(declaration.fields) {
+        : position(declaration.get_dimension()), m_fields(declaration.fields) {
         ++Maps::current().counts.elements;
     }
     ~NewElement() override {
@@ -150,12 +150,12 @@ class NewElement final : public Map_element_base {
 
     template <class Text>
     Map_status store(Map_field_id id, Map_field_type type, Text text_of_value) {
-        if (id >= fields_.size()) return Map_status::No_such_field;
+        if (id >= m_fields.size()) return Map_status::No_such_field;
         if (Maps::current().quiet_elements) return Map_status::OK;
-        const std::string& name = fields_[id].name;
+        const std::string& name = m_fields[id].name;
         const std::string text = text_of_value();
         Maps::current().note("set(" + name + ", " + text + ")");
-        if (type != fields_[id].type) {
+        if (type != m_fields[id].type) {
             Maps::current().complain("the field " + name + " is no " + name_of(type));
             return Map_status::Field_type_mismatch;
         }
@@ -163,33 +163,33 @@ class NewElement final : public Map_element_base {
         return Map_status::OK;
     }
 
-    std::vector<Field> fields_;
+    std::vector<Field> m_fields;
 };
 
 class NewMap final : public Map_base {
   public:
     explicit NewMap(const NewDeclaration& declaration) {
-        content_.dimension = declaration.get_dimension();
+        m_content.dimension = declaration.get_dimension();
         for (const Field& field : declaration.fields)
-            content_.fields.push_back(field.name + " " + name_of(field.type));
+            m_content.fields.push_back(field.name + " " + name_of(field.type));
     }
 
-    miUint size() const override { return static_cast<miUint>(content_.count); }
-    bool is_empty() const override { return content_.count == 0; }
+    miUint size() const override { return static_cast<miUint>(m_content.count); }
+    bool is_empty() const override { return m_content.count == 0; }
     bool has_declaration() const override { return true; }
     Map_status get(const miUint /*index*/, Map_element& /*element*/) const override { no_access(); }
     Map_status set(const miUint /*index*/, const Map_element& /*element*/) override { no_access(); }
     Map_status append(const Map_element& element) override {
         const auto* given = dynamic_cast<const NewElement*>(element.operator->());
         if (given == nullptr) unexpected("elements of other makes");
-        const bool refused = Maps::current().refuse_append == static_cast<int>(content_.count);
+        const bool refused = Maps::current().refuse_append == static_cast<int>(m_content.count);
         if (!Maps::current().quiet_elements)
             Maps::current().note(refused ? "append() -> refused" : "append()");
         if (refused) return Map_status::Insufficient_memory;
-        ++content_.count;
+        ++m_content.count;
         if (!Maps::current().quiet_elements)
-            content_.elements.push_back({given->position, given->values});
-        content_.consolidated = false;
+            m_content.elements.push_back({given->position, given->values});
+        m_content.consolidated = false;
         return Map_status::OK;
     }
     Map_status read(const char* /*name*/, const bool /*notify*/) override { unexpected("read"); }
@@ -202,13 +202,13 @@ class NewMap final : public Map_base {
     Map_status write(const char* name, const bool notify, const File_format format) const override {
         Maps::current().note(std::string("write(") + name + ", " + (notify ? "notify" : "quiet") +
                              ", format " + std::to_string(format) + ")");
-        Maps::current().written.push_back(content_);
+        Maps::current().written.push_back(m_content);
         Maps::current().written.back().file_name = name;
         return Map_status::Failure; // nobody may rely on it
     }
     Map_status consolidate(const float quality) override {
         Maps::current().note("consolidate(" + text_of(quality) + ")");
-        content_.consolidated = true;
+        m_content.consolidated = true;
         return Map_status::Failure; // nor on this
     }
 
@@ -231,24 +231,24 @@ class NewMap final : public Map_base {
 
   private:
     [[noreturn]] static void no_access() { unexpected("access to a map's contents"); }
-    WrittenMap content_;
+    WrittenMap m_content;
 };
 
 class NewHandle final : public Edit_map_dbhandle {
   public:
-    explicit NewHandle(const NewDeclaration& declaration) : map_(declaration) {
+    explicit NewHandle(const NewDeclaration& declaration) : m_map(declaration) {
         ++Maps::current().counts.maps;
     }
     ~NewHandle() override {
         --Maps::current().counts.maps;
         Maps::current().note("map destroyed");
     }
-    Map_base* get_map() const override { return &map_; }
+    Map_base* get_map() const override { return &m_map; }
     miTag get_tag() const override { return miNULLTAG; }
     miTag store() override { unexpected("store"); }
 
   private:
-    mutable NewMap map_;
+    mutable NewMap m_map;
 };
 
 const NewDeclaration& own(const Map_declaration_base* declaration) {

@@ -1,7 +1,6 @@
 // What the stand-in's interface makes for a writer of maps: declarations, maps and elements that
 // record what is done to them. They belong to the Maps that is alive.
-#ifndef VX_TESTS_RENDERER_STUB_MAP_WRITING_H
-#define VX_TESTS_RENDERER_STUB_MAP_WRITING_H
+#pragma once
 
 #include "mi_shader_if.h"
 #include "shader.h"
@@ -15,5 +14,3 @@ mi::shader_v3::Map_element_base*
 new_element(const mi::shader_v3::Map_declaration_base* declaration);
 
 } // namespace vx::stub
-
-#endif

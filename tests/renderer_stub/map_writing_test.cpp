@@ -29,12 +29,12 @@ TEST(MapWriting, RecordsAndKeepsWhatIsWritten) {
         declaration->append_field("size", Map_field_type::Scalar);
         Edit_map map(declaration);
         Map_element element(declaration);
-        const float position[2] = {0.5F, -1};
+        const float position[2] = {0.5f, -1};
         element->set_position(position);
-        element->set(0, 3.0F);
+        element->set(0, 3.0f);
         EXPECT_TRUE(map->append(element).is_ok());
         EXPECT_EQ(map->size(), 1u);
-        map->consolidate(0.25F);
+        map->consolidate(0.25f);
         map->write("a", false, mi::shader_v3::Map_base::Open_ASCII);
         EXPECT_THAT(maps.left_over(),
                     UnorderedElementsAre("1 declarations", "1 elements", "1 maps"));
@@ -50,7 +50,7 @@ TEST(MapWriting, RecordsAndKeepsWhatIsWritten) {
     EXPECT_EQ(maps.written[0].file_name, "a");
     EXPECT_EQ(maps.written[0].dimension, 2u);
     EXPECT_TRUE(maps.written[0].consolidated);
-    EXPECT_THAT(maps.written[0].elements.at(0).position, ElementsAre(0.5F, -1));
+    EXPECT_THAT(maps.written[0].elements.at(0).position, ElementsAre(0.5f, -1));
     EXPECT_EQ(maps.written[0].elements.at(0).fields.at("size"), "scalar 3");
     EXPECT_THAT(maps.left_over(), IsEmpty());
 }
@@ -73,7 +73,7 @@ TEST(MapWriting, AppendAfterConsolidatingIsSeen) {
     Map_declaration declaration(3);
     Edit_map map(declaration);
     Map_element element(declaration);
-    map->consolidate(0.6F);
+    map->consolidate(0.6f);
     map->append(element);
     map->write("a", true);
     EXPECT_FALSE(maps.written.at(0).consolidated);

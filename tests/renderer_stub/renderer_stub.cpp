@@ -69,7 +69,7 @@ Renderer::Renderer() {
 
 Renderer::~Renderer() {
     the_renderer = nullptr;
-    for (const auto& [text, name] : strings_)
+    for (const auto& [text, name] : m_strings)
         std::free(text);
 }
 
@@ -82,25 +82,25 @@ Renderer& Renderer::current() {
 // ---- the record ----
 
 void Renderer::note(std::string call) {
-    const std::lock_guard guard(mutex_);
-    calls_.push_back(std::move(call));
+    const std::lock_guard guard(m_mutex);
+    m_calls.push_back(std::move(call));
 }
 
 void Renderer::complain(std::string what) {
-    const std::lock_guard guard(mutex_);
-    complaints_.push_back(std::move(what));
+    const std::lock_guard guard(m_mutex);
+    m_complaints.push_back(std::move(what));
 }
 
 std::vector<std::string> Renderer::calls_starting_with(std::string_view prefix) const {
     std::vector<std::string> found;
-    std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(found),
+    std::copy_if(m_calls.begin(), m_calls.end(), std::back_inserter(found),
                  [&](const std::string& call) { return call.starts_with(prefix); });
     return found;
 }
 
 std::vector<std::string> Renderer::messages() const {
     std::vector<std::string> found;
-    std::copy_if(calls_.begin(), calls_.end(), std::back_inserter(found),
+    std::copy_if(m_calls.begin(), m_calls.end(), std::back_inserter(found),
                  [](const std::string& call) {
                      return call.starts_with("info: ") || call.starts_with("warning: ");
                  });
@@ -108,30 +108,30 @@ std::vector<std::string> Renderer::messages() const {
 }
 
 std::vector<std::string> Renderer::left_over() const {
-    const std::lock_guard guard(mutex_);
-    std::vector<std::string> left = complaints_;
-    for (const auto& [tag, element] : elements_)
+    const std::lock_guard guard(m_mutex);
+    std::vector<std::string> left = m_complaints;
+    for (const auto& [tag, element] : m_elements)
         if (element.pins > 0)
             left.push_back("element " + number(tag) + " pinned " + number(element.pins) + " times");
-    for (const auto& [handle, lock] : locks_) {
+    for (const auto& [handle, lock] : m_locks) {
         if (lock->holder != std::thread::id())
             left.push_back("lock " + number(lock->number) + " held");
         left.push_back("lock " + number(lock->number) + " not deleted");
     }
-    for (const auto& [text, name] : strings_)
+    for (const auto& [text, name] : m_strings)
         left.push_back("copy of '" + name + "' not handed over");
     return left;
 }
 
 bool Renderer::holds_a_lock() const {
-    const std::lock_guard guard(mutex_);
-    return std::any_of(locks_.begin(), locks_.end(),
+    const std::lock_guard guard(m_mutex);
+    return std::any_of(m_locks.begin(), m_locks.end(),
                        [](const auto& lock) { return lock.second->holder != std::thread::id(); });
 }
 
 int Renderer::pins(miTag tag) const {
-    const std::lock_guard guard(mutex_);
-    return elements_.at(tag).pins;
+    const std::lock_guard guard(m_mutex);
+    return m_elements.at(tag).pins;
 }
 
 void Renderer::forget_pins(miTag tag) {
@@ -141,15 +141,15 @@ void Renderer::forget_pins(miTag tag) {
 // ---- the database ----
 
 Renderer::Element& Renderer::element(miTag tag) {
-    const auto found = elements_.find(tag);
-    if (found == elements_.end())
+    const auto found = m_elements.find(tag);
+    if (found == m_elements.end())
         throw std::logic_error("there is no element with the tag " + number(tag));
     return found->second;
 }
 
 miTag Renderer::add(int type, const void* bytes, size_t size) {
-    const miTag tag = next_tag_++;
-    elements_[tag] = {type, size, std::unique_ptr<void, Free>(exact_block(bytes, size)), 0, {}};
+    const miTag tag = m_next_tag++;
+    m_elements[tag] = {type, size, std::unique_ptr<void, Free>(exact_block(bytes, size)), 0, {}};
     return tag;
 }
 
@@ -220,7 +220,7 @@ miState Renderer::new_state(miTag function_tag) {
 
 void* Renderer::db_access(miTag tag) {
     note("db_access(" + number(tag) + ")");
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     Element& accessed = element(tag);
     ++accessed.pins;
     return accessed.bytes.get();
@@ -228,28 +228,28 @@ void* Renderer::db_access(miTag tag) {
 
 void Renderer::db_unpin(miTag tag) {
     note("db_unpin(" + number(tag) + ")");
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     Element& released = element(tag);
     if (released.pins == 0)
-        complaints_.push_back("element " + number(tag) + " unpinned without a pin");
+        m_complaints.push_back("element " + number(tag) + " unpinned without a pin");
     else
         --released.pins;
 }
 
 int Renderer::db_type(miTag tag) {
     note("db_type(" + number(tag) + ")");
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     return element(tag).type;
 }
 
 miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
     note("query(" + number(code) + (tag != miNULLTAG ? ", " + number(tag) : std::string()) + ")");
     if (refused_queries.contains(code)) return miFALSE;
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     switch (code) {
     case 51:
         if (state->shader == nullptr) return miFALSE;
-        *static_cast<void***>(result) = &user_pointers_[state->shader];
+        *static_cast<void***>(result) = &m_user_pointers[state->shader];
         return miTRUE;
     case 54: {
         const auto* function = state != nullptr ? state->shader : record<miFunction>(tag);
@@ -257,10 +257,10 @@ miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
         return miTRUE;
     }
     case 124:
-        *static_cast<void**>(result) = thread_pointers_[{state->shader, state->thread}];
+        *static_cast<void**>(result) = m_thread_pointers[{state->shader, state->thread}];
         return miTRUE;
     case 126:
-        thread_pointers_[{state->shader, state->thread}] = *static_cast<void**>(result);
+        m_thread_pointers[{state->shader, state->thread}] = *static_cast<void**>(result);
         remember_for_ever(*static_cast<void**>(result));
         return miTRUE;
     default:
@@ -272,9 +272,9 @@ miBoolean Renderer::parameter_lookup(miParam_type* type, miBoolean* is_array, in
                                      miTag decl, miBoolean out, char* name) {
     const std::string wanted(name);
     note("parameter_lookup(" + number(decl) + ", " + wanted + ")");
-    const std::lock_guard guard(mutex_);
-    if (strings_.erase(name) == 0)
-        complaints_.push_back("the name '" + wanted + "' is not the renderer's memory");
+    const std::lock_guard guard(m_mutex);
+    if (m_strings.erase(name) == 0)
+        m_complaints.push_back("the name '" + wanted + "' is not the renderer's memory");
     else
         std::free(name);
     const auto& parameters = element(decl).parameters;
@@ -289,9 +289,9 @@ miBoolean Renderer::parameter_lookup(miParam_type* type, miBoolean* is_array, in
 char* Renderer::strdup(const char* file, int line, const char* text) {
     note("strdup(" + std::string(text) + ")");
     if (file == nullptr || line <= 0) complain("a copy of a text without its place");
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     auto* copy = static_cast<char*>(exact_block(text, std::strlen(text) + 1));
-    strings_[copy] = text;
+    m_strings[copy] = text;
     return copy;
 }
 
@@ -313,9 +313,9 @@ miBoolean Renderer::sample(double* sample, int* instance, miState* /*state*/, in
 
 void Renderer::set_child(miState* state, miRay_type type, const Probe& hit, const miVector& org,
                          const miVector& dir) {
-    const std::lock_guard guard(mutex_);
-    if (state->child != nullptr) children_.erase(state->child);
-    children_.erase(state);
+    const std::lock_guard guard(m_mutex);
+    if (state->child != nullptr) m_children.erase(state->child);
+    m_children.erase(state);
     state->child = nullptr;
     if (!hit) return;
     auto child = std::make_unique<miState>(*state);
@@ -332,7 +332,7 @@ void Renderer::set_child(miState* state, miRay_type type, const Probe& hit, cons
     child->dist = hit->dist;
     if (hit->shader != nullptr) child->shader = hit->shader;
     state->child = child.get();
-    children_[state] = std::move(child);
+    m_children[state] = std::move(child);
 }
 
 miBoolean Renderer::trace_probe(miState* state, const miVector& dir, const miVector& org) {
@@ -383,7 +383,7 @@ void Renderer::flush_cache(miState* state) {
 }
 
 std::string Renderer::place_of(const miState* state, const void* param) {
-    for (const auto& [tag, element] : elements_) {
+    for (const auto& [tag, element] : m_elements) {
         if (element.type != miSCENE_FUNCTION) continue;
         const auto* function = static_cast<const miFunction*>(element.bytes.get());
         const auto offset = static_cast<const char*>(param) - function->parameters;
@@ -402,8 +402,8 @@ void* Renderer::phen_eval(miState* state, void* param) {
     const auto value = connected.find(connection);
     if (value == connected.end())
         throw std::logic_error("nothing is connected to the parameter at " + place);
-    phen_result_ = std::vector<std::byte>(value->second);
-    return phen_result_.data();
+    m_phen_result = std::vector<std::byte>(value->second);
+    return m_phen_result.data();
 }
 
 miBoolean Renderer::shaderstate_set(miState* state, const char* key, const void* data, int size,
@@ -417,23 +417,23 @@ miBoolean Renderer::shaderstate_set(miState* state, const char* key, const void*
     note("shaderstate_set(" + std::string(key) + " = " + value + ", " + number(size) +
          " bytes, lifetime " + number(lifetime) + ")");
     if (on_shaderstate_set) on_shaderstate_set(state);
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     if (data == nullptr) {
-        state_data_.erase({state, key});
+        m_state_data.erase({state, key});
         return miTRUE;
     }
     const auto* bytes = static_cast<const std::byte*>(data);
-    state_data_[{state, key}] = std::vector<std::byte>(bytes, bytes + size);
+    m_state_data[{state, key}] = std::vector<std::byte>(bytes, bytes + size);
     return miTRUE;
 }
 
 void* Renderer::shaderstate_get(miState* state, const char* key, int* size) {
     note("shaderstate_get(" + std::string(key) + ")");
     if (on_shaderstate_get) return on_shaderstate_get(state, size);
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     for (const miState* s = state; s != nullptr; s = s->parent) {
-        const auto found = state_data_.find({s, key});
-        if (found == state_data_.end()) continue;
+        const auto found = m_state_data.find({s, key});
+        if (found == m_state_data.end()) continue;
         if (size != nullptr) *size = static_cast<int>(found->second.size());
         return found->second.data();
     }
@@ -464,51 +464,51 @@ void Renderer::vector_from_camera(miVector* result, const miVector& v) {
 }
 
 void Renderer::init_lock(miLock* lock) {
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     auto made = std::make_unique<Lock>();
-    made->number = ++lock_count_;
+    made->number = ++m_lock_count;
     *lock = made.get();
-    calls_.push_back("init_lock(" + number(made->number) + ")");
-    locks_[*lock] = std::move(made);
+    m_calls.push_back("init_lock(" + number(made->number) + ")");
+    m_locks[*lock] = std::move(made);
 }
 
 void Renderer::delete_lock(miLock* lock) {
-    const std::lock_guard guard(mutex_);
-    const auto found = locks_.find(*lock);
-    if (found == locks_.end()) throw std::logic_error("delete_lock of what is no lock");
-    calls_.push_back("delete_lock(" + number(found->second->number) + ")");
+    const std::lock_guard guard(m_mutex);
+    const auto found = m_locks.find(*lock);
+    if (found == m_locks.end()) throw std::logic_error("delete_lock of what is no lock");
+    m_calls.push_back("delete_lock(" + number(found->second->number) + ")");
     if (found->second->holder != std::thread::id())
-        complaints_.push_back("lock " + number(found->second->number) + " deleted while held");
-    locks_.erase(found);
+        m_complaints.push_back("lock " + number(found->second->number) + " deleted while held");
+    m_locks.erase(found);
 }
 
 void Renderer::lock(miLock lock) {
     Lock* found = nullptr;
     {
-        const std::lock_guard guard(mutex_);
-        const auto at = locks_.find(lock);
-        if (at == locks_.end()) throw std::logic_error("lock of what is no lock");
+        const std::lock_guard guard(m_mutex);
+        const auto at = m_locks.find(lock);
+        if (at == m_locks.end()) throw std::logic_error("lock of what is no lock");
         found = at->second.get();
         if (found->holder == std::this_thread::get_id())
             throw std::logic_error("a lock taken twice by one thread");
     }
     found->mutex.lock();
-    const std::lock_guard guard(mutex_);
+    const std::lock_guard guard(m_mutex);
     found->holder = std::this_thread::get_id();
-    calls_.push_back("lock(" + number(found->number) + ")");
+    m_calls.push_back("lock(" + number(found->number) + ")");
 }
 
 void Renderer::unlock(miLock lock) {
     Lock* found = nullptr;
     {
-        const std::lock_guard guard(mutex_);
-        const auto at = locks_.find(lock);
-        if (at == locks_.end()) throw std::logic_error("unlock of what is no lock");
+        const std::lock_guard guard(m_mutex);
+        const auto at = m_locks.find(lock);
+        if (at == m_locks.end()) throw std::logic_error("unlock of what is no lock");
         found = at->second.get();
         if (found->holder != std::this_thread::get_id())
             throw std::logic_error("a lock given back by a thread that does not hold it");
         found->holder = {};
-        calls_.push_back("unlock(" + number(found->number) + ")");
+        m_calls.push_back("unlock(" + number(found->number) + ")");
     }
     found->mutex.unlock();
 }

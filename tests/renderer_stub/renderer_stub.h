@@ -9,8 +9,7 @@
 // All records are separate blocks of exactly their size, and each trace call makes a new child
 // state and ends the one before, so that a sanitizer sees every read that leaves its block or
 // outlives it.
-#ifndef VX_TESTS_RENDERER_STUB_RENDERER_STUB_H
-#define VX_TESTS_RENDERER_STUB_RENDERER_STUB_H
+#pragma once
 
 #include "shader.h"
 
@@ -86,10 +85,10 @@ class Renderer {
 
     // ---- the record ----
     // The calls since the start or the last clear_calls(). Not while other threads call.
-    const std::vector<std::string>& calls() const { return calls_; }
+    const std::vector<std::string>& calls() const { return m_calls; }
     std::vector<std::string> calls_starting_with(std::string_view prefix) const;
     std::vector<std::string> messages() const; // "info: ..." and "warning: ..."
-    void clear_calls() { calls_.clear(); }
+    void clear_calls() { m_calls.clear(); }
     void note(std::string call); // from any thread; tests may add lines of their own
     void complain(std::string what);
     // What is still pinned, locked or allocated, and all complaints. Empty when all is well.
@@ -121,7 +120,7 @@ class Renderer {
     miState new_state(miTag function);
     miCamera camera = {};
     miOptions options = {};
-    void** user_pointer(const miFunction* function) { return &user_pointers_[function]; }
+    void** user_pointer(const miFunction* function) { return &m_user_pointers[function]; }
 
     // ---- answers ----
     // Values of connected shaders: connection tag -> the bytes of the result.
@@ -144,7 +143,7 @@ class Renderer {
     std::function<std::array<double, 2>(int index, int n)> on_sample; // unset: (i + 0.5) / n twice
     std::function<int(char* buffer, const char* text, int capacity)> on_substitute;
     std::function<miBoolean(miColor*, miState*)> on_eye; // unset: eye_color, miTRUE
-    miColor eye_color = {0.25F, 0.5F, 0.75F, 1.0F};
+    miColor eye_color = {0.25f, 0.5f, 0.75f, 1.0f};
     miMatrix camera_to_internal = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
     // ---- behind the C functions ----
@@ -193,21 +192,19 @@ class Renderer {
     void set_child(miState* state, miRay_type type, const Probe& hit, const miVector& org,
                    const miVector& dir);
 
-    mutable std::mutex mutex_; // guards everything that C functions touch from several threads
-    std::vector<std::string> calls_;
-    std::vector<std::string> complaints_;
-    std::map<miTag, Element> elements_;
-    miTag next_tag_ = 1;
-    std::map<const miFunction*, void*> user_pointers_;
-    std::map<std::pair<const miFunction*, short>, void*> thread_pointers_;
-    std::map<void*, std::unique_ptr<Lock>> locks_;
-    int lock_count_ = 0;
-    std::map<void*, std::string> strings_;
-    std::map<const miState*, std::unique_ptr<miState>> children_;
-    std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> state_data_;
-    std::vector<std::byte> phen_result_;
+    mutable std::mutex m_mutex; // guards everything that C functions touch from several threads
+    std::vector<std::string> m_calls;
+    std::vector<std::string> m_complaints;
+    std::map<miTag, Element> m_elements;
+    miTag m_next_tag = 1;
+    std::map<const miFunction*, void*> m_user_pointers;
+    std::map<std::pair<const miFunction*, short>, void*> m_thread_pointers;
+    std::map<void*, std::unique_ptr<Lock>> m_locks;
+    int m_lock_count = 0;
+    std::map<void*, std::string> m_strings;
+    std::map<const miState*, std::unique_ptr<miState>> m_children;
+    std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> m_state_data;
+    std::vector<std::byte> m_phen_result;
 };
 
 } // namespace vx::stub
-
-#endif

@@ -119,7 +119,7 @@ TEST(RendererStub, ProbesAnswerAsScriptedAndThenMiss) {
     renderer.probes = {Hit{.point = {1, 2, 3}, .normal = {0, 1, 0}, .instance = 5, .dist = 7}};
     miState state = renderer.new_state(miNULLTAG);
     miVector dir = {0, 0, -1};
-    miVector org = {0, 0.5F, 0};
+    miVector org = {0, 0.5f, 0};
     ASSERT_TRUE(mi_trace_probe(&state, &dir, &org));
     EXPECT_EQ(state.child->point.y, 2);
     EXPECT_EQ(state.child->dist, 7);
@@ -216,9 +216,9 @@ TEST(RendererStub, LocksKeepThreadsApart) {
 }
 
 TEST(RendererStub, NumbersReadBackAsTheSame) {
-    EXPECT_EQ(vx::stub::text_of(0.005F), "0.005");
+    EXPECT_EQ(vx::stub::text_of(0.005f), "0.005");
     EXPECT_EQ(vx::stub::text_of(0.1), "0.1");
-    EXPECT_EQ(vx::stub::text_of(miVector{-0.5F, 1, 1e10F}), "-0.5 1 1e+10");
+    EXPECT_EQ(vx::stub::text_of(miVector{-0.5f, 1, 1e10f}), "-0.5 1 1e+10");
 }
 
 TEST(RendererStub, OnlyOneIsCurrent) {

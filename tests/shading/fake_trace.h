@@ -1,6 +1,5 @@
 /* Rays for the stand-ins: one sample per light, no occluders. */
-#ifndef VX_TESTS_SHADING_FAKE_TRACE_H
-#define VX_TESTS_SHADING_FAKE_TRACE_H
+#pragma once
 
 #include "shader.h"
 
@@ -16,5 +15,3 @@ struct FakeTrace {
 FakeTrace& fake_trace();
 
 } // namespace vx::testing
-
-#endif

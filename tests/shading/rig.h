@@ -1,6 +1,5 @@
 /* A renderer without rays: a context, a scene builder, and states to call shaders with. */
-#ifndef VX_TESTS_SHADING_RIG_H
-#define VX_TESTS_SHADING_RIG_H
+#pragma once
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -189,5 +188,3 @@ MATCHER_P4(IsColor, r, g, b, a, "") {
 }
 
 } // namespace vx::testing
-
-#endif

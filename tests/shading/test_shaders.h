@@ -1,6 +1,5 @@
 /* What the shaders of the test library and the tests that call them share. */
-#ifndef VX_TESTS_SHADING_TEST_SHADERS_H
-#define VX_TESTS_SHADING_TEST_SHADERS_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -62,5 +61,3 @@ struct TestQueries {
  * "instance exit", "exit". What it throws leaves the shader; with a result that is not 0 the shader
  * allocates so many bytes. */
 using EntryHook = std::function<std::size_t(const std::string& entry)>;
-
-#endif

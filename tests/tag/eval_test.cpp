@@ -112,7 +112,7 @@ TEST(Eval, ReadsEveryTypeByValue) {
     setup.block = bytes_of(plain_block);
     miState state = renderer.new_state(renderer.add_function(setup));
     auto* block = reinterpret_cast<Block*>(state.shader->parameters);
-    EXPECT_EQ(evalValue(&state, &block->colors[3]), 3.0F);
+    EXPECT_EQ(evalValue(&state, &block->colors[3]), 3.0f);
     EXPECT_EQ(evalValue(&state, &block->tag), 42);
 }
 

@@ -17,9 +17,9 @@ using vx::test::LensScene;
 
 TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
     LensScene scene(4, 3);
-    scene.renderer.camera.focal = 1.5F;
-    scene.renderer.camera.aperture = 1.25F;
-    scene.renderer.camera.aspect = 4.0F / 3.0F;
+    scene.renderer.camera.focal = 1.5f;
+    scene.renderer.camera.aperture = 1.25f;
+    scene.renderer.camera.aspect = 4.0f / 3.0f;
     WriteInstanceData& data = scene.make({.jitter = 1, .samples = 2});
     const double position[2][2] = {{0.25, 0.75}, {0.875, 0.125}};
     scene.renderer.on_sample = [&](int index, int /*n*/) {
@@ -55,9 +55,9 @@ TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
 // of the factors, or a division by the length changes at least one of the 27 numbers.
 TEST(BakeDirection, StepsAreRoundedToSinglePrecision) {
     LensScene scene(7, 3);
-    scene.renderer.camera.focal = 1.1F;
-    scene.renderer.camera.aperture = 1.7F;
-    scene.renderer.camera.aspect = 1.3F;
+    scene.renderer.camera.focal = 1.1f;
+    scene.renderer.camera.aperture = 1.7f;
+    scene.renderer.camera.aspect = 1.3f;
     scene.renderer.on_sample = [](int, int) { return std::array{0.603, 0.422}; };
     WriteInstanceData& data = scene.make({.jitter = 1});
     std::vector<miVector> directions;
@@ -71,15 +71,15 @@ TEST(BakeDirection, StepsAreRoundedToSinglePrecision) {
         size_t x, y;
         miVector direction;
     } expected[] = {
-        {0, 0, {-0x1.039366p-1F, -0x1.5abc32p-2F, -0x1.95d7aap-1F}},
-        {1, 0, {-0x1.7009d0p-2F, -0x1.7762c6p-2F, -0x1.b7608ep-1F}},
-        {6, 0, {0x1.10ea90p-1F, -0x1.545a68p-2F, -0x1.8e5f5ep-1F}},
-        {0, 1, {-0x1.13c760p-1F, -0x1.aa78e6p-6F, -0x1.af2cf4p-1F}},
-        {1, 1, {-0x1.8b6a98p-2F, -0x1.d2e9a8p-6F, -0x1.d80fe2p-1F}},
-        {6, 1, {0x1.214610p-1F, -0x1.a1a4aep-6F, -0x1.a63fcep-1F}},
-        {0, 2, {-0x1.07aa6ep-1F, 0x1.2d3b1cp-2F, -0x1.9c3caep-1F}},
-        {1, 2, {-0x1.76dcf6p-2F, 0x1.470438p-2F, -0x1.bf865cp-1F}},
-        {6, 2, {0x1.150e54p-1F, 0x1.2783eap-2F, -0x1.946a4ap-1F}},
+        {0, 0, {-0x1.039366p-1f, -0x1.5abc32p-2f, -0x1.95d7aap-1f}},
+        {1, 0, {-0x1.7009d0p-2f, -0x1.7762c6p-2f, -0x1.b7608ep-1f}},
+        {6, 0, {0x1.10ea90p-1f, -0x1.545a68p-2f, -0x1.8e5f5ep-1f}},
+        {0, 1, {-0x1.13c760p-1f, -0x1.aa78e6p-6f, -0x1.af2cf4p-1f}},
+        {1, 1, {-0x1.8b6a98p-2f, -0x1.d2e9a8p-6f, -0x1.d80fe2p-1f}},
+        {6, 1, {0x1.214610p-1f, -0x1.a1a4aep-6f, -0x1.a63fcep-1f}},
+        {0, 2, {-0x1.07aa6ep-1f, 0x1.2d3b1cp-2f, -0x1.9c3caep-1f}},
+        {1, 2, {-0x1.76dcf6p-2f, 0x1.470438p-2f, -0x1.bf865cp-1f}},
+        {6, 2, {0x1.150e54p-1f, 0x1.2783eap-2f, -0x1.946a4ap-1f}},
     };
     for (const auto& [x, y, direction] : expected)
         EXPECT_EQ(text_of(directions[7 * y + x]), text_of(direction)) << x << ' ' << y;

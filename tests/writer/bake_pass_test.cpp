@@ -45,8 +45,8 @@ TEST(BakePass, ExactCallsForAnImageOfTwoByTwo) {
                              Probe(),
                              scene.hit_at(other, {0, 0, 0}),
                              Probe()};
-    scene.renderer.shadings = {shaded({0.1F, 0.2F, 0.3F, 0.4F}, {0, 0, 2}),
-                               shaded({0.5F, 0.6F, 0.7F, 0.8F}, {0, 0, -1}, {0, 0, -1})};
+    scene.renderer.shadings = {shaded({0.1f, 0.2f, 0.3f, 0.4f}, {0, 0, 2}),
+                               shaded({0.5f, 0.6f, 0.7f, 0.8f}, {0, 0, -1}, {0, 0, -1})};
 
     BakePass(&scene.state, &data);
 

@@ -169,7 +169,7 @@ TEST(BakeSample, PositionAndNormalAreThoseOfTheShadedChild) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({});
     scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2})};
-    scene.renderer.shadings = {shaded({1, 2, 3, 0.5F}, {7, 8, 9}, {0, -1, 0})};
+    scene.renderer.shadings = {shaded({1, 2, 3, 0.5f}, {7, 8, 9}, {0, -1, 0})};
     BakePass(&scene.state, &data);
     EXPECT_THAT(row_of(data, 0), ElementsAre("7 8 9 | 0 -1 0 | 1 2 3 0.5 | 1"));
 }
@@ -237,11 +237,11 @@ TEST(BakeSample, FrontBehindABackIsShadedAlongTheProbeAgain) {
 TEST(BakeSample, StepsOffASurfaceAreInSinglePrecision) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({});
-    Hit hit = scene.hit_at(scene.tagged(1), {-0.045F, 0.008F, -0.014F}, true);
-    hit.normal = {0.36F, 0.48F, -0.8F};
+    Hit hit = scene.hit_at(scene.tagged(1), {-0.045f, 0.008f, -0.014f}, true);
+    hit.normal = {0.36f, 0.48f, -0.8f};
     scene.renderer.probes = {hit};
     BakePass(&scene.state, &data);
-    const miVector start = {-0x1.7f62b8p-5F, 0x1.6f006cp-8F, -0x1.47ae14p-7F};
+    const miVector start = {-0x1.7f62b8p-5f, 0x1.6f006cp-8f, -0x1.47ae14p-7f};
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"),
                 ElementsAre("trace_reflection(point " + text_of(start) + ", dir 0.36 0.48 -0.8)"));
 }
@@ -249,15 +249,15 @@ TEST(BakeSample, StepsOffASurfaceAreInSinglePrecision) {
 TEST(BakeSample, StepsBeyondASurfaceAreInSinglePrecision) {
     LensScene scene(1, 1);
     // Whatever the pixel, the ray goes along this direction.
-    const miVector along = {-0x1.637d44p-2F, -0x1.82f1c6p-2F, -0x1.b77416p-1F};
+    const miVector along = {-0x1.637d44p-2f, -0x1.82f1c6p-2f, -0x1.b77416p-1f};
     miScalar* const m = scene.renderer.camera_to_internal;
     m[8] = -along.x;
     m[9] = -along.y;
     m[10] = -along.z;
     WriteInstanceData& data = scene.make({});
-    scene.renderer.probes = {scene.hit_at(scene.untagged(), {0.001F, 0.002F, 0.022F})};
+    scene.renderer.probes = {scene.hit_at(scene.untagged(), {0.001f, 0.002f, 0.022f})};
     BakePass(&scene.state, &data);
-    const miVector beyond = {-0x1.81c3bcp-11F, 0x1.cffca0p-14F, 0x1.2222acp-6F};
+    const miVector beyond = {-0x1.81c3bcp-11f, 0x1.cffca0p-14f, 0x1.2222acp-6f};
     EXPECT_THAT(scene.renderer.calls_starting_with("flush_cache"),
                 ElementsAre("flush_cache(point " + text_of(beyond) + ")"));
 }
@@ -273,8 +273,8 @@ TEST(BakeSample, ExactCallsForTwoLayers) {
     Hit from_behind = scene.hit_at(back, {0, 0, -1}, true);
     from_behind.normal = {0, 1, 0};
     scene.renderer.probes = {scene.hit_at(front, {0, 0, 2}), from_behind};
-    scene.renderer.shadings = {shaded({0.1F, 0.2F, 0.3F, 0.4F}, {0, 0, 2}),
-                               shaded({0.5F, 0.6F, 0.7F, 0.8F}, {0, 0, -1}, {0, -1, 0})};
+    scene.renderer.shadings = {shaded({0.1f, 0.2f, 0.3f, 0.4f}, {0, 0, 2}),
+                               shaded({0.5f, 0.6f, 0.7f, 0.8f}, {0, 0, -1}, {0, -1, 0})};
     BakePass(&scene.state, &data);
 
     std::vector<std::string> expected;

@@ -12,12 +12,12 @@ namespace vx::test {
 Folder::Folder() {
     std::string pattern = testing::TempDir() + "vx_writer_XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
+    m_path = pattern;
 }
 
 Folder::~Folder() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(m_path, ignored);
 }
 
 std::string contents_of(const std::string& path) {

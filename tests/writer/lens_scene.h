@@ -1,7 +1,6 @@
 // A writer instance with everything that it needs of a renderer: a camera, its parameters, and
 // surfaces whose material lists are built by hand.
-#ifndef VX_TESTS_WRITER_LENS_SCENE_H
-#define VX_TESTS_WRITER_LENS_SCENE_H
+#pragma once
 
 #include "src/writer/lens.h"
 #include "src/writer/write_instance_data.h"
@@ -26,7 +25,7 @@ struct Settings {
     std::string map_file_name = {};
     int output_mode = 7; // bakes and writes nothing
     int frame = 1;
-    float radius = 0.5F;
+    float radius = 0.5f;
 };
 
 // The tags of one surface's elements.
@@ -45,7 +44,7 @@ class LensScene {
         renderer.camera.y_resolution = height;
     }
     ~LensScene() {
-        if (made_) ExitWriteInstance(&state);
+        if (m_made) ExitWriteInstance(&state);
     }
     LensScene(const LensScene&) = delete;
     LensScene& operator=(const LensScene&) = delete;
@@ -54,7 +53,7 @@ class LensScene {
     WriteInstanceData& make(const Settings& settings) {
         set_up(settings);
         InitWriteInstance(&state, params());
-        made_ = true;
+        m_made = true;
         renderer.clear_calls();
         return record();
     }
@@ -86,7 +85,7 @@ class LensScene {
 
     void exit() {
         ExitWriteInstance(&state);
-        made_ = false;
+        m_made = false;
     }
 
     WriteParameters* params() {
@@ -177,12 +176,12 @@ class LensScene {
 
   private:
     miTag tag_declaration() {
-        if (tag_declaration_ == 0) tag_declaration_ = renderer.add_declaration("vx_pc_tag");
-        return tag_declaration_;
+        if (m_tag_declaration == 0) m_tag_declaration = renderer.add_declaration("vx_pc_tag");
+        return m_tag_declaration;
     }
 
-    miTag tag_declaration_ = 0;
-    bool made_ = false;
+    miTag m_tag_declaration = 0;
+    bool m_made = false;
 };
 
 // A folder of its own for a test, gone afterwards.
@@ -192,11 +191,11 @@ class Folder {
     ~Folder();
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-    const std::filesystem::path& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return (m_path / name).string(); }
+    const std::filesystem::path& path() const { return m_path; }
 
   private:
-    std::filesystem::path path_;
+    std::filesystem::path m_path;
 };
 
 // All bytes of a file; "" for none.
@@ -206,5 +205,3 @@ void write_file(const std::string& path, const std::string& bytes);
 size_t open_descriptors();
 
 } // namespace vx::test
-
-#endif

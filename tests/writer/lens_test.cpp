@@ -88,7 +88,7 @@ TEST(Lens, DisabledItOnlyPassesTheEyeRay) {
     const WriteInstanceData& data = scene.make({.disable = 1, .output_mode = 2});
     miColor result = {};
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
-    EXPECT_EQ(result.g, 0.5F);
+    EXPECT_EQ(result.g, 0.5f);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", eye_ray));
     EXPECT_FALSE(data.done);
 }
@@ -122,7 +122,7 @@ TEST(Lens, TooManySamplesWarnOnceBakeNothingAndRenderThePicture) {
     miColor result = {};
     scene.renderer.on_sample = no_bake;
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
-    EXPECT_EQ(result.g, 0.5F);
+    EXPECT_EQ(result.g, 0.5f);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", "query(126)",
                                                     "lock(1)", warning, "unlock(1)", eye_ray));
     EXPECT_TRUE(data.done);

@@ -22,7 +22,7 @@ using vx::test::Settings;
 
 // Two points in different rows; every number is a sum of powers of two.
 void fill(WriteInstanceData& data) {
-    data.grid.Append(0, {1, 2, 3, 0, 0, 1, 0.125F, 0.25F, 0.5F, 0.75F, 7});
+    data.grid.Append(0, {1, 2, 3, 0, 0, 1, 0.125f, 0.25f, 0.5f, 0.75f, 7});
     data.grid.Append(2, {-4, -5, -6, 0, -1, 0, 1, 2, 4, 1, 70000});
 }
 
@@ -54,7 +54,7 @@ class Output : public testing::Test {
                                               .map_file_name = map.empty() ? "" : folder / map,
                                               .output_mode = mode,
                                               .frame = 12,
-                                              .radius = 0.5F});
+                                              .radius = 0.5f});
         return data;
     }
     // Another instance in the same scene.
@@ -209,7 +209,7 @@ TEST_F(Output, EmptyGridStillMakesFiles) {
 TEST_F(Output, NamesAreSubstitutedBeforeTheyAreFramed) {
     scene.renderer.substitutions["{SHOT}"] = folder.path().string() + "/s_007";
     WriteInstanceData& data =
-        scene.make({.pdc_file_name = "{SHOT}.pdc", .output_mode = 1, .frame = 3, .radius = 0.5F});
+        scene.make({.pdc_file_name = "{SHOT}.pdc", .output_mode = 1, .frame = 3, .radius = 0.5f});
     fill(data);
     WriteOutput(&data);
     EXPECT_EQ(contents_of(folder / "s_003.pdc"), expected_pdc());

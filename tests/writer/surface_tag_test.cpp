@@ -31,8 +31,8 @@ class SurfaceTag : public testing::Test {
         return FindSurfaceTag(&hit);
     }
     miTag plain_shader() {
-        if (plain_ == 0) plain_ = scene.add_shader("mib_lambert");
-        return plain_;
+        if (m_plain == 0) m_plain = scene.add_shader("mib_lambert");
+        return m_plain;
     }
     miTag material(miTag shader) { return scene.renderer.add_material(shader); }
     miTag tagged(int tag) { return material(scene.add_tag_shader(tag)); }
@@ -40,7 +40,7 @@ class SurfaceTag : public testing::Test {
     LensScene scene;
 
   private:
-    miTag plain_ = 0;
+    miTag m_plain = 0;
 };
 
 TEST_F(SurfaceTag, TagShaderAsMaterialShader) {

@@ -98,16 +98,16 @@ void __wrap_free(void* block) {
 
 namespace vx::test {
 
-WatchedBlock::WatchedBlock(const void* block, const char* name) : place_(0) {
-    while (g_watched.at(place_).name != nullptr)
-        ++place_;
-    g_watched[place_].name = name;
-    g_watched[place_].block = block;
+WatchedBlock::WatchedBlock(const void* block, const char* name) : m_place(0) {
+    while (g_watched.at(m_place).name != nullptr)
+        ++m_place;
+    g_watched[m_place].name = name;
+    g_watched[m_place].block = block;
 }
 
 WatchedBlock::~WatchedBlock() {
-    g_watched[place_].block = nullptr;
-    g_watched[place_].name = nullptr;
+    g_watched[m_place].block = nullptr;
+    g_watched[m_place].name = nullptr;
 }
 
 LimitedNew::LimitedNew(std::size_t bytes) {

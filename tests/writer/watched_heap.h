@@ -15,7 +15,7 @@ class WatchedBlock {
     WatchedBlock& operator=(const WatchedBlock&) = delete;
 
   private:
-    std::size_t place_;
+    std::size_t m_place;
 };
 
 // While this object lives, operator new throws std::bad_alloc for more than `bytes`.

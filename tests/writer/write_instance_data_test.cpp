@@ -46,7 +46,7 @@ TEST(WriteInstanceData, CopiesItsParameters) {
                                                 .labels = "1,3,5-7",
                                                 .output_mode = 2,
                                                 .frame = 12,
-                                                .radius = 0.25F});
+                                                .radius = 0.25f});
     EXPECT_EQ(data.params.disable, 1);
     EXPECT_EQ(data.params.jitter, 1);
     EXPECT_EQ(data.params.samples, 4);
@@ -57,7 +57,7 @@ TEST(WriteInstanceData, CopiesItsParameters) {
     EXPECT_EQ(data.params.mapFileName, scene.params()->mapFileName);
     EXPECT_EQ(data.params.outputMode, 2);
     EXPECT_EQ(data.params.frame, 12);
-    EXPECT_EQ(data.params.radius, 0.25F);
+    EXPECT_EQ(data.params.radius, 0.25f);
     EXPECT_THAT(labels_of(data), ElementsAre(1, 3, 5, 6, 7));
     EXPECT_FALSE(data.done);
     EXPECT_EQ(data.pdc, nullptr);
@@ -169,7 +169,7 @@ class Connected {
                                          0};
         for (size_t i = 0; i < values.size(); ++i)
             scene.renderer.connected[static_cast<miTag>(1000 + i)] = bytes_of(values[i]);
-        scene.renderer.connected[1010] = bytes_of(1.5F);
+        scene.renderer.connected[1010] = bytes_of(1.5f);
         scene.set_up({}, setup); // strings 2 to 4, function 5
         InitWriteInstance(&scene.state, scene.params());
     }
@@ -196,7 +196,7 @@ TEST(WriteInstanceData, ReadsEveryParameterThroughItsConnectionInOrder) {
     const WriteInstanceData& data = connected.scene.record();
     EXPECT_EQ(data.params.samples, 5);
     EXPECT_EQ(data.params.layers, 6);
-    EXPECT_EQ(data.params.radius, 1.5F);
+    EXPECT_EQ(data.params.radius, 1.5f);
     EXPECT_THAT(labels_of(data), ElementsAre(2, 3));
     EXPECT_EQ(data.params.outputMode, 1);
     EXPECT_EQ(data.params.frame, 9);

@@ -19,7 +19,7 @@ TEST(MapFile, TextsAreShownAndToldNotToBeCarried) {
     declaration->append_field("w", Map_field_type::Scalar);
     Edit_map map(declaration);
     Map_element element(declaration);
-    element->set(1, 0.5F);
+    element->set(1, 0.5f);
     map->append(element);
     map->set(0, "two\nlines");
     map->consolidate();
@@ -30,7 +30,7 @@ TEST(MapFile, TextsAreShownAndToldNotToBeCarried) {
     const OpenedCloud opened = open_cloud(path, findings);
     EXPECT_EQ(opened.cloud->details.back(),
               (std::pair<std::string, std::string>{"text author", "\"two lines\""}));
-    EXPECT_EQ(values_of<float>(*opened.cloud, "w"), std::vector<float>{0.5F});
+    EXPECT_EQ(values_of<float>(*opened.cloud, "w"), std::vector<float>{0.5f});
     ASSERT_EQ(findings.size(), 1U);
     EXPECT_EQ(findings[0].text,
               "field 'author' is a text: info shows it, conversions do not carry it");
