@@ -125,8 +125,8 @@ class Program {
 
     // Scenes of some size only: a message for every small file would be noise.
     void tell_reading(std::uint64_t read, std::uint64_t total) {
-        constexpr std::uint64_t step = std::uint64_t{64} << 20;
-        if (total < step || read < m_reading_told + step) return;
+        constexpr std::uint64_t kStep = std::uint64_t{64} << 20;
+        if (total < kStep || read < m_reading_told + kStep) return;
         m_reading_told = read;
         m_context.messages.write(Level::progress, "SCENE", 0,
                                  fmt::format("read {} of {} MB", read >> 20, total >> 20));

@@ -27,7 +27,7 @@ struct Box {
     float min[D], max[D];
 };
 
-enum class Axes { FromCell, FromExtent, TryAll };
+enum class Axes { from_cell, from_extent, try_all };
 
 template <unsigned D>
 Box<D> extent_of(const Key<D>* begin, const Key<D>* end) {
@@ -134,13 +134,14 @@ class Sorter {
         const std::uint64_t unit = Shape::span(level - 1);
         const std::uint64_t children = (count + unit - 1) / unit;
         const auto wanted = static_cast<std::size_t>(children / 2 * unit);
-        if (m_axes == Axes::FromExtent) cell = extent_of(begin, end);
-        const unsigned axis = m_axes == Axes::TryAll ? best_axis(begin, end, wanted) : widest(cell);
+        if (m_axes == Axes::from_extent) cell = extent_of(begin, end);
+        const unsigned axis =
+            m_axes == Axes::try_all ? best_axis(begin, end, wanted) : widest(cell);
         split(begin, end, wanted, axis);
         Key<D>* const middle = begin + wanted;
         Box<D> left = cell;
         Box<D> right = cell;
-        if (m_axes == Axes::FromCell) {
+        if (m_axes == Axes::from_cell) {
             left.max[axis] = right.min[axis] = rank_value(middle->p[axis]);
         }
         if (count >= kParallelFrom) {
@@ -311,9 +312,9 @@ BodyPtr build_body(const DeclarationPtr& declaration, const Records& records, fl
     body->shape = shape_of(records.count());
     if (!lay_out(*declaration, body->shape, body->sections)) throw std::bad_alloc();
     const auto memory = std::make_shared<Memory>(body->sections.bytes);
-    const Axes axes = !(quality >= 0.3f)    ? Axes::FromCell
-                      : !(quality >= 0.85f) ? Axes::FromExtent
-                                            : Axes::TryAll;
+    const Axes axes = !(quality >= 0.3f)    ? Axes::from_cell
+                      : !(quality >= 0.85f) ? Axes::from_extent
+                                            : Axes::try_all;
     using Fill = void (*)(const Declaration&, const Records&, Axes, const Shape&, const Sections&,
                           unsigned char*);
     constexpr Fill kFills[kMaxDimension] = {fill<1>, fill<2>, fill<3>, fill<4>, fill<5>, fill<6>};

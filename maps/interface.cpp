@@ -116,7 +116,7 @@ class InterfaceObject final : public Interface {
     miTag createFramebuffer() override { return miNULLTAG; }
     miTag copyFramebuffer(miTag) override { return miNULLTAG; }
     mi::shader_v3::LightList* createLightList(miState*, miTag*, int) override { return nullptr; }
-    void release() override { count_live(Kept::Interfaces, -1); }
+    void release() override { count_live(Kept::interfaces, -1); }
     mi::shader_v3::LightList* createLightList(miState*, const miVector&, miScalar, miTag*,
                                               int) override {
         return nullptr;
@@ -220,11 +220,11 @@ void set_map_store(MapStore* store) {
 }
 
 long live_object_count() {
-    return total_live(Kept::Objects);
+    return total_live(Kept::objects);
 }
 
 long live_interface_count() {
-    return total_live(Kept::Interfaces);
+    return total_live(Kept::interfaces);
 }
 
 unsigned pin_count(miTag tag) {
@@ -240,6 +240,6 @@ bool remove_map(miTag tag) {
 mi::shader_v3::Interface* mi_get_shader_interface(int version) {
     static vx::maps::InterfaceObject object;
     if (version != mi_ray_interface_version) return nullptr;
-    vx::maps::count_live(vx::maps::Kept::Interfaces, 1);
+    vx::maps::count_live(vx::maps::Kept::interfaces, 1);
     return &object;
 }

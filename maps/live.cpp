@@ -21,8 +21,8 @@ struct Cells {
 
 Cells& cells() {
     // Never destroyed: threads may end after static objects are destroyed.
-    static Cells* const all = new Cells;
-    return *all;
+    static Cells* const kAll = new Cells;
+    return *kAll;
 }
 
 // The counters of one thread. No other thread writes them, so no locked instruction is needed.

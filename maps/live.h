@@ -9,7 +9,7 @@
 
 namespace vx::maps {
 
-enum class Kept : std::size_t { Objects, Interfaces };
+enum class Kept : std::size_t { objects, interfaces };
 
 // Objects are declarations, elements, iterators, lookups and handles.
 void count_live(Kept what, long change);
@@ -19,10 +19,10 @@ long total_live(Kept what);
 // A member of each class whose objects are counted.
 class Counted {
   public:
-    Counted() { count_live(Kept::Objects, 1); }
-    Counted(const Counted&) { count_live(Kept::Objects, 1); }
+    Counted() { count_live(Kept::objects, 1); }
+    Counted(const Counted&) { count_live(Kept::objects, 1); }
     Counted& operator=(const Counted&) = default;
-    ~Counted() { count_live(Kept::Objects, -1); }
+    ~Counted() { count_live(Kept::objects, -1); }
 };
 
 } // namespace vx::maps

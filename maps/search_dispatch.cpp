@@ -10,12 +10,12 @@ namespace {
 
 bool machine_has(InstructionSet set) {
     switch (set) {
-    case InstructionSet::Avx512:
+    case InstructionSet::avx512:
         return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
                __builtin_cpu_supports("avx2");
-    case InstructionSet::Avx2:
+    case InstructionSet::avx2:
         return __builtin_cpu_supports("avx2");
-    case InstructionSet::Sse2:
+    case InstructionSet::sse2:
         break;
     }
     return true;
@@ -29,10 +29,10 @@ std::atomic<InstructionSet>& chosen_set() {
 } // namespace
 
 InstructionSet best_instruction_set() {
-    static const InstructionSet best = machine_has(InstructionSet::Avx512) ? InstructionSet::Avx512
-                                       : machine_has(InstructionSet::Avx2) ? InstructionSet::Avx2
-                                                                           : InstructionSet::Sse2;
-    return best;
+    static const InstructionSet kBest = machine_has(InstructionSet::avx512) ? InstructionSet::avx512
+                                        : machine_has(InstructionSet::avx2) ? InstructionSet::avx2
+                                                                            : InstructionSet::sse2;
+    return kBest;
 }
 
 void force_instruction_set(InstructionSet set) {
@@ -41,11 +41,11 @@ void force_instruction_set(InstructionSet set) {
 
 Search search_for(unsigned dimension) {
     switch (chosen_set().load(std::memory_order_relaxed)) {
-    case InstructionSet::Avx512:
+    case InstructionSet::avx512:
         return detail::avx512_search(dimension);
-    case InstructionSet::Avx2:
+    case InstructionSet::avx2:
         return detail::avx2_search(dimension);
-    case InstructionSet::Sse2:
+    case InstructionSet::sse2:
         break;
     }
     return detail::sse2_search(dimension);

@@ -18,7 +18,7 @@ long live_interface_count();
 unsigned pin_count(miTag tag);
 
 /// Instruction sets that searches are compiled for, from slow to fast.
-enum class InstructionSet { Sse2, Avx2, Avx512 };
+enum class InstructionSet { sse2, avx2, avx512 };
 
 /// The fastest that the machine has. This is what searches use by themselves.
 InstructionSet best_instruction_set();

@@ -38,10 +38,10 @@ double now() {
 
 // A functor as a point cloud shader has it: it filters, after comparing the distance with the limit
 // axis by axis.
-class Shader_distance final : public Map_distance<3> {
+class ShaderDistance final : public Map_distance<3> {
   public:
-    Shader_distance(const Float3& point, const Float3& normal, const Search& search,
-                    Map_field_id tag_id, Map_field_id normal_id)
+    ShaderDistance(const Float3& point, const Float3& normal, const Search& search,
+                   Map_field_id tag_id, Map_field_id normal_id)
         : Map_distance<3>(&point.x),
           m_normal(normal),
           m_search(search),
@@ -51,7 +51,7 @@ class Shader_distance final : public Map_distance<3> {
 
     float operator()(const Map_iterator_base* element) const override {
         constexpr float kRejected = 1e36f;
-        if (m_search.filter != Filter::None) {
+        if (m_search.filter != Filter::none) {
             int tag = 0;
             element->get(m_tag_id, tag);
             if (!vx::bench::passes_label(tag, m_search)) return kRejected;
@@ -63,7 +63,7 @@ class Shader_distance final : public Map_distance<3> {
             sum += d * d;
             if (sum > m_squared) return kRejected;
         }
-        if (m_search.filter == Filter::LabelConeFacing) {
+        if (m_search.filter == Filter::label_cone_facing) {
             miVector n;
             element->get(m_normal_id, n);
             if (!vx::bench::passes_cone_and_facing({n.x, n.y, n.z}, {p[0], p[1], p[2]},
@@ -117,7 +117,7 @@ struct OwnMap {
         for (std::size_t i = begin; i < end; ++i) {
             Map_lookup lookup(*access);
             lookup->search(
-                Shader_distance(queries.points[i], queries.normals[i], search, tag_id, normal_id),
+                ShaderDistance(queries.points[i], queries.normals[i], search, tag_id, normal_id),
                 static_cast<int>(search.most), search.radius * search.radius);
             Found here;
             here.points = lookup->size();
@@ -316,9 +316,9 @@ int main(int argc, char** argv) {
     Search in_cube;
     in_cube.radius = 1.93f * cube_spacing;
     Search labeled = on_surface;
-    labeled.filter = Filter::Label;
+    labeled.filter = Filter::label;
     Search facing = on_surface;
-    facing.filter = Filter::LabelConeFacing;
+    facing.filter = Filter::label_cone_facing;
 
     const std::vector<vx::bench::Peer*> peers = {nanoflann.get(), embree.get()};
     const std::vector<vx::bench::Peer*> cube_peers = {nanoflann_cube.get(), embree_cube.get()};

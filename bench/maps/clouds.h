@@ -44,12 +44,12 @@ struct Found {
 };
 
 // The filter that an element must pass to be found.
-enum class Filter { None, Label, LabelConeFacing };
+enum class Filter { none, label, label_cone_facing };
 
 struct Search {
     unsigned most = 16;
     float radius = 0.0f;
-    Filter filter = Filter::None;
+    Filter filter = Filter::none;
     std::vector<int> labels = {3};
     float max_angle = 0.7f;
 };

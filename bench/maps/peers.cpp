@@ -29,7 +29,8 @@ class Nearest {
           m_normal(normal),
           m_limit(search.radius * search.radius) {}
 
-    // nanoflann passes only points that are nearer than this; points at the limit count, too.
+    // NOLINTBEGIN(readability-identifier-naming): nanoflann calls these by name.
+    // It passes only points that are nearer than worstDist; points at the limit count, too.
     float worstDist() const { return std::nextafter(m_limit, std::numeric_limits<float>::max()); }
     bool full() const { return m_count == m_search.most; }
     std::size_t size() const { return m_count; }
@@ -37,10 +38,10 @@ class Nearest {
 
     bool addPoint(float distance, std::size_t index) {
         if (distance > m_limit) return true;
-        if (m_search.filter != Filter::None && !passes_label(m_cloud.tags[index], m_search)) {
+        if (m_search.filter != Filter::none && !passes_label(m_cloud.tags[index], m_search)) {
             return true;
         }
-        if (m_search.filter == Filter::LabelConeFacing &&
+        if (m_search.filter == Filter::label_cone_facing &&
             !passes_cone_and_facing(m_cloud.normals[index], m_cloud.points[index], m_query,
                                     m_normal, m_search)) {
             return true;
@@ -61,6 +62,7 @@ class Nearest {
         if (full()) m_limit = m_distances[m_count - 1];
         return true;
     }
+    // NOLINTEND(readability-identifier-naming)
 
     Found found() const {
         Found sum;

@@ -25,9 +25,9 @@ namespace {
 constexpr int kPixels = 1920 * 1080;
 
 enum class Filling {
-    One,     // a point in every row
-    Several, // 1 to 5 points in every row
-    FewRows, // 1 to 5 points in one row of ten, none in the others
+    one,      // a point in every row
+    several,  // 1 to 5 points in every row
+    few_rows, // 1 to 5 points in one row of ten, none in the others
 };
 
 struct Case {
@@ -36,17 +36,17 @@ struct Case {
     Filling filling;
 };
 
-constexpr Case kCases[] = {{"1 layer, every row has a point", 1, Filling::One},
-                           {"8 layers, 3 points per row", 8, Filling::Several},
-                           {"8 layers, 3 points in 1 row of 10", 8, Filling::FewRows}};
+constexpr Case kCases[] = {{"1 layer, every row has a point", 1, Filling::one},
+                           {"8 layers, 3 points per row", 8, Filling::several},
+                           {"8 layers, 3 points in 1 row of 10", 8, Filling::few_rows}};
 
 int points_of(Filling filling, int row) {
     const std::uint32_t mixed = static_cast<std::uint32_t>(row) * 2654435761U;
     const int some = 1 + static_cast<int>((mixed >> 16) % 5);
     switch (filling) {
-    case Filling::One:
+    case Filling::one:
         return 1;
-    case Filling::Several:
+    case Filling::several:
         return some;
     default:
         return (mixed >> 8) % 10 == 0 ? some : 0;
@@ -185,10 +185,10 @@ void keep_fastest(Measured& best, const Measured& m) {
 }
 
 void print(const char* name, const Measured& m) {
-    constexpr double mib = 1 << 20;
+    constexpr double kMib = 1 << 20;
     std::printf("  %-5s fill %7.3f s  to cache %7.3f s  write %7.3f s  free %7.3f s  "
                 "grid %8.0f MiB  peak %8.0f MiB\n",
-                name, m.fill, m.convert, m.write, m.free, m.grid_bytes / mib, m.peak_bytes / mib);
+                name, m.fill, m.convert, m.write, m.free, m.grid_bytes / kMib, m.peak_bytes / kMib);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ CPoint bench_point(int i) {
 }
 
 const CPdc& baked_cache() {
-    static const std::unique_ptr<CPdc> cache = [] {
+    static const std::unique_ptr<CPdc> kCache = [] {
         CPointGrid grid;
         grid.Resize(kPoints, 1);
         for (int i = 0; i < kPoints; ++i)
@@ -49,7 +49,7 @@ const CPdc& baked_cache() {
         grid.ToPdc(pdc.get(), 0.05f);
         return pdc;
     }();
-    return *cache;
+    return *kCache;
 }
 
 // The file's bytes in a buffer whose pages are there already.

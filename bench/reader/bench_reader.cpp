@@ -31,8 +31,8 @@
 
 namespace {
 
-constexpr int rounds = 7;
-constexpr float radius_in_spacings = 5;
+constexpr int kRounds = 7;
+constexpr float kRadiusInSpacings = 5;
 
 struct Query {
     miVector point;
@@ -106,16 +106,16 @@ double seconds_of(const std::function<void()>& work) {
 // Each thread takes every n-th block of queries, as a renderer's threads take tiles.
 template <class Work>
 double timed(const std::vector<Query>& queries, int threads, const Work& work) {
-    constexpr size_t block = 1024;
+    constexpr size_t kBlock = 1024;
     return seconds_of([&] {
         std::vector<std::jthread> running;
         running.reserve(static_cast<size_t>(threads));
         for (int t = 0; t < threads; ++t) {
             running.emplace_back([&, t] {
                 auto one = work();
-                for (size_t at = static_cast<size_t>(t) * block; at < queries.size();
-                     at += block * static_cast<size_t>(threads))
-                    for (size_t i = at; i < std::min(at + block, queries.size()); ++i)
+                for (size_t at = static_cast<size_t>(t) * kBlock; at < queries.size();
+                     at += kBlock * static_cast<size_t>(threads))
+                    for (size_t i = at; i < std::min(at + kBlock, queries.size()); ++i)
                         one(queries[i]);
             });
         }
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
     ReadParameters params = {};
     params.fileName = 1;
     params.frame = 1;
-    params.radius = radius_in_spacings / static_cast<float>(side);
+    params.radius = kRadiusInSpacings / static_cast<float>(side);
     params.maxPoints = 16;
     params.useLabels = miTRUE;
     params.labels = 2;
@@ -221,7 +221,7 @@ int main(int argc, char** argv) {
             };
             double bare = HUGE_VAL;
             double whole = HUGE_VAL;
-            for (int round = 0; round < rounds; ++round) {
+            for (int round = 0; round < kRounds; ++round) {
                 bare = std::min(bare, timed(queries, threads, bare_work));
                 whole = std::min(whole, timed(queries, threads, shader_work));
             }
@@ -235,7 +235,8 @@ int main(int argc, char** argv) {
                         "%.1f points each  adds %.2f\n",
                         shuffled ? "shuffled" : "scan", threads, threads == 1 ? " " : "s",
                         number / bare / 1e6, number / whole / 1e6,
-                        static_cast<double>(found_bare.load()) / rounds / number, whole / bare - 1);
+                        static_cast<double>(found_bare.load()) / kRounds / number,
+                        whole / bare - 1);
         }
     }
     std::printf("ratio: the shader adds %.2f of the search's time at most (aim 0.35)\n", worst);

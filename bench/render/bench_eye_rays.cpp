@@ -22,9 +22,9 @@
 
 namespace {
 
-constexpr int width = 1280;
-constexpr int height = 960;
-constexpr int cells = 708; // 708 * 708 * 2 triangles: a million
+constexpr int kWidth = 1280;
+constexpr int kHeight = 960;
+constexpr int kCells = 708; // 708 * 708 * 2 triangles: a million
 
 struct Terrain {
     std::vector<float> positions;
@@ -34,25 +34,25 @@ struct Terrain {
 // Hills in the plane y = 0, 20 x 20 units.
 Terrain terrain() {
     Terrain t;
-    for (int j = 0; j <= cells; ++j)
-        for (int i = 0; i <= cells; ++i) {
-            const float x = 20.0f * (static_cast<float>(i) / cells - 0.5f);
-            const float z = 20.0f * (static_cast<float>(j) / cells - 0.5f);
+    for (int j = 0; j <= kCells; ++j)
+        for (int i = 0; i <= kCells; ++i) {
+            const float x = 20.0f * (static_cast<float>(i) / kCells - 0.5f);
+            const float z = 20.0f * (static_cast<float>(j) / kCells - 0.5f);
             t.positions.insert(t.positions.end(),
                                {x, 0.6f * std::sin(1.7f * x) * std::cos(1.3f * z), z});
         }
-    for (int j = 0; j < cells; ++j)
-        for (int i = 0; i < cells; ++i) {
-            const auto a = static_cast<std::uint32_t>(j * (cells + 1) + i);
-            const std::uint32_t b = a + cells + 1;
+    for (int j = 0; j < kCells; ++j)
+        for (int i = 0; i < kCells; ++i) {
+            const auto a = static_cast<std::uint32_t>(j * (kCells + 1) + i);
+            const std::uint32_t b = a + kCells + 1;
             t.triangles.insert(t.triangles.end(), {a, b, a + 1, a + 1, b, b + 1});
         }
     return t;
 }
 
-const char* const camera_text = "focal 1 aperture 1.2";
+const char* const kCameraText = "focal 1 aperture 1.2";
 // 6 above the middle, looking down by half a right angle.
-const char* const camera_instance =
+const char* const kCameraInstance =
     "instance \"camI\" \"cam\" transform 1 0 0 0 0 0.70710678 0.70710678 0 0 -0.70710678 "
     "0.70710678 0 0 0 -8.4852814 1 end instance\n";
 
@@ -157,11 +157,11 @@ class Bare {
 std::vector<vx::render::CameraRay> rays_in_tiles(const miCamera& camera,
                                                  const vx::trace::Matrix& to_world) {
     std::vector<vx::render::CameraRay> rays;
-    constexpr int tile = 32;
-    for (int ty = 0; ty < height; ty += tile)
-        for (int tx = 0; tx < width; tx += tile)
-            for (int y = ty; y < std::min(height, ty + tile); ++y)
-                for (int x = tx; x < std::min(width, tx + tile); ++x)
+    constexpr int kTile = 32;
+    for (int ty = 0; ty < kHeight; ty += kTile)
+        for (int tx = 0; tx < kWidth; tx += kTile)
+            for (int y = ty; y < std::min(kHeight, ty + kTile); ++y)
+                for (int x = tx; x < std::min(kWidth, tx + kTile); ++x)
                     rays.push_back(vx::render::camera_ray(camera, to_world,
                                                           static_cast<float>(x) + 0.5f,
                                                           static_cast<float>(y) + 0.5f));
@@ -172,7 +172,7 @@ std::vector<vx::render::CameraRay> rays_in_tiles(const miCamera& camera,
 
 int main() {
     const Terrain t = terrain();
-    std::string text = vx::test::options() + vx::test::camera(width, height, camera_text) +
+    std::string text = vx::test::options() + vx::test::camera(kWidth, kHeight, kCameraText) +
                        "object \"land\" " + vx::test::flags() + "\ngroup\n";
     for (std::size_t i = 0; i < t.positions.size(); i += 3)
         text += fmt::format("{:.9g} {:.9g} {:.9g}\n", t.positions[i], t.positions[i + 1],
@@ -184,7 +184,7 @@ int main() {
     text += "end group end object\n"
             "material \"m\" opaque \"t_constant\" ( \"color\" 0.5 0.6 0.7 1 ) end material\n"
             "instance \"landI\" \"land\" material \"m\" end instance\n";
-    text += camera_instance;
+    text += kCameraInstance;
     text += "instgroup \"world\" \"camI\" \"landI\" end instgroup\n"
             "render \"world\" \"camI\" \"opt\"\n";
 
@@ -193,7 +193,7 @@ int main() {
     scene.settings.threads = 1;
     std::array<double, 2> ours{};
     std::uint64_t seen = 0;
-    const double rays_per_frame = static_cast<double>(width) * height;
+    const double rays_per_frame = static_cast<double>(kWidth) * kHeight;
     // The frame loop runs between two messages; building the tree comes before the first.
     Clocks start;
     Clocks stop;
@@ -210,8 +210,8 @@ int main() {
                    scene.all_messages());
         return 1;
     }
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
             seen += scene.frame.color(x, y).a > 0.0f ? 1u : 0u;
 
     const auto* const instance =

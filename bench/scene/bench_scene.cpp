@@ -47,14 +47,14 @@ struct Counter : SceneReceiver {
     }
 };
 
-constexpr int side = 300; // vertices along each side of one object's grid
+constexpr int kSide = 300; // vertices along each side of one object's grid
 
 // A wavy height field: positions and normals with the digits that exporters print.
 struct Wave {
     double x, y, z, nx, ny, nz;
 };
 Wave wave(int i, int j, int object) {
-    const double u = double(i) / (side - 1), v = double(j) / (side - 1);
+    const double u = double(i) / (kSide - 1), v = double(j) / (kSide - 1);
     const double phase = 2 * std::numbers::pi * (3 * u + 2 * v) + object;
     const double dx = -0.6 * std::numbers::pi * std::cos(phase) * 3 / 10;
     const double dz = -0.6 * std::numbers::pi * std::cos(phase) * 2 / 10;
@@ -70,11 +70,11 @@ void print(std::string& out, double a, double b, double c) {
 
 void print_quads(std::string& out, const char* head) {
     char line[80];
-    for (int j = 0; j + 1 < side; ++j)
-        for (int i = 0; i + 1 < side; ++i) {
-            const int a = j * side + i;
-            const int n = std::snprintf(line, sizeof line, "%s %d %d %d %d\n", head, a, a + side,
-                                        a + side + 1, a + 1);
+    for (int j = 0; j + 1 < kSide; ++j)
+        for (int i = 0; i + 1 < kSide; ++i) {
+            const int a = j * kSide + i;
+            const int n = std::snprintf(line, sizeof line, "%s %d %d %d %d\n", head, a, a + kSide,
+                                        a + kSide + 1, a + 1);
             out.append(line, static_cast<std::size_t>(n));
         }
 }
@@ -82,15 +82,15 @@ void print_quads(std::string& out, const char* head) {
 std::string polygon_object(int object) {
     std::string out = "object \"grid" + std::to_string(object) +
                       "\"\n visible on shadow 3 trace on tagged on\n group\n";
-    for (int j = 0; j < side; ++j)
-        for (int i = 0; i < side; ++i) {
+    for (int j = 0; j < kSide; ++j)
+        for (int i = 0; i < kSide; ++i) {
             const Wave w = wave(i, j, object);
             print(out, w.x, w.y, w.z);
             print(out, w.nx, w.ny, w.nz);
-            print(out, double(i) / side, double(j) / side, 0);
+            print(out, double(i) / kSide, double(j) / kSide, 0);
         }
     char line[80];
-    for (int k = 0; k < side * side; ++k) {
+    for (int k = 0; k < kSide * kSide; ++k) {
         const int n =
             std::snprintf(line, sizeof line, "v %d n %d t %d\n", 3 * k, 3 * k + 1, 3 * k + 2);
         out.append(line, static_cast<std::size_t>(n));
@@ -100,26 +100,26 @@ std::string polygon_object(int object) {
 }
 
 std::string trilist_object(int object) {
-    constexpr int cells = (side - 1) * (side - 1);
+    constexpr int kCells = (kSide - 1) * (kSide - 1);
     std::string out = "object \"list" + std::to_string(object) +
                       "\"\n visible on shadow 3 trace on tagged on\n trilist vertex " +
-                      std::to_string(side * side) + " p n t 2 triangle " +
-                      std::to_string(2 * cells) + "\n[";
+                      std::to_string(kSide * kSide) + " p n t 2 triangle " +
+                      std::to_string(2 * kCells) + "\n[";
     char line[160];
-    for (int j = 0; j < side; ++j)
-        for (int i = 0; i < side; ++i) {
+    for (int j = 0; j < kSide; ++j)
+        for (int i = 0; i < kSide; ++i) {
             const Wave w = wave(i, j, object);
             const int n =
                 std::snprintf(line, sizeof line, "%.7g %.7g %.7g %.7g %.7g %.7g %.7g %.7g\n", w.x,
-                              w.y, w.z, w.nx, w.ny, w.nz, double(i) / side, double(j) / side);
+                              w.y, w.z, w.nx, w.ny, w.nz, double(i) / kSide, double(j) / kSide);
             out.append(line, static_cast<std::size_t>(n));
         }
     out += "]\n[";
-    for (int j = 0; j + 1 < side; ++j)
-        for (int i = 0; i + 1 < side; ++i) {
-            const int a = j * side + i;
-            const int n = std::snprintf(line, sizeof line, "0 %d %d %d\n0 %d %d %d\n", a, a + side,
-                                        a + side + 1, a, a + side + 1, a + 1);
+    for (int j = 0; j + 1 < kSide; ++j)
+        for (int i = 0; i + 1 < kSide; ++i) {
+            const int a = j * kSide + i;
+            const int n = std::snprintf(line, sizeof line, "0 %d %d %d\n0 %d %d %d\n", a, a + kSide,
+                                        a + kSide + 1, a, a + kSide + 1, a + 1);
             out.append(line, static_cast<std::size_t>(n));
         }
     return out + "]\nend trilist\nend object\n";
@@ -163,13 +163,13 @@ int main(int argc, char** argv) {
         const char* name;
         std::string (*piece)(int);
     };
-    constexpr Case cases[] = {{"polygons, text", polygon_object},
-                              {"triangle lists, text", trilist_object},
-                              {"shaders", shaders}};
+    constexpr Case kCases[] = {{"polygons, text", polygon_object},
+                               {"triangle lists, text", trilist_object},
+                               {"shaders", shaders}};
     const std::string path = folder + "/vx_bench_scene.mi";
     std::string summary;
     bool good = true;
-    for (const Case& c : cases) {
+    for (const Case& c : kCases) {
         if (!generate(path, megabytes * 1000000, c.piece)) {
             (void)std::fprintf(stderr, "bench_scene: error: cannot write %s\n", path.c_str());
             return 1;

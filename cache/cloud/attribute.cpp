@@ -20,9 +20,9 @@ To convert_value(From value) {
         if (std::isnan(v)) return 0;
         // The upper limits are powers of two, which doubles hold exactly; the largest values are
         // not.
-        constexpr double beyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;
-        if (v >= beyond) return std::numeric_limits<To>::max();
-        if (v < -beyond) return std::numeric_limits<To>::min();
+        constexpr double kBeyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;
+        if (v >= kBeyond) return std::numeric_limits<To>::max();
+        if (v < -kBeyond) return std::numeric_limits<To>::min();
         return static_cast<To>(v);
     } else {
         if (value > std::numeric_limits<To>::max()) return std::numeric_limits<To>::max();
@@ -39,9 +39,9 @@ bool is_same_value(To now, From before) {
             return static_cast<double>(now) == static_cast<double>(before) || std::isnan(before);
         } else {
             // As a double the largest integer equals the power of two above it, which it is not.
-            constexpr double beyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;
+            constexpr double kBeyond = sizeof(To) == 4 ? 2147483648.0 : 9223372036854775808.0;
             return static_cast<double>(now) == static_cast<double>(before) &&
-                   static_cast<double>(before) < beyond;
+                   static_cast<double>(before) < kBeyond;
         }
     } else if constexpr (std::is_floating_point_v<To>) {
         return convert_value<From>(now) == before &&

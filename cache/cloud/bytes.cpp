@@ -56,8 +56,8 @@ void scatter_fixed(const unsigned char* in, unsigned char* out, std::size_t stri
 void swap_words(void* data, std::size_t count, std::size_t size) {
     auto* bytes = static_cast<unsigned char*>(data);
 #ifdef __x86_64__
-    static const bool vectors = __builtin_cpu_supports("avx2") != 0;
-    if (vectors) {
+    static const bool kVectors = __builtin_cpu_supports("avx2") != 0;
+    if (kVectors) {
         const std::size_t done = swap_vectors(bytes, count * size, size);
         bytes += done;
         count -= done / size;

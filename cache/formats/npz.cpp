@@ -184,10 +184,10 @@ bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
     }
     array.fortran = order.starts_with("True");
     const std::string_view word = descr.substr(1, descr.find_first_of("'\"", 1) - 1);
-    constexpr std::string_view known[] = {"b1", "i1", "u1", "i2", "u2", "i4",
+    constexpr std::string_view kNown[] = {"b1", "i1", "u1", "i2", "u2", "i4",
                                           "u4", "i8", "u8", "f2", "f4", "f8"};
     if (descr[0] != '\'' || word.size() != 3 ||
-        std::find(std::begin(known), std::end(known), word.substr(1)) == std::end(known)) {
+        std::find(std::begin(kNown), std::end(kNown), word.substr(1)) == std::end(kNown)) {
         findings.push_back({Severity::warning, array.entry.data,
                             "'" + array.entry.name + "' has values of the type " +
                                 std::string(descr.substr(0, descr.find(','))).substr(0, 60) +
@@ -334,7 +334,7 @@ std::vector<std::pair<std::int64_t, std::string>> NpzCloud::verify() {
 }
 
 std::string npy_header(const Attribute& a, std::int64_t count) {
-    constexpr std::string_view words[] = {"<i4", "<i8", "<f4", "<f8"};
+    constexpr std::string_view kWords[] = {"<i4", "<i8", "<f4", "<f8"};
     std::string shape;
     if (a.single) {
         shape = a.width == 1 ? "()" : "(1, " + std::to_string(a.width) + ")";
@@ -342,7 +342,7 @@ std::string npy_header(const Attribute& a, std::int64_t count) {
         shape = "(" + std::to_string(count) +
                 (a.width == 1 ? ",)" : ", " + std::to_string(a.width) + ")");
     }
-    std::string text = "{'descr': '" + std::string(words[static_cast<std::size_t>(a.type)]) +
+    std::string text = "{'descr': '" + std::string(kWords[static_cast<std::size_t>(a.type)]) +
                        "', 'fortran_order': False, 'shape': " + shape + ", }";
     text.resize((10 + text.size() + 1 + 63) / 64 * 64 - 11, ' ');
     text += '\n';

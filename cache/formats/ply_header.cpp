@@ -140,8 +140,8 @@ class HeaderReader {
 } // namespace
 
 std::size_t ply_size(PlyType type) {
-    constexpr std::array<std::size_t, 8> sizes{1, 1, 2, 2, 4, 4, 4, 8};
-    return sizes[static_cast<std::size_t>(type)];
+    constexpr std::array<std::size_t, 8> kSizes{1, 1, 2, 2, 4, 4, 4, 8};
+    return kSizes[static_cast<std::size_t>(type)];
 }
 
 Type ply_model_type(PlyType type) {

@@ -324,8 +324,8 @@ void PlyCloud::locate(Findings& findings) {
         findings.push_back({Severity::warning, at,
                             std::to_string(m_file->size() - at) + " bytes after the last row"});
     }
-    constexpr std::string_view words[] = {"binary little-endian", "binary big-endian", "ASCII"};
-    details.emplace_back("encoding", words[static_cast<std::size_t>(m_header.encoding)]);
+    constexpr std::string_view kWords[] = {"binary little-endian", "binary big-endian", "ASCII"};
+    details.emplace_back("encoding", kWords[static_cast<std::size_t>(m_header.encoding)]);
     for (const std::string& comment : m_header.comments)
         details.emplace_back("comment", comment);
 }

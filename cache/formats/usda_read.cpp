@@ -356,9 +356,9 @@ void UsdaCloud::parse_property(Lexer& lexer, Findings& findings) {
         name = lexer.token().text;
         lexer.next();
     }
-    constexpr std::string_view over_time = ".timeSamples";
-    const bool samples = name.ends_with(over_time);
-    if (samples) name.resize(name.size() - over_time.size());
+    constexpr std::string_view kOverTime = ".timeSamples";
+    const bool samples = name.ends_with(kOverTime);
+    if (samples) name.resize(name.size() - kOverTime.size());
     ValueType type;
     const bool numbers = parse_type(type_word, type) && name != "extent";
     const Attribute attribute{attribute_name(name), type.type, type.width, false};

@@ -10,7 +10,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::uint32_t full32 = 0xffffffffu;
+constexpr std::uint32_t kFull32 = 0xffffffffu;
 constexpr std::size_t kEndBytes = 22;
 constexpr std::int64_t kLargestDirectory = std::int64_t{64} << 20;
 
@@ -55,7 +55,7 @@ Directory find_directory(const InputFile& file) {
     d.count = number(tail, at + 10, 2);
     d.size = number(tail, at + 12, 4);
     d.offset = number(tail, at + 16, 4);
-    if (d.count == 0xffff || d.size == full32 || d.offset == full32) {
+    if (d.count == 0xffff || d.size == kFull32 || d.offset == kFull32) {
         if (at < 20 || tail.compare(at - 20, 4, "PK\x06\x07") != 0) return d;
         const std::uint64_t record = number(tail, at - 12, 8);
         if (record > static_cast<std::uint64_t>(file.size() - 56)) {
@@ -78,7 +78,7 @@ void widen(std::string_view extra, std::uint64_t& size, std::uint64_t& packed,
         std::size_t value = at + 4;
         if (id == 1) {
             for (std::uint64_t* field : {&size, &packed, &header}) {
-                if (*field != full32) continue;
+                if (*field != kFull32) continue;
                 *field = number(extra, value, 8);
                 value += 8;
             }
@@ -164,8 +164,8 @@ std::string zip_local_header(const ZipEntry& entry) {
     put(out, 0, 2);      // time
     put(out, 0x0021, 2); // date: the first one there is, so that equal clouds make equal files
     put(out, entry.crc, 4);
-    put(out, full32, 4);
-    put(out, full32, 4);
+    put(out, kFull32, 4);
+    put(out, kFull32, 4);
     put(out, entry.name.size(), 2);
     put(out, 20, 2);
     out += entry.name;
@@ -181,8 +181,8 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
     for (const ZipEntry& entry : entries) {
         const auto size = static_cast<std::uint64_t>(entry.size);
         const auto header = static_cast<std::uint64_t>(entry.header);
-        const bool large = size >= full32;
-        const bool far = header >= full32;
+        const bool large = size >= kFull32;
+        const bool far = header >= kFull32;
         std::string extra;
         if (large || far) {
             put(extra, 1, 2);
@@ -201,21 +201,21 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
         put(out, 0, 2);
         put(out, 0x0021, 2);
         put(out, entry.crc, 4);
-        put(out, large ? full32 : size, 4);
-        put(out, large ? full32 : size, 4);
+        put(out, large ? kFull32 : size, 4);
+        put(out, large ? kFull32 : size, 4);
         put(out, entry.name.size(), 2);
         put(out, extra.size(), 2);
         put(out, 0, 2);
         put(out, 0, 2);
         put(out, 0, 2);
         put(out, 0, 4);
-        put(out, far ? full32 : header, 4);
+        put(out, far ? kFull32 : header, 4);
         out += entry.name;
         out += extra;
     }
     const std::uint64_t size = out.size();
     const auto start = static_cast<std::uint64_t>(offset);
-    const bool large = start >= full32 || entries.size() >= 0xffff;
+    const bool large = start >= kFull32 || entries.size() >= 0xffff;
     if (large) {
         const std::uint64_t record = start + size;
         out += "PK\x06\x06";
@@ -239,7 +239,7 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
     put(out, large ? 0xffff : entries.size(), 2);
     put(out, large ? 0xffff : entries.size(), 2);
     put(out, size, 4);
-    put(out, large ? full32 : start, 4);
+    put(out, large ? kFull32 : start, 4);
     put(out, 0, 2);
     return out;
 }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kElementBytes = 3 * (std::size_t{1} << 18);
 
 void append_base64(std::string& text, std::span<const unsigned char> bytes) {
-    static constexpr char digits[] =
+    static constexpr char kDigits[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const std::size_t begin = text.size();
     text.resize(begin + (bytes.size() + 2) / 3 * 4, '=');
@@ -24,10 +24,10 @@ void append_base64(std::string& text, std::span<const unsigned char> bytes) {
         const unsigned v = static_cast<unsigned>(bytes[i] << 16) |
                            (left > 1 ? static_cast<unsigned>(bytes[i + 1] << 8) : 0U) |
                            (left > 2 ? bytes[i + 2] : 0U);
-        to[0] = digits[v >> 18];
-        to[1] = digits[v >> 12 & 63];
-        if (left > 1) to[2] = digits[v >> 6 & 63];
-        if (left > 2) to[3] = digits[v & 63];
+        to[0] = kDigits[v >> 18];
+        to[1] = kDigits[v >> 12 & 63];
+        if (left > 1) to[2] = kDigits[v >> 6 & 63];
+        if (left > 2) to[3] = kDigits[v & 63];
     }
 }
 
@@ -53,9 +53,9 @@ PackedElements::~PackedElements() {
 
 void PackedElements::write(std::span<const std::byte> bytes) {
     // zlib counts in 32 bits.
-    constexpr std::size_t most = std::size_t{1} << 30;
-    for (; bytes.size() > most; bytes = bytes.subspan(most))
-        deflate_some(bytes.first(most), false);
+    constexpr std::size_t kMost = std::size_t{1} << 30;
+    for (; bytes.size() > kMost; bytes = bytes.subspan(kMost))
+        deflate_some(bytes.first(kMost), false);
     deflate_some(bytes, false);
 }
 

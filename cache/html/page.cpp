@@ -134,9 +134,9 @@ Point center_of(const std::array<Point, 2>& bounds) {
 Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
     Place place;
     TypedReader<double> all(whole, position);
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    std::array<Point, 2> bounds{Point{infinity, infinity, infinity},
-                                Point{-infinity, -infinity, -infinity}};
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    std::array<Point, 2> bounds{Point{kInfinity, kInfinity, kInfinity},
+                                Point{-kInfinity, -kInfinity, -kInfinity}};
     for_groups(whole, whole.attributes[position], [&](std::int64_t first, std::int64_t n) {
         const auto p = all.read(first, n);
         for (std::size_t i = 0; i < p.size(); i += 3) {

@@ -61,8 +61,8 @@ Framing::Extent::Extent(double t) : tangent(t) {
 }
 
 void Framing::Extent::add(double across, double along, double radius) {
-    for (std::size_t k = 0; k < shares; ++k) {
-        const double t = tangent * static_cast<double>(k + 1) / shares;
+    for (std::size_t k = 0; k < kShares; ++k) {
+        const double t = tangent * static_cast<double>(k + 1) / kShares;
         const double reach = t * along + radius * std::sqrt(1 + t * t);
         above[k] = std::max(above[k], reach + across);
         below[k] = std::max(below[k], reach - across);
@@ -70,14 +70,14 @@ void Framing::Extent::add(double across, double along, double radius) {
 }
 
 double Framing::Extent::distance(std::size_t share) const {
-    const double t = tangent * static_cast<double>(share + 1) / shares;
+    const double t = tangent * static_cast<double>(share + 1) / kShares;
     return (above[share] + below[share]) / (2 * t);
 }
 
 double Framing::Extent::middle(double at) const {
     const auto of = [this](std::size_t k) { return (above[k] - below[k]) / 2; };
-    if (!(tangent > 0)) return of(shares - 1);
-    for (std::size_t k = shares - 1; k > 0; --k) {
+    if (!(tangent > 0)) return of(kShares - 1);
+    for (std::size_t k = kShares - 1; k > 0; --k) {
         const double far = distance(k - 1);
         const double near = distance(k);
         if (at > far) continue;
@@ -113,7 +113,7 @@ Vec Framing::eye() const {
 
 double Framing::distance() const {
     if (m_orthographic) return m_nearest + std::max({m_x.size(), m_y.size(), 1e-6});
-    const std::size_t whole = Extent::shares - 1;
+    const std::size_t whole = Extent::kShares - 1;
     const double z = std::max(m_x.distance(whole), m_y.distance(whole));
     // A single point without a size still has to be in front of the camera.
     const double least = 1e-6 * std::max(1.0, std::abs(m_nearest));

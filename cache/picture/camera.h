@@ -75,9 +75,9 @@ class Framing {
     // How far the balls reach to both sides of planes that are as steep as a share of the tangent:
     // the larger direction needs the whole share, the other one is in the middle of a smaller one.
     struct Extent {
-        static constexpr std::size_t shares = 8;
+        static constexpr std::size_t kShares = 8;
         double tangent;
-        std::array<double, shares> above, below;
+        std::array<double, kShares> above, below;
         explicit Extent(double t);
         void add(double across, double along, double radius);
         double distance(std::size_t share) const; // that the share needs

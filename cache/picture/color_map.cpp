@@ -80,21 +80,21 @@ Color from_display(const Color& shown) {
 }
 
 Color map_color(double t) {
-    static const std::array<Color, kMapSteps> map = make_map();
+    static const std::array<Color, kMapSteps> kMap = make_map();
     const double at = std::clamp(t, 0.0, 1.0) * (kMapSteps - 1);
     const auto step = std::min(static_cast<std::size_t>(at), std::size_t{kMapSteps - 2});
     const auto rest = static_cast<float>(at - static_cast<double>(step));
     Color out{};
     for (std::size_t k = 0; k < 3; ++k)
-        out[k] = map[step][k] * (1.0f - rest) + map[step + 1][k] * rest;
+        out[k] = kMap[step][k] * (1.0f - rest) + kMap[step + 1][k] * rest;
     return out;
 }
 
 Color label_color(std::int32_t label) {
     if (label == 0) return {0.40f, 0.40f, 0.40f};
-    constexpr double golden_angle = 137.50776405;
+    constexpr double kGoldenAngle = 137.50776405;
     const auto number = static_cast<std::uint32_t>(label);
-    const double degrees = std::fmod(number * golden_angle - 95, 360.0);
+    const double degrees = std::fmod(number * kGoldenAngle - 95, 360.0);
     const double lightness = std::array{0.72, 0.62, 0.80}[number % 3];
     return shown(lightness, 0.15, degrees);
 }

@@ -87,7 +87,7 @@ class CameraFinder final : public scene::SceneReceiver {
 
   private:
     static Matrix transform(const scene::Instance& instance) {
-        return to_double(instance.transform.value_or(scene::identity_matrix));
+        return to_double(instance.transform.value_or(scene::kIdentityMatrix));
     }
     std::string instance_of(const std::string& wanted) const {
         if (names().contains(wanted)) return wanted;

@@ -97,10 +97,10 @@ void Accumulator::add(const double* values, std::size_t points) {
     const std::size_t count = points * m_width;
     std::size_t at = 0;
 #ifdef __x86_64__
-    static const bool vectors = __builtin_cpu_supports("avx2") != 0;
-    if (vectors && m_lanes.size() == 16) {
+    static const bool kVectors = __builtin_cpu_supports("avx2") != 0;
+    if (kVectors && m_lanes.size() == 16) {
         at = add_rows<4>(m_lanes.data(), values, count);
-    } else if (vectors && m_lanes.size() == 12) {
+    } else if (kVectors && m_lanes.size() == 12) {
         at = add_rows<3>(m_lanes.data(), values, count);
     }
 #endif

@@ -128,9 +128,9 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
     }
 
     const int workers = cloud.reads_in_parallel() ? worker_count() : 1;
-    constexpr double infinite = std::numeric_limits<double>::infinity();
+    constexpr double kInfinite = std::numeric_limits<double>::infinity();
     std::vector<std::vector<double>> nearest(static_cast<std::size_t>(workers),
-                                             std::vector<double>(samples.size(), infinite));
+                                             std::vector<double>(samples.size(), kInfinite));
     std::atomic<std::int64_t> next = 0;
     run_workers(workers, [&](int worker) {
         TypedReader<double> own(cloud, position);
@@ -146,7 +146,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
     });
     std::vector<double> found;
     for (std::size_t s = 0; s < samples.size(); ++s) {
-        double least = infinite;
+        double least = kInfinite;
         for (const auto& of_worker : nearest)
             least = std::min(least, of_worker[s]);
         // Farther than a cell there may be nearer points that were not looked at.

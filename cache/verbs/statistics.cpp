@@ -25,7 +25,7 @@ class Labels {
     void add(const T* values, std::size_t n, std::int64_t times) {
         for (std::size_t i = 0; i < n; ++i) {
             const T v = values[i];
-            if (v >= T{0} && v < static_cast<T>(few)) {
+            if (v >= T{0} && v < static_cast<T>(kFew)) {
                 m_few[i & 1][static_cast<std::size_t>(v)] += times;
             } else {
                 look_up(v, times);
@@ -35,7 +35,7 @@ class Labels {
     bool many() const { return m_many; }
     std::map<std::int64_t, std::int64_t> counts() const {
         std::map<std::int64_t, std::int64_t> out(m_others.begin(), m_others.end());
-        for (std::size_t label = 0; label < few; ++label) {
+        for (std::size_t label = 0; label < kFew; ++label) {
             const std::int64_t count = m_few[0][label] + m_few[1][label];
             if (count > 0) out[static_cast<std::int64_t>(label)] += count;
         }
@@ -43,7 +43,7 @@ class Labels {
     }
 
   private:
-    static constexpr std::size_t few = 1024;
+    static constexpr std::size_t kFew = 1024;
 
     template <typename T>
     void look_up(T value, std::int64_t times) {
@@ -58,7 +58,7 @@ class Labels {
 
     // Small labels, which nearly all are; two tables, so that one addition need not wait for the
     // one before. A label may stand in both kinds of table.
-    std::array<std::array<std::int64_t, few>, 2> m_few{};
+    std::array<std::array<std::int64_t, kFew>, 2> m_few{};
     std::unordered_map<std::int64_t, std::int64_t> m_others;
     bool m_many = false;
 };

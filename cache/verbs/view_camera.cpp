@@ -25,16 +25,16 @@ class Rings {
         const Vec p = point - m_center;
         const double h = dot(p, m_up);
         const auto at =
-            static_cast<std::size_t>(std::clamp((h / m_reach + 1) / 2 * rings, 0.0, rings - 1.0));
+            static_cast<std::size_t>(std::clamp((h / m_reach + 1) / 2 * kRings, 0.0, kRings - 1.0));
         m_wide[at] = std::max(m_wide[at], length(p - m_up * h) + radius);
     }
     void each(const std::function<void(const Vec&, double)>& f) const {
         const Direction d = named_direction("front", m_up);
         const Vec side = cross(m_up, d.back);
-        for (std::size_t i = 0; i < rings; ++i) {
+        for (std::size_t i = 0; i < kRings; ++i) {
             if (m_wide[i] < 0) continue;
             for (std::size_t edge = 0; edge < 2; ++edge) {
-                const double h = m_reach * (2 * static_cast<double>(i + edge) / rings - 1);
+                const double h = m_reach * (2 * static_cast<double>(i + edge) / kRings - 1);
                 for (int k = 0; k < 96; ++k) {
                     const double a = 2 * kPi * k / 96;
                     f(m_center + m_up * h + d.back * (m_wide[i] * std::cos(a)) +
@@ -46,15 +46,15 @@ class Rings {
     }
 
   private:
-    static constexpr std::size_t rings = 128;
-    static constexpr std::array<double, rings> none = [] {
-        std::array<double, rings> a{};
+    static constexpr std::size_t kRings = 128;
+    static constexpr std::array<double, kRings> kNone = [] {
+        std::array<double, kRings> a{};
         a.fill(-1);
         return a;
     }();
     Vec m_center, m_up;
     double m_reach;
-    std::array<double, rings> m_wide = none;
+    std::array<double, kRings> m_wide = kNone;
 };
 
 } // namespace

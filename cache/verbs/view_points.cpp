@@ -111,9 +111,9 @@ void SequenceSummary::add(ViewCloud& cloud) {
 }
 
 double shade(const Vec& normal, const Vec& to_eye) {
-    static const Vec light = normalized({-0.45, 0.6, 1});
+    static const Vec kLight = normalized({-0.45, 0.6, 1});
     const Vec n = dot(normal, to_eye) < 0 ? normal * -1 : normal;
-    const double half = 0.5 + 0.5 * dot(n, light);
+    const double half = 0.5 + 0.5 * dot(n, kLight);
     return 0.12 + 0.88 * half * half;
 }
 

@@ -46,7 +46,7 @@ void* mi_db_access(const miTag tag) {
             context.say(vx::shading::Level::warning,
                         context.thread().with_shader(
                             "element " + std::to_string(tag) + " \"" + context.database.name(tag) +
-                            "\" has more than " + std::to_string(vx::db::Database::max_pins) +
+                            "\" has more than " + std::to_string(vx::db::Database::kMaxPins) +
                             " pins; it is accessed without being unpinned"));
         return address;
     });

@@ -13,14 +13,14 @@ struct alignas(16) Header {
     std::size_t bytes;
     std::size_t mark;
 };
-constexpr std::size_t in_use = 0x6d696d656d6f7279;
+constexpr std::size_t kInUse = 0x6d696d656d6f7279;
 
 Header* header_of(void* memory) {
     return static_cast<Header*>(memory) - 1;
 }
 
 void check(void* memory, const char* operation) {
-    if (header_of(memory)->mark != in_use)
+    if (header_of(memory)->mark != kInUse)
         vx::shading::Context::current().abort_render(
             std::string(operation) + " of memory that mi_mem_allocate did not give");
 }
@@ -38,7 +38,7 @@ void* mi_mem_test_allocate(const int size) {
     auto* const header = static_cast<Header*>(std::calloc(1, sizeof(Header) + bytes));
     if (header == nullptr) return nullptr;
     header->bytes = bytes;
-    header->mark = in_use;
+    header->mark = kInUse;
     return header + 1;
 }
 

@@ -9,9 +9,9 @@
  * form of the standard library calls this one; operator delete needs no replacement. */
 void* operator new(std::size_t bytes) {
     using New = void* (*)(std::size_t);
-    static const auto next = reinterpret_cast<New>(dlsym(RTLD_NEXT, "_Znwm"));
+    static const auto kNext = reinterpret_cast<New>(dlsym(RTLD_NEXT, "_Znwm"));
     try {
-        return next(bytes);
+        return kNext(bytes);
     } catch (const std::bad_alloc&) {
         throw vx::shading::OutOfMemory(bytes);
     }

@@ -7,18 +7,18 @@ namespace vx::db {
 
 namespace {
 
-constexpr std::align_val_t block_alignment{16};
+constexpr std::align_val_t kBlockAlignment{16};
 
 void* new_block(std::size_t bytes) {
     /* An element of no bytes still has an address of its own. */
     const std::size_t room = bytes == 0 ? 1 : bytes;
-    void* const block = ::operator new(room, block_alignment);
+    void* const block = ::operator new(room, kBlockAlignment);
     std::memset(block, 0, room);
     return block;
 }
 
 void delete_block(void* block) {
-    ::operator delete(block, block_alignment);
+    ::operator delete(block, kBlockAlignment);
 }
 
 void* new_text(std::string_view text) {
@@ -46,7 +46,7 @@ Database::~Database() {
     for (std::atomic<Slot*>& chunk : m_chunks) {
         Slot* const slots = chunk.load(std::memory_order_acquire);
         if (slots == nullptr) continue;
-        for (std::size_t i = 0; i < chunk_size; ++i) {
+        for (std::size_t i = 0; i < kChunkSize; ++i) {
             void* const address = slots[i].address.load(std::memory_order_acquire);
             if (address != nullptr && slots[i].destroy != nullptr) slots[i].destroy(address);
         }
@@ -76,13 +76,13 @@ miTag Database::create_tags(const std::vector<miTag>& tags) {
 miTag Database::adopt(miScene_types type, void* address, std::size_t bytes, Destroy destroy) {
     const std::lock_guard lock(m_mutex);
     const miTag tag = m_last + 1;
-    const std::size_t chunk = tag >> chunk_bits;
-    if (chunk >= chunk_count) {
+    const std::size_t chunk = tag >> kChunkBits;
+    if (chunk >= kChunkCount) {
         if (destroy != nullptr) destroy(address);
         throw std::length_error("the scene database is full");
     }
     if (m_chunks[chunk].load(std::memory_order_relaxed) == nullptr)
-        m_chunks[chunk].store(new Slot[chunk_size], std::memory_order_release);
+        m_chunks[chunk].store(new Slot[kChunkSize], std::memory_order_release);
     m_last = tag;
     Slot& s = *slot(tag);
     s.destroy = destroy;
@@ -151,7 +151,7 @@ std::string_view Database::text(miTag tag) const noexcept {
 void* Database::access(miTag tag, bool* over_limit) {
     Slot& s = existing(tag, "access");
     const std::uint32_t before = s.pins.fetch_add(1, std::memory_order_relaxed);
-    if (over_limit != nullptr) *over_limit = before == max_pins;
+    if (over_limit != nullptr) *over_limit = before == kMaxPins;
     return s.address.load(std::memory_order_acquire);
 }
 

@@ -45,7 +45,7 @@ struct LeftOverPin {
 class Database {
   public:
     /* The documented limit of pins on one element. */
-    static constexpr std::uint32_t max_pins = 65535;
+    static constexpr std::uint32_t kMaxPins = 65535;
     using Destroy = void (*)(void*);
 
     Database() = default;
@@ -130,19 +130,19 @@ class Database {
         std::atomic<std::uint32_t> pins{0};
         Destroy destroy = nullptr;
     };
-    static constexpr std::size_t chunk_bits = 12;
-    static constexpr std::size_t chunk_size = std::size_t{1} << chunk_bits;
-    static constexpr std::size_t chunk_count = 4096;
+    static constexpr std::size_t kChunkBits = 12;
+    static constexpr std::size_t kChunkSize = std::size_t{1} << kChunkBits;
+    static constexpr std::size_t kChunkCount = 4096;
 
     [[nodiscard]] Slot* slot(miTag tag) const noexcept {
-        const std::size_t chunk = tag >> chunk_bits;
-        if (tag == miNULLTAG || chunk >= chunk_count) return nullptr;
+        const std::size_t chunk = tag >> kChunkBits;
+        if (tag == miNULLTAG || chunk >= kChunkCount) return nullptr;
         Slot* const slots = m_chunks[chunk].load(std::memory_order_acquire);
-        return slots == nullptr ? nullptr : &slots[tag & (chunk_size - 1)];
+        return slots == nullptr ? nullptr : &slots[tag & (kChunkSize - 1)];
     }
     Slot& existing(miTag tag, const char* operation) const;
 
-    std::array<std::atomic<Slot*>, chunk_count> m_chunks{};
+    std::array<std::atomic<Slot*>, kChunkCount> m_chunks{};
     mutable std::mutex m_mutex;
     miTag m_last = 0; /* under m_mutex */
     std::unordered_map<miTag, std::string> m_names;

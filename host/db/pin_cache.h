@@ -35,7 +35,7 @@ class PinCache {
      * be seen only when one of them gives its spares back. */
     bool unpin(miTag tag) {
         Entry& entry = entry_of(tag);
-        if (entry.tag == tag && entry.spares < most_spares) {
+        if (entry.tag == tag && entry.spares < kMostSpares) {
             /* Without spares the database says what is wrong. */
             if (m_database.pins(tag) <= entry.spares)
                 return entry.spares == 0 && m_database.unpin(tag);
@@ -54,15 +54,15 @@ class PinCache {
         std::uint32_t spares = 0;
         void* address = nullptr;
     };
-    static constexpr std::size_t entry_count = 64;
-    static constexpr std::uint32_t most_spares = 4;
+    static constexpr std::size_t kEntryCount = 64;
+    static constexpr std::uint32_t kMostSpares = 4;
 
-    Entry& entry_of(miTag tag) noexcept { return m_entries[tag % entry_count]; }
+    Entry& entry_of(miTag tag) noexcept { return m_entries[tag % kEntryCount]; }
     void give_back(Entry& entry) noexcept;
     bool take_entry(Entry& entry, miTag tag);
 
     Database& m_database;
-    std::array<Entry, entry_count> m_entries{};
+    std::array<Entry, kEntryCount> m_entries{};
 };
 
 } // namespace vx::db

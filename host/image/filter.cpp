@@ -23,13 +23,14 @@ float own_size(FilterKind kind) {
 }
 
 float mitchell(float x) {
-    constexpr float b = 1.0f / 3.0f;
-    constexpr float c = 1.0f / 3.0f;
+    constexpr float kB = 1.0f / 3.0f;
+    constexpr float kC = 1.0f / 3.0f;
     if (x < 1.0f)
-        return ((12 - 9 * b - 6 * c) * x * x * x + (-18 + 12 * b + 6 * c) * x * x + (6 - 2 * b)) /
+        return ((12 - 9 * kB - 6 * kC) * x * x * x + (-18 + 12 * kB + 6 * kC) * x * x +
+                (6 - 2 * kB)) /
                6.0f;
-    return ((-b - 6 * c) * x * x * x + (6 * b + 30 * c) * x * x + (-12 * b - 48 * c) * x +
-            (8 * b + 24 * c)) /
+    return ((-kB - 6 * kC) * x * x * x + (6 * kB + 30 * kC) * x * x + (-12 * kB - 48 * kC) * x +
+            (8 * kB + 24 * kC)) /
            6.0f;
 }
 

@@ -98,7 +98,7 @@ void Tile::add_surface(const Sample& sample) {
         surface.motion = sample.motion;
         surface.label = sample.label;
     }
-    if (sample.depth < no_depth) {
+    if (sample.depth < kNoDepth) {
         surface.hits += 1.0f;
         surface.depth_sum += sample.depth;
         mi_vector_add(&surface.normal_sum, &surface.normal_sum, &sample.normal);
@@ -139,10 +139,10 @@ miColor Frame::color(int x, int y) const {
 }
 
 float Frame::depth(int x, int y, bool interpolated) const {
-    if (m_surfaces.empty()) return no_depth;
+    if (m_surfaces.empty()) return kNoDepth;
     const Surface& s = m_surfaces[index(x, y)];
     if (!interpolated) return s.depth;
-    return s.hits > 0.0f ? s.depth_sum / s.hits : no_depth;
+    return s.hits > 0.0f ? s.depth_sum / s.hits : kNoDepth;
 }
 
 miVector Frame::normal(int x, int y, bool interpolated) const {

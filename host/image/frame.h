@@ -15,13 +15,13 @@
 namespace vx::image {
 
 // Depth of a pixel in which no surface was seen.
-inline constexpr float no_depth = 1e30f;
+inline constexpr float kNoDepth = 1e30f;
 
 // One eye ray's result at a raster position.
 struct Sample {
     float x = 0.0f, y = 0.0f; // raster position, pixels
     miColor color{};
-    float depth = no_depth;
+    float depth = kNoDepth;
     miVector normal{};
     miVector motion{};
     miUint label = 0;
@@ -39,7 +39,7 @@ struct Rect {
 // the mean over the samples that saw a surface for buffers that ask for interpolation.
 struct Surface {
     float nearest = 1e30f; // squared distance of the sample taken so far
-    float depth = no_depth;
+    float depth = kNoDepth;
     miVector normal{};
     miVector motion{};
     miUint label = 0;

@@ -12,18 +12,18 @@ std::optional<PixelType> parse_pixel_type(std::string_view name) {
         asked = name.front() == '+';
         name.remove_prefix(1);
     }
-    static constexpr std::array<std::pair<std::string_view, Channels>, 4> others{
+    static constexpr std::array<std::pair<std::string_view, Channels>, 4> kOthers{
         {{"z", Channels::depth},
          {"n", Channels::normal},
          {"m", Channels::motion},
          {"tag", Channels::label}}};
-    for (const auto& [text, channels] : others)
+    for (const auto& [text, channels] : kOthers)
         if (name == text) return PixelType{channels, Depth::single, asked.value_or(false)};
     if (name == "rgbe") return PixelType{Channels::rgb, Depth::single, true};
 
-    static constexpr std::array<std::pair<std::string_view, Depth>, 3> depths{
+    static constexpr std::array<std::pair<std::string_view, Depth>, 3> kDepths{
         {{"_16", Depth::bits16}, {"_h", Depth::half}, {"_fp", Depth::single}}};
-    for (const auto& [suffix, depth] : depths)
+    for (const auto& [suffix, depth] : kDepths)
         if (name.ends_with(suffix)) {
             type.depth = depth;
             name.remove_suffix(suffix.size());
@@ -49,7 +49,7 @@ PixelType best_pixel_type(std::string_view format) {
 }
 
 std::string_view writer_name(std::string_view format) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> names{
+    static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kNames{
         {{"jpg", "jpeg"},
          {"tif", "tiff"},
          {"exr", "openexr"},
@@ -58,7 +58,7 @@ std::string_view writer_name(std::string_view format) {
          {"rgba", "sgi"},
          {"pgm", "pnm"},
          {"ppm", "pnm"}}};
-    for (const auto& [scene, writer] : names)
+    for (const auto& [scene, writer] : kNames)
         if (format == scene) return writer;
     return format;
 }

@@ -22,7 +22,7 @@ struct LongOption {
     bool joined = false;
 };
 
-constexpr std::array long_options{
+constexpr std::array kLongOptions{
     LongOption{"help"},
     LongOption{"version"},
     LongOption{"parse"},
@@ -83,7 +83,7 @@ const LongOption* find_option(std::string_view name) {
     const LongOption* found = nullptr;
     bool ambiguous = false;
     std::string candidates;
-    for (const LongOption& option : long_options) {
+    for (const LongOption& option : kLongOptions) {
         if (option.name == name) return &option;
         if (name.size() < 2 || !option.name.starts_with(name)) continue;
         candidates += (found ? ", -" : "-") + std::string(option.name);

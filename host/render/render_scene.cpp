@@ -24,7 +24,7 @@ struct SceneRenderer::Output {
 namespace {
 
 // 20 bytes each, and as much again for what is written.
-constexpr std::int64_t max_pixels = std::int64_t{1} << 29;
+constexpr std::int64_t kMaxPixels = std::int64_t{1} << 29;
 
 double seconds_since(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -48,10 +48,10 @@ bool wants_surfaces(const image::WriteRequest& request) {
 }
 
 int filter_number(const std::string& name) {
-    static const std::array<std::string, 5> names{"box", "triangle", "gauss", "mitchell",
-                                                  "lanczos"};
-    const auto found = std::find(names.begin(), names.end(), name);
-    return found == names.end() ? 0 : static_cast<int>(found - names.begin());
+    static const std::array<std::string, 5> kNames{"box", "triangle", "gauss", "mitchell",
+                                                   "lanczos"};
+    const auto found = std::find(kNames.begin(), kNames.end(), name);
+    return found == kNames.end() ? 0 : static_cast<int>(found - kNames.begin());
 }
 
 // Exits of shaders run and leaf instances go, however the frame ends.
@@ -157,7 +157,6 @@ std::vector<SceneRenderer::Output> SceneRenderer::outputs(miTag camera_tag) cons
     std::vector<Output> list;
     const scene::Camera* const camera = m_builder.camera(camera_tag);
     if (!camera) return list;
-    const scene::Location nowhere;
     const auto add = [&](const std::string& file, const std::string& format,
                          const std::string& types, const std::string& compression,
                          std::optional<int> quality, std::optional<float> dpi) {
@@ -224,10 +223,10 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     override_camera(*camera);
     override_options(*options);
     if (camera->x_resolution < 1 || camera->y_resolution < 1 ||
-        static_cast<std::int64_t>(camera->x_resolution) * camera->y_resolution > max_pixels) {
+        static_cast<std::int64_t>(camera->x_resolution) * camera->y_resolution > kMaxPixels) {
         say(Level::error,
             fmt::format("a picture of {} x {} pixels cannot be made; {} are the limit",
-                        camera->x_resolution, camera->y_resolution, max_pixels));
+                        camera->x_resolution, camera->y_resolution, kMaxPixels));
         return Outcome::failed;
     }
     if (!load_textures()) return Outcome::failed;
@@ -245,7 +244,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     const auto* const camera_leaf =
         m_context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
     const trace::Matrix to_world =
-        camera_leaf ? trace::to_matrix(camera_leaf->tf.local_to_global) : trace::identity;
+        camera_leaf ? trace::to_matrix(camera_leaf->tf.local_to_global) : trace::kIdentity;
 
     const CameraRays camera_rays(*camera, to_world);
 

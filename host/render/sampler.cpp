@@ -74,8 +74,8 @@ class FrameLoop {
   public:
     FrameLoop(const SamplingSettings& settings, const SamplingCalls& calls)
         : m_s(settings), m_calls(calls) {
-        m_s.min_level = std::clamp(m_s.min_level, min_level_limit, max_level_limit);
-        m_s.max_level = std::clamp(m_s.max_level, m_s.min_level, max_level_limit);
+        m_s.min_level = std::clamp(m_s.min_level, kMinLevelLimit, kMaxLevelLimit);
+        m_s.max_level = std::clamp(m_s.max_level, m_s.min_level, kMaxLevelLimit);
         m_block = m_s.min_level < 0 ? 1 << -m_s.min_level : 1;
         m_fine = m_s.max_level < 0 ? 1 << -m_s.max_level : 1;
         m_pixel_min = std::max(0, m_s.min_level);

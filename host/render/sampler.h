@@ -44,8 +44,8 @@ struct SamplingCalls {
 };
 
 // Limits for what a scene may ask for: 4^min_level_limit ... 4^max_level_limit samples per pixel.
-inline constexpr int min_level_limit = -6;
-inline constexpr int max_level_limit = 7;
+inline constexpr int kMinLevelLimit = -6;
+inline constexpr int kMaxLevelLimit = 7;
 
 // Renders the window. What `eye` throws ends the frame and is thrown on from here, after all
 // threads have ended. The first eye ray is sent before the threads start: a shader that does the

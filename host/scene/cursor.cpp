@@ -10,7 +10,7 @@ namespace vx::scene {
 namespace {
 
 // Words that begin a statement; only at the first column are they taken for one after an error.
-constexpr std::string_view statement_words[] = {
+constexpr std::string_view kStatementWords[] = {
     "assembly", "camera", "colorprofile", "data",      "debug",     "declare", "delete",
     "echo",     "gui",    "incremental",  "instance",  "instgroup", "light",   "lightprofile",
     "link",     "map",    "material",     "namespace", "object",    "options", "registry",
@@ -86,10 +86,10 @@ bool Cursor::boolean_or(bool missing) {
 }
 
 int Cursor::integer() {
-    constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
-    constexpr std::int64_t high = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int64_t kLow = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kHigh = std::numeric_limits<std::int32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (m_token.integer < low || m_token.integer > high)
+    if (m_token.integer < kLow || m_token.integer > kHigh)
         fail_at(where(), "this integer does not fit into 32 bits");
     const int value = static_cast<int>(m_token.integer);
     advance();
@@ -102,10 +102,10 @@ int Cursor::integer_from(int lowest, const char* what) {
 }
 
 std::uint32_t Cursor::label() {
-    constexpr std::int64_t low = std::numeric_limits<std::int32_t>::min();
-    constexpr std::int64_t high = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::int64_t kLow = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kHigh = std::numeric_limits<std::uint32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (m_token.integer < low || m_token.integer > high)
+    if (m_token.integer < kLow || m_token.integer > kHigh)
         fail_at(where(), "this integer does not fit into 32 bits");
     const auto value = static_cast<std::uint32_t>(m_token.integer);
     advance();
@@ -114,8 +114,8 @@ std::uint32_t Cursor::label() {
 
 float Cursor::number() {
     if (!at_number()) fail("a number");
-    constexpr double largest = std::numeric_limits<float>::max();
-    if (m_token.real > largest || m_token.real < -largest)
+    constexpr double kLargest = std::numeric_limits<float>::max();
+    if (m_token.real > kLargest || m_token.real < -kLargest)
         fail_at(where(), "this number is too large");
     const auto value = static_cast<float>(m_token.real);
     advance();
@@ -197,8 +197,8 @@ void Cursor::skip_brackets() {
 
 bool Cursor::at_statement() const {
     if (!at_word() || m_token.where.column != 1) return false;
-    return std::find(std::begin(statement_words), std::end(statement_words), m_token.text) !=
-           std::end(statement_words);
+    return std::find(std::begin(kStatementWords), std::end(kStatementWords), m_token.text) !=
+           std::end(kStatementWords);
 }
 
 void Cursor::skip_statement(std::string_view kind) {
@@ -217,9 +217,9 @@ void Cursor::skip_statement(std::string_view kind) {
 }
 
 void Cursor::skip_binary(std::size_t expected) {
-    constexpr std::size_t vector_size = 12;
+    constexpr std::size_t kVectorSize = 12;
     Lexer& text = m_lexer;
-    for (const std::size_t size : {expected, vector_size}) {
+    for (const std::size_t size : {expected, kVectorSize}) {
         if (size == 0) continue;
         try {
             text.raw_block(size);

@@ -204,7 +204,7 @@ struct Instance : Element {
     std::optional<Matrix> transform;
     ShaderList transform_shader; // computes the matrix
     MotionKind motion = MotionKind::inherit;
-    Matrix motion_transform = identity_matrix; // MotionKind::transform
+    Matrix motion_transform = kIdentityMatrix; // MotionKind::transform
     // `material "m"`: one name and material_list false. `material [ … ]`: any number of names and
     // material_list true, which is not the same even for one name. All checked.
     std::vector<std::string> materials;

@@ -37,14 +37,14 @@ constexpr std::array<std::uint8_t, 256> make_classes() {
         add(c, starts_number);
     return table;
 }
-constexpr auto classes = make_classes();
+constexpr auto kClasses = make_classes();
 
 bool has(char c, std::uint8_t bits) {
-    return (classes[static_cast<unsigned char>(c)] & bits) != 0;
+    return (kClasses[static_cast<unsigned char>(c)] & bits) != 0;
 }
 
-constexpr char nothing[17] = {};
-constexpr std::size_t progress_step = std::size_t{4} << 20;
+constexpr char kNothing[17] = {};
+constexpr std::size_t kProgressStep = std::size_t{4} << 20;
 
 // A sign, a point and digits: what a number may begin with, tested before any conversion, so that
 // no "inf" or "nan" gets through.
@@ -57,9 +57,9 @@ bool number_at(const char* p) {
 } // namespace
 
 std::string describe(const Token& token) {
-    constexpr std::size_t longest = 60;
-    std::string text(token.text.substr(0, longest));
-    if (token.text.size() > longest) text += "...";
+    constexpr std::size_t kLongest = 60;
+    std::string text(token.text.substr(0, kLongest));
+    if (token.text.size() > kLongest) text += "...";
     switch (token.kind) {
     case TokenKind::end:
         return "the end of the text";
@@ -91,9 +91,9 @@ Lexer::Lexer(Diagnostics& diagnostics, Substitution& substitution, const ReaderS
     : m_diagnostics(diagnostics),
       m_substitution(substitution),
       m_settings(settings),
-      m_p(nothing),
-      m_end(nothing),
-      m_line_start(nothing) {}
+      m_p(kNothing),
+      m_end(kNothing),
+      m_line_start(kNothing) {}
 
 void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Location from,
                  std::string folder) {
@@ -127,7 +127,7 @@ bool Lexer::pop() {
     m_frames.pop_back();
     if (m_frames.empty()) {
         m_last_place = place();
-        m_p = m_end = nothing;
+        m_p = m_end = kNothing;
         return false;
     }
     const Frame& frame = m_frames.back();
@@ -144,13 +144,13 @@ void Lexer::close_all() {
     for (Frame& frame : m_frames)
         m_retired.push_back(std::move(frame.source));
     m_frames.clear();
-    m_p = m_end = m_line_start = nothing;
+    m_p = m_end = m_line_start = kNothing;
 }
 
 void Lexer::report_progress() {
     const auto done = static_cast<std::size_t>(m_p - m_frames.front().source->begin());
     m_settings.progress(done, m_frames.front().source->size());
-    m_progress_mark = remaining() > progress_step ? m_p + progress_step : m_end;
+    m_progress_mark = remaining() > kProgressStep ? m_p + kProgressStep : m_end;
 }
 
 void Lexer::newline() {
@@ -188,7 +188,7 @@ int Lexer::skip() {
 }
 
 Location Lexer::place() const {
-    if (m_p == nothing) return m_last_place;
+    if (m_p == kNothing) return m_last_place;
     return {m_file, m_line, static_cast<std::uint32_t>(m_p - m_line_start + 1)};
 }
 
@@ -320,9 +320,9 @@ Token Lexer::next() {
     } else if (c > 0 && std::strchr("()[]{},=%", c)) {
         token.kind = TokenKind::mark;
     } else {
-        constexpr int first_printable = 0x20, first_beyond = 0x7f;
+        constexpr int kFirstPrintable = 0x20, kFirstBeyond = 0x7f;
         std::string shown = "'" + std::string(1, byte) + "'";
-        if (c < first_printable || c >= first_beyond) shown = "byte " + std::to_string(c);
+        if (c < kFirstPrintable || c >= kFirstBeyond) shown = "byte " + std::to_string(c);
         throw SyntaxError{token.where, "unexpected character " + shown};
     }
     return token;

@@ -10,13 +10,13 @@ namespace vx::scene {
 namespace {
 
 // Many files that include each other twice would otherwise never end.
-constexpr std::size_t include_count_limit = 100000;
+constexpr std::size_t kIncludeCountLimit = 100000;
 
 std::string_view trim(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\v\f";
-    const std::size_t first = text.find_first_not_of(blanks);
+    constexpr std::string_view kBlanks = " \t\r\v\f";
+    const std::size_t first = text.find_first_not_of(kBlanks);
     if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 std::string_view take_word(std::string_view& rest) {
@@ -228,7 +228,7 @@ void Lexer::include(std::string_view rest, Location where) {
 }
 
 bool Lexer::open_file(const std::string& path, Location from) {
-    if (m_frames.size() > m_settings.include_limit || ++m_includes > include_count_limit) {
+    if (m_frames.size() > m_settings.include_limit || ++m_includes > kIncludeCountLimit) {
         m_diagnostics.error(from, m_frames.size() > m_settings.include_limit
                                       ? "files include one another more than " +
                                             std::to_string(m_settings.include_limit) + " deep"
@@ -259,7 +259,7 @@ void Lexer::lookup(const std::string& name, Location where) {
             m_diagnostics.error(where, "there is no registry entry '" + name + "'");
         return;
     }
-    if (m_frames.size() > m_settings.include_limit || ++m_includes > include_count_limit) {
+    if (m_frames.size() > m_settings.include_limit || ++m_includes > kIncludeCountLimit) {
         m_diagnostics.error(where, "registry entries look up one another without end");
         close_all();
         return;

@@ -7,7 +7,7 @@ namespace vx::scene {
 
 namespace {
 
-constexpr int largest_resolution = 65536;
+constexpr int kLargestResolution = 65536;
 
 struct Seen {
     Clause lens, volume, environment;
@@ -43,8 +43,8 @@ void parse_output(Context& c, Camera& camera) {
     if (cursor.accept("colorprofile")) cursor.name("the name of a colour profile");
     std::vector<std::string> texts;
     Location last = cursor.where();
-    constexpr std::size_t most = 3;
-    while (cursor.at_string() && texts.size() < most) {
+    constexpr std::size_t kMost = 3;
+    while (cursor.at_string() && texts.size() < kMost) {
         last = cursor.where();
         texts.push_back(cursor.string("a text"));
         if (cursor.at_mark('(')) {
@@ -68,11 +68,11 @@ void parse_output(Context& c, Camera& camera) {
     // With settings in between, the file name is still to come.
     const std::size_t before = texts.size();
     parse_output_parameters(cursor, output);
-    if (before < most && cursor.at_string()) texts.push_back(cursor.string("a file name"));
+    if (before < kMost && cursor.at_string()) texts.push_back(cursor.string("a file name"));
     if (texts.size() < 2) cursor.fail("the format and the name of an output file");
     output.file = std::move(texts.back());
     output.format = std::move(texts[texts.size() - 2]);
-    if (texts.size() == most) output.types = std::move(texts.front());
+    if (texts.size() == kMost) output.types = std::move(texts.front());
     camera.outputs.push_back(std::move(output));
 }
 
@@ -81,27 +81,27 @@ bool parse_framebuffer_item(Cursor& cursor, FrameBuffer& buffer) {
         std::string_view word;
         std::string FrameBuffer::*field;
     };
-    constexpr Text texts[] = {{"datatype", &FrameBuffer::datatype},
-                              {"filename", &FrameBuffer::filename},
-                              {"filetype", &FrameBuffer::filetype},
-                              {"compression", &FrameBuffer::compression}};
+    constexpr Text kTexts[] = {{"datatype", &FrameBuffer::datatype},
+                               {"filename", &FrameBuffer::filename},
+                               {"filetype", &FrameBuffer::filetype},
+                               {"compression", &FrameBuffer::compression}};
     struct Flag {
         std::string_view word;
         std::optional<bool> FrameBuffer::*field;
     };
-    constexpr Flag flags[] = {{"filtering", &FrameBuffer::filtering},
-                              {"primary", &FrameBuffer::primary},
-                              {"premultiplied", &FrameBuffer::premultiplied},
-                              {"tiled", &FrameBuffer::tiled},
-                              {"user", &FrameBuffer::user},
-                              {"useopacity", &FrameBuffer::useopacity},
-                              {"useprimary", &FrameBuffer::useprimary}};
-    for (const Text& text : texts)
+    constexpr Flag kFlags[] = {{"filtering", &FrameBuffer::filtering},
+                               {"primary", &FrameBuffer::primary},
+                               {"premultiplied", &FrameBuffer::premultiplied},
+                               {"tiled", &FrameBuffer::tiled},
+                               {"user", &FrameBuffer::user},
+                               {"useopacity", &FrameBuffer::useopacity},
+                               {"useprimary", &FrameBuffer::useprimary}};
+    for (const Text& text : kTexts)
         if (cursor.accept(text.word)) {
             buffer.*text.field = cursor.string("a text");
             return true;
         }
-    for (const Flag& flag : flags)
+    for (const Flag& flag : kFlags)
         if (cursor.accept(flag.word)) {
             buffer.*flag.field = cursor.boolean();
             return true;
@@ -205,8 +205,8 @@ void parse_item(Context& c, Camera& camera, Seen& seen) {
     } else if (cursor.accept("resolution")) {
         for (int* const size : {&camera.x_resolution, &camera.y_resolution}) {
             if (cursor.at_integer() &&
-                (cursor.token().integer < 1 || cursor.token().integer > largest_resolution))
-                cursor.fail("a number of pixels from 1 to " + std::to_string(largest_resolution));
+                (cursor.token().integer < 1 || cursor.token().integer > kLargestResolution))
+                cursor.fail("a number of pixels from 1 to " + std::to_string(kLargestResolution));
             *size = cursor.integer();
         }
     } else if (cursor.accept("offset")) {

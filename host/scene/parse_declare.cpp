@@ -11,7 +11,7 @@ struct TypeWord {
     std::string_view word;
     Type type;
 };
-constexpr TypeWord type_words[] = {{"boolean", Type::boolean},
+constexpr TypeWord kTypeWords[] = {{"boolean", Type::boolean},
                                    {"integer", Type::integer},
                                    {"scalar", Type::scalar},
                                    {"string", Type::string},
@@ -24,20 +24,20 @@ constexpr TypeWord type_words[] = {{"boolean", Type::boolean},
                                    {"lightprofile", Type::lightprofile},
                                    {"spectrum", Type::spectrum}};
 
-constexpr std::string_view apply_words[] = {
+constexpr std::string_view kApplyWords[] = {
     "lens",     "material", "light",   "shadow", "environment", "volume",    "texture", "photon",
     "geometry", "displace", "emitter", "output", "lightmap",    "photonvol", "state"};
 
 bool at_simple(const Cursor& cursor) {
     return cursor.at_word() &&
-           std::any_of(std::begin(type_words), std::end(type_words),
+           std::any_of(std::begin(kTypeWords), std::end(kTypeWords),
                        [&](const TypeWord& w) { return w.word == cursor.token().text; });
 }
 
 // One of the types that need no further description, with `texture` behind it.
 Type parse_simple(Cursor& cursor) {
     Type type = Type::color;
-    for (const TypeWord& w : type_words)
+    for (const TypeWord& w : kTypeWords)
         if (cursor.at(w.word)) type = w.type;
     cursor.advance();
     if (type == Type::color && cursor.accept("texture")) return Type::color_texture;
@@ -127,10 +127,10 @@ std::vector<ParameterDeclaration> parse_list(Context& c, char close, bool defaul
 void parse_apply(Cursor& cursor, Declaration& declaration) {
     do {
         const auto* const found =
-            std::find(std::begin(apply_words), std::end(apply_words), cursor.token().text);
-        if (!cursor.at_word() || found == std::end(apply_words))
+            std::find(std::begin(kApplyWords), std::end(kApplyWords), cursor.token().text);
+        if (!cursor.at_word() || found == std::end(kApplyWords))
             cursor.fail("a use of the shader, such as 'material'");
-        declaration.apply |= 1u << (found - std::begin(apply_words));
+        declaration.apply |= 1u << (found - std::begin(kApplyWords));
         cursor.advance();
     } while (cursor.accept_mark(','));
 }

@@ -8,8 +8,8 @@ namespace vx::scene {
 
 namespace {
 
-constexpr std::size_t vector_bytes = 12;
-constexpr std::size_t plane_limit = 1024; // texture spaces, motion steps, user vectors of a vertex
+constexpr std::size_t kVectorBytes = 12;
+constexpr std::size_t kPlaneLimit = 1024; // texture spaces, motion steps, user vectors of a vertex
 
 void parse_vectors(Lexer& text, std::vector<Vec3>& vectors) {
     for (;;) {
@@ -21,7 +21,7 @@ void parse_vectors(Lexer& text, std::vector<Vec3>& vectors) {
             vectors.push_back(v);
         } else if (text.peek() == '`') {
             text.skip_byte();
-            vectors.push_back(big_endian_vector(text.raw_block(vector_bytes).data()));
+            vectors.push_back(big_endian_vector(text.raw_block(kVectorBytes).data()));
         } else {
             return;
         }
@@ -43,7 +43,7 @@ void set_once(Lexer& text, MeshBuilder& builder, std::vector<Vec3>& plane, const
 }
 
 std::size_t next_plane(Lexer& text, std::size_t& count) {
-    if (count >= plane_limit)
+    if (count >= kPlaneLimit)
         throw SyntaxError{text.place(), "this vertex has too many vectors of one kind"};
     return count++;
 }

@@ -20,8 +20,8 @@ bool singular(const Matrix& m) {
     for (std::size_t row = 0; row < 3; ++row)
         scale *= std::sqrt(e(row * 4) * e(row * 4) + e(row * 4 + 1) * e(row * 4 + 1) +
                            e(row * 4 + 2) * e(row * 4 + 2));
-    constexpr double smallest = 1e-12; // of the volume that the lengths of the rows allow
-    return !(std::abs(det) > smallest * scale) || e(15) == 0;
+    constexpr double kSmallest = 1e-12; // of the volume that the lengths of the rows allow
+    return !(std::abs(det) > kSmallest * scale) || e(15) == 0;
 }
 
 Matrix parse_matrix(Context& c) {
@@ -29,7 +29,7 @@ Matrix parse_matrix(Context& c) {
     const Matrix matrix = c.cursor.matrix();
     if (!singular(matrix)) return matrix;
     c.diagnostics.warning(where, "this matrix has no inverse, the identity is used instead");
-    return identity_matrix;
+    return kIdentityMatrix;
 }
 
 void parse_transform(Context& c, Instance& instance) {
@@ -103,9 +103,9 @@ void parse_lights(Context& c, Instance& instance) {
 }
 
 std::uint8_t ray_bits(Context& c) {
-    constexpr int highest = 15;
+    constexpr int kHighest = 15;
     if (c.cursor.at_integer() &&
-        (c.cursor.token().integer < 0 || c.cursor.token().integer > highest))
+        (c.cursor.token().integer < 0 || c.cursor.token().integer > kHighest))
         c.cursor.fail("a number of flags from 0 to 15");
     return static_cast<std::uint8_t>(c.cursor.integer());
 }
@@ -117,40 +117,40 @@ std::uint8_t ray_flag(Context& c, std::uint8_t on, std::uint8_t off) {
 }
 
 bool parse_flag(Context& c, InstanceFlags& flags) {
-    constexpr std::uint8_t both_on = 3, both_off = 12, no_casting = 6;
+    constexpr std::uint8_t kBothOn = 3, kBothOff = 12, kNoCasting = 6;
     struct OnOff {
         std::string_view word;
         Switch InstanceFlags::*field;
     };
-    constexpr OnOff switches[] = {{"visible", &InstanceFlags::visible},
-                                  {"shadowmap", &InstanceFlags::shadowmap},
-                                  {"select", &InstanceFlags::select},
-                                  {"hardware", &InstanceFlags::hardware}};
+    constexpr OnOff kSwitches[] = {{"visible", &InstanceFlags::visible},
+                                   {"shadowmap", &InstanceFlags::shadowmap},
+                                   {"select", &InstanceFlags::select},
+                                   {"hardware", &InstanceFlags::hardware}};
     struct Ray {
         std::string_view word;
         std::uint8_t InstanceFlags::*field;
         std::uint8_t off;
     };
-    constexpr Ray rays[] = {{"shadow", &InstanceFlags::shadow, no_casting},
-                            {"reflection", &InstanceFlags::reflection, both_off},
-                            {"refraction", &InstanceFlags::refraction, both_off},
-                            {"transparency", &InstanceFlags::transparency, both_off},
-                            {"caustic", &InstanceFlags::caustic, both_off},
-                            {"globillum", &InstanceFlags::globillum, both_off},
-                            {"finalgather", &InstanceFlags::finalgather, both_off}};
+    constexpr Ray kRays[] = {{"shadow", &InstanceFlags::shadow, kNoCasting},
+                             {"reflection", &InstanceFlags::reflection, kBothOff},
+                             {"refraction", &InstanceFlags::refraction, kBothOff},
+                             {"transparency", &InstanceFlags::transparency, kBothOff},
+                             {"caustic", &InstanceFlags::caustic, kBothOff},
+                             {"globillum", &InstanceFlags::globillum, kBothOff},
+                             {"finalgather", &InstanceFlags::finalgather, kBothOff}};
     Cursor& cursor = c.cursor;
-    for (const OnOff& s : switches)
+    for (const OnOff& s : kSwitches)
         if (cursor.accept(s.word)) {
             flags.*s.field = cursor.boolean_or(true) ? Switch::on : Switch::off;
             return true;
         }
-    for (const Ray& ray : rays)
+    for (const Ray& ray : kRays)
         if (cursor.accept(ray.word)) {
-            flags.*ray.field = ray_flag(c, both_on, ray.off);
+            flags.*ray.field = ray_flag(c, kBothOn, ray.off);
             return true;
         }
     if (cursor.accept("trace")) {
-        const std::uint8_t bits = cursor.boolean_or(true) ? both_on : both_off;
+        const std::uint8_t bits = cursor.boolean_or(true) ? kBothOn : kBothOff;
         flags.reflection = flags.refraction = bits;
     } else if (cursor.accept("face")) {
         flags.face = parse_face(cursor);

@@ -114,12 +114,12 @@ void parse_item(Context& c, Light& light, Seen& seen) {
         std::string_view word;
         AreaKind kind;
     };
-    constexpr Area areas[] = {{"rectangle", AreaKind::rectangle}, {"disc", AreaKind::disc},
-                              {"sphere", AreaKind::sphere},       {"cylinder", AreaKind::cylinder},
-                              {"object", AreaKind::object},       {"user", AreaKind::user}};
+    constexpr Area kAreas[] = {{"rectangle", AreaKind::rectangle}, {"disc", AreaKind::disc},
+                               {"sphere", AreaKind::sphere},       {"cylinder", AreaKind::cylinder},
+                               {"object", AreaKind::object},       {"user", AreaKind::user}};
     Cursor& cursor = c.cursor;
     if (at_shader(c)) return parse_shader_item(c, light, seen);
-    for (const Area& area : areas)
+    for (const Area& area : kAreas)
         if (cursor.accept(area.word)) return parse_area(c, light, area.kind);
     if (cursor.accept("origin")) {
         light.origin = cursor.vector();

@@ -9,7 +9,7 @@ struct MaterialClause {
     std::string_view word;
     ShaderList Material::*list;
 };
-constexpr MaterialClause clauses[] = {
+constexpr MaterialClause kClauses[] = {
     {"displace", &Material::displace},   {"shadow", &Material::shadow},
     {"volume", &Material::volume},       {"environment", &Material::environment},
     {"contour", &Material::contour},     {"photon", &Material::photon},
@@ -18,7 +18,7 @@ constexpr MaterialClause clauses[] = {
 
 struct Seen {
     Clause surface;
-    std::array<Clause, std::size(clauses)> lists;
+    std::array<Clause, std::size(kClauses)> lists;
 };
 
 void parse_item(Context& c, Material& material, Seen& seen) {
@@ -30,9 +30,9 @@ void parse_item(Context& c, Material& material, Seen& seen) {
     }
     if (cursor.accept("nocontour")) return;
     if (cursor.at("attribute")) return skip_attribute(c);
-    for (std::size_t i = 0; i < std::size(clauses); ++i)
-        if (cursor.accept(clauses[i].word))
-            return seen.lists[i].parse(c, material.*clauses[i].list);
+    for (std::size_t i = 0; i < std::size(kClauses); ++i)
+        if (cursor.accept(kClauses[i].word))
+            return seen.lists[i].parse(c, material.*kClauses[i].list);
     cursor.fail("a shader, a material clause or 'end material'");
 }
 

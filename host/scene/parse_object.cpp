@@ -5,19 +5,19 @@ namespace vx::scene {
 
 namespace {
 
-constexpr std::uint8_t ray_mask = 3;
+constexpr std::uint8_t kRayMask = 3;
 
 std::uint8_t ray_bits(Cursor& cursor) {
-    constexpr int highest = 255;
-    if (cursor.at_integer() && (cursor.token().integer < 0 || cursor.token().integer > highest))
+    constexpr int kHighest = 255;
+    if (cursor.at_integer() && (cursor.token().integer < 0 || cursor.token().integer > kHighest))
         cursor.fail("a number of flags from 0 to 3");
-    return static_cast<std::uint8_t>(cursor.integer()) & ray_mask;
+    return static_cast<std::uint8_t>(cursor.integer()) & kRayMask;
 }
 
 std::uint8_t ray_flag(Cursor& cursor) {
     if (cursor.at_integer()) return ray_bits(cursor);
-    constexpr std::uint8_t on = 3, off = 2;
-    return cursor.boolean_or(true) ? on : off;
+    constexpr std::uint8_t kOn = 3, kOff = 2;
+    return cursor.boolean_or(true) ? kOn : kOff;
 }
 
 void skip_box(Cursor& cursor) {
@@ -37,11 +37,11 @@ bool parse_ray_flag(Cursor& cursor, ObjectFlags& flags) {
         std::string_view word;
         std::uint8_t ObjectFlags::*field;
     };
-    constexpr Ray rays[] = {
+    constexpr Ray kRays[] = {
         {"shadow", &ObjectFlags::shadow},         {"reflection", &ObjectFlags::reflection},
         {"refraction", &ObjectFlags::refraction}, {"transparency", &ObjectFlags::transparency},
         {"caustic", &ObjectFlags::caustic},       {"globillum", &ObjectFlags::globillum}};
-    for (const Ray& ray : rays)
+    for (const Ray& ray : kRays)
         if (cursor.accept(ray.word)) {
             flags.*ray.field = ray_flag(cursor);
             return true;

@@ -15,9 +15,9 @@ void parse_trace(Cursor& cursor, Options& o) {
     o.reflection_depth = cursor.integer();
     o.refraction_depth = cursor.at_integer() ? cursor.integer() : o.reflection_depth;
     const long sum = static_cast<long>(o.reflection_depth) + o.refraction_depth;
-    constexpr long largest = 1 << 20; // keeps the sum far from where integers end
+    constexpr long kLargest = 1 << 20; // keeps the sum far from where integers end
     o.trace_depth = cursor.at_integer() ? cursor.integer()
-                                        : static_cast<int>(std::clamp(sum, -largest, largest));
+                                        : static_cast<int>(std::clamp(sum, -kLargest, kLargest));
 }
 
 void parse_samples(Cursor& cursor, Options& o) {
@@ -28,8 +28,8 @@ void parse_samples(Cursor& cursor, Options& o) {
     const Location where = cursor.where();
     const int first = cursor.integer();
     if (!cursor.at_integer()) {
-        constexpr int lowest = -128;
-        o.min_samples = std::max(first, lowest) - 2;
+        constexpr int kLowest = -128;
+        o.min_samples = std::max(first, kLowest) - 2;
         o.max_samples = first;
         return;
     }
@@ -101,22 +101,22 @@ struct FeatureSwitch {
     std::string_view word;
     bool Options::*field;
 };
-constexpr FeatureSwitch switches[] = {{"lens", &Options::lens},
-                                      {"volume", &Options::volume},
-                                      {"geometry", &Options::geometry},
-                                      {"output", &Options::output},
-                                      {"merge", &Options::merge},
-                                      {"hair", &Options::hair},
-                                      {"pass", &Options::pass},
-                                      {"autovolume", &Options::autovolume},
-                                      {"desaturate", &Options::desaturate},
-                                      {"dither", &Options::dither},
-                                      {"premultiply", &Options::premultiply},
-                                      {"samplelock", &Options::samplelock},
-                                      {"motion", &Options::motion}};
+constexpr FeatureSwitch kSwitches[] = {{"lens", &Options::lens},
+                                       {"volume", &Options::volume},
+                                       {"geometry", &Options::geometry},
+                                       {"output", &Options::output},
+                                       {"merge", &Options::merge},
+                                       {"hair", &Options::hair},
+                                       {"pass", &Options::pass},
+                                       {"autovolume", &Options::autovolume},
+                                       {"desaturate", &Options::desaturate},
+                                       {"dither", &Options::dither},
+                                       {"premultiply", &Options::premultiply},
+                                       {"samplelock", &Options::samplelock},
+                                       {"motion", &Options::motion}};
 
 bool parse_switch(Cursor& cursor, Options& o) {
-    for (const FeatureSwitch& s : switches)
+    for (const FeatureSwitch& s : kSwitches)
         if (cursor.accept(s.word)) {
             if (s.field == &Options::motion && cursor.accept("steps"))
                 o.motion_steps = cursor.integer_from(1, "a number of motion steps above 0");
@@ -213,14 +213,14 @@ Filter parse_filter(Context& c) {
         FilterKind kind;
         float size;
     };
-    constexpr Kind kinds[] = {{"box", FilterKind::box, 1},
+    constexpr Kind kInds[] = {{"box", FilterKind::box, 1},
                               {"triangle", FilterKind::triangle, 2},
                               {"gauss", FilterKind::gauss, 3},
                               {"mitchell", FilterKind::mitchell, 4},
                               {"lanczos", FilterKind::lanczos, 4}};
     Filter filter;
     filter.clip = cursor.accept("clip");
-    for (const Kind& kind : kinds)
+    for (const Kind& kind : kInds)
         if (cursor.accept(kind.word)) {
             filter.kind = kind.kind;
             filter.width = cursor.at_number() ? cursor.number() : 0;

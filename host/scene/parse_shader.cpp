@@ -59,8 +59,8 @@ Value parse_value(Context& c, bool in_array, unsigned depth) {
 
 // The last one given of each name counts.
 void drop_repeated(std::vector<Parameter>& parameters) {
-    constexpr std::size_t few = 32;
-    if (parameters.size() <= few) {
+    constexpr std::size_t kFew = 32;
+    if (parameters.size() <= kFew) {
         for (std::size_t i = 0; i < parameters.size();) {
             const auto same = [&](const Parameter& p) { return p.name == parameters[i].name; };
             const auto at = parameters.begin() + static_cast<std::ptrdiff_t>(i);

@@ -44,10 +44,10 @@ void parse_version(Context& c, Bound bound) {
 }
 
 void parse_verbose(Context& c) {
-    constexpr int on = 5, off = 2, highest = 7;
-    if (c.cursor.at_bool()) return c.receiver.on_verbose(c.cursor.boolean() ? on : off);
+    constexpr int kOn = 5, kOff = 2, kHighest = 7;
+    if (c.cursor.at_bool()) return c.receiver.on_verbose(c.cursor.boolean() ? kOn : kOff);
     if (!c.cursor.at_integer()) c.cursor.fail("'on', 'off' or a level from 0 to 7");
-    c.receiver.on_verbose(std::clamp(c.cursor.integer(), 0, highest));
+    c.receiver.on_verbose(std::clamp(c.cursor.integer(), 0, kHighest));
 }
 
 // The next token may stand behind a $ line that asks for the variable, so the variable changes
@@ -194,12 +194,12 @@ void skip_element(Context& c, bool has_end) {
 
 // The kind whose `end kind` closes the statement that begins here; empty when it has none.
 std::string statement_end(const Cursor& cursor) {
-    constexpr std::string_view blocks[] = {"options",      "camera",       "light",     "material",
-                                           "object",       "instance",     "instgroup", "assembly",
-                                           "lightprofile", "colorprofile", "spectrum",  "map",
-                                           "declare",      "registry",     "frame",     "view"};
-    const bool block = cursor.at_word() && std::find(std::begin(blocks), std::end(blocks),
-                                                     cursor.token().text) != std::end(blocks);
+    constexpr std::string_view kBlocks[] = {"options",      "camera",       "light",     "material",
+                                            "object",       "instance",     "instgroup", "assembly",
+                                            "lightprofile", "colorprofile", "spectrum",  "map",
+                                            "declare",      "registry",     "frame",     "view"};
+    const bool block = cursor.at_word() && std::find(std::begin(kBlocks), std::end(kBlocks),
+                                                     cursor.token().text) != std::end(kBlocks);
     return block ? std::string(cursor.token().text) : std::string{};
 }
 

@@ -6,7 +6,7 @@ namespace vx::scene {
 
 namespace {
 
-constexpr int part_limit = 1024; // numbers in one part of a vertex line
+constexpr int kPartLimit = 1024; // numbers in one part of a vertex line
 
 // What a vertex line holds behind the position, in this order.
 struct Part {
@@ -30,8 +30,8 @@ std::size_t parse_count(Cursor& cursor, bool bracket) {
 }
 
 int parse_part_count(Cursor& cursor) {
-    if (cursor.at_integer() && cursor.token().integer > part_limit)
-        cursor.fail("a count of at most " + std::to_string(part_limit));
+    if (cursor.at_integer() && cursor.token().integer > kPartLimit)
+        cursor.fail("a count of at most " + std::to_string(kPartLimit));
     return cursor.integer_from(0, "a count");
 }
 
@@ -40,14 +40,14 @@ std::vector<Part> parse_parts(Cursor& cursor) {
         std::string_view word;
         Part::Kind kind;
     };
-    constexpr Code codes[] = {{"n", Part::Kind::normal},  {"d", Part::Kind::first},
-                              {"d2", Part::Kind::second}, {"m", Part::Kind::motion},
-                              {"b", Part::Kind::bump},    {"t", Part::Kind::texture},
-                              {"u", Part::Kind::user}};
+    constexpr Code kCodes[] = {{"n", Part::Kind::normal},  {"d", Part::Kind::first},
+                               {"d2", Part::Kind::second}, {"m", Part::Kind::motion},
+                               {"b", Part::Kind::bump},    {"t", Part::Kind::texture},
+                               {"u", Part::Kind::user}};
     std::vector<Part> parts;
     for (bool found = true; found;) {
         found = false;
-        for (const Code& code : codes) {
+        for (const Code& code : kCodes) {
             if (!cursor.accept(code.word)) continue;
             found = true;
             Part part;
@@ -57,8 +57,8 @@ std::vector<Part> parse_parts(Cursor& cursor) {
             if (counts && cursor.at_integer()) part.count = parse_part_count(cursor);
             while (lists && cursor.at_integer())
                 part.dims.push_back(parse_part_count(cursor));
-            if (parts.size() == static_cast<std::size_t>(part_limit))
-                cursor.fail("at most " + std::to_string(part_limit) + " parts of a vertex");
+            if (parts.size() == static_cast<std::size_t>(kPartLimit))
+                cursor.fail("at most " + std::to_string(kPartLimit) + " parts of a vertex");
             parts.push_back(std::move(part));
         }
     }

@@ -12,10 +12,10 @@ namespace vx::scene {
 
 namespace {
 
-constexpr std::size_t padding = 16;
-constexpr std::size_t chunk = std::size_t{1} << 20;
+constexpr std::size_t kPadding = 16;
+constexpr std::size_t kChunk = std::size_t{1} << 20;
 // A scene larger than this when unpacked is taken for a decompression bomb.
-constexpr std::size_t unpacked_limit = std::size_t{1} << 36;
+constexpr std::size_t kUnpackedLimit = std::size_t{1} << 36;
 
 class Descriptor {
   public:
@@ -39,7 +39,7 @@ std::string reason(int number) {
 
 bool Source::reserve(std::size_t capacity) {
     if (capacity <= m_capacity) return true;
-    void* const grown = std::realloc(m_bytes.get(), capacity + padding);
+    void* const grown = std::realloc(m_bytes.get(), capacity + kPadding);
     if (!grown) return false;
     (void)m_bytes.release();
     m_bytes.reset(static_cast<char*>(grown));
@@ -48,7 +48,7 @@ bool Source::reserve(std::size_t capacity) {
 }
 
 void Source::finish() {
-    std::memset(m_bytes.get() + m_size, 0, padding);
+    std::memset(m_bytes.get() + m_size, 0, kPadding);
 }
 
 std::unique_ptr<Source> Source::from_file(const std::string& path, std::string& error) {
@@ -63,7 +63,7 @@ std::unique_ptr<Source> Source::from_file(const std::string& path, std::string& 
 std::unique_ptr<Source> Source::from_descriptor(int descriptor, std::string& error) {
     auto source = std::make_unique<Source>();
     struct stat status {};
-    std::size_t expected = chunk;
+    std::size_t expected = kChunk;
     // One byte more than the file has, so that its end is seen without growing.
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
         expected = static_cast<std::size_t>(status.st_size) + 1;
@@ -71,7 +71,7 @@ std::unique_ptr<Source> Source::from_descriptor(int descriptor, std::string& err
         if (source->m_size == source->m_capacity) {
             const std::size_t wanted = source->m_capacity == 0
                                            ? expected
-                                           : source->m_capacity + source->m_capacity / 2 + chunk;
+                                           : source->m_capacity + source->m_capacity / 2 + kChunk;
             if (!source->reserve(wanted)) {
                 error = "out of memory";
                 return nullptr;
@@ -108,8 +108,8 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
     if (packed->m_size < 2 || byte(0) != 0x1f || byte(1) != 0x8b) return packed;
 
     z_stream stream{};
-    constexpr int gzip_window = 15 + 16;
-    if (inflateInit2(&stream, gzip_window) != Z_OK) {
+    constexpr int kGzipWindow = 15 + 16;
+    if (inflateInit2(&stream, kGzipWindow) != Z_OK) {
         error = "out of memory";
         return nullptr;
     }
@@ -123,15 +123,15 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
         if (status == Z_STREAM_END) inflateReset(&stream);
         if (plain->m_size == plain->m_capacity) {
             const std::size_t wanted =
-                plain->m_capacity == 0 ? packed->m_size * 4 + chunk : plain->m_capacity * 2;
-            if (wanted > unpacked_limit || !plain->reserve(wanted)) {
+                plain->m_capacity == 0 ? packed->m_size * 4 + kChunk : plain->m_capacity * 2;
+            if (wanted > kUnpackedLimit || !plain->reserve(wanted)) {
                 error = "unpacks to more than memory holds";
                 return nullptr;
             }
         }
-        constexpr std::size_t step = std::size_t{1} << 30;
-        const std::size_t in = std::min(packed->m_size - used, step);
-        const std::size_t out = std::min(plain->m_capacity - plain->m_size, step);
+        constexpr std::size_t kStep = std::size_t{1} << 30;
+        const std::size_t in = std::min(packed->m_size - used, kStep);
+        const std::size_t out = std::min(plain->m_capacity - plain->m_size, kStep);
         stream.next_in = reinterpret_cast<Bytef*>(packed->m_bytes.get() + used);
         stream.avail_in = static_cast<uInt>(in);
         stream.next_out = reinterpret_cast<Bytef*>(plain->m_bytes.get() + plain->m_size);

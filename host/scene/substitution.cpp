@@ -9,10 +9,10 @@ namespace vx::scene {
 
 namespace {
 
-constexpr unsigned depth_limit = 32;
-constexpr std::size_t length_limit = std::size_t{1} << 16;
-constexpr std::size_t name_limit = 4096;
-constexpr unsigned reference_limit = 100000; // in one text: entries may name one another twice
+constexpr unsigned kDepthLimit = 32;
+constexpr std::size_t kLengthLimit = std::size_t{1} << 16;
+constexpr std::size_t kNameLimit = 4096;
+constexpr unsigned kReferenceLimit = 100000; // in one text: entries may name one another twice
 
 // One search text, taken apart.
 struct Piece {
@@ -83,13 +83,13 @@ std::string apply_rule(const Rule& rule, std::string_view text) {
     return result;
 }
 
-constexpr std::string_view built_in_rules =
+constexpr std::string_view kBuiltInRules =
     "/.dll$/.so/ /.obj$/.o/ /.lib$/.a/ /^[a-z]:// /^[A-Z]:// !\\!/!";
 
 // Index behind the brace that closes the one at `open`, or npos.
 std::size_t closing_brace(std::string_view text, std::size_t open) {
     unsigned depth = 0;
-    const std::size_t last = std::min(text.size(), open + name_limit);
+    const std::size_t last = std::min(text.size(), open + kNameLimit);
     for (std::size_t i = open; i < last; ++i) {
         if (text[i] == '{') ++depth;
         if (text[i] == '}' && --depth == 0) return i;
@@ -133,7 +133,7 @@ bool substitute_into(const Substitution& names, std::string& result, std::string
                      unsigned depth, unsigned& references) {
     std::size_t at = 0;
     while (at < text.size()) {
-        if (result.size() > length_limit || references > reference_limit) return false;
+        if (result.size() > kLengthLimit || references > kReferenceLimit) return false;
         const bool dollar = text[at] == '$' && at + 1 < text.size() && text[at + 1] == '{';
         const std::size_t open = dollar ? at + 1 : at;
         const std::size_t close =
@@ -155,10 +155,10 @@ bool substitute_into(const Substitution& names, std::string& result, std::string
             auto value = names.registry(text.substr(open, close - open + 1));
             // Entries are customarily named with their braces, but need not be.
             if (!value) value = names.registry(inside);
-            if (!value || depth >= depth_limit) {
+            if (!value || depth >= kDepthLimit) {
                 // Not an entry itself; what stands inside may be one.
                 result += '{';
-                if (depth < depth_limit)
+                if (depth < kDepthLimit)
                     substitute_into(names, result, inside, depth + 1, references);
                 else
                     result += inside;
@@ -184,7 +184,7 @@ std::string Substitution::substitute(std::string_view text) const {
 std::string Substitution::path(std::string_view text) const {
     const std::string plain = substitute(text);
     const char* const rules = std::getenv("MI_RAY_SUBSTITUTE"); // NOLINT(concurrency-mt-unsafe)
-    return apply_path_rules(rules ? std::string_view(rules) : built_in_rules, plain);
+    return apply_path_rules(rules ? std::string_view(rules) : kBuiltInRules, plain);
 }
 
 std::string apply_path_rules(std::string_view rules, std::string_view text) {
@@ -202,7 +202,7 @@ std::string apply_path_rules(std::string_view rules, std::string_view text) {
         result = apply_rule(parse_rule(rules.substr(at + 1, middle - at - 1),
                                        rules.substr(middle + 1, last - middle - 1)),
                             result);
-        if (result.size() > length_limit) return result;
+        if (result.size() > kLengthLimit) return result;
         at = last + 1;
     }
 }

@@ -10,7 +10,7 @@ namespace vx::scene {
 namespace {
 
 // Tests of one point against one triangle before the rest of a polygon is cut as a fan.
-constexpr std::size_t work_limit = 200'000'000;
+constexpr std::size_t kWorkLimit = 200'000'000;
 
 struct Point {
     double x = 0, y = 0;
@@ -102,8 +102,8 @@ std::size_t pick_twin(const std::vector<Point>& flat, const std::vector<std::uin
  */
 std::size_t bridge_end(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
                        Point m) {
-    constexpr double infinite = std::numeric_limits<double>::infinity();
-    double nearest = infinite;
+    constexpr double kInfinite = std::numeric_limits<double>::infinity();
+    double nearest = kInfinite;
     std::size_t best = outline.size();
     Point hit;
     for (std::size_t i = 0; i < outline.size(); ++i) {
@@ -125,7 +125,7 @@ std::size_t bridge_end(const std::vector<Point>& flat, const std::vector<std::ui
     }
     const Point p = flat[outline[best]];
     if (p == hit) return pick_twin(flat, outline, best, m);
-    double smallest = infinite;
+    double smallest = kInfinite;
     std::size_t chosen = best;
     for (std::size_t i = 0; i < outline.size(); ++i) {
         const Point q = flat[outline[i]];
@@ -177,7 +177,7 @@ class EarClipper {
         std::size_t left = m_outline.size(), now = 0, refused = 0;
         bool in_budget = true;
         while (left > 3) {
-            in_budget = in_budget && m_work < work_limit;
+            in_budget = in_budget && m_work < kWorkLimit;
             // After a full turn without an ear the polygon crosses itself: cut where we are.
             if (in_budget && refused < left && !is_ear(now)) {
                 now = m_next[now];
@@ -286,11 +286,11 @@ bool triangulate(std::span<const Vec3> points, std::span<const std::uint32_t> co
     std::size_t bridging = 0;
     for (const auto& hole : holes) {
         bridging += outline.size();
-        if (bridging > work_limit) break;
+        if (bridging > kWorkLimit) break;
         join_hole(flat, outline, hole);
     }
     const bool clipped = EarClipper(flat, outline).run(corners, triangles);
-    return clipped && bridging <= work_limit;
+    return clipped && bridging <= kWorkLimit;
 }
 
 } // namespace vx::scene

@@ -6,7 +6,7 @@ namespace vx::scene {
 
 namespace {
 
-constexpr std::array<std::string_view, 19> type_names = {
+constexpr std::array<std::string_view, 19> kTypeNames = {
     "boolean", "integer",   "scalar",         "string",         "color",
     "vector",  "transform", "scalar texture", "vector texture", "color texture",
     "light",   "material",  "geometry",       "lightprofile",   "spectrum",
@@ -23,7 +23,7 @@ bool operator==(const Parameter& a, const Parameter& b) {
 }
 
 std::string_view type_name(Type type) {
-    return type_names[static_cast<std::size_t>(type)];
+    return kTypeNames[static_cast<std::size_t>(type)];
 }
 
 unsigned component_count(Type type) {

@@ -22,7 +22,7 @@ struct Color {
 
 // Row-major, for row vectors, translation in the last row.
 using Matrix = std::array<float, 16>;
-inline constexpr Matrix identity_matrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+inline constexpr Matrix kIdentityMatrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 // How a number was written: an integer may stand for a real, a real never for an integer; booleans
 // stand for themselves, and the integers 0 and 1 may stand for a boolean.

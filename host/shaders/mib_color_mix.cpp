@@ -15,13 +15,13 @@
 
 namespace {
 
-constexpr int most = 8;
+constexpr int kMost = 8;
 
 struct ColorMixParameters {
     miInteger num;
-    miInteger mode[most];
-    miScalar weight[most];
-    miColor color[most];
+    miInteger mode[kMost];
+    miScalar weight[kMost];
+    miColor color[kMost];
     miColor base;
 };
 
@@ -53,7 +53,7 @@ miColor worked_in(const miColor& x, const miColor& c, miScalar w, miInteger mode
 } // namespace
 
 VX_SHADER(mib_color_mix, miColor, ColorMixParameters) {
-    const int count = std::clamp(*mi_eval_integer(&parameters->num), 0, most);
+    const int count = std::clamp(*mi_eval_integer(&parameters->num), 0, kMost);
     miColor mixed = *mi_eval_color(&parameters->base);
     for (int i = 0; i < count; ++i) {
         const miInteger mode = *mi_eval_integer(&parameters->mode[i]);

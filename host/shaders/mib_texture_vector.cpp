@@ -27,9 +27,9 @@ struct TextureVectorParameters {
 enum Space : miInteger { internal_space, object_space, world_space, camera_space, screen_space };
 
 bool texture_space(miState* state, int space, int vertex, miVector* v) {
-    constexpr int last_space = 63;
+    constexpr int kLastSpace = 63;
     miVector *a = nullptr, *b = nullptr, *c = nullptr;
-    if (space > last_space || !mi_tri_vectors(state, 't', space, &a, &b, &c)) return false;
+    if (space > kLastSpace || !mi_tri_vectors(state, 't', space, &a, &b, &c)) return false;
     switch (vertex) {
     case 1:
         *v = *a;
@@ -85,10 +85,10 @@ void vector_in_space(miState* state, int space, miVector* v, bool normal) {
 }
 
 bool select_vector(miState* state, int select, int space, int vertex, miVector* v) {
-    constexpr int first_derivative = -5, last_derivative = -9;
+    constexpr int kFirstDerivative = -5, kLastDerivative = -9;
     if (select >= 0) return texture_space(state, select, vertex, v);
-    if (select <= first_derivative && select >= last_derivative) {
-        const miVector* const derivative = state->derivs[first_derivative - select];
+    if (select <= kFirstDerivative && select >= kLastDerivative) {
+        const miVector* const derivative = state->derivs[kFirstDerivative - select];
         if (!derivative) return false;
         *v = *derivative;
         vector_in_space(state, space, v, false);
@@ -124,10 +124,10 @@ bool select_vector(miState* state, int select, int space, int vertex, miVector* 
 }
 
 miVector project_vector(const miVector& p, int project) {
-    constexpr miScalar pi = std::numbers::pi_v<miScalar>;
+    constexpr miScalar kPi = std::numbers::pi_v<miScalar>;
     const miScalar length = mi_vector_norm(&p);
     const miScalar height = length > 0 ? std::clamp(p.y / length, -1.0f, 1.0f) : 0;
-    const miScalar around = std::atan2(p.x, p.z) / (2 * pi) + 0.5f;
+    const miScalar around = std::atan2(p.x, p.z) / (2 * kPi) + 0.5f;
     switch (project) {
     case 1:
     case 2:
@@ -137,12 +137,12 @@ miVector project_vector(const miVector& p, int project) {
     case 4:
         return {p.y, p.z, 0};
     case 5:
-        return {around, std::asin(height) / pi + 0.5f, 0};
+        return {around, std::asin(height) / kPi + 0.5f, 0};
     case 6:
         return {around, p.y, 0};
     case 7: {
-        const miScalar d = std::acos(height) / pi;
-        return {(1 + d * std::sin(2 * pi * around)) / 2, (1 + d * std::cos(2 * pi * around)) / 2,
+        const miScalar d = std::acos(height) / kPi;
+        return {(1 + d * std::sin(2 * kPi * around)) / 2, (1 + d * std::cos(2 * kPi * around)) / 2,
                 0};
     }
     default:

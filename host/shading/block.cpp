@@ -145,8 +145,8 @@ class Filler {
             /* Behind everything else, at a whole number of elements from x[0]. */
             const std::size_t index = (m_block.bytes.size() - first + element - 1) / element;
             start = first + index * element;
-            if (count > RecordMemory::ghost_distance / element ||
-                start + count * element > RecordMemory::ghost_distance) {
+            if (count > RecordMemory::kGhostDistance / element ||
+                start + count * element > RecordMemory::kGhostDistance) {
                 mistake(where, "array \"" + name + "\" is too large");
                 return;
             }

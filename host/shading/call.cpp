@@ -26,13 +26,13 @@ std::string cycle_text(const ThreadContext& thread, const Function& next) {
 void check_depth(Context& context, const Function& next) {
     const ThreadContext& thread = context.thread();
     if (thread.top == nullptr) return;
-    const bool evaluations = thread.top->evaluations >= max_evaluation_depth;
-    if (!evaluations && thread.top->depth < max_call_depth) return;
+    const bool evaluations = thread.top->evaluations >= kMaxEvaluationDepth;
+    if (!evaluations && thread.top->depth < kMaxCallDepth) return;
     const std::string cycle = cycle_text(thread, next);
     std::string text =
         evaluations
-            ? "connected parameters are nested " + std::to_string(max_evaluation_depth) + " deep"
-            : "shader calls are nested " + std::to_string(max_call_depth) + " deep";
+            ? "connected parameters are nested " + std::to_string(kMaxEvaluationDepth) + " deep"
+            : "shader calls are nested " + std::to_string(kMaxCallDepth) + " deep";
     if (!cycle.empty()) text += "; they form a cycle: " + cycle;
     context.abort_render(text);
 }

@@ -12,8 +12,8 @@ namespace vx::shading {
 
 /* Nested evaluations of connected parameters, and nested shader calls of any kind, on one thread.
  */
-inline constexpr int max_evaluation_depth = 200;
-inline constexpr int max_call_depth = 500;
+inline constexpr int kMaxEvaluationDepth = 200;
+inline constexpr int kMaxCallDepth = 500;
 
 /* One shader, without the rest of a list (lens shaders call their successor by mi_trace_eye).
  * `argument` null: its own parameter block. False for the null tag, for a refused shader, and when

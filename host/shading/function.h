@@ -35,7 +35,7 @@ class RecordMemory {
   public:
     /* Bytes from a parameter block to its ghost block, the same for all; also the most bytes that
      * one record can have. */
-    static constexpr std::size_t ghost_distance = std::size_t{256} << 20;
+    static constexpr std::size_t kGhostDistance = std::size_t{256} << 20;
 
     RecordMemory() = default;
     ~RecordMemory();

@@ -19,7 +19,7 @@ namespace {
 // A leak report can only name functions of libraries that are still loaded.
 constexpr int keep_loaded = RTLD_NODELETE;
 #else
-constexpr int keep_loaded = 0;
+constexpr int kKeepLoaded = 0;
 #endif
 
 } // namespace
@@ -51,7 +51,7 @@ std::string Libraries::load(const std::string& path) {
         const fs::path full = fs::canonical(candidate, ignored);
         const auto same = [&](const Library& library) { return library.path == full.string(); };
         if (std::any_of(m_libraries.begin(), m_libraries.end(), same)) return {};
-        void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL | keep_loaded);
+        void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL | kKeepLoaded);
         if (handle == nullptr) {
             const char* const why = dlerror();
             return why == nullptr ? "cannot load " + full.string() : std::string(why);

@@ -9,7 +9,7 @@ namespace vx::shading {
 namespace {
 
 /* How long a waiting thread may go on without noticing that the render was aborted. */
-constexpr std::chrono::milliseconds abort_poll{50};
+constexpr std::chrono::milliseconds kAbortPoll{50};
 
 } // namespace
 
@@ -24,7 +24,7 @@ Lock::Result Lock::take(const Context& context, bool recursive) {
     bool waited = false;
     while (m_depth > 0) {
         context.check_aborted();
-        m_freed.wait_for(guard, abort_poll);
+        m_freed.wait_for(guard, kAbortPoll);
         waited = true;
     }
     /* The holder may have given it back because its call failed. */

@@ -13,7 +13,7 @@ std::size_t level_index(Level level) {
     return static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(level)));
 }
 
-constexpr std::array<std::string_view, 7> level_names = {"fatal", "error", "warning", "progress",
+constexpr std::array<std::string_view, 7> kLevelNames = {"fatal", "error", "warning", "progress",
                                                          "info",  "debug", "vdebug"};
 
 } // namespace
@@ -46,7 +46,7 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
     line.reserve(module.size() + text.size() + 32);
     line.append(module).append(" 0");
     if (thread >= 0) line.append(".").append(std::to_string(thread));
-    line.append(" ").append(level_names[index]).append(": ");
+    line.append(" ").append(kLevelNames[index]).append(": ");
     while (!text.empty() && text.back() == '\n')
         text.remove_suffix(1);
     for (const char c : text)

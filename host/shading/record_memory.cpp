@@ -20,14 +20,14 @@ namespace vx::shading {
 namespace {
 
 /* Memory is made usable in steps of this size; the rest of a range is only reserved. */
-constexpr std::size_t commit_step = std::size_t{1} << 20;
+constexpr std::size_t kCommitStep = std::size_t{1} << 20;
 /* Between records, so that a read beyond a block is told by the address sanitizer. */
-constexpr std::size_t gap = 32;
+constexpr std::size_t kGap = 32;
 
-constexpr std::size_t header = offsetof(miFunction, parameters);
+constexpr std::size_t kHeader = offsetof(miFunction, parameters);
 
 std::size_t record_bytes(std::size_t parameter_size) {
-    return (std::max(sizeof(miFunction), header + parameter_size) + gap + 15) & ~std::size_t{15};
+    return (std::max(sizeof(miFunction), kHeader + parameter_size) + kGap + 15) & ~std::size_t{15};
 }
 
 } // namespace
@@ -35,13 +35,13 @@ std::size_t record_bytes(std::size_t parameter_size) {
 RecordMemory::~RecordMemory() {
     for (const Chunk& chunk : m_chunks) {
         VX_UNPOISON(chunk.base, 2 * ghost_distance);
-        munmap(chunk.base, 2 * ghost_distance);
+        munmap(chunk.base, 2 * kGhostDistance);
     }
 }
 
 std::byte* RecordMemory::take(std::size_t bytes) {
-    if (m_chunks.empty() || m_chunks.back().used + bytes > ghost_distance) {
-        void* const range = mmap(nullptr, 2 * ghost_distance, PROT_NONE,
+    if (m_chunks.empty() || m_chunks.back().used + bytes > kGhostDistance) {
+        void* const range = mmap(nullptr, 2 * kGhostDistance, PROT_NONE,
                                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         if (range == MAP_FAILED) throw std::bad_alloc();
         m_chunks.push_back({static_cast<std::byte*>(range), 0, 0});
@@ -50,9 +50,9 @@ std::byte* RecordMemory::take(std::size_t bytes) {
     const std::size_t end = chunk.used + bytes;
     if (end > chunk.committed) {
         const std::size_t committed =
-            std::min(ghost_distance, (end + commit_step - 1) / commit_step * commit_step);
+            std::min(kGhostDistance, (end + kCommitStep - 1) / kCommitStep * kCommitStep);
         const std::size_t more = committed - chunk.committed;
-        for (std::byte* const half : {chunk.base, chunk.base + ghost_distance}) {
+        for (std::byte* const half : {chunk.base, chunk.base + kGhostDistance}) {
             if (mprotect(half + chunk.committed, more, PROT_READ | PROT_WRITE) != 0)
                 throw std::bad_alloc();
             VX_POISON(half + chunk.committed, more);
@@ -66,12 +66,12 @@ std::byte* RecordMemory::take(std::size_t bytes) {
 
 miFunction* RecordMemory::allocate(std::size_t parameter_size) {
     const std::size_t bytes = record_bytes(parameter_size);
-    if (parameter_size >= ghost_distance || bytes > ghost_distance) return nullptr;
+    if (parameter_size >= kGhostDistance || bytes > kGhostDistance) return nullptr;
     const auto reused = m_free.find(bytes);
     const bool fresh = reused == m_free.end();
     std::byte* const address = fresh ? take(bytes) : reused->second;
-    std::byte* const ghost = address + header + ghost_distance;
-    const std::size_t record_end = std::max(sizeof(miFunction), header + parameter_size);
+    std::byte* const ghost = address + kHeader + kGhostDistance;
+    const std::size_t record_end = std::max(sizeof(miFunction), kHeader + parameter_size);
     VX_UNPOISON(address, record_end);
     VX_UNPOISON(ghost, parameter_size);
     if (!fresh) {
@@ -82,7 +82,7 @@ miFunction* RecordMemory::allocate(std::size_t parameter_size) {
 
     auto* const record = new (address) miFunction{};
     record->parameter_size = static_cast<int>(parameter_size);
-    record->ghost_offs = static_cast<int>(ghost_distance);
+    record->ghost_offs = static_cast<int>(kGhostDistance);
     return record;
 }
 

@@ -102,11 +102,11 @@ miLight light_record(const scene::Light& light) {
 
 miInstance instance_record(const scene::Instance& instance) {
     miInstance r{};
-    const scene::Matrix to_local = instance.transform.value_or(scene::identity_matrix);
+    const scene::Matrix to_local = instance.transform.value_or(scene::kIdentityMatrix);
     const scene::Matrix from_local = inverse(to_local);
     std::copy(to_local.begin(), to_local.end(), r.tf.global_to_local);
     std::copy(from_local.begin(), from_local.end(), r.tf.local_to_global);
-    r.tf.identity = to_local == scene::identity_matrix;
+    r.tf.identity = to_local == scene::kIdentityMatrix;
     if (instance.motion == scene::MotionKind::transform)
         std::copy(instance.motion_transform.begin(), instance.motion_transform.end(),
                   r.motion_transform);
@@ -143,7 +143,7 @@ scene::Matrix inverse(const scene::Matrix& matrix) {
                                             rows.end(), [column](const auto& a, const auto& b) {
                                                 return std::abs(a[column]) < std::abs(b[column]);
                                             });
-        if (!(std::abs((*pivot)[column]) > 0)) return scene::identity_matrix;
+        if (!(std::abs((*pivot)[column]) > 0)) return scene::kIdentityMatrix;
         std::swap(*pivot, rows[column]);
         const double scale = 1 / rows[column][column];
         for (double& value : rows[column])

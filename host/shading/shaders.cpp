@@ -41,16 +41,16 @@ Declaration& ShaderBuilder::declaration_for(const scene::ShaderCall& call) {
 miTag ShaderBuilder::build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                            BlockReport report) {
     Declaration& declaration = declaration_for(call);
-    static const std::vector<scene::Parameter> none;
+    static const std::vector<scene::Parameter> kNone;
     /* Of a stand-in's parameters nothing is known. */
-    const Block block = fill_block(declaration, declaration.built_in ? none : call.parameters,
+    const Block block = fill_block(declaration, declaration.built_in ? kNone : call.parameters,
                                    *this, m_diagnostics, report);
     Function* const function =
         m_context.functions.create(declaration, block.bytes.size(), name, existing);
     if (function == nullptr) {
         m_diagnostics.error(call.where,
                             "shader \"" + call.declaration + "\": its parameters take more than " +
-                                std::to_string(RecordMemory::ghost_distance) + " bytes");
+                                std::to_string(RecordMemory::kGhostDistance) + " bytes");
         return miNULLTAG;
     }
     if (!block.bytes.empty())

@@ -37,7 +37,7 @@ class NameTable {
         instance,
         group
     };
-    static constexpr std::size_t kind_count = 10;
+    static constexpr std::size_t kIndCount = 10;
 
     /* 0 when there is none. */
     [[nodiscard]] miTag find(Kind kind, std::string_view name) const;
@@ -45,7 +45,7 @@ class NameTable {
     void remove(Kind kind, const std::string& name);
 
   private:
-    std::map<std::string, miTag, std::less<>> m_tags[kind_count];
+    std::map<std::string, miTag, std::less<>> m_tags[kIndCount];
 };
 
 /* The shader instances that one element owns. Filled again when the element is redefined, in the

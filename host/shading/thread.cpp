@@ -9,7 +9,7 @@ namespace vx::shading {
 
 namespace {
 
-constexpr std::size_t arena_chunk_size = std::size_t{64} << 10;
+constexpr std::size_t kArenaChunkSize = std::size_t{64} << 10;
 
 constexpr std::size_t round_up(std::size_t bytes) {
     return (bytes + 15) & ~std::size_t{15};
@@ -24,7 +24,7 @@ void* Arena::allocate(std::size_t bytes) {
         m_used = 0;
     }
     if (m_chunk == m_chunks.size()) {
-        const std::size_t size = std::max(arena_chunk_size, room);
+        const std::size_t size = std::max(kArenaChunkSize, room);
         m_chunks.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
         m_used = 0;
     }

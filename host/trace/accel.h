@@ -29,8 +29,8 @@ enum RayMask : unsigned {
 // A mesh somewhere in the world.
 struct Placement {
     const scene::Mesh* mesh = nullptr; // must outlive the Accel; not null, may be empty
-    Matrix to_world = identity;
-    Matrix to_local = identity;
+    Matrix to_world = kIdentity;
+    Matrix to_local = kIdentity;
     bool at_origin = true; // both matrices are the identity
     unsigned mask = 0;     // RayMask bits
     int eye_face = 3;      // miFACE_* bits: the sides that eye rays see

@@ -58,16 +58,16 @@ struct ProbedRay {
  */
 class ThreadArena {
   public:
-    static constexpr std::size_t max_depth = 500;
+    static constexpr std::size_t kMaxDepth = 500;
 
     // The slot for a child of `parent` (null: the first slot), or null when calls nest too deep.
     Slot* take(const miState* parent) {
         std::size_t at = m_active;
         if (parent) {
             const std::size_t own = index_of(parent);
-            if (own != none && own + 1 > at) at = own + 1;
+            if (own != kNone && own + 1 > at) at = own + 1;
         }
-        if (at >= max_depth) return nullptr;
+        if (at >= kMaxDepth) return nullptr;
         while (m_slots.size() <= at)
             m_slots.push_back(std::make_unique<Slot>());
         m_last_taken = at;
@@ -152,7 +152,7 @@ class ThreadArena {
     }
 
   private:
-    static constexpr std::size_t none = ~std::size_t{0};
+    static constexpr std::size_t kNone = ~std::size_t{0};
     [[nodiscard]] std::size_t index_of(const miState* state) const {
         // Nearly always the state whose shader runs now, or its child.
         if (m_active > 0 && m_active <= m_slots.size() && &m_slots[m_active - 1]->state == state)
@@ -161,7 +161,7 @@ class ThreadArena {
             return m_last_taken;
         for (std::size_t i = 0; i < m_slots.size(); ++i)
             if (&m_slots[i]->state == state) return i;
-        return none;
+        return kNone;
     }
 
     std::vector<std::unique_ptr<Slot>> m_slots;

@@ -10,7 +10,7 @@ namespace vx::trace {
 namespace {
 
 // What one light meets on its way at most; whatever lies behind so many surfaces is dark.
-constexpr std::size_t max_occluders = 1024;
+constexpr std::size_t kMaxOccluders = 1024;
 
 bool black(const miColor& c) {
     return !(c.r > 0.0f) && !(c.g > 0.0f) && !(c.b > 0.0f);
@@ -148,8 +148,8 @@ bool Renderer::trace_shadow(miColor* result, miState* state) {
         Nested& operator=(const Nested&) = delete;
     } const nested(memory, found);
 
-    m_world.accel().all(ray, found.hits, max_occluders);
-    if (found.hits.size() >= max_occluders) {
+    m_world.accel().all(ray, found.hits, kMaxOccluders);
+    if (found.hits.size() >= kMaxOccluders) {
         *result = {};
         return false;
     }

@@ -10,7 +10,7 @@
 namespace vx::trace {
 
 using Matrix = std::array<float, 16>;
-inline constexpr Matrix identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+inline constexpr Matrix kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 inline Matrix to_matrix(const miMatrix& m) {
     Matrix r{};

@@ -19,14 +19,14 @@ bool same_bits(const miVector& a, const miVector& b) {
 
 // Copies all of a state but what a hit fills in, which makes up most of it.
 void copy_beside_surface(miState& to, const miState& from) {
-    constexpr std::size_t surface = offsetof(miState, refraction_volume);
-    constexpr std::size_t end = offsetof(miState, user);
-    std::memcpy(static_cast<void*>(&to), &from, surface);
+    constexpr std::size_t kSurface = offsetof(miState, refraction_volume);
+    constexpr std::size_t kEnd = offsetof(miState, user);
+    std::memcpy(static_cast<void*>(&to), &from, kSurface);
     to.ior = from.ior;
     to.ior_in = from.ior_in;
     to.importance = from.importance;
-    std::memcpy(reinterpret_cast<char*>(&to) + end, reinterpret_cast<const char*>(&from) + end,
-                sizeof to - end);
+    std::memcpy(reinterpret_cast<char*>(&to) + kEnd, reinterpret_cast<const char*>(&from) + kEnd,
+                sizeof to - kEnd);
 }
 
 } // namespace
@@ -41,7 +41,7 @@ Renderer::Renderer(shading::Context& context, const World& world, miCamera& came
       m_id(next_id++) {
     const auto* const instance =
         context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
-    const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : identity;
+    const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : kIdentity;
     m_camera_origin = point(to_world.data(), {0.0f, 0.0f, 0.0f});
     m_camera_forward = normalized(direction(to_world.data(), {0.0f, 0.0f, -1.0f}));
     m_frame_state.version = 2;

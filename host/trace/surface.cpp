@@ -132,8 +132,8 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
 
     // Embree subtracts the ray's origin from the corners in single precision; instances also take
     // the ray into the mesh's space.
-    constexpr float ulps = 8.0f * std::numeric_limits<float>::epsilon();
-    surface.error = ulps * extent;
+    constexpr float kUlps = 8.0f * std::numeric_limits<float>::epsilon();
+    surface.error = kUlps * extent;
     if (!placement.at_origin) {
         const Matrix& m = placement.to_world;
         const float scale = std::max({largest({m[0], m[1], m[2]}), largest({m[4], m[5], m[6]}),
@@ -141,7 +141,7 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
         float local_extent = largest({m[12], m[13], m[14]});
         for (const std::uint32_t i : indices)
             local_extent = std::max(local_extent, scale * largest(to_vector(mesh.positions[i])));
-        surface.error = std::max(surface.error, ulps * local_extent);
+        surface.error = std::max(surface.error, kUlps * local_extent);
     }
 
     surface.inverted = dot(ray, surface.normal_geom) > 0.0f;

@@ -11,7 +11,7 @@ namespace vx::trace {
 
 namespace {
 
-constexpr std::int64_t max_texture_values = std::int64_t{1} << 32;
+constexpr std::int64_t kMaxTextureValues = std::int64_t{1} << 32;
 
 std::size_t value_count(int width, int height, int components) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
@@ -117,7 +117,7 @@ std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string&
     const OIIO::ImageSpec spec = in->spec();
     const int components = std::min(spec.nchannels, 4);
     if (spec.width <= 0 || spec.height <= 0 || components < 1 ||
-        std::int64_t{spec.width} * spec.height * components > max_texture_values) {
+        std::int64_t{spec.width} * spec.height * components > kMaxTextureValues) {
         reason = fmt::format("its size of {} x {} pixels is not sensible", spec.width, spec.height);
         return nullptr;
     }

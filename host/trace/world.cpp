@@ -11,8 +11,8 @@ namespace vx::trace {
 
 namespace {
 
-constexpr int max_graph_depth = 200;
-constexpr std::size_t max_leaves = 20'000'000;
+constexpr int kMaxGraphDepth = 200;
+constexpr std::size_t kMaxLeaves = 20'000'000;
 
 // Bits 1, 2 switch on and 4, 8 off; what is not given comes from above.
 unsigned char inherit_bits(unsigned char given, unsigned char above) {
@@ -48,8 +48,8 @@ std::vector<miTag> tags_of(const db::Database& database, miTag list) {
 } // namespace
 
 struct World::Inherited {
-    Matrix to_local = identity; // world to here
-    Matrix to_world = identity;
+    Matrix to_local = kIdentity; // world to here
+    Matrix to_world = kIdentity;
     miTag material = miNULLTAG; // as in miInstance
     int mtl_array_size = 0;
     bool override_material = false;
@@ -141,10 +141,10 @@ void World::visit_group(miTag group, const Inherited& above, int depth) {
 }
 
 void World::visit_instance(miTag tag, const Inherited& above, int depth) {
-    if (depth > max_graph_depth || std::find(m_path.begin(), m_path.end(), tag) != m_path.end())
+    if (depth > kMaxGraphDepth || std::find(m_path.begin(), m_path.end(), tag) != m_path.end())
         throw std::runtime_error(
             fmt::format("instance \"{}\" contains itself, or groups nest deeper than {}",
-                        m_context.database.name(tag), max_graph_depth));
+                        m_context.database.name(tag), kMaxGraphDepth));
     const auto* const instance = m_context.database.find<miInstance>(tag, miSCENE_INSTANCE);
     if (!instance || instance->off) return;
 
@@ -208,9 +208,9 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
 }
 
 void World::count_leaf() {
-    if (m_elements.size() >= max_leaves)
+    if (m_elements.size() >= kMaxLeaves)
         throw std::runtime_error(fmt::format(
-            "groups instance each other into more than {} objects and lights", max_leaves));
+            "groups instance each other into more than {} objects and lights", kMaxLeaves));
 }
 
 miTag World::new_leaf(miTag item, const Inherited& reach) {
@@ -220,8 +220,8 @@ miTag World::new_leaf(miTag item, const Inherited& reach) {
     auto& leaf = *static_cast<miInstance*>(m_context.database.find(tag));
     store(reach.to_local, leaf.tf.global_to_local);
     store(reach.to_world, leaf.tf.local_to_global);
-    leaf.tf.identity = reach.to_local == identity ? miTRUE : miFALSE;
-    store(identity, leaf.motion_transform);
+    leaf.tf.identity = reach.to_local == kIdentity ? miTRUE : miFALSE;
+    store(kIdentity, leaf.motion_transform);
     leaf.item = item;
     leaf.material = reach.material;
     leaf.mtl_array_size = reach.mtl_array_size;
@@ -333,9 +333,9 @@ const LightLeaf* World::find_light(miTag instance) const {
 }
 
 const std::vector<miTag>& World::light_leaves(miTag tag) const {
-    static const std::vector<miTag> none;
+    static const std::vector<miTag> kNone;
     const auto found = m_light_leaves.find(tag);
-    return found == m_light_leaves.end() ? none : found->second;
+    return found == m_light_leaves.end() ? kNone : found->second;
 }
 
 } // namespace vx::trace

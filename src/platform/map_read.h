@@ -45,8 +45,8 @@ inline const float* Position(const mi::shader_v3::Map_iterator_base& element) {
 // distances. Results are sorted by increasing distance; the first one is the current one.
 template <miUint DIM>
 void Search(mi::shader_v3::Map_lookup& lookup, const mi::shader_v3::Map_distance<DIM>& distance,
-            int most, float squared_limit) {
-    if (lookup.operator->() != nullptr) lookup->search(distance, most, squared_limit);
+            int most, float squaredLimit) {
+    if (lookup.operator->() != nullptr) lookup->search(distance, most, squaredLimit);
 }
 inline bool IsEmpty(mi::shader_v3::Map_lookup& lookup) {
     return lookup.operator->() == nullptr || lookup->is_empty();

@@ -53,8 +53,8 @@ bool ReadValues(CAttribute& a, std::FILE* file, bool intAsInt32, std::size_t cou
 } // namespace
 
 std::int64_t TruncateToInt64(double value) {
-    constexpr double limit = 9223372036854775808.0;
-    if (std::fabs(value) < limit) return static_cast<std::int64_t>(value);
+    constexpr double kLimit = 9223372036854775808.0;
+    if (std::fabs(value) < kLimit) return static_cast<std::int64_t>(value);
     return std::numeric_limits<std::int64_t>::min();
 }
 

@@ -33,11 +33,11 @@ template <typename Stored, typename ValueAt>
 void WriteBigEndian(std::FILE* file, std::size_t count, ValueAt valueAt) {
     using Word = FileWord<Stored>;
     static_assert(sizeof(Stored) == sizeof(Word));
-    constexpr std::size_t perBlock = kStageBytes / sizeof(Word);
+    constexpr std::size_t kPerBlock = kStageBytes / sizeof(Word);
     if (file == nullptr) return;
-    Word stage[perBlock];
-    for (std::size_t first = 0; first < count; first += perBlock) {
-        const std::size_t n = std::min(perBlock, count - first);
+    Word stage[kPerBlock];
+    for (std::size_t first = 0; first < count; first += kPerBlock) {
+        const std::size_t n = std::min(kPerBlock, count - first);
         for (std::size_t i = 0; i < n; ++i) {
             const Stored value = valueAt(first + i);
             stage[i] = SwapBytes(std::bit_cast<Word>(value));
@@ -52,11 +52,11 @@ template <typename Stored, typename Store>
 bool ReadBigEndian(std::FILE* file, std::size_t count, Store store) {
     using Word = FileWord<Stored>;
     static_assert(sizeof(Stored) == sizeof(Word));
-    constexpr std::size_t perBlock = kStageBytes / sizeof(Word);
-    Word stage[perBlock];
-    for (std::size_t first = 0; first < count; first += perBlock) {
+    constexpr std::size_t kPerBlock = kStageBytes / sizeof(Word);
+    Word stage[kPerBlock];
+    for (std::size_t first = 0; first < count; first += kPerBlock) {
         if (file == nullptr) return false;
-        const std::size_t n = std::min(perBlock, count - first);
+        const std::size_t n = std::min(kPerBlock, count - first);
         const std::size_t got = std::fread(stage, sizeof(Word), n, file);
         for (std::size_t i = 0; i < got; ++i) {
             store(first + i, std::bit_cast<Stored>(SwapBytes(stage[i])));

@@ -25,10 +25,10 @@ bool IsPerParticleCode(std::int32_t code) {
 }
 
 std::int64_t PdcDataSize(std::int32_t code, std::int32_t particleCount) {
-    constexpr std::int64_t valueSize[kPdcTypeCodes] = {4, 4, 8, 8, 24, 24};
+    constexpr std::int64_t kValueSize[kPdcTypeCodes] = {4, 4, 8, 8, 24, 24};
     if (code < 0 || code >= kPdcTypeCodes) return -1;
-    if (!IsPerParticleCode(code)) return valueSize[code];
-    return particleCount < 0 ? -1 : valueSize[code] * particleCount;
+    if (!IsPerParticleCode(code)) return kValueSize[code];
+    return particleCount < 0 ? -1 : kValueSize[code] * particleCount;
 }
 
 const char* PdcErrorText(PdcError error) {
@@ -56,11 +56,11 @@ const char* PdcErrorText(PdcError error) {
 }
 
 bool ReadGrowing(std::FILE* file, std::size_t count, std::string& bytes) {
-    constexpr std::size_t piece = 4096;
+    constexpr std::size_t kPiece = 4096;
     bytes.clear();
     while (bytes.size() < count) {
         const std::size_t done = bytes.size();
-        const std::size_t more = std::min(piece, count - done);
+        const std::size_t more = std::min(kPiece, count - done);
         bytes.resize(done + more);
         if (std::fread(bytes.data() + done, 1, more, file) != more) return false;
     }

@@ -28,11 +28,11 @@ bool CPointGrid::Append(std::int32_t row, const CPoint& point) {
 int CPointGrid::ToPdc(CPdc* pdc, float radius) const {
     pdc->NameBakedSlots();
 
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     std::int64_t total = 0;
     for (const CPointArray& row : rows)
         total += static_cast<std::int64_t>(row.points.size());
-    const auto n = static_cast<std::int32_t>(std::min(total, most));
+    const auto n = static_cast<std::int32_t>(std::min(total, kMost));
 
     std::memcpy(pdc->header.magic, "PDC ", 4);
     pdc->header.formatVersion = 1;

@@ -18,10 +18,10 @@ miBoolean ReadPoints(ReadResult* result, miState* state, ReadParameters* params,
     if (record.disabled != miFALSE) return miTRUE;
     if (record.mapHolder == nullptr) return miFALSE;
 
-    const float min_angle = evalValue(state, &params->minAngle);
-    const float max_angle = evalValue(state, &params->maxAngle);
+    const float minAngle = evalValue(state, &params->minAngle);
+    const float maxAngle = evalValue(state, &params->maxAngle);
     mi::shader_v3::Map_lookup lookup(*record.mapHolder);
-    const My_distance distance(state, min_angle, max_angle, &record);
+    const My_distance distance(state, minAngle, maxAngle, &record);
     map_read::Search(lookup, distance, record.maxPoints, record.radiusSquared);
     if (map_read::IsEmpty(lookup)) return miTRUE;
 

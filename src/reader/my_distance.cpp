@@ -26,13 +26,13 @@ float AngleOf(float cosine) {
 
 } // namespace
 
-My_distance::My_distance(const miState* state, float min_angle, float max_angle,
+My_distance::My_distance(const miState* state, float minAngle, float maxAngle,
                          const ReadInstanceData* record)
     : mi::shader_v3::Map_distance<3>(&state->point.x),
       m_normal(state->normal),
       m_direction(state->dir),
-      m_minAngle(ToRadians(min_angle)),
-      m_maxAngle(ToRadians(max_angle)),
+      m_minAngle(ToRadians(minAngle)),
+      m_maxAngle(ToRadians(maxAngle)),
       m_record(record) {}
 
 float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) const {

@@ -9,7 +9,7 @@ class My_distance final : public mi::shader_v3::Map_distance<3> {
   public:
     // Takes point, normal and ray direction from `state`. Angles are in degrees. `record` must
     // outlive the functor.
-    My_distance(const miState* state, float min_angle, float max_angle,
+    My_distance(const miState* state, float minAngle, float maxAngle,
                 const ReadInstanceData* record);
 
     using mi::shader_v3::Map_distance<3>::operator();

@@ -22,21 +22,21 @@ struct CWeights {
     float r = 1.0f, g = 1.0f, b = 1.0f;
 
     // Computes the weights of `point`. Returns false if it faces away and is left out of the mean.
-    bool Weigh(const mi::shader_v3::Map_lookup_base& point, float squared_distance,
-               const miVector& surface_normal, const miColor& exponent,
+    bool Weigh(const mi::shader_v3::Map_lookup_base& point, float squaredDistance,
+               const miVector& surfaceNormal, const miColor& exponent,
                const ReadInstanceData& record) {
-        Set(Falloff(sqrtf(squared_distance), record.radius), exponent);
+        Set(Falloff(sqrtf(squaredDistance), record.radius), exponent);
         if (record.facing == 1) {
             const miVector normal =
                 map_read::Field(point, record.normalField, miVector{0.0f, 0.0f, 0.0f});
-            const float towards = -Dot(surface_normal, normal);
+            const float towards = -Dot(surfaceNormal, normal);
             if (towards < 0.0f) return false;
             Multiply(towards);
         }
         if (record.useOpacity != miFALSE) {
-            constexpr float opaque = 1.0f;
-            const float opacity = map_read::Field(point, record.opacityField, opaque);
-            if (opacity != opaque) Multiply(opacity);
+            constexpr float kOpaque = 1.0f;
+            const float opacity = map_read::Field(point, record.opacityField, kOpaque);
+            if (opacity != kOpaque) Multiply(opacity);
         }
         return true;
     }

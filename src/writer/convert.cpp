@@ -28,12 +28,12 @@ miVector Narrowed(const CVectorD& v) {
 // and 1 << 20. Particles beyond every array are copies of one another, and without the limit the 28
 // bytes of a header could make a map of 2^31 of them.
 std::int32_t BelievableCount(const CPdc& pdc) {
-    constexpr std::int64_t mostUnbacked = 1 << 20;
+    constexpr std::int64_t kMostUnbacked = 1 << 20;
     size_t longest = 0;
     for (const CAttribute& slot : pdc.slots)
         longest =
             std::max({longest, slot.floats.size(), slot.integers.size(), slot.vectors.size()});
-    const std::int64_t most = std::max(mostUnbacked, static_cast<std::int64_t>(longest));
+    const std::int64_t most = std::max(kMostUnbacked, static_cast<std::int64_t>(longest));
     return static_cast<std::int32_t>(std::min<std::int64_t>(pdc.header.particleCount, most));
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int noTag = -1;
+constexpr int kNoTag = -1;
 
 bool IsNamed(const void* declaration, const char* name) {
     return std::strcmp(DeclarationName(declaration), name) == 0;
@@ -35,21 +35,21 @@ miTag AttachedShader(const miFunction* wrapper, miTag declaration, const char* p
 int TagBehindWrapper(miState* hit, const miFunction* wrapper, miTag declaration,
                      const char* parameter) {
     const miTag attached = AttachedShader(wrapper, declaration, parameter);
-    if (attached == miNULLTAG || mi_db_type(attached) != miSCENE_FUNCTION) return noTag;
+    if (attached == miNULLTAG || mi_db_type(attached) != miSCENE_FUNCTION) return kNoTag;
     const CPinned<miFunction> function(attached);
-    if (!IsPlainFunction(function.Get())) return noTag;
+    if (!IsPlainFunction(function.Get())) return kNoTag;
     // This access is kept, on purpose: every hit behind a wrapper leaves one pin on it.
     const void* attachedDeclaration = mi_db_access(DeclarationOf(attached));
-    return IsNamed(attachedDeclaration, "vx_pc_tag") ? evalInt(hit, function.Get()) : noTag;
+    return IsNamed(attachedDeclaration, "vx_pc_tag") ? evalInt(hit, function.Get()) : kNoTag;
 }
 
 int TagOfMaterial(miState* hit, miTag materialTag) {
-    if (materialTag == miNULLTAG || mi_db_type(materialTag) != miSCENE_MATERIAL) return noTag;
+    if (materialTag == miNULLTAG || mi_db_type(materialTag) != miSCENE_MATERIAL) return kNoTag;
     const CPinned<miMaterial> material(materialTag);
     const miTag shader = material->shader;
-    if (shader == miNULLTAG || mi_db_type(shader) != miSCENE_FUNCTION) return noTag;
+    if (shader == miNULLTAG || mi_db_type(shader) != miSCENE_FUNCTION) return kNoTag;
     const CPinned<miFunction> function(shader);
-    if (!IsPlainFunction(function.Get())) return noTag;
+    if (!IsPlainFunction(function.Get())) return kNoTag;
     const miTag declarationTag = DeclarationOf(shader);
     const CPinned<void> declaration(declarationTag);
     if (IsNamed(declaration.Get(), "vx_pc_tag")) return evalInt(hit, function.Get());
@@ -57,18 +57,18 @@ int TagOfMaterial(miState* hit, miTag materialTag) {
         return TagBehindWrapper(hit, function.Get(), declarationTag, "input");
     if (IsNamed(declaration.Get(), "adskMayaShadingEngine"))
         return TagBehindWrapper(hit, function.Get(), declarationTag, "surfaceShader");
-    return noTag;
+    return kNoTag;
 }
 
 } // namespace
 
 int FindSurfaceTag(miState* hit) {
-    if (hit->instance == miNULLTAG) return noTag;
+    if (hit->instance == miNULLTAG) return kNoTag;
     const CPinned<miInstance> instance(hit->instance);
     // Without a list `material` is a material itself, or null, which may not be accessed.
-    if (instance->mtl_array_size < 1 || instance->material == miNULLTAG) return noTag;
+    if (instance->mtl_array_size < 1 || instance->material == miNULLTAG) return kNoTag;
     const CPinned<const miTag> materials(instance->material);
-    int tag = noTag;
+    int tag = kNoTag;
     for (int i = 0; i < instance->mtl_array_size && tag < 0; ++i)
         tag = TagOfMaterial(hit, materials.Get()[i]);
     return tag;

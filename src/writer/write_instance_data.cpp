@@ -10,9 +10,9 @@
 #include <limits>
 
 std::optional<std::int32_t> GridRows(int width, int height, int samples) {
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     const std::int64_t pixels = std::int64_t{std::max(width, 0)} * std::max(height, 0);
-    if (pixels > most / samples) return std::nullopt;
+    if (pixels > kMost / samples) return std::nullopt;
     return static_cast<std::int32_t>(pixels * samples);
 }
 

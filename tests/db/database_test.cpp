@@ -148,7 +148,7 @@ TEST(Database, ThePinBeyondTheLimitIsToldOnce) {
     Database db;
     const miTag tag = db.create(miSCENE_GROUP, 4);
     int told = 0;
-    for (std::uint32_t i = 1; i <= Database::max_pins + 5; ++i) {
+    for (std::uint32_t i = 1; i <= Database::kMaxPins + 5; ++i) {
         bool over = false;
         db.access(tag, &over);
         if (over) {
@@ -157,7 +157,7 @@ TEST(Database, ThePinBeyondTheLimitIsToldOnce) {
         }
     }
     EXPECT_EQ(told, 1);
-    EXPECT_EQ(db.pins(tag), Database::max_pins + 5);
+    EXPECT_EQ(db.pins(tag), Database::kMaxPins + 5);
 }
 
 TEST(Database, LeftOverPinsAreListedWithNamesAndCleared) {

@@ -90,11 +90,11 @@ TEST(PinCache, TheLimitIsToldOnceAsTheDatabaseTellsIt) {
     const miTag tag = db.create_string("x");
     PinCache pins(db);
     int told = 0;
-    for (std::uint32_t i = 0; i < Database::max_pins + 10; ++i) {
+    for (std::uint32_t i = 0; i < Database::kMaxPins + 10; ++i) {
         bool over = true;
         pins.access(tag, &over);
         told += over ? 1 : 0;
-        EXPECT_EQ(over, i == Database::max_pins);
+        EXPECT_EQ(over, i == Database::kMaxPins);
     }
     EXPECT_EQ(told, 1);
 }

@@ -96,8 +96,8 @@ class Parser {
         return m_tokens[m_at++];
     }
     const std::string& peek() const {
-        static const std::string end;
-        return m_at == m_tokens.size() ? end : m_tokens[m_at];
+        static const std::string kEnd;
+        return m_at == m_tokens.size() ? kEnd : m_tokens[m_at];
     }
     void expect(const std::string& wanted) {
         const std::string got = next();

@@ -31,7 +31,7 @@ TEST(Frame, PixelIsTheMeanOfItsSamples) {
 TEST(Frame, PixelWithoutSamplesIsTransparentBlack) {
     const Frame frame(1, 1, true);
     EXPECT_EQ(frame.color(0, 0).a, 0.0f);
-    EXPECT_EQ(frame.depth(0, 0, false), no_depth);
+    EXPECT_EQ(frame.depth(0, 0, false), kNoDepth);
     EXPECT_EQ(frame.label(0, 0), 0u);
 }
 
@@ -80,5 +80,5 @@ TEST(Frame, InterpolatedDepthLeavesOutSamplesThatSawNothing) {
     Frame frame(1, 1, true);
     frame.merge(tile);
     EXPECT_EQ(frame.depth(0, 0, true), 5.0f);
-    EXPECT_EQ(frame.depth(0, 0, false), no_depth);
+    EXPECT_EQ(frame.depth(0, 0, false), kNoDepth);
 }

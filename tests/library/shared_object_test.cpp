@@ -25,7 +25,7 @@ using vx::stub::Renderer;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool instrumented = true;
 #else
-constexpr bool instrumented = false;
+constexpr bool kInstrumented = false;
 #endif
 
 bool is_instrumentation(const std::string& name) {
@@ -45,7 +45,7 @@ TEST(SharedObject, ExportsTheShaderEntriesAndNothingElse) {
 TEST(SharedObject, NeedsNoLibraryButTheStandardOnes) {
     const std::set<std::string> allowed = {"libstdc++.so.6", "libm.so.6", "libc.so.6"};
     for (const std::string& library : vx::test::read_shared_object(VX_LIBRARY).needed)
-        EXPECT_TRUE(allowed.contains(library) || (instrumented && is_instrumentation(library)))
+        EXPECT_TRUE(allowed.contains(library) || (kInstrumented && is_instrumentation(library)))
             << library;
 }
 
@@ -78,7 +78,7 @@ TEST(SharedObject, LeavesOnlyTheRenderersFunctionsUndefined) {
     EXPECT_THAT(object.from_anybody, testing::Contains("mi_info"));
     for (const std::string& name : object.from_anybody) {
         // A sanitizer's library stands in for functions of the C library, without their versions.
-        if (instrumented && !name.starts_with("mi_")) continue;
+        if (kInstrumented && !name.starts_with("mi_")) continue;
         EXPECT_TRUE(renderers.contains(name)) << name;
     }
 }

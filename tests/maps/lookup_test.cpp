@@ -68,7 +68,7 @@ class Street final : public Map_distance_base {
 };
 
 // The same metric, derived from Map_distance: its inherited box distance must not be used.
-class Street_below final : public Map_distance<3> {
+class StreetBelow final : public Map_distance<3> {
   public:
     using Map_distance<3>::Map_distance;
     float operator()(const float* min, const float* max) const override {
@@ -126,7 +126,7 @@ void expect_as_by_hand(const Edit_map& map, Map_lookup& lookup, const Functor& d
     ASSERT_EQ(found(lookup), expected) << most << " within " << limit << ", by the base";
 }
 
-enum class Kind { Uniform, Clustered, Planar, Linear, Identical, Lattice };
+enum class Kind { uniform, clustered, planar, linear, identical, lattice };
 
 std::vector<float> make_points(Kind kind, std::size_t count, unsigned dimension,
                                std::mt19937& random) {
@@ -142,22 +142,22 @@ std::vector<float> make_points(Kind kind, std::size_t count, unsigned dimension,
         const float along = uniform(random);
         for (unsigned a = 0; a < dimension; ++a) {
             switch (kind) {
-            case Kind::Uniform:
+            case Kind::uniform:
                 points.push_back(uniform(random));
                 break;
-            case Kind::Clustered:
+            case Kind::clustered:
                 points.push_back(center[a] + normal(random));
                 break;
-            case Kind::Planar:
+            case Kind::planar:
                 points.push_back(a + 1 == dimension ? 0.25f : uniform(random));
                 break;
-            case Kind::Linear:
+            case Kind::linear:
                 points.push_back(along * static_cast<float>(a + 1));
                 break;
-            case Kind::Identical:
+            case Kind::identical:
                 points.push_back(0.5f);
                 break;
-            case Kind::Lattice:
+            case Kind::lattice:
                 points.push_back(std::round(uniform(random) * 3.0f));
                 break;
             }
@@ -170,8 +170,8 @@ template <miUint DIM>
 void random_cases(unsigned seed, int cases) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<float> uniform(-1.2f, 1.2f);
-    constexpr Kind kKinds[] = {Kind::Uniform, Kind::Clustered, Kind::Planar,
-                               Kind::Linear,  Kind::Identical, Kind::Lattice};
+    constexpr Kind kKinds[] = {Kind::uniform, Kind::clustered, Kind::planar,
+                               Kind::linear,  Kind::identical, Kind::lattice};
     for (int c = 0; c < cases; ++c) {
         const Kind kind = kKinds[c % 6];
         const std::size_t count = c % 10 == 0 ? random() % 3000 : random() % 300;
@@ -221,7 +221,7 @@ TEST(Lookup, FindsWhatBruteForceFindsIn6Dimensions) {
 
 TEST(Lookup, EveryInstructionSetFindsTheSame) {
     for (const InstructionSet set :
-         {InstructionSet::Sse2, InstructionSet::Avx2, InstructionSet::Avx512}) {
+         {InstructionSet::sse2, InstructionSet::avx2, InstructionSet::avx512}) {
         force_instruction_set(set);
         random_cases<3>(107, 60);
         random_cases<6>(108, 30);
@@ -232,12 +232,12 @@ TEST(Lookup, EveryInstructionSetFindsTheSame) {
 
 TEST(Lookup, ABoxDistanceOfItsOwnIsUsedAlsoBelowMapDistance) {
     std::mt19937 random(5);
-    const auto points = make_points(Kind::Uniform, 2000, 3, random);
+    const auto points = make_points(Kind::uniform, 2000, 3, random);
     const auto map = map_of_points(points, 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     for (std::size_t i = 0; i < 100; ++i) {
-        expect_as_by_hand(*map, lookup, Street_below(points.data() + 3 * i), 10, 0.05f);
+        expect_as_by_hand(*map, lookup, StreetBelow(points.data() + 3 * i), 10, 0.05f);
     }
 }
 
@@ -281,7 +281,7 @@ TEST(Lookup, ACountOfZeroOrLessFindsNothing) {
 
 TEST(Lookup, AFunctorThatRejectsEverythingFindsNothing) {
     std::mt19937 random(6);
-    const auto map = map_of_points(make_points(Kind::Uniform, 1000, 3, random), 3);
+    const auto map = map_of_points(make_points(Kind::uniform, 1000, 3, random), 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     const float point[3] = {0, 0, 0};
@@ -309,7 +309,7 @@ TEST(Lookup, ARejectedElementTakesNoPlace) {
 
 TEST(Lookup, PositionsThatAreNotNumbersAreLeftToTheFunctorAndHideNothing) {
     std::mt19937 random(7);
-    auto points = make_points(Kind::Uniform, 1500, 3, random);
+    auto points = make_points(Kind::uniform, 1500, 3, random);
     for (std::size_t i = 0; i < points.size(); i += 13)
         points[i] = kNan;
     for (std::size_t i = 5; i < points.size(); i += 17)
@@ -340,7 +340,7 @@ TEST(Lookup, ALimitOrAPointThatIsNotANumberFindsNothing) {
 }
 
 // Sums in double precision, so that it rounds differently from the engine.
-class Rounded_otherwise final : public Map_distance<3> {
+class RoundedOtherwise final : public Map_distance<3> {
   public:
     using Map_distance<3>::Map_distance;
     float operator()(const Map_iterator_base* element) const override {
@@ -355,13 +355,13 @@ class Rounded_otherwise final : public Map_distance<3> {
 
 TEST(Lookup, AFunctorMayRoundDifferently) {
     std::mt19937 random(8);
-    const auto points = make_points(Kind::Uniform, 3000, 3, random);
+    const auto points = make_points(Kind::uniform, 3000, 3, random);
     const auto map = map_of_points(points, 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);
     for (std::size_t i = 0; i < 300; ++i) {
         const float point[3] = {points[3 * i] + 0.01f, points[3 * i + 1], points[3 * i + 2]};
-        const Rounded_otherwise functor(point);
+        const RoundedOtherwise functor(point);
         const auto some = by_hand(*map, functor, 8, 1.0f);
         // A limit equal to the distance of an element, so that rounding matters.
         expect_as_by_hand(*map, lookup, functor, 8, some.back().distance);

@@ -23,17 +23,17 @@ class Plain final : public Map_distance<3> {
     float operator()(const Map_iterator_base*) const override { return 7.0f; }
 };
 
-class Own_box : public Map_distance<3> {
+class OwnBox : public Map_distance<3> {
   public:
     using Map_distance<3>::Map_distance;
-    virtual ~Own_box() = default;
+    virtual ~OwnBox() = default;
     float operator()(const float*, const float*) const override { return 0.5f; }
 };
 
 // Hides the box distance of its base class by name, but does not override it.
-class Below_own_box final : public Own_box {
+class BelowOwnBox final : public OwnBox {
   public:
-    using Own_box::Own_box;
+    using OwnBox::OwnBox;
     float operator()(const Map_iterator_base*) const override { return 7.0f; }
 };
 
@@ -161,7 +161,7 @@ TEST(MapHeader, AnInheritedBoxDistanceIsRecognized) {
 
 TEST(MapHeader, ABoxDistanceReplacedAnywhereInTheHierarchyIsNotTakenForTheInheritedOne) {
     const float point[3] = {1.0f, 2.0f, 3.0f};
-    const Below_own_box functor(point);
+    const BelowOwnBox functor(point);
     EXPECT_EQ(map_euclidean_point(functor), nullptr);
 }
 

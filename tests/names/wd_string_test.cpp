@@ -26,7 +26,7 @@ Fields fields(const CWdFilename& name) {
     return {name.m_nFrameType, name.m_sBase, name.m_nDigits, name.m_nZeros, name.m_nPadding};
 }
 
-const Fields untouched = {-1, "", 0, 0, 1};
+const Fields kUntouched = {-1, "", 0, 0, 1};
 
 Fields analysed(const char* name, const char* type) {
     CWdFilename file{CWdString(name)};
@@ -126,7 +126,7 @@ TEST(WdFilename, ExtensionDoesNotStopAtDirectories) {
 
 TEST(WdFilename, AFreshNameHasInitialFields) {
     const CWdFilename name(CWdString("/dir/shot.0012.pdc"));
-    EXPECT_EQ(fields(name), untouched);
+    EXPECT_EQ(fields(name), kUntouched);
     EXPECT_EQ(name, "/dir/shot.0012.pdc");
 }
 
@@ -166,15 +166,15 @@ TEST(WdFilename, WordThatEndsInADigitIsLayout2) {
 }
 
 TEST(WdFilename, NoNumberIsFalse) {
-    EXPECT_EQ(analysed("shot.pdc", "pdc"), untouched);
+    EXPECT_EQ(analysed("shot.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, UnderscoreWithoutNumberIsFalse) {
-    EXPECT_EQ(analysed("shot_.pdc", "pdc"), untouched);
+    EXPECT_EQ(analysed("shot_.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout1OfAnotherTypeIsFalse) {
-    EXPECT_EQ(analysed("shot.pdc.0012", "mrmap"), untouched);
+    EXPECT_EQ(analysed("shot.pdc.0012", "mrmap"), kUntouched);
 }
 
 TEST(WdFilename, Layout1WithAnEmptyNumber) {
@@ -182,18 +182,18 @@ TEST(WdFilename, Layout1WithAnEmptyNumber) {
 }
 
 TEST(WdFilename, ExtensionComparisonIsExact) {
-    EXPECT_EQ(analysed("shot.0012.PDC", "pdc"), untouched);
-    EXPECT_EQ(analysed("shot.0012.pdcx", "pdc"), untouched);
-    EXPECT_EQ(analysed("shot.0012.pd", "pdc"), untouched);
+    EXPECT_EQ(analysed("shot.0012.PDC", "pdc"), kUntouched);
+    EXPECT_EQ(analysed("shot.0012.pdcx", "pdc"), kUntouched);
+    EXPECT_EQ(analysed("shot.0012.pd", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, DotOfADirectoryCountsButItsFieldIsNoNumber) {
-    EXPECT_EQ(analysed("./shot.pdc", "pdc"), untouched);
+    EXPECT_EQ(analysed("./shot.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, TypeAloneIsFalse) {
-    EXPECT_EQ(analysed("pdc", "pdc"), untouched);
-    EXPECT_EQ(analysed("", "pdc"), untouched);
+    EXPECT_EQ(analysed("pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analysed("", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout2TakesAtMostFiveDigits) {
@@ -212,7 +212,7 @@ TEST(WdFilename, Layout2OfDigitsOnlyHasAnEmptyBase) {
 }
 
 TEST(WdFilename, EmptyStemIsFalse) {
-    EXPECT_EQ(analysed(".pdc", "pdc"), untouched);
+    EXPECT_EQ(analysed(".pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout0WinsOverLayout3) {
@@ -234,23 +234,23 @@ TEST(WdFilename, Layout3AlsoWithSeveralDots) {
 TEST(WdFilename, DigitsAre0To9) {
     EXPECT_EQ(analysed("a.09.pdc", "pdc"), (Fields{0, "a", 2, 1, 2}));
     EXPECT_EQ(analysed("a.90.pdc", "pdc"), (Fields{0, "a", 2, 0, 1}));
-    EXPECT_EQ(analysed("a./.pdc", "pdc"), untouched); // the character before 0
-    EXPECT_EQ(analysed("a.:.pdc", "pdc"), untouched); // the character after 9
+    EXPECT_EQ(analysed("a./.pdc", "pdc"), kUntouched); // the character before 0
+    EXPECT_EQ(analysed("a.:.pdc", "pdc"), kUntouched); // the character after 9
     EXPECT_EQ(analysed("a.1b2.pdc", "pdc"), (Fields{2, "a.1b", 1, 0, 1}));
     EXPECT_EQ(analysed("a_1b2.pdc", "pdc"), (Fields{2, "a_1b", 1, 0, 1}));
-    EXPECT_EQ(analysed("a.pdc.1b2", "pdc"), untouched);
+    EXPECT_EQ(analysed("a.pdc.1b2", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, SignsAndBlanksAreNoDigits) {
     EXPECT_EQ(analysed("shot.-012.pdc", "pdc"), (Fields{2, "shot.-", 3, 1, 3}));
     EXPECT_EQ(analysed("shot. 12.pdc", "pdc"), (Fields{2, "shot. ", 2, 0, 1}));
-    EXPECT_EQ(analysed("shot.pdc.+1", "pdc"), untouched);
+    EXPECT_EQ(analysed("shot.pdc.+1", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, NumberBehindAForeignExtensionIsFalse) {
-    EXPECT_EQ(analysed("shot.0012.map", "pdc"), untouched);
-    EXPECT_EQ(analysed("shot..0012", "pdc"), untouched);
-    EXPECT_EQ(analysed("shot.0012", "pdc"), untouched);
+    EXPECT_EQ(analysed("shot.0012.map", "pdc"), kUntouched);
+    EXPECT_EQ(analysed("shot..0012", "pdc"), kUntouched);
+    EXPECT_EQ(analysed("shot.0012", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout1WithAnEmptyBase) {
@@ -258,9 +258,9 @@ TEST(WdFilename, Layout1WithAnEmptyBase) {
 }
 
 TEST(WdFilename, EmptyTypeMatchesOnlyAnEmptyExtension) {
-    EXPECT_EQ(analysed("shot", ""), untouched);
+    EXPECT_EQ(analysed("shot", ""), kUntouched);
     EXPECT_EQ(analysed("shot.12.", ""), (Fields{0, "shot", 2, 0, 1}));
-    EXPECT_EQ(analysed("shot..12", ""), untouched); // the type between the dots must be there
+    EXPECT_EQ(analysed("shot..12", ""), kUntouched); // the type between the dots must be there
 }
 
 TEST(WdFilename, FailedAnalysisKeepsWhatAnEarlierOneFound) {

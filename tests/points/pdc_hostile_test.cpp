@@ -68,7 +68,7 @@ struct Outcome {
     std::size_t steps;
 };
 
-Outcome LoadWatched(const std::string& bytes) {
+Outcome load_watched(const std::string& bytes) {
     CountedStream stream(bytes);
     const std::size_t before = watched_memory::held();
     Outcome o{};
@@ -93,7 +93,7 @@ constexpr std::size_t kMemoryLimit = 16384;
 constexpr std::size_t kRequestLimit = 64;
 constexpr std::size_t kStepLimit = 64;
 
-void ExpectCheap(const Outcome& o) {
+void expect_cheap(const Outcome& o) {
     EXPECT_LE(o.peak, kMemoryLimit);
     EXPECT_LE(o.requests, kRequestLimit);
     EXPECT_LE(o.steps, kStepLimit);
@@ -103,10 +103,10 @@ void ExpectCheap(const Outcome& o) {
 TEST(PdcHostile, CutAtEveryByteFailsUntilItIsWhole) {
     const std::string whole = pdc_bytes::seven_attributes().text;
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-        const Outcome o = LoadWatched(whole.substr(0, length));
+        const Outcome o = load_watched(whole.substr(0, length));
         EXPECT_EQ(o.loaded, length == whole.size()) << length;
         EXPECT_EQ(o.loaded, o.error == PdcError::None) << length;
-        ExpectCheap(o);
+        expect_cheap(o);
     }
 }
 
@@ -114,7 +114,7 @@ TEST(PdcHostile, CutInTheLastRecordLoadsOnceThatRecordIsOneThatIsSkipped) {
     std::string whole = pdc_bytes::seven_attributes().text;
     whole[whole.size() - 48 - 4 - 8] = 'N'; // "NormalPP" is the name of no slot
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-        EXPECT_EQ(LoadWatched(whole.substr(0, length)).loaded, length >= whole.size() - 48)
+        EXPECT_EQ(load_watched(whole.substr(0, length)).loaded, length >= whole.size() - 48)
             << length;
     }
 }
@@ -127,8 +127,8 @@ TEST(PdcHostile, EveryByteChangedNeitherCrashesNorCostsMuchNorLeaks) {
         for (const char value : {'\x00', '\x7f', '\x80', '\xff'}) {
             std::string changed = whole;
             changed[at] = value;
-            const Outcome o = LoadWatched(changed);
-            ExpectCheap(o);
+            const Outcome o = load_watched(changed);
+            expect_cheap(o);
             ++(o.loaded ? loaded : failed);
         }
     }
@@ -139,18 +139,19 @@ TEST(PdcHostile, EveryByteChangedNeitherCrashesNorCostsMuchNorLeaks) {
 TEST(PdcHostile, TwoThousandMillionParticlesIn33BytesFailAtOnce) {
     const std::string bytes = Bytes().header(2000000000, 1).raw("\0\0\0\x02t").text;
     ASSERT_EQ(bytes.size(), 33u);
-    const Outcome o = LoadWatched(bytes);
+    const Outcome o = load_watched(bytes);
     EXPECT_FALSE(o.loaded);
-    ExpectCheap(o);
+    expect_cheap(o);
 }
 
 TEST(PdcHostile, ClaimedParticlesOfEveryReadCodeAskForNoMemory) {
     for (const auto& [name, code] :
          {std::pair{"tag", 1}, {"tag", 3}, {"radius", 3}, {"position", 5}}) {
-        const Outcome o = LoadWatched(Bytes().header(2000000000, 1).record(name, code).f64(1).text);
+        const Outcome o =
+            load_watched(Bytes().header(2000000000, 1).record(name, code).f64(1).text);
         EXPECT_FALSE(o.loaded);
         EXPECT_EQ(o.error, PdcError::DataPastEnd);
-        ExpectCheap(o);
+        expect_cheap(o);
     }
 }
 
@@ -176,45 +177,45 @@ TEST(PdcHostile, ClaimedParticlesOfAPipeAskForNoMoreThanItDelivers) {
 }
 
 TEST(PdcHostile, ClaimedParticlesThatAreOnlySkippedLoad) {
-    const Outcome o = LoadWatched(Bytes().header(2000000000, 1).record("u", 5).text);
+    const Outcome o = load_watched(Bytes().header(2000000000, 1).record("u", 5).text);
     EXPECT_TRUE(o.loaded);
-    ExpectCheap(o);
+    expect_cheap(o);
 }
 
 TEST(PdcHostile, ClaimedAttributesAndNamesAskForNoMemory) {
-    ExpectCheap(LoadWatched(Bytes().header(1, INT32_MAX).text));
-    const Outcome name = LoadWatched(Bytes().header(1, 1).i32(INT32_MAX).raw("abcdefgh").text);
+    expect_cheap(load_watched(Bytes().header(1, INT32_MAX).text));
+    const Outcome name = load_watched(Bytes().header(1, 1).i32(INT32_MAX).raw("abcdefgh").text);
     EXPECT_EQ(name.error, PdcError::BadNameLength);
-    ExpectCheap(name);
+    expect_cheap(name);
 }
 
 TEST(PdcHostile, UnknownCodesTakeAStepOrTwoPerRecord) {
-    constexpr std::size_t records = 1000;
+    constexpr std::size_t kRecords = 1000;
     Bytes b;
-    b.header(INT32_MAX, records);
-    for (std::size_t i = 1; i < records; ++i)
+    b.header(INT32_MAX, kRecords);
+    for (std::size_t i = 1; i < kRecords; ++i)
         b.record("", 99);
-    EXPECT_FALSE(LoadWatched(b.text).loaded);
-    const Outcome whole = LoadWatched(b.record("", 99).text);
+    EXPECT_FALSE(load_watched(b.text).loaded);
+    const Outcome whole = load_watched(b.record("", 99).text);
     EXPECT_TRUE(whole.loaded);
-    EXPECT_LE(whole.steps, 2 * records + kStepLimit);
+    EXPECT_LE(whole.steps, 2 * kRecords + kStepLimit);
     EXPECT_LE(whole.requests, kRequestLimit);
 }
 
 // Nothing but the arrays themselves: a second copy of the values would double the peak.
 TEST(PdcHostile, ValuesOfAFileAreReadStraightIntoTheirArrays) {
-    constexpr std::size_t n = 100000;
+    constexpr std::size_t kN = 100000;
     Bytes b;
-    b.header(n, 1).record("position", 5).raw(std::string(n * 24, '\0'));
-    const Outcome o = LoadWatched(b.text);
+    b.header(kN, 1).record("position", 5).raw(std::string(kN * 24, '\0'));
+    const Outcome o = load_watched(b.text);
     EXPECT_TRUE(o.loaded);
-    EXPECT_LE(o.peak, n * sizeof(CVectorD) + kMemoryLimit);
+    EXPECT_LE(o.peak, kN * sizeof(CVectorD) + kMemoryLimit);
 }
 
 TEST(PdcHostile, MemoryThatRunsOutIsAFailureNotAnException) {
-    constexpr int n = 100000;
+    constexpr int kN = 100000;
     Bytes b;
-    b.header(n, 1).record("position", 5).raw(std::string(std::size_t{n} * 24, '\0'));
+    b.header(kN, 1).record("position", 5).raw(std::string(std::size_t{kN} * 24, '\0'));
     const File f = pdc_bytes::file_of(b.text);
     const std::size_t before = watched_memory::held();
     {

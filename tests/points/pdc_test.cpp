@@ -60,16 +60,16 @@ TEST(Pdc, BakedSlotsAreTheSevenAndNoOther) {
         int slot;
         int kind;
     };
-    constexpr Row table[] = {{"opacityPP", 0, 1}, {"radius", 1, 1},    {"id", 10, 2},
-                             {"tag", 11, 2},      {"position", 16, 3}, {"rgbPP", 17, 3},
-                             {"normalPP", 18, 3}};
+    constexpr Row kTable[] = {{"opacityPP", 0, 1}, {"radius", 1, 1},    {"id", 10, 2},
+                              {"tag", 11, 2},      {"position", 16, 3}, {"rgbPP", 17, 3},
+                              {"normalPP", 18, 3}};
     CPdc pdc;
     pdc.NameBakedSlots();
     int named = 0;
     for (const CAttribute& slot : pdc.slots)
         named += slot.name.empty() ? 0 : 1;
     EXPECT_EQ(named, 7);
-    for (const Row& row : table) {
+    for (const Row& row : kTable) {
         EXPECT_EQ(pdc.slots[row.slot].name, row.name);
         EXPECT_EQ(pdc.slots[row.slot].kind, row.kind) << row.name;
         EXPECT_FALSE(pdc.slots[row.slot].perParticle);

@@ -16,12 +16,12 @@ using pdc_bytes::Bytes;
 using pdc_bytes::File;
 
 TEST(PdcDataSize, FollowsTheTableOfTypeCodes) {
-    constexpr std::int64_t single[] = {4, -1, 8, -1, 24, -1};
-    constexpr std::int64_t each[] = {-1, 4, -1, 8, -1, 24};
+    constexpr std::int64_t kSingle[] = {4, -1, 8, -1, 24, -1};
+    constexpr std::int64_t kEach[] = {-1, 4, -1, 8, -1, 24};
     for (int code = 0; code < 6; ++code) {
         EXPECT_EQ(IsPerParticleCode(code), code % 2 == 1);
         for (const int n : {0, 1, 1000, std::numeric_limits<int>::max()}) {
-            const std::int64_t expected = code % 2 == 1 ? each[code] * n : single[code];
+            const std::int64_t expected = code % 2 == 1 ? kEach[code] * n : kSingle[code];
             EXPECT_EQ(PdcDataSize(code, n), expected) << code << " of " << n;
         }
     }
@@ -50,17 +50,17 @@ TEST(PdcWalk, SeesEveryTypeCodeWithOffsetsAndSizes) {
     EXPECT_EQ(walk.header.particleCount, 3);
     EXPECT_EQ(walk.header.attributeCount, 6);
     const std::string names[] = {"a", "bb", "ccc", "", std::string("e\0e", 3), "f"};
-    constexpr std::int64_t offsets[] = {37, 51, 74, 90, 125, 158};
-    constexpr std::int64_t sizes[] = {4, 12, 8, 24, 24, 72};
+    constexpr std::int64_t kOffsets[] = {37, 51, 74, 90, 125, 158};
+    constexpr std::int64_t kSizes[] = {4, 12, 8, 24, 24, 72};
     for (int i = 0; i < 6; ++i) {
         ASSERT_TRUE(walk.NextRecord()) << i;
         EXPECT_EQ(walk.name, names[i]);
         EXPECT_EQ(walk.code, i);
-        EXPECT_EQ(walk.dataOffset, offsets[i]);
-        EXPECT_EQ(walk.dataSize, sizes[i]);
-        EXPECT_EQ(std::ftell(f.get()), offsets[i]);
+        EXPECT_EQ(walk.dataOffset, kOffsets[i]);
+        EXPECT_EQ(walk.dataSize, kSizes[i]);
+        EXPECT_EQ(std::ftell(f.get()), kOffsets[i]);
         ASSERT_TRUE(walk.SkipData());
-        EXPECT_EQ(walk.lastSkippedSize, sizes[i]);
+        EXPECT_EQ(walk.lastSkippedSize, kSizes[i]);
     }
     EXPECT_EQ(walk.Remaining(), 0);
     EXPECT_FALSE(walk.NextRecord());

@@ -7,12 +7,12 @@
 
 namespace {
 
-CPoint Numbered(int i) {
+CPoint numbered(int i) {
     const auto f = static_cast<float>(i);
     return CPoint{f, f + 1, f + 2, f + 3, f + 4, f + 5, f + 6, f + 7, f + 8, f + 9, -i};
 }
 
-bool Same(const CPoint& a, const CPoint& b) {
+bool same(const CPoint& a, const CPoint& b) {
     return a.positionX == b.positionX && a.positionY == b.positionY && a.positionZ == b.positionZ &&
            a.normalX == b.normalX && a.normalY == b.normalY && a.normalZ == b.normalZ &&
            a.red == b.red && a.green == b.green && a.blue == b.blue && a.opacity == b.opacity &&
@@ -43,14 +43,14 @@ TEST(PointArray, IsAGrowableArrayAndNothingElse) {
 TEST(PointArray, CopyConstructorCopiesEveryRecordIntoMemoryOfItsOwn) {
     CPointArray a;
     for (int i = 0; i < 5; ++i)
-        a.points.push_back(Numbered(i));
+        a.points.push_back(numbered(i));
     const CPointArray b(a);
     ASSERT_EQ(b.points.size(), 5u);
     EXPECT_NE(a.points.data(), b.points.data());
     for (int i = 0; i < 5; ++i)
-        EXPECT_TRUE(Same(b.points[static_cast<std::size_t>(i)], Numbered(i)));
+        EXPECT_TRUE(same(b.points[static_cast<std::size_t>(i)], numbered(i)));
     a.points[0].tag = 99;
-    a.points.push_back(Numbered(7));
+    a.points.push_back(numbered(7));
     EXPECT_EQ(b.points[0].tag, 0);
     EXPECT_EQ(b.points.size(), 5u);
 }

@@ -11,7 +11,7 @@
 
 namespace {
 
-CPoint Tagged(int tag) {
+CPoint tagged(int tag) {
     CPoint p{};
     p.tag = tag;
     return p;
@@ -40,39 +40,39 @@ TEST(PointGrid, ResizeMakesExactlyTheWantedEmptyRows) {
 TEST(PointGrid, GrowingAndCuttingKeepsTheRowsThatStay) {
     CPointGrid grid;
     grid.Resize(2, 4);
-    grid.Append(0, Tagged(1));
-    grid.Append(1, Tagged(2));
+    grid.Append(0, tagged(1));
+    grid.Append(1, tagged(2));
     grid.Resize(5000, 4);
-    EXPECT_TRUE(grid.Append(4999, Tagged(3)));
+    EXPECT_TRUE(grid.Append(4999, tagged(3)));
     grid.Resize(1, 4);
     ASSERT_EQ(grid.rows.size(), 1u);
     EXPECT_EQ(grid.rows[0].points[0].tag, 1);
-    EXPECT_TRUE(grid.Append(0, Tagged(4)));
+    EXPECT_TRUE(grid.Append(0, tagged(4)));
     EXPECT_EQ(grid.rows[0].points[1].tag, 4);
 }
 
 TEST(PointGrid, PointsForRowsThatAreNotThereAreDropped) {
     CPointGrid grid;
     grid.Resize(2, 5);
-    EXPECT_FALSE(grid.Append(-1, Tagged(1)));
-    EXPECT_FALSE(grid.Append(2, Tagged(1)));
-    EXPECT_FALSE(grid.Append(INT32_MAX, Tagged(1)));
-    EXPECT_TRUE(grid.Append(0, Tagged(1)));
-    EXPECT_TRUE(grid.Append(1, Tagged(1)));
+    EXPECT_FALSE(grid.Append(-1, tagged(1)));
+    EXPECT_FALSE(grid.Append(2, tagged(1)));
+    EXPECT_FALSE(grid.Append(INT32_MAX, tagged(1)));
+    EXPECT_TRUE(grid.Append(0, tagged(1)));
+    EXPECT_TRUE(grid.Append(1, tagged(1)));
     grid.rowCount = 100; // more than there are
-    EXPECT_FALSE(grid.Append(50, Tagged(1)));
+    EXPECT_FALSE(grid.Append(50, tagged(1)));
     grid.Resize(4, 5);
     grid.rowCount = 1; // fewer
     for (const int row : {1, 2, 3})
-        EXPECT_FALSE(grid.Append(row, Tagged(1))) << row;
+        EXPECT_FALSE(grid.Append(row, tagged(1))) << row;
 }
 
 TEST(PointGrid, PointsForAFullRowAreDropped) {
     CPointGrid grid;
     grid.Resize(2, 2);
-    EXPECT_TRUE(grid.Append(0, Tagged(1)));
-    EXPECT_TRUE(grid.Append(0, Tagged(2)));
-    EXPECT_FALSE(grid.Append(0, Tagged(3)));
+    EXPECT_TRUE(grid.Append(0, tagged(1)));
+    EXPECT_TRUE(grid.Append(0, tagged(2)));
+    EXPECT_FALSE(grid.Append(0, tagged(3)));
     ASSERT_EQ(grid.rows[0].points.size(), 2u);
     EXPECT_EQ(grid.rows[0].points[1].tag, 2);
 }
@@ -81,7 +81,7 @@ TEST(PointGrid, CapacityZeroOrBelowKeepsNothing) {
     for (const int capacity : {0, -1}) {
         CPointGrid grid;
         grid.Resize(1, capacity);
-        EXPECT_FALSE(grid.Append(0, Tagged(1)));
+        EXPECT_FALSE(grid.Append(0, tagged(1)));
         EXPECT_TRUE(grid.rows[0].points.empty());
     }
 }
@@ -89,14 +89,14 @@ TEST(PointGrid, CapacityZeroOrBelowKeepsNothing) {
 TEST(PointGrid, ACopiedRowOutlivesTheGrid) {
     auto grid = std::make_unique<CPointGrid>();
     grid->Resize(1, 2);
-    grid->Append(0, Tagged(7));
+    grid->Append(0, tagged(7));
     const CPointArray copy(grid->rows[0]);
     grid.reset();
     ASSERT_EQ(copy.points.size(), 1u);
     EXPECT_EQ(copy.points[0].tag, 7);
 }
 
-void ExpectBakedHeader(const CPdc& pdc, int particles) {
+void expect_baked_header(const CPdc& pdc, int particles) {
     EXPECT_EQ(std::memcmp(pdc.header.magic, "PDC ", 4), 0);
     EXPECT_EQ(pdc.header.formatVersion, 1);
     EXPECT_EQ(pdc.header.byteOrder, 1);
@@ -110,7 +110,7 @@ TEST(PointGridToPdc, GridWithoutRowsGivesEmptyArraysAndSevenAttributes) {
     const CPointGrid grid;
     CPdc pdc;
     EXPECT_EQ(grid.ToPdc(&pdc, 1.0f), 1);
-    ExpectBakedHeader(pdc, 0);
+    expect_baked_header(pdc, 0);
     EXPECT_TRUE(pdc.slots[0].floats.empty());
     EXPECT_TRUE(pdc.slots[10].integers.empty());
     EXPECT_TRUE(pdc.slots[16].vectors.empty());
@@ -122,15 +122,15 @@ TEST(PointGridToPdc, GridOfEmptyRowsGivesEmptyArrays) {
     grid.Resize(10, 3);
     CPdc pdc;
     EXPECT_EQ(grid.ToPdc(&pdc, 1.0f), 1);
-    ExpectBakedHeader(pdc, 0);
+    expect_baked_header(pdc, 0);
     EXPECT_TRUE(pdc.slots[18].vectors.empty());
 }
 
 TEST(PointGridToPdc, NamesAndTypesSevenSlotsAndLeavesTwentyAlone) {
     CPointGrid grid;
     grid.Resize(1, 1);
-    grid.Append(0, Tagged(1));
-    grid.Append(0, Tagged(2));
+    grid.Append(0, tagged(1));
+    grid.Append(0, tagged(2));
     CPdc pdc;
     grid.ToPdc(&pdc, 1.0f);
     for (int i = 0; i < 27; ++i) {
@@ -151,11 +151,11 @@ TEST(PointGridToPdc, RowsOfUnequalLengthAreConcatenatedWithoutGaps) {
     grid.Resize(5, 3);
     // Out of order, so that the order of the rows is seen to rule.
     for (const auto& [row, tag] : {std::pair{4, 40}, {1, 10}, {1, 11}, {3, 30}, {1, 12}, {4, 41}}) {
-        EXPECT_TRUE(grid.Append(row, Tagged(tag)));
+        EXPECT_TRUE(grid.Append(row, tagged(tag)));
     }
     CPdc pdc;
     grid.ToPdc(&pdc, 1.0f);
-    ExpectBakedHeader(pdc, 6);
+    expect_baked_header(pdc, 6);
     EXPECT_EQ(pdc.slots[11].integers, (std::vector<std::int64_t>{10, 11, 12, 30, 40, 41}));
     EXPECT_EQ(pdc.slots[10].integers, (std::vector<std::int64_t>{0, 1, 2, 3, 4, 5}));
 }
@@ -196,8 +196,8 @@ TEST(PointGridToPdc, EveryRadiusIsTheArgument) {
 TEST(PointGridToPdc, NegativeTagSurvivesIn64Bits) {
     CPointGrid grid;
     grid.Resize(1, 2);
-    grid.Append(0, Tagged(-1));
-    grid.Append(0, Tagged(INT32_MIN));
+    grid.Append(0, tagged(-1));
+    grid.Append(0, tagged(INT32_MIN));
     CPdc pdc;
     grid.ToPdc(&pdc, 1.0f);
     EXPECT_EQ(pdc.slots[11].integers, (std::vector<std::int64_t>{-1, INT32_MIN}));

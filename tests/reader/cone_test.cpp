@@ -11,8 +11,8 @@ namespace {
 using vx::stub::MapContent;
 using vx::test::MyDistanceTest;
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float pi = 3.1415927f;
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kPi = 3.1415927f;
 
 class ConeTest : public MyDistanceTest {
   protected:
@@ -26,7 +26,7 @@ class ConeTest : public MyDistanceTest {
 // degrees * pi / 180 with one rounding per step. The product of two floats is exact in double
 // precision, and rounding a quotient to double first does not change its rounding to float.
 float radians_of(float degrees) {
-    const auto product = static_cast<float>(double{degrees} * double{pi});
+    const auto product = static_cast<float>(double{degrees} * double{kPi});
     return static_cast<float>(double{product} / 180.0);
 }
 
@@ -37,7 +37,7 @@ TEST_F(ConeTest, DegreesAreMultipliedByPiAndThenDividedBy180) {
         const float expected = radians_of(degrees);
         EXPECT_EQ(with_limits(degrees, 0).m_minAngle, expected) << degrees;
         EXPECT_EQ(with_limits(0, degrees).m_maxAngle, expected) << degrees;
-        if (expected != degrees * (pi / 180.0f) && expected != degrees / 180.0f * pi) ++telling;
+        if (expected != degrees * (kPi / 180.0f) && expected != degrees / 180.0f * kPi) ++telling;
     }
     EXPECT_GT(telling, 100) << "another order would have passed";
 }
@@ -60,12 +60,12 @@ TEST_F(ConeTest, LastBitOfALimitDecides) {
     for (int whole = 1; whole < 180; ++whole) {
         const auto degrees = static_cast<float>(whole);
         const float limit = radians_of(degrees);
-        const float other = degrees * (pi / 180.0f);
+        const float other = degrees * (kPi / 180.0f);
         if (!(other < limit)) continue;
         if (const std::optional<float> cosine = cosine_of(other)) {
             params.minAngle = degrees;
             params.maxAngle = 180;
-            EXPECT_EQ(of_cosine(*cosine), rejected) << degrees;
+            EXPECT_EQ(of_cosine(*cosine), kRejected) << degrees;
             ++lower;
         }
         if (const std::optional<float> cosine = cosine_of(limit)) {
@@ -84,7 +84,7 @@ TEST_F(ConeTest, LastBitOfALimitDecides) {
 TEST_F(ConeTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
     params.minAngle = 0;
     params.maxAngle = 180;
-    for (const float cosine : {-1.0f, 0.0f, 0.5f, 1.0f, nan}) {
+    for (const float cosine : {-1.0f, 0.0f, 0.5f, 1.0f, kNan}) {
         EXPECT_EQ(of_cosine(cosine), 1.0f) << cosine;
         EXPECT_EQ(acosf_calls(), 0) << cosine;
     }
@@ -109,34 +109,34 @@ TEST_F(ConeTest, SmallestLimitsMakeACone) {
 
 TEST_F(ConeTest, OneLimitAloneIsACone) {
     params.minAngle = 60;
-    EXPECT_EQ(of_cosine(0.9f), rejected);
+    EXPECT_EQ(of_cosine(0.9f), kRejected);
     EXPECT_EQ(of_cosine(-1.0f), 1.0f);
     params.minAngle = 0;
     params.maxAngle = 60;
     EXPECT_EQ(of_cosine(0.9f), 1.0f);
-    EXPECT_EQ(of_cosine(0.0f), rejected);
+    EXPECT_EQ(of_cosine(0.0f), kRejected);
 }
 
 TEST_F(ConeTest, NanLimitIsNoLimit) {
-    params.minAngle = nan;
+    params.minAngle = kNan;
     EXPECT_EQ(of_cosine(0.5f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
     params.maxAngle = 60;
     EXPECT_EQ(of_cosine(0.9f), 1.0f);
-    EXPECT_EQ(of_cosine(0.0f), rejected);
+    EXPECT_EQ(of_cosine(0.0f), kRejected);
     params.minAngle = 60;
-    params.maxAngle = nan;
-    EXPECT_EQ(of_cosine(0.9f), rejected);
+    params.maxAngle = kNan;
+    EXPECT_EQ(of_cosine(0.9f), kRejected);
     EXPECT_EQ(of_cosine(0.0f), 1.0f);
 }
 
 TEST_F(ConeTest, PointsBeyondTheRadiusOrOfOtherLabelsCostNoAcosf) {
     params.minAngle = 10;
-    EXPECT_EQ(of({.position = {0, 0, 3}, .normal = {0, 0, 0.5f}}), rejected);
+    EXPECT_EQ(of({.position = {0, 0, 3}, .normal = {0, 0, 0.5f}}), kRejected);
     EXPECT_EQ(acosf_calls(), 0);
     params.useLabels = miTRUE;
     labels = "1";
-    EXPECT_EQ(of({.normal = {0, 0, 0.5f}, .label = 2}), rejected);
+    EXPECT_EQ(of({.normal = {0, 0, 0.5f}, .label = 2}), kRejected);
     EXPECT_EQ(acosf_calls(), 0);
     EXPECT_EQ(of({.normal = {0, 0, 0.5f}, .label = 1}), 0.0f);
     EXPECT_EQ(acosf_calls(), 1);
@@ -145,7 +145,7 @@ TEST_F(ConeTest, PointsBeyondTheRadiusOrOfOtherLabelsCostNoAcosf) {
 TEST_F(ConeTest, ComesBeforeFacing) {
     params.minAngle = 10;
     params.facing = 1;
-    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 0.5f}}), rejected);
+    EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 0.5f}}), kRejected);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
@@ -154,13 +154,13 @@ TEST_F(ConeTest, ComesBeforeFacing) {
 TEST_F(ConeTest, KeepsAnglesBetweenItsLimits) {
     params.minAngle = 30;
     params.maxAngle = 90;
-    EXPECT_EQ(of_cosine(0.9f), rejected); // 25.8 degrees
-    EXPECT_EQ(of_cosine(0.8f), 1.0f);     // 36.9
+    EXPECT_EQ(of_cosine(0.9f), kRejected); // 25.8 degrees
+    EXPECT_EQ(of_cosine(0.8f), 1.0f);      // 36.9
     EXPECT_EQ(acosf_calls(), 2);
     EXPECT_EQ(of_cosine(0.01f), 1.0f);
-    EXPECT_EQ(of_cosine(-0.01f), rejected);
-    EXPECT_EQ(of_cosine(-1.0f), rejected);
-    EXPECT_EQ(of_cosine(1.0f), rejected);
+    EXPECT_EQ(of_cosine(-0.01f), kRejected);
+    EXPECT_EQ(of_cosine(-1.0f), kRejected);
+    EXPECT_EQ(of_cosine(1.0f), kRejected);
 }
 
 TEST_F(ConeTest, AngleExactlyAtALimitIsKept) {
@@ -168,11 +168,11 @@ TEST_F(ConeTest, AngleExactlyAtALimitIsKept) {
     ASSERT_EQ(std::acos(0.0f), radians_of(90));
     params.minAngle = 90;
     EXPECT_EQ(of_cosine(0.0f), 1.0f);
-    EXPECT_EQ(of_cosine(1e-6f), rejected);
+    EXPECT_EQ(of_cosine(1e-6f), kRejected);
     params.minAngle = 0;
     params.maxAngle = 90;
     EXPECT_EQ(of_cosine(0.0f), 1.0f);
-    EXPECT_EQ(of_cosine(-1e-6f), rejected);
+    EXPECT_EQ(of_cosine(-1e-6f), kRejected);
 }
 
 TEST_F(ConeTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
@@ -181,7 +181,7 @@ TEST_F(ConeTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
     EXPECT_EQ(of_cosine(0.9999f), 1.0f);
     EXPECT_EQ(of_cosine(2.0f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
-    EXPECT_EQ(of_cosine(std::nextafter(0.9999f, 0.0f)), rejected);
+    EXPECT_EQ(of_cosine(std::nextafter(0.9999f, 0.0f)), kRejected);
     EXPECT_EQ(acosf_calls(), 1);
 
     params.minAngle = 179.5f;
@@ -189,7 +189,7 @@ TEST_F(ConeTest, NearThePolesTheAngleIsExactAndAcosfIsNotCalled) {
     EXPECT_EQ(of_cosine(-0.9999f), 1.0f);
     EXPECT_EQ(of_cosine(-2.0f), 1.0f);
     EXPECT_EQ(acosf_calls(), 0);
-    EXPECT_EQ(of_cosine(std::nextafter(-0.9999f, 0.0f)), rejected);
+    EXPECT_EQ(of_cosine(std::nextafter(-0.9999f, 0.0f)), kRejected);
     EXPECT_EQ(acosf_calls(), 1);
 }
 
@@ -197,24 +197,24 @@ TEST_F(ConeTest, AtThePolesTheAngleIsZeroOrPiToTheBit) {
     params.maxAngle = 0;
     EXPECT_EQ(of_cosine(0.9999f), 1.0f);
     params.maxAngle = -1e-30f;
-    EXPECT_EQ(of_cosine(0.9999f), rejected);
+    EXPECT_EQ(of_cosine(0.9999f), kRejected);
 
     params.minAngle = 180;
     params.maxAngle = 180;
     EXPECT_EQ(of_cosine(-0.9999f), 1.0f);
     params.minAngle = 0;
     params.maxAngle = std::nextafter(180.0f, 0.0f);
-    EXPECT_EQ(of_cosine(-0.9999f), rejected);
+    EXPECT_EQ(of_cosine(-0.9999f), kRejected);
     params.minAngle = std::nextafter(180.0f, 200.0f);
     params.maxAngle = 360;
-    EXPECT_EQ(of_cosine(-0.9999f), rejected);
+    EXPECT_EQ(of_cosine(-0.9999f), kRejected);
 }
 
 TEST_F(ConeTest, CosineThatIsNoNumberCountsAsTheSameDirection) {
     params.maxAngle = 10;
-    EXPECT_EQ(of_cosine(nan), 1.0f);
+    EXPECT_EQ(of_cosine(kNan), 1.0f);
     params.minAngle = 1;
-    EXPECT_EQ(of_cosine(nan), rejected);
+    EXPECT_EQ(of_cosine(kNan), kRejected);
     EXPECT_EQ(acosf_calls(), 0);
 }
 
@@ -225,7 +225,7 @@ TEST_F(ConeTest, NormalsAreUsedAsTheyAre) {
     normal = {0, 0, 0.5f};
     EXPECT_EQ(of_cosine(1.0f), 1.0f);
     normal = {0, 0, 1};
-    EXPECT_EQ(of_cosine(1.0f), rejected);
+    EXPECT_EQ(of_cosine(1.0f), kRejected);
 }
 
 TEST_F(ConeTest, PointsOfAMapWithoutNormalsAreAtARightAngle) {
@@ -238,7 +238,7 @@ TEST_F(ConeTest, PointsOfAMapWithoutNormalsAreAtARightAngle) {
     EXPECT_EQ(of(content), 1.0f);
     params.minAngle = 0;
     params.maxAngle = 80;
-    EXPECT_EQ(of(content), rejected);
+    EXPECT_EQ(of(content), kRejected);
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace vx::test {
 
 class MyDistanceTest : public testing::Test, protected ReadInstance {
   protected:
-    static constexpr float rejected = 1e36f;
+    static constexpr float kRejected = 1e36f;
 
     stub::Maps maps{renderer};
 
@@ -20,7 +20,7 @@ class MyDistanceTest : public testing::Test, protected ReadInstance {
     // The functor's result for `point`.
     float of(const BakedPoint& point) { return of(content_of({point})); }
     float of(const stub::MapContent& content) {
-        maps.files[frame_file] = content;
+        maps.files[kFrameFile] = content;
         start();
         state.point = query;
         state.normal = normal;

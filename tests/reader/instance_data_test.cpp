@@ -16,7 +16,7 @@ using testing::IsEmpty;
 using vx::stub::MapContent;
 using vx::stub::Maps;
 using vx::test::content_of;
-using vx::test::frame_file;
+using vx::test::kFrameFile;
 using vx::test::ReadInstance;
 
 class ReadInstanceDataTest : public testing::Test, protected ReadInstance {
@@ -54,12 +54,12 @@ class ReadInstanceDataTest : public testing::Test, protected ReadInstance {
             else
                 content.add(name, std::vector<miVector>{{0, 0, 1}});
         }
-        maps.files[frame_file] = content;
+        maps.files[kFrameFile] = content;
     }
 };
 
 TEST_F(ReadInstanceDataTest, ReadsLoadsAndChecksInOrder) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     labels = "4,1-3";
     connect_everything();
     start();
@@ -102,7 +102,7 @@ TEST_F(ReadInstanceDataTest, RadiusSquaredIsComputedInSinglePrecision) {
 }
 
 TEST_F(ReadInstanceDataTest, WhenDisabledNothingElseIsReadOrLoaded) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     labels = "1";
     connect_everything();
     connect(offsetof(ReadParameters, disable), miInteger{-1});
@@ -117,7 +117,7 @@ TEST_F(ReadInstanceDataTest, WhenDisabledNothingElseIsReadOrLoaded) {
 }
 
 TEST_F(ReadInstanceDataTest, AnyDisableButZeroDisables) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     labels = "1";
     params.useLabels = miTRUE;
     params.facing = 1;
@@ -163,7 +163,7 @@ TEST_F(ReadInstanceDataTest, AnyUseLabelsButZeroReadsTheLabels) {
 }
 
 TEST_F(ReadInstanceDataTest, WithoutUseLabelsTheLabelsAreNeverEvaluated) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     labels = "1-3";
     connect_everything();
     connect(offsetof(ReadParameters, useLabels), miFALSE);
@@ -205,7 +205,7 @@ TEST_F(ReadInstanceDataTest, NameOfAnotherTypeLeavesNoMapAndNoMessage) {
 TEST_F(ReadInstanceDataTest, SubstitutionHappensBeforeTheFrameIsPutIn) {
     file_name = "{SHOT}.0001.mrmap";
     renderer.substitutions["{SHOT}"] = "shot";
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     start();
     EXPECT_NE(make_record()->mapHolder, nullptr);
 }
@@ -222,7 +222,7 @@ TEST_F(ReadInstanceDataTest, StringsThatWereNeverSetAreNotAskedFor) {
 }
 
 TEST_F(ReadInstanceDataTest, EmptyMapIsGivenBackWithoutMessage) {
-    maps.files[frame_file] = content_of({});
+    maps.files[kFrameFile] = content_of({});
     start();
     const auto record = make_record();
     EXPECT_THAT(renderer.calls(), ElementsAre("db_access(1)", "db_unpin(1)",
@@ -318,7 +318,7 @@ TEST_F(ReadInstanceDataTest, MapWithoutColorIsReleasedOnceOnly) {
 }
 
 TEST_F(ReadInstanceDataTest, EndReleasesTheMap) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     params.useLabels = miTRUE;
     labels = "1-30";
     start();
@@ -332,7 +332,7 @@ TEST_F(ReadInstanceDataTest, EndReleasesTheMap) {
 }
 
 TEST_F(ReadInstanceDataTest, FailureHalfWayReleasesWhatThereIs) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     params.useLabels = miTRUE;
     labels = "1-30"; // a sanitizer sees whether they are released
     connect(offsetof(ReadParameters, facing), miInteger{1});

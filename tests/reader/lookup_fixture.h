@@ -17,7 +17,7 @@ class LookupTest : public testing::Test, protected ReadInstance {
     // One call for a cloud of these points, with a new instance.
     ReadResult read(const std::vector<BakedPoint>& points) { return read(content_of(points)); }
     ReadResult read(const stub::MapContent& content) {
-        maps.files[frame_file] = content;
+        maps.files[kFrameFile] = content;
         start();
         state.normal = normal;
         const auto record = make_record();

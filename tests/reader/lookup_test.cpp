@@ -15,8 +15,8 @@ using vx::stub::MapContent;
 using vx::test::BakedPoint;
 using vx::test::content_of;
 using vx::test::expect_color;
-using vx::test::frame_file;
 using vx::test::half_way;
+using vx::test::kFrameFile;
 using vx::test::LookupTest;
 using vx::test::maths_calls;
 
@@ -105,7 +105,7 @@ TEST_F(LookupTest, StatusOfTheSearchIsIgnored) {
 }
 
 TEST_F(LookupTest, WithoutAnInterfaceNothingIsFound) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     start();
     const auto record = make_record();
     maps.has_interface = false;
@@ -137,7 +137,7 @@ TEST_F(LookupTest, SecondAccessIsHeldUntilTheBlendIsDone) {
 }
 
 TEST_F(LookupTest, FourParametersAreReadOnEveryCallAndNineOnlyOnce) {
-    maps.files[frame_file] = content_of({{.position = {1, 0, 0}, .normal = {0, 0.6f, 0.8f}}});
+    maps.files[kFrameFile] = content_of({{.position = {1, 0, 0}, .normal = {0, 0.6f, 0.8f}}});
     start();
     const auto record = make_record();
     ReadResult result = {};
@@ -166,7 +166,7 @@ TEST_F(LookupTest, FourParametersAreReadOnEveryCallAndNineOnlyOnce) {
 }
 
 TEST_F(LookupTest, FunctorIsBuiltFromTheState) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     start();
     const auto record = make_record();
     state.point = {1, 2, 3};

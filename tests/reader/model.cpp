@@ -8,7 +8,7 @@ namespace vx::test {
 
 namespace {
 
-constexpr double epsilon = 0x1p-23;
+constexpr double kEpsilon = 0x1p-23;
 
 struct Found {
     double distance = 0;
@@ -47,7 +47,7 @@ bool in_cone(double cosine, double min_degrees, double max_degrees, Decisions& d
 
 // What rounding the products and sums of a scalar product can change in it.
 double rounding_of_dot(const miVector& a, const miVector& b) {
-    return 2 * epsilon *
+    return 2 * kEpsilon *
            (std::abs(double{a.x} * b.x) + std::abs(double{a.y} * b.y) +
             std::abs(double{a.z} * b.z));
 }
@@ -107,9 +107,9 @@ std::optional<Expected> expected_result(const std::vector<BakedPoint>& cloud,
         // Rounding of the distance, of t and of the terms, which are up to 3.
         const double falloff = smooth_falloff(distance / radius);
         // So near the radius single precision may come out below 0, whose powers are no numbers.
-        decisions.less(0, falloff, 8 * epsilon);
-        const double low = std::max(falloff - 8 * epsilon, 0.0);
-        const double high = falloff + 8 * epsilon;
+        decisions.less(0, falloff, 8 * kEpsilon);
+        const double low = std::max(falloff - 8 * kEpsilon, 0.0);
+        const double high = falloff + 8 * kEpsilon;
         const std::array<double, 3> color = doubles(baked->color);
         for (size_t c = 0; c < 3; ++c) {
             const double e = exponents[c];
@@ -129,7 +129,7 @@ std::optional<Expected> expected_result(const std::vector<BakedPoint>& cloud,
         // One rounding per addition, and two for each factor of a product that goes on and on.
         const double roundings = 3.0 * expected.blended + 12;
         expected.bound[c] =
-            std::abs(gain) * (slack[c] + roundings * epsilon * magnitude[c]) + 1e-30;
+            std::abs(gain) * (slack[c] + roundings * kEpsilon * magnitude[c]) + 1e-30;
     }
     return expected;
 }

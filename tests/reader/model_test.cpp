@@ -43,7 +43,7 @@ miVector scaled(miVector v, float by) {
     return {v.x * by, v.y * by, v.z * by};
 }
 
-enum class Shape { Volume, Sphere, Clusters };
+enum class Shape { volume, sphere, clusters };
 
 std::vector<BakedPoint> random_cloud(Shape shape, Chance& chance) {
     std::vector<BakedPoint> cloud(1500);
@@ -52,10 +52,10 @@ std::vector<BakedPoint> random_cloud(Shape shape, Chance& chance) {
         BakedPoint& point = cloud[i];
         miVector at = chance.direction();
         point.normal = chance.direction();
-        if (shape == Shape::Volume)
+        if (shape == Shape::volume)
             at = {chance.between(-1, 1), chance.between(-1, 1), chance.between(-1, 1)};
-        if (shape == Shape::Sphere && chance.yes(0.8f)) point.normal = at;
-        if (shape == Shape::Clusters) {
+        if (shape == Shape::sphere && chance.yes(0.8f)) point.normal = at;
+        if (shape == Shape::clusters) {
             if (i % 100 == 0) center = scaled(chance.direction(), chance.between(0, 1));
             at = scaled(at, 0.1f * chance.between(0, 1));
             at = {at.x + center.x, at.y + center.y, at.z + center.z};
@@ -127,7 +127,7 @@ TEST_P(Model, AgreesWithTheReader) {
         ReadParameters& params = instance.params;
         params.frame = 1;
         instance.file_name = file.name();
-        params.radius = chance.between(0.05f, GetParam() == Shape::Clusters ? 0.3f : 0.6f);
+        params.radius = chance.between(0.05f, GetParam() == Shape::clusters ? 0.3f : 0.6f);
         params.maxPoints = 1 + chance.one_of(chance.yes(0.5f) ? 64 : 8);
         params.useLabels = chance.one_of(2);
         params.facing = chance.one_of(3);
@@ -195,6 +195,6 @@ std::string name_of(const testing::TestParamInfo<Shape>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Clouds, Model,
-                         testing::Values(Shape::Volume, Shape::Sphere, Shape::Clusters), name_of);
+                         testing::Values(Shape::volume, Shape::sphere, Shape::clusters), name_of);
 
 } // namespace

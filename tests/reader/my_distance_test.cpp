@@ -11,13 +11,13 @@ namespace {
 using vx::stub::Element;
 using vx::stub::MapContent;
 using vx::test::content_of;
-using vx::test::frame_file;
+using vx::test::kFrameFile;
 using vx::test::MyDistanceTest;
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 TEST_F(MyDistanceTest, InheritsAllButTheElementDistance) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     start();
     state.point = {1, 2, 3};
     const auto record = make_record();
@@ -66,18 +66,18 @@ TEST_F(MyDistanceTest, PointExactlyAtTheRadiusIsKept) {
     EXPECT_EQ(of({.position = {2, 0, 0}}), 4.0f);
     EXPECT_EQ(of({.position = {0, 2, 0}}), 4.0f);
     EXPECT_EQ(of({.position = {0, 0, -2}}), 4.0f);
-    EXPECT_EQ(of({.position = {0, std::nextafter(2.0f, 3.0f), 0}}), rejected);
+    EXPECT_EQ(of({.position = {0, std::nextafter(2.0f, 3.0f), 0}}), kRejected);
 }
 
 TEST_F(MyDistanceTest, RejectsAfterEachAxis) {
-    EXPECT_EQ(of({.position = {3, 0, 0}}), rejected);
-    EXPECT_EQ(of({.position = {0, -3, 0}}), rejected);
-    EXPECT_EQ(of({.position = {0, 0, 3}}), rejected);
-    EXPECT_EQ(of({.position = {1.5f, 1.5f, 1.5f}}), rejected);
+    EXPECT_EQ(of({.position = {3, 0, 0}}), kRejected);
+    EXPECT_EQ(of({.position = {0, -3, 0}}), kRejected);
+    EXPECT_EQ(of({.position = {0, 0, 3}}), kRejected);
+    EXPECT_EQ(of({.position = {1.5f, 1.5f, 1.5f}}), kRejected);
     // The later axes are not looked at any more: they would make the sum no number, which passes.
-    EXPECT_EQ(of({.position = {3, nan, 0}}), rejected);
-    EXPECT_EQ(of({.position = {1.5f, 1.5f, nan}}), rejected);
-    EXPECT_TRUE(std::isnan(of({.position = {1, 1, nan}})));
+    EXPECT_EQ(of({.position = {3, kNan, 0}}), kRejected);
+    EXPECT_EQ(of({.position = {1.5f, 1.5f, kNan}}), kRejected);
+    EXPECT_TRUE(std::isnan(of({.position = {1, 1, kNan}})));
 }
 
 TEST_F(MyDistanceTest, AddsTheAxesInOrder) {
@@ -99,7 +99,7 @@ TEST_F(MyDistanceTest, LabelsCountOnlyWhenAskedFor) {
     EXPECT_EQ(of({.label = 9}), 0.0f);
     for (const int use : {1, 2, -1}) {
         params.useLabels = use;
-        EXPECT_EQ(of({.label = 9}), rejected) << use;
+        EXPECT_EQ(of({.label = 9}), kRejected) << use;
         EXPECT_EQ(of({.label = 3}), 0.0f) << use;
         EXPECT_EQ(of({.label = 5}), 0.0f) << use;
     }
@@ -109,19 +109,19 @@ TEST_F(MyDistanceTest, LabelIsReadBeforeThePosition) {
     params.useLabels = miTRUE;
     labels = "1";
     MapContent content = content_of({{.label = 2}});
-    maps.files[frame_file] = content;
+    maps.files[kFrameFile] = content;
     start();
     const auto record = make_record();
     const My_distance distance(&state, 0, 180, record.get());
     content.positions.clear(); // reading a position now would crash
     const Element element(content);
     ASSERT_EQ(element.get_position(), nullptr);
-    EXPECT_EQ(distance(&element), rejected);
+    EXPECT_EQ(distance(&element), kRejected);
 }
 
 TEST_F(MyDistanceTest, EmptyLabelListRejectsEverything) {
     params.useLabels = miTRUE;
-    EXPECT_EQ(of({.label = 0}), rejected);
+    EXPECT_EQ(of({.label = 0}), kRejected);
 }
 
 TEST_F(MyDistanceTest, PointsOfAMapWithoutTagHaveNoLabel) {
@@ -130,7 +130,7 @@ TEST_F(MyDistanceTest, PointsOfAMapWithoutTagHaveNoLabel) {
     MapContent content;
     content.positions = {{0, 0, 0}};
     content.add("rgbPP", std::vector<miVector>{{1, 1, 1}});
-    EXPECT_EQ(of(content), rejected);
+    EXPECT_EQ(of(content), kRejected);
     params.useLabels = miFALSE;
     EXPECT_EQ(of(content), 0.0f);
 }
@@ -140,7 +140,7 @@ TEST_F(MyDistanceTest, PointsOfAMapWithoutTagHaveNoLabel) {
 TEST_F(MyDistanceTest, FacingModeKeepsOnlyPointsBeforeTheSurface) {
     params.facing = 1;
     EXPECT_EQ(of({.position = {1, 1, 0.25f}}), 2.0625f);
-    EXPECT_EQ(of({.position = {1, 1, -0.25f}}), rejected);
+    EXPECT_EQ(of({.position = {1, 1, -0.25f}}), kRejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeMeasuresFromTheQueryPointOnEveryAxis) {
@@ -148,29 +148,29 @@ TEST_F(MyDistanceTest, FacingModeMeasuresFromTheQueryPointOnEveryAxis) {
     query = {5, 6, 7};
     normal = {1, 0, 0};
     EXPECT_EQ(of({.position = {5.5f, 6, 7}}), 0.25f);
-    EXPECT_EQ(of({.position = {4.5f, 6, 7}}), rejected);
+    EXPECT_EQ(of({.position = {4.5f, 6, 7}}), kRejected);
     normal = {0, 1, 0};
     EXPECT_EQ(of({.position = {5, 6.5f, 7}}), 0.25f);
-    EXPECT_EQ(of({.position = {5, 5.5f, 7}}), rejected);
+    EXPECT_EQ(of({.position = {5, 5.5f, 7}}), kRejected);
     normal = {0, 0, 1};
     EXPECT_EQ(of({.position = {5, 6, 7.5f}}), 0.25f);
-    EXPECT_EQ(of({.position = {5, 6, 6.5f}}), rejected);
+    EXPECT_EQ(of({.position = {5, 6, 6.5f}}), kRejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeRejectsTheTangentPlaneAndTheQueryPointItself) {
     params.facing = 1;
-    EXPECT_EQ(of({.position = {1, 1, 0}}), rejected);
-    EXPECT_EQ(of({.position = {0, 0, 0}}), rejected);
+    EXPECT_EQ(of({.position = {1, 1, 0}}), kRejected);
+    EXPECT_EQ(of({.position = {0, 0, 0}}), kRejected);
     normal = {1, 1, 0};
-    EXPECT_EQ(of({.position = {1, -1, 0.5f}}), rejected);
+    EXPECT_EQ(of({.position = {1, -1, 0.5f}}), kRejected);
     EXPECT_EQ(of({.position = {1, std::nextafter(-1.0f, 0.0f), 0}}),
               1 + std::nextafter(1.0f, 0.0f) * std::nextafter(1.0f, 0.0f));
 }
 
 TEST_F(MyDistanceTest, FacingModeRejectsANanNormal) {
     params.facing = 1;
-    normal = {0, nan, 1};
-    EXPECT_EQ(of({.position = {0, 0, 1}}), rejected);
+    normal = {0, kNan, 1};
+    EXPECT_EQ(of({.position = {0, 0, 1}}), kRejected);
 }
 
 TEST_F(MyDistanceTest, FacingModeIsOnForExactlyOne) {
@@ -191,7 +191,7 @@ TEST_F(MyDistanceTest, FacingModeLooksAtTheCurrentNormalOnly) {
     params.facing = 1;
     normal = {0, 0, -1};
     EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 1}}), 1.0f);
-    EXPECT_EQ(of({.position = {0, 0, 1}, .normal = {0, 0, 1}}), rejected);
+    EXPECT_EQ(of({.position = {0, 0, 1}, .normal = {0, 0, 1}}), kRejected);
 }
 
 } // namespace

@@ -28,7 +28,7 @@ inline ReadParameters plain_parameters() {
     return params;
 }
 
-inline constexpr const char* frame_file = "shot.0007.mrmap";
+inline constexpr const char* kFrameFile = "shot.0007.mrmap";
 
 struct BakedPoint {
     std::array<float, 3> position = {0, 0, 0};

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using vx::stub::Maps;
 using vx::test::content_of;
-using vx::test::frame_file;
+using vx::test::kFrameFile;
 using vx::test::ReadInstance;
 using vx::test::watch_block;
 
@@ -28,7 +28,7 @@ class ReaderTest : public testing::Test, protected ReadInstance {
 };
 
 TEST_F(ReaderTest, InitReadsAndExitReleases) {
-    maps.files[frame_file] = content_of({{.color = {0.5f, 0.25f, 1}}});
+    maps.files[kFrameFile] = content_of({{.color = {0.5f, 0.25f, 1}}});
     start();
     InitReadInstance(&state, block());
     EXPECT_EQ(renderer.calls().front(), "query(51)");
@@ -49,7 +49,7 @@ TEST_F(ReaderTest, InitReadsAndExitReleases) {
 }
 
 TEST_F(ReaderTest, ExitReleasesTheMapThenTheLabelsThenTheRecord) {
-    maps.files[frame_file] = content_of({{}});
+    maps.files[kFrameFile] = content_of({{}});
     params.useLabels = miTRUE;
     labels = "1-3";
     start();
@@ -102,7 +102,7 @@ TEST_F(ReaderTest, FailedInitLeavesTheUserPointerAlone) {
 }
 
 TEST_F(ReaderTest, InstancesKeepTheirOwnMaps) {
-    maps.files[frame_file] = content_of({{.color = {1, 0, 0}}});
+    maps.files[kFrameFile] = content_of({{.color = {1, 0, 0}}});
     start();
     InitReadInstance(&state, block());
     miState first = state;

@@ -41,7 +41,7 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
     instance.start();
     InitReadInstance(&instance.state, instance.block());
 
-    constexpr int calls = 400;
+    constexpr int kCalls = 400;
     const auto read = [&](int call) {
         // A renderer's threads have states of their own, and one parameter block.
         miState state = instance.state;
@@ -52,7 +52,7 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
         return result;
     };
     std::vector<ReadResult> alone;
-    for (int call = 0; call < calls; ++call)
+    for (int call = 0; call < kCalls; ++call)
         alone.push_back(read(call));
     ASSERT_GT(alone[0].pointCount, 0);
 
@@ -61,14 +61,14 @@ TEST(ReaderThreads, SixteenThreadsReadOneInstance) {
         std::vector<std::jthread> threads;
         for (auto& results : together) {
             threads.emplace_back([&results, &read] {
-                for (int call = 0; call < calls; ++call)
+                for (int call = 0; call < kCalls; ++call)
                     results.push_back(read(call));
             });
         }
     }
     for (const auto& results : together)
         // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits count
-        EXPECT_EQ(std::memcmp(results.data(), alone.data(), calls * sizeof(ReadResult)), 0);
+        EXPECT_EQ(std::memcmp(results.data(), alone.data(), kCalls * sizeof(ReadResult)), 0);
     ExitReadInstance(&instance.state);
 }
 

@@ -13,13 +13,13 @@ using vx::test::BakedPoint;
 using vx::test::content_of;
 using vx::test::expect_color;
 using vx::test::expect_nan;
-using vx::test::frame_file;
 using vx::test::half_way;
+using vx::test::kFrameFile;
 using vx::test::LookupTest;
 using vx::test::maths_calls;
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 class WeightsTest : public LookupTest {};
 
@@ -32,8 +32,8 @@ TEST(Falloff, IsOneMinusASmoothStep) {
 }
 
 TEST(Falloff, IsOneWhereTheDistanceIsNotGreaterThanZero) {
-    for (const float distance : {0.0f, -0.0f, -1.0f, nan})
-        for (const float radius : {2.0f, 0.0f, -3.0f, nan})
+    for (const float distance : {0.0f, -0.0f, -1.0f, kNan})
+        for (const float radius : {2.0f, 0.0f, -3.0f, kNan})
             EXPECT_EQ(Falloff(distance, radius), 1.0f) << distance << ' ' << radius;
 }
 
@@ -43,7 +43,7 @@ TEST(Falloff, IsZeroFromTheRadiusOn) {
     EXPECT_EQ(Falloff(3, 2), 0.0f);
     EXPECT_EQ(Falloff(1, 0), 0.0f);
     EXPECT_EQ(Falloff(1, -2), 0.0f);
-    EXPECT_EQ(Falloff(infinity, infinity), 0.0f);
+    EXPECT_EQ(Falloff(kInfinity, kInfinity), 0.0f);
 }
 
 TEST_F(WeightsTest, PointAtTheQueryPointHasWeightOne) {
@@ -212,7 +212,7 @@ TEST_F(WeightsTest, WeightsFollowTheOrderOfTheResultFromNearToFar) {
 TEST_F(WeightsTest, WeightsStartAtOneForEveryCall) {
     params.useOpacity = miTRUE;
     params.falloff = {0, 0, 0, 0};
-    maps.files[frame_file] = content_of({{.opacity = 0.5f}});
+    maps.files[kFrameFile] = content_of({{.opacity = 0.5f}});
     start();
     const auto record = make_record();
     for (int call = 0; call < 3; ++call) {
@@ -264,7 +264,7 @@ TEST_F(WeightsTest, NanFacingWeightCountsAndMakesTheMeanNan) {
     params.facing = 1;
     const BakedPoint good = {.position = {0, 0, 1}, .normal = {0, 0, -1}};
     const ReadResult result =
-        read({{.position = {0, 0, 0.5f}, .color = {1, 2, 4}, .normal = {0, nan, -1}}, good});
+        read({{.position = {0, 0, 0.5f}, .color = {1, 2, 4}, .normal = {0, kNan, -1}}, good});
     EXPECT_EQ(returned, miTRUE);
     expect_nan(result);
     EXPECT_EQ(result.pointCount, 2);
@@ -320,7 +320,7 @@ TEST_F(WeightsTest, OpacityMultipliesAsItIs) {
     for (const float opacity : {0.0f, 2.0f, 1.5f, -0.5f, -1.0f, std::nextafter(1.0f, 2.0f),
                                 std::nextafter(1.0f, 0.0f), 1e-30f})
         expect_color(read({{.opacity = opacity}}), opacity, opacity, opacity);
-    expect_nan(read({{.opacity = nan}}));
+    expect_nan(read({{.opacity = kNan}}));
 }
 
 TEST_F(WeightsTest, OpacitiesAboveOneAndBelowZeroAreCarriedToo) {

@@ -35,9 +35,9 @@ std::string number(std::integral auto value) {
 // its threads; so do these, or a leak checker would report what is meant.
 void remember_for_ever(void* pointer) {
     static std::mutex mutex;
-    static auto* const pointers = new std::vector<void*>;
+    static auto* const kPointers = new std::vector<void*>;
     const std::lock_guard guard(mutex);
-    pointers->push_back(pointer);
+    kPointers->push_back(pointer);
 }
 
 } // namespace

@@ -37,9 +37,9 @@ TEST(LowDiscrepancy, ValuesLieInTheHalfOpenUnitInterval) {
 }
 
 TEST(LowDiscrepancy, FirstPointsOfDifferentSeedsAreSpreadLikeRandomOnes) {
-    constexpr int n = 20000;
+    constexpr int kN = 20000;
     double sum = 0, squares = 0, product = 0, before = 0.5;
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < kN; ++i) {
         std::array<double, 1> p{};
         owen_sobol(static_cast<std::uint64_t>(i), 0, p);
         sum += p[0];
@@ -47,22 +47,22 @@ TEST(LowDiscrepancy, FirstPointsOfDifferentSeedsAreSpreadLikeRandomOnes) {
         product += (p[0] - 0.5) * (before - 0.5);
         before = p[0];
     }
-    EXPECT_NEAR(sum / n, 0.5, 0.01);
-    EXPECT_NEAR(squares / n, 1.0 / 12.0, 0.002);
-    EXPECT_NEAR(product / n / (1.0 / 12.0), 0.0, 0.03) << "neighbouring seeds are correlated";
+    EXPECT_NEAR(sum / kN, 0.5, 0.01);
+    EXPECT_NEAR(squares / kN, 1.0 / 12.0, 0.002);
+    EXPECT_NEAR(product / kN / (1.0 / 12.0), 0.0, 0.03) << "neighbouring seeds are correlated";
 }
 
 TEST(LowDiscrepancy, DimensionsOfOnePointAreNotCorrelated) {
-    constexpr int n = 4096;
-    std::vector<std::array<double, 6>> points(n);
-    for (std::uint32_t i = 0; i < n; ++i)
+    constexpr int kN = 4096;
+    std::vector<std::array<double, 6>> points(kN);
+    for (std::uint32_t i = 0; i < kN; ++i)
         owen_sobol(99, i, points[i]);
     for (std::size_t a = 0; a < 6; ++a)
         for (std::size_t b = a + 1; b < 6; ++b) {
             double product = 0;
             for (const auto& p : points)
                 product += (p[a] - 0.5) * (p[b] - 0.5);
-            EXPECT_NEAR(product / n / (1.0 / 12.0), 0.0, 0.06) << a << ", " << b;
+            EXPECT_NEAR(product / kN / (1.0 / 12.0), 0.0, 0.06) << a << ", " << b;
         }
 }
 

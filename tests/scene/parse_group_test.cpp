@@ -18,7 +18,7 @@ std::string message(const std::string& body, const std::string& flags = "") {
     return read("object \"o\" " + flags + "\ngroup " + body + " end group end object\n").message();
 }
 
-const std::string four = "0 0 0 1 0 0 1 1 0 0 1 0 v 0 v 1 v 2 v 3 ";
+const std::string kFour = "0 0 0 1 0 0 1 1 0 0 1 0 v 0 v 1 v 2 v 3 ";
 
 TEST(Group, VerticesPickTheirVectorsByLetter) {
     const Mesh m =
@@ -48,14 +48,14 @@ TEST(Group, VerticesThatLackALetterGetNullVectors) {
 }
 
 TEST(Group, ConvexPolygonsAreFans) {
-    const Mesh m = mesh(four + "c 0 1 2 3");
+    const Mesh m = mesh(kFour + "c 0 1 2 3");
     EXPECT_THAT(m.triangles, ElementsAre(ElementsAre(0u, 1u, 2u), ElementsAre(0u, 2u, 3u)));
-    EXPECT_EQ(mesh(four + "cp 0 1 2 3").triangles, m.triangles);
-    EXPECT_EQ(mesh(four + "fan 0 1 2 3").triangles, m.triangles);
+    EXPECT_EQ(mesh(kFour + "cp 0 1 2 3").triangles, m.triangles);
+    EXPECT_EQ(mesh(kFour + "fan 0 1 2 3").triangles, m.triangles);
 }
 
 TEST(Group, StripsTurnEverySecondTriangle) {
-    EXPECT_THAT(mesh(four + "strip 0 1 3 2").triangles,
+    EXPECT_THAT(mesh(kFour + "strip 0 1 3 2").triangles,
                 ElementsAre(ElementsAre(0u, 1u, 3u), ElementsAre(3u, 1u, 2u)));
 }
 
@@ -75,21 +75,21 @@ TEST(Group, HolesAreCutOut) {
 
 TEST(Group, MaterialNamesCarryOverToPolygonsWithout) {
     const Mesh m =
-        mesh(four + "c 0 1 2 c \"a\" 0 1 2 c 1 2 3 p \"b\" 0 1 2 3 p plain 0 1 2 p \"a\" "
-                    "0 1 2");
+        mesh(kFour + "c 0 1 2 c \"a\" 0 1 2 c 1 2 3 p \"b\" 0 1 2 3 p plain 0 1 2 p \"a\" "
+                     "0 1 2");
     EXPECT_THAT(m.triangle_material, ElementsAre(-1, 0, 0, 1, 1, 2, 0));
     EXPECT_THAT(m.material_names, ElementsAre("a", "b", "plain"));
 }
 
 TEST(Group, TaggedObjectsTakeTheFirstIntegerAsLabel) {
-    const Mesh m = mesh(four + "c 7 0 1 2 p -1 0 1 2 3", "tagged on");
+    const Mesh m = mesh(kFour + "c 7 0 1 2 p -1 0 1 2 3", "tagged on");
     EXPECT_THAT(m.triangle_material, ElementsAre(7, -1, -1));
     EXPECT_TRUE(m.material_names.empty());
 }
 
 TEST(Group, TaggedAndNamedVersionsHaveTheSameTriangles) {
-    const Mesh tagged = mesh(four + "c 0 0 1 2 c 1 0 2 3", "tagged");
-    const Mesh named = mesh(four + "c \"m0\" 0 1 2 c \"m1\" 0 2 3");
+    const Mesh tagged = mesh(kFour + "c 0 0 1 2 c 1 0 2 3", "tagged");
+    const Mesh named = mesh(kFour + "c \"m0\" 0 1 2 c \"m1\" 0 2 3");
     EXPECT_EQ(tagged.triangles, named.triangles);
     EXPECT_EQ(tagged.positions, named.positions);
     EXPECT_EQ(tagged.triangle_material, named.triangle_material);
@@ -127,7 +127,8 @@ TEST(Group, ApproximationsAndVertexFlagsAreSkipped) {
 }
 
 TEST(Group, SmallPolygonsAreLeftOutWithOneWarning) {
-    const Reading r = read("object \"o\" group " + four + "p 0 1 c 2 p 0 1 2 end group end object");
+    const Reading r =
+        read("object \"o\" group " + kFour + "p 0 1 c 2 p 0 1 2 end group end object");
     EXPECT_EQ(r.message(), "warning: test.mi:1:58: polygons of less than three corners are left "
                            "out");
     EXPECT_EQ(r.scene.objects.at("o").mesh->triangles.size(), 1u);

@@ -8,17 +8,17 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string head = "light \"l\" end light\ncamera \"c\" end camera\n"
-                         "material \"m\" end material\nmaterial \"n\" end material\n";
+const std::string kHead = "light \"l\" end light\ncamera \"c\" end camera\n"
+                          "material \"m\" end material\nmaterial \"n\" end material\n";
 
 Instance instance(const std::string& items) {
-    Reading r = read(head + "instance \"i\" \"l\" " + items + " end instance\n");
+    Reading r = read(kHead + "instance \"i\" \"l\" " + items + " end instance\n");
     EXPECT_TRUE(r.messages.empty()) << items << ": " << r.message();
     return r.scene.instances["i"];
 }
 
 std::string message(const std::string& text) {
-    return read(head + text).message();
+    return read(kHead + text).message();
 }
 
 TEST(Instance, ASingleMaterialIsNotAListOfOne) {
@@ -56,11 +56,11 @@ TEST(Instance, AVertexReachesTheWorldThroughTheInverse) {
 }
 
 TEST(Instance, ASingularMatrixBecomesTheIdentityWithAWarning) {
-    const Reading r = read(head + "instance \"i\" \"l\" transform 1 0 0 0 2 0 0 0 0 0 1 0 0 0 0 1 "
-                                  "end instance");
+    const Reading r = read(kHead + "instance \"i\" \"l\" transform 1 0 0 0 2 0 0 0 0 0 1 0 0 0 0 1 "
+                                   "end instance");
     EXPECT_EQ(r.message(), "warning: test.mi:5:28: this matrix has no inverse, the identity is "
                            "used instead");
-    EXPECT_EQ(r.scene.instances.at("i").transform.value(), identity_matrix);
+    EXPECT_EQ(r.scene.instances.at("i").transform.value(), kIdentityMatrix);
 }
 
 TEST(Instance, TinyAndHugeScalesAreNotSingular) {
@@ -114,18 +114,19 @@ TEST(Instance, MotionTagHideAndParameters) {
 }
 
 TEST(Instance, IncrementalChangesKeepTheRestAndBareWordsRemove) {
-    const Reading r = read(head + "instance \"i\" \"l\" transform 1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 1 "
-                                  "material [ \"m\" ] shadow on end instance\n"
-                                  "incremental instance \"i\" hide on end instance\n");
+    const Reading r = read(kHead + "instance \"i\" \"l\" transform 1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 1 "
+                                   "material [ \"m\" ] shadow on end instance\n"
+                                   "incremental instance \"i\" hide on end instance\n");
     EXPECT_TRUE(r.good) << r.message();
     const Instance& i = r.scene.instances.at("i");
     EXPECT_EQ(i.item, "l");
     EXPECT_EQ(i.transform.value()[12], 5);
     EXPECT_TRUE(i.material_list);
     EXPECT_TRUE(i.hide);
-    const Reading bare = read(head + "instance \"i\" \"l\" transform 1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 "
-                                     "1 end instance\nincremental instance \"i\" \"c\" transform "
-                                     "end instance\n");
+    const Reading bare =
+        read(kHead + "instance \"i\" \"l\" transform 1 0 0 0 0 1 0 0 0 0 1 0 5 0 0 "
+                     "1 end instance\nincremental instance \"i\" \"c\" transform "
+                     "end instance\n");
     EXPECT_FALSE(bare.scene.instances.at("i").transform.has_value());
     EXPECT_EQ(bare.scene.instances.at("i").item, "c");
 }
@@ -159,23 +160,24 @@ TEST(Instance, Errors) {
 }
 
 TEST(InstGroup, MembersNestingAndReplacement) {
-    const Reading r = read(head + "instance \"a\" \"l\" end instance\ninstance \"b\" \"c\" end "
-                                  "instance\ninstgroup \"g\" merge 0.1 tag 3 \"a\" \"b\" end "
-                                  "instgroup\ninstance \"gi\" \"g\" end instance\ninstgroup "
-                                  "\"w\" \"gi\" \"gi\" end instgroup\n");
+    const Reading r = read(kHead + "instance \"a\" \"l\" end instance\ninstance \"b\" \"c\" end "
+                                   "instance\ninstgroup \"g\" merge 0.1 tag 3 \"a\" \"b\" end "
+                                   "instgroup\ninstance \"gi\" \"g\" end instance\ninstgroup "
+                                   "\"w\" \"gi\" \"gi\" end instgroup\n");
     EXPECT_TRUE(r.good) << r.message();
     EXPECT_THAT(r.scene.groups.at("g").members, ElementsAre("a", "b"));
     EXPECT_EQ(r.scene.groups.at("g").label, 3u);
     EXPECT_THAT(r.scene.groups.at("w").members, ElementsAre("gi", "gi"));
-    const Reading again = read(head + "instance \"a\" \"l\" end instance\ninstance \"b\" \"c\" end "
-                                      "instance\ninstgroup \"g\" \"a\" end instgroup\nincremental "
-                                      "instgroup \"g\" \"b\" end instgroup\n");
+    const Reading again =
+        read(kHead + "instance \"a\" \"l\" end instance\ninstance \"b\" \"c\" end "
+                     "instance\ninstgroup \"g\" \"a\" end instgroup\nincremental "
+                     "instgroup \"g\" \"b\" end instgroup\n");
     EXPECT_THAT(again.scene.groups.at("g").members, ElementsAre("b"));
 }
 
 TEST(InstGroup, AMemberThatIsNoInstanceIsAnErrorAndLeftOut) {
-    const Reading r = read(head + "instance \"a\" \"l\" end instance\ninstgroup \"g\" \"l\" \"a\" "
-                                  "end instgroup\n");
+    const Reading r = read(kHead + "instance \"a\" \"l\" end instance\ninstgroup \"g\" \"l\" \"a\" "
+                                   "end instgroup\n");
     EXPECT_EQ(r.message(), "error: test.mi:6:15: there is no instance 'l'");
     EXPECT_THAT(r.scene.groups.at("g").members, ElementsAre("a"));
 }

@@ -11,10 +11,10 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string triangle = "group 0 0 0 1 0 0 0 1 0 v 0 v 1 v 2 p 0 1 2 end group ";
+const std::string kTriangle = "group 0 0 0 1 0 0 0 1 0 v 0 v 1 v 2 p 0 1 2 end group ";
 
 ObjectFlags flags(const std::string& text) {
-    Reading r = read("object \"o\" " + text + " " + triangle + "end object\n");
+    Reading r = read("object \"o\" " + text + " " + kTriangle + "end object\n");
     EXPECT_TRUE(r.messages.empty()) << text << ": " << r.message();
     return r.scene.objects["o"].flags;
 }
@@ -52,7 +52,7 @@ TEST(Object, OtherFlagsAreReadAndLeftOut) {
                            "caustic 3 globillum on finalgather file \"x\" photonmap file \"y\" "
                            "select on tag 9 attribute \"a\" 1 transform 1 0 0 0 0 1 0 0 0 0 1 0 0 "
                            "0 0 1 " +
-                           triangle + "end object\n");
+                           kTriangle + "end object\n");
     EXPECT_TRUE(r.messages.empty()) << r.message();
     EXPECT_EQ(r.scene.objects.at("o").label, 9u);
     EXPECT_TRUE(r.scene.objects.at("o").transform.has_value());
@@ -73,8 +73,8 @@ TEST(Object, AnUnsupportedBodyBetweenTwoOthersLeavesThemIntact) {
         "group"};
     // NOLINTEND(bugprone-suspicious-missing-comma)
     for (const std::string& body : bodies) {
-        const Reading r = read("object \"a\" " + triangle + "end object\nobject \"b\" " + body +
-                               " end object\nobject \"c\" " + triangle + "end object\n");
+        const Reading r = read("object \"a\" " + kTriangle + "end object\nobject \"b\" " + body +
+                               " end object\nobject \"c\" " + kTriangle + "end object\n");
         EXPECT_EQ(r.errors, 0u) << body << r.message();
         EXPECT_EQ(r.warnings, 1u) << body;
         EXPECT_EQ(r.scene.objects.at("c").mesh->triangles.size(), 1u) << body;
@@ -100,15 +100,16 @@ TEST(Object, OneWarningPerKindOfBody) {
 }
 
 TEST(Object, AnIncrementalOneWithoutBodyKeepsItsGeometry) {
-    const Reading r = read("object \"o\" visible on shadow 3 " + triangle +
+    const Reading r = read("object \"o\" visible on shadow 3 " + kTriangle +
                            "end object\nincremental object \"o\" visible off end object\n");
     EXPECT_TRUE(r.good) << r.message();
     const Object& o = r.scene.objects.at("o");
     EXPECT_FALSE(o.mesh.has_value());
     EXPECT_FALSE(o.flags.visible);
     EXPECT_EQ(o.flags.shadow, 3);
-    const Reading moved = read("object \"o\" visible on " + triangle +
-                               "end object\nincremental object \"o\" " + triangle + "end object\n");
+    const Reading moved =
+        read("object \"o\" visible on " + kTriangle + "end object\nincremental object \"o\" " +
+             kTriangle + "end object\n");
     EXPECT_TRUE(moved.scene.objects.at("o").mesh.has_value());
     EXPECT_TRUE(moved.scene.objects.at("o").flags.visible);
 }
@@ -133,7 +134,7 @@ TEST(Object, SeveralGroupsAreOneMesh) {
 }
 
 TEST(Object, WithoutANameItIsAWarning) {
-    const Reading r = read("object visible on " + triangle + "end object\n");
+    const Reading r = read("object visible on " + kTriangle + "end object\n");
     EXPECT_EQ(r.message(), "warning: test.mi:1:1: an object without a name cannot be used");
 }
 

@@ -8,8 +8,8 @@ using testing::ElementsAre;
 
 namespace {
 
-const std::string world = "options \"o\" end options\ncamera \"c\" end camera\ninstance \"ci\" "
-                          "\"c\" end instance\ninstgroup \"w\" \"ci\" end instgroup\n";
+const std::string kWorld = "options \"o\" end options\ncamera \"c\" end camera\ninstance \"ci\" "
+                           "\"c\" end instance\ninstgroup \"w\" \"ci\" end instgroup\n";
 
 TEST(Commands, VerboseLevels) {
     EXPECT_THAT(read("verbose on verbose off verbose 3 verbose 99 verbose -1").scene.levels,
@@ -64,8 +64,8 @@ TEST(Commands, DeleteForgetsAName) {
 }
 
 TEST(Commands, RenderIsCalledWhereItStandsAndReadingGoesOn) {
-    const Reading r = read(world + "render \"w\" \"ci\" \"o\"\nincremental camera \"c\" frame 2 "
-                                   "end camera\nrender \"w\" \"ci\" \"o\"\n");
+    const Reading r = read(kWorld + "render \"w\" \"ci\" \"o\"\nincremental camera \"c\" frame 2 "
+                                    "end camera\nrender \"w\" \"ci\" \"o\"\n");
     EXPECT_TRUE(r.good) << r.message();
     EXPECT_THAT(r.scene.events, ElementsAre("options o", "camera c", "instance ci", "instgroup w",
                                             "render w ci o", "camera c", "render w ci o"));
@@ -74,31 +74,31 @@ TEST(Commands, RenderIsCalledWhereItStandsAndReadingGoesOn) {
 TEST(Commands, AReceiverMayStopAtARender) {
     Reading r;
     r.scene.go_on = false;
-    read_into(r, world + "render \"w\" \"ci\" \"o\"\nrender \"w\" \"ci\" \"o\"\n");
+    read_into(r, kWorld + "render \"w\" \"ci\" \"o\"\nrender \"w\" \"ci\" \"o\"\n");
     EXPECT_EQ(std::count(r.scene.events.begin(), r.scene.events.end(), "render w ci o"), 1);
 }
 
 TEST(Commands, NothingIsRenderedAfterAnError) {
-    const Reading r = read(world + "jumble\nrender \"w\" \"ci\" \"o\"\n");
+    const Reading r = read(kWorld + "jumble\nrender \"w\" \"ci\" \"o\"\n");
     EXPECT_EQ(r.errors, 1u);
     EXPECT_EQ(std::count(r.scene.events.begin(), r.scene.events.end(), "render w ci o"), 0);
 }
 
 TEST(Commands, RenderChecksItsNames) {
-    EXPECT_EQ(read(world + "render \"x\" \"ci\" \"o\"").message(),
+    EXPECT_EQ(read(kWorld + "render \"x\" \"ci\" \"o\"").message(),
               "error: test.mi:5:8: there is no instgroup 'x'");
-    EXPECT_EQ(read(world + "render \"w\" \"c\" \"o\"").message(),
+    EXPECT_EQ(read(kWorld + "render \"w\" \"c\" \"o\"").message(),
               "error: test.mi:5:12: there is no instance 'c'");
-    EXPECT_EQ(read(world + "render \"w\" \"ci\" \"c\"").message(),
+    EXPECT_EQ(read(kWorld + "render \"w\" \"ci\" \"c\"").message(),
               "error: test.mi:5:17: there is no options 'c'");
-    EXPECT_EQ(read(world + "light \"l\" end light instance \"li\" \"l\" end instance render \"w\" "
-                           "\"li\" \"o\"")
+    EXPECT_EQ(read(kWorld + "light \"l\" end light instance \"li\" \"l\" end instance render \"w\" "
+                            "\"li\" \"o\"")
                   .message(),
               "error: test.mi:5:63: instance 'li' does not place a camera");
 }
 
 TEST(Commands, CallRunsShaders) {
-    const Reading r = read(world + "call \"a\" () \"b\" () , \"ci\" \"o\" call \"c\" ()");
+    const Reading r = read(kWorld + "call \"a\" () \"b\" () , \"ci\" \"o\" call \"c\" ()");
     EXPECT_TRUE(r.good) << r.message();
     EXPECT_EQ(r.scene.events.at(4), "call 2 ci o");
     EXPECT_EQ(r.scene.events.at(5), "call 1  ");

@@ -30,15 +30,15 @@ std::string message(const std::string& body, const std::string& flags = "tagged 
         .message();
 }
 
-const std::string slope = "vertex 3 p n t 2   triangle 1\n"
-                          "[ -1 0 1   0 0.70711 0.70711   0 0\n"
-                          "   1 0 1   0 0.70711 0.70711   1 0\n"
-                          "   0 1 0   0 0.70711 0.70711   0.5 1 ]\n"
-                          "[ 0   0 1 2 ]";
+const std::string kSlope = "vertex 3 p n t 2   triangle 1\n"
+                           "[ -1 0 1   0 0.70711 0.70711   0 0\n"
+                           "   1 0 1   0 0.70711 0.70711   1 0\n"
+                           "   0 1 0   0 0.70711 0.70711   0.5 1 ]\n"
+                           "[ 0   0 1 2 ]";
 
 TEST(Trilist, TheTentsFrontSlopeIsTheSameInEveryForm) {
-    const Mesh text = mesh(slope);
-    const Mesh polygons = read(tent_object).scene.objects.at("tent").mesh.value();
+    const Mesh text = mesh(kSlope);
+    const Mesh polygons = read(kTentObject).scene.objects.at("tent").mesh.value();
     std::string block;
     for (const float f : {-1.f, 0.f, 1.f, 0.f, 0.70711f, 0.70711f, 0.f,  0.f,
                           1.f,  0.f, 1.f, 0.f, 0.70711f, 0.70711f, 1.f,  0.f,

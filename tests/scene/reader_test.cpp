@@ -28,7 +28,7 @@ TEST(Reader, ReadsTheSampleScene) {
 }
 
 TEST(Reader, TheTentHasTheCountsOfItsText) {
-    const Reading r = read(tent_object);
+    const Reading r = read(kTentObject);
     const Mesh& mesh = r.scene.objects.at("tent").mesh.value();
     EXPECT_EQ(mesh.source_vectors, 11u);
     EXPECT_EQ(mesh.source_vertices, 10u);
@@ -320,9 +320,9 @@ TEST(Files, SeveralAreReadAsOneScene) {
     const Folder folder;
     Session s;
     Reader reader(s.reading.scene, s.diagnostics, s.substitution);
-    const std::string body = std::string(scene_head) + tent_object;
+    const std::string body = std::string(kSceneHead) + kTentObject;
     EXPECT_TRUE(reader.read_file(folder.write("body.mi", body)));
-    EXPECT_TRUE(reader.read_file(folder.write("render.mi", scene_tail))) << s.reading.message();
+    EXPECT_TRUE(reader.read_file(folder.write("render.mi", kSceneTail))) << s.reading.message();
     EXPECT_EQ(s.reading.scene.events.back(), "render world camInst opt");
 }
 

@@ -5,7 +5,7 @@
 
 namespace vx::scene {
 
-inline constexpr const char* tent_object = R"(object "tent"
+inline constexpr const char* kTentObject = R"(object "tent"
     visible on   shadow 3   trace on   tagged on
     group
         # vectors 0..4: positions
@@ -33,7 +33,7 @@ inline constexpr const char* tent_object = R"(object "tent"
 end object
 )";
 
-inline constexpr const char* scene_head = R"(verbose 5
+inline constexpr const char* kSceneHead = R"(verbose 5
 link "vx_pc.so"
 
 options "opt"
@@ -75,7 +75,7 @@ end material
 
 )";
 
-inline constexpr const char* scene_tail = R"(
+inline constexpr const char* kSceneTail = R"(
 instance "tentInst" "tent"
     material [ "slopeMtl", "floorMtl" ]
 end instance
@@ -90,7 +90,7 @@ render "world" "camInst" "opt"
 )";
 
 inline std::string sample_scene() {
-    return std::string(scene_head) + tent_object + scene_tail;
+    return std::string(kSceneHead) + kTentObject + kSceneTail;
 }
 
 } // namespace vx::scene

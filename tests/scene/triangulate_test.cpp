@@ -192,13 +192,13 @@ TEST(Triangulate, PolygonsThatCrossThemselvesOrHaveNoAreaEnd) {
 
 TEST(Triangulate, ALargeJaggedPolygonEndsSoon) {
     // A comb: every second corner is reflex, and only the far end has ears.
-    constexpr int teeth = 30000;
+    constexpr int kTeeth = 30000;
     std::vector<Vec3> ring;
-    for (int i = 0; i < teeth; ++i) {
+    for (int i = 0; i < kTeeth; ++i) {
         const auto x = static_cast<float>(i);
         ring.push_back({x, i % 2 == 0 ? 0.0f : 50.0f + x * 0.001f, 0});
     }
-    ring.push_back({teeth, 100, 0});
+    ring.push_back({kTeeth, 100, 0});
     ring.push_back({0, 100, 0});
     Polygon p;
     p.add_ring(ring);

@@ -12,12 +12,12 @@ TEST(Values, LightKindFollowsFromWhatIsThere) {
         LightKind kind;
     };
     // "any" spread counts as two rows.
-    constexpr Row rows[] = {
+    constexpr Row kRows[] = {
         {false, false, false, LightKind::point},      {false, false, true, LightKind::point},
         {true, false, false, LightKind::point},       {true, false, true, LightKind::point},
         {false, true, false, LightKind::directional}, {false, true, true, LightKind::directional},
         {true, true, false, LightKind::directional},  {true, true, true, LightKind::spot}};
-    for (const Row& row : rows) {
+    for (const Row& row : kRows) {
         Light light;
         if (row.origin) light.origin = Vec3{};
         if (row.direction) light.direction = Vec3{0, 0, -1};

@@ -31,7 +31,7 @@ V pinhole(int i, int j, int w, int h, double aperture, double aspect, double foc
 }
 
 // Points and colours are single precision numbers of up to 10, computed in a few steps.
-constexpr double single = 4e-6;
+constexpr double kSingle = 4e-6;
 
 std::string graph(const std::string& members) {
     return "instance \"camI\" \"cam\" end instance\n"
@@ -39,11 +39,11 @@ std::string graph(const std::string& members) {
            members + " end instgroup\nrender \"world\" \"camI\" \"opt\"\n";
 }
 
-const std::string white_point = R"(
+const std::string kWhitePoint = R"(
 light "lamp" "t_light" ( "color" 10 10 10, "shadow" on, "falloff" 1 ) origin 0 0 0 end light
 instance "lampI" "lamp" transform 1 0 0 0 0 1 0 0 0 0 1 0 -1 -2 3 1 end instance
 )"; // at (1, 2, -3)
-const std::string lambert =
+const std::string kLambert =
     "material \"m\" opaque \"t_lambert\" ( \"color\" 0.5 0.25 1 ) end material\n";
 
 void expect_color(const vx::image::Frame& frame, int i, int j, const V& expected,
@@ -58,7 +58,7 @@ void expect_color(const vx::image::Frame& frame, int i, int j, const V& expected
 
 TEST(Analytic, PlaneUnderAPointLightSeenInPerspective) {
     Scene s;
-    s.run(options() + camera(32, 24) + white_point + lambert + square("plane", 50) +
+    s.run(options() + camera(32, 24) + kWhitePoint + kLambert + square("plane", 50) +
           "instance \"planeI\" \"plane\" material \"m\" "
           "transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 5 1 end instance\n" + // in the plane z = -5
           graph("\"lampI\" \"planeI\""));
@@ -70,7 +70,7 @@ TEST(Analytic, PlaneUnderAPointLightSeenInPerspective) {
             const V to_light = V{1, 2, -3} - p;
             const double cosine = unit(to_light).z;
             const double e = 10.0 * cosine / dot(to_light, to_light);
-            expect_color(s.frame, i, j, {0.5 * e, 0.25 * e, e}, single);
+            expect_color(s.frame, i, j, {0.5 * e, 0.25 * e, e}, kSingle);
         }
 }
 
@@ -79,7 +79,7 @@ TEST(Analytic, PlaneUnderAnInfiniteLightSeenOrthographically) {
     s.run(options() + camera(20, 10, "focal infinity aperture 4") +
           "light \"sun\" \"t_light\" ( \"color\" 2 1 3 ) direction 1 -2 -2 end light\n"
           "instance \"sunI\" \"sun\" end instance\n" +
-          lambert + square("plane", 1) +
+          kLambert + square("plane", 1) +
           "instance \"planeI\" \"plane\" material \"m\" "
           "transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 5 1 end instance\n" +
           graph("\"sunI\" \"planeI\""));
@@ -128,7 +128,7 @@ std::string sphere(const std::string& name, double radius, int n) {
 
 TEST(Analytic, SphereUnderAPointLight) {
     Scene s;
-    s.run(options() + camera(40, 30) + white_point + lambert + sphere("ball", 1.0, 200) +
+    s.run(options() + camera(40, 30) + kWhitePoint + kLambert + sphere("ball", 1.0, 200) +
           "instance \"ballI\" \"ball\" material \"m\" "
           "transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 4 1 end instance\n" + // about (0, 0, -4)
           graph("\"lampI\" \"ballI\""));
@@ -165,7 +165,7 @@ TEST(Analytic, CubeUnderAPointLightWithShadowOnTheFloor) {
         options() + camera(48, 36) + R"(
 light "lamp" "t_light" ( "color" 1 1 1, "shadow" on ) origin 4 4 -5 end light
 instance "lampI" "lamp" end instance
-)" + lambert +
+)" + kLambert +
         "object \"cube\" " + flags() +
         R"( group
  -1 -1 -1  1 -1 -1  1 1 -1  -1 1 -1  -1 -1 1  1 -1 1  1 1 1  -1 1 1
@@ -227,7 +227,7 @@ instance "floorI" "floor" material "m" transform 1 0 0 0 0 0 1 0 0 -1 0 0 0 0 1 
                 }
                 expected = V{0.5, 0.25, 1} * cosine;
             }
-            expect_color(s.frame, i, j, expected, single);
+            expect_color(s.frame, i, j, expected, kSingle);
         }
     EXPECT_GT(in_shadow, 10);
 }
@@ -245,7 +245,7 @@ TEST(Analytic, OffCentreWindowShowsThatPartOfTheWholePicture) {
         for (int i = 0; i < 40; ++i) {
             const bool inside = i >= 7 && i <= 21 && j >= 3 && j <= 15;
             const V d = pinhole(i, j, 40, 20, 1, 2, 1);
-            expect_color(s.frame, i, j, inside ? d * (-5.0 / d.z) : V{}, single);
+            expect_color(s.frame, i, j, inside ? d * (-5.0 / d.z) : V{}, kSingle);
             EXPECT_EQ(s.frame.color(i, j).a, inside ? 1.0f : 0.0f);
         }
 }
@@ -263,7 +263,7 @@ TEST(Analytic, PixelsNeedNotBeSquareAndOffsetsShiftThePicture) {
         for (int i = 0; i < 40; ++i) {
             const V p{((i + 0.5 - 4) / 40 - 0.5) * 0.8 * 2.5,
                       ((j + 0.5 + 2) / 20 - 0.5) * 0.8 / 1.25 * 2.5, -5};
-            expect_color(s.frame, i, j, p, single);
+            expect_color(s.frame, i, j, p, kSingle);
         }
 }
 
@@ -285,7 +285,7 @@ instance "wallI" "wall" material "wallM" transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 6
             const double inside = sine / 1.5;
             // Sideways: 2 + 3 units of air, 1 of glass.
             const double shift = 5 * sine / -d.z + inside / std::sqrt(1 - inside * inside);
-            expect_color(s.frame, i, j, {d.x / sine * shift, d.y / sine * shift, -6}, single);
+            expect_color(s.frame, i, j, {d.x / sine * shift, d.y / sine * shift, -6}, kSingle);
         }
 }
 
@@ -329,7 +329,7 @@ instance "outer" "g1" transform 1 0 0 0 0 1 0 0 0 0 1 0 -2 0 5 1 end instance
             const V local{-0.5 * moved.y, 0.5 * moved.x, moved.z};
             const bool inside = std::abs(local.x) < 1 && std::abs(local.y) < 1;
             seen += inside;
-            expect_color(s.frame, i, j, inside ? local : V{}, single);
+            expect_color(s.frame, i, j, inside ? local : V{}, kSingle);
         }
     EXPECT_EQ(seen, 144); // a 4 x 4 square of the 10 x 10 picture
 }
@@ -349,7 +349,7 @@ instance "right" "g" transform 1 0 0 0 0 1 0 0 0 0 1 0 -2 0 7 1 end instance
         const V expected = std::abs(x + 2) < 0.5   ? V{x, 0.1, -5}
                            : std::abs(x - 2) < 0.5 ? V{x, 0.1, -7}
                                                    : V{};
-        expect_color(s.frame, i, 10, expected, single);
+        expect_color(s.frame, i, 10, expected, kSingle);
     }
 }
 
@@ -374,7 +374,7 @@ class LightTable : public testing::Test {
                 const V p = d * (-5.0 / d.z);
                 const V l = unit(to_light(p));
                 const double e = lit(p) ? std::max(0.0, l.z) : 0.0;
-                expect_color(s.frame, i, j, {e, e, e}, single);
+                expect_color(s.frame, i, j, {e, e, e}, kSingle);
             }
     }
     static bool always(const V&) { return true; }

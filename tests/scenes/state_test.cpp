@@ -147,7 +147,7 @@ TEST(State, LabelChangedByTheMaterialReachesTheLabelBuffer) {
 
 namespace {
 
-const std::string three_layers =
+const std::string kThreeLayers =
     square("plane", 2, "tag 3") + constant("a", "1 0 0 1") + constant("b", "0 1 0 1") +
     constant("c", "0 0 1 1") + placed("one", "plane", "material [ \"a\" ]", 0.5, 0.25, -3) +
     // Seen from behind.
@@ -194,7 +194,7 @@ TEST(Probe, WalksThroughAllLayersAndReflectionShadesEachOfThem) {
         EXPECT_FALSE(t[3].hit);
         EXPECT_TRUE(t[3].child_null) << "no child after a miss";
     };
-    s.run(options() + camera(3, 3, "lens \"t_probe_lens\" ( \"n\" 2 )") + three_layers);
+    s.run(options() + camera(3, 3, "lens \"t_probe_lens\" ( \"n\" 2 )") + kThreeLayers);
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
     EXPECT_EQ(s.renders, 1);
     EXPECT_FLOAT_EQ(centre(s.frame).r, 1.0f) << "the eye ray itself is as it was";
@@ -274,13 +274,14 @@ TEST(Probe, MaterialListOfTheLeafIsAnArrayOfTheMaterials) {
         EXPECT_EQ(s.context.database.type(world.object(2).record->material), miSCENE_MATERIAL);
         EXPECT_EQ(world.object(2).record->mtl_array_size, 0);
     };
-    s.run(options() + camera(1, 1) + three_layers);
+    s.run(options() + camera(1, 1) + kThreeLayers);
     EXPECT_EQ(s.renders, 1);
 }
 
 TEST(Exits, WithoutMemoryForTheirMessagesTheRenderHasFailed) {
-    for (const auto& [failure, message] :
+    for (const auto& [failure, reported] :
          {std::pair{"exit", "t_fail_exit"}, std::pair{"pin", "was left with"}}) {
+        const std::string_view message = reported;
         Scene s;
         int messages = 0;
         s.context.messages.set_sink([&](vx::shading::Level, std::string_view line) {
@@ -313,7 +314,7 @@ TEST(Sample, DependsNeitherOnThreadsNorOnWhereThePictureBegins) {
             };
             s.run(options() +
                   camera(80, 80, std::string("lens \"t_probe_lens\" ( \"n\" 4 ) ") + window) +
-                  three_layers);
+                  kThreeLayers);
             ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
             ASSERT_EQ(samples.size(), 50u * 4 * 2);
             EXPECT_EQ(std::set<double>(samples.begin(), samples.end()).size(), samples.size());
@@ -445,7 +446,7 @@ TEST(Depth, ExhaustedReflectionFailsAndKeepsTheChildOfTheCallBefore) {
             EXPECT_FALSE(t[0].reflected);
             EXPECT_FLOAT_EQ(t[0].reflected_point.z, -3.0f) << "the probe's child";
         };
-        s.run(options(limits) + camera(1, 1, "lens \"t_probe_lens\" ( \"n\" 1 )") + three_layers);
+        s.run(options(limits) + camera(1, 1, "lens \"t_probe_lens\" ( \"n\" 1 )") + kThreeLayers);
         EXPECT_EQ(s.renders, 1) << s.all_messages();
     }
 }
@@ -594,19 +595,19 @@ miColor under_plate(const std::string& plate_material, const std::string& plate_
     return centre(s.frame);
 }
 
-const std::string opaque_plate = constant("pm", "1 0 0 1");
+const std::string kOpaquePlate = constant("pm", "1 0 0 1");
 // The floor slopes: normal (0, 9, 2) / sqrt(85).
-const float lit = 9.0f / std::sqrt(85.0f);
+const float kLit = 9.0f / std::sqrt(85.0f);
 
 } // namespace
 
 TEST(Shadow, OpaqueSurfacesBlockAndFlagsDecideWhich) {
-    EXPECT_EQ(under_plate(opaque_plate, "shadow 3").r, 0.0f);
-    EXPECT_EQ(under_plate(opaque_plate, "shadow 1").r, 0.0f);
-    EXPECT_NEAR(under_plate(opaque_plate, "shadow 2").r, lit, 1e-6) << "casts none";
-    EXPECT_NEAR(under_plate(opaque_plate, "").r, lit, 1e-6);
-    EXPECT_NEAR(under_plate(opaque_plate, "shadow 3", "shadow off").r, lit, 1e-6);
-    EXPECT_NEAR(under_plate(opaque_plate, "shadow 3", "", 1, "shadow 1").r, lit, 1e-6)
+    EXPECT_EQ(under_plate(kOpaquePlate, "shadow 3").r, 0.0f);
+    EXPECT_EQ(under_plate(kOpaquePlate, "shadow 1").r, 0.0f);
+    EXPECT_NEAR(under_plate(kOpaquePlate, "shadow 2").r, kLit, 1e-6) << "casts none";
+    EXPECT_NEAR(under_plate(kOpaquePlate, "").r, kLit, 1e-6);
+    EXPECT_NEAR(under_plate(kOpaquePlate, "shadow 3", "shadow off").r, kLit, 1e-6);
+    EXPECT_NEAR(under_plate(kOpaquePlate, "shadow 3", "", 1, "shadow 1").r, kLit, 1e-6)
         << "the floor receives none";
 }
 
@@ -615,12 +616,12 @@ TEST(Shadow, ShadersOfOccludersTintTheLight) {
                                "\"t_shadow\" ( \"color\" 0.5 0.25 1 ) end material\n";
     for (const char* const mode : {"shadow on", "shadow sort"}) {
         const miColor one = under_plate(tinted, "shadow 3", mode);
-        EXPECT_NEAR(one.r, 0.5f * lit, 1e-6);
-        EXPECT_NEAR(one.g, 0.25f * lit, 1e-6);
-        EXPECT_NEAR(one.b, lit, 1e-6);
+        EXPECT_NEAR(one.r, 0.5f * kLit, 1e-6);
+        EXPECT_NEAR(one.g, 0.25f * kLit, 1e-6);
+        EXPECT_NEAR(one.b, kLit, 1e-6);
         const miColor three = under_plate(tinted, "shadow 3", mode, 3);
-        EXPECT_NEAR(three.r, 0.125f * lit, 1e-6);
-        EXPECT_NEAR(three.g, 0.015625f * lit, 1e-6);
+        EXPECT_NEAR(three.r, 0.125f * kLit, 1e-6);
+        EXPECT_NEAR(three.g, 0.015625f * kLit, 1e-6);
     }
 }
 
@@ -628,8 +629,8 @@ TEST(Shadow, SegmentsGoFromOccluderToOccluder) {
     const std::string tinted = "material \"pm\" \"t_constant\" ( \"color\" 1 1 1 ) shadow "
                                "\"t_shadow_seg\" ( \"color\" 0.5 0.25 1 ) end material\n";
     const miColor three = under_plate(tinted, "shadow 3", "shadow segments", 3);
-    EXPECT_NEAR(three.r, 0.125f * lit, 1e-6);
-    EXPECT_NEAR(three.b, lit, 1e-6);
+    EXPECT_NEAR(three.r, 0.125f * kLit, 1e-6);
+    EXPECT_NEAR(three.b, kLit, 1e-6);
 }
 
 TEST(Lights, InstanceListsIncludeAndExclude) {
@@ -712,7 +713,7 @@ TEST(World, GroupThatContainsItselfEndsTheRenderWithAMessage) {
 
 TEST(World, LeavesGoWithTheFrameAndTheirTagsStayBad) {
     Scene s;
-    s.run(options() + camera(2, 2) + three_layers);
+    s.run(options() + camera(2, 2) + kThreeLayers);
     int instances = 0;
     s.context.database.for_each(miSCENE_INSTANCE, [&](miTag, void*) { ++instances; });
     EXPECT_EQ(instances, 4) << "those of the scene";

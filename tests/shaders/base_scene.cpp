@@ -6,8 +6,8 @@
 namespace vx::test {
 
 V view(int i, int j) {
-    const double aspect = double(width) / height;
-    return unit({((i + 0.5) / width - 0.5) * 2, ((j + 0.5) / height - 0.5) * 2 / aspect, -1});
+    const double aspect = double(kWidth) / kHeight;
+    return unit({((i + 0.5) / kWidth - 0.5) * 2, ((j + 0.5) / kHeight - 0.5) * 2 / aspect, -1});
 }
 
 V meets(int i, int j, double depth) {
@@ -33,7 +33,7 @@ void render_base(Scene& scene, const std::string& text, const std::string& membe
                  const std::string& camera_items, const std::string& option_items) {
     const std::string head =
         fmt::format("link \"{}\"\n$include \"{}\"\n", VX_BASE_LIBRARY, VX_BASE_DECLARATION);
-    scene.run(head + options(option_items) + camera(width, height, "aperture 2 " + camera_items) +
+    scene.run(head + options(option_items) + camera(kWidth, kHeight, "aperture 2 " + camera_items) +
               square("plane", 75) + text +
               "instance \"camI\" \"cam\" end instance\ninstgroup \"world\" \"camI\" " + members +
               " end instgroup\nrender \"world\" \"camI\" \"opt\"\n");

@@ -23,7 +23,7 @@ inline V unit(const V& a) {
 }
 
 // The picture is this large; the camera stands at the origin and looks along -z, 90 degrees wide.
-constexpr int width = 12, height = 9;
+constexpr int kWidth = 12, kHeight = 9;
 // Direction through the centre of pixel (i, j).
 V view(int i, int j);
 // Where that line meets the plane z = depth.

@@ -7,14 +7,14 @@ using namespace vx::test;
 
 namespace {
 
-const V lamp_place = {1, 2, -2}, lamp_color = {2, 1, 0.5};
+const V kLampPlace = {1, 2, -2}, kLampColor = {2, 1, 0.5};
 
 // Light and cosine at p on a plane that faces the camera.
 struct Lit {
     V to_light;
     double cosine;
 };
-Lit lit(const V& p, const V& place = lamp_place) {
+Lit lit(const V& p, const V& place = kLampPlace) {
     const V to_light = unit(place - p);
     return {to_light, to_light.z};
 }
@@ -27,29 +27,29 @@ void expect_picture(const std::string& material, const std::string& lights,
                 lights + "material \"m\" opaque " + material + " end material\n" +
                     plane("planeI", "m", -5),
                 members + " \"planeI\"");
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             expect_color(s, i, j, expected(view(i, j), meets(i, j, -5)), tolerance);
             EXPECT_EQ(s.frame.color(i, j).a, 1.0f);
         }
 }
 
-const std::string lamp = point_light("lamp", lamp_place, lamp_color);
+const std::string kLamp = point_light("lamp", kLampPlace, kLampColor);
 
 TEST(Lambert, FollowsItsFormula) {
     expect_picture("\"mib_illum_lambert\" ( \"ambience\" 0.5 1 2, \"ambient\" 0.1 0.2 0.3, "
                    "\"diffuse\" 0.7 0.3 0.2 )",
-                   lamp, "\"lampI\"", [](const V&, const V& p) {
-                       return V{0.05, 0.2, 0.6} + lamp_color * V{0.7, 0.3, 0.2} * lit(p).cosine;
+                   kLamp, "\"lampI\"", [](const V&, const V& p) {
+                       return V{0.05, 0.2, 0.6} + kLampColor * V{0.7, 0.3, 0.2} * lit(p).cosine;
                    });
 }
 
 TEST(Lambert, LightsAddUp) {
     const V other = {-3, 0, -4};
     expect_picture("\"mib_illum_lambert\" ( \"diffuse\" 1 1 1 )",
-                   lamp + point_light("two", other, {0, 0, 3}), "\"lampI\" \"twoI\"",
+                   kLamp + point_light("two", other, {0, 0, 3}), "\"lampI\" \"twoI\"",
                    [&](const V&, const V& p) {
-                       return lamp_color * lit(p).cosine + V{0, 0, 3} * lit(p, other).cosine;
+                       return kLampColor * lit(p).cosine + V{0, 0, 3} * lit(p, other).cosine;
                    });
 }
 
@@ -57,35 +57,35 @@ TEST(Phong, FollowsItsFormula) {
     expect_picture(
         "\"mib_illum_phong\" ( \"ambience\" 1 1 1, \"ambient\" 0.1 0 0, \"diffuse\" 0.5 "
         "0.5 0.5, \"specular\" 0.25 0.5 1, \"exponent\" 8.5 )",
-        lamp, "\"lampI\"",
+        kLamp, "\"lampI\"",
         [](const V& d, const V& p) {
             const Lit l = lit(p);
             const V mirror = {d.x, d.y, -d.z};
             const double shine = std::pow(std::max(0.0, dot(mirror, l.to_light)), 8.5);
             return V{0.1, 0, 0} +
-                   lamp_color * (V{0.5, 0.5, 0.5} * l.cosine + V{0.25, 0.5, 1} * shine);
+                   kLampColor * (V{0.5, 0.5, 0.5} * l.cosine + V{0.25, 0.5, 1} * shine);
         },
         2e-5);
 }
 
 TEST(Blinn, FollowsItsFormula) {
-    constexpr double m = 0.4, ior = 1.6;
+    constexpr double kM = 0.4, kIor = 1.6;
     expect_picture(
         "\"mib_illum_blinn\" ( \"diffuse\" 0.5 0.5 0.5, \"specular\" 3 2 1, \"roughness\" 0.4, "
         "\"ior\" 1.6 )",
-        lamp, "\"lampI\"",
+        kLamp, "\"lampI\"",
         [](const V& d, const V& p) {
             const Lit l = lit(p);
             const V v = d * -1;
             const V h = unit(l.to_light + v);
             const double nh = h.z, nv = v.z, vh = dot(v, h);
-            const double distribution = std::pow(m * m / (nh * nh * (m * m - 1) + 1), 2);
+            const double distribution = std::pow(kM * kM / (nh * nh * (kM * kM - 1) + 1), 2);
             const double shadowing = std::min({1.0, 2 * nh * nv / vh, 2 * nh * l.cosine / vh});
-            const double inside = std::sqrt(1 - (1 - vh * vh) / (ior * ior));
-            const double s = (vh - ior * inside) / (vh + ior * inside);
-            const double t = (inside - ior * vh) / (inside + ior * vh);
+            const double inside = std::sqrt(1 - (1 - vh * vh) / (kIor * kIor));
+            const double s = (vh - kIor * inside) / (vh + kIor * inside);
+            const double t = (inside - kIor * vh) / (inside + kIor * vh);
             const double shine = distribution * shadowing * (s * s + t * t) / 2 / nv;
-            return lamp_color * (V{0.5, 0.5, 0.5} * l.cosine + V{3, 2, 1} * shine);
+            return kLampColor * (V{0.5, 0.5, 0.5} * l.cosine + V{3, 2, 1} * shine);
         },
         2e-5);
 }

@@ -8,7 +8,7 @@ using namespace vx::test;
 
 namespace {
 
-const std::string white =
+const std::string kWhite =
     "material \"m\" \"mib_illum_lambert\" ( \"diffuse\" 1 1 1 ) end material\n";
 
 // A light at `place`, not turned.
@@ -21,9 +21,9 @@ std::string light(const std::string& items, const V& place) {
 template <class Expected>
 void expect_picture(const std::string& text, Expected&& expected, const std::string& members = "") {
     Scene s;
-    render_base(s, white + plane("planeI", "m", -5) + text, "\"lampI\" \"planeI\" " + members);
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    render_base(s, kWhite + plane("planeI", "m", -5) + text, "\"lampI\" \"planeI\" " + members);
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const double e = expected(meets(i, j, -5));
             expect_color(s, i, j, {e, e, e}, 2e-5);
         }
@@ -84,7 +84,7 @@ TEST(PointLight, ShadowsAreOffBlackOrLightenedByTheFactor) {
 TEST(ShadowTransparency, FiltersWhatTheSurfaceCoversAndPassesTheRest) {
     Scene s;
     render_base(s,
-                white + plane("planeI", "m", -5) +
+                kWhite + plane("planeI", "m", -5) +
                     light("\"mib_light_point\" ( \"color\" 1 1 1, \"shadow\" on ) origin 0 0 0",
                           {0, 0, 0}) +
                     "material \"pane\" \"mib_illum_lambert\" () shadow "
@@ -94,8 +94,8 @@ TEST(ShadowTransparency, FiltersWhatTheSurfaceCoversAndPassesTheRest) {
                 "\"lampI\" \"planeI\" \"smallI\"");
     // (1 - a) + a * transp * color with a = 0.8
     const V through = {0.2 + 0.8 * 0.5, 0.2 + 0.8 * 0.25, 0.2};
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const V p = meets(i, j, -5);
             expect_color(s, i, j, (shaded(p) ? through : V{1, 1, 1}) * unit(p * -1).z);
         }
@@ -105,7 +105,7 @@ TEST(ShadowTransparency, LightsOutsideOfItsListPass) {
     for (const bool listed : {true, false}) {
         Scene s;
         render_base(s,
-                    white + plane("planeI", "m", -5) +
+                    kWhite + plane("planeI", "m", -5) +
                         light("\"mib_light_point\" ( \"color\" 1 1 1, \"shadow\" on ) origin 0 0 "
                               "0",
                               {0, 0, 0}) +
@@ -141,7 +141,7 @@ TEST(InfiniteLight, CastsShadowsAlongItsDirection) {
 // turn it; the light stands at (0, 1, -1).
 TEST(SpotLight, ShinesInItsConeWhereverItsInstancesTurnIt) {
     const V place = {0, 1, -1}, axis = {0.6, 0, -0.8};
-    constexpr double inner = 0.95, outer = 0.8;
+    constexpr double kInner = 0.95, kOuter = 0.8;
     const std::string text =
         "light \"lamp\" \"mib_light_spot\" ( \"color\" 1 1 1, \"cone\" 0.95 ) origin 0 0 0 "
         "direction 0 0 -2 spread 0.8 end light\n"
@@ -152,7 +152,7 @@ TEST(SpotLight, ShinesInItsConeWhereverItsInstancesTurnIt) {
     expect_picture(text, [&](const V& p) {
         const V to_light = unit(place - p);
         const double cosine = -dot(to_light, axis);
-        const double t = std::clamp((cosine - outer) / (inner - outer), 0.0, 1.0);
+        const double t = std::clamp((cosine - kOuter) / (kInner - kOuter), 0.0, 1.0);
         return t * t * (3 - 2 * t) * to_light.z;
     });
 }

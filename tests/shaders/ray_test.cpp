@@ -37,8 +37,8 @@ TEST(Reflect, SeesTheMirroredPoint) {
                 "material \"m\" \"mib_reflect\" ( \"reflect\" 1 1 1 1 ) end material\n" +
                     plane("mirrorI", "m", -5) + wall("p"),
                 "\"mirrorI\" \"wallI\"");
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const V d = view(i, j);
             const V hit = meets(i, j, -5);
             const V back = {d.x, d.y, -d.z};
@@ -66,7 +66,7 @@ TEST(Reflect, TransparentBlackCastsNoRayAndNotraceAsksTheEnvironment) {
 }
 
 TEST(Refract, BendsBySnellsLaw) {
-    constexpr double ior = 1.5;
+    constexpr double kIor = 1.5;
     Scene s;
     render_base(s,
                 "material \"p\" \"t_position\" () end material\n"
@@ -74,20 +74,20 @@ TEST(Refract, BendsBySnellsLaw) {
                 "material\n" +
                     plane("glassI", "m", -5) + plane("floorI", "p", -8),
                 "\"glassI\" \"floorI\"");
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const V d = view(i, j);
             const V in = meets(i, j, -5);
             // The part along the surface shrinks by the index.
-            const V bent = {d.x / ior, d.y / ior,
-                            -std::sqrt(1 - (d.x * d.x + d.y * d.y) / (ior * ior))};
+            const V bent = {d.x / kIor, d.y / kIor,
+                            -std::sqrt(1 - (d.x * d.x + d.y * d.y) / (kIor * kIor))};
             expect_color(s, i, j, in + bent * (-3 / bent.z), 4e-5);
         }
 }
 
 // The camera is inside the glass: the surface shows its back, and flat angles are mirrored.
 TEST(Refract, LeavesTheMediumBackwardsAndMirrorsTotally) {
-    constexpr double ior = 1.5;
+    constexpr double kIor = 1.5;
     Scene s;
     render_base(s,
                 "material \"p\" \"t_position\" () end material\n"
@@ -99,13 +99,13 @@ TEST(Refract, LeavesTheMediumBackwardsAndMirrorsTotally) {
                     plane("floorI", "p", -8) + wall("p"),
                 "\"glassI\" \"floorI\" \"wallI\"");
     int bent_rays = 0, mirrored_rays = 0;
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const V d = view(i, j);
             const V in = meets(i, j, -5);
-            const double along2 = (d.x * d.x + d.y * d.y) * ior * ior;
+            const double along2 = (d.x * d.x + d.y * d.y) * kIor * kIor;
             if (along2 < 0.95) {
-                const V bent = {d.x * ior, d.y * ior, -std::sqrt(1 - along2)};
+                const V bent = {d.x * kIor, d.y * kIor, -std::sqrt(1 - along2)};
                 expect_color(s, i, j, in + bent * (-3 / bent.z), 2e-4);
                 ++bent_rays;
             } else if (along2 > 1.0) {

@@ -43,7 +43,7 @@ TEST(TextureVector, SelectsWhatTheHitHas) {
     expect_value(vector_shader("\"select\" -1"), 9, 2, p);
     expect_value(vector_shader("\"select\" -2"), 9, 2, {0, 0, 1});
     expect_value(vector_shader("\"select\" -4"), 9, 2, view(9, 2));
-    expect_value(vector_shader("\"select\" -10"), 9, 2, {9.5 / width, 2.5 / height, 0});
+    expect_value(vector_shader("\"select\" -10"), 9, 2, {9.5 / kWidth, 2.5 / kHeight, 0});
 }
 
 TEST(TextureVector, PointsInEverySpace) {
@@ -53,7 +53,7 @@ TEST(TextureVector, PointsInEverySpace) {
     expect_value(vector_shader("\"select\" -1, \"selspace\" 3"), 9, 2, p);
     // Screen: x from -1 to 1, y likewise but for the aspect.
     expect_value(vector_shader("\"select\" -1, \"selspace\" 4"), 9, 2,
-                 {2 * 9.5 / width - 1, (2 * 2.5 / height - 1) * height / width, -5});
+                 {2 * 9.5 / kWidth - 1, (2 * 2.5 / kHeight - 1) * kHeight / kWidth, -5});
 }
 
 TEST(TextureVector, CornersOfTheTriangle) {
@@ -114,10 +114,11 @@ TEST(TextureRemap, EachStepAndTheirOrder) {
 }
 
 // Two by two pixels: red, green below; blue, white above.
-const std::string texture = "color texture \"t\" [ 2 2 1 ] 'ff0000ff 00ff00ff 0000ffff ffffffff'\n";
+const std::string kTexture =
+    "color texture \"t\" [ 2 2 1 ] 'ff0000ff 00ff00ff 0000ffff ffffffff'\n";
 
 std::string lookup(const std::string& coord) {
-    return texture + "shader \"v\" \"mib_texture_lookup\" ( \"tex\" \"t\", \"coord\" " + coord +
+    return kTexture + "shader \"v\" \"mib_texture_lookup\" ( \"tex\" \"t\", \"coord\" " + coord +
            " )";
 }
 
@@ -140,15 +141,15 @@ TEST(TextureLookup, OutsideAndWithoutATextureItIsTransparentBlack) {
 TEST(TextureLookup, ThroughTheWholeChain) {
     // The plane's coordinates, repeated. No pixel lies where two tiles meet.
     const std::string chain =
-        texture + "shader \"tv\" \"mib_texture_vector\" ( \"select\" 0 )\n"
-                  "shader \"tr\" \"mib_texture_remap\" ( \"input\" = \"tv\", \"repeat\" 29 29 1, "
-                  "\"torus_x\" on, \"torus_y\" on )\n"
-                  "shader \"v\" \"mib_texture_lookup\" ( \"tex\" \"t\", \"coord\" = \"tr\" )";
+        kTexture + "shader \"tv\" \"mib_texture_vector\" ( \"select\" 0 )\n"
+                   "shader \"tr\" \"mib_texture_remap\" ( \"input\" = \"tv\", \"repeat\" 29 29 1, "
+                   "\"torus_x\" on, \"torus_y\" on )\n"
+                   "shader \"v\" \"mib_texture_lookup\" ( \"tex\" \"t\", \"coord\" = \"tr\" )";
     const V pixels[2][2] = {{{1, 0, 0}, {0, 1, 0}}, {{0, 0, 1}, {1, 1, 1}}};
     Scene s;
     render_value(s, chain);
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i) {
+    for (int j = 0; j < kHeight; ++j)
+        for (int i = 0; i < kWidth; ++i) {
             const V t = texture_coordinate(i, j);
             const double u = std::fmod(t.x * 29, 1.0), v = std::fmod(t.y * 29, 1.0);
             // Bilinear between pixel centres at 0.25 and 0.75, the border going on outside.
@@ -166,13 +167,13 @@ TEST(TextureLookup2, RepeatsTheFirstTextureSpace) {
     const double x = std::clamp(u * 2 - 0.5, 0.0, 1.0), y = std::clamp(v * 2 - 0.5, 0.0, 1.0);
     const V expected = V{1, 0, 0} * ((1 - x) * (1 - y)) + V{0, 1, 0} * (x * (1 - y)) +
                        V{0, 0, 1} * ((1 - x) * y) + V{1, 1, 1} * (x * y);
-    expect_value(texture + "shader \"v\" \"mib_texture_lookup2\" ( \"tex\" \"t\", \"factor\" 40 )",
+    expect_value(kTexture + "shader \"v\" \"mib_texture_lookup2\" ( \"tex\" \"t\", \"factor\" 40 )",
                  10, 1, expected, 1e-4);
 }
 
 TEST(TextureFilterLookup, LooksUpOnePoint) {
-    expect_value(texture + "shader \"v\" \"mib_texture_filter_lookup\" ( \"tex\" \"t\", \"coord\" "
-                           "0.25 0.75 0, \"eccmax\" 8, \"bilinear\" on )",
+    expect_value(kTexture + "shader \"v\" \"mib_texture_filter_lookup\" ( \"tex\" \"t\", \"coord\" "
+                            "0.25 0.75 0, \"eccmax\" 8, \"bilinear\" on )",
                  5, 4, {0, 0, 1});
 }
 

@@ -121,8 +121,8 @@ TEST_F(Exceptions, ACallThatFailsEndsTheRenderAndIsReportedWithBothNames) {
 // Sanitizers end the program where operator new fails.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(Exceptions, AnAllocationThatAShaderFailsAtIsReportedWithItsSize) {
-    constexpr std::size_t impossible = std::size_t{1} << 62;
-    hook = [](const std::string& entry) { return entry == "call" ? impossible : 0; };
+    constexpr std::size_t kImpossible = std::size_t{1} << 62;
+    hook = [](const std::string& entry) { return entry == "call" ? kImpossible : 0; };
     EXPECT_THROW(run(entries("x")), shading::RenderAborted);
     EXPECT_THAT(lines, ElementsAre("RC 0.0 fatal: shader \"test_entries\" (instance \"x\"): out of "
                                    "memory: cannot allocate 4611686018427387904 bytes"));

@@ -29,11 +29,11 @@ TEST(RecordMemory, EveryRecordHasTheSameGhostDistance) {
     for (const std::size_t bytes : {0u, 4u, 36u, 1000u, 100000u, 3000000u}) {
         miFunction* const record = memory.allocate(bytes);
         ASSERT_NE(record, nullptr);
-        EXPECT_EQ(record->ghost_offs, static_cast<int>(RecordMemory::ghost_distance));
+        EXPECT_EQ(record->ghost_offs, static_cast<int>(RecordMemory::kGhostDistance));
         EXPECT_EQ(record->parameter_size, static_cast<int>(bytes));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block(record)) % 8, 0u);
         for (std::size_t i = 0; i < bytes; ++i)
-            ASSERT_EQ(block(record)[i] + block(record)[i + RecordMemory::ghost_distance], 0);
+            ASSERT_EQ(block(record)[i] + block(record)[i + RecordMemory::kGhostDistance], 0);
         if (bytes > 0) {
             std::memset(block(record), 1, bytes);
             std::memset(block(record) + record->ghost_offs, 2, bytes);
@@ -74,20 +74,20 @@ TEST(RecordMemory, BytesBeyondABlockAndItsGhostAreWatchedByTheAddressSanitizer) 
 
 TEST(RecordMemory, BlockBeyondTheDistanceIsRefused) {
     RecordMemory memory;
-    EXPECT_EQ(memory.allocate(RecordMemory::ghost_distance), nullptr);
-    EXPECT_EQ(memory.allocate(RecordMemory::ghost_distance - 16), nullptr);
+    EXPECT_EQ(memory.allocate(RecordMemory::kGhostDistance), nullptr);
+    EXPECT_EQ(memory.allocate(RecordMemory::kGhostDistance - 16), nullptr);
 }
 
 TEST(RecordMemory, MoreThanOneRangeIsUsedWhenNeeded) {
     RecordMemory memory;
-    const std::size_t large = RecordMemory::ghost_distance / 2;
+    const std::size_t large = RecordMemory::kGhostDistance / 2;
     miFunction* const a = memory.allocate(large);
     miFunction* const b = memory.allocate(large);
     miFunction* const c = memory.allocate(16);
     ASSERT_TRUE(a != nullptr && b != nullptr && c != nullptr);
     EXPECT_EQ(a->ghost_offs, b->ghost_offs);
     block(a)[large - 1] = 1;
-    block(b)[large - 1 + RecordMemory::ghost_distance] = 1;
+    block(b)[large - 1 + RecordMemory::kGhostDistance] = 1;
     EXPECT_EQ(block(c)[0], 0);
 }
 

@@ -103,7 +103,7 @@ TEST(Records, InverseNeedsNoNonZeroDiagonal) {
 }
 
 TEST(Records, SingularMatrixGivesTheIdentity) {
-    EXPECT_EQ(shading::inverse(scene::Matrix{}), scene::identity_matrix);
+    EXPECT_EQ(shading::inverse(scene::Matrix{}), scene::kIdentityMatrix);
 }
 
 TEST(Records, InstanceFlagsAreTheRenderersNumbers) {

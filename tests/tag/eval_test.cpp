@@ -22,10 +22,10 @@ struct Block {
     int tag;
 };
 
-const Block plain_block = {{0, 1, 2, 3, 4, 5, 6, 7}, 42};
-constexpr int tag_place = 32;
-constexpr miTag connected_shader = 77;
-constexpr miTag plain_connection = 0xFFFFFFFE;
+const Block kPlainBlock = {{0, 1, 2, 3, 4, 5, 6, 7}, 42};
+constexpr int kTagPlace = 32;
+constexpr miTag kConnectedShader = 77;
+constexpr miTag kPlainConnection = 0xFFFFFFFE;
 
 enum class Ghost { at_parameter_itself, behind_the_block, far_behind };
 
@@ -36,7 +36,7 @@ std::string named(const testing::TestParamInfo<Combination>& info) {
     const char* const ghosts[] = {"NoOffset", "OffsetBehindTheBlock", "FarOffset"};
     std::string tag_name = "OtherTag";
     if (tag == miNULLTAG) tag_name = "NullTag";
-    if (tag == plain_connection) tag_name = "MinusTwo";
+    if (tag == kPlainConnection) tag_name = "MinusTwo";
     return "Flag" + std::to_string(flag) + ghosts[static_cast<int>(ghost)] + tag_name;
 }
 
@@ -48,9 +48,9 @@ TEST_P(EvalCombination, RunsTheConnectedShaderOnlyWithFlag1AndARealTag) {
                        : ghost == Ghost::behind_the_block  ? 40
                                                            : 120;
     Renderer renderer;
-    renderer.connected[connected_shader] = bytes_of(7);
+    renderer.connected[kConnectedShader] = bytes_of(7);
     FunctionSetup setup;
-    Block block = plain_block;
+    Block block = kPlainBlock;
     // With an offset of 0 the word that would be the connection tag is the parameter itself.
     if (offset == 0) block.tag = static_cast<int>(connection);
     setup.block = bytes_of(block);
@@ -58,15 +58,15 @@ TEST_P(EvalCombination, RunsTheConnectedShaderOnlyWithFlag1AndARealTag) {
     setup.flag = static_cast<miCBoolean>(flag);
     if (offset != 0) {
         setup.ghost_offset = offset;
-        setup.connections[tag_place] = connection;
+        setup.connections[kTagPlace] = connection;
     }
     const miTag function = renderer.add_function(setup);
     miState state = renderer.new_state(function);
-    char* const param = state.shader->parameters + tag_place;
+    char* const param = state.shader->parameters + kTagPlace;
 
     void* const value = eval(&state, param);
 
-    const bool runs = flag == 1 && connection == connected_shader;
+    const bool runs = flag == 1 && connection == kConnectedShader;
     if (runs) {
         EXPECT_NE(value, param);
         EXPECT_EQ(*static_cast<int*>(value), 7);
@@ -83,14 +83,14 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Combine(testing::Values(0, 1, 2, 255),
                      testing::Values(Ghost::at_parameter_itself, Ghost::behind_the_block,
                                      Ghost::far_behind),
-                     testing::Values(miNULLTAG, plain_connection, connected_shader)),
+                     testing::Values(miNULLTAG, kPlainConnection, kConnectedShader)),
     named);
 
 TEST(Eval, ConnectionTagMinusTwoReadsAsAPlainValue) {
     Renderer renderer;
     FunctionSetup setup;
-    setup.block = bytes_of(plain_block);
-    setup.connections[tag_place] = plain_connection;
+    setup.block = bytes_of(kPlainBlock);
+    setup.connections[kTagPlace] = kPlainConnection;
     miState state = renderer.new_state(renderer.add_function(setup));
     EXPECT_EQ(evalInt(&state, state.shader), 42);
     EXPECT_THAT(renderer.calls(), IsEmpty());
@@ -99,7 +99,7 @@ TEST(Eval, ConnectionTagMinusTwoReadsAsAPlainValue) {
 TEST(Eval, WithoutTheFlagNothingBesideTheParameterIsRead) {
     Renderer renderer;
     FunctionSetup setup;
-    setup.block = bytes_of(plain_block); // no ghost block: a read behind it would leave the record
+    setup.block = bytes_of(kPlainBlock); // no ghost block: a read behind it would leave the record
     const miTag function = renderer.add_function(setup);
     renderer.function(function)->ghost_offs = 4096;
     miState state = renderer.new_state(function);
@@ -109,7 +109,7 @@ TEST(Eval, WithoutTheFlagNothingBesideTheParameterIsRead) {
 TEST(Eval, ReadsEveryTypeByValue) {
     Renderer renderer;
     FunctionSetup setup;
-    setup.block = bytes_of(plain_block);
+    setup.block = bytes_of(kPlainBlock);
     miState state = renderer.new_state(renderer.add_function(setup));
     auto* block = reinterpret_cast<Block*>(state.shader->parameters);
     EXPECT_EQ(evalValue(&state, &block->colors[3]), 3.0f);
@@ -120,12 +120,12 @@ TEST(Eval, ReadsEveryTypeByValue) {
 TEST(EvalInt, ConnectionIsThatOfTheStatesOwnRecord) {
     Renderer renderer;
     FunctionSetup plain;
-    plain.block = bytes_of(plain_block);
+    plain.block = bytes_of(kPlainBlock);
     const miTag prober = renderer.add_function(plain);
     FunctionSetup connected = plain;
-    connected.connections[tag_place] = connected_shader;
+    connected.connections[kTagPlace] = kConnectedShader;
     const miTag surface = renderer.add_function(connected);
-    renderer.connected[connected_shader] = bytes_of(9);
+    renderer.connected[kConnectedShader] = bytes_of(9);
 
     miState probers_state = renderer.new_state(prober);
     EXPECT_EQ(evalInt(&probers_state, renderer.function(surface)), 42);
@@ -139,7 +139,7 @@ TEST(EvalInt, ConnectionIsThatOfTheStatesOwnRecord) {
 TEST(EvalInt, NegativeTagsAreReturnedAsTheyAre) {
     Renderer renderer;
     FunctionSetup setup;
-    Block block = plain_block;
+    Block block = kPlainBlock;
     block.tag = -5;
     setup.block = bytes_of(block);
     miState state = renderer.new_state(renderer.add_function(setup));

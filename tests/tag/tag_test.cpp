@@ -14,8 +14,8 @@ using vx::stub::bytes_of;
 using vx::stub::FunctionSetup;
 using vx::stub::Renderer;
 
-constexpr miTag color_shader = 70;
-constexpr miTag bake_shader = 71;
+constexpr miTag kColorShader = 70;
+constexpr miTag kBakeShader = 71;
 
 // A surface with both colours plain or both connected, hit by a ray of some type.
 class Surface {
@@ -23,9 +23,9 @@ class Surface {
     explicit Surface(bool connected = false) {
         FunctionSetup setup;
         setup.block = bytes_of(TagParameters{{1, 2, 3, 4}, {5, 6, 7, 8}, 3});
-        if (connected) setup.connections = {{0, color_shader}, {16, bake_shader}};
-        renderer.connected[color_shader] = bytes_of(miColor{10, 20, 30, 40});
-        renderer.connected[bake_shader] = bytes_of(miColor{50, 60, 70, 80});
+        if (connected) setup.connections = {{0, kColorShader}, {16, kBakeShader}};
+        renderer.connected[kColorShader] = bytes_of(miColor{10, 20, 30, 40});
+        renderer.connected[kBakeShader] = bytes_of(miColor{50, 60, 70, 80});
         const miTag function = renderer.add_function(setup);
         lens = renderer.new_state(miNULLTAG);
         state = renderer.new_state(function);
@@ -53,13 +53,13 @@ class Surface {
     miState state = {};
 };
 
-const auto is_color = [] { return ElementsAre(1, 2, 3, 4); };
-const auto is_bake_color = [] { return ElementsAre(5, 6, 7, 8); };
+const auto kIsColor = [] { return ElementsAre(1, 2, 3, 4); };
+const auto kIsBakeColor = [] { return ElementsAre(5, 6, 7, 8); };
 
 TEST(Tag, NormalRenderingReturnsColorForEveryRayType) {
     Surface surface;
     for (int type = miRAY_EYE; type <= miRAY_NONE; ++type)
-        EXPECT_THAT(surface.color(static_cast<miRay_type>(type)), is_color()) << type;
+        EXPECT_THAT(surface.color(static_cast<miRay_type>(type)), kIsColor()) << type;
 }
 
 TEST(Tag, BakeReturnsBakeColorToReflectionRaysOnly) {
@@ -68,51 +68,51 @@ TEST(Tag, BakeReturnsBakeColorToReflectionRaysOnly) {
     for (int type = miRAY_EYE; type <= miPHOTON_EMIT_GLOBILLUM; ++type) {
         const auto color = surface.color(static_cast<miRay_type>(type));
         if (type == 2)
-            EXPECT_THAT(color, is_bake_color());
+            EXPECT_THAT(color, kIsBakeColor());
         else
-            EXPECT_THAT(color, is_color()) << type;
+            EXPECT_THAT(color, kIsColor()) << type;
     }
 }
 
 TEST(Tag, FlagOfZeroMeansNoBake) {
     Surface surface;
     surface.publish(0);
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
 TEST(Tag, AnyOtherFlagMeansBake) {
     for (const int flag : {2, -1, 256, 1 << 30}) {
         Surface surface;
         surface.publish(flag);
-        EXPECT_THAT(surface.color(miRAY_REFLECT), is_bake_color()) << flag;
+        EXPECT_THAT(surface.color(miRAY_REFLECT), kIsBakeColor()) << flag;
     }
 }
 
 TEST(Tag, EntryOfAnotherSizeIsNotRejected) {
     Surface surface;
     surface.publish(std::array<int, 2>{1, 0});
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_bake_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsBakeColor());
 }
 
 TEST(Tag, OnlyTheFirstIntOfALongEntryCounts) {
     Surface surface;
     surface.publish(std::array<int, 2>{0, 1});
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
 TEST(Tag, OfAnEntryShorterThanAnIntNoMoreIsReadThanThereIs) {
     Surface surface;
     surface.publish(char{1});
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_bake_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsBakeColor());
     surface.publish(char{0});
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
 TEST(Tag, EntryOfSizeZeroMeansNoBake) {
     Surface surface;
     int one = 1;
     surface.renderer.shaderstate_set(&surface.lens, "vx_pc", &one, 0, 1);
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
 // ---- what the renderer says of an entry that is not there ----
@@ -125,7 +125,7 @@ TEST(Tag, SizeThatTheRendererLeavesAloneIsZero) {
         size_before = *size;
         return &one;
     };
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
     EXPECT_EQ(size_before, 0);
 }
 
@@ -135,9 +135,9 @@ TEST(Tag, NullEntryMeansNoBakeWhateverItsSize) {
         *size = 4;
         return nullptr;
     };
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
     surface.renderer.on_shaderstate_get = [](miState*, int*) { return nullptr; };
-    EXPECT_THAT(surface.color(miRAY_REFLECT), is_color());
+    EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
 // ---- connected colors ----
@@ -166,7 +166,7 @@ TEST(Tag, TheTagItselfIsNeverRead) {
     Surface surface;
     auto* params = reinterpret_cast<TagParameters*>(surface.state.shader->parameters);
     params->tag = -1;
-    EXPECT_THAT(surface.color(miRAY_EYE), is_color());
+    EXPECT_THAT(surface.color(miRAY_EYE), kIsColor());
     EXPECT_EQ(params->tag, -1);
 }
 

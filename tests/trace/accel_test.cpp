@@ -8,7 +8,7 @@ using namespace vx::trace;
 
 namespace {
 
-constexpr unsigned all_rays =
+constexpr unsigned kAllRays =
     mask_eye | mask_transparent | mask_reflect | mask_refract | mask_shadow | mask_probe;
 
 // A square of two triangles in the plane z = `z`, from -1 to 1, front towards +z.
@@ -20,13 +20,13 @@ vx::scene::Mesh square(float z) {
     return m;
 }
 
-Placement placed(const vx::scene::Mesh& mesh, const Matrix& to_world = identity,
-                 unsigned mask = all_rays) {
+Placement placed(const vx::scene::Mesh& mesh, const Matrix& to_world = kIdentity,
+                 unsigned mask = kAllRays) {
     Placement p;
     p.mesh = &mesh;
     p.to_world = to_world;
     p.to_local = *inverse(to_world);
-    p.at_origin = to_world == identity;
+    p.at_origin = to_world == kIdentity;
     p.mask = mask;
     return p;
 }
@@ -61,7 +61,7 @@ TEST(Accel, FindsTheFirstSurfaceAndItsTriangle) {
 
 TEST(Accel, RaysMeetOnlyWhatExistsForThem) {
     const auto mesh = square(0);
-    const std::vector<Placement> placements{placed(mesh, identity, mask_reflect | mask_probe)};
+    const std::vector<Placement> placements{placed(mesh, kIdentity, mask_reflect | mask_probe)};
     const Accel accel(placements);
     Hit hit;
     Ray ray = down(0.5f, 0);
@@ -113,13 +113,13 @@ TEST(Accel, IgnoredTriangleDoesNotExistInThatInstanceOnly) {
 TEST(Accel, EyeRaysSeeOnlyTheFaceThatExists) {
     const auto mesh = square(0);
     const auto other = square(-1);
-    Matrix turned = identity; // half a turn about x: the front looks down
+    Matrix turned = kIdentity; // half a turn about x: the front looks down
     turned[5] = turned[10] = -1;
-    Matrix mirrored = identity;
+    Matrix mirrored = kIdentity;
     mirrored[0] = -1;
     for (const bool shared : {false, true})
         for (const auto& [matrix, front_up] :
-             {std::pair{identity, true}, std::pair{turned, false}, std::pair{mirrored, true}}) {
+             {std::pair{kIdentity, true}, std::pair{turned, false}, std::pair{mirrored, true}}) {
             std::vector<Placement> placements{placed(mesh, matrix)};
             placements[0].eye_face = miFACE_FRONT;
             // A second use far away makes it an instance.

@@ -6,24 +6,24 @@ using namespace vx::trace;
 
 namespace {
 
-const Matrix scaled_turn{0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 3, 0, 5, 6, 7, 1};
+const Matrix kScaledTurn{0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 3, 0, 5, 6, 7, 1};
 
 } // namespace
 
 TEST(TraceMath, PointsMoveDirectionsDoNot) {
-    const miVector p = point(scaled_turn.data(), {1, 1, 1});
+    const miVector p = point(kScaledTurn.data(), {1, 1, 1});
     EXPECT_EQ(p.x, 3.0f); // -2 + 5
     EXPECT_EQ(p.y, 8.0f); // 2 + 6
     EXPECT_EQ(p.z, 10.0f);
-    const miVector d = direction(scaled_turn.data(), {1, 0, 0});
+    const miVector d = direction(kScaledTurn.data(), {1, 0, 0});
     EXPECT_EQ(d.x, 0.0f);
     EXPECT_EQ(d.y, 2.0f);
 }
 
 TEST(TraceMath, InverseUndoes) {
-    const auto inv = inverse(scaled_turn);
+    const auto inv = inverse(kScaledTurn);
     ASSERT_TRUE(inv);
-    const miVector p = point(inv->data(), point(scaled_turn.data(), {0.3f, -4, 9}));
+    const miVector p = point(inv->data(), point(kScaledTurn.data(), {0.3f, -4, 9}));
     EXPECT_NEAR(p.x, 0.3f, 1e-5f);
     EXPECT_NEAR(p.y, -4.0f, 1e-5f);
     EXPECT_NEAR(p.z, 9.0f, 1e-5f);
@@ -32,15 +32,15 @@ TEST(TraceMath, InverseUndoes) {
 TEST(TraceMath, SingularMatrixHasNoInverse) {
     EXPECT_FALSE(inverse(Matrix{}));
     EXPECT_FALSE(inverse(Matrix{1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}));
-    Matrix nan = identity;
+    Matrix nan = kIdentity;
     nan[5] = std::nanf("");
     EXPECT_FALSE(inverse(nan));
 }
 
 TEST(TraceMath, ProductAppliesTheLeftMatrixFirst) {
     const Matrix move{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 10, 0, 0, 1};
-    const miVector a = point(multiply(move, scaled_turn).data(), {1, 2, 3});
-    const miVector b = point(scaled_turn.data(), point(move.data(), {1, 2, 3}));
+    const miVector a = point(multiply(move, kScaledTurn).data(), {1, 2, 3});
+    const miVector b = point(kScaledTurn.data(), point(move.data(), {1, 2, 3}));
     EXPECT_EQ(a.x, b.x);
     EXPECT_EQ(a.y, b.y);
     EXPECT_EQ(a.z, b.z);
@@ -85,8 +85,8 @@ TEST(TraceMath, VectorsThatAreNearlyUnitAreNormalized) {
 }
 
 TEST(TraceMath, DeterminantIsNegativeForMirrors) {
-    EXPECT_GT(determinant(scaled_turn), 0.0);
-    Matrix mirror = identity;
+    EXPECT_GT(determinant(kScaledTurn), 0.0);
+    Matrix mirror = kIdentity;
     mirror[0] = -1;
     EXPECT_LT(determinant(mirror), 0.0);
 }

@@ -41,10 +41,10 @@ TEST(ConvertMemory, RefusedCacheThrowsAndLeavesTheFileClosedAndTheOldCache) {
 }
 
 TEST(ConvertMemory, RefusedValuesAreAFailureThatReleasesTheCacheAndClosesTheFile) {
-    constexpr int n = 100000;
+    constexpr int kN = 100000;
     const Folder folder;
     Bytes bytes;
-    bytes.header(n, 1).record("position", 5).raw(std::string(size_t{n} * 24, '\0'));
+    bytes.header(kN, 1).record("position", 5).raw(std::string(size_t{kN} * 24, '\0'));
     vx::test::write_file(folder / "in.pdc", bytes.text);
     LensScene scene;
     WriteInstanceData& data = scene.make({});

@@ -468,13 +468,13 @@ TEST_F(Convert, CountWithoutValuesIsConvertedUpToTheLimit) {
 }
 
 TEST_F(Convert, CountThatAnArrayOfAnyKindBacksIsConverted) {
-    constexpr std::int32_t n = kUnbacked + 5;
+    constexpr std::int32_t kN = kUnbacked + 5;
     for (const int slot : {kSlotOpacity, kSlotId, kSlotNormal}) {
-        WriteInstanceData& data = counted(n, {}, "");
+        WriteInstanceData& data = counted(kN, {}, "");
         data.pdc->slots[slot].perParticle = true;
-        data.pdc->slots[slot].Resize(n);
+        data.pdc->slots[slot].Resize(kN);
         EXPECT_TRUE(data.PdcToMap("out.mrmap")) << slot;
-        EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(n)) << slot;
+        EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(kN)) << slot;
         scene.exit();
     }
 }

@@ -21,7 +21,7 @@ using testing::Not;
 using testing::StartsWith;
 using vx::test::LensScene;
 
-const char* const eye_ray = "trace_eye(org 0 0 5, dir 0 0 -1)";
+const char* const kEyeRay = "trace_eye(org 0 0 5, dir 0 0 -1)";
 
 TEST(Lens, InitKeepsTheRecordInTheUserPointer) {
     LensScene scene;
@@ -89,7 +89,7 @@ TEST(Lens, DisabledItOnlyPassesTheEyeRay) {
     miColor result = {};
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
     EXPECT_EQ(result.g, 0.5f);
-    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", eye_ray));
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", kEyeRay));
     EXPECT_FALSE(data.done);
 }
 
@@ -124,7 +124,7 @@ TEST(Lens, TooManySamplesWarnOnceBakeNothingAndRenderThePicture) {
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
     EXPECT_EQ(result.g, 0.5f);
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", "query(126)",
-                                                    "lock(1)", warning, "unlock(1)", eye_ray));
+                                                    "lock(1)", warning, "unlock(1)", kEyeRay));
     EXPECT_TRUE(data.done);
     EXPECT_EQ(data.pdc, nullptr);
     scene.renderer.clear_calls();
@@ -142,7 +142,7 @@ TEST(Lens, DisabledItDoesNotWarnOfTooManySamples) {
     scene.renderer.on_sample = no_bake;
     miColor result = {};
     EXPECT_EQ(WriteLens(&result, &scene.state), miTRUE);
-    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", eye_ray));
+    EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", kEyeRay));
 }
 
 TEST(Lens, ConversionRunsWhateverTheNumberOfSamples) {
@@ -170,7 +170,7 @@ TEST(Lens, FirstCallMarksTheThreadThenBakesUnderTheLock) {
                             "shaderstate_set(vx_pc = 1, 4 bytes, lifetime 1)"));
     EXPECT_THAT(
         std::vector<std::string>(calls.end() - 3, calls.end()),
-        ElementsAre("shaderstate_set(vx_pc = 0, 4 bytes, lifetime 1)", "unlock(1)", eye_ray));
+        ElementsAre("shaderstate_set(vx_pc = 0, 4 bytes, lifetime 1)", "unlock(1)", kEyeRay));
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(1));
 }
 
@@ -182,7 +182,7 @@ TEST(Lens, LaterCallsOfAThreadNeitherLockNorBake) {
     for (int i = 0; i < 3; ++i) {
         scene.renderer.clear_calls();
         WriteLens(&result, &scene.state);
-        EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", eye_ray));
+        EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", "query(124)", kEyeRay));
     }
 }
 
@@ -216,7 +216,7 @@ TEST(Lens, AnotherThreadLocksOnceAndFindsTheBakeDone) {
     other.join();
     EXPECT_THAT(scene.renderer.calls(),
                 ElementsAre("query(51)", "query(124)", "query(126)", "lock(1)", "unlock(1)",
-                            eye_ray, "query(51)", "query(124)", eye_ray));
+                            kEyeRay, "query(51)", "query(124)", kEyeRay));
 }
 
 TEST(Lens, OtherThreadsWaitUntilTheBakeIsOver) {
@@ -278,7 +278,7 @@ TEST(Lens, ConversionRunsNoPassAndChangesNoShaderState) {
     EXPECT_THAT(calls, Not(Contains(StartsWith("trace_probe"))));
     EXPECT_THAT(calls, Not(Contains(StartsWith("sample"))));
     EXPECT_THAT(calls, Not(Contains(StartsWith("info: "))));
-    EXPECT_EQ(calls.back(), eye_ray);
+    EXPECT_EQ(calls.back(), kEyeRay);
 }
 
 // An exception of an allocation leaves the lens as it came, and nobody gives the lock back.

@@ -131,12 +131,12 @@ std::vector<std::string> joined(std::vector<std::string> first,
 }
 
 // Elements 2 and 3 are the two file name parameters.
-const std::vector<std::string> pdc_calls = {"db_access(2)", "db_unpin(2)",
+const std::vector<std::string> kPdcCalls = {"db_access(2)", "db_unpin(2)",
                                             "string_substitute(a.0001.pdc, 1000)",
                                             "info: vx_pc_write: Writing File a.0012.pdc"};
-const std::vector<std::string> map_name_calls = {"db_access(3)", "db_unpin(3)",
-                                                 "string_substitute(a.0001.mrmap, 1000)"};
-const std::string map_message = "info: vx_pc_write: Writing File a.0012.mrmap";
+const std::vector<std::string> kMapNameCalls = {"db_access(3)", "db_unpin(3)",
+                                                "string_substitute(a.0001.mrmap, 1000)"};
+const std::string kMapMessage = "info: vx_pc_write: Writing File a.0012.mrmap";
 
 // ---- after a pass ----
 
@@ -144,7 +144,7 @@ TEST_F(Output, Mode0WritesTheMapOnlyFromTheCacheInMemory) {
     WriteInstanceData& data = make(0);
     fill(data);
     WriteOutput(&data);
-    EXPECT_EQ(calls(), joined(joined(map_name_calls, filled_map_calls()), {map_message}));
+    EXPECT_EQ(calls(), joined(joined(kMapNameCalls, filled_map_calls()), {kMapMessage}));
     EXPECT_THAT(files(), IsEmpty());
     ASSERT_NE(data.pdc, nullptr);
     EXPECT_EQ(data.pdc->header.particleCount, 2);
@@ -154,7 +154,7 @@ TEST_F(Output, Mode1WritesThePdcFileOnly) {
     WriteInstanceData& data = make(1);
     fill(data);
     WriteOutput(&data);
-    EXPECT_EQ(calls(), pdc_calls);
+    EXPECT_EQ(calls(), kPdcCalls);
     EXPECT_EQ(contents_of(folder / "a.0012.pdc"), expected_pdc());
     EXPECT_THAT(scene.maps.written, IsEmpty());
 }
@@ -164,7 +164,7 @@ TEST_F(Output, Mode2WritesThePdcFileAndThenTheMap) {
     fill(data);
     WriteOutput(&data);
     EXPECT_EQ(calls(),
-              joined(joined(joined(pdc_calls, map_name_calls), filled_map_calls()), {map_message}));
+              joined(joined(joined(kPdcCalls, kMapNameCalls), filled_map_calls()), {kMapMessage}));
     EXPECT_EQ(contents_of(folder / "a.0012.pdc"), expected_pdc());
     EXPECT_THAT(files(), ElementsAre("a.0012.pdc"));
 }
@@ -245,7 +245,7 @@ TEST_F(Output, Mode2WithAnEmptyPdcNameWarnsAndStillWritesTheMap) {
     fill(data);
     WriteOutput(&data);
     EXPECT_THAT(messages(),
-                ElementsAre("warning: vx_pc_write: Invalid file name for , aborting", map_message));
+                ElementsAre("warning: vx_pc_write: Invalid file name for , aborting", kMapMessage));
     ASSERT_EQ(scene.maps.written.size(), 1u);
     EXPECT_EQ(scene.maps.written[0].elements.size(), 2u);
     EXPECT_THAT(files(), IsEmpty());
@@ -256,7 +256,7 @@ TEST_F(Output, BadPdcNameIsReportedAsItStandsBeforeFraming) {
     WriteOutput(&data);
     EXPECT_THAT(messages(),
                 ElementsAre("warning: vx_pc_write: Invalid file name for noframe.pdc, aborting",
-                            map_message));
+                            kMapMessage));
 }
 
 TEST_F(Output, BadMapNameIsReportedAsTheEmptyBuiltName) {
@@ -307,7 +307,7 @@ TEST_F(Output, UnwritablePdcFileDoesNotStopTheMap) {
     WriteOutput(&data);
     EXPECT_THAT(messages(),
                 ElementsAre("warning: Cannot open missing/a.0012.pdc for writing",
-                            "info: vx_pc_write: Writing File missing/a.0012.pdc", map_message));
+                            "info: vx_pc_write: Writing File missing/a.0012.pdc", kMapMessage));
     EXPECT_EQ(scene.maps.written.size(), 1u);
 }
 
@@ -316,7 +316,7 @@ TEST_F(Output, FailedMapIsReportedAsWritten) {
     WriteInstanceData& data = make(0);
     fill(data);
     WriteOutput(&data);
-    EXPECT_THAT(messages(), ElementsAre(map_message));
+    EXPECT_THAT(messages(), ElementsAre(kMapMessage));
 }
 
 TEST_F(Output, ParameterThatWasNeverSetIsAnEmptyName) {
@@ -348,7 +348,7 @@ TEST_F(Output, ConversionMakesTheMapOfTheFramesPdcFile) {
     ConvertOutput(&data);
     EXPECT_EQ(calls(),
               joined(joined({"db_access(2)", "db_unpin(2)", "string_substitute(a.0001.pdc, 1000)"},
-                            map_name_calls),
+                            kMapNameCalls),
                      filled_map_calls()));
 }
 

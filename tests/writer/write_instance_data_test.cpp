@@ -221,11 +221,11 @@ TEST(GridRows, IsThreeFactors) {
 
 // 2147483647 is a prime.
 TEST(GridRows, CountsTo2147483647) {
-    constexpr int most = 2147483647;
-    EXPECT_EQ(GridRows(most, 1, 1), most);
-    EXPECT_EQ(GridRows(1, most, 1), most);
-    EXPECT_EQ(GridRows(1, 1, most), most);
-    EXPECT_EQ(GridRows(2, 3, 357913941), most - 1);
+    constexpr int kMost = 2147483647;
+    EXPECT_EQ(GridRows(kMost, 1, 1), kMost);
+    EXPECT_EQ(GridRows(1, kMost, 1), kMost);
+    EXPECT_EQ(GridRows(1, 1, kMost), kMost);
+    EXPECT_EQ(GridRows(2, 3, 357913941), kMost - 1);
     EXPECT_EQ(GridRows(65536, 32768, 1), std::nullopt); // one more
     EXPECT_EQ(GridRows(2, 1, 1 << 30), std::nullopt);
     EXPECT_EQ(GridRows(1, 2, 1 << 30), std::nullopt);
@@ -234,10 +234,10 @@ TEST(GridRows, CountsTo2147483647) {
 }
 
 TEST(GridRows, ProductsBeyond32And64BitsAreRefusedToo) {
-    constexpr int most = 2147483647;
+    constexpr int kMost = 2147483647;
     EXPECT_EQ(GridRows(65536, 65536, 1), std::nullopt);
     EXPECT_EQ(GridRows(65536, 65536, 1 << 30), std::nullopt);
-    EXPECT_EQ(GridRows(most, most, most), std::nullopt);
+    EXPECT_EQ(GridRows(kMost, kMost, kMost), std::nullopt);
     EXPECT_EQ(GridRows(1 << 30, 1 << 30, 16), std::nullopt); // 0 in 64 bits
 }
 

@@ -29,17 +29,17 @@ TEST(Spool, KeepsSmallColumnsInMemory) {
 TEST(Spool, BeyondTheBudgetGoesToAFileAndGivesTheSameValues) {
     SpoolBudget budget(1000);
     Spool spool(budget);
-    constexpr std::int64_t n = 100000; // some of it still in the tail at the end
-    for (std::int64_t i = 0; i < n; ++i)
+    constexpr std::int64_t kN = 100000; // some of it still in the tail at the end
+    for (std::int64_t i = 0; i < kN; ++i)
         spool.append(&i, 8);
     EXPECT_FALSE(spool.in_memory());
     EXPECT_EQ(budget.left, 1000);
-    EXPECT_EQ(spool.size(), 8 * n);
-    std::vector<std::int64_t> all(n);
+    EXPECT_EQ(spool.size(), 8 * kN);
+    std::vector<std::int64_t> all(kN);
     std::iota(all.begin(), all.end(), 0);
-    EXPECT_EQ(read_all(spool, 0, n), all);
-    EXPECT_EQ(read_all(spool, n - 1, 1), (std::vector<std::int64_t>{n - 1}));
-    EXPECT_THROW(read_all(spool, n - 1, 2), FileError);
+    EXPECT_EQ(read_all(spool, 0, kN), all);
+    EXPECT_EQ(read_all(spool, kN - 1, 1), (std::vector<std::int64_t>{kN - 1}));
+    EXPECT_THROW(read_all(spool, kN - 1, 2), FileError);
 }
 
 TEST(Spool, OneThatSpillsLeavesItsShareToTheOthers) {

@@ -27,13 +27,13 @@ std::vector<std::string> texts(const std::vector<Tick>& ticks) {
 // Marks and frames look like strokes and commas, so that only words and numbers count; the corner
 // of a frame looks like a single L.
 std::vector<std::pair<int, std::string>> written(const Picture& picture, int scale) {
-    constexpr const char* letters =
+    constexpr const char* kLetters =
         "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
     std::vector<std::pair<int, std::string>> found;
     for (int y = 0; y < picture.height; ++y) {
         for (int x = picture.width * 2 / 3; x < picture.width; ++x) {
             const std::string text = read_text(picture, x, y, scale, kInk);
-            if (text.find_first_of(letters) == std::string::npos || text[0] == ' ' || text == "L")
+            if (text.find_first_of(kLetters) == std::string::npos || text[0] == ' ' || text == "L")
                 continue;
             found.emplace_back(y, text);
             x += text_width(text, scale);

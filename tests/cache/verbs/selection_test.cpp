@@ -94,20 +94,20 @@ TEST_F(Selection, AttributesThatAreNotThereAreErrors) {
 }
 
 TEST(RandomSelection, KeepsTheShareAndTheSamePointsForASeed) {
-    constexpr std::int64_t n = 100000;
-    MemoryCloud cloud(n);
-    cloud.add<double>("position", 3, std::vector<double>(3 * n));
+    constexpr std::int64_t kN = 100000;
+    MemoryCloud cloud(kN);
+    cloud.add<double>("position", 3, std::vector<double>(3 * kN));
     Criteria c;
     c.random = 0.3;
     const std::vector<bool> first = select_points(cloud, c);
     EXPECT_EQ(first, select_points(cloud, c));
     // Five standard deviations of a binomial distribution.
-    EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), true)), 0.3 * n,
-                5 * std::sqrt(0.3 * 0.7 * n));
+    EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), true)), 0.3 * kN,
+                5 * std::sqrt(0.3 * 0.7 * kN));
     c.seed = 1;
     EXPECT_NE(first, select_points(cloud, c));
     c.random = 1;
-    EXPECT_EQ(select_points(cloud, c), std::vector<bool>(n, true));
+    EXPECT_EQ(select_points(cloud, c), std::vector<bool>(kN, true));
 }
 
 } // namespace

@@ -42,15 +42,15 @@ TEST(FindSpacing, OfARegularGridIsItsStep) {
 TEST(FindSpacing, AgreesWithAllPairs) {
     std::mt19937 engine(3);
     std::uniform_real_distribution<double> value(-1, 1);
-    constexpr std::int64_t n = 2000;
+    constexpr std::int64_t kN = 2000;
     std::vector<double> position;
-    for (std::int64_t i = 0; i < n; ++i)
+    for (std::int64_t i = 0; i < kN; ++i)
         position.insert(position.end(), {value(engine), 0.1 * value(engine), value(engine)});
     const Spacing s = spacing_of(position);
     std::vector<double> all;
-    for (std::size_t i = 0; i < n; i += n / 200) {
+    for (std::size_t i = 0; i < kN; i += kN / 200) {
         double least = HUGE_VAL;
-        for (std::size_t j = 0; j < n; ++j) {
+        for (std::size_t j = 0; j < kN; ++j) {
             if (j == i) continue;
             least = std::min(least, std::hypot(position[3 * i] - position[3 * j],
                                                position[3 * i + 1] - position[3 * j + 1],

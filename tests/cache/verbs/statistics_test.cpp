@@ -44,18 +44,18 @@ TEST(Measure, LabelsAsTheShadersSeeThem) {
 }
 
 TEST(Measure, ThreadsChangeNothing) {
-    constexpr std::int64_t n = 300000;
+    constexpr std::int64_t kN = 300000;
     std::mt19937 engine(2);
     std::normal_distribution<double> value(0, 1000);
-    std::vector<double> position(3 * n);
-    std::vector<double> tag(n);
+    std::vector<double> position(3 * kN);
+    std::vector<double> tag(kN);
     for (double& v : position)
         v = value(engine);
     for (double& v : tag)
         v = std::floor(value(engine));
     Statistics both[2];
     for (const bool parallel : {false, true}) {
-        MemoryCloud cloud(n);
+        MemoryCloud cloud(kN);
         cloud.add("position", 3, position).add("tag", 1, tag);
         cloud.parallel = parallel;
         both[parallel ? 1 : 0] = measure(cloud, {});
