@@ -1,5 +1,5 @@
 #!/bin/sh
-# ./vx demo: bakes the bunny, shows what was baked, and lights the picture by it.
+# ./vx demo: bakes the bunny, renders the cloud, and renders the scene with the baked light.
 # Usage: demo.sh PROJECT_ROOT [OUTPUT_FOLDER]
 set -eu
 
@@ -13,7 +13,7 @@ out=$(pwd)
 seconds() { date +%s.%N; }
 begin=$(seconds)
 
-# step TEXT COMMAND...: what is done, what it prints, how long it took.
+# step TEXT COMMAND...: prints the text, runs the command, prints its time.
 step() {
     printf '\n== %s\n' "$1"
     shift
@@ -22,7 +22,7 @@ step() {
     echo "$start $(seconds)" | awk '{ printf "   %.1f s\n", $2 - $1 }'
 }
 
-# caption PICTURE TEXT RESULT: the picture with a strip of text below it.
+# caption PICTURE TEXT RESULT: adds a line of text below the picture.
 caption() {
     oiiotool -i "$1" --ch R,G,B --resize 800x600 --fullsize 800x660+0+0 --croptofull \
         --fill:color=0.11,0.12,0.13 800x60+0+600 \
@@ -50,29 +50,29 @@ picture_of_cloud() {
 }
 
 step "baking and rendering examples/bunny_bake.mi" "$bin/vx_render" "$root/examples/bunny_bake.mi"
-step "what the cache holds" "$bin/vx_cache" info bunny.0001.pdc
-step "thinning it for readers with a wide reach" thin
-step "the cloud as a picture, and as a page" picture_of_cloud
+step "contents of the cache" "$bin/vx_cache" info bunny.0001.pdc
+step "thinning the cloud for readers with a large radius" thin
+step "rendering the cloud, as a picture and as an HTML viewer" picture_of_cloud
 "$bin/vx_cache" view --force -q bunny.0001.pdc --html cloud.html
-step "rendering examples/bunny_read.mi: the lamps and what was baked" \
+step "rendering examples/bunny_read.mi with the baked light" \
     "$bin/vx_render" "$root/examples/bunny_read.mi"
-step "the three beside each other" contact_sheet
+step "making a contact sheet" contact_sheet
 
 echo "$begin $(seconds)" | awk '{ printf "\nDone in %.1f s. ", $2 - $1 }'
 cat <<EOF
 In $out:
-  sheet.png           the three pictures beside each other: look at this one first
-  bunny.png           the plain render; the bake leaves it as it is
-  cloud.png           the baked points, some of them, seen from the side
-  cloud.html          all of them: open it in a browser and turn them around
-  bunny_read.png      the same lamps, and on top what was baked: wax, and colour from the walls
-  bunny.0001.pdc      the point cloud, as Maya reads it
+  sheet.png           contact sheet of the three pictures; start here
+  bunny.png           the plain render, with two lamps
+  cloud.png           a part of the baked points, from the side
+  cloud.html          interactive viewer of all points; opens in any browser
+  bunny_read.png      the same lamps plus the baked light: waxy bunny, color bleeding from the walls
+  bunny.0001.pdc      the point cloud, in Maya's format
   bunny.0001.mrmap    the same points as a map
   soft.0001.mrmap     the bunny's points, thinned; bounce.0001.mrmap: all, thinned further
 
-Try next, in the project's folder:
+Next steps, in the project's folder:
   change "radius" or "falloff" of "inside" in examples/bunny_read.mi, then ./vx demo again
   ./vx cache view $out/bunny.0001.pdc -o tags.png --by tag
   ./vx cache lookup $out/bunny.0001.mrmap --point 0,1.5,0.4 --normal 0,0,1 --radius 0.05
-  docs/guide.md says what every parameter does, docs/vx_cache.md what else can be done with a cache
+  docs/guide.md describes all parameters, docs/vx_cache.md all verbs of vx_cache
 EOF

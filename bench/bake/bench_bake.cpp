@@ -1,7 +1,7 @@
 // A whole bake through vx_render and the library that is shipped, against the bare Embree loop that
 // probes the same rays.
 //
-// Three tagged sheets of 333 000 triangles, 1000 x 1000 pixels, 8 layers, constant colour, one
+// Three tagged sheets of 333 000 triangles, 1000 x 1000 pixels, 8 layers, constant color, one
 // thread. The program is run as a user runs it; the moments come from the lines that it prints: the
 // pass prints one every tenth of the image, then the number of points, then one line per written
 // file.

@@ -1,7 +1,7 @@
 // PDC files of a baked cache of a million points on a memory file system: our blocks, one stdio
 // call per value as particle libraries do, and the floor, the same bytes in one call.
 //
-// The variants take turns and the fastest run of each counts, so that a busy neighbour hits all
+// The variants take turns and the fastest run of each counts, so that a busy neighbor hits all
 // alike.
 #include "src/points/pdc_file.h"
 #include "src/points/point_grid.h"

@@ -2,7 +2,7 @@
 //
 // A hilly sheet that fills the view is baked (1000 x 1000 pixels), then rendered with vx_pc_read as
 // its only shading, one eye ray and one lookup per pixel; beside it the same picture in a constant
-// colour, which is what the rays alone cost. Figures come from the line that vx_render prints.
+// color, which is what the rays alone cost. Figures come from the line that vx_render prints.
 #include <sys/wait.h>
 #include <unistd.h>
 

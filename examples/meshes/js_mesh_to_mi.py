@@ -3,7 +3,7 @@
     npm pack bunny && tar xzf bunny-1.0.1.tgz
     python3 js_mesh_to_mi.py package/index.js bunny > bunny.mi
 
-The mesh is centred over the origin, its feet at y = 0, and scaled to a height of 2; the normals are
+The mesh is centered over the origin, its feet at y = 0, and scaled to a height of 2; the normals are
 area-weighted means of the faces around a vertex.
 """
 
@@ -36,7 +36,7 @@ def main():
                 normals[i][k] += n[k]
     print("# The Stanford bunny, from the scans of the Stanford 3D Scanning Repository, reduced to")
     print("# %d vertices by the npm package \"bunny\" 1.0.1, which is in the public domain." % len(points))
-    print("# Made by js_mesh_to_mi.py: centred, feet at y = 0, height 2, area-weighted normals.")
+    print("# Made by js_mesh_to_mi.py: centered, feet at y = 0, height 2, area-weighted normals.")
     print('object "%s"' % sys.argv[2])
     print("    visible on shadow 3 trace on tagged on")
     print("    trilist vertex %d p n triangle %d\n[" % (len(points), len(cells)))
