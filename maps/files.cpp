@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 namespace vx::maps {
@@ -12,39 +13,79 @@ namespace {
 
 std::atomic<Notify> notify_function{nullptr};
 
-double now() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
+// Reports one file operation, from its construction to finish().
+class Report {
+  public:
+    explicit Report(const char* file_name) : m_file_name(file_name ? file_name : "") {}
 
-void tell(const char* file_name, std::uint64_t elements, const char* what, double start) {
-    const Notify notify = notify_function.load();
-    if (!notify) return;
-    char rest[96];
-    (void)std::snprintf(rest, sizeof rest, ": %llu elements %s in %.3f s",
-                        static_cast<unsigned long long>(elements), what, now() - start);
-    try {
-        notify((std::string("map file ") + file_name + rest).c_str());
-    } catch (const std::bad_alloc&) {
-        // Out of memory; drop the message.
+    // Takes the reason of a failed system call; 0: the name belongs to something other than a
+    // regular file.
+    void set_error(int error) { m_reason = error ? std::strerror(error) : "not a regular file"; }
+    void set_reason(const char* reason) { m_reason = reason; }
+
+    // `done`, `undone`: "read" and "be read", for example.
+    void finish(const Map_status& status, std::uint64_t elements, const char* done,
+                const char* undone) {
+        const Notify notify = notify_function.load();
+        if (!notify) return;
+        try {
+            if (status.is_ok()) {
+                char rest[96];
+                (void)std::snprintf(rest, sizeof rest, ": %llu elements %s in %.3f s",
+                                    static_cast<unsigned long long>(elements), done, seconds());
+                notify(false, ("map file " + m_file_name + rest).c_str());
+            } else {
+                notify(true, ("map file " + m_file_name + " cannot " + undone + ": " +
+                              (m_reason ? m_reason : reason_of(status)))
+                                 .c_str());
+            }
+        } catch (const std::bad_alloc&) {
+            // Out of memory; drop the message.
+        }
     }
-}
 
-Status load(const char* file_name, Map& map, Map_base::File_format& format) {
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    [[nodiscard]] double seconds() const {
+        return std::chrono::duration<double>(Clock::now() - m_start).count();
+    }
+    static const char* reason_of(const Map_status& status) {
+        if (status == Map_status::Insufficient_memory) return "out of memory";
+        if (status == Map_status::No_declaration) return "the map has no declaration";
+        if (status == Map_status::Declaration_mismatch) return "the fields of the two maps differ";
+        if (status == Map_status::File_version_unsupported)
+            return "unsupported format version or byte order";
+        return "internal error";
+    }
+
+    const Clock::time_point m_start = Clock::now();
+    std::string m_file_name;
+    const char* m_reason = nullptr;
+};
+
+Status load(const char* file_name, Map& map, Map_base::File_format& format, Report& report) {
     const auto file = std::make_shared<MappedFile>();
-    const Status status = file->open(file_name);
+    Status status = file->open(file_name);
+    if (status == Map_status::File_could_not_be_opened) report.set_error(file->error());
     if (status != Map_status::OK) return status;
     const std::span<const unsigned char> content(file->data(), file->size());
-    if (is_binary(content)) return read_binary(file, map, format);
-    format = Map_base::Open_ASCII;
-    return read_ascii(content, map);
+    const bool binary = is_binary(content);
+    if (!binary) format = Map_base::Open_ASCII;
+    status = binary ? read_binary(file, map, format) : read_ascii(content, map);
+    if (status == Map_status::File_not_a_map)
+        report.set_reason(binary ? "truncated or damaged" : "not a map file");
+    return status;
 }
 
-Status save(const char* file_name, const Map& map, Map_base::File_format format) {
+Status save(const char* file_name, const Map& map, Map_base::File_format format, Report& report) {
     if (!map.has_declaration()) return Map_status::No_declaration;
     ReplacedFile file;
-    const Status status = file.open(file_name);
-    if (status != Map_status::OK) return status;
+    Status status = file.open(file_name);
+    if (status != Map_status::OK) {
+        report.set_error(file.error());
+        return status;
+    }
     switch (format) {
     case Map_base::Closed_binary:
         write_closed(file, map);
@@ -56,9 +97,12 @@ Status save(const char* file_name, const Map& map, Map_base::File_format format)
         write_ascii(file, map);
         break;
     default:
+        report.set_reason("unknown file format");
         return Map_status::Failure;
     }
-    return file.commit();
+    status = file.commit();
+    if (status != Map_status::OK) report.set_error(file.error());
+    return status;
 }
 
 Status append_all(const Map& from, Map& to) {
@@ -90,40 +134,40 @@ void set_notify(Notify notify) {
 }
 
 Map_status Map::read(const char* file_name, const bool notify) {
-    const double start = now();
+    Report report(file_name);
     const Map_status status = guarded([&] {
         Map fresh;
         File_format format = Closed_binary;
-        const Status outcome = load(file_name, fresh, format);
+        const Status outcome = load(file_name, fresh, format, report);
         if (outcome == Map_status::OK) swap(fresh);
         return outcome;
     });
     if (!status.is_ok()) declare(nullptr);
-    if (status.is_ok() && notify) tell(file_name, size(), "read", start);
+    if (notify) report.finish(status, size(), "read", "be read");
     return status;
 }
 
 Map_status Map::append_to(const char* file_name, const bool notify) const {
-    const double start = now();
-    if (!m_declaration) return Map_status::No_declaration;
+    Report report(file_name);
     const Map_status status = guarded([&] {
+        if (!m_declaration) return Map_status::No_declaration;
         Map all;
         File_format format = Closed_binary;
-        Status outcome = load(file_name, all, format);
+        Status outcome = load(file_name, all, format, report);
         if (outcome == Map_status::OK) outcome = append_all(*this, all);
-        return outcome == Map_status::OK ? save(file_name, all, format) : outcome;
+        return outcome == Map_status::OK ? save(file_name, all, format, report) : outcome;
     });
-    if (status.is_ok() && notify) tell(file_name, size(), "appended to it", start);
+    if (notify) report.finish(status, size(), "appended to it", "be appended to");
     return status;
 }
 
 Map_status Map::append_from(const char* file_name, const bool notify) {
-    const double start = now();
+    Report report(file_name);
     std::uint64_t added = 0;
     const Map_status status = guarded([&] {
         Map more;
         File_format format = Closed_binary;
-        const Status outcome = load(file_name, more, format);
+        const Status outcome = load(file_name, more, format, report);
         if (outcome != Map_status::OK) return outcome;
         if (!m_declaration) {
             declare(more.m_declaration);
@@ -132,15 +176,15 @@ Map_status Map::append_from(const char* file_name, const bool notify) {
         added = more.size();
         return append_all(more, *this);
     });
-    if (status.is_ok() && notify) tell(file_name, added, "appended from it", start);
+    if (notify) report.finish(status, added, "appended from it", "be appended from");
     return status;
 }
 
 Map_status Map::write(const char* file_name, const bool notify,
                       const File_format file_format) const {
-    const double start = now();
-    const Map_status status = guarded([&] { return save(file_name, *this, file_format); });
-    if (status.is_ok() && notify) tell(file_name, size(), "written", start);
+    Report report(file_name);
+    const Map_status status = guarded([&] { return save(file_name, *this, file_format, report); });
+    if (notify) report.finish(status, size(), "written", "be written");
     return status;
 }
 

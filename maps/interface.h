@@ -16,10 +16,11 @@ namespace vx::maps {
 
 class Map;
 
-/// Receives messages about map files that were read or written with `notify`. Must accept calls
-/// from any thread.
+/// Receives one message about each operation on a map file that is called with `notify`: file,
+/// elements and time, or the reason of a failure. Must accept calls from any thread.
+/// @param failed   whether the operation failed
 /// @param message  one line without its end; valid during the call
-using Notify = void (*)(const char* message);
+using Notify = void (*)(bool failed, const char* message);
 
 /// Directs the messages of all file operations that end after the call.
 /// @param notify  null, the initial value, discards messages

@@ -24,8 +24,11 @@ MappedFile::~MappedFile() {
 
 Status MappedFile::open(const char* name) {
     // Opening a pipe without a writer must not block.
-    const int file = name ? ::open(name, O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
-    if (file < 0) return Map_status::File_could_not_be_opened;
+    const int file = ::open(name ? name : "", O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) {
+        m_error = errno;
+        return Map_status::File_could_not_be_opened;
+    }
     struct stat info {};
     Status status = Map_status::OK;
     if (fstat(file, &info) != 0 || !S_ISREG(info.st_mode)) {
@@ -52,7 +55,10 @@ ReplacedFile::~ReplacedFile() {
 }
 
 Status ReplacedFile::open(const char* name) {
-    if (!name || !*name) return Map_status::File_could_not_be_opened;
+    if (!name || !*name) {
+        m_error = ENOENT;
+        return Map_status::File_could_not_be_opened;
+    }
     m_name = name;
     mode_t mode = 0666;
     struct stat info {};
@@ -69,25 +75,40 @@ Status ReplacedFile::open(const char* name) {
     m_temporary =
         m_name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(number.fetch_add(1));
     m_file = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (m_file < 0) return Map_status::File_could_not_be_opened;
-    if (exists && ::fchmod(m_file, mode) != 0) m_failed = true;
+    if (m_file < 0) {
+        m_error = errno;
+        return Map_status::File_could_not_be_opened;
+    }
+    if (exists && ::fchmod(m_file, mode) != 0) fail();
     m_buffer.reserve(kBufferSize);
     return Map_status::OK;
 }
 
-bool ReplacedFile::put(const unsigned char* data, std::size_t bytes) {
-    while (bytes > 0) {
-        const ssize_t written = ::write(m_file, data, bytes);
+// Keeps the reason of the first failure; later ones follow from it.
+void ReplacedFile::fail() {
+    if (!m_failed) m_error = errno;
+    m_failed = true;
+}
+
+void ReplacedFile::put(std::size_t offset, const unsigned char* data, std::size_t bytes) {
+    while (bytes > 0 && !m_failed) {
+        const ssize_t written = ::pwrite(m_file, data, bytes, static_cast<off_t>(offset));
         if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
+        if (written == 0) errno = ENOSPC;
+        if (written <= 0) return fail();
         data += written;
+        offset += static_cast<std::size_t>(written);
         bytes -= static_cast<std::size_t>(written);
     }
-    return true;
+}
+
+void ReplacedFile::append(const unsigned char* data, std::size_t bytes) {
+    put(m_size, data, bytes);
+    m_size += bytes;
 }
 
 void ReplacedFile::flush() {
-    if (!m_failed && !put(m_buffer.data(), m_buffer.size())) m_failed = true;
+    append(m_buffer.data(), m_buffer.size());
     m_buffer.clear();
 }
 
@@ -95,7 +116,7 @@ void ReplacedFile::write(const void* data, std::size_t bytes) {
     const auto* const from = static_cast<const unsigned char*>(data);
     if (m_buffer.size() + bytes > kBufferSize) flush();
     if (bytes >= kBufferSize) {
-        if (!m_failed && !put(from, bytes)) m_failed = true;
+        append(from, bytes);
     } else {
         m_buffer.insert(m_buffer.end(), from, from + bytes);
     }
@@ -103,16 +124,15 @@ void ReplacedFile::write(const void* data, std::size_t bytes) {
 
 void ReplacedFile::write_at(std::size_t offset, const void* data, std::size_t bytes) {
     flush();
-    const ssize_t written = ::pwrite(m_file, data, bytes, static_cast<off_t>(offset));
-    if (written != static_cast<ssize_t>(bytes)) m_failed = true;
+    put(offset, static_cast<const unsigned char*>(data), bytes);
 }
 
 Status ReplacedFile::commit() {
     flush();
-    if (::fsync(m_file) != 0) m_failed = true;
-    if (::close(m_file) != 0) m_failed = true;
+    if (::fsync(m_file) != 0) fail();
+    if (::close(m_file) != 0) fail();
     m_file = -1;
-    if (!m_failed && ::rename(m_temporary.c_str(), m_name.c_str()) != 0) m_failed = true;
+    if (!m_failed && ::rename(m_temporary.c_str(), m_name.c_str()) != 0) fail();
     if (m_failed) {
         ::unlink(m_temporary.c_str());
         return Map_status::Failure;

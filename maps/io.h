@@ -20,12 +20,15 @@ class MappedFile {
 
     // Returns File_could_not_be_opened for anything but a readable regular file.
     Status open(const char* name);
+    // The errno of a failed open; 0 if the name belongs to something other than a regular file.
+    int error() const { return m_error; }
     const unsigned char* data() const { return m_data; }
     std::size_t size() const { return m_size; }
 
   private:
     unsigned char* m_data = nullptr;
     std::size_t m_size = 0;
+    int m_error = 0;
 };
 
 // Replaces a file, or creates it: writes a temporary file in the same folder, which commit()
@@ -44,13 +47,19 @@ class ReplacedFile {
     void write(const void* data, std::size_t bytes);
     void write_at(std::size_t offset, const void* data, std::size_t bytes);
     Status commit();
+    // The errno of the first failure; 0 if the name belongs to something other than a regular file.
+    int error() const { return m_error; }
 
   private:
     void flush();
-    bool put(const unsigned char* data, std::size_t bytes);
+    void append(const unsigned char* data, std::size_t bytes);
+    void put(std::size_t offset, const unsigned char* data, std::size_t bytes);
+    void fail();
 
     int m_file = -1;
     bool m_failed = false;
+    int m_error = 0;
+    std::size_t m_size = 0; // of what was appended to the file
     std::string m_name;
     std::string m_temporary;
     std::vector<unsigned char> m_buffer;

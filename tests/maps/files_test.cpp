@@ -520,30 +520,120 @@ TEST(Files, ALinkStaysALink) {
     EXPECT_EQ(Access_map(folder.file("real").c_str())->size(), 5u);
 }
 
-std::vector<std::string> messages;
+// Messages of file operations, failures with a '!' in front.
+class Messages {
+  public:
+    Messages() {
+        m_lines.clear();
+        vx::maps::set_notify([](bool failed, const char* message) {
+            m_lines.emplace_back(failed ? "!" : "").append(message);
+        });
+    }
+    ~Messages() { vx::maps::set_notify(nullptr); }
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
+
+    static std::vector<std::string> take() { return std::exchange(m_lines, {}); }
+    static std::string only() {
+        const std::vector<std::string> lines = take();
+        return lines.size() == 1 ? lines[0] : std::to_string(lines.size()) + " messages";
+    }
+
+  private:
+    static inline std::vector<std::string> m_lines;
+};
 
 TEST(Files, NotifyNamesFileElementsAndTime) {
     const Folder folder;
     const std::string file = folder.file("map");
-    messages.clear();
-    vx::maps::set_notify([](const char* message) { messages.emplace_back(message); });
     const auto map = awkward_map(7);
+    std::vector<std::string> lines;
+    {
+        const Messages messages;
+        (*map)->write(file.c_str(), true);
+        (*map)->write(file.c_str(), false);
+        const Access_map read(file.c_str());
+        (*map)->append_to(file.c_str(), true);
+        (*map)->append_from(file.c_str(), true);
+        lines = Messages::take();
+    }
     (*map)->write(file.c_str(), true);
+    EXPECT_EQ(Messages::take().size(), 0u);
+    ASSERT_EQ(lines.size(), 4u);
+    const std::string start = "map file " + file + ": ";
+    EXPECT_EQ(lines[0].rfind(start + "7 elements written in ", 0), 0u) << lines[0];
+    EXPECT_EQ(lines[0].substr(lines[0].size() - 2), " s");
+    EXPECT_EQ(lines[1].rfind(start + "7 elements read in ", 0), 0u) << lines[1];
+    EXPECT_EQ(lines[2].rfind(start + "7 elements appended to it in ", 0), 0u) << lines[2];
+    EXPECT_EQ(lines[3].rfind(start + "14 elements appended from it in ", 0), 0u) << lines[3];
+}
+
+TEST(Files, NotifyNamesFileAndReasonOfAFailure) {
+    const Folder folder;
+    const Messages messages;
+    const auto map = awkward_map(7);
+    const auto failure = [](const std::string& file, const std::string& rest) {
+        return "!map file " + file + " cannot " + rest;
+    };
+
+    const std::string nowhere = folder.file("no/such");
+    (*map)->write(nowhere.c_str(), false);
+    EXPECT_EQ(Messages::take().size(), 0u);
+    (*map)->write(nowhere.c_str(), true);
+    EXPECT_EQ(Messages::only(), failure(nowhere, "be written: No such file or directory"));
+    { const Access_map read(nowhere.c_str()); }
+    EXPECT_EQ(Messages::only(), failure(nowhere, "be read: No such file or directory"));
+    (*map)->append_to(nowhere.c_str(), true);
+    EXPECT_EQ(Messages::only(), failure(nowhere, "be appended to: No such file or directory"));
+    (*map)->append_from(nowhere.c_str(), true);
+    EXPECT_EQ(Messages::only(), failure(nowhere, "be appended from: No such file or directory"));
+
+    const std::string directory = folder.file(".");
+    (*map)->write(directory.c_str(), true);
+    EXPECT_EQ(Messages::only(), failure(directory, "be written: not a regular file"));
+    { const Access_map read(directory.c_str()); }
+    EXPECT_EQ(Messages::only(), failure(directory, "be read: not a regular file"));
+
+    const std::string foreign = folder.file("foreign");
+    write_bytes(foreign, "PDC ");
+    { const Access_map read(foreign.c_str()); }
+    EXPECT_EQ(Messages::only(), failure(foreign, "be read: not a map file"));
+
+    const std::string file = folder.file("map");
     (*map)->write(file.c_str(), false);
-    (*map)->write(folder.file("no/such").c_str(), true);
-    const Access_map read(file.c_str());
-    (*map)->append_to(file.c_str(), true);
-    (*map)->append_from(file.c_str(), true);
-    vx::maps::set_notify(nullptr);
+    const std::string whole = bytes_of(file);
+    write_bytes(file, whole.substr(0, whole.size() - 1));
+    { const Access_map read(file.c_str()); }
+    EXPECT_EQ(Messages::only(), failure(file, "be read: truncated or damaged"));
+    std::string newer = whole;
+    newer[12] = 2; // the version
+    write_bytes(file, newer);
+    { const Access_map read(file.c_str()); }
+    EXPECT_EQ(Messages::only(), failure(file, "be read: unsupported format version or byte order"));
+
+    const Edit_map undeclared;
+    undeclared->write(file.c_str(), true);
+    EXPECT_EQ(Messages::only(), failure(file, "be written: the map has no declaration"));
+    (*map)->write(file.c_str(), true, static_cast<Map_base::File_format>(3));
+    EXPECT_EQ(Messages::only(), failure(file, "be written: unknown file format"));
+}
+
+TEST(Files, NotifyNamesTheReasonOfAWriteThatRunsOutOfSpace) {
+    const Folder folder;
+    const std::string file = folder.file("map");
+    const auto map = awkward_map(5000);
+    const Messages messages;
+    const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit tight = old;
+    tight.rlim_cur = 1000;
+    setrlimit(RLIMIT_FSIZE, &tight);
     (*map)->write(file.c_str(), true);
-    ASSERT_EQ(messages.size(), 4u);
-    EXPECT_EQ(messages[0].rfind("map file " + file + ": 7 elements written in ", 0), 0u)
-        << messages[0];
-    EXPECT_EQ(messages[0].substr(messages[0].size() - 2), " s");
-    EXPECT_EQ(messages[1].rfind("map file " + file + ": 7 elements read in ", 0), 0u)
-        << messages[1];
-    EXPECT_EQ(messages[2].rfind("map file " + file + ": 7 elements appended to it", 0), 0u);
-    EXPECT_EQ(messages[3].rfind("map file " + file + ": 14 elements appended from it", 0), 0u);
+    setrlimit(RLIMIT_FSIZE, &old);
+    (void)std::signal(SIGXFSZ, old_handler);
+    EXPECT_EQ(Messages::only(), "!map file " + file + " cannot be written: File too large");
+    EXPECT_EQ(folder.count(), 0u);
 }
 
 } // namespace
