@@ -256,7 +256,7 @@ nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Plac
     page["count"] = whole.count;
     page["points"] = part.count;
     page["groupPoints"] = kGroupPoints;
-    page["centre"] = place.center;
+    page["center"] = place.center;
     page["positionError"] = place.error;
     page["bounds"] = nullptr;
     if (place.bounds) page["bounds"] = *place.bounds;

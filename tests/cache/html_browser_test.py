@@ -84,7 +84,7 @@ class InBrowser(unittest.TestCase):
     def on_screen(self, point):
         """Where a point is in the window, by the camera's matrices."""
         camera = self.browser.run("window.vx.camera()")
-        at = [POSITION[3 * point + k] - camera["centre"][k] for k in range(3)] + [1.0]
+        at = [POSITION[3 * point + k] - camera["center"][k] for k in range(3)] + [1.0]
         for m in (camera["view"], camera["projection"]):  # column by column
             at = [sum(m[4 * c + r] * at[c] for c in range(4)) for r in range(4)]
         left, top = self.browser.run("(() => { const b = document.getElementById('canvas').getBoundingClientRect();"
@@ -131,7 +131,7 @@ class InBrowser(unittest.TestCase):
         self.assertEqual(self.browser.run("[document.getElementById('least').value, document.getElementById('most').value]"),
                          ["0", "6"])
         self.assertEqual(self.browser.run("document.getElementById('legend-name').textContent"), HOSTILE)
-        self.set("map", "grey")
+        self.set("map", "gray")
         self.set("most", "12")
         picture = Picture(self.browser.screenshot())
         self.assertTrue(near(self.color(3, picture), (64, 64, 64)))  # 3 of 12
@@ -164,7 +164,7 @@ class InBrowser(unittest.TestCase):
         self.browser.requests.clear()
         self.browser.open(self.write("start.pdc", cloud(), "--by", "position.y", "--range", "200,212", "--labels", "0-6"))
         self.browser.run("for (const id of ['hint', 'legend']) document.getElementById(id).hidden = true")
-        self.set("map", "grey")
+        self.set("map", "gray")
         self.browser.key("1")
         self.browser.settle()
         picture = Picture(self.browser.screenshot())
@@ -211,7 +211,7 @@ class InBrowser(unittest.TestCase):
         self.js("document.getElementById('normals').click()")
         reach = self.browser.run("window.vx.view.uniforms.reach.value")
         depth = 0
-        at = [POSITION[72 + k] - camera["centre"][k] for k in range(3)] + [1.0]
+        at = [POSITION[72 + k] - camera["center"][k] for k in range(3)] + [1.0]
         depth = -sum(camera["view"][4 * c + 2] * at[c] for c in range(4))
         pixels = reach * camera["projection"][5] / depth * camera["height"] / 2
         self.assertGreater(pixels, 4)

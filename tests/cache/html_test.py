@@ -76,7 +76,7 @@ class Page:
             self.stored[attribute["name"]] = attribute["stored"]
 
     def position(self):
-        return [v + self.about["centre"][i % 3] for i, v in enumerate(self.values["position"])]
+        return [v + self.about["center"][i % 3] for i, v in enumerate(self.values["position"])]
 
 
 class Case(FolderCase):

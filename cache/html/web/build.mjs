@@ -1,5 +1,5 @@
-// Bundles the viewer and writes the page as C++ source: what comes before the cloud's data and what comes
-// after. Usage: node build.mjs SOURCES ROOM OUTPUT.cpp, where ROOM has the installed packages.
+// Bundles the viewer and writes the page as C++ source, in two parts: before and after the cloud's data.
+// Usage: node build.mjs SOURCES ROOM OUTPUT.cpp, where ROOM contains the installed packages.
 import { createHash } from "node:crypto";
 import { readFileSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
@@ -15,16 +15,16 @@ const bundle = await build({
   legalComments: "none", charset: "utf8", write: false, logLevel: "warning",
 });
 const script = bundle.outputFiles[0].text.trim();
-if (/<\/script|<!--/i.test(script)) throw new Error("the bundle would end its own element");
+if (/<\/script|<!--/i.test(script)) throw new Error("the bundle contains the end tag of its own element");
 const style = (await transform(source("style.css"), { loader: "css", minify: true })).code.trim();
-const licence = readFileSync(join(room, "node_modules/three/LICENSE"), "utf8").trim().replace(/-{2,}/g, "-");
+const license = readFileSync(join(room, "node_modules/three/LICENSE"), "utf8").trim().replace(/-{2,}/g, "-");
 
-// Nothing is fetched, and nothing runs but this script, whatever a file puts into its names.
+// The page loads nothing and runs no other script, whatever names a cloud file contains.
 const hash = (text) => `'sha256-${createHash("sha256").update(text).digest("base64")}'`;
 const policy = `default-src 'none'; script-src ${hash(script)}; style-src ${hash(style)}; base-uri 'none'; form-action 'none'`;
 
 const parts = {
-  policy: `<meta http-equiv="Content-Security-Policy" content="${policy}">\n<!-- This page holds three.js, whose licence is:\n\n${licence}\n-->`,
+  policy: `<meta http-equiv="Content-Security-Policy" content="${policy}">\n<!-- This page contains three.js, under this license:\n\n${license}\n-->`,
   style: `<style>${style}</style>`,
   script: `<script>${script}</script>`,
 };

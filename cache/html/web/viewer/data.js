@@ -1,5 +1,5 @@
-// The cloud that stands in the page: a description in JSON and the values of every attribute as
-// base64 of deflated bytes, in several elements so that no text is huge.
+// The cloud in the page: a JSON description, and the values of each attribute as base64 of deflated
+// bytes, split over several elements to keep each text small.
 
 const arrays = { i32: Int32Array, f32: Float32Array, f64: Float64Array, i64: BigInt64Array };
 
@@ -11,8 +11,8 @@ function bytesOfBase64(text) {
   return bytes;
 }
 
-// Calls take(chunk) for the inflated bytes of attribute number `index`. Elements are dropped as they are
-// read: their text is larger than the values.
+// Calls take(chunk) with the inflated bytes of attribute number `index`. Removes each element after reading
+// it, since its text is larger than the values.
 async function inflate(index, take) {
   const elements = [...document.querySelectorAll(`script[data-attribute="${index}"]`)];
   const stream = new ReadableStream({
@@ -37,9 +37,9 @@ export function hash(i) {
   return (h ^ (h >>> 16)) >>> 0;
 }
 
-// The order in which the points are kept: any first part of it is spread over the whole file, so that a
-// part of the points can be drawn while the camera moves. Of each run of 64 points one is in each 64th of
-// the order, a different one by a hash of the run's number: even steps would show scan lines.
+// The order in which the points are stored: any leading part of it is spread over the whole file, so that a
+// part of the points can be drawn while the camera moves. Each 64th of the order has one point of each run of
+// 64, chosen by a hash of the run's number. A fixed choice would show scan lines.
 export class Order {
   constructor(points) {
     this.runs = Math.floor(points / 64);
@@ -55,7 +55,7 @@ export class Order {
       this.places[i] = i < this.ordered ? this.slots[(i + hash(run)) & 63] * this.runs + run : i;
     }
   }
-  // Which point of the page is at a place.
+  // The index in the page of the point at a place.
   at(place) {
     if (place >= this.ordered) return place;
     const run = place % this.runs;
@@ -64,7 +64,7 @@ export class Order {
   }
 }
 
-// Bytes come in groups of points; within one, first all points' byte 0, then all their byte 1, ...
+// Bytes are stored in groups of points; each group has byte 0 of all its points, then byte 1, and so on.
 function unplane(planes, out, itemBytes, groupPoints, places) {
   const items = places ? places.length : planes.length > 0 ? 1 : 0;
   for (let first = 0; first < items; first += groupPoints) {
@@ -84,11 +84,11 @@ export class Attribute {
     this.ranges = {};
     this.origin = null; // what values are relative to, per component
   }
-  // One value as a number; whole numbers beyond 2^53 only lose digits here, never in text().
+  // One value as a number; integers beyond 2^53 are rounded.
   number(point, component = 0) {
     return Number(this.values[(this.single ? 0 : point) * this.width + component]);
   }
-  // Least and most finite value of a component (a number or "length"), [0, 0] when there is none.
+  // The smallest and the largest finite value of a component (a number or "length"); [0, 0] if there is none.
   range(component) {
     if (!this.ranges[component]) {
       let least = Infinity;
@@ -147,18 +147,18 @@ export async function readCloud(progress) {
       planes.set(chunk, at);
       at += chunk.length;
     });
-    if (at !== planes.length) throw new Error(`the values of attribute ${index} are cut short`);
+    if (at !== planes.length) throw new Error(`the values of attribute ${index} are truncated`);
     unplane(planes, out, out.length / Math.max(points, 1), cloud.groupPoints, description.single ? null : cloud.order.places);
     progress(++done / cloud.attributes.length);
     return new Attribute(description, values);
   }));
-  cloud.attributes.find((a) => a.name === "position").origin = cloud.centre;
+  cloud.attributes.find((a) => a.name === "position").origin = cloud.center;
   cloud.find = (name) => cloud.attributes.find((a) => a.name === name);
   return cloud;
 }
 
-// The number that a point has in its file. A page with fewer points has one from each of as many runs of
-// equal length, at a place that a hash of the run's number says.
+// The index of a point in its file. A page with a part of the points has one point from each of as many runs
+// of equal length, chosen by a hash of the run's number.
 export function indexInFile(cloud, place) {
   const i = cloud.order.at(place);
   if (cloud.points === cloud.count) return i;
@@ -167,7 +167,7 @@ export function indexInFile(cloud, place) {
   return Number(begin + BigInt(hash(i)) % (end - begin));
 }
 
-// Labels of the points as the shaders read them: cut to a whole number, its low 32 bits.
+// Labels of the points as the shaders read them: truncated to an integer, of which the low 32 bits count.
 export class Labels {
   static most = 4096;
 

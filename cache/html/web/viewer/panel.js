@@ -1,5 +1,5 @@
-// The controls beside the picture.
-import { brief, css, exact, byte, grouped, labelColour, mapBytes, mapNames, srgb } from "./colour.js";
+// The control panel.
+import { brief, css, exact, byte, grouped, labelColor, mapBytes, mapNames, srgb } from "./color.js";
 import { indexInFile } from "./data.js";
 import { pick } from "./pick.js";
 
@@ -16,7 +16,7 @@ function element(tag, text, ...children) {
 const xyz = ["x", "y", "z"];
 const rgb = ["r", "g", "b"];
 
-// What the selector of colors offers: light for three values, one value, labels, directions.
+// The choices of the attribute selector: light for three values, one value, labels, directions.
 function choicesOf(cloud) {
   const choices = [];
   const add = (name, mode, attribute, components) => choices.push({ name, mode, attribute, components });
@@ -28,12 +28,12 @@ function choicesOf(cloud) {
     const names = a.name === "rgbPP" ? rgb : xyz;
     if (a.width === 3 && a.name === "normalPP") add(`${a.name} (direction)`, 4, a, [0, 1, 2]);
     else if (a.width === 3 && a.name === "position") add(`${a.name} (in the bounds)`, 5, a, [0, 1, 2]);
-    else if (a.width === 3 && a.name !== "rgbPP") add(`${a.name} (as a colour)`, 1, a, [0, 1, 2]);
+    else if (a.width === 3 && a.name !== "rgbPP") add(`${a.name} (as a color)`, 1, a, [0, 1, 2]);
     if (a.width === 1) add(a.name, 2, a, [0]);
     else for (let c = 0; c < a.width; ++c) add(`${a.name}.${a.width <= 3 ? names[c] : c}`, 2, a, [c]);
     if (a.width > 1) add(`${a.name}.length`, 2, a, ["length"]);
   }
-  add("one colour", 0, null, []);
+  add("one color", 0, null, []);
   return choices;
 }
 
@@ -43,7 +43,7 @@ export class Panel {
     this.cloud = view.cloud;
     this.labels = view.labels;
     this.facts();
-    this.colours();
+    this.colors();
     this.sizes();
     this.normals();
     this.labelList();
@@ -67,7 +67,7 @@ export class Panel {
     for (const note of cloud.notes) $("notes").append(element("li", note));
   }
 
-  colours() {
+  colors() {
     const { view } = this;
     this.choices = choicesOf(this.cloud);
     this.choices.forEach((c, k) => $("attribute").append(new Option(c.name, k)));
@@ -114,8 +114,8 @@ export class Panel {
   choose(k) {
     this.choice = this.choices[k];
     const { mode, attribute, components } = this.choice;
-    $("colour-of-values").hidden = $("legend").hidden = mode !== 2;
-    $("colour-of-light").hidden = mode !== 1;
+    $("color-of-values").hidden = $("legend").hidden = mode !== 2;
+    $("color-of-light").hidden = mode !== 1;
     $("legend-name").textContent = this.choice.name;
     if (mode === 2) this.showRange();
     this.view.setShade(mode, mode === 3 ? null : attribute, components);
@@ -214,13 +214,13 @@ export class Panel {
       box.type = "checkbox";
       box.checked = true;
       box.dataset.slot = k;
-      const colour = element("i");
-      colour.style.background = css(labelColour(k));
+      const color = element("i");
+      color.style.background = css(labelColor(k));
       const name = labels.values[k] === null ? "all others" : String(labels.values[k]);
-      list.append(element("li", undefined, element("label", undefined, box, colour, ` ${name} `, element("span", grouped(labels.counts[k])))));
+      list.append(element("li", undefined, element("label", undefined, box, color, ` ${name} `, element("span", grouped(labels.counts[k])))));
     }
     const notes = [];
-    if (labels.distinct > labels.values.length) notes.push(`${grouped(labels.distinct)} labels; only the ${labels.values.length - 1} with most points are told apart.`);
+    if (labels.distinct > labels.values.length) notes.push(`${grouped(labels.distinct)} labels; only the ${labels.values.length - 1} with most points are distinguished.`);
     if (shown < labels.values.length) notes.push(`The first ${shown} of ${labels.values.length} are listed; the buttons act on all.`);
     $("labels-note").textContent = notes.join(" ");
     const show = () => {
@@ -275,7 +275,7 @@ export class Panel {
       this.showPoint(pick(this.view, e.clientX - box.left, e.clientY - box.top));
     });
     on("picked-close", "click", () => this.showPoint(-1));
-    on("picked-focus", "click", () => this.view.centreOn(this.point));
+    on("picked-focus", "click", () => this.view.centerOn(this.point));
   }
 
   // All values of a point; -1 closes the list.
@@ -305,8 +305,8 @@ export class Panel {
   valueText(a, i, c) {
     const v = a.values[(a.single ? 0 : i) * a.width + c];
     if (a.name !== "position" || !Number.isFinite(v)) return exact(v, a.stored);
-    // As many places as the rounding in this page leaves sure.
-    const sum = v + this.cloud.centre[c];
+    // As many decimal places as are certain after the rounding in this page.
+    const sum = v + this.cloud.center[c];
     const error = this.cloud.positionError;
     if (!(error > 0)) return exact(sum, Math.fround(sum) === sum ? "f32" : "f64");
     const places = Math.min(17, Math.max(0, Math.floor(-Math.log10(2 * error))));

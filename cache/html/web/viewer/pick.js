@@ -1,8 +1,8 @@
-// Which point is under a place of the picture: one walk over all points, so that neither a search tree nor
-// a second picture has to be kept.
+// Finds the point at a place of the picture by testing all points; needs neither a search tree nor a second
+// picture.
 import { Matrix4 } from "three";
 
-// x, y in CSS pixels from the canvas' upper left corner. -1 when there is no point near.
+// x, y: CSS pixels from the upper left corner of the canvas. Returns -1 if no point is near.
 export function pick(view, x, y) {
   const { camera, positions, radii, normals, uniforms, labels } = view;
   const width = view.canvas.clientWidth;
@@ -19,7 +19,7 @@ export function pick(view, x, y) {
   const hideBack = uniforms.hideBack.value && normals;
   const reach = 8;
 
-  let near = -1; // without a point that covers the place: the one whose centre is nearest to it
+  let near = -1; // the point with the nearest center, in case no point covers the place
   let nearest = reach * reach;
   let depth = Infinity;
   const covering = [];
@@ -45,7 +45,7 @@ export function pick(view, x, y) {
       if (w < depth) depth = w;
     }
   }
-  // Points of one surface overlap: of those at the front, the one whose center is nearest.
+  // Points of a surface overlap: among the front ones, take the point with the nearest center.
   let best = -1;
   let least = Infinity;
   const slack = world ? 2 * view.oneRadius * size : view.spacing;

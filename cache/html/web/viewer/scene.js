@@ -5,12 +5,12 @@ import {
   RawShaderMaterial, GLSL3, RGBAFormat, Scene, Sphere, UnsignedByteType, Vector2, Vector3, WebGLRenderer,
 } from "three";
 import { OrbitControls } from "three/addons/controls/OrbitControls.js";
-import { labelColour, mapBytes } from "./colour.js";
+import { labelColor, mapBytes } from "./color.js";
 import { hash } from "./data.js";
 import * as glsl from "./shaders.js";
 
-const backgrounds = { dark: 0x17191c, grey: 0x777777, black: 0x000000, white: 0xffffff };
-// Where the camera stands for each view key, with Y up; with Z up the same turned.
+const backgrounds = { dark: 0x17191c, gray: 0x777777, black: 0x000000, white: 0xffffff };
+// Direction from the center to the camera for each view key, with Y up; rotated for Z up.
 const directions = {
   0: [0.55, 0.4, 1], 1: [0, 0, 1], 2: [0, 0, -1], 3: [1, 0, 0], 4: [-1, 0, 0], 5: [0, 1, 1e-4], 6: [0, -1, 1e-4],
 };
@@ -52,7 +52,7 @@ export class View {
     this.spacing = Math.sqrt(area / Math.max(1, p.length / 3));
   }
 
-  // Bounds of the points that `take` says yes to; as they were when there is none.
+  // Computes the bounds of the points for which take(index) is true; keeps the old ones if there are none.
   measure(take) {
     const p = this.positions;
     const a = [Infinity, Infinity, Infinity];
@@ -88,7 +88,7 @@ export class View {
     const rows = Math.max(1, Math.ceil(labels.values.length / 256));
     this.table = new DataTexture(new Uint8Array(1024 * rows), 256, rows, RGBAFormat, UnsignedByteType);
     this.table.minFilter = this.table.magFilter = NearestFilter;
-    labels.values.forEach((_, k) => this.table.image.data.set(labelColour(k), 4 * k));
+    labels.values.forEach((_, k) => this.table.image.data.set(labelColor(k), 4 * k));
     this.map = new DataTexture(new Uint8Array(1024), 256, 1, RGBAFormat, UnsignedByteType);
     this.map.minFilter = this.map.magFilter = LinearFilter;
 
@@ -112,7 +112,7 @@ export class View {
 
   add(object) {
     object.frustumCulled = false;
-    // Given, so that three.js does not go through all points for one.
+    // Set here so that three.js doesn't compute it from all points.
     object.geometry.boundingSphere = new Sphere(new Vector3(), this.diagonal);
     object.matrixAutoUpdate = false;
     this.scene.add(object);
@@ -246,13 +246,13 @@ export class View {
     this.fit(new Vector3(...(this.up === "y" ? [x, y, z] : [x, -z, y])));
   }
 
-  // Moves back along `direction` (or where the camera is) until the points that are shown fill the picture.
+  // Moves the camera along `direction` (or its own) until the visible points fill the picture.
   fit(direction = this.camera.position.clone().sub(this.controls.target)) {
     this.measure((i) => this.labels.visible[this.labels.slots[i]]);
     const { camera } = this;
-    const centre = this.least.clone().add(this.most).multiplyScalar(0.5);
-    camera.position.copy(centre).addScaledVector(direction.normalize(), this.diagonal);
-    camera.lookAt(centre);
+    const center = this.least.clone().add(this.most).multiplyScalar(0.5);
+    camera.position.copy(center).addScaledVector(direction.normalize(), this.diagonal);
+    camera.lookAt(center);
     camera.updateMatrixWorld();
     const axes = [new Vector3(), new Vector3(), new Vector3()];
     camera.matrixWorld.extractBasis(...axes);
@@ -263,20 +263,20 @@ export class View {
     let distance = this.diagonal * 1e-3;
     for (let k = 0; k < p.length; k += 3) {
       if (!labels.visible[labels.slots[k / 3]]) continue;
-      const x = p[k] - centre.x;
-      const y = p[k + 1] - centre.y;
-      const z = p[k + 2] - centre.z;
+      const x = p[k] - center.x;
+      const y = p[k + 1] - center.y;
+      const z = p[k + 2] - center.z;
       const depth = x * ez[0] + y * ez[1] + z * ez[2];
       const need = depth + Math.max(Math.abs(x * ex[0] + y * ex[1] + z * ex[2]) / tanX, Math.abs(x * ey[0] + y * ey[1] + z * ey[2]) / tanY);
       if (need > distance && need < 1e37) distance = need;
     }
-    camera.position.copy(centre).addScaledVector(direction, distance * 1.1);
-    this.controls.target.copy(centre);
+    camera.position.copy(center).addScaledVector(direction, distance * 1.1);
+    this.controls.target.copy(center);
     this.controls.update();
     this.draw();
   }
 
-  centreOn(i) {
+  centerOn(i) {
     const p = new Vector3().fromArray(this.positions, 3 * i);
     this.camera.position.add(p.clone().sub(this.controls.target));
     this.controls.target.copy(p);
@@ -284,7 +284,7 @@ export class View {
     this.draw();
   }
 
-  // While the camera moves, as many points are drawn as this machine draws fluidly.
+  // While the camera moves, draws as many points as this machine can draw smoothly.
   move() {
     clearTimeout(this.timer);
     this.moving = true;
@@ -303,7 +303,7 @@ export class View {
   adapt(now) {
     const passed = this.last ? now - this.last : 0;
     this.last = now;
-    // A pause of the hand is no slow picture.
+    // Longer gaps are pauses of the user, not slow frames.
     if (passed > 45 && passed < 2500) {
       this.part = Math.max(1 / 64, this.part / (passed > 150 ? 4 : 2));
       this.quick = 0;

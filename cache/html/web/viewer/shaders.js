@@ -16,14 +16,14 @@ export const pointVertex = `
 ${shared}
 in vec3 position, normal, shade;
 in float radius, label;
-uniform int mode; // 0 one colour, 1 light, 2 value, 3 label, 4 direction, 5 place
+uniform int mode; // 0 one color, 1 light, 2 value, 3 label, 4 direction, 5 place
 uniform bool worldSize, radiusPerPoint;
 uniform float size, coarse, oneRadius, halfHeight, largest, exposure;
 uniform bool toSrgb, lit;
 uniform vec3 shadeLeast, shadeScale;
 uniform vec2 valueRange; // least, 1 / (most - least)
 uniform sampler2D map;
-flat out vec3 colour;
+flat out vec3 color;
 flat out vec4 facing; // normal in eye space, diameter in pixels
 
 vec3 encode(vec3 v) {
@@ -45,29 +45,29 @@ void main() {
   facing = vec4(l > 0.0 ? n / l : vec3(0.0, 0.0, 1.0), gl_PointSize);
 
   if (mode == 1) {
-    colour = shade * exposure;
-    colour = toSrgb ? encode(colour) : clamp(colour, 0.0, 1.0);
-    if (!isNumber(shade)) colour = vec3(1.0, 0.0, 1.0);
+    color = shade * exposure;
+    color = toSrgb ? encode(color) : clamp(color, 0.0, 1.0);
+    if (!isNumber(shade)) color = vec3(1.0, 0.0, 1.0);
   } else if (mode == 2) {
     float t = clamp((shade.x - valueRange.x) * valueRange.y, 0.0, 1.0);
-    colour = texture(map, vec2(t * (255.0 / 256.0) + 0.5 / 256.0, 0.5)).rgb;
-    if (!(abs(shade.x) <= 3.4e38)) colour = vec3(1.0, 0.0, 1.0);
+    color = texture(map, vec2(t * (255.0 / 256.0) + 0.5 / 256.0, 0.5)).rgb;
+    if (!(abs(shade.x) <= 3.4e38)) color = vec3(1.0, 0.0, 1.0);
   } else if (mode == 3) {
-    colour = entry.rgb;
+    color = entry.rgb;
   } else if (mode >= 4) {
-    colour = clamp((shade - shadeLeast) * shadeScale, 0.0, 1.0);
+    color = clamp((shade - shadeLeast) * shadeScale, 0.0, 1.0);
   } else {
-    colour = vec3(0.78, 0.8, 0.83);
+    color = vec3(0.78, 0.8, 0.83);
   }
   if (lit && hasNormals) {
     float c = abs(dot(facing.xyz, normalize(eye.xyz)));
-    colour *= 0.25 + 0.75 * c;
+    color *= 0.25 + 0.75 * c;
   }
 }`;
 
 export const pointFragment = `
 precision highp float;
-flat in vec3 colour;
+flat in vec3 color;
 flat in vec4 facing;
 uniform int shape; // 0 disc, 1 round, 2 square
 uniform bool hasNormals;
@@ -82,7 +82,7 @@ void main() {
     }
     if (dot(p, p) + depth * depth > 1.0) discard;
   }
-  result = vec4(colour, 1.0);
+  result = vec4(color, 1.0);
 }`;
 
 export const lineVertex = `
@@ -91,21 +91,21 @@ in float position; // 0 at the point, 1 at the tip
 in vec3 origin, normal;
 in float label;
 uniform float reach;
-flat out vec3 colour;
+flat out vec3 color;
 void main() {
   vec4 eye = modelViewMatrix * vec4(origin + normal * (reach * position), 1.0);
   vec4 base = modelViewMatrix * vec4(origin, 1.0);
   gl_Position = projectionMatrix * eye;
   bool away = dot(normalMatrix * normal, base.xyz) > 0.0;
   if (labelEntry(label).a < 0.5 || (hideBack && away) || !isNumber(origin) || !isNumber(normal)) gl_Position = nowhere;
-  colour = away ? vec3(0.45, 0.42, 0.5) : vec3(0.36, 0.85, 1.0);
+  color = away ? vec3(0.45, 0.42, 0.5) : vec3(0.36, 0.85, 1.0);
 }`;
 
 export const flatFragment = `
 precision highp float;
-flat in vec3 colour;
+flat in vec3 color;
 out vec4 result;
-void main() { result = vec4(colour, 1.0); }`;
+void main() { result = vec4(color, 1.0); }`;
 
 export const markVertex = `
 precision highp float;

@@ -1,4 +1,4 @@
-// Unpacks the cloud that stands in the page and shows it.
+// Unpacks the cloud in the page and shows it.
 import { Labels, readCloud } from "./data.js";
 import { Panel } from "./panel.js";
 import { View } from "./scene.js";
@@ -10,16 +10,16 @@ function say(text) {
   $("message-text").textContent = text;
 }
 
-// Three lines from the middle, the nearest drawn last.
+// Three lines from the center, the nearest drawn last.
 function axesDrawer() {
-  const parts = [["X", "#ff6b60", 0], ["Y", "#7bd66a", 4], ["Z", "#64a2ff", 8]].map(([name, colour, at]) => {
+  const parts = [["X", "#ff6b60", 0], ["Y", "#7bd66a", 4], ["Z", "#64a2ff", 8]].map(([name, color, at]) => {
     const make = (tag, attributes) => {
       const e = document.createElementNS("http://www.w3.org/2000/svg", tag);
       for (const [key, value] of Object.entries(attributes)) e.setAttribute(key, value);
       return e;
     };
-    const line = make("line", { stroke: colour, "stroke-width": 3, "stroke-linecap": "round" });
-    const text = make("text", { fill: colour });
+    const line = make("line", { stroke: color, "stroke-width": 3, "stroke-linecap": "round" });
+    const text = make("text", { fill: color });
     text.textContent = name;
     const group = make("g", {});
     group.append(line, text);
@@ -43,10 +43,10 @@ function axesDrawer() {
 
 async function start() {
   if (typeof DecompressionStream === "undefined") {
-    return say("This browser is too old to show the cloud: it cannot unpack compressed data. Current versions of Chrome, Edge, Firefox and Safari can.");
+    return say("This browser cannot decompress the cloud's data. Use a current version of Chrome, Edge, Firefox or Safari.");
   }
   if (!document.createElement("canvas").getContext("webgl2")) {
-    return say("This browser offers no WebGL 2, which drawing the points needs. Switch on hardware acceleration in its settings, or try another browser.");
+    return say("This browser doesn't provide WebGL 2, which is required to draw the points. Enable hardware acceleration in its settings, or use another browser.");
   }
   const begin = performance.now();
   const cloud = await readCloud((part) => say(`Unpacking the cloud… ${Math.round(100 * part)} %`));
@@ -59,14 +59,14 @@ async function start() {
   view.onRender = () => drawAxes(view.camera);
   view.look(0);
   view.render();
-  say(cloud.points === 0 ? "The cloud is empty: it has no points." : "");
-  // For scripts that drive the page.
+  say(cloud.points === 0 ? "The cloud has no points." : "");
+  // For scripts that control the page.
   window.vx = {
     view, panel,
     milliseconds: { unpack: unpacked - begin, build: performance.now() - unpacked },
     camera: () => ({
       view: view.camera.matrixWorldInverse.toArray(), projection: view.camera.projectionMatrix.toArray(),
-      width: view.canvas.clientWidth, height: view.canvas.clientHeight, centre: cloud.centre,
+      width: view.canvas.clientWidth, height: view.canvas.clientHeight, center: cloud.center,
     }),
   };
   window.vxReady = true;

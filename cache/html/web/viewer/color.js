@@ -5,13 +5,13 @@ const stops = {
   turbo: "30123b 4145ab 4675ed 39a2fc 1bcfd4 24eca6 61fc6c a4fc3b d1e834 f3c63a fe9b2d f36315 d93806 b11901 7a0403",
   magma: "000004 180f3d 440f76 721f81 9e2f7f cd4071 f1605d fd9668 feca8d fcfdbf",
   "blue to red": "3b4cc0 6788ee 9abbff c9d7f0 edd1c2 f7a889 e26952 b40426",
-  grey: "000000 ffffff",
+  gray: "000000 ffffff",
 };
 export const mapNames = Object.keys(stops);
 
 const parse = (hex) => [0, 2, 4].map((k) => parseInt(hex.slice(k, k + 2), 16));
 
-// 256 colours of 4 bytes.
+// 256 colors of 4 bytes.
 export function mapBytes(name) {
   const list = stops[name].split(" ").map(parse);
   const out = new Uint8Array(1024);
@@ -24,9 +24,9 @@ export function mapBytes(name) {
   return out;
 }
 
-// Twelve colors that are told apart well, then hues a golden angle apart.
+// Twelve well distinguishable colors, then hues at steps of the golden angle.
 const first = "4e9af1 f28e2b 59c36a e8556d b07aa1 edc948 76d7d0 ff9da7 a87c5f d3d7dc 8566e0 9ccc3c".split(" ").map(parse);
-export function labelColour(k) {
+export function labelColor(k) {
   if (k < first.length) return first[k];
   const hue = (k * 137.508) % 360;
   const light = 0.5 + 0.12 * ((k % 5) - 2) * 0.6;
@@ -43,7 +43,7 @@ export const byte = (v) => Math.round(255 * Math.min(1, Math.max(0, v || 0)));
 
 const names = (v) => (Number.isNaN(v) ? "not a number" : v > 0 ? "infinite" : "-infinite");
 
-// The shortest text that still means this value in its type.
+// The shortest text that reads back as this value in its type.
 export function exact(value, stored) {
   if (typeof value === "bigint") return value.toString();
   if (!Number.isFinite(value)) return names(value);
@@ -55,7 +55,7 @@ export function exact(value, stored) {
   return String(Number(value.toPrecision(9)));
 }
 
-// For ranges and facts: some digits, no noise.
+// A rounded number, for ranges and facts.
 export function brief(v, digits = 5) {
   return Number.isFinite(v) ? String(Number(v.toPrecision(digits))) : names(v);
 }
