@@ -7,30 +7,17 @@ namespace vx::image {
 
 namespace {
 
-float own_size(FilterKind kind) {
-    switch (kind) {
-    case FilterKind::box:
-        return 1.0f;
-    case FilterKind::triangle:
-        return 2.0f;
-    case FilterKind::gauss:
-        return 3.0f;
-    case FilterKind::mitchell:
-    case FilterKind::lanczos:
-        return 4.0f;
-    }
-    return 1.0f;
-}
-
+// D. Mitchell and A. Netravali, "Reconstruction filters in computer graphics" (1988), with the
+// parameters B and C that the paper recommends. x: 0 to 2.
 float mitchell(float x) {
-    constexpr float kB = 1.0f / 3.0f;
-    constexpr float kC = 1.0f / 3.0f;
+    constexpr float kBlur = 1.0f / 3.0f;    // B
+    constexpr float kRinging = 1.0f / 3.0f; // C
     if (x < 1.0f)
-        return ((12 - 9 * kB - 6 * kC) * x * x * x + (-18 + 12 * kB + 6 * kC) * x * x +
-                (6 - 2 * kB)) /
+        return ((12 - 9 * kBlur - 6 * kRinging) * x * x * x +
+                (-18 + 12 * kBlur + 6 * kRinging) * x * x + (6 - 2 * kBlur)) /
                6.0f;
-    return ((-kB - 6 * kC) * x * x * x + (6 * kB + 30 * kC) * x * x + (-12 * kB - 48 * kC) * x +
-            (8 * kB + 24 * kC)) /
+    return ((-kBlur - 6 * kRinging) * x * x * x + (6 * kBlur + 30 * kRinging) * x * x +
+            (-12 * kBlur - 48 * kRinging) * x + (8 * kBlur + 24 * kRinging)) /
            6.0f;
 }
 
@@ -39,7 +26,7 @@ float sinc(float x) {
     return t < 1e-4f ? 1.0f : std::sin(t) / t;
 }
 
-// u: distance over radius, 0 to 1.
+// Weight along one axis. u: distance divided by radius, 0 to 1.
 float profile(FilterKind kind, float u) {
     switch (kind) {
     case FilterKind::box:
@@ -60,11 +47,11 @@ float profile(FilterKind kind, float u) {
 
 Filter::Filter(FilterKind kind, float width, float height)
     : m_kind(kind),
-      m_radius_x(0.5f * (width > 0.0f ? width : own_size(kind))),
-      m_radius_y(0.5f * (height > 0.0f ? height : own_size(kind))) {}
+      m_radius_x(0.5f * (width > 0.0f ? width : default_filter_size(kind))),
+      m_radius_y(0.5f * (height > 0.0f ? height : default_filter_size(kind))) {}
 
 float Filter::weight(float dx, float dy) const {
-    // Half open, so that a box of one pixel gives every sample to exactly one pixel.
+    // Half-open, so that a one-pixel box assigns every sample to exactly one pixel.
     if (!(dx >= -m_radius_x && dx < m_radius_x && dy >= -m_radius_y && dy < m_radius_y))
         return 0.0f;
     if (m_kind == FilterKind::box) return 1.0f;

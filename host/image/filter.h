@@ -1,12 +1,12 @@
-// Reconstruction filters: how much a sample counts for a pixel.
+// Reconstruction filters: the weight of a sample in a pixel.
 #pragma once
+
+#include "host/image/filter_kind.h"
 
 namespace vx::image {
 
-enum class FilterKind { box = 0, triangle = 1, gauss = 2, mitchell = 3, lanczos = 4 };
-
-// A separable filter of a given full width and height in pixels. A size of 0 or less stands for the
-// kind's own size: 1, 2, 3, 4, 4.
+// A separable filter with a given full width and height in pixels. A size of 0 or less selects the
+// kind's default size.
 class Filter {
   public:
     Filter(FilterKind kind, float width, float height);
@@ -15,8 +15,8 @@ class Filter {
     [[nodiscard]] float radius_x() const { return m_radius_x; }
     [[nodiscard]] float radius_y() const { return m_radius_y; }
 
-    // Weight of a sample at (dx, dy) pixels from the pixel's centre. Zero outside the radius; may
-    // be negative for mitchell and lanczos. Not normalised: divide by the sum of the weights.
+    // Weight of a sample at (dx, dy) pixels from the pixel center. Zero outside the radius; may be
+    // negative for mitchell and lanczos. Not normalized: divide by the sum of the weights.
     [[nodiscard]] float weight(float dx, float dy) const;
 
   private:

@@ -36,7 +36,7 @@ Tile::Tile(Rect rect, const Filter& filter, bool surfaces)
 
 void Tile::reset(Rect rect) {
     m_rect = rect;
-    // A sample in the outermost pixel reaches pixels whose centre is closer than the radius.
+    // A sample in the outermost pixel affects pixels whose centers are closer than the radius.
     const int bx = static_cast<int>(std::ceil(m_filter.radius_x() - 0.5f));
     const int by = static_cast<int>(std::ceil(m_filter.radius_y() - 0.5f));
     m_reach = {rect.x0 - bx, rect.y0 - by, rect.x1 + bx, rect.y1 + by};

@@ -1,8 +1,8 @@
-// What a render gathers: samples, tiles of filtered pixels, and the finished frame.
+// Samples, tiles of filtered pixels, and the finished frame.
 //
-// Memory is bottom-up: pixel (0, 0) is the lower left one of the image. Colours are as the shaders
-// returned them (linear, premultiplied); depth is the distance from the camera along the viewing
-// direction in scene units; normals and motion are in internal space.
+// Rows are stored bottom-up: pixel (0, 0) is the lower-left pixel of the image. Colors are stored
+// as the shaders return them (linear, premultiplied). Depth is the distance from the camera along
+// the viewing direction in scene units. Normals and motion vectors are in internal space.
 #pragma once
 
 #include "host/image/filter.h"
@@ -14,10 +14,10 @@
 
 namespace vx::image {
 
-// Depth of a pixel in which no surface was seen.
+// Depth of a pixel in which no surface is visible.
 inline constexpr float kNoDepth = 1e30f;
 
-// One eye ray's result at a raster position.
+// The result of one eye ray.
 struct Sample {
     float x = 0.0f, y = 0.0f; // raster position, pixels
     miColor color{};
@@ -35,10 +35,10 @@ struct Rect {
     [[nodiscard]] bool empty() const { return x1 <= x0 || y1 <= y0; }
 };
 
-// Everything of a pixel but its colour: taken from the sample nearest to the pixel's centre, and
-// the mean over the samples that saw a surface for buffers that ask for interpolation.
+// The surface data of a pixel: the values of the sample nearest to the pixel center, and sums over
+// the samples that hit a surface, for interpolated buffers.
 struct Surface {
-    float nearest = 1e30f; // squared distance of the sample taken so far
+    float nearest = 1e30f; // squared distance of the nearest sample so far
     float depth = kNoDepth;
     miVector normal{};
     miVector motion{};
@@ -49,16 +49,16 @@ struct Surface {
     miVector motion_sum{};
 };
 
-// Filtered sums of the samples of one tile, with a border as wide as the filter reaches.
+// Filtered sums of the samples in one tile, including a border as wide as the filter extends.
 class Tile {
   public:
-    // `surfaces`: whether anything but colour is wanted.
+    // `surfaces`: whether to record depth, normal, motion and label.
     Tile(Rect rect, const Filter& filter, bool surfaces);
 
-    // Starts over with other pixels and keeps the memory.
+    // Clears the tile and moves it to `rect`. Allocated memory is reused.
     void reset(Rect rect);
 
-    // Adds a sample that lies in the tile. `weight`: the share of a pixel that it stands for.
+    // Adds a sample that lies in the tile. `weight`: the fraction of a pixel that it represents.
     void add(const Sample& sample, float weight);
 
     [[nodiscard]] const Rect& rect() const { return m_rect; }
@@ -72,28 +72,28 @@ class Tile {
         float weight = 0.0f;
     };
     Rect m_rect;
-    Rect m_reach; // m_rect and the border
+    Rect m_reach; // m_rect plus the border
     Filter m_filter;
     bool m_with_surfaces;
-    bool m_one_pixel; // a box of one pixel: each sample counts for its own pixel only
+    bool m_one_pixel; // one-pixel box: each sample contributes to its own pixel only
     std::vector<Sum> m_sums;
     std::vector<Surface> m_surfaces;
 };
 
 class Frame {
   public:
-    // A frame of width x height pixels. `surfaces` as above.
+    // A frame of width x height pixels. `surfaces` as for Tile.
     Frame(int width, int height, bool surfaces);
 
-    // Adds a tile's sums. The order of the calls is the order of the floating-point sums, so a
-    // deterministic picture needs a deterministic order.
+    // Adds the sums of a tile. Floating-point sums depend on the order of the calls, so a
+    // deterministic image requires a deterministic order.
     void merge(const Tile& tile);
 
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
     [[nodiscard]] bool has_surfaces() const { return !m_surfaces.empty(); }
 
-    // Filtered colour; transparent black where no sample counted.
+    // Filtered color; transparent black for a pixel without samples.
     [[nodiscard]] miColor color(int x, int y) const;
     [[nodiscard]] float depth(int x, int y, bool interpolated) const;
     [[nodiscard]] miVector normal(int x, int y, bool interpolated) const;

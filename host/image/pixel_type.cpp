@@ -7,18 +7,18 @@ namespace vx::image {
 
 std::optional<PixelType> parse_pixel_type(std::string_view name) {
     PixelType type;
-    std::optional<bool> asked;
+    std::optional<bool> interpolated;
     if (!name.empty() && (name.front() == '+' || name.front() == '-')) {
-        asked = name.front() == '+';
+        interpolated = name.front() == '+';
         name.remove_prefix(1);
     }
-    static constexpr std::array<std::pair<std::string_view, Channels>, 4> kOthers{
+    static constexpr std::array<std::pair<std::string_view, Channels>, 4> kSurfaceTypes{
         {{"z", Channels::depth},
          {"n", Channels::normal},
          {"m", Channels::motion},
          {"tag", Channels::label}}};
-    for (const auto& [text, channels] : kOthers)
-        if (name == text) return PixelType{channels, Depth::single, asked.value_or(false)};
+    for (const auto& [text, channels] : kSurfaceTypes)
+        if (name == text) return PixelType{channels, Depth::single, interpolated.value_or(false)};
     if (name == "rgbe") return PixelType{Channels::rgb, Depth::single, true};
 
     static constexpr std::array<std::pair<std::string_view, Depth>, 3> kDepths{
@@ -49,7 +49,7 @@ PixelType best_pixel_type(std::string_view format) {
 }
 
 std::string_view writer_name(std::string_view format) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kNames{
+    static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kWriterNames{
         {{"jpg", "jpeg"},
          {"tif", "tiff"},
          {"exr", "openexr"},
@@ -58,7 +58,7 @@ std::string_view writer_name(std::string_view format) {
          {"rgba", "sgi"},
          {"pgm", "pnm"},
          {"ppm", "pnm"}}};
-    for (const auto& [scene, writer] : kNames)
+    for (const auto& [scene, writer] : kWriterNames)
         if (format == scene) return writer;
     return format;
 }

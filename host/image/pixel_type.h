@@ -1,4 +1,4 @@
-// The names that scenes use for what a picture file holds.
+// Pixel types of image files, by the names that scenes use.
 #pragma once
 
 #include <optional>
@@ -12,19 +12,20 @@ enum class Depth { bits8, bits16, half, single };
 struct PixelType {
     Channels channels = Channels::rgba;
     Depth depth = Depth::bits8;
-    bool interpolated = true; // colours always are; the others only when asked to with "+"
+    bool interpolated = true; // always true for colors; for other channels only with "+"
     bool operator==(const PixelType&) const = default;
 };
 
-// "rgb", "rgba", "a" with nothing (8 bits), "_16", "_h" (half float) or "_fp" (32-bit float) behind
-// it; "rgbe"; "z", "n", "m", "tag"; with "+" or "-" before it. Nothing for any other text.
+// Parses "rgb", "rgba" or "a", alone (8 bits) or with the suffix "_16", "_h" (half float) or "_fp"
+// (32-bit float); "rgbe"; "z", "n", "m" or "tag". A prefix "+" or "-" turns interpolation on or
+// off. Returns nullopt for any other text.
 [[nodiscard]] std::optional<PixelType> parse_pixel_type(std::string_view name);
 
-// What a file of this format ("png", "exr", ...) holds when the scene names no type.
+// The default pixel type of a file format ("png", "exr", ...).
 [[nodiscard]] PixelType best_pixel_type(std::string_view format);
 
-// The name of the program part that writes a format as scenes call it: "jpg" is "jpeg", "rgb" is
-// "sgi". Unknown names come back as they are.
+// The OpenImageIO name of a format: "jpeg" for "jpg", "sgi" for "rgb". Unknown names are returned
+// unchanged.
 [[nodiscard]] std::string_view writer_name(std::string_view format);
 
 } // namespace vx::image

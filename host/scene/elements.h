@@ -1,10 +1,9 @@
-/*
- * The elements of a scene except objects. Every element is delivered complete: the reader keeps
- * what each name holds, takes it as the start of an `incremental` definition, and hands over the
- * merged result. The initial values here are the ones that count when a statement is missing.
- */
+// The elements of a scene except objects. Every element is delivered complete: the reader keeps
+// what each name holds, takes it as the start of an `incremental` definition, and hands over the
+// merged result. The initial values here are the ones that count when a statement is missing.
 #pragma once
 
+#include "host/image/filter_kind.h"
 #include "host/scene/values.h"
 
 #include <cstddef>
@@ -23,7 +22,7 @@ struct Element {
 enum class Face : std::uint8_t { front = 1, back = 2, both = 3 };
 
 enum class ShadowMode : std::uint8_t { off, on, sort, segments };
-enum class FilterKind : std::uint8_t { box, triangle, gauss, mitchell, lanczos };
+using image::FilterKind;
 enum class Space : std::uint8_t { object, camera, mixed };
 enum class ColorClip : std::uint8_t { rgb, alpha, raw };
 
@@ -126,7 +125,7 @@ struct AreaShape {
 struct Light : Element {
     ShaderList shaders, emitter;
     std::optional<Vec3> origin;
-    std::optional<Vec3> direction; // normalised
+    std::optional<Vec3> direction; // normalized
     std::optional<float> spread;   // cosine of the half angle of the outer cone
     Color energy = {0, 0, 0, 1};
     float exponent = 2;
@@ -177,10 +176,8 @@ struct UserData : Element {
 // Not given, off, on: the values 0, 1, 2 of the renderer's instance records.
 enum class Switch : std::uint8_t { unset = 0, off = 1, on = 2 };
 
-/*
- * Flags of an instance; what is not given comes from above or from the object. Ray flags: bits 1, 2
- * switch casting and receiving on, 4, 8 switch them off, 0 means not given.
- */
+// Flags of an instance; what is not given comes from above or from the object. Ray flags: bits 1, 2
+// switch casting and receiving on, 4, 8 switch them off, 0 means not given.
 struct InstanceFlags {
     Switch visible = Switch::unset, shadowmap = Switch::unset, select = Switch::unset,
            hardware = Switch::unset;

@@ -208,25 +208,15 @@ Face parse_face(Cursor& cursor) {
 
 Filter parse_filter(Context& c) {
     Cursor& cursor = c.cursor;
-    struct Kind {
-        std::string_view word;
-        FilterKind kind;
-        float size;
-    };
-    constexpr Kind kInds[] = {{"box", FilterKind::box, 1},
-                              {"triangle", FilterKind::triangle, 2},
-                              {"gauss", FilterKind::gauss, 3},
-                              {"mitchell", FilterKind::mitchell, 4},
-                              {"lanczos", FilterKind::lanczos, 4}};
     Filter filter;
     filter.clip = cursor.accept("clip");
-    for (const Kind& kind : kInds)
-        if (cursor.accept(kind.word)) {
-            filter.kind = kind.kind;
+    for (const image::FilterInfo& info : image::kFilters)
+        if (cursor.accept(info.name)) {
+            filter.kind = info.kind;
             filter.width = cursor.at_number() ? cursor.number() : 0;
             filter.height = cursor.at_number() ? cursor.number() : filter.width;
-            if (!(filter.width > 0)) filter.width = kind.size;
-            if (!(filter.height > 0)) filter.height = kind.size;
+            if (!(filter.width > 0)) filter.width = info.default_size;
+            if (!(filter.height > 0)) filter.height = info.default_size;
             return filter;
         }
     cursor.fail("'box', 'triangle', 'gauss', 'mitchell' or 'lanczos'");
