@@ -1,4 +1,4 @@
-// vx_render: reads a scene, renders what it asks for, writes the pictures.
+// vx_render: reads a scene, runs its render commands and writes the images.
 #include "host/api/map_store.h"
 #include "host/render/command_line.h"
 #include "host/render/render_scene.h"
@@ -20,7 +20,7 @@ namespace {
 using vx::render::Outcome;
 using vx::shading::Level;
 
-enum ExitStatus { exit_done = 0, exit_scene = 1, exit_render = 2, exit_usage = 3 };
+enum ExitStatus { exit_ok = 0, exit_scene = 1, exit_render = 2, exit_usage = 3 };
 
 std::atomic<bool> interrupted{false};
 
@@ -28,8 +28,8 @@ extern "C" void on_interrupt(int) {
     interrupted.store(true, std::memory_order_relaxed);
 }
 
-// The first Ctrl-C ends the render in good order; a second one ends the program as usual.
-void watch_for_interrupts() {
+// The first signal stops the render cleanly; SA_RESETHAND lets the second one end the process.
+void install_signal_handlers() {
     struct sigaction action {};
     action.sa_handler = on_interrupt;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
@@ -37,6 +37,7 @@ void watch_for_interrupts() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+// A folder next to the folder of the program, such as ../lib; empty if the program is unknown.
 std::string beside_program(const char* folder) {
     std::error_code error;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -85,7 +86,8 @@ class Program {
   private:
     [[nodiscard]] vx::render::Progress::Style style() const {
         using Style = vx::render::Progress::Style;
-        if (m_line.quiet || (m_line.verbosity && *m_line.verbosity < 4)) return Style::none;
+        if (m_line.quiet || (m_line.verbosity && *m_line.verbosity < vx::render::kDefaultVerbosity))
+            return Style::none;
         return isatty(STDERR_FILENO) != 0 ? Style::terminal : Style::lines;
     }
 
@@ -97,9 +99,9 @@ class Program {
             (void)std::fwrite(whole.data(), 1, whole.size(), stderr);
             (void)std::fflush(stderr);
         });
-        messages.set_level(4);
+        messages.set_level(vx::render::kDefaultVerbosity);
         if (m_line.quiet)
-            messages.fix_level(2);
+            messages.fix_level(vx::render::kErrorsOnly);
         else if (m_line.verbosity)
             messages.fix_level(*m_line.verbosity);
     }
@@ -118,61 +120,61 @@ class Program {
         settings.include_directories = m_line.include_directories;
         settings.built_in_includes = {beside_program("include"), "/usr/include"};
         settings.progress = [this](std::uint64_t read, std::uint64_t total) {
-            tell_reading(read, total);
+            report_reading(read, total);
         };
         return settings;
     }
 
-    // Scenes of some size only: a message for every small file would be noise.
-    void tell_reading(std::uint64_t read, std::uint64_t total) {
-        constexpr std::uint64_t kStep = std::uint64_t{64} << 20;
-        if (total < kStep || read < m_reading_told + kStep) return;
-        m_reading_told = read;
+    // Reports the progress of reading large scene files.
+    void report_reading(std::uint64_t read, std::uint64_t total) {
+        constexpr std::uint64_t kReportStep = std::uint64_t{64} << 20; // bytes
+        if (total < kReportStep || read < m_reported_bytes + kReportStep) return;
+        m_reported_bytes = read;
         m_context.messages.write(Level::progress, "SCENE", 0,
-                                 fmt::format("read {} of {} MB", read >> 20, total >> 20));
+                                 fmt::format("read {} of {} MiB", read >> 20, total >> 20));
     }
 
-    // False ends the reading.
+    // Runs one render command. Returning false stops reading the scene.
     bool on_render(const vx::shading::RenderRequest& request) {
-        ++m_number;
+        ++m_commands;
         if (m_line.parse_only) return true;
         const vx::render::RenderSettings& r = m_line.render;
-        if (m_number < r.first || (m_number - r.first) % r.step != 0) return true;
-        if (r.last != 0 && m_number > r.last) return true;
+        if (m_commands < r.first || (m_commands - r.first) % r.step != 0) return true;
+        if (r.last != 0 && m_commands > r.last) return true;
         if (interrupted) {
-            tell_interrupted();
+            report_interrupt();
             return false;
         }
         const Outcome outcome = m_renderer.render(request);
-        if (outcome == Outcome::done) ++m_done;
+        if (outcome == Outcome::done) ++m_rendered;
         if (outcome == Outcome::failed) m_failed = true;
-        if (outcome == Outcome::interrupted) tell_interrupted();
+        if (outcome == Outcome::interrupted) report_interrupt();
         return outcome != Outcome::interrupted;
     }
 
-    void tell_interrupted() {
+    void report_interrupt() {
         m_stopped = true;
-        const std::size_t pictures = m_renderer.written().size();
+        const std::size_t images = m_renderer.written().size();
         m_context.messages.write(
             Level::error, "RENDER", 0,
-            fmt::format("interrupted: render command {} and those after it are left out; {} "
-                        "finished picture{} kept",
-                        m_number, pictures, pictures == 1 ? " is" : "s are"));
+            fmt::format("interrupted at render command {}; kept {} finished image{}", m_commands,
+                        images, images == 1 ? "" : "s"));
     }
 
     int finish() {
-        if (interrupted && !m_stopped) tell_interrupted();
+        if (interrupted && !m_stopped) report_interrupt();
         if (m_diagnostics.errors() > 0) return exit_scene;
         if (m_failed || m_stopped) return exit_render;
-        if (m_line.parse_only) return exit_done;
-        if (m_number == 0)
+        if (m_line.parse_only) return exit_ok;
+        if (m_commands == 0)
             m_context.messages.write(Level::warning, "RENDER", 0,
-                                     "the scene has no render command; nothing is rendered");
-        else if (m_done == 0)
+                                     "the scene has no render command");
+        else if (m_rendered == 0)
             m_context.messages.write(
                 Level::warning, "RENDER", 0,
-                fmt::format("none of the scene's {} render commands was asked for", m_number));
-        return exit_done;
+                fmt::format("-render selects none of the {} render commands of the scene",
+                            m_commands));
+        return exit_ok;
     }
 
     const vx::render::CommandLine& m_line;
@@ -185,13 +187,13 @@ class Program {
     vx::shading::SceneBuilder m_builder{m_context, m_diagnostics};
     vx::render::SceneRenderer m_renderer{m_context, m_builder, m_line.render, m_progress,
                                          interrupted};
-    std::uint64_t m_reading_told = 0;
-    int m_number = 0, m_done = 0;
+    std::uint64_t m_reported_bytes = 0;
+    int m_commands = 0, m_rendered = 0;
     bool m_failed = false, m_stopped = false;
 };
 
 int usage_error(const std::string& text) {
-    (void)std::fprintf(stderr, "vx_render: error: %s\nvx_render: see vx_render -help\n",
+    (void)std::fprintf(stderr, "vx_render: error: %s\nvx_render: try 'vx_render -help'\n",
                        text.c_str());
     return exit_usage;
 }
@@ -207,17 +209,17 @@ int main(int argc, char** argv) {
     if (!error.empty()) return usage_error(error);
     if (line.help) {
         (void)std::fputs(vx::render::help_text(), stdout);
-        return exit_done;
+        return exit_ok;
     }
     if (line.version) {
         std::puts("vx_render " VX_VERSION);
-        return exit_done;
+        return exit_ok;
     }
     if (line.scenes.empty()) {
-        if (isatty(STDIN_FILENO) != 0) return usage_error("no scene is named");
+        if (isatty(STDIN_FILENO) != 0) return usage_error("no scene file given");
         line.scenes.push_back("-");
     }
-    watch_for_interrupts();
+    install_signal_handlers();
     try {
         return Program(line).run();
     } catch (const std::exception& e) {

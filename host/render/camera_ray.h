@@ -9,19 +9,18 @@ namespace vx::render {
 
 struct CameraRay {
     miVector origin;
-    miVector direction; // normalised
+    miVector direction; // normalized
 };
 
-/*
- * For the raster position (x, y) of a W x H image, (0, 0) being the lower left corner:
- *
- *     cx = ((x - x_offset) / W - 0.5) * aperture
- *     cy = ((y - y_offset) / H - 0.5) * aperture / aspect
- *     perspective:  from the origin along (cx, cy, -focal)
- *     orthographic: from (cx, cy, 0) along (0, 0, -1)
- *
- * taken to the world by `to_world`. A positive offset moves the picture to the right and upwards.
- */
+// Eye rays of a camera. For the raster position (x, y) of a W x H image with (0, 0) at the
+// lower-left corner:
+//
+//     cx = ((x - x_offset) / W - 0.5) * aperture
+//     cy = ((y - y_offset) / H - 0.5) * aperture / aspect
+//     perspective:  from the origin along (cx, cy, -focal)
+//     orthographic: from (cx, cy, 0) along (0, 0, -1)
+//
+// transformed to world space by `to_world`. A positive offset moves the image right and up.
 class CameraRays {
   public:
     CameraRays(const miCamera& camera, const trace::Matrix& to_world);
@@ -38,7 +37,7 @@ class CameraRays {
 [[nodiscard]] CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x,
                                    float y);
 
-// The pixels to render: the camera's window, both of whose corners belong to it, cut to the image.
+// The pixels to render: the camera window, whose corners are inclusive, clipped to the image.
 [[nodiscard]] image::Rect render_window(const miCamera& camera);
 
 } // namespace vx::render

@@ -13,12 +13,12 @@ namespace vx::render {
 
 namespace {
 
-// Long options, and how many numbers may follow. Those of a varying count are joined with commas
-// into one argument, so that a scene's name behind them is not taken for one more number.
+// A long option and the number of its values. Options with a varying number of values are joined
+// with commas into one argument, so that a scene file after them is not taken for another value.
 struct LongOption {
     std::string_view name;
     int words = 0;       // words before the numbers
-    int max_numbers = 0; // 0 with no words: a flag
+    int max_numbers = 0; // 0 without words: a flag
     bool joined = false;
 };
 
@@ -54,7 +54,7 @@ constexpr std::array kLongOptions{
     LongOption{"texture_continue", 1},
     LongOption{"rc", 1},
     LongOption{"task_size", 1},
-    // Accepted for the sake of old scripts; they have no effect here.
+    // Accepted for compatibility; without effect.
     LongOption{"memory", 1},
     LongOption{"acceleration", 1},
     LongOption{"scanline", 1},
@@ -78,7 +78,7 @@ struct Failure {
     std::string text;
 };
 
-// The long option that a name stands for; null when it is none.
+// The long option with this name or abbreviation; null if there is none.
 const LongOption* find_option(std::string_view name) {
     const LongOption* found = nullptr;
     bool ambiguous = false;
@@ -90,49 +90,66 @@ const LongOption* find_option(std::string_view name) {
         ambiguous = found != nullptr;
         found = &option;
     }
-    if (ambiguous) throw Failure{fmt::format("-{} could be any of {}", name, candidates)};
+    if (ambiguous) throw Failure{fmt::format("ambiguous option -{}: {}", name, candidates)};
     return found;
 }
 
-// Every long option with two dashes, its values behind "=" where their number varies.
-std::vector<std::string> normalised(const std::vector<std::string>& arguments) {
+// Whether the argument has the form of an option. Negative numbers do not.
+bool is_option(const std::string& argument) {
+    return argument.size() >= 2 && argument[0] == '-' && argument != "--" && !is_number(argument);
+}
+
+// The long option that an argument names; null for short options and unknown names.
+const LongOption* long_option(const std::string& argument, std::string_view name) {
+    const bool one_dash = !argument.starts_with("--");
+    const bool short_name = name.starts_with('I') || name.starts_with('L') || name.starts_with('D');
+    return one_dash && short_name ? nullptr : find_option(name);
+}
+
+// Reads the values of the option at arguments[i], which follow "=" or are the next arguments, and
+// moves `i` to the last of them. Returns the option as one argument.
+std::string joined_option(const LongOption& option, const std::optional<std::string>& given,
+                          const std::vector<std::string>& arguments, std::size_t& i) {
+    std::string value = given.value_or("");
+    bool has_value = given.has_value();
+    if (option.words > 0 && !has_value) {
+        if (i + 1 >= arguments.size())
+            throw Failure{fmt::format("-{} requires a value", option.name)};
+        value = arguments[++i];
+        has_value = true;
+    }
+    if (option.joined && !given)
+        for (int n = 0;
+             n < option.max_numbers && i + 1 < arguments.size() && is_number(arguments[i + 1]);
+             ++n) {
+            if (has_value) value += ",";
+            value += arguments[++i];
+            has_value = true;
+        }
+    if (option.joined && !has_value)
+        throw Failure{fmt::format("-{} requires numeric values", option.name)};
+    return "--" + std::string(option.name) + (has_value ? "=" + value : "");
+}
+
+// Spells long options with two dashes and joins their values with "=".
+std::vector<std::string> normalized(const std::vector<std::string>& arguments) {
     std::vector<std::string> out;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
-        const bool two = argument.starts_with("--");
-        if (argument.size() < 2 || argument[0] != '-' || argument == "--" || is_number(argument)) {
+        if (!is_option(argument)) {
             out.push_back(argument);
             continue;
         }
-        const std::string body = argument.substr(two ? 2 : 1);
+        const std::string body = argument.substr(argument.starts_with("--") ? 2 : 1);
         const std::size_t equals = body.find('=');
-        const std::string name = body.substr(0, equals);
-        const LongOption* const option =
-            !two && (name[0] == 'I' || name[0] == 'L' || name[0] == 'D') ? nullptr
-                                                                         : find_option(name);
+        const LongOption* const option = long_option(argument, body.substr(0, equals));
         if (!option) {
             out.push_back(argument);
             continue;
         }
-        std::string value = equals == std::string::npos ? "" : body.substr(equals + 1);
-        bool has_value = equals != std::string::npos;
-        if (option->words > 0 && !has_value) {
-            if (i + 1 >= arguments.size())
-                throw Failure{fmt::format("-{} needs a value", option->name)};
-            value = arguments[++i];
-            has_value = true;
-        }
-        if (option->joined)
-            for (int n = 0; n < option->max_numbers && i + 1 < arguments.size() &&
-                            is_number(arguments[i + 1]) && (equals == std::string::npos);
-                 ++n) {
-                if (has_value) value += ",";
-                value += arguments[++i];
-                has_value = true;
-            }
-        if (option->joined && !has_value)
-            throw Failure{fmt::format("-{} needs numbers", option->name)};
-        out.push_back("--" + std::string(option->name) + (has_value ? "=" + value : ""));
+        std::optional<std::string> given;
+        if (equals != std::string::npos) given = body.substr(equals + 1);
+        out.push_back(joined_option(*option, given, arguments, i));
     }
     return out;
 }
@@ -150,7 +167,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 }
 
 float real(const std::string& option, const std::string& text) {
-    if (!is_number(text)) throw Failure{fmt::format("-{}: '{}' is no number", option, text)};
+    if (!is_number(text)) throw Failure{fmt::format("-{}: '{}' is not a number", option, text)};
     return std::strtof(text.c_str(), nullptr);
 }
 
@@ -160,9 +177,9 @@ int integer(const std::string& option, const std::string& text, long low = -2147
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc{} || stop != end)
-        throw Failure{fmt::format("-{}: '{}' is no whole number", option, text)};
+        throw Failure{fmt::format("-{}: '{}' is not an integer", option, text)};
     if (value < low || value > high)
-        throw Failure{fmt::format("-{}: {} is not between {} and {}", option, value, low, high)};
+        throw Failure{fmt::format("-{}: {} is out of range ({} to {})", option, value, low, high)};
     return static_cast<int>(value);
 }
 
@@ -170,7 +187,7 @@ template <std::size_t N, class T, class Convert>
 std::array<T, N> numbers(const std::string& option, const std::string& text, Convert convert) {
     const auto parts = split(text, ',');
     if (parts.size() != N)
-        throw Failure{fmt::format("-{} takes {} numbers, not {}", option, N, parts.size())};
+        throw Failure{fmt::format("-{} takes {} numbers, got {}", option, N, parts.size())};
     std::array<T, N> values{};
     for (std::size_t i = 0; i < N; ++i)
         values[i] = convert(option, parts[i]);
@@ -180,17 +197,18 @@ std::array<T, N> numbers(const std::string& option, const std::string& text, Con
 bool on_off(const std::string& option, const std::string& text) {
     if (text == "on" || text == "true") return true;
     if (text == "off" || text == "false") return false;
-    throw Failure{fmt::format("-{} is on or off, not '{}'", option, text)};
+    throw Failure{fmt::format("-{} must be on or off, not '{}'", option, text)};
 }
 
-int choice(const std::string& option, const std::string& text,
-           const std::vector<std::pair<std::string, int>>& choices) {
+template <class T>
+T choice(const std::string& option, const std::string& text,
+         const std::vector<std::pair<std::string_view, T>>& choices) {
     std::string names;
     for (const auto& [name, value] : choices) {
         if (name == text) return value;
-        names += (names.empty() ? "" : ", ") + name;
+        names.append(names.empty() ? "" : ", ").append(name);
     }
-    throw Failure{fmt::format("-{} is one of {}, not '{}'", option, names, text)};
+    throw Failure{fmt::format("-{} must be one of {}, not '{}'", option, names, text)};
 }
 
 void set_render_range(RenderSettings& r, const std::string& text) {
@@ -200,18 +218,17 @@ void set_render_range(RenderSettings& r, const std::string& text) {
     r.last = parts.size() > 1 ? integer("render", parts[1], 1) : r.first;
     r.step = parts.size() > 2 ? integer("render", parts[2], 1) : 1;
     if (r.last < r.first)
-        throw Failure{fmt::format("-render: the last frame, {}, comes before the first, {}", r.last,
-                                  r.first)};
+        throw Failure{fmt::format("-render: LAST ({}) is less than FIRST ({})", r.last, r.first)};
 }
 
 void set_samples(RenderSettings& r, const std::string& text) {
     const auto parts = split(text, ',');
-    // One number is the maximum, as in a scene.
+    // A single number is the maximum, as in a scene.
     const int last = integer("samples", parts.back(), -100, 100);
     const int first = parts.size() > 1 ? integer("samples", parts[0], -100, 100) : last - 2;
     if (parts.size() > 2) throw Failure{"-samples takes one or two numbers"};
     if (first > last)
-        throw Failure{fmt::format("-samples: the minimum {} is above the maximum {}", first, last)};
+        throw Failure{fmt::format("-samples: MIN ({}) is greater than MAX ({})", first, last)};
     r.samples = {{first, last}};
 }
 
@@ -237,27 +254,33 @@ void set_contrast(RenderSettings& r, const std::string& text) {
 
 void set_filter(RenderSettings& r, const std::string& text) {
     const auto parts = split(text, ',');
-    choice("filter", parts[0],
-           {{"box", 0}, {"triangle", 1}, {"gauss", 2}, {"mitchell", 3}, {"lanczos", 4}});
-    r.filter = parts[0];
-    for (std::size_t i = 1; i < parts.size(); ++i)
-        r.filter_size.push_back(real("filter", parts[i]));
+    std::vector<std::pair<std::string_view, image::FilterKind>> kinds;
+    for (const image::FilterInfo& filter : image::kFilters)
+        kinds.emplace_back(filter.name, filter.kind);
+    FilterSetting filter;
+    filter.kind = choice("filter", parts[0], kinds);
+    // A single size is both the width and the height.
+    for (std::size_t i = 1; i < parts.size(); ++i) {
+        filter.height = real("filter", parts[i]);
+        if (i == 1) filter.width = filter.height;
+    }
+    r.filter = filter;
 }
 
 int verbosity(const std::string& text) {
-    if (text == "on") return 5;
-    if (text == "off") return 2;
-    return integer("verbose", text, 0, 7);
+    if (text == "on") return kInformation;
+    if (text == "off") return kErrorsOnly;
+    return integer("verbose", text, 0, kAllMessages);
 }
 
 float positive(const std::string& option, const std::string& text) {
     const float value = real(option, text);
-    if (!(value > 0.0f)) throw Failure{fmt::format("-{} must be above 0", option)};
+    if (!(value > 0.0f)) throw Failure{fmt::format("-{} must be greater than 0", option)};
     return value;
 }
 
-// Everything CLI11 needs to know. Values arrive as texts and are checked here, so that all
-// complaints sound alike.
+// Registers all options with CLI11. Values are passed as text and checked here, for uniform error
+// messages.
 void add_options(CLI::App& app, CommandLine& line) {
     RenderSettings& r = line.render;
     const auto option = [&](const char* names, auto&& handler) {
@@ -295,10 +318,17 @@ void add_options(CLI::App& app, CommandLine& line) {
     option("--trace", [&](Text n, Text t) { r.trace = on_off(n, t); });
     option("--trace_depth", [&](Text, Text t) { set_trace_depth(r, t); });
     option("--shadow", [&](Text n, Text t) {
-        r.shadow = choice(n, t, {{"off", 0}, {"on", 1}, {"sort", 2}, {"segments", 3}});
+        using scene::ShadowMode;
+        r.shadow = choice<ShadowMode>(n, t,
+                                      {{"off", ShadowMode::off},
+                                       {"on", ShadowMode::on},
+                                       {"sort", ShadowMode::sort},
+                                       {"segments", ShadowMode::segments}});
     });
     option("--face", [&](Text n, Text t) {
-        r.face = choice(n, t, {{"front", 1}, {"back", 2}, {"both", 3}});
+        using scene::Face;
+        r.face = choice<Face>(n, t,
+                              {{"front", Face::front}, {"back", Face::back}, {"both", Face::both}});
     });
     option("--lens", [&](Text n, Text t) { r.lens = on_off(n, t); });
     option("--volume", [&](Text n, Text t) { r.volume = on_off(n, t); });
@@ -319,7 +349,7 @@ void add_options(CLI::App& app, CommandLine& line) {
                for (const std::string& text : texts) {
                    const std::size_t equals = text.find('=');
                    if (equals == 0 || text.empty())
-                       throw Failure{fmt::format("-D '{}' has no name", text)};
+                       throw Failure{fmt::format("-D: missing variable name in '{}'", text)};
                    line.variables.emplace_back(
                        text.substr(0, equals),
                        equals == std::string::npos ? "1" : text.substr(equals + 1));
@@ -340,7 +370,7 @@ CommandLineResult parse_command_line(const std::vector<std::string>& arguments) 
         for (CLI::Option* const option : app.get_options())
             if (option->get_items_expected_max() == 1)
                 option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-        std::vector<std::string> reversed = normalised(arguments);
+        std::vector<std::string> reversed = normalized(arguments);
         std::reverse(reversed.begin(), reversed.end());
         app.parse(reversed);
     } catch (const Failure& failure) {

@@ -10,13 +10,17 @@
 
 namespace vx::render {
 
+// Verbosity: how many message levels are shown, in the order fatal, error, warning, progress,
+// information, debug, detailed debug.
+inline constexpr int kErrorsOnly = 2, kDefaultVerbosity = 4, kInformation = 5, kAllMessages = 7;
+
 struct CommandLine {
     std::vector<std::string> scenes; // "-": standard input
     RenderSettings render;
     std::vector<std::string> include_directories, library_directories;
     std::vector<std::pair<std::string, std::string>> variables; // -D NAME=VALUE
     std::string startup_file;
-    std::optional<int> verbosity; // 0 to 7
+    std::optional<int> verbosity;
     bool quiet = false;
     bool parse_only = false;
     bool help = false;
@@ -25,17 +29,18 @@ struct CommandLine {
 
 struct CommandLineResult {
     CommandLine line;
-    std::string error; // empty: all well
+    std::string error; // empty on success
 };
 
-// The arguments after the program's name. Long options may be written with one dash or two, with
-// the value behind a blank or "=", and shortened as long as only one option begins that way.
+// Parses the arguments that follow the program name. Long options have one or two dashes, take
+// their value from the next argument or after "=", and may be abbreviated if unambiguous.
 [[nodiscard]] CommandLineResult parse_command_line(const std::vector<std::string>& arguments);
 
-// Options from the environment variable MI_RAY_OPTIONS, to be put before those of the command line.
+// Splits the value of the environment variable MI_RAY_OPTIONS into arguments, which precede those
+// of the command line.
 [[nodiscard]] std::vector<std::string> split_options(const std::string& text);
 
-// What --help prints.
+// The text printed by -help.
 [[nodiscard]] const char* help_text();
 
 } // namespace vx::render

@@ -26,11 +26,12 @@ std::string rate(double per_second) {
 
 std::string progress_text(std::string_view what, std::uint64_t done, std::uint64_t total,
                           std::uint64_t rays, double seconds) {
-    const double share = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1.0;
-    std::string text = fmt::format("{:.0f} % of {}", 100.0 * share, what);
+    const double fraction =
+        total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1.0;
+    std::string text = fmt::format("{}: {:.0f}%", what, 100.0 * fraction);
     if (seconds > 0.0) text += ", " + rate(static_cast<double>(rays) / seconds);
-    if (share > 0.0 && share < 1.0)
-        text += ", " + duration(seconds * (1.0 - share) / share) + " left";
+    if (fraction > 0.0 && fraction < 1.0)
+        text += ", " + duration(seconds * (1.0 - fraction) / fraction) + " left";
     return text;
 }
 
@@ -63,7 +64,7 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
     m_last_part = part;
     m_last = now;
     const std::string text = progress_text(m_what, done, total, rays, seconds);
-    // Whoever writes the line first calls finish(), as before every message.
+    // The callback calls finish(), which takes the lock.
     lock.unlock();
     m_line(text);
 }

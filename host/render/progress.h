@@ -1,5 +1,5 @@
-// Tells how far a frame is: on a terminal as one line that changes, elsewhere as lines now and
-// then.
+// Progress of a frame: one line that is updated in place on a terminal, occasional messages
+// elsewhere.
 #pragma once
 
 #include <chrono>
@@ -11,25 +11,25 @@
 
 namespace vx::render {
 
-// "73 % of frame 1, 1.25 M rays/s, 12 s left".
+// "frame 1: 73%, 1.25 M rays/s, 12 s left".
 [[nodiscard]] std::string progress_text(std::string_view what, std::uint64_t done,
                                         std::uint64_t total, std::uint64_t rays, double seconds);
 
 class Progress {
   public:
     enum class Style { none, lines, terminal };
-    // `line` gets finished lines without a newline (Style::lines).
+    // `line` receives each message, without a newline (Style::lines only).
     Progress(Style style, std::function<void(const std::string&)> line);
     ~Progress() { finish(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
     void start(std::string what);
-    // From any thread. At most ten times a second on a terminal; as lines at every tenth part, two
-    // seconds apart at least.
+    // Thread-safe. Updates a terminal at most ten times per second; otherwise emits a message after
+    // every tenth of the frame, at least two seconds apart.
     void update(std::uint64_t done, std::uint64_t total, std::uint64_t rays);
-    // Wipes the line of a terminal. Again before a message is written, so that it starts on an
-    // empty line; the next update draws the line anew.
+    // Clears the line on the terminal. Must be called at the end of a frame and before any message
+    // is written to the terminal; the next update redraws the line.
     void finish();
 
   private:

@@ -1,10 +1,11 @@
-// One render command: from the database of a scene to finished pictures.
+// Executes the render commands of a scene.
 #pragma once
 
-#include "host/image/frame.h"
+#include "host/image/write.h"
 #include "host/render/progress.h"
 #include "host/render/settings.h"
 #include "host/shading/build.h"
+#include "host/trace/renderer.h"
 #include "host/trace/texture.h"
 
 #include <atomic>
@@ -17,18 +18,19 @@ enum class Outcome { done, failed, interrupted };
 
 class SceneRenderer {
   public:
-    // All must outlive the renderer. `interrupt` may become true at any time, from anywhere.
+    // All arguments must outlive the renderer. `interrupt` may be set at any time, from any thread
+    // or signal handler.
     SceneRenderer(shading::Context& context, const shading::SceneBuilder& builder,
                   const RenderSettings& settings, Progress& progress,
                   const std::atomic<bool>& interrupt);
 
-    // Renders and writes what the camera's output statements ask for. The command line's values go
-    // into the camera and options elements, so shaders see them. Errors and what was left out go to
-    // the context's messages.
+    // Renders a frame and writes the output files of the camera. The render settings are stored in
+    // the camera and options elements, where shaders see them. Errors and warnings are written to
+    // the messages of the context.
     Outcome render(const shading::RenderRequest& request);
 
-    // The same without files; the picture, for callers that want it in memory, with or without
-    // depth, normals, motion and labels. `frame` stays untouched unless there is a picture.
+    // Renders a frame in memory, without writing files. `surfaces`: whether to record depth,
+    // normals, motion vectors and labels. `frame` is assigned only if the frame is complete.
     Outcome render(const shading::RenderRequest& request, image::Frame& frame,
                    bool surfaces = true);
 
@@ -36,13 +38,18 @@ class SceneRenderer {
     [[nodiscard]] const std::vector<std::string>& written() const { return m_written; }
 
   private:
-    struct Output;
     Outcome render_frame(const shading::RenderRequest& request, image::Frame& frame, bool surfaces);
-    [[nodiscard]] std::vector<Output> outputs(miTag camera) const;
-    void override_camera(miCamera& camera) const;
-    void override_options(miOptions& options) const;
-    bool load_textures();
-    void say(shading::Level level, const std::string& text) const;
+    Outcome sample_frame(trace::Renderer& renderer, const miCamera& camera,
+                         const miOptions& options, image::Frame& frame, bool surfaces);
+    [[nodiscard]] miCamera* find_camera(const shading::RenderRequest& request) const;
+    [[nodiscard]] std::vector<image::WriteRequest> output_files(miTag camera_instance) const;
+    [[nodiscard]] bool can_write(const std::vector<image::WriteRequest>& files) const;
+    [[nodiscard]] bool write_files(const image::Frame& frame,
+                                   const std::vector<image::WriteRequest>& files, float gamma);
+    [[nodiscard]] bool load_textures();
+    [[nodiscard]] Outcome aborted_outcome() const;
+    void report(shading::Level level, const std::string& text) const;
+    void report_file(shading::Level level, const std::string& text) const;
 
     shading::Context& m_context;
     const shading::SceneBuilder& m_builder;

@@ -21,7 +21,7 @@ miCamera camera(int w, int h) {
 
 } // namespace
 
-TEST(CameraRay, LooksAlongMinusZWithTheImagesCentreInTheMiddle) {
+TEST(CameraRay, LooksAlongMinusZWithTheImagesCenterInTheMiddle) {
     const auto ray = camera_ray(camera(100, 50), kIdentity, 50.0f, 25.0f);
     EXPECT_EQ(ray.origin.z, 0.0f);
     EXPECT_FLOAT_EQ(ray.direction.x, 0.0f);

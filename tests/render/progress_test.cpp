@@ -10,12 +10,12 @@ using vx::render::progress_text;
 
 TEST(Progress, TextTellsShareRateAndTimeLeft) {
     EXPECT_EQ(progress_text("frame 7", 25, 100, 5'000'000, 2.0),
-              "25 % of frame 7, 2.50 M rays/s, 6 s left");
+              "frame 7: 25%, 2.50 M rays/s, 6 s left");
     EXPECT_EQ(progress_text("frame 1", 1, 100, 3000, 1.0),
-              "1 % of frame 1, 3 k rays/s, 1 min 39 s left");
+              "frame 1: 1%, 3 k rays/s, 1 min 39 s left");
     EXPECT_EQ(progress_text("frame 1", 1, 1000, 50, 10.0),
-              "0 % of frame 1, 5 rays/s, 2 h 46 min left");
-    EXPECT_EQ(progress_text("frame 1", 100, 100, 300, 1.0), "100 % of frame 1, 300 rays/s");
+              "frame 1: 0%, 5 rays/s, 2 h 46 min left");
+    EXPECT_EQ(progress_text("frame 1", 100, 100, 300, 1.0), "frame 1: 100%, 300 rays/s");
 }
 
 TEST(Progress, QuietSaysNothing) {
@@ -45,7 +45,7 @@ TEST(Progress, LongFramesLeaveOneLinePerTenthAtMost) {
     for (std::uint64_t i = 0; i <= 100; ++i)
         progress.update(i, 100, i);
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].find("10 % of frame 1"), 0u) << lines[0];
+    EXPECT_EQ(lines[0].find("frame 1: 10%"), 0u) << lines[0];
 }
 
 TEST(Progress, WhoeverWritesTheLineMayWipeTheTerminalFirst) {

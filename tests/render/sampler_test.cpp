@@ -28,11 +28,11 @@ SamplingSettings settings(int w, int h, int min_level, int max_level) {
     return s;
 }
 
-Sample shaded(const EyeRequest& r, float grey) {
+Sample shaded(const EyeRequest& r, float gray) {
     Sample s;
     s.x = r.x;
     s.y = r.y;
-    s.color = {grey, grey, grey, 1.0f};
+    s.color = {gray, gray, gray, 1.0f};
     return s;
 }
 
@@ -62,7 +62,7 @@ bool equal(const Frame& a, const Frame& b) {
 
 } // namespace
 
-TEST(Sampler, OneSamplePerPixelGoesThroughItsCentre) {
+TEST(Sampler, OneSamplePerPixelGoesThroughItsCenter) {
     std::atomic<int> rays{0};
     const Frame frame = render(
         settings(70, 40, 0, 0),
@@ -99,7 +99,7 @@ TEST(Sampler, AdaptiveEdgesComeCloseToFullSamplingWithFewRays) {
 TEST(Sampler, EdgesAlongTileBordersAreRefinedToo) {
     SamplingSettings s = settings(96, 16, 0, 2);
     s.tile_size = 32;
-    // The edge lies in the pixel just beyond the border of a tile, out of its centre's reach.
+    // The edge lies in the pixel just beyond the border of a tile, out of its center's reach.
     const auto scene = [](float x, float) { return x < 32.3f ? 1.0f : 0.0f; };
     const Frame frame = render(s, scene);
     EXPECT_FLOAT_EQ(frame.color(31, 8).r, 1.0f);
@@ -214,7 +214,7 @@ TEST(Sampler, PixelsOfAWindowAreThoseOfTheWholePicture) {
     const Frame whole = render(s, disc);
     s.window = {20, 10, 80, 70};
     const Frame part = render(s, disc);
-    // Not the outermost pixels: those of the whole picture have neighbours outside the window.
+    // Not the outermost pixels: those of the whole picture have neighbors outside the window.
     for (int y = 11; y < 69; ++y)
         for (int x = 21; x < 79; ++x)
             ASSERT_EQ(whole.color(x, y).r, part.color(x, y).r) << x << ", " << y;

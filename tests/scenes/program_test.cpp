@@ -131,7 +131,7 @@ TEST_F(Program, RenderPicksCommandsByNumber) {
     EXPECT_TRUE(exists("pic.1.png"));
     const Finished none = run("-render 9 s.mi");
     EXPECT_EQ(none.status, 0);
-    EXPECT_NE(none.err.find("none of the scene's 5 render commands"), std::string::npos)
+    EXPECT_NE(none.err.find("selects none of the 5 render commands"), std::string::npos)
         << none.err;
 }
 
@@ -429,8 +429,8 @@ TEST_F(Program, InterruptKeepsFinishedPicturesAndSaysWhatWasLeftOut) {
     EXPECT_TRUE(exists("pic.1.png"));
     EXPECT_FALSE(exists("pic.2.png"));
     const std::string err = slurp(folder / "err.txt");
-    EXPECT_NE(err.find("interrupted: render command 2"), std::string::npos) << err;
-    EXPECT_NE(err.find("1 finished picture is kept"), std::string::npos) << err;
+    EXPECT_NE(err.find("interrupted at render command 2"), std::string::npos) << err;
+    EXPECT_NE(err.find("kept 1 finished image"), std::string::npos) << err;
 }
 
 TEST_F(Program, EveryPrefixOfASceneGivesAnErrorOrAPicture) {
