@@ -10,7 +10,7 @@ namespace {
 constexpr std::align_val_t kBlockAlignment{16};
 
 void* new_block(std::size_t bytes) {
-    /* An element of no bytes still has an address of its own. */
+    // An empty element needs a distinct address, too.
     const std::size_t room = bytes == 0 ? 1 : bytes;
     void* const block = ::operator new(room, kBlockAlignment);
     std::memset(block, 0, room);

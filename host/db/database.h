@@ -1,13 +1,11 @@
-/*
- * The scene database: numbered blocks of memory of a known type. Everything that shaders can see of
- * a scene is an element of it, and refers to other elements by tag, never by address.
- *
- * Threads. Any number of threads may look elements up, pin and unpin them at once, without a lock.
- * Elements may be created from any thread at any time (one lock). Replacing or removing an element
- * is for the time between renders, when nobody holds its address.
- *
- * A tag is never given out twice, so the tag of a removed element stays a bad tag.
- */
+// The scene database: typed memory blocks, identified by tags. Everything that shaders can see of a
+// scene is an element of the database; elements refer to each other by tag, never by address.
+//
+// Thread safety: any number of threads may look up, pin and unpin elements concurrently, without
+// locking. Any thread may create elements at any time (takes a lock). Elements may be replaced or
+// removed only between renders, when no thread holds their address.
+//
+// Tags are never reused, so the tag of a removed element stays invalid.
 #pragma once
 
 #include <array>
@@ -28,7 +26,7 @@
 
 namespace vx::db {
 
-/* A tag without an element. what() names the tag and what was asked for. */
+// Thrown for a tag without an element. what() contains the tag and the operation.
 class BadTag : public std::runtime_error {
   public:
     BadTag(miTag bad, const char* operation);
@@ -39,12 +37,12 @@ struct LeftOverPin {
     miTag tag;
     miScene_types type;
     std::uint32_t pins;
-    std::string name; /* as given to set_name, else empty */
+    std::string name; // from set_name; may be empty
 };
 
 class Database {
   public:
-    /* The documented limit of pins on one element. */
+    // The documented maximum number of pins per element.
     static constexpr std::uint32_t kMaxPins = 65535;
     using Destroy = void (*)(void*);
 
@@ -53,40 +51,40 @@ class Database {
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /* A zeroed block of `bytes`, aligned to 16, owned by the database. Throws std::length_error
-     * when there are no tags left. */
+    // Creates a zeroed block of `bytes` bytes with 16-byte alignment, owned by the database. Throws
+    // std::length_error if no tags are left.
     miTag create(miScene_types type, std::size_t bytes);
-    /* Takes over `address`; `destroy` (may be null) is called with it in the end. */
+    // Takes ownership of `address`; `destroy` (may be null) is called to release it.
     miTag adopt(miScene_types type, void* address, std::size_t bytes, Destroy destroy);
-    /* A C++ object as an element; its address is what find and access give. */
+    // Creates an element from a C++ object. find and access return the address of the object.
     template <class T>
     miTag adopt(miScene_types type, std::unique_ptr<T> object) {
         return adopt(type, object.release(), sizeof(T), [](void* p) { delete static_cast<T*>(p); });
     }
-    /* A string element: the zero-terminated text. */
+    // Creates a string element: zero-terminated text.
     miTag create_string(std::string_view text);
-    /* An array of tags, such as a material list. Its size is that of the tags. */
+    // Creates an array of tags, such as a material list. Its size is that of the tags in bytes.
     miTag create_tags(const std::vector<miTag>& tags);
 
-    /* New contents (and type) under the same tag; the old contents are destroyed unless the address
-     * stays the same. Pins and name stay. Throws BadTag. */
+    // Replaces the contents and type of an element. The old contents are destroyed unless the
+    // address is the same. Pins and name are kept. Throws BadTag.
     void replace(miTag tag, miScene_types type, void* address, std::size_t bytes, Destroy destroy);
     template <class T>
     void replace(miTag tag, miScene_types type, std::unique_ptr<T> object) {
         replace(tag, type, object.release(), sizeof(T), [](void* p) { delete static_cast<T*>(p); });
     }
-    /* New contents of `bytes` zeroed bytes; gives their address. */
+    // Replaces the contents with a zeroed block of `bytes` bytes and returns its address.
     void* replace(miTag tag, miScene_types type, std::size_t bytes);
     void replace_string(miTag tag, std::string_view text);
     void replace_tags(miTag tag, const std::vector<miTag>& tags);
     void remove(miTag tag);
 
-    /* Address of an element without a pin, for the host's own use; null for a bad tag. */
+    // Address of an element, without pinning it; for use by the host only. Null for a bad tag.
     [[nodiscard]] void* find(miTag tag) const noexcept {
         const Slot* const s = slot(tag);
         return s == nullptr ? nullptr : s->address.load(std::memory_order_acquire);
     }
-    /* The same, null also when the element is not of `type`. */
+    // As above; also null if the element is not of type `type`.
     template <class T>
     [[nodiscard]] T* find(miTag tag, miScene_types type) const noexcept {
         const Slot* const s = slot(tag);
@@ -94,29 +92,30 @@ class Database {
         void* const address = s->address.load(std::memory_order_acquire);
         return s->type.load(std::memory_order_relaxed) == type ? static_cast<T*>(address) : nullptr;
     }
-    /* 0 for a bad tag, and for no other. */
+    // 0 if and only if the tag is bad.
     [[nodiscard]] int type(miTag tag) const noexcept {
         const Slot* const s = slot(tag);
         if (s == nullptr || s->address.load(std::memory_order_acquire) == nullptr) return 0;
         return s->type.load(std::memory_order_relaxed);
     }
     [[nodiscard]] std::size_t size(miTag tag) const noexcept;
-    /* The text of a string element; empty for anything else. */
+    // The text of a string element; empty for anything else.
     [[nodiscard]] std::string_view text(miTag tag) const noexcept;
 
-    /* Pins. access throws BadTag; *over_limit (may be null) becomes true on the one call that takes
-     * the count beyond max_pins, which is counted all the same. */
+    // Pins an element and returns its address. Throws BadTag. Sets *over_limit (may be null) to
+    // true on the one call that raises the pin count above kMaxPins, and to false otherwise. The
+    // pin is counted in either case.
     void* access(miTag tag, bool* over_limit = nullptr);
-    /* False, and nothing is done, when the element has fewer pins. Throws BadTag. */
+    // Returns false and does nothing if the element has fewer than `times` pins. Throws BadTag.
     bool unpin(miTag tag, std::uint32_t times = 1);
     [[nodiscard]] std::uint32_t pins(miTag tag) const noexcept {
         const Slot* const s = slot(tag);
         return s == nullptr ? 0 : s->pins.load(std::memory_order_relaxed);
     }
-    /* Elements that are still pinned, by tag; with `clear` their counts go back to 0. */
+    // The elements that are still pinned, in order of their tags. `clear` resets their pin counts.
     std::vector<LeftOverPin> left_over_pins(bool clear);
 
-    /* Names are for messages. */
+    // Element names, used in messages only.
     void set_name(miTag tag, std::string name);
     [[nodiscard]] std::string name(miTag tag) const;
 
@@ -144,7 +143,7 @@ class Database {
 
     std::array<std::atomic<Slot*>, kChunkCount> m_chunks{};
     mutable std::mutex m_mutex;
-    miTag m_last = 0; /* under m_mutex */
+    miTag m_last = 0; // guarded by m_mutex
     std::unordered_map<miTag, std::string> m_names;
 };
 

@@ -6,7 +6,7 @@ void PinCache::give_back(Entry& entry) noexcept {
     try {
         if (entry.spares > 0) m_database.unpin(entry.tag, entry.spares);
     } catch (const BadTag&) {
-        /* The element went, and its pins with it. */
+        // The element was removed together with its pins.
     }
     entry = {};
 }
@@ -17,7 +17,7 @@ void PinCache::give_back_all() noexcept {
 }
 
 bool PinCache::take_entry(Entry& entry, miTag tag) {
-    /* Another element's, or full of spares already. */
+    // The entry belongs to another element or has the maximum number of spares.
     if (entry.tag == tag || m_database.pins(tag) == 0) return m_database.unpin(tag);
     give_back(entry);
     entry = {tag, 1, m_database.find(tag)};

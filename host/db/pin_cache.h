@@ -1,11 +1,9 @@
-/*
- * One thread's pins. Shaders take and give back the same few pins for every ray, and a count that
- * all threads share costs more than everything else that such an access does. So a pin that is
- * given back stays with its thread, as a spare for the next access, until there are enough of them.
- *
- * The counts in the database are therefore those of the pins in use and of the spares; they are
- * exact after give_back_all. For one thread; the database is for all.
- */
+// The pins of one thread. Shaders pin and unpin the same few elements for every ray, and updating a
+// counter that is shared between threads dominates the cost of an access. Pins that are released
+// are therefore kept as spares for the next access by the same thread, up to a limit.
+//
+// The pin counts in the database include the spares; they are exact after give_back_all. Every
+// thread has its own cache; all caches share one database.
 #pragma once
 
 #include <array>
@@ -17,12 +15,12 @@ namespace vx::db {
 
 class PinCache {
   public:
-    /* The database must outlive what is done here; the destructor does nothing with it. */
+    // The database must outlive the last member call; the destructor does not access it.
     explicit PinCache(Database& database) : m_database(database) {}
     PinCache(const PinCache&) = delete;
     PinCache& operator=(const PinCache&) = delete;
 
-    /* As Database::access. */
+    // See Database::access.
     void* access(miTag tag, bool* over_limit = nullptr) {
         Entry& entry = entry_of(tag);
         if (entry.tag != tag || entry.spares == 0) return m_database.access(tag, over_limit);
@@ -31,12 +29,12 @@ class PinCache {
         return entry.address;
     }
 
-    /* As Database::unpin. Where several threads hold spares of an element, an unpin too many may
-     * be seen only when one of them gives its spares back. */
+    // See Database::unpin. If several threads hold spares of an element, an excess unpin may be
+    // detected only when one of them gives back its spares.
     bool unpin(miTag tag) {
         Entry& entry = entry_of(tag);
-        if (entry.tag == tag && entry.spares < kMostSpares) {
-            /* Without spares the database says what is wrong. */
+        if (entry.tag == tag && entry.spares < kMaxSpares) {
+            // Without spares, let the database report the error.
             if (m_database.pins(tag) <= entry.spares)
                 return entry.spares == 0 && m_database.unpin(tag);
             ++entry.spares;
@@ -45,7 +43,7 @@ class PinCache {
         return take_entry(entry, tag);
     }
 
-    /* Before counts are looked at, and before elements may be replaced. */
+    // Must be called before pin counts are read and before elements are replaced.
     void give_back_all() noexcept;
 
   private:
@@ -55,7 +53,7 @@ class PinCache {
         void* address = nullptr;
     };
     static constexpr std::size_t kEntryCount = 64;
-    static constexpr std::uint32_t kMostSpares = 4;
+    static constexpr std::uint32_t kMaxSpares = 4;
 
     Entry& entry_of(miTag tag) noexcept { return m_entries[tag % kEntryCount]; }
     void give_back(Entry& entry) noexcept;

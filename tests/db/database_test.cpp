@@ -57,7 +57,7 @@ TEST(Database, FindOfTheWrongTypeIsNull) {
     EXPECT_EQ(db.find<miCamera>(tag, miSCENE_CAMERA), nullptr);
 }
 
-TEST(Database, BadTagsAreToldByNumberAndOperation) {
+TEST(Database, BadTagErrorsNameTagAndOperation) {
     Database db;
     try {
         db.access(4711);
@@ -144,7 +144,7 @@ TEST(Database, PinsAreCounted) {
     EXPECT_EQ(db.pins(tag), 0u);
 }
 
-TEST(Database, ThePinBeyondTheLimitIsToldOnce) {
+TEST(Database, ThePinBeyondTheLimitIsReportedOnce) {
     Database db;
     const miTag tag = db.create(miSCENE_GROUP, 4);
     int told = 0;

@@ -85,7 +85,7 @@ TEST(PinCache, ElementsThatShareAPlaceInTheCacheDoNotMix) {
     EXPECT_TRUE(db.left_over_pins(false).empty());
 }
 
-TEST(PinCache, TheLimitIsToldOnceAsTheDatabaseTellsIt) {
+TEST(PinCache, TheLimitIsReportedOnceAsByTheDatabase) {
     Database db;
     const miTag tag = db.create_string("x");
     PinCache pins(db);
