@@ -1,11 +1,12 @@
-// Small integer hashes: from positions to random-looking bits, the same on every machine.
+// Integer hashes that map positions to pseudo-random bits, identically on every machine.
 #pragma once
 
 #include <cstdint>
 
 namespace vx::sampling {
 
-// A permutation of 64 bits in which every input bit changes every output bit about half the time.
+// A permutation of the 64-bit integers: every input bit flips each output bit with a probability of
+// about one half.
 constexpr std::uint64_t mix(std::uint64_t x) {
     x ^= x >> 32;
     x *= 0xd6e8feb86659fd93ULL;
@@ -15,6 +16,7 @@ constexpr std::uint64_t mix(std::uint64_t x) {
     return x;
 }
 
+// The hash of `value` with `seed`, which may be the hash of other values.
 constexpr std::uint64_t combine(std::uint64_t seed, std::uint64_t value) {
     return mix(seed ^ (mix(value + 0x9e3779b97f4a7c15ULL) + (seed << 6)));
 }

@@ -14,8 +14,8 @@ constexpr std::uint32_t reverse_bits(std::uint32_t x) {
     return x;
 }
 
-// A hash in which each bit depends on lower bits only: on reversed numbers that is a nested
-// permutation of the digits.
+// A hash in which each bit depends on lower bits only. Applied to bit-reversed numbers, it is a
+// nested uniform permutation of the binary digits.
 constexpr std::uint32_t lower_bits_hash(std::uint32_t x, std::uint32_t seed) {
     x += seed;
     x ^= x * 0x6c50b47cu;
@@ -29,7 +29,7 @@ constexpr std::uint32_t scramble(std::uint32_t x, std::uint32_t seed) {
     return reverse_bits(lower_bits_hash(reverse_bits(x), seed));
 }
 
-// The second dimension; the first is the bit reversal of the index.
+// The second dimension of the Sobol sequence. The first is the bit-reversed index.
 constexpr std::uint32_t sobol_second(std::uint32_t index) {
     std::uint32_t result = 0;
     for (std::uint32_t v = 1u << 31; index != 0; index >>= 1, v ^= v >> 1)
@@ -48,7 +48,7 @@ void owen_sobol(std::uint64_t seed, std::uint32_t index, std::span<double> out) 
         const std::uint64_t pair = combine(seed, d);
         const std::uint32_t shuffled = scramble(index, static_cast<std::uint32_t>(pair));
         const std::uint64_t digits = mix(pair + 1);
-        // Scrambling reverses first, and here its argument is reversed already.
+        // scramble() would reverse its argument first; the first dimension is already reversed.
         out[d] = unit(reverse_bits(lower_bits_hash(shuffled, static_cast<std::uint32_t>(digits))));
         if (d + 1 < out.size())
             out[d + 1] =

@@ -48,7 +48,7 @@ TEST(CameraRay, OrthographicRaysAreParallel) {
     EXPECT_FLOAT_EQ(ray.direction.x, 0.0f);
 }
 
-TEST(CameraRay, PositiveOffsetMovesThePictureRightAndUp) {
+TEST(CameraRay, PositiveOffsetMovesTheImageRightAndUp) {
     miCamera c = camera(100, 50);
     const auto before = camera_ray(c, kIdentity, 30.0f, 20.0f);
     c.x_offset = 5.0f;
@@ -58,8 +58,8 @@ TEST(CameraRay, PositiveOffsetMovesThePictureRightAndUp) {
     EXPECT_FLOAT_EQ(before.direction.y, after.direction.y);
 }
 
-TEST(CameraRay, GoesToTheWorldByTheGivenMatrix) {
-    // A quarter turn about y: -z becomes -x. Then moved to (1, 2, 3).
+TEST(CameraRay, IsTransformedToWorldSpace) {
+    // A quarter turn about y, which maps -z to -x, then a translation by (1, 2, 3).
     const vx::trace::Matrix turn{0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1, 2, 3, 1};
     const auto ray = camera_ray(camera(100, 50), turn, 50.0f, 25.0f);
     EXPECT_FLOAT_EQ(ray.origin.x, 1.0f);
@@ -68,7 +68,7 @@ TEST(CameraRay, GoesToTheWorldByTheGivenMatrix) {
     EXPECT_FLOAT_EQ(ray.direction.x, -1.0f);
 }
 
-TEST(RenderWindow, BothCornersBelongToIt) {
+TEST(RenderWindow, CornersAreInclusive) {
     miCamera c = camera(100, 50);
     c.window = {10, 20, 19, 39};
     const auto w = render_window(c);
@@ -78,7 +78,7 @@ TEST(RenderWindow, BothCornersBelongToIt) {
     EXPECT_EQ(w.height(), 20);
 }
 
-TEST(RenderWindow, IsCutToTheImage) {
+TEST(RenderWindow, IsClippedToTheImage) {
     miCamera c = camera(100, 50);
     const auto whole = render_window(c);
     EXPECT_EQ(whole.width(), 100);

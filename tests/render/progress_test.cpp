@@ -8,7 +8,7 @@
 using vx::render::Progress;
 using vx::render::progress_text;
 
-TEST(Progress, TextTellsShareRateAndTimeLeft) {
+TEST(Progress, TextContainsFractionRateAndTimeLeft) {
     EXPECT_EQ(progress_text("frame 7", 25, 100, 5'000'000, 2.0),
               "frame 7: 25%, 2.50 M rays/s, 6 s left");
     EXPECT_EQ(progress_text("frame 1", 1, 100, 3000, 1.0),
@@ -18,7 +18,7 @@ TEST(Progress, TextTellsShareRateAndTimeLeft) {
     EXPECT_EQ(progress_text("frame 1", 100, 100, 300, 1.0), "frame 1: 100%, 300 rays/s");
 }
 
-TEST(Progress, QuietSaysNothing) {
+TEST(Progress, NoneReportsNothing) {
     std::vector<std::string> lines;
     Progress progress(Progress::Style::none, [&](const std::string& l) { lines.push_back(l); });
     progress.start("frame 1");
@@ -48,7 +48,7 @@ TEST(Progress, LongFramesLeaveOneLinePerTenthAtMost) {
     EXPECT_EQ(lines[0].find("frame 1: 10%"), 0u) << lines[0];
 }
 
-TEST(Progress, WhoeverWritesTheLineMayWipeTheTerminalFirst) {
+TEST(Progress, TheCallbackMayCallFinish) {
     int lines = 0;
     Progress* self = nullptr;
     Progress progress(Progress::Style::lines, [&](const std::string&) {

@@ -90,7 +90,7 @@ TEST(Sampler, AdaptiveEdgesComeCloseToFullSamplingWithFewRays) {
     const Frame full = render(settings(100, 80, 2, 2), disc, &all);
     const Frame adaptive = render(settings(100, 80, 0, 2), disc, &some);
     EXPECT_LT(some, all / 5);
-    // Only what hides between the first samples can be missed: nothing, for so large a disc.
+    // Refinement can miss only details between the first samples; a disc this large has none.
     for (int y = 0; y < 80; ++y)
         for (int x = 0; x < 100; ++x)
             EXPECT_NEAR(full.color(x, y).r, adaptive.color(x, y).r, 1e-5f) << x << ", " << y;
@@ -99,7 +99,8 @@ TEST(Sampler, AdaptiveEdgesComeCloseToFullSamplingWithFewRays) {
 TEST(Sampler, EdgesAlongTileBordersAreRefinedToo) {
     SamplingSettings s = settings(96, 16, 0, 2);
     s.tile_size = 32;
-    // The edge lies in the pixel just beyond the border of a tile, out of its center's reach.
+    // The edge lies left of the center of pixel 32, the first of a tile. Only the comparison with
+    // the neighboring tile detects it.
     const auto scene = [](float x, float) { return x < 32.3f ? 1.0f : 0.0f; };
     const Frame frame = render(s, scene);
     EXPECT_FLOAT_EQ(frame.color(31, 8).r, 1.0f);
@@ -164,7 +165,7 @@ TEST(Sampler, KeysOfAllRaysDiffer) {
     };
     bool complete = false;
     SamplingSettings s = settings(100, 80, 0, 2);
-    s.tile_size = 1024; // no border to look at twice
+    s.tile_size = 1024; // a single tile, so that no border is sampled twice
     (void)render_frame(s, calls, complete);
     EXPECT_EQ(keys.size(), static_cast<std::size_t>(number));
 }
@@ -214,7 +215,7 @@ TEST(Sampler, PixelsOfAWindowAreThoseOfTheWholePicture) {
     const Frame whole = render(s, disc);
     s.window = {20, 10, 80, 70};
     const Frame part = render(s, disc);
-    // Not the outermost pixels: those of the whole picture have neighbors outside the window.
+    // Exclude the outermost pixels: in the whole image they have neighbors outside the window.
     for (int y = 11; y < 69; ++y)
         for (int x = 21; x < 79; ++x)
             ASSERT_EQ(whole.color(x, y).r, part.color(x, y).r) << x << ", " << y;
