@@ -1,4 +1,4 @@
-/* mi_call_*: shaders that call shaders. */
+// mi_call_*: calls of shaders by shaders.
 #include "host/shading/call.h"
 
 namespace {
@@ -12,8 +12,8 @@ miBoolean call_of_material(miColor* result, miState* state, miTag miMaterial::*l
     const auto* const material =
         context.database.find<miMaterial>(state->material, miSCENE_MATERIAL);
     if (material == nullptr)
-        context.abort_render("the state's material is tag " + std::to_string(state->material) +
-                             ", which is not that of a material");
+        context.abort_render("the material of the state, tag " + std::to_string(state->material) +
+                             ", is not a material");
     return vx::shading::call_list(context, material->*list, result, state, role) ? miTRUE : miFALSE;
 }
 
@@ -22,7 +22,7 @@ miBoolean call_of_material(miColor* result, miState* state, miTag miMaterial::*l
 miBoolean mi_call_shader_x(miColor* result, miShader_type type, miState* state, miTag tag,
                            void* arg) {
     Context& context = Context::current();
-    /* A lens shader calls its successor itself. */
+    // Lens shaders call their successor themselves.
     const bool lit = type == miSHADER_LENS
                          ? vx::shading::call_one(context, tag, result, state, type, arg)
                          : vx::shading::call_list(context, tag, result, state, type, arg);

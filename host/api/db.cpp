@@ -1,11 +1,11 @@
-/* mi_db_*: the scene database as shaders see it. */
+// mi_db_*: access to the scene database.
 #include "host/shading/context.h"
 
 namespace {
 
 using vx::shading::Context;
 
-/* A bad tag cannot be answered: the documented result of mi_db_access is never null. */
+// Calls `answer`. A bad tag aborts the render, since mi_db_access never returns null.
 template <class Answer>
 auto answer_or_abort(const Answer& answer) {
     Context& context = Context::current();
@@ -41,13 +41,13 @@ void* mi_db_access(const miTag tag) {
     return answer_or_abort([tag](Context& context) {
         bool over_limit = false;
         void* const address = context.thread().pins.access(tag, &over_limit);
-        /* Told once and then put up with: shaders that never unpin a declaration are in use. */
+        // Only warn, and only once: existing shaders never unpin declarations.
         if (over_limit)
             context.say(vx::shading::Level::warning,
                         context.thread().with_shader(
                             "element " + std::to_string(tag) + " \"" + context.database.name(tag) +
                             "\" has more than " + std::to_string(vx::db::Database::kMaxPins) +
-                            " pins; it is accessed without being unpinned"));
+                            " pins; accesses are not matched by unpins"));
         return address;
     });
 }
@@ -58,12 +58,12 @@ void mi_db_unpin(const miTag tag) {
             context.say(vx::shading::Level::warning,
                         context.thread().with_shader("element " + std::to_string(tag) + " \"" +
                                                      context.database.name(tag) +
-                                                     "\" is unpinned but was not pinned"));
+                                                     "\" is unpinned but not pinned"));
         return 0;
     });
 }
 
-/* There are no other hosts to publish to. */
+// There are no other hosts to send the element to; only the tag is checked.
 void mi_db_flush(const miTag tag) {
     answer_or_abort([tag](const Context& context) {
         must_exist(context, tag, "flush");

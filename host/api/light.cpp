@@ -1,4 +1,4 @@
-/* Lights, and lists of them. */
+// mi_trace_light, mi_sample_light and light lists.
 #include "host/trace/renderer.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ std::vector<miTag> all_but(const Renderer& renderer, const std::vector<miTag>& e
     return list;
 }
 
-/* The list stays where the next call of this kind on this thread finds it. */
+// Returns the list to the shader. It is valid until the next call for a light list by this thread.
 void deliver(std::vector<miTag>&& list, int* n, miTag** lights) {
     std::vector<miTag>& kept = Context::current().thread().tag_scratch;
     kept = std::move(list);

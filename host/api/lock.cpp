@@ -1,4 +1,4 @@
-/* Locks. */
+// mi_lock and related functions.
 #include "host/shading/lock.h"
 
 #include "host/shading/context.h"
@@ -18,17 +18,17 @@ void mi_delete_lock(miLock* lock) {
 
 void mi_lock(miLock lock) {
     Context& context = Context::current();
-    if (lock == nullptr) context.abort_render("mi_lock of a lock that was not initialised");
+    if (lock == nullptr) context.abort_render("mi_lock called on an uninitialized lock");
     if (context.thread().locks.take(*static_cast<Lock*>(lock), context) ==
         Lock::Result::already_mine)
-        context.abort_render("mi_lock of a lock that this thread holds already");
+        context.abort_render("mi_lock called on a lock that this thread already holds");
 }
 
 void mi_unlock(miLock lock) {
     Context& context = Context::current();
-    if (lock == nullptr) context.abort_render("mi_unlock of a lock that was not initialised");
+    if (lock == nullptr) context.abort_render("mi_unlock called on an uninitialized lock");
     if (!context.thread().locks.give(*static_cast<Lock*>(lock)))
-        context.say(
-            vx::shading::Level::warning,
-            context.thread().with_shader("mi_unlock of a lock that this thread does not hold"));
+        context.say(vx::shading::Level::warning,
+                    context.thread().with_shader(
+                        "mi_unlock called on a lock that this thread does not hold"));
 }

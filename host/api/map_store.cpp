@@ -13,12 +13,12 @@ namespace {
 
 using shading::Context;
 
-/* Contents of an element of type miSCENE_MAP. */
+// The contents of an element of type miSCENE_MAP.
 struct StoredMap {
     std::shared_ptr<maps::Map> map;
 };
 
-/* Without a state of its own: wrappers in static objects of shader libraries may outlive main. */
+// Has no members, since static objects in shader libraries may use it after main returns.
 class DatabaseMaps final : public maps::MapStore {
   public:
     miTag store(std::shared_ptr<maps::Map> map) override {
@@ -41,7 +41,7 @@ class DatabaseMaps final : public maps::MapStore {
         try {
             mi_db_unpin(tag);
         } catch (const std::exception&) {
-            /* The database is gone, and the pin with it. */
+            // The database no longer exists, and neither does the pin.
         }
     }
 };

@@ -1,4 +1,4 @@
-/* mi_mem_*. */
+// mi_mem_*: memory for shaders.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -7,22 +7,22 @@
 
 namespace {
 
-/* In front of every block: growth has to be zeroed, so the size must be known, and a block of
- * another allocator must be told apart before it is handed to free. */
+// Precedes every block. Reallocation needs the size in order to zero the added bytes; the mark
+// detects blocks of other allocators before they are passed to free.
 struct alignas(16) Header {
     std::size_t bytes;
     std::size_t mark;
 };
-constexpr std::size_t kInUse = 0x6d696d656d6f7279;
+constexpr std::size_t kMarkInUse = 0x6d696d656d6f7279;
 
 Header* header_of(void* memory) {
     return static_cast<Header*>(memory) - 1;
 }
 
 void check(void* memory, const char* operation) {
-    if (header_of(memory)->mark != kInUse)
+    if (header_of(memory)->mark != kMarkInUse)
         vx::shading::Context::current().abort_render(
-            std::string(operation) + " of memory that mi_mem_allocate did not give");
+            std::string(operation) + " of memory not allocated with mi_mem_allocate");
 }
 
 [[noreturn]] void out_of_memory(int size) {
@@ -38,7 +38,7 @@ void* mi_mem_test_allocate(const int size) {
     auto* const header = static_cast<Header*>(std::calloc(1, sizeof(Header) + bytes));
     if (header == nullptr) return nullptr;
     header->bytes = bytes;
-    header->mark = kInUse;
+    header->mark = kMarkInUse;
     return header + 1;
 }
 

@@ -1,4 +1,4 @@
-/* Messages of shaders. */
+// mi_error and related functions: messages from shaders.
 #include <cstdarg>
 #include <cstdio>
 #include <string>

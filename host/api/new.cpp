@@ -1,17 +1,17 @@
-/* operator new: shader libraries find it in the program, as they find the mi_* functions. */
+// operator new. Shader libraries resolve it to this definition, like the mi_* functions.
 #include <dlfcn.h>
 
 #include <new>
 
 #include "host/shading/errors.h"
 
-/* The standard library's operator new, whose failure says how much memory was asked for. The array
- * form of the standard library calls this one; operator delete needs no replacement. */
+// Calls the operator new of the standard library and adds the requested size to the exception. The
+// standard array form calls this function; operator delete needs no replacement.
 void* operator new(std::size_t bytes) {
     using New = void* (*)(std::size_t);
-    static const auto kNext = reinterpret_cast<New>(dlsym(RTLD_NEXT, "_Znwm"));
+    static const auto kStandardNew = reinterpret_cast<New>(dlsym(RTLD_NEXT, "_Znwm"));
     try {
-        return kNext(bytes);
+        return kStandardNew(bytes);
     } catch (const std::bad_alloc&) {
         throw vx::shading::OutOfMemory(bytes);
     }

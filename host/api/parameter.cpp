@@ -1,4 +1,4 @@
-/* mi_eval and mi_phen_eval, and the lookup of parameters by name. */
+// mi_eval, mi_phen_eval and parameter lookup by name.
 #include <string_view>
 
 #include "host/shading/call.h"
@@ -13,10 +13,10 @@ void* mi_phen_eval(miState* state, void* param) {
 
 miBoolean mi_api_parameter_lookup(miParam_type* type, miBoolean* is_array, int* offs,
                                   miTag decl_tag, miBoolean out,
-                                  // NOLINTNEXTLINE(readability-non-const-parameter): taken over
+                                  // NOLINTNEXTLINE(readability-non-const-parameter): released here
                                   char* name) {
     if (name == nullptr) return miFALSE;
-    /* Every such call takes over its strings, also when it fails. */
+    // mi_api_* functions take ownership of their strings, even on failure.
     struct Release {
         char* text;
         ~Release() { mi_mem_release(text); }

@@ -1,4 +1,4 @@
-/* mi_query. */
+// mi_query: properties of declarations, shaders, user data and the renderer.
 #include <cstring>
 
 #include "host/shading/context.h"
@@ -49,7 +49,7 @@ miBoolean query_declaration(const Context& context, const Declaration& declarati
     }
 }
 
-/* In which role the running shader was called; only a running shader has one. */
+// The role in which the running shader was called. Only the running shader has one.
 miBoolean query_call_type(Context& context, const miState* state, miTag tag, void* result) {
     const vx::shading::CallFrame* const frame = context.thread().top;
     if (tag != miNULLTAG || frame == nullptr || frame->state != state) return miFALSE;

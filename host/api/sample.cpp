@@ -1,4 +1,4 @@
-/* mi_sample: quasi-random numbers for shaders. */
+// mi_sample: low-discrepancy points for shaders.
 #include "host/sampling/hash.h"
 #include "host/sampling/low_discrepancy.h"
 #include "host/trace/renderer.h"
@@ -10,13 +10,11 @@ namespace {
 
 using vx::trace::ThreadArena;
 
-/*
- * A loop's points follow from three numbers: the name of the shader instance that asks, how often
- * it has asked since the eye ray began, and which eye ray that is. So they depend neither on
- * threads nor on what other shaders the scene has. The frame's first eye ray counts as number 0
- * wherever the picture begins, so what a shader samples for a whole frame during it (a bake) is the
- * same for every window and any number of threads.
- */
+// The points of a sampling loop depend on the name of the calling shader instance, the number of
+// its earlier loops for the same eye ray, and the key of that eye ray, but not on threads or on
+// other shaders in the scene. The first eye ray of a frame always has the key 0. Points that a
+// shader generates for a whole frame during that ray (a bake) are therefore the same for every
+// window and any number of threads.
 std::uint64_t new_seed(ThreadArena& arena, const miState* state) {
     const auto* const function =
         state && state->shader ? vx::shading::function_of(state->shader) : nullptr;
@@ -29,7 +27,7 @@ std::uint64_t new_seed(ThreadArena& arena, const miState* state) {
     return vx::sampling::combine(vx::sampling::combine(sampling.key, name), entry->second++);
 }
 
-/* The innermost loop with this counter. */
+// The innermost running loop with this counter.
 auto find_loop(ThreadArena& arena, const int* counter) {
     return std::find_if(arena.loops.rbegin(), arena.loops.rend(),
                         [&](const auto& l) { return l.counter == counter; });
@@ -40,7 +38,7 @@ void start_loop(ThreadArena& arena, const int* counter, std::uint64_t seed) {
     if (loop == arena.loops.rend())
         arena.loops.push_back({counter, seed});
     else
-        loop->seed = seed; /* of one that was left early */
+        loop->seed = seed; // restarts a loop that was left early
 }
 
 void end_loop(ThreadArena& arena, const int* counter) {

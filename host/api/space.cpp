@@ -1,4 +1,4 @@
-/* mi_{point,vector,normal}_{to,from}_{world,camera,object}. Internal space is world space. */
+// mi_{point,vector,normal}_{to,from}_{world,camera,object}. Internal space is world space.
 #include "host/shading/context.h"
 #include "host/trace/math.h"
 
@@ -6,7 +6,7 @@ namespace {
 
 using vx::shading::Context;
 
-/* An instance's transformation, or null for none or the null tag: its space is the world then. */
+// The transformation of an instance. Null, meaning world space, for the null tag and the identity.
 const miTransform* transform(miTag instance) {
     const auto* const record =
         Context::current().database.find<miInstance>(instance, miSCENE_INSTANCE);

@@ -1,4 +1,4 @@
-/* Data attached to states. */
+// mi_shaderstate_*: data attached to states.
 #include "host/shading/context.h"
 
 miBoolean mi_shaderstate_set(miState* state, const char* key, void* data, int size, int lifetime) {

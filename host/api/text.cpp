@@ -1,4 +1,4 @@
-/* String substitution. */
+// mi_string_substitute.
 #include <algorithm>
 #include <cstring>
 #include <string>

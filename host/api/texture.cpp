@@ -1,4 +1,4 @@
-/* Textures: images and shaders that stand for them. */
+// mi_lookup_*_texture: image files and procedural textures.
 #include "host/shading/call.h"
 #include "host/trace/renderer.h"
 
@@ -6,7 +6,8 @@ namespace {
 
 using vx::shading::Context;
 
-/* The texture's value in `color`, or what a shader of another result type left in `other`. */
+// Stores the value of an image in `color`, and the result of a texture shader in `other`, or in
+// `color` if `other` is null.
 bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
     color = {};
     if (!state || !coord || tag == miNULLTAG) return false;

@@ -1,10 +1,10 @@
-/* mi_trace_*: rays. */
+// mi_trace_*: secondary rays.
 #include "host/trace/renderer.h"
 #include "host/trace/surface.h"
 
 namespace {
 
-/* Null outside of a frame, for example in a shader's exit. */
+// Null outside of a frame, for example in the exit function of a shader.
 vx::trace::Renderer* renderer() {
     return vx::shading::Context::current().renderer;
 }
@@ -13,7 +13,7 @@ miBoolean truth(bool value) {
     return value ? miTRUE : miFALSE;
 }
 
-/* Shaders may ask for a yes or no only. */
+// A result color that exists even if the shader passes null.
 class Result {
   public:
     explicit Result(miColor* given) : m_given(given) {}

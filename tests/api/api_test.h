@@ -1,4 +1,4 @@
-/* Tests of entry points run inside a shader of the test library. */
+// Runs tests of the C functions inside a shader of the test library.
 #pragma once
 
 #include "tests/shading/rig.h"
@@ -8,7 +8,7 @@ namespace vx::testing {
 class ApiTest : public ::testing::Test, protected Rig {
   protected:
     void SetUp() override { load(); }
-    /* The fatal message that the body ends the render with; empty when it does not. */
+    // The fatal message with which the body aborts the render; empty if it does not.
     std::string fatal(const ShaderBody& body) {
         lines.clear();
         try {

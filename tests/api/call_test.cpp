@@ -97,5 +97,5 @@ TEST_F(ApiCall, MaterialThatIsNoneEndsTheRender) {
                     s->material = string;
                     return mi_call_material(static_cast<miColor*>(result), s);
                 }),
-                HasSubstr("which is not that of a material"));
+                HasSubstr("is not a material"));
 }

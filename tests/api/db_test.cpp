@@ -85,7 +85,7 @@ TEST_F(ApiDb, UnpinWithoutAPinIsAWarning) {
         mi_db_unpin(tag);
         return miTRUE;
     });
-    EXPECT_THAT(lines, ElementsAre(HasSubstr("is unpinned but was not pinned")));
+    EXPECT_THAT(lines, ElementsAre(HasSubstr("is unpinned but not pinned")));
 }
 
 TEST_F(ApiDb, ThreadsAccessAtOnce) {

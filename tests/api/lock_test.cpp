@@ -30,7 +30,7 @@ TEST_F(ApiLock, KeepsThreadsApart) {
     EXPECT_EQ(lock, nullptr);
 }
 
-TEST_F(ApiLock, ReadyMadeLocksAreInitialised) {
+TEST_F(ApiLock, PredefinedLocksAreInitialized) {
     inside([&](void*, miState* s, void*) {
         miLock *instance = nullptr, *declared = nullptr;
         EXPECT_TRUE(mi_query(miQ_FUNC_LOCK, s, miNULLTAG, &instance));
@@ -44,27 +44,27 @@ TEST_F(ApiLock, ReadyMadeLocksAreInitialised) {
     EXPECT_TRUE(lines.empty());
 }
 
-TEST_F(ApiLock, LockingTwiceEndsTheRenderInsteadOfWaitingForEver) {
+TEST_F(ApiLock, LockingTwiceEndsTheRenderInsteadOfDeadlocking) {
     EXPECT_EQ(fatal([](void*, miState* s, void*) {
                   mi_lock(s->global_lock);
                   mi_lock(s->global_lock);
                   return miTRUE;
               }),
-              "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): mi_lock of a lock that "
-              "this thread holds already");
+              "RC 0.0 fatal: shader \"test_run\" (instance \"runner\"): mi_lock called on a lock "
+              "that this thread already holds");
 }
 
-TEST_F(ApiLock, UninitialisedLocksEndTheRender) {
+TEST_F(ApiLock, UninitializedLocksEndTheRender) {
     EXPECT_THAT(fatal([](void*, miState*, void*) {
                     mi_lock(nullptr);
                     return miTRUE;
                 }),
-                HasSubstr("mi_lock of a lock that was not initialised"));
+                HasSubstr("mi_lock called on an uninitialized lock"));
     EXPECT_THAT(fatal([](void*, miState*, void*) {
                     mi_unlock(nullptr);
                     return miTRUE;
                 }),
-                HasSubstr("mi_unlock of a lock"));
+                HasSubstr("mi_unlock called on an uninitialized lock"));
 }
 
 TEST_F(ApiLock, UnlockingWhatIsNotLockedIsAWarning) {
@@ -72,7 +72,8 @@ TEST_F(ApiLock, UnlockingWhatIsNotLockedIsAWarning) {
         mi_unlock(s->global_lock);
         return miTRUE;
     });
-    EXPECT_THAT(lines, ElementsAre(HasSubstr("mi_unlock of a lock that this thread does not")));
+    EXPECT_THAT(lines,
+                ElementsAre(HasSubstr("mi_unlock called on a lock that this thread does not")));
 }
 
 TEST_F(ApiLock, ThreadsThatWaitAreSetFreeWhenTheHolderAborts) {

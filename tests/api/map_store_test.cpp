@@ -1,4 +1,4 @@
-/* Maps that shaders store are elements of the scene database. */
+// Maps stored by shaders are elements of the scene database.
 #include "host/api/map_store.h"
 #include "maps/interface.h"
 #include "tests/api/api_test.h"
@@ -16,7 +16,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/* A map of one point whose only field, of number 0, is `value`. */
+// A map of one point with the single field 0, which is `value`.
 std::unique_ptr<Edit_map> map_of(int value) {
     Map_declaration declaration(3);
     declaration->append_field("value", Map_field_type::Integer);
@@ -28,7 +28,7 @@ std::unique_ptr<Edit_map> map_of(int value) {
     return map;
 }
 
-/* The value of a map's only point; -1 if the tag does not name a map. */
+// The value of the only point of a map; -1 if the tag is not a map.
 int value_of(miTag tag) {
     const Access_map map(tag);
     if (map->is_empty()) return -1;
@@ -71,7 +71,7 @@ TEST_F(ApiMapStore, AStoredMapIsAnElementThatAnotherInstanceFindsByItsTag) {
         EXPECT_EQ(mi_db_type(tag), miSCENE_MAP);
         EXPECT_EQ(value_of(tag), 7);
         EXPECT_EQ(Edit_map(tag)->size(), 1u);
-        /* What was there is still there. */
+        // Other elements still exist.
         EXPECT_EQ(mi_db_type(text), miSCENE_STRING);
         EXPECT_EQ(mi_db_type(other), miSCENE_FUNCTION);
         return miTRUE;
@@ -90,7 +90,7 @@ TEST_F(ApiMapStore, WrappersPinTheElementUntilTheyEnd) {
             EXPECT_EQ(pins(tag), 3u);
             map.reset();
             EXPECT_EQ(pins(tag), 2u);
-            /* An access of a stored map survives the wrapper that stored it. */
+            // Another wrapper of the map outlives the wrapper that stored it.
             EXPECT_EQ(access->size(), 1u);
             EXPECT_EQ(access.operator->(), edit.operator->());
         }

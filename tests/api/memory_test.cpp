@@ -57,7 +57,7 @@ TEST_F(ApiMemory, MemoryOfAnotherAllocatorIsNotReleased) {
                     mi_mem_release(own + 32);
                     return miTRUE;
                 }),
-                HasSubstr("release of memory that mi_mem_allocate did not give"));
+                HasSubstr("release of memory not allocated with mi_mem_allocate"));
     EXPECT_THAT(fatal([&](void*, miState*, void*) {
                     mi_mem_reallocate(own + 32, 5);
                     return miTRUE;

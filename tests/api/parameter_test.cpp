@@ -114,7 +114,7 @@ TEST_F(ApiParameter, LookupReachesTheResultWhenAsked) {
     });
 }
 
-/* The name's memory is given back in every case: the address sanitizer sees to that. */
+// The memory of the name is released in every case; the address sanitizer would report a leak.
 TEST_F(ApiParameter, LookupTakesTheNameOverAlsoWhenItFails) {
     const miTag decl = context.functions.declaration("test_constant")->tag;
     inside([&](void*, miState*, void*) {

@@ -8,7 +8,7 @@ using namespace vx::testing;
 
 using ApiQuery = ApiTest;
 
-TEST_F(ApiQuery, ARunningShaderIsToldEverythingAboutItself) {
+TEST_F(ApiQuery, ARunningShaderCanQueryAllOfItsProperties) {
     const miTag first = shader(
         "q", {call("test_queries", {set("value", numbers(1, 2, 3, 4))}), call("test_black")});
     context.lights = {41, 42};
