@@ -1,4 +1,4 @@
-// The shading-group shader of Maya's materials: the present name. See shading_engine.h.
+// The shading group shader of Maya materials under its current name. See shading_engine.h.
 #include "host/shaders/shader_tools.h"
 #include "host/shaders/shading_engine.h"
 

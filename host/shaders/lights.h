@@ -1,4 +1,4 @@
-// The light lists of illumination shaders, and the sum over their lights.
+// Light lists of illumination shaders, and sums over their lights.
 #pragma once
 
 #include "shader.h"
@@ -8,22 +8,20 @@
 
 namespace vx::shaders {
 
-// The pair that ends the parameters of most illumination shaders: integer "mode" and
-// array light "lights". The elements are x[first] to x[first + count - 1].
+// The last two parameters of most illumination shaders: integer "mode" and array light "lights".
+// The array elements are x[first] to x[first + count - 1].
 struct LightParameters {
     miInteger mode;
     int first, count;
     miTag x[1];
 };
 
-/*
- * The lights that a shader is to use:
- *   mode 1  the list, groups of lights counting with all their members
- *   mode 2  all lights of the scene but those
- *   mode 4  the list of the hit instance; all lights where it has none
- *   else    the list as it stands; when it is empty, as mode 4
- * A copy: the renderer's own is good only until some shader below asks again.
- */
+// The lights that a shader uses:
+//   mode 1  the list, with light groups replaced by their members
+//   mode 2  all lights of the scene except those of mode 1
+//   mode 4  the light list of the instance that was hit; all lights if it has none
+//   else    the list as given; mode 4 if it is empty
+// The list is a copy, since the list of the renderer is valid only until the next call for lights.
 class Lights {
   public:
     Lights(miState* state, LightParameters& parameters);
@@ -39,10 +37,8 @@ class Lights {
     int m_count = 0;
 };
 
-/*
- * The sum over lights of the mean over a light's samples of term(colour, direction to the light,
- * cosine to the normal). Alpha is left at 0.
- */
+// Returns the sum, over all lights, of the mean of term(color, direction to the light, cosine with
+// the normal) over the samples of the light. Alpha is 0.
 template <class Term>
 miColor sum_over_lights(miState* state, const Lights& lights, Term&& term) {
     miColor sum = {0, 0, 0, 0};

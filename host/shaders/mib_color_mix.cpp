@@ -1,27 +1,25 @@
-/*
- * Up to eight colours worked one after the other into color_base. With x the result so far, c the
- * colour and w its weight:
- *   0 blend         x (1 - c.a w) + c w, as a layer whose colours are premultiplied
- *   1 mix           x (1 - w) + c w
- *   2 add           x + c w
- *   3 clipped add   as 2, then limited to 0 … 1
- *   4 multiply      x c w
- *   5 clipped mult. as 4, then limited to 0 … 1
- *   6 alpha         x with the alpha of c times w
- */
+// Mixes up to eight colors into color_base, one after the other. For the current result x, the
+// color c and its weight w, the modes are:
+//   0 blend         x (1 - c.a w) + c w, a layer with premultiplied color
+//   1 mix           x (1 - w) + c w
+//   2 add           x + c w
+//   3 clipped add   as 2, clamped to [0, 1]
+//   4 multiply      x c w
+//   5 clipped mult. as 4, clamped to [0, 1]
+//   6 alpha         x with an alpha of c.a w
 #include "host/shaders/shader_tools.h"
 
 #include <algorithm>
 
 namespace {
 
-constexpr int kMost = 8;
+constexpr int kMaxColors = 8;
 
 struct ColorMixParameters {
     miInteger num;
-    miInteger mode[kMost];
-    miScalar weight[kMost];
-    miColor color[kMost];
+    miInteger mode[kMaxColors];
+    miScalar weight[kMaxColors];
+    miColor color[kMaxColors];
     miColor base;
 };
 
@@ -30,7 +28,7 @@ miColor clipped(const miColor& c) {
     return {clip(c.r), clip(c.g), clip(c.b), clip(c.a)};
 }
 
-miColor worked_in(const miColor& x, const miColor& c, miScalar w, miInteger mode) {
+miColor mix(const miColor& x, const miColor& c, miScalar w, miInteger mode) {
     using namespace vx::shaders;
     switch (mode) {
     case 1:
@@ -53,12 +51,12 @@ miColor worked_in(const miColor& x, const miColor& c, miScalar w, miInteger mode
 } // namespace
 
 VX_SHADER(mib_color_mix, miColor, ColorMixParameters) {
-    const int count = std::clamp(*mi_eval_integer(&parameters->num), 0, kMost);
+    const int count = std::clamp(*mi_eval_integer(&parameters->num), 0, kMaxColors);
     miColor mixed = *mi_eval_color(&parameters->base);
     for (int i = 0; i < count; ++i) {
         const miInteger mode = *mi_eval_integer(&parameters->mode[i]);
         const miScalar weight = *mi_eval_scalar(&parameters->weight[i]);
-        mixed = worked_in(mixed, *mi_eval_color(&parameters->color[i]), weight, mode);
+        mixed = mix(mixed, *mi_eval_color(&parameters->color[i]), weight, mode);
     }
     *result = mixed;
     return miTRUE;

@@ -1,7 +1,6 @@
-/*
- * Blinn: ambience * ambient + sum over lights of light * (diffuse * (N.L) + specular * h), with
- * the highlight h of microfacet.h. Alpha is 1.
- */
+// Blinn shading: ambience * ambient + the sum over lights of
+//     light * (diffuse * (N.L) + specular * h)
+// with the highlight h of microfacet.h. Alpha is 1.
 #include "host/shaders/lights.h"
 #include "host/shaders/microfacet.h"
 #include "host/shaders/shader_tools.h"

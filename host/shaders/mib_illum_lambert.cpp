@@ -1,6 +1,4 @@
-/*
- * Lambert: ambience * ambient + sum over lights of light * diffuse * (N.L). Alpha is 1.
- */
+// Lambert shading: ambience * ambient + the sum over lights of light * diffuse * (N.L). Alpha is 1.
 #include "host/shaders/lights.h"
 #include "host/shaders/shader_tools.h"
 

@@ -1,9 +1,6 @@
-/*
- * Phong: ambience * ambient + sum over lights of
- *     light * (diffuse * (N.L) + specular * max(0, R.L)^exponent)
- * where R is the ray's direction mirrored at N. A small exponent makes the highlight wide. Alpha
- * is 1.
- */
+// Phong shading: ambience * ambient + the sum over lights of
+//     light * (diffuse * (N.L) + specular * max(0, R.L)^exponent)
+// where R is the mirror direction of the ray. A small exponent gives a wide highlight. Alpha is 1.
 #include "host/shaders/lights.h"
 #include "host/shaders/shader_tools.h"
 

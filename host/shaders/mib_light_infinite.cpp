@@ -1,6 +1,4 @@
-/*
- * A light so far away that distance does not count: color, and the shadow lightened by `factor`.
- */
+// A light at infinity: color, with shadows lightened by `factor`.
 #include "host/shaders/light_tools.h"
 #include "host/shaders/shader_tools.h"
 

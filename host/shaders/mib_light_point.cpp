@@ -1,7 +1,5 @@
-/*
- * A light that shines alike in all directions: color * f, where f is 1 or, with `atten`, the
- * linear distance_falloff from `start` to `stop`; then the shadow, lightened by `factor`.
- */
+// A point light: color * f, where f is 1 or, with `atten`, the linear distance_falloff from `start`
+// to `stop`. Shadows are lightened by `factor`.
 #include "host/shaders/light_tools.h"
 #include "host/shaders/shader_tools.h"
 

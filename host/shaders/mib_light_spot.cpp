@@ -1,8 +1,7 @@
-/*
- * A light cone: color * f * g. f is the distance falloff as in mib_light_point; g is the
- * cone_falloff of the cosine between the light's axis and the way to the point, from the cosine
- * `cone` inside to the light's `spread` outside. A light that is no spot shines everywhere.
- */
+// A spot light: color * f * g. f is the distance falloff as in mib_light_point. g is the
+// cone_falloff of the cosine between the axis of the light and the direction to the point, from the
+// inner cosine `cone` to the outer cosine `spread` of the light. It is 1 for other kinds of lights.
+// Shadows are lightened by `factor`.
 #include "host/shaders/light_tools.h"
 #include "host/shaders/shader_tools.h"
 
@@ -22,7 +21,7 @@ struct Cone {
     bool is_spot = false;
 };
 
-// The instance's matrices of a leaf lead from the world to the light and back.
+// The matrices of a light instance transform between world space and light space.
 Cone light_cone(miTag light_instance) {
     Cone cone;
     if (light_instance == miNULLTAG || mi_db_type(light_instance) != miSCENE_INSTANCE) return cone;

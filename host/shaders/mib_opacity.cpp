@@ -1,6 +1,4 @@
-/*
- * input opacity + behind (1 - opacity), channel by channel: mib_transparency of the complement.
- */
+// Returns input opacity + behind (1 - opacity), per channel: mib_transparency of the complement.
 #include "host/shaders/see_through.h"
 #include "host/shaders/shader_tools.h"
 

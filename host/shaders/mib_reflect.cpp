@@ -1,7 +1,5 @@
-/*
- * input (1 - reflect) + mirrored reflect, channel by channel. `mirrored` is what a ray along the
- * mirror direction sees; the environment in that direction when `notrace` is set or the ray fails.
- */
+// Returns input (1 - reflect) + mirrored reflect, per channel. `mirrored` is the color seen in the
+// mirror direction, or the environment if `notrace` is set or the ray fails.
 #include "host/shaders/shader_tools.h"
 
 namespace {

@@ -1,9 +1,7 @@
-/*
- * input (1 - refract) + refracted refract, channel by channel. The ray bends by Snell's law from
- * index 1 outside to `ior` inside, and back where the surface is met from behind; on total
- * reflection it is mirrored. An index of 1, 0 or less does not bend. The environment in the ray's
- * direction when the ray fails.
- */
+// Returns input (1 - refract) + refracted refract, per channel. The ray is refracted by Snell's law
+// from index 1 outside to `ior` inside, or the other way at back faces, and reflected on total
+// internal reflection. It is not deflected if the index is 1, 0 or negative. If the ray fails,
+// `refracted` is the environment in its direction.
 #include "host/shaders/shader_tools.h"
 
 namespace {

@@ -1,10 +1,7 @@
-/*
- * A shadow shader. The light in *result is multiplied by
- *     (1 - alpha) + alpha * transp * color
- * per channel, alpha being that of `color`: what the surface does not cover passes unchanged, the
- * rest is filtered. Only lights of the list are shadowed, all others pass; without a list that is
- * every light. False when nothing gets through.
- */
+// A shadow shader. Multiplies the light in *result by
+//     (1 - alpha) + alpha * transp * color
+// per channel, where alpha is that of `color`. Only the lights of the list are affected; without a
+// list, all lights are. Returns false if no light remains.
 #include "host/shaders/lights.h"
 #include "host/shaders/shader_tools.h"
 
@@ -15,7 +12,7 @@ struct ShadowTransparencyParameters {
     vx::shaders::LightParameters lights;
 };
 
-// In a shadow shader the light is that of the light shader which asked.
+// The light whose light shader traced the shadow ray.
 miTag light_of(const miState* state) {
     for (; state != nullptr; state = state->parent)
         if (state->light_instance != miNULLTAG) return state->light_instance;

@@ -1,7 +1,4 @@
-/*
- * As mib_texture_lookup. The settings of the filter have no effect: the renderer looks up one
- * point, between its four neighbours.
- */
+// As mib_texture_lookup. The filter parameters have no effect; lookups are bilinear.
 #include "host/shaders/shader_tools.h"
 
 namespace {

@@ -1,7 +1,5 @@
-/*
- * The texture's colour at `coord`; transparent black where the texture is not defined, which is
- * outside of [0,1), and without a texture.
- */
+// Returns the color of the texture at `coord`. Transparent black outside of [0, 1), where textures
+// are undefined, and without a texture.
 #include "host/shaders/shader_tools.h"
 
 namespace {

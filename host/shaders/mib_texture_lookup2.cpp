@@ -1,7 +1,5 @@
-/*
- * The texture's colour at the first texture space times `factor` (1 when it is 0), repeated in
- * every direction. Transparent black without a texture or texture coordinates.
- */
+// Returns the color of the texture, repeated in all directions, at the coordinates of the first
+// texture space times `factor` (0 means 1). Transparent black without a texture or coordinates.
 #include "host/shaders/shader_tools.h"
 
 #include <cmath>

@@ -1,12 +1,10 @@
-/*
- * A texture coordinate made into another one, in this order:
- *   transform  p * M for row vectors, unless M's last element is 0
- *   repeat     p_i * repeat_i where repeat_i is not 0, then p_i + offset_i
- *   alternate  where alt_i is set, every second tile [1,2), [3,4), … runs backwards
- *   wrap       where torus_i is set, p_i - floor(p_i)
- *   clip       where min_i < max_i and p_i lies outside of [min_i, max_i], p_i becomes -1: no
- *              texture is defined there
- */
+// Transforms a texture coordinate in these steps:
+//   transform  p * M (row vectors), unless the last element of M is 0
+//   repeat     p_i * repeat_i if repeat_i is not 0, then p_i + offset_i
+//   alternate  if alt_i is set, every second tile [1, 2), [3, 4), … is mirrored
+//   wrap       if torus_i is set, p_i - floor(p_i)
+//   clip       if min_i < max_i and p_i is outside of [min_i, max_i], p_i becomes -1, where
+//              textures are undefined
 #include "host/shaders/shader_tools.h"
 
 #include <cmath>
@@ -40,7 +38,7 @@ miScalar remapped(miScalar p, const Axis& axis) {
     if (axis.alternate && std::fmod(std::abs(tile), 2.0f) == 1) p = 2 * tile + 1 - p;
     if (axis.wrap) {
         p -= std::floor(p);
-        if (!(p < 1)) p = 0; // a tiny negative one rounds up to 1
+        if (!(p < 1)) p = 0; // a tiny negative number is rounded up to 1
     }
     if (axis.min < axis.max && (p < axis.min || p > axis.max)) p = -1;
     return p;

@@ -1,17 +1,15 @@
-/*
- * A vector of the hit to look textures up with.
- *   select    0 to 63 a texture space; -1 point, -2 normal, -3 motion, -4 ray direction, -5 to -9
- *             derivatives, -10 place in the image (0 to 1), -11 the state's texture coordinate
- *   selspace  for point, normal, motion, direction and derivatives: 0 internal, 1 object, 2 world,
- *             3 camera, 4 screen (points only: x from -1 to 1 over the image's width)
- *   vertex    for texture spaces: 0 at the hit, 1 to 3 at a corner of the triangle
- *   project   with p the vector so far, r its length, a = atan2(p.x, p.z) / 2pi + 1/2:
- *             0 p; 1 (x, y, 0); 2 (x, y, 0); 3 (x, z, 0); 4 (y, z, 0);
- *             5 spherical (a, asin(y / r) / pi + 1/2, 0); 6 cylindrical (a, y, 0);
- *             7 lollipop: the sphere seen from its top, (1 + d sin 2pi a, 1 + d cos 2pi a, 0) / 2
- *             with d = acos(y / r) / pi
- * False, and a null vector, when there is nothing to select.
- */
+// Returns a vector of the hit point, for texture lookups.
+//   select    0 to 63 a texture space; -1 point, -2 normal, -3 motion, -4 ray direction, -5 to -9
+//             derivatives, -10 image coordinates (0 to 1), -11 the state's texture coordinate
+//   selspace  for point, normal, motion, direction and derivatives: 0 internal, 1 object, 2 world,
+//             3 camera, 4 screen (points only: x from -1 to 1 over the image's width)
+//   vertex    for texture spaces: 0 at the hit, 1 to 3 at a corner of the triangle
+//   project   for the vector p, its length r, and a = atan2(p.x, p.z) / 2pi + 1/2:
+//             0 p; 1 (x, y, 0); 2 (x, y, 0); 3 (x, z, 0); 4 (y, z, 0);
+//             5 spherical (a, asin(y / r) / pi + 1/2, 0); 6 cylindrical (a, y, 0);
+//             7 lollipop (polar projection of the sphere): (1 + d sin 2pi a, 1 + d cos 2pi a, 0) /
+//             2 with d = acos(y / r) / pi
+// Returns false and a null vector if the selected vector does not exist.
 #include "host/shaders/shader_tools.h"
 
 #include <algorithm>

@@ -1,6 +1,5 @@
-/*
- * input (1 - transp) + behind transp, channel by channel; `behind` is what the straight ray sees.
- */
+// Returns input (1 - transp) + behind transp, per channel. `behind` is the color that the straight
+// ray sees behind the surface.
 #include "host/shaders/see_through.h"
 #include "host/shaders/shader_tools.h"
 

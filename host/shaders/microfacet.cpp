@@ -12,7 +12,7 @@ miScalar fresnel(miScalar cosine, miScalar ior) {
     const double g2 = n * n + c * c - 1;
     if (g2 < 0) return 1;
     const double g = std::sqrt(g2);
-    if (g + c == 0) return 1; // grazing a medium of the same index
+    if (g + c == 0) return 1; // grazing angle, equal indices
     const double ratio = (g - c) / (g + c);
     const double other = (c * (g + c) - 1) / (c * (g - c) + 1);
     return static_cast<miScalar>(0.5 * ratio * ratio * (1 + other * other));
@@ -20,7 +20,7 @@ miScalar fresnel(miScalar cosine, miScalar ior) {
 
 miScalar blinn_highlight(const miVector& normal, const miVector& to_light,
                          const miVector& to_viewer, miScalar roughness, miScalar ior) {
-    constexpr miScalar kSmoothest = 0.001f;
+    constexpr miScalar kMinRoughness = 0.001f;
     const miScalar nl = mi_vector_dot(&normal, &to_light);
     const miScalar nv = mi_vector_dot(&normal, &to_viewer);
     if (!(nl > 0) || !(nv > 0)) return 0;
@@ -30,7 +30,7 @@ miScalar blinn_highlight(const miVector& normal, const miVector& to_light,
     const miScalar nh = mi_vector_dot(&normal, &half);
     const miScalar vh = mi_vector_dot(&to_viewer, &half);
     if (!(nh > 0) || !(vh > 0)) return 0;
-    const miScalar m = std::max(roughness, kSmoothest);
+    const miScalar m = std::max(roughness, kMinRoughness);
     const miScalar d = m * m / (nh * nh * (m * m - 1) + 1);
     const miScalar g = std::min({1.0f, 2 * nh * nv / vh, 2 * nh * nl / vh});
     return d * d * g * fresnel(vh, ior) / nv;

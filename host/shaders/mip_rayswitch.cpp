@@ -1,7 +1,5 @@
-/*
- * Another colour per kind of ray: the parameter named after it, `default` for the rest (light,
- * probe, displacement and output). Only the one that is wanted is evaluated.
- */
+// Selects a color by the type of ray. `default` is used for types without a parameter of their own
+// (light, probe, displacement and output). Only the selected color is evaluated.
 #include "host/shaders/shader_tools.h"
 
 namespace {

@@ -1,11 +1,11 @@
-// What lies straight behind a surface.
+// Transparency rays.
 #pragma once
 
 #include "shader.h"
 
 namespace vx::shaders {
 
-// The colour along the ray behind this hit; the environment when the ray fails.
+// The color that the ray sees beyond this hit; the environment if the ray fails.
 inline miColor see_through(miState* state) {
     miColor seen = {0, 0, 0, 0};
     if (mi_trace_transparent(&seen, state)) return seen;

@@ -1,16 +1,16 @@
-// What the shaders of base.so share: colours, and the entry points that a renderer looks for.
+// Colors, and the entry points of shaders.
 #pragma once
 
 #include "shader.h"
 
-// NAME_version, which a renderer compares with the declaration in base.mi.
+// Defines NAME_version, which the renderer compares with the version in base.mi.
 #define VX_SHADER_VERSION(name)                                                                    \
     extern "C" DLLEXPORT int name##_version(void);                                                 \
     extern "C" DLLEXPORT int name##_version(void) {                                                \
         return 1;                                                                                  \
     }
 
-// The shader itself, behind its prototype. The arguments are names of types and of the function.
+// Declares a shader and begins its definition. The arguments are names of types and of a function.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define VX_SHADER(name, Result, Parameters)                                                        \
     VX_SHADER_VERSION(name)                                                                        \
@@ -20,7 +20,7 @@
 
 namespace vx::shaders {
 
-// Channel by channel, alpha too.
+// All operators work per channel, including alpha.
 inline miColor operator+(const miColor& a, const miColor& b) {
     return {a.r + b.r, a.g + b.g, a.b + b.b, a.a + b.a};
 }
@@ -47,9 +47,8 @@ inline miVector minus(const miVector& v) {
     return {-v.x, -v.y, -v.z};
 }
 
-// input (1 - weight) + ray() weight, channel by channel. Neither is evaluated when its weight
-// leaves nothing of it: ray() is called unless the weight is transparent black, the input unless it
-// is opaque white.
+// Returns input (1 - weight) + ray() weight, per channel. Terms without effect are not evaluated:
+// ray() for a weight of transparent black, the input for opaque white.
 template <class Ray>
 miColor mix_ray(miState* state, miColor* input, const miColor& weight, Ray&& ray) {
     if (is_transparent_black(weight)) return *mi_eval_color(input);

@@ -1,4 +1,4 @@
-// The outer shader of Maya's materials, which goes by two names.
+// The shading group shader of Maya materials, which exists under two names.
 #pragma once
 
 #include "shader.h"
@@ -11,8 +11,8 @@ struct ShadingEngineParameters {
     miInteger alpha_mode;
 };
 
-// The colour of `surfaceShader`. Where its alpha is below `cutAwayOpacity` the surface counts as a
-// hole, and what lies behind it is seen. `alphaMode` has no effect.
+// Returns the color of `surfaceShader`. If its alpha is less than `cutAwayOpacity`, the surface is
+// a hole, and the result is the color behind it. `alphaMode` has no effect.
 miBoolean shading_engine(miColor* result, miState* state, ShadingEngineParameters* parameters);
 
 } // namespace vx::shaders

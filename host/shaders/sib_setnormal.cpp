@@ -1,8 +1,6 @@
-/*
- * `input`, evaluated with the normal `normal` (internal space) in place of the surface's. It is
- * normalised and turned towards the ray; a null vector leaves the surface's alone. What stood
- * before is put back.
- */
+// Evaluates `input` with the normal `normal` (internal space) instead of the surface normal. The
+// normal is normalized and flipped to face the ray; a null vector keeps the surface normal. The
+// state is restored afterwards.
 #include "host/shaders/shader_tools.h"
 
 namespace {
