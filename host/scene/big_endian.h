@@ -1,12 +1,16 @@
-// Words of binary blocks, which are big-endian.
+// Reads the big-endian numbers of binary blocks.
 #pragma once
 
 #include "host/scene/values.h"
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace vx::scene {
+
+// Size of a binary vector in bytes.
+inline constexpr std::size_t kBinaryVectorSize = 12;
 
 inline std::uint32_t big_endian_word(const char* bytes) {
     const auto byte = [&](int i) { return std::uint32_t{static_cast<unsigned char>(bytes[i])}; };

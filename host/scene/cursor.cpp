@@ -9,7 +9,7 @@ namespace vx::scene {
 
 namespace {
 
-// Words that begin a statement; only at the first column are they taken for one after an error.
+// Words that begin a statement. After an error they are recognized in the first column only.
 constexpr std::string_view kStatementWords[] = {
     "assembly", "camera", "colorprofile", "data",      "debug",     "declare", "delete",
     "echo",     "gui",    "incremental",  "instance",  "instgroup", "light",   "lightprofile",
@@ -28,7 +28,7 @@ void Cursor::advance() {
     try {
         m_token = m_lexer.next();
     } catch (const SyntaxError& error) {
-        // Thrown only when the token is wanted: what was read up to here may be complete.
+        // The error is reported when the token is used; the statement before it may be complete.
         m_token = {};
         m_token.kind = TokenKind::bad;
         m_token.where = error.where;
@@ -86,11 +86,11 @@ bool Cursor::boolean_or(bool missing) {
 }
 
 int Cursor::integer() {
-    constexpr std::int64_t kLow = std::numeric_limits<std::int32_t>::min();
-    constexpr std::int64_t kHigh = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int64_t kMin = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (m_token.integer < kLow || m_token.integer > kHigh)
-        fail_at(where(), "this integer does not fit into 32 bits");
+    if (m_token.integer < kMin || m_token.integer > kMax)
+        fail_at(where(), "the integer does not fit in 32 bits");
     const int value = static_cast<int>(m_token.integer);
     advance();
     return value;
@@ -102,11 +102,11 @@ int Cursor::integer_from(int lowest, const char* what) {
 }
 
 std::uint32_t Cursor::label() {
-    constexpr std::int64_t kLow = std::numeric_limits<std::int32_t>::min();
-    constexpr std::int64_t kHigh = std::numeric_limits<std::uint32_t>::max();
+    constexpr std::int64_t kMin = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kMax = std::numeric_limits<std::uint32_t>::max();
     if (!at_integer()) fail("an integer");
-    if (m_token.integer < kLow || m_token.integer > kHigh)
-        fail_at(where(), "this integer does not fit into 32 bits");
+    if (m_token.integer < kMin || m_token.integer > kMax)
+        fail_at(where(), "the integer does not fit in 32 bits");
     const auto value = static_cast<std::uint32_t>(m_token.integer);
     advance();
     return value;
@@ -114,9 +114,9 @@ std::uint32_t Cursor::label() {
 
 float Cursor::number() {
     if (!at_number()) fail("a number");
-    constexpr double kLargest = std::numeric_limits<float>::max();
-    if (m_token.real > kLargest || m_token.real < -kLargest)
-        fail_at(where(), "this number is too large");
+    constexpr double kMaxFloat = std::numeric_limits<float>::max();
+    if (m_token.real > kMaxFloat || m_token.real < -kMaxFloat)
+        fail_at(where(), "the number is too large");
     const auto value = static_cast<float>(m_token.real);
     advance();
     return value;
@@ -124,7 +124,7 @@ float Cursor::number() {
 
 Vec3 Cursor::vector() {
     if (m_token.kind == TokenKind::backquote) {
-        const Vec3 v = big_endian_vector(m_lexer.raw_block(12).data());
+        const Vec3 v = big_endian_vector(m_lexer.raw_block(kBinaryVectorSize).data());
         advance();
         return v;
     }
@@ -188,7 +188,7 @@ void Cursor::skip_brackets() {
     std::size_t depth = 0;
     const Location start = where();
     do {
-        if (at_end()) fail_at(start, "this bracket is not closed");
+        if (at_end()) fail_at(start, "unclosed bracket");
         if (at_mark('(') || at_mark('[') || at_mark('{')) ++depth;
         if (at_mark(')') || at_mark(']') || at_mark('}')) --depth;
         advance();
@@ -217,16 +217,15 @@ void Cursor::skip_statement(std::string_view kind) {
 }
 
 void Cursor::skip_binary(std::size_t expected) {
-    constexpr std::size_t kVectorSize = 12;
     Lexer& text = m_lexer;
-    for (const std::size_t size : {expected, kVectorSize}) {
+    for (const std::size_t size : {expected, kBinaryVectorSize}) {
         if (size == 0) continue;
         try {
             text.raw_block(size);
             advance();
             return;
         } catch (const SyntaxError&) {
-            // Not of this length; try the next.
+            // The block has another length.
         }
     }
     advance();

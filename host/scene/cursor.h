@@ -1,4 +1,4 @@
-// The grammar's view of the text: one token in hand, and the questions one asks of it.
+// The interface of the parser to the lexer: the current token, and functions that test and read it.
 #pragma once
 
 #include "host/scene/lexer.h"
@@ -13,10 +13,11 @@ class Cursor {
 
     const Token& token() const { return m_token; }
     Location where() const { return m_token.where; }
-    // Counts tokens taken: tells whether a parser that failed has moved.
+    // Number of tokens read. Shows whether a parser that failed has advanced.
     std::uint64_t taken() const { return m_taken; }
 
-    // Text that makes no token becomes a bad one, which nothing accepts; fail() tells why.
+    // Reads the next token. Invalid text becomes a bad token, which no function accepts; fail()
+    // reports the reason.
     void advance();
     bool at_end() const { return m_token.kind == TokenKind::end; }
     bool at(std::string_view word) const {
@@ -33,11 +34,11 @@ class Cursor {
     bool at_bool() const { return at_any({"on", "off", "true", "false"}); }
     bool at_name() const { return at_string() || at_word(); }
 
-    // Takes the token when it is this one.
+    // Advances if the current token is this one.
     bool accept(std::string_view word);
     bool accept_mark(char mark);
 
-    // Take what must be there; throw SyntaxError with what was found instead.
+    // Read a required token. Throw SyntaxError if the current token is a different one.
     void expect(std::string_view word);
     void expect_mark(char mark);
     std::string name(const char* what);   // quoted or not
@@ -45,28 +46,30 @@ class Cursor {
     bool boolean();
     int integer();
     int integer_from(int lowest, const char* what);
-    std::uint32_t label(); // any 32-bit number, signed or not
+    std::uint32_t label(); // any 32-bit integer, signed or unsigned
     float number();
     Vec3 vector(); // three numbers, or a binary vector
     Matrix matrix();
-    Color color(float alpha);              // three numbers and perhaps a fourth
-    bool boolean_or(bool missing);         // 'on', or nothing
-    std::vector<std::byte> byte_strings(); // '00ff' '3a' …: all that stand in a row
+    Color color(float alpha);              // three numbers and an optional fourth
+    bool boolean_or(bool missing);         // an optional boolean
+    std::vector<std::byte> byte_strings(); // '00ff' '3a' …: consecutive byte strings
 
     [[noreturn]] void fail(const std::string& expected) const;
     [[noreturn]] void fail_at(Location place, const std::string& text) const;
 
-    // Geometry reads the buffer itself. Between the two the token in hand must not be used.
+    // For geometry, which is read directly from the buffer. The current token must not be used
+    // between raw() and end_raw().
     Lexer& raw();
     void end_raw() { advance(); }
 
-    // Over brackets and what is in them; the token in hand is the opening one.
+    // Skips brackets and their contents. The current token is the opening bracket.
     void skip_brackets();
-    // Skips to just behind `end kind`, or before what seems to begin the next statement.
+    // Skips to after `end kind`, or to what appears to be the next statement.
     void skip_statement(std::string_view kind);
-    // The token in hand seems to begin a statement at the first column.
+    // Whether the current token appears to begin a statement: a keyword in the first column.
     bool at_statement() const;
-    // Over a binary block of unknown length; the token in hand is the backquote.
+    // Skips a binary block of unknown length; `expected` is the likely one, or 0. The current token
+    // is the backquote.
     void skip_binary(std::size_t expected);
 
     Diagnostics& diagnostics() { return m_diagnostics; }
@@ -76,11 +79,11 @@ class Cursor {
     Diagnostics& m_diagnostics;
     Token m_token;
     std::uint64_t m_taken = 0;
-    std::string m_bad; // why the token in hand is bad
+    std::string m_bad; // the error of a bad token
 };
 
-// Reads `kind NAME … end kind` items until the end. After an error in an item the reading goes on
-// at the next word that begins a line. False: there was an error.
+// Reads the items of a `kind NAME … end kind` block. After an error in an item, reading continues
+// at the next word that begins a line. Returns false if there was an error.
 template <class Item>
 bool parse_items(Cursor& cursor, std::string_view kind, Item&& item) {
     bool good = true;
@@ -90,7 +93,7 @@ bool parse_items(Cursor& cursor, std::string_view kind, Item&& item) {
         try {
             item();
         } catch (const SyntaxError& error) {
-            // A statement where an item should be: the end of this one was forgotten.
+            // A statement instead of an item: the end of this block is missing.
             if (cursor.taken() == before && cursor.at_statement()) throw;
             good = false;
             cursor.diagnostics().error(error.where, error.text);
@@ -100,7 +103,7 @@ bool parse_items(Cursor& cursor, std::string_view kind, Item&& item) {
                 cursor.advance();
             if (cursor.at_statement())
                 cursor.fail_at(cursor.where(),
-                               "'end " + std::string(kind) + "' is missing before this statement");
+                               "missing 'end " + std::string(kind) + "' before this statement");
         }
     }
     cursor.advance();

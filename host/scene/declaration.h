@@ -31,7 +31,7 @@ enum class Type : std::uint8_t {
 
 // As written in a declaration: "color texture", "struct", …
 std::string_view type_name(Type type);
-// Numbers that a value of the type has: 1, 3, 4, 16; 0 for types that take no numbers.
+// Number of components: 1, 3, 4 or 16; 0 for types without numbers.
 unsigned component_count(Type type);
 
 // One parameter, struct member or result field.
@@ -40,14 +40,14 @@ struct ParameterDeclaration {
     Type type = Type::color;
     // structure: its fields. array: exactly one, the element (with the same name).
     std::vector<ParameterDeclaration> members;
-    // Empty, or the numbers after `default` (checked: as many as the type has, three for a colour
-    // allowed; no real for an integer).
+    // Empty, or the numbers after `default`: one per component, three or four for a color, and no
+    // reals for an integer.
     std::vector<Number> defaults;
 
     bool operator==(const ParameterDeclaration&) const = default;
 };
 
-// What a shader may be used as, one bit each.
+// The types of shader that a shader can be used as, one bit each.
 enum Apply : std::uint32_t {
     apply_lens = 1u << 0,
     apply_material = 1u << 1,
@@ -66,23 +66,23 @@ enum Apply : std::uint32_t {
     apply_state = 1u << 14
 };
 
-// Phenomena are reported once as unsupported and delivered without their inside: result, name and
-// parameters only, so that calls of one can be told from calls of an undeclared shader.
+// Phenomena are not supported. Their declarations are delivered with result, name and parameters
+// only, so that calls of phenomena can be distinguished from calls of undeclared shaders.
 enum class DeclarationKind : std::uint8_t { shader, data, phenomenon };
 
 struct Declaration {
     DeclarationKind kind = DeclarationKind::shader;
     std::string name;
     Type result = Type::color;
-    std::vector<ParameterDeclaration> result_fields; // result structure: its fields
+    std::vector<ParameterDeclaration> result_fields; // for result structures
     std::vector<ParameterDeclaration> parameters;    // in order
     int version = 0;
-    std::uint32_t apply = 0;                         // Apply bits; 0: not said
-    std::optional<bool> wants_trace, wants_scanline; // wishes about the options
+    std::uint32_t apply = 0;                         // Apply bits; 0: not given
+    std::optional<bool> wants_trace, wants_scanline; // required options
     Location where;
 };
 
-// Places are not compared.
+// Locations are not compared.
 bool operator==(const Declaration& a, const Declaration& b);
 
 } // namespace vx::scene

@@ -46,7 +46,7 @@ void Diagnostics::note(Location where, std::string text) {
 }
 
 bool Diagnostics::warning_once(std::string_view kind, Location where, std::string text) {
-    if (!m_said.emplace(kind).second) return false;
+    if (!m_issued.emplace(kind).second) return false;
     warning(where, std::move(text));
     return true;
 }
@@ -57,7 +57,7 @@ void Diagnostics::say(Severity severity, Location where, std::string text) {
     diagnostic.severity = severity;
     diagnostic.text = std::move(text);
     diagnostic.place = {std::string(file_name(where.file)), where.line, where.column};
-    // A file is always known before the files that it includes, so the chain ends.
+    // Files are registered before the files that they include, so the chain ends.
     std::uint32_t file = where.file;
     while (file > 0 && file <= m_files.size()) {
         const Location from = m_files[file - 1].included_from;

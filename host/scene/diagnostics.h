@@ -1,4 +1,4 @@
-// Where things stand in the scene text, and what is said about them. Nothing here prints.
+// Locations in scene text, and messages about them. Nothing is printed.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,9 @@
 
 namespace vx::scene {
 
-// A place in the scene text. Cheap to copy; Diagnostics knows the name behind `file`.
+// A location in the scene text. Cheap to copy; Diagnostics stores the name of the file.
 struct Location {
-    std::uint32_t file = 0;   // from Diagnostics::add_file; 0: no place in a file
+    std::uint32_t file = 0;   // from Diagnostics::add_file; 0: no file
     std::uint32_t line = 0;   // from 1
     std::uint32_t column = 0; // from 1, in bytes
 
@@ -22,7 +22,7 @@ struct Location {
 
 enum class Severity { note, warning, error };
 
-// One message. `text` is a sentence without a final stop and without the place.
+// One message. `text` is a sentence without a final period and without the location.
 struct Diagnostic {
     // One step of the chain of includes, innermost first.
     struct Place {
@@ -32,26 +32,23 @@ struct Diagnostic {
     };
 
     Severity severity = Severity::error;
-    Place place;              // file empty: no place
-    std::vector<Place> chain; // the $include lines that led here
+    Place place;              // empty file: no location
+    std::vector<Place> chain; // the $include directives of enclosing files
     std::string text;
 };
 
-// "file:line:column: text (included from a.mi:3, b.mi:9)", without severity and line end.
+// "file:line:column: text (included from a.mi:3, b.mi:9)", without severity and newline.
 std::string format(const Diagnostic& diagnostic);
 
-/*
- * Collects counts and hands every message to a callback at once. The reader and whoever receives
- * the elements use the same one, so that an error found while an element is built has its place
- * too. Not for use from several threads.
- */
+// Counts messages and passes them to a callback immediately. The reader and the receiver of the
+// elements share one object, so that errors found later have locations, too. Not thread-safe.
 class Diagnostics {
   public:
     using Sink = std::function<void(const Diagnostic&)>;
 
     explicit Diagnostics(Sink sink = {}) : m_sink(std::move(sink)) {}
 
-    // Makes a file known; `included_from` is the place of the line that named it, if any.
+    // Registers a file. `included_from` is the location of the $include directive, if any.
     std::uint32_t add_file(std::string name, Location included_from = {});
     // Empty for an unknown file.
     std::string_view file_name(std::uint32_t file) const;
@@ -59,7 +56,8 @@ class Diagnostics {
     void error(Location where, std::string text);
     void warning(Location where, std::string text);
     void note(Location where, std::string text);
-    // Says it for the first of a kind only. `kind` is any text that tells kinds apart. True: said.
+    // Issues only the first warning of each kind. `kind` is any string that identifies the kind.
+    // Returns true if the warning was issued.
     bool warning_once(std::string_view kind, Location where, std::string text);
 
     std::size_t errors() const { return m_errors; }
@@ -75,7 +73,7 @@ class Diagnostics {
 
     Sink m_sink;
     std::vector<File> m_files;
-    std::set<std::string, std::less<>> m_said;
+    std::set<std::string, std::less<>> m_issued;
     std::size_t m_errors = 0;
     std::size_t m_warnings = 0;
 };

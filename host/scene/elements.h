@@ -1,6 +1,6 @@
-// The elements of a scene except objects. Every element is delivered complete: the reader keeps
-// what each name holds, takes it as the start of an `incremental` definition, and hands over the
-// merged result. The initial values here are the ones that count when a statement is missing.
+// The elements of a scene except objects. Elements are delivered complete: the reader merges
+// `incremental` definitions with the earlier contents. The initial values of the members are the
+// defaults of the scene language.
 #pragma once
 
 #include "host/image/filter_kind.h"
@@ -16,7 +16,7 @@ namespace vx::scene {
 struct Element {
     std::string name;
     Location where;           // of the name
-    bool incremental = false; // written so; a name that was delivered before is replaced either way
+    bool incremental = false; // an existing element of this name is replaced in either case
 };
 
 enum class Face : std::uint8_t { front = 1, back = 2, both = 3 };
@@ -29,17 +29,17 @@ enum class ColorClip : std::uint8_t { rgb, alpha, raw };
 struct Filter {
     FilterKind kind = FilterKind::box;
     bool clip = false;
-    float width = 1, height = 1; // pixels; the kind's own size 1, 2, 3, 4, 4 when none was given
+    float width = 1, height = 1; // pixels; the default size of the kind if not given
 };
 
-// A string option: a boolean, text, or one, three or four numbers.
+// The value of a string option: a boolean, a string, or numbers.
 using OptionValue = std::variant<bool, std::string, std::vector<Number>>;
 
 struct Options : Element {
     bool trace = true;
     bool scanline = true;
     int reflection_depth = 2, refraction_depth = 2, trace_depth = 4;
-    int min_samples = -2, max_samples = 0; // a pixel takes 4^min to 4^max samples
+    int min_samples = -2, max_samples = 0; // a pixel has 4^min to 4^max samples
     int default_min_samples = -128, default_max_samples = 127;
     Color contrast = {0.1f, 0.1f, 0.1f, 0.1f};
     Color time_contrast = {0.2f, 0.2f, 0.2f, 0.2f};
@@ -67,13 +67,13 @@ struct Options : Element {
 
 // One output statement of a camera: a file, or an output shader.
 struct Output {
-    std::string types;  // "rgba", "+rgb_fp,z", … as written; empty: the format's best
+    std::string types;  // "rgba", "+rgb_fp,z", … as written; empty: the default of the format
     std::string format; // "png"
     std::string file;   // as written, not yet substituted
     std::optional<int> quality;
     std::optional<float> dpi;
     std::string compression;
-    ShaderList shader; // not empty: an output shader; format and file are empty then
+    ShaderList shader; // not empty for an output shader, which has no format and file
     Location where;
 };
 
@@ -82,7 +82,7 @@ struct FrameBuffer {
     std::string datatype;    // "rgba_h", …
     std::string filename;    // as written; empty: not written to a file
     std::string filetype;    // "exr", …
-    std::string compression; // empty: the format's own
+    std::string compression; // empty: the default of the format
     std::optional<bool> filtering, primary, premultiplied, tiled, user, useopacity, useprimary;
     std::optional<int> quality, dpi;
     Location where;
@@ -134,7 +134,7 @@ struct Light : Element {
     AreaShape area;
     std::vector<std::string> data;
 
-    // Follows from which of origin, direction and spread are there.
+    // Depends on which of origin, direction and spread are set.
     LightKind kind() const;
 };
 
@@ -144,11 +144,11 @@ struct Texture : Element {
     TextureKind kind = TextureKind::color;
     bool local = false, writable = false;
     std::optional<float> filter; // pyramid filtering with this scale
-    // Exactly one of these three tells the contents.
+    // Exactly one of the following three is set.
     std::string file; // as written, not yet substituted
     struct Pixels {
         int width = 0, height = 0, bytes_per_component = 1;
-        std::vector<std::byte> bytes; // as given; may be shorter than the size promises
+        std::vector<std::byte> bytes; // may be fewer than the size requires
     };
     std::optional<Pixels> pixels;
     ShaderList shaders;
@@ -167,17 +167,17 @@ struct NamedShader : Element {
 
 struct UserData : Element {
     std::uint32_t label = 0;
-    // Exactly one of these three tells the contents.
+    // Exactly one of the following three is set.
     std::string file; // as written, not yet substituted
     std::vector<std::byte> bytes;
     std::optional<ShaderCall> call; // declared by `declare data`
 };
 
-// Not given, off, on: the values 0, 1, 2 of the renderer's instance records.
+// The values of miInstance.
 enum class Switch : std::uint8_t { unset = 0, off = 1, on = 2 };
 
-// Flags of an instance; what is not given comes from above or from the object. Ray flags: bits 1, 2
-// switch casting and receiving on, 4, 8 switch them off, 0 means not given.
+// Flags of an instance. Unset flags are inherited from parent instances or the object. Ray flags:
+// the values 1 and 2 turn casting and receiving on, 4 and 8 turn them off; 0 is unset.
 struct InstanceFlags {
     Switch visible = Switch::unset, shadowmap = Switch::unset, select = Switch::unset,
            hardware = Switch::unset;
@@ -188,7 +188,7 @@ struct InstanceFlags {
 
 enum class MotionKind : std::uint8_t { inherit, transform, off };
 
-// Names of light instances (or of groups of them).
+// Names of light instances or of groups of light instances.
 struct LightList {
     bool exclusive = false; // all but these
     std::vector<std::string> lights;
@@ -196,19 +196,19 @@ struct LightList {
 
 struct Instance : Element {
     std::string item;            // camera, light, object or instance group; checked
-    ShaderList geometry_shaders; // instead of item
-    // From the parent's space to the item's; never singular. None: the identity.
+    ShaderList geometry_shaders; // instead of an item
+    // From parent space to item space; never singular. None: the identity.
     std::optional<Matrix> transform;
     ShaderList transform_shader; // computes the matrix
     MotionKind motion = MotionKind::inherit;
     Matrix motion_transform = kIdentityMatrix; // MotionKind::transform
-    // `material "m"`: one name and material_list false. `material [ … ]`: any number of names and
-    // material_list true, which is not the same even for one name. All checked.
+    // `material "m"`: one name, and material_list is false. `material [ … ]`: any number of names,
+    // and material_list is true, which differs even for one name. All names are checked.
     std::vector<std::string> materials;
     bool material_list = false;
     bool override_material = false;
-    std::optional<LightList> lights;        // what illuminates; none: not said
-    std::optional<LightList> shadow_lights; // what casts shadows on it
+    std::optional<LightList> lights;        // lights of the instance; none: not given
+    std::optional<LightList> shadow_lights; // lights that cast shadows on it
     bool hide = false;
     InstanceFlags flags;
     std::uint32_t label = 0;

@@ -43,11 +43,11 @@ bool has(char c, std::uint8_t bits) {
     return (kClasses[static_cast<unsigned char>(c)] & bits) != 0;
 }
 
-constexpr char kNothing[17] = {};
+constexpr char kEmptySource[17] = {}; // with the padding of Source
 constexpr std::size_t kProgressStep = std::size_t{4} << 20;
 
-// A sign, a point and digits: what a number may begin with, tested before any conversion, so that
-// no "inf" or "nan" gets through.
+// Whether a number begins here: an optional sign, an optional point and a digit. Excludes "inf" and
+// "nan", which the conversion functions would accept.
 bool number_at(const char* p) {
     if (*p == '+' || *p == '-') ++p;
     if (*p == '.') ++p;
@@ -57,12 +57,12 @@ bool number_at(const char* p) {
 } // namespace
 
 std::string describe(const Token& token) {
-    constexpr std::size_t kLongest = 60;
-    std::string text(token.text.substr(0, kLongest));
-    if (token.text.size() > kLongest) text += "...";
+    constexpr std::size_t kMaxLength = 60;
+    std::string text(token.text.substr(0, kMaxLength));
+    if (token.text.size() > kMaxLength) text += "...";
     switch (token.kind) {
     case TokenKind::end:
-        return "the end of the text";
+        return "the end of the file";
     case TokenKind::string:
         return '"' + text + '"';
     case TokenKind::bytes:
@@ -91,9 +91,9 @@ Lexer::Lexer(Diagnostics& diagnostics, Substitution& substitution, const ReaderS
     : m_diagnostics(diagnostics),
       m_substitution(substitution),
       m_settings(settings),
-      m_p(kNothing),
-      m_end(kNothing),
-      m_line_start(kNothing) {}
+      m_p(kEmptySource),
+      m_end(kEmptySource),
+      m_line_start(kEmptySource) {}
 
 void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Location from,
                  std::string folder) {
@@ -119,15 +119,15 @@ bool Lexer::pop() {
     if (m_frames.empty()) return false;
     const bool was_top = m_frames.size() == 1;
     for (const Condition& condition : m_frames.back().conditions)
-        m_diagnostics.error(condition.where, "this $if has no $endif");
+        m_diagnostics.error(condition.where, "$if without $endif");
     if (was_top && m_settings.progress)
         m_settings.progress(m_frames.back().source->size(), m_frames.back().source->size());
-    // Tokens may still look into it.
+    // Tokens may still refer to it.
     m_retired.push_back(std::move(m_frames.back().source));
     m_frames.pop_back();
     if (m_frames.empty()) {
         m_last_place = place();
-        m_p = m_end = kNothing;
+        m_p = m_end = kEmptySource;
         return false;
     }
     const Frame& frame = m_frames.back();
@@ -144,7 +144,7 @@ void Lexer::close_all() {
     for (Frame& frame : m_frames)
         m_retired.push_back(std::move(frame.source));
     m_frames.clear();
-    m_p = m_end = m_line_start = kNothing;
+    m_p = m_end = m_line_start = kEmptySource;
 }
 
 void Lexer::report_progress() {
@@ -188,7 +188,7 @@ int Lexer::skip() {
 }
 
 Location Lexer::place() const {
-    if (m_p == kNothing) return m_last_place;
+    if (m_p == kEmptySource) return m_last_place;
     return {m_file, m_line, static_cast<std::uint32_t>(m_p - m_line_start + 1)};
 }
 
@@ -215,7 +215,7 @@ bool Lexer::at_number() {
 
 namespace {
 
-// As strtod, for what from_chars finds out of range: infinity or a number next to zero.
+// Converts numbers that from_chars reports as out of range, to infinity or to a number close to 0.
 double convert_slowly(const char* begin, const char* end) {
     const std::string copy(begin, end);
     return std::strtod(copy.c_str(), nullptr);
@@ -231,7 +231,7 @@ float Lexer::raw_float() {
     const auto [behind, status] = std::from_chars(start, m_end, value);
     if (status != std::errc{}) {
         const double exact = convert_slowly(start, behind);
-        if (std::abs(exact) > 1) throw SyntaxError{place(), "this number is too large"};
+        if (std::abs(exact) > 1) throw SyntaxError{place(), "the number is too large"};
         value = static_cast<float>(exact);
     }
     if (has(*behind, in_word)) fail("a number");
@@ -271,8 +271,8 @@ bool Lexer::at_word_start() {
 
 std::string_view Lexer::raw_block(std::size_t size) {
     if (size >= remaining() || m_p[size] != '`')
-        throw SyntaxError{place(), "this binary block does not hold " + std::to_string(size) +
-                                       " bytes and a closing backquote"};
+        throw SyntaxError{place(),
+                          "the binary block is not " + std::to_string(size) + " bytes long"};
     const std::string_view block(m_p, size);
     for (const char* q = m_p;
          (q = static_cast<const char*>(
@@ -320,9 +320,9 @@ Token Lexer::next() {
     } else if (c > 0 && std::strchr("()[]{},=%", c)) {
         token.kind = TokenKind::mark;
     } else {
-        constexpr int kFirstPrintable = 0x20, kFirstBeyond = 0x7f;
+        constexpr int kFirstPrintable = 0x20, kDelete = 0x7f;
         std::string shown = "'" + std::string(1, byte) + "'";
-        if (c < kFirstPrintable || c >= kFirstBeyond) shown = "byte " + std::to_string(c);
+        if (c < kFirstPrintable || c >= kDelete) shown = "byte " + std::to_string(c);
         throw SyntaxError{token.where, "unexpected character " + shown};
     }
     return token;
@@ -336,17 +336,17 @@ Token Lexer::number_token(Token token) {
     token.text = {m_p, static_cast<std::size_t>(behind - m_p)};
     token.kind = whole.ptr == behind ? TokenKind::integer : TokenKind::real;
     if (token.kind == TokenKind::integer && whole.ec != std::errc{})
-        token.kind = TokenKind::real; // too long for any integer; a real all the same
+        token.kind = TokenKind::real; // too large for an integer
     m_p = behind;
     if (any.ec != std::errc{}) {
         token.real = convert_slowly(start, behind);
-        if (std::abs(token.real) > 1) throw SyntaxError{token.where, "this number is too large"};
+        if (std::abs(token.real) > 1) throw SyntaxError{token.where, "the number is too large"};
     }
     if (has(*m_p, in_word)) {
         while (has(*m_p, in_word))
             ++m_p;
         throw SyntaxError{token.where, "'" + std::string(token.text.data(), m_p) +
-                                           "' is neither a number nor a name"};
+                                           "' is not a valid number or name"};
     }
     return token;
 }
@@ -356,7 +356,7 @@ Token Lexer::string_token(Token token) {
     for (;; ++m_p) {
         if (*m_p == '"') break;
         if (*m_p == '\n' || *m_p == '\0')
-            throw SyntaxError{token.where, "this string has no closing quote on its line"};
+            throw SyntaxError{token.where, "the string has no closing quote"};
         if (*m_p == '\\' && (m_p[1] == '"' || m_p[1] == '\\')) {
             token.escaped = true;
             ++m_p;
@@ -377,7 +377,7 @@ Token Lexer::bytes_token(Token token) {
             ++m_line;
             m_line_start = m_p + 1;
         } else if (!hex && !has(*m_p, is_blank)) {
-            throw SyntaxError{place(), "a byte string holds pairs of hexadecimal digits only"};
+            throw SyntaxError{place(), "byte strings may contain hexadecimal digits only"};
         }
     }
     token.kind = TokenKind::bytes;

@@ -1,4 +1,4 @@
-// Tokens of scene text, with $ lines carried out on the way.
+// The lexer: converts scene text to tokens and executes $ directives.
 #pragma once
 
 #include "host/scene/reader.h"
@@ -8,7 +8,7 @@
 
 namespace vx::scene {
 
-// Thrown inside the reader only, and caught at the statement or item that it spoils.
+// Thrown within the reader only, and caught at the enclosing statement or item.
 struct SyntaxError {
     Location where;
     std::string text;
@@ -22,8 +22,8 @@ enum class TokenKind : std::uint8_t {
     real,
     mark,      // ( ) [ ] { } , = %
     bytes,     // '00ff…': text holds the digits
-    backquote, // a binary block or vector starts behind it
-    bad        // text that is no token; Cursor knows why
+    backquote, // the start of a binary block or vector
+    bad        // invalid text; Cursor stores the error
 };
 
 struct Token {
@@ -31,59 +31,59 @@ struct Token {
     bool escaped = false; // string: holds escapes
     bool first = false;   // first on its line
     Location where;
-    std::string_view text; // string: without its quotes. Good until the next statement begins.
+    std::string_view text; // strings: without quotes. Valid until the next statement.
     std::int64_t integer = 0;
-    double real = 0; // of both kinds of numbers
+    double real = 0; // for integers, too
 };
 
-// As an error message names it: 'word', "string", end of file.
+// The token as it appears in error messages: 'word', "string", the end of the file.
 std::string describe(const Token& token);
 
-/*
- * Two ways to read: next() makes tokens for the grammar; the raw functions read numbers, letters
- * and binary data of geometry straight from the buffer. Text and $include'd files form one stream.
- */
+// next() returns tokens for the parser. The raw functions read numbers, letters and binary data of
+// geometry directly from the buffer. Included files are part of the same stream.
 class Lexer {
   public:
     Lexer(Diagnostics& diagnostics, Substitution& substitution, const ReaderSettings& settings);
 
-    // A registry entry as lines of scene text, for $lookup. Values are kept in Substitution.
+    // Stores the commands of a registry entry as scene text, for $lookup. Values are in
+    // Substitution.
     void set_registry_actions(const std::string& name, std::string text);
 
-    // Opens a file or text to be read next. Reports and returns false when it cannot be read.
+    // Opens a file, which is read next. Reports an error and returns false if it cannot be read.
     bool open_file(const std::string& path, Location from);
     void open(std::unique_ptr<Source> source, const std::string& name, Location from,
               std::string folder = {});
     void lookup(const std::string& name, Location where);
-    // Forgets all open texts, after an error that ends the reading.
+    // Closes all open sources, after a fatal error.
     void close_all();
-    // Lets go of the texts that ended since the last call.
+    // Releases the sources that ended since the last call.
     void retire() { m_retired.clear(); }
 
     Token next();
 
-    // The next significant byte without taking it, -1 at the end of all text.
+    // The next significant byte, without advancing; -1 at the end of the input.
     int peek();
     Location place() const;
     bool at_number();
     float raw_float();
     std::int32_t raw_integer();
-    // The place of the number that was read last.
+    // Location of the last number read.
     Location number_place() const {
         return {m_file, m_line, static_cast<std::uint32_t>(m_number - m_line_start + 1)};
     }
-    // The next word when it has one letter only, else 0. Does not take it.
+    // The next word if it is a single letter, else 0. Does not advance.
     char raw_letter();
-    // Takes the next word when it is this one.
+    // Advances if the next word is this one.
     bool raw_accept(std::string_view word);
     bool at_word_start();
-    // Steps over one byte that peek() has shown.
+    // Skips one byte, which peek() returned.
     void skip_byte() { ++m_p; }
-    // Behind a backquote: `size` bytes and the closing backquote. Throws when they are not there.
+    // Reads `size` bytes and the closing backquote, after an opening backquote. Throws SyntaxError
+    // if the block has a different size.
     std::string_view raw_block(std::size_t size);
-    // Bytes left in the present text: bounds what counts in headers may promise.
+    // Number of bytes left in the current source. Bounds the counts in headers.
     std::size_t remaining() const { return static_cast<std::size_t>(m_end - m_p); }
-    // Makes `token`, the one that next() gave last, the next again.
+    // Moves back to `token`, which must be the last result of next().
     void unread(const Token& token);
 
     [[noreturn]] void fail(const std::string& expected);
@@ -97,7 +97,7 @@ class Lexer {
         std::unique_ptr<Source> source;
         const char* p = nullptr;
         std::uint32_t file = 0, line = 1;
-        std::string folder; // where names in it are looked for first; ends in a slash or is empty
+        std::string folder; // searched first for include files; empty or with a trailing slash
         const char* line_start = nullptr;
         std::vector<Condition> conditions;
     };
@@ -130,18 +130,18 @@ class Lexer {
     const char *m_p, *m_end, *m_line_start; // of the innermost frame
     const char* m_number;
     std::uint32_t m_line = 1, m_file = 0;
-    Location m_last_place;                 // where the last text ended, for errors at the end
-    const char* m_progress_mark = nullptr; // beyond it, the progress is reported
+    Location m_last_place; // end of the last source, for errors at the end of the input
+    const char* m_progress_mark = nullptr; // position of the next progress report
     std::vector<Frame> m_frames;
     std::vector<std::unique_ptr<Source>> m_retired;
     std::map<std::string, std::string, std::less<>> m_registry_actions;
     std::size_t m_includes = 0;
 };
 
-// "a/b.mi": "a/"; "b.mi": nothing.
+// The folder of a path with a trailing slash: "a/" for "a/b.mi", empty for "b.mi".
 std::string folder_of(const std::string& path);
 
-// Text of a string token with its escapes resolved.
+// The text of a string token with escape sequences replaced.
 std::string unescape(const Token& token);
 
 } // namespace vx::scene

@@ -1,4 +1,4 @@
-// The lines that begin with a dollar sign.
+// Directives: lines that begin with a dollar sign.
 #include "host/scene/lexer.h"
 
 #include <cstdlib>
@@ -9,7 +9,7 @@ namespace vx::scene {
 
 namespace {
 
-// Many files that include each other twice would otherwise never end.
+// Limits the running time for files that include each other more than once.
 constexpr std::size_t kIncludeCountLimit = 100000;
 
 std::string_view trim(std::string_view text) {
@@ -85,19 +85,19 @@ void Lexer::directive() {
         }
         if (conditions.back().in_else) m_diagnostics.error(where, dollar(word) + " after $else");
         conditions.back().in_else = word == "else";
-        skip_inactive(); // a branch of this $if has been read
+        skip_inactive(); // the taken branch ends here
     } else if (word == "endif") {
         if (conditions.empty())
             m_diagnostics.error(where, "$endif without $if");
         else
             conditions.pop_back();
     } else if (word == "code") {
-        m_diagnostics.error(where, "$code is not supported: link a shared object instead");
+        m_diagnostics.error(where, "$code is not supported; link a shared library instead");
         skip_code(where);
     } else if (word == "end") {
         m_diagnostics.error(where, "$end without $code");
     } else {
-        m_diagnostics.error(where, "unknown line '$" + std::string(word) + "'");
+        m_diagnostics.error(where, "unknown directive '$" + std::string(word) + "'");
     }
 }
 
@@ -111,7 +111,7 @@ void Lexer::skip_code(Location where) {
         line.remove_prefix(4);
         if (trim(line).starts_with("code")) return;
     }
-    m_diagnostics.error(where, "this $code has no $end code");
+    m_diagnostics.error(where, "$code without $end code");
 }
 
 void Lexer::begin_condition(bool holds, Location where) {
@@ -119,7 +119,7 @@ void Lexer::begin_condition(bool holds, Location where) {
     if (!holds) skip_inactive();
 }
 
-// Goes to the line that ends the present branch: a branch that is to be read, or the $endif.
+// Skips to the next branch that is taken, or to the $endif.
 void Lexer::skip_inactive() {
     auto& conditions = m_frames.back().conditions;
     unsigned inner = 0;
@@ -159,7 +159,7 @@ void Lexer::skip_inactive() {
 std::string Lexer::key_value(std::string_view key) const {
     if (key.find('{') == std::string_view::npos) return m_substitution.variable(key);
     const std::string value = m_substitution.substitute(key);
-    // A registry name that is not there stays as it is in texts, but does not count as defined.
+    // Substitution keeps unknown registry names; they are undefined here.
     return value == key ? std::string{} : value;
 }
 
@@ -190,7 +190,7 @@ std::string Lexer::find_include(const std::string& name, bool path_first) const 
     const fs::path path(name);
     if (path.is_absolute()) return name;
     if (!path_first && exists(path)) return name;
-    // Next to the file that asks.
+    // Relative to the including file.
     const fs::path beside = fs::path(m_frames.back().folder) / path;
     if (!path_first && exists(beside)) return beside.string();
     auto directories = m_settings.include_directories;
@@ -222,7 +222,7 @@ void Lexer::include(std::string_view rest, Location where) {
     const std::string wanted = m_substitution.path(*name);
     const std::string found = find_include(wanted, path_first);
     if (found.empty())
-        m_diagnostics.error(where, "cannot find '" + wanted + "' to include");
+        m_diagnostics.error(where, "cannot find include file '" + wanted + "'");
     else
         open_file(found, where);
 }
@@ -230,10 +230,11 @@ void Lexer::include(std::string_view rest, Location where) {
 bool Lexer::open_file(const std::string& path, Location from) {
     if (m_frames.size() > m_settings.include_limit || ++m_includes > kIncludeCountLimit) {
         m_diagnostics.error(from, m_frames.size() > m_settings.include_limit
-                                      ? "files include one another more than " +
-                                            std::to_string(m_settings.include_limit) + " deep"
-                                      : std::string("too many files are included"));
-        // No use to go on: what includes itself would come here again and again.
+                                      ? "include files are nested more than " +
+                                            std::to_string(m_settings.include_limit) +
+                                            " levels deep"
+                                      : std::string("too many include files"));
+        // Stop reading: a file that includes itself would cause the same error repeatedly.
         close_all();
         return false;
     }
@@ -254,13 +255,13 @@ void Lexer::set_registry_actions(const std::string& name, std::string text) {
 void Lexer::lookup(const std::string& name, Location where) {
     const auto found = m_registry_actions.find(name);
     if (found == m_registry_actions.end()) {
-        // These configure renderers; an unknown one is left alone.
+        // Unknown entries of the renderer configuration are ignored.
         if (!name.starts_with("{_MI_") && !name.starts_with("_MI_"))
             m_diagnostics.error(where, "there is no registry entry '" + name + "'");
         return;
     }
     if (m_frames.size() > m_settings.include_limit || ++m_includes > kIncludeCountLimit) {
-        m_diagnostics.error(where, "registry entries look up one another without end");
+        m_diagnostics.error(where, "registry entries refer to each other recursively");
         close_all();
         return;
     }

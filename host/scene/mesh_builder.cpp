@@ -3,7 +3,7 @@
 namespace vx::scene {
 
 std::int32_t MeshBuilder::material(std::string_view name) {
-    // Long runs of polygons carry the same name.
+    // Consecutive polygons usually have the same material.
     if (name == m_last_name) return m_last_material;
     m_last_name = name;
     if (name.empty()) return m_last_material = -1;
@@ -22,7 +22,7 @@ void MeshBuilder::add_fan(std::span<const std::uint32_t> corners) {
 void MeshBuilder::add_strip(std::span<const std::uint32_t> corners) {
     ++m_mesh.source_polygons;
     for (std::size_t i = 2; i < corners.size(); ++i) {
-        // Every second triangle runs the other way round.
+        // Every second triangle has the opposite orientation.
         const bool odd = i % 2 != 0;
         add_triangle(corners[i - (odd ? 1 : 2)], corners[i - (odd ? 2 : 1)], corners[i]);
     }

@@ -1,4 +1,4 @@
-// Puts a mesh together from the vectors, vertices and polygons of groups and triangle lists.
+// Builds a mesh from the vectors, vertices and polygons of groups and triangle lists.
 #pragma once
 
 #include "host/scene/object.h"
@@ -15,16 +15,16 @@ class MeshBuilder {
     bool tagged() const { return m_tagged; }
     Mesh& mesh() { return m_mesh; }
 
-    // Vertices that are added from here on are numbered from 0.
+    // Starts a group: vertex indices are relative to the first vertex added after this call.
     void begin_group() { m_base = m_mesh.positions.size(); }
     std::size_t group_vertices() const { return m_mesh.positions.size() - m_base; }
 
     void add_vertex(const Vec3& position) { m_mesh.positions.push_back(position); }
-    // For the vertex added last. False: it has this one already.
+    // Sets a vector of the last vertex. Returns false if it is already set.
     bool set(std::vector<Vec3>& plane, const Vec3& value) {
         const std::size_t count = m_mesh.positions.size();
         if (plane.size() >= count) return false;
-        // What earlier vertices did not have.
+        // Null vectors for earlier vertices without this vector.
         if (plane.size() + 1 < count) plane.resize(count - 1);
         plane.push_back(value);
         return true;
@@ -36,10 +36,10 @@ class MeshBuilder {
 
     // Index of a material name, the same for the same name; -1 for the empty one.
     std::int32_t material(std::string_view name);
-    // Index or label for the polygons that follow.
+    // Sets the material index or label of the following polygons.
     void set_material(std::int32_t index_or_label) { m_material = index_or_label; }
 
-    // Corner numbers count in the group; they must be below group_vertices().
+    // Corner indices are relative to the group and must be less than group_vertices().
     void add_triangle(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
         const auto base = static_cast<std::uint32_t>(m_base);
         m_mesh.triangles.push_back({a + base, b + base, c + base});
@@ -47,10 +47,10 @@ class MeshBuilder {
     }
     void add_fan(std::span<const std::uint32_t> corners);
     void add_strip(std::span<const std::uint32_t> corners);
-    // As triangulate.
+    // Returns the result of triangulate.
     bool add_polygon(std::span<const std::uint32_t> corners, std::span<const std::size_t> rings);
 
-    // Fills up what later vertices did not have, and gives the mesh away.
+    // Returns the mesh. Missing vectors of the last vertices are set to null vectors.
     Mesh finish();
 
   private:

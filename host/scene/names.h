@@ -1,4 +1,4 @@
-// What the names of a scene stand for while it is read.
+// The named elements of a scene while it is read.
 #pragma once
 
 #include "host/scene/description.h"
@@ -9,10 +9,10 @@
 
 namespace vx::scene {
 
-// Elements that are skipped have their name kept, nothing else.
+// An element of an unsupported kind. Only its name is kept.
 struct Skipped : Element {};
 
-// As error messages call the element.
+// The kind of an element as used in the scene language and in messages.
 template <class T>
 constexpr const char* kind_name() {
     if constexpr (std::is_same_v<T, Options>) return "options";
@@ -28,14 +28,12 @@ constexpr const char* kind_name() {
     return "element";
 }
 
-/*
- * Keeps the contents of every named element (of objects all but the geometry), so that an
- * incremental definition can start from them and references can be checked. All kinds share one set
- * of names.
- */
+// Stores the contents of every named element, except the geometry of objects. Incremental
+// definitions start from them, and references are checked against them. All kinds share one name
+// space.
 class Names {
   public:
-    // Behind pointers: large scenes have a million shaders, and a camera is ten times as large.
+    // Pointers save memory: a scene may have a million shaders, and a camera is ten times as large.
     template <class... T>
     using AnyOf = std::variant<std::unique_ptr<T>...>;
     using Content = AnyOf<Skipped, Options, Camera, Light, Texture, Material, NamedShader, UserData,
@@ -55,17 +53,15 @@ class Names {
         const auto* const found = std::get_if<std::unique_ptr<T>>(&content);
         return found ? found->get() : nullptr;
     }
-    // Contents to start a definition from. Throws SyntaxError when the name is taken by another
-    // kind of element, or when an incremental definition has nothing to change.
+    // The element that a definition starts from. Throws SyntaxError if the name belongs to another
+    // kind of element, or if the element of an incremental definition does not exist.
     template <class T>
     T start(const std::string& name, Location where, bool incremental) const {
         const Content* const present = find(name);
         const T* const same = present ? as<T>(*present) : nullptr;
         if (present && !same)
-            throw SyntaxError{where, quote(name) + " is " + kind_of(*present) + " already"};
-        if (incremental && !same)
-            throw SyntaxError{where, std::string("there is no ") + kind_name<T>() + ' ' +
-                                         quote(name) + " to change"};
+            throw SyntaxError{where, quote(name) + " is already " + kind_of(*present)};
+        if (incremental && !same) throw SyntaxError{where, no_element<T>(name) + " to change"};
         T element = incremental ? *same : T{};
         element.name = name;
         element.where = where;
@@ -77,7 +73,8 @@ class Names {
         std::string name = element.name;
         m_contents.insert_or_assign(std::move(name), std::make_unique<T>(std::move(element)));
     }
-    // A definition with errors: the name exists from here on, so that its uses are no errors too.
+    // Keeps the name of a definition with errors, so that later references don't produce follow-on
+    // errors.
     template <class T>
     void keep_name(const std::string& name) {
         auto element = std::make_unique<T>();
@@ -86,6 +83,7 @@ class Names {
     }
     bool erase(const std::string& name) { return m_contents.erase(name) > 0; }
 
+    // The kind with an article, such as "a camera".
     static std::string kind_of(const Content& content) {
         const std::string kind = std::visit(
             [](const auto& element) -> std::string {
@@ -95,6 +93,12 @@ class Names {
         const bool plural_or_mass = kind == "options" || kind == "data";
         const bool vowel = kind.front() == 'o' || kind.front() == 'i' || kind.front() == 'e';
         return (plural_or_mass ? "" : vowel ? "an " : "a ") + kind;
+    }
+    // "there is no camera 'x'".
+    template <class T>
+    static std::string no_element(const std::string& name) {
+        const char* const verb = std::is_same_v<T, Options> ? "there are no " : "there is no ";
+        return std::string(verb) + kind_name<T>() + ' ' + quote(name);
     }
     static std::string quote(const std::string& name) { return '\'' + name + '\''; }
 

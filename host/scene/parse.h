@@ -1,4 +1,4 @@
-// The grammar: one function per kind of statement. Internal to the reader.
+// The parser: one function per kind of statement. Internal to the reader.
 #pragma once
 
 #include "host/scene/cursor.h"
@@ -6,7 +6,7 @@
 
 namespace vx::scene {
 
-// All that the grammar works on.
+// The state of the parser.
 struct Context {
     Lexer& lexer;
     Cursor& cursor;
@@ -16,17 +16,18 @@ struct Context {
     const ReaderSettings& settings;
     Names names{};
     std::map<std::string, Declaration, std::less<>> declarations{};
-    std::vector<std::string> spaces{}; // open namespaces, outermost first, each with its "::"
-    std::string closing{};             // the word behind the `end` of the present statement
-    bool stop = false;                 // the receiver said so
+    std::vector<std::string> spaces{}; // open namespaces, outermost first, each ending in "::"
+    std::string closing{};             // the word after the `end` of the current statement
+    bool stop = false;                 // the receiver stopped reading
 
-    // The full name of something defined here.
+    // The full name of an element that is defined.
     std::string defined(const std::string& name) const;
-    // The full name of something used here: the innermost namespace that has it, else as written.
+    // The full name of an element that is used: in the innermost namespace that has it, else as
+    // written.
     std::string used(std::string name) const;
-    // The same for a connection, which may go to a member ("ramp.outColor").
+    // As used(), for a connection, which may refer to a member ("ramp.outColor").
     std::string used_connection(std::string name) const;
-    // Whether renders and calls are still carried out.
+    // Whether render and call commands are still executed.
     bool good() const { return diagnostics.errors() == 0; }
 };
 
@@ -37,19 +38,19 @@ struct DefinedName {
 };
 DefinedName parse_defined_name(Context& c, const char* what);
 
-// parse_statement.cpp. One statement; throws SyntaxError.
+// parse_statement.cpp. Parses one statement; throws SyntaxError.
 void parse_statement(Context& c);
 
 // parse_shader.cpp
 bool at_shader(const Context& c);
 ShaderCall parse_call(Context& c);
-// The same, behind the declared name.
+// Parses a call after its declared name.
 ShaderCall parse_call_of(Context& c, std::string declaration, Location where);
 Shader parse_shader(Context& c);
 ShaderList parse_shader_list(Context& c); // may be empty
 void parse_named_shader(Context& c, bool incremental);
-// A clause of a block: with shaders it is a list, which replaces the one from before the block and
-// grows within it; without it removes the list.
+// A clause of a block with a shader list. The first clause of a block replaces the earlier list and
+// further ones extend it. A clause without shaders clears the list.
 class Clause {
   public:
     void parse(Context& c, ShaderList& list);
@@ -60,21 +61,21 @@ class Clause {
 
 // parse_declare.cpp
 void parse_declare(Context& c);
-// over `gui [NAME] [( )] { }`; the token in hand is `gui`
+// Skips `gui [NAME] [( )] { }`. The current token is `gui`.
 void skip_gui(Context& c);
 
 // parse_options.cpp, parse_options_skip.cpp
 void parse_options(Context& c, bool incremental);
-// An option that the renderer has no use for. False: not one of them.
+// Skips an unsupported option. Returns false if it is not one of them.
 bool skip_option(Context& c);
 Face parse_face(Cursor& cursor);
-// box, triangle, …, `clip mitchell`, with its sizes
+// Parses `[clip] box [width [height]]` etc.
 Filter parse_filter(Context& c);
-// STR value; value a boolean, text or numbers
+// Parses a quoted name and its value: a boolean, a string or numbers.
 void parse_string_option(Context& c, std::map<std::string, OptionValue, std::less<>>* strings);
-// `attribute [override] …`; the token in hand is `attribute`
+// Skips `attribute [override] …`. The current token is `attribute`.
 void skip_attribute(Context& c);
-// `data NAME` or `data null` behind the word; `seen` as in Clause
+// Parses `NAME` or `null` after `data`. `seen`: whether the block has had such an item.
 void parse_data_item(Context& c, std::vector<std::string>& list, bool& seen);
 
 // parse_camera.cpp, parse_light.cpp, parse_material.cpp, parse_instance.cpp
@@ -90,7 +91,7 @@ void parse_data(Context& c, bool incremental);
 // parse_object.cpp
 void parse_object(Context& c, bool incremental);
 
-// Finishes a definition: hands it over when it is good, keeps the name otherwise.
+// Finishes a definition: delivers the element if it is valid, else keeps only its name.
 template <class T>
 void deliver(Context& c, T element, bool good, void (SceneReceiver::*on)(const T&)) {
     if (!good) {
@@ -101,8 +102,8 @@ void deliver(Context& c, T element, bool good, void (SceneReceiver::*on)(const T
     c.names.keep(std::move(element));
 }
 
-// A whole `kind NAME items end kind`. `item` reads one item, `check` says whether the whole is
-// good.
+// Parses `kind NAME items end kind`. `item` parses one item; `check` returns whether the element is
+// valid.
 template <class T, class Item, class Check>
 void parse_block(Context& c, bool incremental, void (SceneReceiver::*on)(const T&), Item&& item,
                  Check&& check) {

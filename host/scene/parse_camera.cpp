@@ -7,7 +7,7 @@ namespace vx::scene {
 
 namespace {
 
-constexpr int kLargestResolution = 65536;
+constexpr int kMaxResolution = 65536;
 
 struct Seen {
     Clause lens, volume, environment;
@@ -16,7 +16,7 @@ struct Seen {
 
 float positive(Cursor& cursor, const char* what) {
     if (!cursor.at_number() || !(cursor.token().real > 0))
-        cursor.fail(std::string(what) + " above 0");
+        cursor.fail(std::string(what) + " greater than 0");
     return cursor.number();
 }
 
@@ -27,7 +27,7 @@ void parse_output_parameters(Cursor& cursor, Output& output) {
         else if (cursor.accept("dpi"))
             output.dpi = cursor.number();
         else if (cursor.accept("compress"))
-            output.compression = cursor.string("the name of a compression");
+            output.compression = cursor.string("a compression method");
         else if (cursor.at_any({"even", "odd", "dod"}))
             cursor.advance();
         else
@@ -40,13 +40,13 @@ void parse_output(Context& c, Camera& camera) {
     Cursor& cursor = c.cursor;
     Output output;
     output.where = cursor.where();
-    if (cursor.accept("colorprofile")) cursor.name("the name of a colour profile");
+    if (cursor.accept("colorprofile")) cursor.name("the name of a color profile");
     std::vector<std::string> texts;
     Location last = cursor.where();
-    constexpr std::size_t kMost = 3;
-    while (cursor.at_string() && texts.size() < kMost) {
+    constexpr std::size_t kMaxStrings = 3; // types, format and file
+    while (cursor.at_string() && texts.size() < kMaxStrings) {
         last = cursor.where();
-        texts.push_back(cursor.string("a text"));
+        texts.push_back(cursor.string("a string"));
         if (cursor.at_mark('(')) {
             output.shader.emplace_back(parse_call_of(c, std::move(texts.back()), last));
             texts.pop_back();
@@ -60,19 +60,19 @@ void parse_output(Context& c, Camera& camera) {
     if (output.shader.empty() && cursor.at_mark('=')) output.shader.push_back(parse_shader(c));
     if (!output.shader.empty()) {
         if (texts.size() > 1)
-            cursor.fail_at(output.where, "an output shader takes one text of image types");
+            cursor.fail_at(output.where, "an output shader accepts only one string of image types");
         if (!texts.empty()) output.types = std::move(texts.front());
         camera.outputs.push_back(std::move(output));
         return;
     }
-    // With settings in between, the file name is still to come.
+    // Settings may precede the file name.
     const std::size_t before = texts.size();
     parse_output_parameters(cursor, output);
-    if (before < kMost && cursor.at_string()) texts.push_back(cursor.string("a file name"));
+    if (before < kMaxStrings && cursor.at_string()) texts.push_back(cursor.string("a file name"));
     if (texts.size() < 2) cursor.fail("the format and the name of an output file");
     output.file = std::move(texts.back());
     output.format = std::move(texts[texts.size() - 2]);
-    if (texts.size() == kMost) output.types = std::move(texts.front());
+    if (texts.size() == kMaxStrings) output.types = std::move(texts.front());
     camera.outputs.push_back(std::move(output));
 }
 
@@ -98,7 +98,7 @@ bool parse_framebuffer_item(Cursor& cursor, FrameBuffer& buffer) {
                                {"useprimary", &FrameBuffer::useprimary}};
     for (const Text& text : kTexts)
         if (cursor.accept(text.word)) {
-            buffer.*text.field = cursor.string("a text");
+            buffer.*text.field = cursor.string("a string");
             return true;
         }
     for (const Flag& flag : kFlags)
@@ -113,7 +113,7 @@ bool parse_framebuffer_item(Cursor& cursor, FrameBuffer& buffer) {
     else if (cursor.accept("dod"))
         cursor.boolean();
     else if (cursor.accept("colorprofile"))
-        cursor.string("the name of a colour profile");
+        cursor.string("the name of a color profile");
     else
         return false;
     return true;
@@ -145,7 +145,7 @@ void parse_framebuffer(Cursor& cursor, Camera& camera) {
 
 void skip_pass(Context& c) {
     Cursor& cursor = c.cursor;
-    c.diagnostics.warning_once("pass", cursor.where(), "rendering passes are not supported");
+    c.diagnostics.warning_once("pass", cursor.where(), "render passes are not supported; ignored");
     if (cursor.accept("null")) return;
     if (cursor.accept("delete")) {
         cursor.string("the name of a pass");
@@ -201,12 +201,12 @@ void parse_item(Context& c, Camera& camera, Seen& seen) {
     } else if (cursor.accept("aperture")) {
         camera.aperture = positive(cursor, "a width");
     } else if (cursor.accept("aspect")) {
-        camera.aspect = positive(cursor, "an aspect");
+        camera.aspect = positive(cursor, "an aspect ratio");
     } else if (cursor.accept("resolution")) {
         for (int* const size : {&camera.x_resolution, &camera.y_resolution}) {
             if (cursor.at_integer() &&
-                (cursor.token().integer < 1 || cursor.token().integer > kLargestResolution))
-                cursor.fail("a number of pixels from 1 to " + std::to_string(kLargestResolution));
+                (cursor.token().integer < 1 || cursor.token().integer > kMaxResolution))
+                cursor.fail("a number of pixels from 1 to " + std::to_string(kMaxResolution));
             *size = cursor.integer();
         }
     } else if (cursor.accept("offset")) {

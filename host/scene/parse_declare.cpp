@@ -34,7 +34,7 @@ bool at_simple(const Cursor& cursor) {
                        [&](const TypeWord& w) { return w.word == cursor.token().text; });
 }
 
-// One of the types that need no further description, with `texture` behind it.
+// Reads a simple type, including an optional `texture`.
 Type parse_simple(Cursor& cursor) {
     Type type = Type::color;
     for (const TypeWord& w : kTypeWords)
@@ -68,7 +68,7 @@ void parse_default(Context& c, ParameterDeclaration& parameter) {
         cursor.fail_at(where,
                        "type '" + std::string(type_name(parameter.type)) + "' has no default");
     if (given != wanted && !short_color)
-        cursor.fail_at(where, "the default of '" + parameter.name + "' needs " +
+        cursor.fail_at(where, "the default of '" + parameter.name + "' requires " +
                                   std::to_string(wanted) + " numbers, found " +
                                   std::to_string(given));
 }
@@ -129,7 +129,7 @@ void parse_apply(Cursor& cursor, Declaration& declaration) {
         const auto* const found =
             std::find(std::begin(kApplyWords), std::end(kApplyWords), cursor.token().text);
         if (!cursor.at_word() || found == std::end(kApplyWords))
-            cursor.fail("a use of the shader, such as 'material'");
+            cursor.fail("a shader type such as 'material'");
         declaration.apply |= 1u << (found - std::begin(kApplyWords));
         cursor.advance();
     } while (cursor.accept_mark(','));
@@ -181,7 +181,7 @@ void parse_header(Context& c, Declaration& declaration) {
         cursor.expect_mark('{');
         declaration.result_fields = parse_list(c, '}', false, 0);
         if (declaration.result_fields.empty())
-            cursor.fail_at(cursor.where(), "a result structure needs a field");
+            cursor.fail_at(cursor.where(), "a result structure must have at least one field");
     } else if (cursor.accept("shader")) {
         declaration.result = Type::shader;
     } else if (at_simple(cursor)) {
@@ -198,7 +198,7 @@ void finish(Context& c, Declaration declaration) {
     if (found != c.declarations.end()) {
         if (found->second == declaration) return; // included twice
         c.diagnostics.warning(declaration.where,
-                              "'" + declaration.name + "' is declared again in another way");
+                              "'" + declaration.name + "' is already declared differently");
     }
     c.receiver.on_declare(declaration);
     c.declarations.insert_or_assign(declaration.name, std::move(declaration));
@@ -222,7 +222,8 @@ void parse_declare(Context& c) {
     bool has_end = true;
     if (cursor.accept("map")) {
         cursor.name("the name of a map");
-        c.diagnostics.warning_once("declare map", where, "map declarations are skipped");
+        c.diagnostics.warning_once("declare map", where,
+                                   "map declarations are not supported; ignored");
         cursor.skip_brackets();
         cursor.expect("end");
         cursor.expect("declare");
@@ -253,7 +254,7 @@ void parse_declare(Context& c) {
         has_end = cursor.accept("shader");
         parse_header(c, declaration);
     }
-    if (has_end) { // the old form ends with its bracket
+    if (has_end) { // the old form ends with the parameter list
         while (!cursor.at("end"))
             parse_requirement(c, declaration);
         cursor.advance();

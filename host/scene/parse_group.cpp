@@ -1,5 +1,5 @@
-// Groups: vectors, vertices and polygons. This is where large scenes have their bytes, so it reads
-// the buffer without making tokens.
+// Groups: vectors, vertices and polygons. Large scenes consist mostly of groups, so they are read
+// directly from the buffer, without tokens.
 #include "host/scene/parse_object.h"
 
 #include "host/scene/big_endian.h"
@@ -8,8 +8,7 @@ namespace vx::scene {
 
 namespace {
 
-constexpr std::size_t kVectorBytes = 12;
-constexpr std::size_t kPlaneLimit = 1024; // texture spaces, motion steps, user vectors of a vertex
+constexpr std::size_t kPlaneLimit = 1024; // texture spaces, motion steps or user vectors per vertex
 
 void parse_vectors(Lexer& text, std::vector<Vec3>& vectors) {
     for (;;) {
@@ -21,7 +20,7 @@ void parse_vectors(Lexer& text, std::vector<Vec3>& vectors) {
             vectors.push_back(v);
         } else if (text.peek() == '`') {
             text.skip_byte();
-            vectors.push_back(big_endian_vector(text.raw_block(kVectorBytes).data()));
+            vectors.push_back(big_endian_vector(text.raw_block(kBinaryVectorSize).data()));
         } else {
             return;
         }
@@ -39,12 +38,12 @@ const Vec3& parse_vector_number(Lexer& text, const std::vector<Vec3>& vectors) {
 
 void set_once(Lexer& text, MeshBuilder& builder, std::vector<Vec3>& plane, const Vec3& value) {
     if (!builder.set(plane, value))
-        throw SyntaxError{text.number_place(), "this vertex has such a vector already"};
+        throw SyntaxError{text.number_place(), "the vertex already has a vector of this kind"};
 }
 
 std::size_t next_plane(Lexer& text, std::size_t& count) {
     if (count >= kPlaneLimit)
-        throw SyntaxError{text.place(), "this vertex has too many vectors of one kind"};
+        throw SyntaxError{text.place(), "the vertex has too many vectors of one kind"};
     return count++;
 }
 
@@ -56,14 +55,14 @@ void parse_derivatives(Lexer& text, MeshBuilder& builder, const std::vector<Vec3
         values[count++] = parse_vector_number(text, vectors);
     }
     if (count != 2 && count != 3 && count != 5) text.fail("two, three or five derivatives");
-    // Second derivatives alone keep the places that they have behind the first ones.
+    // Three vectors are second derivatives, which follow the two first derivatives.
     const std::size_t first = count == 3 ? 2 : 0;
     for (std::size_t i = 0; i < count; ++i)
         set_once(text, builder, MeshBuilder::plane(builder.mesh().derivatives, first + i),
                  values[i]);
 }
 
-// The letters behind `v NUMBER`.
+// The data after `v NUMBER`, each item introduced by a letter.
 void parse_vertex_data(Lexer& text, MeshBuilder& builder, const std::vector<Vec3>& vectors) {
     Mesh& mesh = builder.mesh();
     std::size_t spaces = 0, steps = 0, users = 0;
@@ -105,7 +104,7 @@ void parse_vertex_data(Lexer& text, MeshBuilder& builder, const std::vector<Vec3
     }
 }
 
-// Flags of vertices matter to subdivision surfaces only.
+// Vertex flags are used by subdivision surfaces only.
 void skip_vertex_flags(Lexer& text) {
     if (text.raw_accept("dart")) return;
     if (text.raw_accept("cusp") || text.raw_accept("conic") || text.raw_accept("corner"))
@@ -127,7 +126,7 @@ struct Polygon {
     std::vector<std::size_t> rings;
 };
 
-// Material or label, corners and holes.
+// Reads the material or label, the corners and the holes of a polygon.
 void parse_polygon(Lexer& text, MeshBuilder& builder, Polygon& polygon) {
     parse_polygon_material(text, builder);
     polygon.corners.clear();
@@ -146,7 +145,7 @@ void add_polygon(Context& c, MeshBuilder& builder, Polygon& polygon, Shape shape
     for (const std::size_t ring : polygon.rings)
         if (ring < 3) {
             c.diagnostics.warning_once("small polygon", where,
-                                       "polygons of less than three corners are left out");
+                                       "polygons with fewer than three corners are ignored");
             return;
         }
     const bool holes = polygon.rings.size() > 1;
@@ -158,10 +157,10 @@ void add_polygon(Context& c, MeshBuilder& builder, Polygon& polygon, Shape shape
     else
         builder.add_fan(polygon.corners);
     if (!clipped)
-        c.diagnostics.warning(where, "this polygon is too complex to be cut into triangles well");
+        c.diagnostics.warning(where, "the polygon is too complex; its triangulation may be wrong");
 }
 
-// One letter that stands for a polygon, or one of the longer words.
+// Reads the keyword that begins a polygon.
 std::optional<Shape> accept_polygon(Lexer& text) {
     switch (text.raw_letter()) {
     case 'c':
@@ -225,7 +224,7 @@ bool parse_group(Context& c, MeshBuilder& builder) {
     if (cursor.at_string()) cursor.advance();
     if (cursor.at_word() && !cursor.at_any({"merge", "v", "c", "cp", "p", "strip", "fan", "end"}) &&
         !cursor.at_any({"curve", "surface", "space", "subdivision", "ccmesh", "connect"}))
-        cursor.advance(); // a name without quotes
+        cursor.advance(); // an unquoted name
     if (cursor.accept("merge")) cursor.number();
 
     std::vector<Vec3> vectors;

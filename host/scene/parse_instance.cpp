@@ -11,7 +11,7 @@ struct Seen {
     bool data = false;
 };
 
-// A matrix that cannot be inverted would leave nothing to see.
+// Whether the matrix has no usable inverse.
 bool singular(const Matrix& m) {
     const auto e = [&](std::size_t i) { return static_cast<double>(m[i]); };
     const double det = e(0) * (e(5) * e(10) - e(6) * e(9)) - e(1) * (e(4) * e(10) - e(6) * e(8)) +
@@ -20,15 +20,15 @@ bool singular(const Matrix& m) {
     for (std::size_t row = 0; row < 3; ++row)
         scale *= std::sqrt(e(row * 4) * e(row * 4) + e(row * 4 + 1) * e(row * 4 + 1) +
                            e(row * 4 + 2) * e(row * 4 + 2));
-    constexpr double kSmallest = 1e-12; // of the volume that the lengths of the rows allow
-    return !(std::abs(det) > kSmallest * scale) || e(15) == 0;
+    constexpr double kMinVolume = 1e-12; // relative to the product of the lengths of the rows
+    return !(std::abs(det) > kMinVolume * scale) || e(15) == 0;
 }
 
 Matrix parse_matrix(Context& c) {
     const Location where = c.cursor.where();
     const Matrix matrix = c.cursor.matrix();
     if (!singular(matrix)) return matrix;
-    c.diagnostics.warning(where, "this matrix has no inverse, the identity is used instead");
+    c.diagnostics.warning(where, "the matrix is singular; using the identity instead");
     return kIdentityMatrix;
 }
 
@@ -41,7 +41,7 @@ void parse_transform(Context& c, Instance& instance) {
     } else if (at_shader(c)) {
         instance.transform_shader.push_back(parse_shader(c));
         c.diagnostics.warning_once("transform shader", where,
-                                   "transform shaders are not supported");
+                                   "transform shaders are not supported; ignored");
     }
 }
 
@@ -63,7 +63,7 @@ void parse_material_name(Context& c, Instance& instance) {
     const Location where = c.cursor.where();
     std::string name = c.used(c.cursor.name("the name of a material"));
     if (!c.names.find_as<Material>(name))
-        c.diagnostics.error(where, "there is no material " + Names::quote(name));
+        c.diagnostics.error(where, Names::no_element<Material>(name));
     else
         instance.materials.push_back(std::move(name));
 }
@@ -103,21 +103,21 @@ void parse_lights(Context& c, Instance& instance) {
 }
 
 std::uint8_t ray_bits(Context& c) {
-    constexpr int kHighest = 15;
+    constexpr int kAllBits = 15;
     if (c.cursor.at_integer() &&
-        (c.cursor.token().integer < 0 || c.cursor.token().integer > kHighest))
-        c.cursor.fail("a number of flags from 0 to 15");
+        (c.cursor.token().integer < 0 || c.cursor.token().integer > kAllBits))
+        c.cursor.fail("an integer from 0 to 15");
     return static_cast<std::uint8_t>(c.cursor.integer());
 }
 
-// A boolean, which may be missing, or the bits themselves.
+// An optional boolean, or the bits themselves.
 std::uint8_t ray_flag(Context& c, std::uint8_t on, std::uint8_t off) {
     if (c.cursor.at_integer()) return ray_bits(c);
     return c.cursor.boolean_or(true) ? on : off;
 }
 
 bool parse_flag(Context& c, InstanceFlags& flags) {
-    constexpr std::uint8_t kBothOn = 3, kBothOff = 12, kNoCasting = 6;
+    constexpr std::uint8_t kBothOn = 3, kBothOff = 12, kShadowOff = 6;
     struct OnOff {
         std::string_view word;
         Switch InstanceFlags::*field;
@@ -131,7 +131,7 @@ bool parse_flag(Context& c, InstanceFlags& flags) {
         std::uint8_t InstanceFlags::*field;
         std::uint8_t off;
     };
-    constexpr Ray kRays[] = {{"shadow", &InstanceFlags::shadow, kNoCasting},
+    constexpr Ray kRays[] = {{"shadow", &InstanceFlags::shadow, kShadowOff},
                              {"reflection", &InstanceFlags::reflection, kBothOff},
                              {"refraction", &InstanceFlags::refraction, kBothOff},
                              {"transparency", &InstanceFlags::transparency, kBothOff},
@@ -191,7 +191,7 @@ void parse_item(Context& c, Instance& instance, Seen& seen) {
     } else if (cursor.at("attribute")) {
         skip_attribute(c);
     } else if (cursor.at_mark('(')) {
-        cursor.skip_brackets(); // parameters for an inheritance function
+        cursor.skip_brackets(); // parameters of an inheritance function
     } else {
         cursor.fail("an instance item or 'end instance'");
     }
@@ -202,8 +202,8 @@ bool can_be_placed(const Names::Content& content) {
            Names::as<InstanceGroup>(content);
 }
 
-// What stands between the name and the items: what is placed. Unquoted names are told from items by
-// being known.
+// The item of the instance, between its name and its properties. An unquoted word is an item name
+// if an element of this name exists.
 void parse_placed(Context& c, Instance& instance, bool& good) {
     Cursor& cursor = c.cursor;
     const bool geometry = cursor.at("geometry");
@@ -216,7 +216,7 @@ void parse_placed(Context& c, Instance& instance, bool& good) {
         instance.item.clear();
         instance.geometry_shaders = parse_shader_list(c);
         c.diagnostics.warning_once("geometry shader", where,
-                                   "geometry shaders are not supported: their instances are empty");
+                                   "geometry shaders are not supported; their instances are empty");
         return;
     }
     if (!named) {
@@ -229,7 +229,7 @@ void parse_placed(Context& c, Instance& instance, bool& good) {
     if (!content || !can_be_placed(*content)) {
         const std::string problem =
             content ? Names::quote(name) + " is " + Names::kind_of(*content) +
-                          ", which an instance cannot place"
+                          ", which cannot be instanced"
                     : "there is no camera, light, object or instgroup " + Names::quote(name);
         c.diagnostics.error(where, problem);
         good = false;
@@ -247,7 +247,7 @@ void parse_member(Context& c, InstanceGroup& group, bool& replaced) {
     if (c.names.find_as<Instance>(name))
         group.members.push_back(std::move(name));
     else
-        c.diagnostics.error(where, "there is no instance " + Names::quote(name));
+        c.diagnostics.error(where, Names::no_element<Instance>(name));
 }
 
 } // namespace
@@ -266,7 +266,7 @@ void parse_instance(Context& c, bool incremental) {
     const auto check = [&](const Instance& instance) {
         if (good && instance.item.empty() && instance.geometry_shaders.empty()) {
             c.diagnostics.error(instance.where,
-                                "instance " + Names::quote(instance.name) + " places nothing");
+                                "instance " + Names::quote(instance.name) + " has no item");
             good = false;
         }
         return good;

@@ -17,14 +17,15 @@ Vec3 parse_direction(Context& c) {
     const double length =
         std::sqrt(static_cast<double>(v.x) * v.x + static_cast<double>(v.y) * v.y +
                   static_cast<double>(v.z) * v.z);
-    if (!(length > 0)) c.cursor.fail_at(where, "the direction of a light must not be 0 0 0");
+    if (!(length > 0))
+        c.cursor.fail_at(where, "the direction of a light must not be a null vector");
     v.x = static_cast<float>(v.x / length);
     v.y = static_cast<float>(v.y / length);
     v.z = static_cast<float>(v.z / length);
     return v;
 }
 
-// One number means u, with v = 1. The lower sampling level that may follow is not used.
+// A single number is u, with v = 1. An optional lower sampling level is ignored.
 void parse_area_samples(Cursor& cursor, AreaShape& area) {
     if (!cursor.at_integer()) return;
     area.samples_u = cursor.integer();
@@ -39,7 +40,7 @@ void parse_area(Context& c, Light& light, AreaKind kind) {
     AreaShape area;
     const bool has_shape = kind == AreaKind::object ? cursor.at_name() : cursor.at_number();
     if (!has_shape && kind != AreaKind::user) {
-        light.area = {}; // the bare word turns it back into a point
+        light.area = {}; // the keyword alone resets the light to a point light
         return;
     }
     area.kind = kind;
@@ -57,7 +58,7 @@ void parse_area(Context& c, Light& light, AreaKind kind) {
     parse_area_samples(cursor, area);
     light.area = area;
     c.diagnostics.warning_once("area light", where,
-                               "area lights are not supported: they shine from a point");
+                               "area lights are not supported; using point lights instead");
 }
 
 bool skip_shadowmap_item(Context& c) {
@@ -98,12 +99,12 @@ void parse_energy(Context& c, Light& light) {
         cursor.name("the name of a spectrum");
         return;
     }
-    if (cursor.accept("colorprofile")) cursor.name("the name of a colour profile");
+    if (cursor.accept("colorprofile")) cursor.name("the name of a color profile");
     light.energy = cursor.color(1);
 }
 
 void parse_shader_item(Context& c, Light& light, Seen& seen) {
-    // Repeated shaders make a list, which takes the place of what an incremental definition found.
+    // Repeated shaders form a list, which replaces the list of the earlier definition.
     if (!seen.shaders) light.shaders.clear();
     seen.shaders = true;
     light.shaders.push_back(parse_shader(c));

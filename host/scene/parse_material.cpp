@@ -43,10 +43,10 @@ bool at_texture_modifier(const Cursor& cursor) {
 Texture::Pixels parse_size(Cursor& cursor) {
     Texture::Pixels pixels;
     cursor.expect_mark('[');
-    pixels.width = cursor.integer_from(1, "a width above 0");
-    pixels.height = cursor.integer_from(1, "a height above 0");
+    pixels.width = cursor.integer_from(1, "a width greater than 0");
+    pixels.height = cursor.integer_from(1, "a height greater than 0");
     if (cursor.at_integer())
-        pixels.bytes_per_component = cursor.integer_from(1, "a number of bytes above 0");
+        pixels.bytes_per_component = cursor.integer_from(1, "a number of bytes greater than 0");
     cursor.expect_mark(']');
     return pixels;
 }
@@ -66,7 +66,7 @@ void parse_texture_body(Context& c, Texture& texture) {
         std::string text = cursor.string("a file name");
         if (!cursor.at_mark('(')) {
             texture.file = std::move(text);
-            // Type and format of a writable file, and its size.
+            // Type, format and size of a writable file.
             for (int i = 0; i < 2 && cursor.at_string(); ++i)
                 cursor.advance();
             if (cursor.at_mark('[')) parse_size(cursor);
@@ -111,7 +111,7 @@ void parse_data_body(Context& c, UserData& data, bool& known) {
     if (!known)
         c.diagnostics.warning_once("data " + data.call->declaration, where,
                                    "there is no declaration of data '" + data.call->declaration +
-                                       "': such data is skipped");
+                                       "'; ignored");
 }
 
 } // namespace
@@ -153,7 +153,7 @@ void parse_texture(Context& c, bool incremental) {
         texture.local = local;
         texture.writable = writable;
         texture.filter = filter;
-        if (cursor.accept("colorprofile")) cursor.name("the name of a colour profile");
+        if (cursor.accept("colorprofile")) cursor.name("the name of a color profile");
         parse_texture_body(c, texture);
         deliver(c, std::move(texture), true, &SceneReceiver::on_texture);
     } catch (const SyntaxError&) {

@@ -1,4 +1,4 @@
-// Objects: their flags, and which kind of body they have.
+// Objects: flags, and the dispatch of their bodies.
 #include "host/scene/parse_object.h"
 
 namespace vx::scene {
@@ -8,9 +8,9 @@ namespace {
 constexpr std::uint8_t kRayMask = 3;
 
 std::uint8_t ray_bits(Cursor& cursor) {
-    constexpr int kHighest = 255;
-    if (cursor.at_integer() && (cursor.token().integer < 0 || cursor.token().integer > kHighest))
-        cursor.fail("a number of flags from 0 to 3");
+    constexpr int kMaxByte = 255;
+    if (cursor.at_integer() && (cursor.token().integer < 0 || cursor.token().integer > kMaxByte))
+        cursor.fail("an integer from 0 to 3");
     return static_cast<std::uint8_t>(cursor.integer()) & kRayMask;
 }
 
@@ -116,14 +116,14 @@ bool parse_flag(Context& c, Object& object, bool& data_seen) {
     return true;
 }
 
-// Over geometry of a kind that is not supported and all that follows, `end object` included.
+// Skips unsupported geometry and everything after it, including `end object`.
 void skip_body(Context& c) {
     Cursor& cursor = c.cursor;
     const Location where = cursor.where();
     const std::string kind(cursor.token().text);
     c.diagnostics.warning_once("object " + kind, where,
-                               "geometry '" + kind + "' is not supported: it is skipped");
-    // A bracketed count tells the length of a binary block behind it, in words.
+                               "geometry '" + kind + "' is not supported; ignored");
+    // A bracketed count is the length of the following binary block in words.
     std::size_t count = 0;
     bool in_bracket = false;
     for (;;) {
@@ -170,7 +170,7 @@ void parse_body(Context& c, MeshBuilder& builder) {
     }
 }
 
-// Names of objects may be left out; a word that begins a flag or body is none then.
+// Object names are optional. Words that begin a flag or a body are not names.
 bool at_object_name(const Cursor& cursor) {
     if (cursor.at_string()) return true;
     return cursor.at_word() &&
@@ -186,7 +186,7 @@ bool at_object_name(const Cursor& cursor) {
 void finish(Context& c, Object object, std::optional<Mesh> mesh) {
     if (object.name.empty()) {
         c.diagnostics.warning_once("object without name", object.where,
-                                   "an object without a name cannot be used");
+                                   "ignoring an object without a name");
         return;
     }
     c.names.keep(object);

@@ -15,9 +15,9 @@ void parse_trace(Cursor& cursor, Options& o) {
     o.reflection_depth = cursor.integer();
     o.refraction_depth = cursor.at_integer() ? cursor.integer() : o.reflection_depth;
     const long sum = static_cast<long>(o.reflection_depth) + o.refraction_depth;
-    constexpr long kLargest = 1 << 20; // keeps the sum far from where integers end
+    constexpr long kMaxSum = 1 << 20; // far from the limits of int
     o.trace_depth = cursor.at_integer() ? cursor.integer()
-                                        : static_cast<int>(std::clamp(sum, -kLargest, kLargest));
+                                        : static_cast<int>(std::clamp(sum, -kMaxSum, kMaxSum));
 }
 
 void parse_samples(Cursor& cursor, Options& o) {
@@ -28,22 +28,22 @@ void parse_samples(Cursor& cursor, Options& o) {
     const Location where = cursor.where();
     const int first = cursor.integer();
     if (!cursor.at_integer()) {
-        constexpr int kLowest = -128;
-        o.min_samples = std::max(first, kLowest) - 2;
+        constexpr int kMinLevel = -128;
+        o.min_samples = std::max(first, kMinLevel) - 2;
         o.max_samples = first;
         return;
     }
     o.min_samples = first;
     o.max_samples = cursor.integer();
     if (o.min_samples > o.max_samples)
-        cursor.fail_at(where, "the lower number of samples is above the upper one");
+        cursor.fail_at(where, "the minimum number of samples is greater than the maximum");
     if (cursor.at_integer()) {
         o.default_min_samples = cursor.integer();
         o.default_max_samples = cursor.integer();
     }
 }
 
-// Alpha is the mean of the others when it is missing.
+// A missing alpha is the mean of the other components.
 Color parse_contrast(Cursor& cursor) {
     Color color;
     color.r = cursor.number();
@@ -119,7 +119,7 @@ bool parse_switch(Cursor& cursor, Options& o) {
     for (const FeatureSwitch& s : kSwitches)
         if (cursor.accept(s.word)) {
             if (s.field == &Options::motion && cursor.accept("steps"))
-                o.motion_steps = cursor.integer_from(1, "a number of motion steps above 0");
+                o.motion_steps = cursor.integer_from(1, "a number of motion steps greater than 0");
             else
                 o.*s.field = cursor.boolean();
             return true;
@@ -162,7 +162,7 @@ void parse_option(Context& c, Options& o, Seen& seen) {
         cursor.expect("space");
         if (o.space != Space::object)
             c.diagnostics.warning_once("space", where,
-                                       "only object space is supported, it is used instead");
+                                       "only object space is supported; using it instead");
     } else if (cursor.accept("max")) {
         cursor.expect("displace");
         o.max_displace = cursor.number();
@@ -185,7 +185,7 @@ void parse_option(Context& c, Options& o, Seen& seen) {
         o.gamma = cursor.number();
     } else if (cursor.accept("task")) {
         cursor.expect("size");
-        o.task_size = cursor.integer_from(0, "a size of tasks, or 0");
+        o.task_size = cursor.integer_from(0, "a task size of at least 0");
     } else if (cursor.accept("inheritance")) {
         o.inheritance = cursor.name("the name of a function");
     } else if (cursor.accept("traversal")) {
@@ -229,7 +229,7 @@ void parse_string_option(Context& c, std::map<std::string, OptionValue, std::les
     if (cursor.at_bool()) {
         value = cursor.boolean();
     } else if (cursor.at_string()) {
-        value = cursor.string("a text");
+        value = cursor.string("a string");
     } else if (cursor.at_number()) {
         std::vector<Number> numbers;
         for (; cursor.at_number(); cursor.advance())
@@ -237,7 +237,7 @@ void parse_string_option(Context& c, std::map<std::string, OptionValue, std::les
                                cursor.at_integer() ? NumberKind::integer : NumberKind::real});
         value = std::move(numbers);
     } else {
-        cursor.fail("the value of the string option: 'on', 'off', a text or numbers");
+        cursor.fail("a value of the string option: 'on', 'off', a string or numbers");
     }
     if (strings) strings->insert_or_assign(std::move(name), std::move(value));
 }
@@ -245,7 +245,7 @@ void parse_string_option(Context& c, std::map<std::string, OptionValue, std::les
 void skip_attribute(Context& c) {
     c.cursor.advance();
     c.cursor.accept("override");
-    // A writer may put the type of the value between; the content is that of a string option.
+    // The type of the value may precede the name; otherwise the syntax is that of string options.
     while (c.cursor.at_word() && !c.cursor.at("end"))
         c.cursor.advance();
     parse_string_option(c, nullptr);
@@ -261,10 +261,9 @@ void parse_data_item(Context& c, std::vector<std::string>& list, bool& seen) {
     }
     const Location where = cursor.where();
     std::string name = c.used(cursor.name("the name of user data, or 'null'"));
-    // Data of an undeclared type was left out with a warning; its name remains.
+    // Data of an undeclared type was ignored with a warning.
     if (c.names.find_as<Skipped>(name)) return;
-    if (!c.names.find_as<UserData>(name))
-        cursor.fail_at(where, "there is no data " + Names::quote(name));
+    if (!c.names.find_as<UserData>(name)) cursor.fail_at(where, Names::no_element<UserData>(name));
     list.push_back(std::move(name));
 }
 

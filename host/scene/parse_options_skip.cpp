@@ -1,5 +1,5 @@
-// Options of things that this renderer does not do. They are read as far as the grammar goes, so
-// that what follows them is found, and left out without a word: real scenes are full of them.
+// Options of unsupported features. They are parsed and ignored without a warning, since they are
+// common in production scenes.
 #include "host/scene/parse.h"
 
 namespace vx::scene {
@@ -41,9 +41,9 @@ void skip_indirect(Context& c) {
         else if (cursor.at_string() || cursor.at_bool())
             cursor.advance();
         else
-            cursor.fail("a file name, a list of them or 'off'");
+            cursor.fail("a file name, a list of file names or 'off'");
     } else {
-        cursor.fail("a setting of indirect light, such as 'on' or 'accuracy'");
+        cursor.fail("an indirect light setting, such as 'on' or 'accuracy'");
     }
 }
 
@@ -72,7 +72,7 @@ void skip_shadowmap(Context& c) {
     } else if (cursor.accept("trace") || cursor.accept("window")) {
         cursor.boolean_or(true);
     } else {
-        cursor.fail("a setting of shadow maps, such as 'on' or 'detail'");
+        cursor.fail("a shadow map setting, such as 'on' or 'detail'");
     }
 }
 
@@ -86,7 +86,7 @@ void skip_bsp(Context& c) {
         cursor.fail("'size', 'depth', 'memory' or 'shadow'");
 }
 
-// Settings whose grammar is not published in full: a word that names the setting, then values.
+// Skips the name of a setting and any number of values.
 void skip_setting(Context& c) {
     Cursor& cursor = c.cursor;
     if (cursor.at_word() && !cursor.at("end")) cursor.advance();
@@ -155,7 +155,7 @@ bool skip_option(Context& c) {
     } else if (cursor.at("attribute")) {
         skip_attribute(c);
     } else if (cursor.accept("colorprofile")) {
-        cursor.name("the name of a colour profile");
+        cursor.name("the name of a color profile");
     } else if (cursor.at_any({"diagnostic", "hardware", "raycl", "grid", "ambientocclusion", "ibl",
                               "rapid", "progressive"})) {
         cursor.advance();

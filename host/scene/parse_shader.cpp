@@ -57,10 +57,10 @@ Value parse_value(Context& c, bool in_array, unsigned depth) {
     cursor.fail("a value");
 }
 
-// The last one given of each name counts.
+// Keeps only the last parameter of each name.
 void drop_repeated(std::vector<Parameter>& parameters) {
-    constexpr std::size_t kFew = 32;
-    if (parameters.size() <= kFew) {
+    constexpr std::size_t kQuadraticLimit = 32; // parameters; longer lists use a set
+    if (parameters.size() <= kQuadraticLimit) {
         for (std::size_t i = 0; i < parameters.size();) {
             const auto same = [&](const Parameter& p) { return p.name == parameters[i].name; };
             const auto at = parameters.begin() + static_cast<std::ptrdiff_t>(i);
@@ -94,7 +94,7 @@ std::vector<Parameter> parse_parameters(Context& c, char close, unsigned depth) 
         if (!cursor.at_name())
             cursor.fail(std::string("the name of a parameter or '") + close + '\'');
         parameter.name = cursor.name("the name of a parameter");
-        if (cursor.accept("colorprofile")) cursor.name("the name of a colour profile");
+        if (cursor.accept("colorprofile")) cursor.name("the name of a color profile");
         parameter.value = parse_value(c, false, depth);
         parameters.push_back(std::move(parameter));
         if (!cursor.accept_mark(',')) break;
@@ -123,7 +123,7 @@ bool is_reference(Type type) {
     }
 }
 
-// Texts that stand for elements get the prefix of their namespace; other texts do not.
+// Adds the namespace prefix to strings that refer to elements, according to their declared type.
 void qualify(const Context& c, std::vector<Parameter>& values,
              const std::vector<ParameterDeclaration>& declared);
 
@@ -148,7 +148,7 @@ void qualify(const Context& c, std::vector<Parameter>& values,
     }
 }
 
-// An incremental call of the same shader changes the parameters that it names.
+// An incremental call of the same shader replaces only the parameters that it lists.
 void merge_call(ShaderList& present, ShaderList& changed) {
     if (present.size() != 1 || changed.size() != 1) return;
     const auto* const before = std::get_if<ShaderCall>(&present.front());
@@ -221,7 +221,7 @@ Shader parse_shader(Context& c) {
     }
     reference.name = c.used(cursor.name("the name of a shader"));
     if (!c.names.find_as<NamedShader>(reference.name))
-        cursor.fail_at(reference.where, "there is no shader " + Names::quote(reference.name));
+        cursor.fail_at(reference.where, Names::no_element<NamedShader>(reference.name));
     return reference;
 }
 

@@ -1,4 +1,4 @@
-// Commands, and which function reads which statement.
+// Commands, and the dispatch of statements.
 #include "host/scene/parse.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@ namespace vx::scene {
 
 namespace {
 
-// "3.14.2" against "3.9", number by number.
+// Compares versions such as "3.14.2" and "3.9" number by number.
 int compare_versions(std::string_view a, std::string_view b) {
     const auto take = [](std::string_view& text) {
         int number = 0;
@@ -37,27 +37,26 @@ void parse_version(Context& c, Bound bound) {
     const std::string wanted = c.cursor.string("a version in quotes");
     const int order = compare_versions(c.settings.version, wanted);
     if (bound == Bound::lowest ? order < 0 : order > 0)
-        c.diagnostics.warning(where, std::string("the scene asks for a renderer of version ") +
-                                         wanted +
+        c.diagnostics.warning(where, "the scene requires version " + wanted +
                                          (bound == Bound::lowest ? " or later" : " or earlier") +
-                                         ", this is " + c.settings.version);
+                                         " of the renderer; this is version " + c.settings.version);
 }
 
 void parse_verbose(Context& c) {
-    constexpr int kOn = 5, kOff = 2, kHighest = 7;
-    if (c.cursor.at_bool()) return c.receiver.on_verbose(c.cursor.boolean() ? kOn : kOff);
+    constexpr int kLevelOn = 5, kLevelOff = 2, kMaxLevel = 7;
+    if (c.cursor.at_bool()) return c.receiver.on_verbose(c.cursor.boolean() ? kLevelOn : kLevelOff);
     if (!c.cursor.at_integer()) c.cursor.fail("'on', 'off' or a level from 0 to 7");
-    c.receiver.on_verbose(std::clamp(c.cursor.integer(), 0, kHighest));
+    c.receiver.on_verbose(std::clamp(c.cursor.integer(), 0, kMaxLevel));
 }
 
-// The next token may stand behind a $ line that asks for the variable, so the variable changes
-// before the token in hand is given up.
+// The next token may follow a directive that tests the variable, so the variable is set before the
+// lexer advances.
 void parse_set(Context& c) {
     if (!c.cursor.at_name()) c.cursor.fail("the name of a variable");
     const std::string name = unescape(c.cursor.token());
     c.substitution.set_variable(name, std::nullopt);
     c.cursor.advance();
-    // An unquoted word may begin the next statement, so a value needs quotes.
+    // Values must be quoted, since an unquoted word may begin the next statement.
     if (!c.cursor.at_string()) return;
     c.substitution.set_variable(name, unescape(c.cursor.token()));
     c.cursor.advance();
@@ -72,7 +71,7 @@ std::string quoted(const std::string& text) {
     return result + '"';
 }
 
-// `value` goes to the substitution; what a $lookup carries out is kept as lines of scene text.
+// `value` is stored for substitution. The commands that $lookup executes are stored as scene text.
 void parse_registry(Context& c) {
     Cursor& cursor = c.cursor;
     const std::string name = cursor.name("the name of a registry entry");
@@ -89,13 +88,13 @@ void parse_registry(Context& c) {
         else if (key == "link" || key == "echo" || key == "system" || key == "code")
             actions += '\n' + key + ' ' + quoted(value);
     }
-    // As with variables, a $lookup may stand on the next line.
+    // The next token may follow a $lookup of this entry; see parse_set.
     c.lexer.set_registry_actions(name, actions + '\n');
     cursor.advance();
 }
 
 void parse_system(Context& c) {
-    c.diagnostics.warning(c.cursor.where(), "the scene's shell command is not run");
+    c.diagnostics.warning(c.cursor.where(), "shell commands are not supported; ignored");
     c.cursor.string("a command");
 }
 
@@ -105,7 +104,7 @@ void parse_code(Context& c) {
         c.cursor.advance();
     else
         c.cursor.byte_strings();
-    c.cursor.fail_at(where, "C source is not supported: link a shared object instead");
+    c.cursor.fail_at(where, "C source is not supported; link a shared library instead");
 }
 
 void parse_namespace(Context& c) {
@@ -138,14 +137,14 @@ void parse_delete(Context& c) {
     c.receiver.on_delete(name, where);
 }
 
-// The name of an element of one kind. Reports and returns an empty text when there is none.
+// Reads the name of an element of type T. Reports an error and returns an empty string if there is
+// no such element.
 template <class T>
 std::string parse_reference(Context& c, const char* what) {
     const Location where = c.cursor.where();
     std::string name = c.used(c.cursor.name(what));
     if (c.names.find_as<T>(name)) return name;
-    c.diagnostics.error(where,
-                        std::string("there is no ") + kind_name<T>() + ' ' + Names::quote(name));
+    c.diagnostics.error(where, Names::no_element<T>(name));
     return {};
 }
 
@@ -154,7 +153,8 @@ std::string parse_camera_instance(Context& c) {
     std::string name = parse_reference<Instance>(c, "the name of a camera instance");
     const auto* const instance = c.names.find_as<Instance>(name);
     if (instance && !c.names.find_as<Camera>(instance->item))
-        c.diagnostics.error(where, "instance " + Names::quote(name) + " does not place a camera");
+        c.diagnostics.error(where,
+                            "instance " + Names::quote(name) + " is not an instance of a camera");
     return name;
 }
 
@@ -176,12 +176,12 @@ void parse_call_command(Context& c, Location where) {
     if (c.good()) c.receiver.on_call(shaders, camera, options, where);
 }
 
-// Elements of kinds that are left out. Their names remain.
+// Skips an element of an unsupported kind and keeps its name.
 void skip_element(Context& c, bool has_end) {
     Cursor& cursor = c.cursor;
     const std::string kind(cursor.token().text);
     c.diagnostics.warning_once("element " + kind, cursor.where(),
-                               "'" + kind + "' is not supported: it is skipped");
+                               "'" + kind + "' is not supported; ignored");
     cursor.advance();
     c.names.keep_name<Skipped>(parse_defined_name(c, kind.c_str()).name);
     if (!has_end) return;
@@ -192,7 +192,7 @@ void skip_element(Context& c, bool has_end) {
     }
 }
 
-// The kind whose `end kind` closes the statement that begins here; empty when it has none.
+// The kind whose `end kind` closes the current statement; empty if it has none.
 std::string statement_end(const Cursor& cursor) {
     constexpr std::string_view kBlocks[] = {"options",      "camera",       "light",     "material",
                                             "object",       "instance",     "instgroup", "assembly",
@@ -253,7 +253,7 @@ bool parse_command(Context& c) {
     } else if (cursor.accept("verbose")) {
         parse_verbose(c);
     } else if (cursor.accept("echo")) {
-        c.receiver.on_echo(c.substitution.substitute(cursor.string("a text")));
+        c.receiver.on_echo(c.substitution.substitute(cursor.string("a string")));
     } else if (cursor.accept("set")) {
         parse_set(c);
     } else if (cursor.accept("registry")) {
@@ -277,8 +277,8 @@ bool parse_command(Context& c) {
         c.diagnostics.warning_once("memory", where, "'memory' has no effect");
         cursor.integer();
     } else if (cursor.at_any({"frame", "view"})) {
-        cursor.fail_at(where, "'frame' and 'view' belong to scenes of version 1, which cannot be "
-                              "read");
+        cursor.fail_at(where,
+                       "'frame' and 'view' are not supported: scenes of version 1 cannot be read");
     } else {
         return false;
     }
@@ -289,7 +289,7 @@ bool parse_command(Context& c) {
 
 DefinedName parse_defined_name(Context& c, const char* what) {
     const Location where = c.cursor.where();
-    const std::string expected = std::string("the name of this ") + what;
+    const std::string expected = std::string("the name of the ") + what;
     return {c.defined(c.cursor.name(expected.c_str())), where};
 }
 

@@ -1,4 +1,5 @@
-// Triangle lists: text and binary, with vertex data in line or, in the older form, by index.
+// Triangle lists: text or binary, with inline vertex data or, in the older form, with vector
+// indices.
 #include "host/scene/big_endian.h"
 #include "host/scene/parse_object.h"
 
@@ -6,9 +7,9 @@ namespace vx::scene {
 
 namespace {
 
-constexpr int kPartLimit = 1024; // numbers in one part of a vertex line
+constexpr int kPartLimit = 1024; // numbers in one part of a vertex
 
-// What a vertex line holds behind the position, in this order.
+// A part of the vertex data, after the position.
 struct Part {
     enum class Kind : std::uint8_t { normal, first, second, motion, bump, texture, user };
     Kind kind = Kind::normal;
@@ -86,7 +87,7 @@ Header parse_header(Cursor& cursor) {
     return header;
 }
 
-// Numbers of one vertex, one after the other, from text or from a binary block.
+// Read the numbers of a vertex from text or from a binary block.
 class TextNumbers {
   public:
     explicit TextNumbers(Lexer& text) : m_text(text) {}
@@ -118,7 +119,7 @@ Vec3 next_vector(Numbers& numbers) {
     return v;
 }
 
-// A point of up to three numbers; further ones have no place in a vector.
+// Reads `dims` coordinates. Coordinates after the third are ignored.
 template <class Numbers>
 Vec3 next_coordinates(Numbers& numbers, int dims) {
     Vec3 v;
@@ -131,7 +132,7 @@ Vec3 next_coordinates(Numbers& numbers, int dims) {
     return v;
 }
 
-// Bump vectors come as x, y, x, y, … of the texture spaces.
+// Bump vectors are ordered x, y, x, y, … by texture space.
 std::vector<Vec3>& bump_plane(Mesh& mesh, int i) {
     return MeshBuilder::plane(i % 2 == 0 ? mesh.bump_x : mesh.bump_y,
                               static_cast<std::size_t>(i) / 2);
@@ -206,7 +207,8 @@ std::size_t numbers_per_vertex(const Header& header) {
     return count;
 }
 
-// The buffer, from the bracket that the cursor stands at to the one that take_close finds.
+// Enters brackets, whose contents are read from the buffer up to close_bracket. The current token
+// is the opening bracket.
 Lexer& open_bracket(Cursor& cursor) {
     if (!cursor.at_mark('[')) cursor.fail("'['");
     Lexer& text = cursor.raw();
@@ -220,7 +222,7 @@ void close_bracket(Cursor& cursor, Lexer& text, const char* expected) {
     cursor.end_raw();
 }
 
-// Behind a word that announces it. `each` bytes for every one of `count`.
+// Parses `word` and a binary block of `count` items of `each` bytes.
 std::string_view parse_block(Cursor& cursor, const char* word, std::size_t count,
                              std::size_t each) {
     if (!cursor.at(word)) cursor.fail('\'' + std::string(word) + "' and a binary block");
@@ -228,8 +230,8 @@ std::string_view parse_block(Cursor& cursor, const char* word, std::size_t count
     if (cursor.token().kind != TokenKind::backquote) cursor.fail("a binary block");
     Lexer& text = cursor.raw();
     text.skip_byte();
-    if (count > text.remaining() / each) // says the same as raw_block, without the product
-        cursor.fail_at(text.place(), "this binary block is shorter than its count says");
+    if (count > text.remaining() / each) // as raw_block, but the product may overflow
+        cursor.fail_at(text.place(), "the binary block is too short for its count");
     const std::string_view block = text.raw_block(count * each);
     cursor.end_raw();
     return block;
@@ -248,10 +250,10 @@ void parse_vertices(Cursor& cursor, MeshBuilder& builder, const Header& header) 
     TextNumbers numbers(text);
     for (std::size_t i = 0; i < header.vertices; ++i)
         add_vertex(builder, header, numbers);
-    close_bracket(cursor, text, "']' behind the last vertex");
+    close_bracket(cursor, text, "']' after the last vertex");
 }
 
-// Vectors by number, as vertices of the older form use them.
+// Reads vector indices, which vertices of the older form consist of.
 class IndexedNumbers {
   public:
     IndexedNumbers(Lexer& text, const std::vector<Vec3>& vectors)
@@ -282,7 +284,7 @@ void add_indexed_vertex(MeshBuilder& builder, const Header& header, IndexedNumbe
             break;
         case Part::Kind::first:
         case Part::Kind::second:
-            vectors.next(); // one slot, which cannot hold two or three derivatives
+            vectors.next(); // a single vector, which cannot be two or three derivatives
             break;
         case Part::Kind::motion:
             for (int i = 0; i < slots; ++i)
@@ -311,13 +313,13 @@ void parse_indexed_vertices(Cursor& cursor, MeshBuilder& builder, const Header& 
     TextNumbers numbers(text);
     for (std::size_t i = 0; i < header.vectors; ++i)
         vectors.push_back(next_vector(numbers));
-    close_bracket(cursor, text, "']' behind the last vector");
+    close_bracket(cursor, text, "']' after the last vector");
     builder.mesh().source_vectors += vectors.size();
     open_bracket(cursor);
     IndexedNumbers indices(text, vectors);
     for (std::size_t i = 0; i < header.vertices; ++i)
         add_indexed_vertex(builder, header, indices);
-    close_bracket(cursor, text, "']' behind the last vertex");
+    close_bracket(cursor, text, "']' after the last vertex");
 }
 
 void parse_binary_triangles(Context& c, MeshBuilder& builder, std::size_t count, bool keep) {
@@ -354,7 +356,7 @@ void parse_triangles(Context& c, MeshBuilder& builder, std::size_t count) {
         const std::uint32_t last = parse_corner(text, vertices);
         builder.add_triangle(a, b, last);
     }
-    close_bracket(cursor, text, "']' behind the last triangle");
+    close_bracket(cursor, text, "']' after the last triangle");
 }
 
 } // namespace
@@ -369,14 +371,14 @@ void parse_trilist(Context& c, MeshBuilder& builder) {
     else
         parse_vertices(cursor, builder, header);
     parse_triangles(c, builder, header.triangles);
-    // Neighbours for finer approximations: nothing to show.
+    // Neighbor triangles, which are used for approximation only.
     if (cursor.accept("border")) {
         if (cursor.at("integer"))
             parse_binary_triangles(c, builder, header.border, false);
         else if (cursor.at_mark('['))
             cursor.skip_brackets();
         else
-            cursor.fail("the border's triangles");
+            cursor.fail("the border triangles");
     }
     if (cursor.at("topology"))
         while (!cursor.at("end") && !cursor.at_end())

@@ -50,9 +50,9 @@ class Reader::Impl {
             statement();
         m_lexer.close_all();
         m_lexer.retire();
-        if (m_diagnostics.errors() >= m_settings.error_limit && !m_told) {
-            m_told = true;
-            m_diagnostics.note({}, "too many errors, the rest of the scene is not read");
+        if (m_diagnostics.errors() >= m_settings.error_limit && !m_limit_reported) {
+            m_limit_reported = true;
+            m_diagnostics.note({}, "too many errors; the rest of the scene is skipped");
         }
         return m_diagnostics.errors() == before;
     }
@@ -80,7 +80,7 @@ class Reader::Impl {
     Lexer m_lexer;
     Cursor m_cursor;
     Context m_context;
-    bool m_told = false;
+    bool m_limit_reported = false;
 };
 
 Reader::Reader(SceneReceiver& receiver, Diagnostics& diagnostics, Substitution& substitution,

@@ -13,9 +13,9 @@ namespace vx::scene {
 namespace {
 
 constexpr std::size_t kPadding = 16;
-constexpr std::size_t kChunk = std::size_t{1} << 20;
-// A scene larger than this when unpacked is taken for a decompression bomb.
-constexpr std::size_t kUnpackedLimit = std::size_t{1} << 36;
+constexpr std::size_t kGrowth = std::size_t{1} << 20;
+// Limits decompression, as a protection against decompression bombs.
+constexpr std::size_t kMaxDecompressedSize = std::size_t{1} << 36;
 
 class Descriptor {
   public:
@@ -32,7 +32,7 @@ class Descriptor {
 };
 
 std::string reason(int number) {
-    return std::strerror(number); // NOLINT(concurrency-mt-unsafe): reading is one thread's work
+    return std::strerror(number); // NOLINT(concurrency-mt-unsafe): scenes are read by one thread
 }
 
 } // namespace
@@ -63,15 +63,15 @@ std::unique_ptr<Source> Source::from_file(const std::string& path, std::string& 
 std::unique_ptr<Source> Source::from_descriptor(int descriptor, std::string& error) {
     auto source = std::make_unique<Source>();
     struct stat status {};
-    std::size_t expected = kChunk;
-    // One byte more than the file has, so that its end is seen without growing.
+    std::size_t expected = kGrowth;
+    // One byte more than the file, so that the end is detected without growing the buffer.
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
         expected = static_cast<std::size_t>(status.st_size) + 1;
     for (;;) {
         if (source->m_size == source->m_capacity) {
             const std::size_t wanted = source->m_capacity == 0
                                            ? expected
-                                           : source->m_capacity + source->m_capacity / 2 + kChunk;
+                                           : source->m_capacity + source->m_capacity / 2 + kGrowth;
             if (!source->reserve(wanted)) {
                 error = "out of memory";
                 return nullptr;
@@ -123,15 +123,15 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
         if (status == Z_STREAM_END) inflateReset(&stream);
         if (plain->m_size == plain->m_capacity) {
             const std::size_t wanted =
-                plain->m_capacity == 0 ? packed->m_size * 4 + kChunk : plain->m_capacity * 2;
-            if (wanted > kUnpackedLimit || !plain->reserve(wanted)) {
-                error = "unpacks to more than memory holds";
+                plain->m_capacity == 0 ? packed->m_size * 4 + kGrowth : plain->m_capacity * 2;
+            if (wanted > kMaxDecompressedSize || !plain->reserve(wanted)) {
+                error = "decompressed data is too large";
                 return nullptr;
             }
         }
-        constexpr std::size_t kStep = std::size_t{1} << 30;
-        const std::size_t in = std::min(packed->m_size - used, kStep);
-        const std::size_t out = std::min(plain->m_capacity - plain->m_size, kStep);
+        constexpr std::size_t kMaxStep = std::size_t{1} << 30;
+        const std::size_t in = std::min(packed->m_size - used, kMaxStep);
+        const std::size_t out = std::min(plain->m_capacity - plain->m_size, kMaxStep);
         stream.next_in = reinterpret_cast<Bytef*>(packed->m_bytes.get() + used);
         stream.avail_in = static_cast<uInt>(in);
         stream.next_out = reinterpret_cast<Bytef*>(plain->m_bytes.get() + plain->m_size);
@@ -141,8 +141,8 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
         plain->m_size += out - stream.avail_out;
         const bool stuck = stream.avail_in == in && stream.avail_out == out;
         if ((status != Z_OK && status != Z_STREAM_END) || stuck) {
-            error = used == packed->m_size ? "compressed data ends too early"
-                                           : "compressed data is damaged";
+            error =
+                used == packed->m_size ? "truncated compressed data" : "corrupt compressed data";
             return nullptr;
         }
     }

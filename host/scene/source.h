@@ -1,4 +1,4 @@
-// The bytes of a scene file, whole and in memory.
+// The contents of a scene file in memory.
 #pragma once
 
 #include <cstddef>
@@ -9,17 +9,15 @@
 
 namespace vx::scene {
 
-/*
- * A text with at least 16 zero bytes behind its end, so that a scanner may look ahead without
- * asking. Compressed input (gzip, also several members in a row) is unpacked.
- */
+// A text followed by at least 16 zero bytes, so that the lexer may look ahead without range checks.
+// Gzip-compressed input, including multiple members, is decompressed.
 class Source {
   public:
     const char* begin() const { return m_bytes.get(); }
     const char* end() const { return m_bytes.get() + m_size; }
     std::size_t size() const { return m_size; }
 
-    // Null with a reason in `error` when the file cannot be read or unpacked.
+    // Returns null and sets `error` if the input cannot be read or decompressed.
     static std::unique_ptr<Source> from_file(const std::string& path, std::string& error);
     static std::unique_ptr<Source> from_descriptor(int descriptor, std::string& error);
     static std::unique_ptr<Source> from_text(std::string_view text, std::string& error);

@@ -12,9 +12,10 @@ namespace {
 constexpr unsigned kDepthLimit = 32;
 constexpr std::size_t kLengthLimit = std::size_t{1} << 16;
 constexpr std::size_t kNameLimit = 4096;
-constexpr unsigned kReferenceLimit = 100000; // in one text: entries may name one another twice
+constexpr unsigned kReferenceLimit =
+    100000; // per string, since entries may refer to each other more than once
 
-// One search text, taken apart.
+// One character of a search pattern.
 struct Piece {
     enum class Kind : std::uint8_t { literal, any, range } kind = Kind::literal;
     unsigned char low = 0, high = 0;
@@ -69,7 +70,7 @@ std::string apply_rule(const Rule& rule, std::string_view text) {
     if (rule.pieces.empty() && !rule.at_beginning && !rule.at_end) return std::string(text);
     std::string result;
     std::size_t at = 0;
-    bool done = false; // an empty match may happen once only
+    bool done = false; // an empty pattern matches only once
     while (at <= text.size()) {
         if (!done && matches(rule, text, at)) {
             result += rule.replacement;
@@ -86,7 +87,7 @@ std::string apply_rule(const Rule& rule, std::string_view text) {
 constexpr std::string_view kBuiltInRules =
     "/.dll$/.so/ /.obj$/.o/ /.lib$/.a/ /^[a-z]:// /^[A-Z]:// !\\!/!";
 
-// Index behind the brace that closes the one at `open`, or npos.
+// Index of the brace that closes the one at `open`, or npos.
 std::size_t closing_brace(std::string_view text, std::size_t open) {
     unsigned depth = 0;
     const std::size_t last = std::min(text.size(), open + kNameLimit);
@@ -128,7 +129,7 @@ std::optional<std::string> Substitution::registry(std::string_view name) const {
 
 namespace {
 
-// Appends `text` with its references replaced; false when the length limit cuts it.
+// Appends `text` with references replaced. Returns false if the result was truncated.
 bool substitute_into(const Substitution& names, std::string& result, std::string_view text,
                      unsigned depth, unsigned& references) {
     std::size_t at = 0;
@@ -153,10 +154,10 @@ bool substitute_into(const Substitution& names, std::string& result, std::string
             result += environment(std::string(inside.substr(1)));
         } else {
             auto value = names.registry(text.substr(open, close - open + 1));
-            // Entries are customarily named with their braces, but need not be.
+            // Entry names usually include the braces, but need not.
             if (!value) value = names.registry(inside);
             if (!value || depth >= kDepthLimit) {
-                // Not an entry itself; what stands inside may be one.
+                // Not an entry; its contents may contain references.
                 result += '{';
                 if (depth < kDepthLimit)
                     substitute_into(names, result, inside, depth + 1, references);

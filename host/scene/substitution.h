@@ -1,4 +1,4 @@
-// Variables, registry and the substitution of {NAME} in texts and paths.
+// Variables, the registry, and the substitution of {NAME} in strings and paths.
 #pragma once
 
 #include <map>
@@ -9,32 +9,27 @@
 
 namespace vx::scene {
 
-/*
- * One routine for paths in scenes and for shaders that ask. Replaces, again in what was put in:
- *   {NAME}            the value of the registry entry "{NAME}"
- *   ${NAME}, {$NAME}  the environment variable (nothing when it is not set)
- *   ${?NAME}          "1" when the environment variable exists, else nothing
- * Unknown {NAME} stay as they are. Depth and length are bounded, so that entries which name
- * themselves end.
- */
+// Substitution for paths in scenes and for mi_string_substitute. Replaces, recursively:
+//   {NAME}            the value of the registry entry "{NAME}"
+//   ${NAME}, {$NAME}  the environment variable, empty if it is not set
+//   ${?NAME}          "1" if the environment variable exists, else empty
+// Unknown {NAME} are kept. Depth and length are limited, so that recursive entries terminate.
 class Substitution {
   public:
-    // `set` command; without a value the variable is cleared.
+    // Sets a variable (`set` command), or deletes it if there is no value.
     void set_variable(std::string name, std::optional<std::string> value);
-    // Empty when not set.
+    // Empty if not set.
     std::string variable(std::string_view name) const;
 
-    // `registry` command: the last value wins. `name` is as written, by custom in braces.
+    // Sets a registry entry (`registry` command). `name` usually has braces.
     void set_registry(std::string name, std::string value);
     std::optional<std::string> registry(std::string_view name) const;
 
-    // {NAME} and environment references replaced.
+    // Replaces {NAME} and environment references.
     std::string substitute(std::string_view text) const;
-    /*
-     * substitute, then the rules of the environment variable MI_RAY_SUBSTITUTE, else the built-in
-     * ones: a final .dll becomes .so, .obj .o, .lib .a, a leading drive letter goes, backslashes
-     * become slashes.
-     */
+    // Applies substitute, then the rules of the environment variable MI_RAY_SUBSTITUTE. If it is
+    // not set, the default rules replace the extensions .dll by .so, .obj by .o and .lib by .a,
+    // remove a drive letter, and replace backslashes by slashes.
     std::string path(std::string_view text) const;
 
   private:
@@ -42,12 +37,12 @@ class Substitution {
     std::map<std::string, std::string, std::less<>> m_registry;
 };
 
-// `text` with rules such as "/search/replace/ :a:b:" applied one after the other, each at every
-// place. In a search text ^ or ` is the beginning, $ the end, ? any character, [a-z] a range. A
-// list that does not parse is applied as far as it does.
+// Applies rules such as "/search/replace/ :a:b:" to `text`, one after the other, each to all
+// occurrences. In a search pattern ^ or ` is the beginning, $ the end, ? any character, and [a-z] a
+// range. Rules after a syntax error are ignored.
 std::string apply_path_rules(std::string_view rules, std::string_view text);
 
-// "a:b;c" as three texts; empty ones are left out.
+// Splits a list such as "a:b;c". Empty items are omitted.
 std::vector<std::string> split_path_list(std::string_view list);
 
 } // namespace vx::scene

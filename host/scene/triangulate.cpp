@@ -9,7 +9,7 @@ namespace vx::scene {
 
 namespace {
 
-// Tests of one point against one triangle before the rest of a polygon is cut as a fan.
+// Number of point-in-triangle tests after which the rest of a polygon is split into a fan.
 constexpr std::size_t kWorkLimit = 200'000'000;
 
 struct Point {
@@ -17,7 +17,7 @@ struct Point {
     bool operator==(const Point&) const = default;
 };
 
-// Twice the signed area.
+// Twice the signed area of a triangle.
 double cross(Point a, Point b, Point c) {
     return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
 }
@@ -32,7 +32,7 @@ struct Vector {
 
 Vector newell_normal(std::span<const Vec3> points, std::span<const std::uint32_t> ring) {
     Vector n;
-    const Vec3 base = points[ring[0]]; // keeps digits when the polygon is far from the origin
+    const Vec3 base = points[ring[0]]; // preserves precision far from the origin
     for (std::size_t i = 0; i < ring.size(); ++i) {
         const Vec3& p = points[ring[i]];
         const Vec3& q = points[ring[(i + 1) % ring.size()]];
@@ -47,7 +47,7 @@ Vector newell_normal(std::span<const Vec3> points, std::span<const std::uint32_t
     return n;
 }
 
-// Seen along the largest part of the normal, turned so that the outline runs counter-clockwise.
+// Projects along the largest component of the normal, so that the outline is counterclockwise.
 std::vector<Point> project(std::span<const Vec3> points, std::span<const std::uint32_t> corners,
                            const Vector& n) {
     const double ax = std::abs(n.x), ay = std::abs(n.y), az = std::abs(n.z);
@@ -75,7 +75,7 @@ double signed_area(const std::vector<Point>& flat, std::span<const std::uint32_t
     return area;
 }
 
-// Whether a line from corner `i` to `m` starts into the inside of the outline.
+// Whether a line from corner `i` to `m` starts inside the outline.
 bool starts_inside(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
                    std::size_t i, Point m) {
     const Point before = flat[outline[(i + outline.size() - 1) % outline.size()]];
@@ -86,7 +86,7 @@ bool starts_inside(const std::vector<Point>& flat, const std::vector<std::uint32
     return cross(before, at, after) > 0 ? left_of_both : !right_of_both;
 }
 
-// Ends of earlier bridges lie on one another: only one of them sees `m`.
+// The ends of earlier bridges coincide with other corners. Selects the one that sees `m`.
 std::size_t pick_twin(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
                       std::size_t chosen, Point m) {
     for (std::size_t i = 0; i < outline.size(); ++i)
@@ -95,21 +95,19 @@ std::size_t pick_twin(const std::vector<Point>& flat, const std::vector<std::uin
     return chosen;
 }
 
-/*
- * Where in `outline` a bridge from `m`, the hole's rightmost point, may land: the edge that a ray
- * to the right meets first gives a candidate; a corner inside the triangle between them is in the
- * way, and the one nearest in angle to the ray is taken instead.
- */
+// The corner of `outline` at which a bridge from `m`, the rightmost point of a hole, ends. The
+// first edge hit by a ray to the right has the candidate. If corners inside the triangle between
+// ray and candidate block the bridge, the one with the smallest angle to the ray is used instead.
 std::size_t bridge_end(const std::vector<Point>& flat, const std::vector<std::uint32_t>& outline,
                        Point m) {
-    constexpr double kInfinite = std::numeric_limits<double>::infinity();
-    double nearest = kInfinite;
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    double nearest = kInfinity;
     std::size_t best = outline.size();
     Point hit;
     for (std::size_t i = 0; i < outline.size(); ++i) {
         const std::size_t j = (i + 1) % outline.size();
         const Point a = flat[outline[i]], b = flat[outline[j]];
-        // Edges of a counter-clockwise outline that lie to the right run upwards.
+        // The first edge of a counterclockwise outline to the right is directed upwards.
         if (!(a.y <= m.y && b.y >= m.y) || a.y == b.y) continue;
         const double x = a.x + (m.y - a.y) / (b.y - a.y) * (b.x - a.x);
         if (x < m.x || x >= nearest) continue;
@@ -120,12 +118,12 @@ std::size_t bridge_end(const std::vector<Point>& flat, const std::vector<std::ui
         if (hit == b) best = j;
     }
     if (best == outline.size()) {
-        // The hole is not inside: any corner will do.
+        // The hole is not inside the outline; use any corner.
         return 0;
     }
     const Point p = flat[outline[best]];
     if (p == hit) return pick_twin(flat, outline, best, m);
-    double smallest = kInfinite;
+    double smallest = kInfinity;
     std::size_t chosen = best;
     for (std::size_t i = 0; i < outline.size(); ++i) {
         const Point q = flat[outline[i]];
@@ -178,7 +176,7 @@ class EarClipper {
         bool in_budget = true;
         while (left > 3) {
             in_budget = in_budget && m_work < kWorkLimit;
-            // After a full turn without an ear the polygon crosses itself: cut where we are.
+            // Without any ear the polygon intersects itself; clip the current corner.
             if (in_budget && refused < left && !is_ear(now)) {
                 now = m_next[now];
                 ++refused;
@@ -192,7 +190,7 @@ class EarClipper {
             m_reflex[after] = !convex(after);
             --left;
             refused = 0;
-            // Going on behind the neighbour spreads the cuts and avoids long thin fans.
+            // Skipping a corner distributes the cuts and avoids long thin fans.
             now = m_next[after];
         }
         emit(now, corners, triangles);
@@ -211,7 +209,7 @@ class EarClipper {
             ++m_work;
             if (!m_reflex[j]) continue;
             const Point p = m_at[j];
-            // The two ends of a bridge lie on one another.
+            // The ends of a bridge coincide.
             if (p == a || p == b || p == c) continue;
             if (in_triangle(p, a, b, c)) return false;
         }
@@ -232,7 +230,7 @@ class EarClipper {
     std::size_t m_work = 0;
 };
 
-// Four corners, the usual case: one of the two diagonals, without the machinery.
+// Splits a quadrilateral, the most common case, along one of its diagonals.
 void split_quad(std::span<const Vec3> points, std::span<const std::uint32_t> q,
                 std::vector<Triangle>& triangles) {
     const Vector n = newell_normal(points, q);
@@ -274,7 +272,7 @@ bool triangulate(std::span<const Vec3> points, std::span<const std::uint32_t> co
         holes.push_back(std::move(hole));
         start += length;
     }
-    // From right to left, so that a bridge never crosses a hole that is still to come.
+    // Holes are joined from right to left, so that no bridge crosses a hole that is joined later.
     const auto rightmost = [&](const std::vector<std::uint32_t>& hole) {
         double x = -std::numeric_limits<double>::infinity();
         for (const std::uint32_t i : hole)

@@ -1,4 +1,4 @@
-// A folder of its own for a test, removed at the end.
+// A temporary folder for a test, removed by the destructor.
 #pragma once
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// The lines that begin with a dollar sign.
+// Tests of directives, the lines that begin with a dollar sign.
 #include "tests/scene/folder.h"
 #include "tests/scene/recorder.h"
 
@@ -73,7 +73,7 @@ TEST(Conditions, KeysMayBeRegistryNamesAndEnvironmentReferences) {
                 ElementsAre("1", "3", "5", "6"));
 }
 
-// The word behind `set` is read ahead to see whether there is a value.
+// The parser reads the token after the variable name to check for a value.
 TEST(Conditions, SeeVariablesOfTheLineBefore) {
     EXPECT_THAT(echoes("set \"a\" \"x\"\nset \"a\"\n$ifdef \"a\"\necho \"1\"\n$else\necho "
                        "\"2\"\n$endif\n"),
@@ -83,20 +83,20 @@ TEST(Conditions, SeeVariablesOfTheLineBefore) {
 TEST(Conditions, ErrorsNameThePlace) {
     EXPECT_EQ(read("echo \"a\"\n$endif\n").message(), "error: test.mi:2:1: $endif without $if");
     EXPECT_EQ(read("$else\n").message(), "error: test.mi:1:1: $else without $if");
-    EXPECT_EQ(read("\n$ifdef \"a\"\n").message(), "error: test.mi:2:1: this $if has no $endif");
+    EXPECT_EQ(read("\n$ifdef \"a\"\n").message(), "error: test.mi:2:1: $if without $endif");
     EXPECT_EQ(read("$ifndef \"a\"\n$else\n$else\n$endif\n").message(),
               "error: test.mi:3:1: $else after $else");
     EXPECT_EQ(read("$ifdef a\n$endif\n").message(),
               "error: test.mi:1:1: expected a quoted key after $ifdef");
     EXPECT_EQ(read("$ifeq \"a\"\n$endif\n").message(),
               "error: test.mi:1:1: expected a quoted key and a quoted constant after $ifeq");
-    EXPECT_EQ(read("$nonsense\n").message(), "error: test.mi:1:1: unknown line '$nonsense'");
+    EXPECT_EQ(read("$nonsense\n").message(), "error: test.mi:1:1: unknown directive '$nonsense'");
 }
 
 TEST(Conditions, CodeIsRefusedAndSkipped) {
     const Reading r = read("$code\nint x; ???\n$end code\necho \"a\"\n");
     EXPECT_EQ(r.message(),
-              "error: test.mi:1:1: $code is not supported: link a shared object instead");
+              "error: test.mi:1:1: $code is not supported; link a shared library instead");
     EXPECT_THAT(r.scene.echoes, ElementsAre("a"));
 }
 
@@ -166,7 +166,7 @@ TEST(Include, AFileIncludedTwiceUnderItsGuardDeclaresOnce) {
 
 TEST(Include, AMissingFileIsNamed) {
     EXPECT_EQ(read("$include \"none.mi\"\n").message(),
-              "error: test.mi:1:1: cannot find 'none.mi' to include");
+              "error: test.mi:1:1: cannot find include file 'none.mi'");
     EXPECT_EQ(read("$include none\n").message(),
               "error: test.mi:1:1: expected \"file\" or <file> after $include");
 }
@@ -176,7 +176,7 @@ TEST(Include, AFileThatIncludesItselfIsOneError) {
     const auto a = folder.write("a.mi", "$include \"a.mi\"\necho \"never\"\n");
     const Reading r = read_file(a);
     EXPECT_EQ(r.errors, 1u);
-    EXPECT_THAT(r.message(), HasSubstr("files include one another more than 64 deep"));
+    EXPECT_THAT(r.message(), HasSubstr("include files are nested more than 64 levels deep"));
 }
 
 TEST(Include, FilesThatIncludeEachOtherTwiceEnd) {
@@ -187,7 +187,7 @@ TEST(Include, FilesThatIncludeEachOtherTwiceEnd) {
     }
     folder.write("30.mi", "");
     const Reading r = read_file(folder.path("0.mi"));
-    EXPECT_THAT(r.message(), HasSubstr("too many files are included"));
+    EXPECT_THAT(r.message(), HasSubstr("too many include files"));
 }
 
 TEST(Registry, LookupCarriesOutInOrder) {

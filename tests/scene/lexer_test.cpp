@@ -8,7 +8,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// The tokens of a text as texts, errors as "error column: …".
+// The tokens of a text as strings, and errors as "error line:column: …".
 std::vector<std::string> tokens(std::string_view text) {
     Diagnostics diagnostics;
     Substitution substitution;
@@ -44,10 +44,10 @@ TEST(Lexer, Numbers) {
 }
 
 TEST(Lexer, WhatIsNoNumber) {
-    EXPECT_THAT(tokens("1e400 ok"), ElementsAre("error 1:1: this number is too large", "'ok'"));
+    EXPECT_THAT(tokens("1e400 ok"), ElementsAre("error 1:1: the number is too large", "'ok'"));
     EXPECT_THAT(tokens("12ab ok"),
-                ElementsAre("error 1:1: '12ab' is neither a number nor a name", "'ok'"));
-    EXPECT_THAT(tokens("1e"), ElementsAre("error 1:1: '1e' is neither a number nor a name"));
+                ElementsAre("error 1:1: '12ab' is not a valid number or name", "'ok'"));
+    EXPECT_THAT(tokens("1e"), ElementsAre("error 1:1: '1e' is not a valid number or name"));
     EXPECT_THAT(tokens("inf nan"), ElementsAre("'inf'", "'nan'"));
     EXPECT_THAT(tokens("-inf"), ElementsAre("error 1:1: unexpected character '-'", "'inf'"));
     EXPECT_THAT(tokens("."), ElementsAre("error 1:1: unexpected character '.'"));
@@ -59,11 +59,9 @@ TEST(Lexer, StringsKeepAllButTheirTwoEscapes) {
 }
 
 TEST(Lexer, AStringDoesNotGoOverTheLineEnd) {
-    EXPECT_THAT(
-        tokens("a \"b\nc"),
-        ElementsAre("'a'", "error 1:3: this string has no closing quote on its line", "'c'"));
-    EXPECT_THAT(tokens("\"b"),
-                ElementsAre("error 1:1: this string has no closing quote on its line"));
+    EXPECT_THAT(tokens("a \"b\nc"),
+                ElementsAre("'a'", "error 1:3: the string has no closing quote", "'c'"));
+    EXPECT_THAT(tokens("\"b"), ElementsAre("error 1:1: the string has no closing quote"));
 }
 
 TEST(Lexer, CommentsGoToTheLineEnd) {
@@ -79,7 +77,7 @@ TEST(Lexer, MarksNeedNoBlanks) {
 TEST(Lexer, ByteStringsMayBreakLines) {
     EXPECT_THAT(tokens("'00ff\n3a' x"), ElementsAre("a byte string", "'x'"));
     EXPECT_THAT(tokens("'0g'").front(),
-                "error 1:3: a byte string holds pairs of hexadecimal digits only");
+                "error 1:3: byte strings may contain hexadecimal digits only");
 }
 
 TEST(Lexer, LineEndsOfOtherSystems) {

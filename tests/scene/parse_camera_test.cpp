@@ -117,7 +117,7 @@ TEST(Camera, PassesAreSkippedWithOneWarning) {
         pass merge "rgba" read ["a", "b"] write "c" pass null pass delete "x" pass mask on
         frame 4
         end camera)");
-    EXPECT_EQ(r.message(), "warning: test.mi:2:14: rendering passes are not supported");
+    EXPECT_EQ(r.message(), "warning: test.mi:2:14: render passes are not supported; ignored");
     EXPECT_EQ(r.scene.cameras.at("c").frame, 4);
 }
 
@@ -127,8 +127,9 @@ TEST(Camera, Errors) {
     EXPECT_EQ(message("resolution 10 99999999"),
               "error: test.mi:1:26: expected a number of pixels from 1 to 65536, found '99999999'");
     EXPECT_EQ(message("focal 0"),
-              "error: test.mi:1:18: expected 'infinity' or a distance above 0, found '0'");
-    EXPECT_EQ(message("aperture -1"), "error: test.mi:1:21: expected a width above 0, found '-1'");
+              "error: test.mi:1:18: expected 'infinity' or a distance greater than 0, found '0'");
+    EXPECT_EQ(message("aperture -1"),
+              "error: test.mi:1:21: expected a width greater than 0, found '-1'");
     EXPECT_EQ(message("output \"png\""),
               "error: test.mi:1:25: expected the format and the name of an output file, found "
               "'end'");

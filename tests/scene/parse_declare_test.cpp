@@ -128,7 +128,7 @@ TEST(Declare, PhenomenaAreNamedAndSkipped) {
 
 TEST(Declare, MapsAreSkipped) {
     const Reading r = read("declare map \"m\" ( dim 3, color \"c\" ) end declare echo \"on\"");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:1: map declarations are skipped");
+    EXPECT_EQ(r.message(), "warning: test.mi:1:1: map declarations are not supported; ignored");
     EXPECT_EQ(r.scene.echoes.size(), 1u);
 }
 
@@ -139,7 +139,7 @@ TEST(Declare, AnEqualRedeclarationIsSilentAnotherOneIsNot) {
     EXPECT_TRUE(same.messages.empty());
     EXPECT_EQ(same.scene.events.size(), 1u);
     const Reading differs = read(one + other);
-    EXPECT_EQ(differs.message(), "warning: test.mi:2:22: 'x' is declared again in another way");
+    EXPECT_EQ(differs.message(), "warning: test.mi:2:22: 'x' is already declared differently");
     EXPECT_EQ(differs.scene.declarations.at("x").parameters.at(0).name, "b");
 }
 
@@ -149,7 +149,7 @@ TEST(Declare, Errors) {
     EXPECT_EQ(message("color \"x\" ( integer \"a\" default 1.5 )"),
               "error: test.mi:1:48: expected an integer, found '1.5'");
     EXPECT_EQ(message("color \"x\" ( vector \"a\" default 1 2 )"),
-              "error: test.mi:1:47: the default of 'a' needs 3 numbers, found 2");
+              "error: test.mi:1:47: the default of 'a' requires 3 numbers, found 2");
     EXPECT_EQ(message("color \"x\" ( string \"a\" default 1 )"),
               "error: test.mi:1:47: type 'string' has no default");
     EXPECT_EQ(message("color \"x\" ( scalar \"a\", color \"a\" )"),
@@ -157,13 +157,13 @@ TEST(Declare, Errors) {
     EXPECT_EQ(message("color \"x\" ( array array integer \"a\" )"),
               "error: test.mi:1:34: expected a type other than an array, found 'array'");
     EXPECT_EQ(message("color \"x\" ( ) apply nothing"),
-              "error: test.mi:1:36: expected a use of the shader, such as 'material', found "
+              "error: test.mi:1:36: expected a shader type such as 'material', found "
               "'nothing'");
     EXPECT_EQ(message("color \"x\" ( ) wants x"),
               "error: test.mi:1:30: expected a requirement such as 'version' or 'apply', or 'end "
               "declare', found 'wants'");
     EXPECT_EQ(message("struct { } \"x\" ( )"),
-              "error: test.mi:1:27: a result structure needs a field");
+              "error: test.mi:1:27: a result structure must have at least one field");
 }
 
 } // namespace

@@ -100,7 +100,7 @@ TEST(Group, BinaryVectorsMixWithText) {
         return std::string{static_cast<char>(w >> 24), static_cast<char>(w >> 16),
                            static_cast<char>(w >> 8), static_cast<char>(w)};
     };
-    // 1.0, about -2.5 and 0.1 as big-endian words; the middle one holds a line feed.
+    // 1.0, about -2.5 and 0.1 as big-endian words; the second one contains a line feed.
     const std::string block = '`' + word(0x3f800000) + word(0xc020000a) + word(0x3dcccccd) + '`';
     const Mesh m =
         mesh("0 0 0 " + block + " 1 1 0\n" + block + block + " v 0 v 1 v 2 v 3 v 4 p 0 1 2");
@@ -129,8 +129,8 @@ TEST(Group, ApproximationsAndVertexFlagsAreSkipped) {
 TEST(Group, SmallPolygonsAreLeftOutWithOneWarning) {
     const Reading r =
         read("object \"o\" group " + kFour + "p 0 1 c 2 p 0 1 2 end group end object");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:58: polygons of less than three corners are left "
-                           "out");
+    EXPECT_EQ(r.message(),
+              "warning: test.mi:1:58: polygons with fewer than three corners are ignored");
     EXPECT_EQ(r.scene.objects.at("o").mesh->triangles.size(), 1u);
 }
 
@@ -143,7 +143,7 @@ TEST(Group, Errors) {
     EXPECT_EQ(message("0 0 0 v x"), "error: test.mi:2:15: expected an integer, found 'x'");
     EXPECT_EQ(message("0 0 0 v 0.5"), "error: test.mi:2:15: expected an integer, found '0.5'");
     EXPECT_EQ(message("0 0 0 v 0 n 0 n 0"),
-              "error: test.mi:2:23: this vertex has such a vector already");
+              "error: test.mi:2:23: the vertex already has a vector of this kind");
     EXPECT_EQ(message("0 0 0 v 0 d 0"),
               "error: test.mi:2:21: expected two, three or five derivatives, found 'end'");
     EXPECT_EQ(message("0 0 0 v 0 c \"m\" 0 0 0", "tagged on"),
@@ -152,10 +152,8 @@ TEST(Group, Errors) {
     EXPECT_EQ(message("0 0 0 v 0 mesh"),
               "error: test.mi:2:17: expected a vector, a vertex, a polygon or 'end group', found "
               "'mesh'");
-    EXPECT_EQ(message("`short"),
-              "error: test.mi:2:8: this binary block does not hold 12 bytes and a closing "
-              "backquote");
-    EXPECT_EQ(message("0 0 1e99"), "error: test.mi:2:11: this number is too large");
+    EXPECT_EQ(message("`short"), "error: test.mi:2:8: the binary block is not 12 bytes long");
+    EXPECT_EQ(message("0 0 1e99"), "error: test.mi:2:11: the number is too large");
 }
 
 } // namespace

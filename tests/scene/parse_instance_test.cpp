@@ -40,8 +40,8 @@ TEST(Instance, TransformIsTheMatrixAsWritten) {
     EXPECT_FALSE(instance("").transform.has_value());
 }
 
-// The scene has world to local; the place of a vertex in the world needs the inverse. Checked with
-// a rotation about z by 90 degrees and a translation, whose inverse is known.
+// The matrix in the scene transforms world space to local space, so vertices need its inverse. The
+// test uses a rotation about z by 90 degrees and a translation, whose inverse is known.
 TEST(Instance, AVertexReachesTheWorldThroughTheInverse) {
     // local = world * M with M: x' = y + 1, y' = -x + 2, z' = z + 3.
     const Instance i = instance("transform 0 -1 0 0  1 0 0 0  0 0 1 0  1 2 3 1");
@@ -58,8 +58,8 @@ TEST(Instance, AVertexReachesTheWorldThroughTheInverse) {
 TEST(Instance, ASingularMatrixBecomesTheIdentityWithAWarning) {
     const Reading r = read(kHead + "instance \"i\" \"l\" transform 1 0 0 0 2 0 0 0 0 0 1 0 0 0 0 1 "
                                    "end instance");
-    EXPECT_EQ(r.message(), "warning: test.mi:5:28: this matrix has no inverse, the identity is "
-                           "used instead");
+    EXPECT_EQ(r.message(),
+              "warning: test.mi:5:28: the matrix is singular; using the identity instead");
     EXPECT_EQ(r.scene.instances.at("i").transform.value(), kIdentityMatrix);
 }
 
@@ -133,8 +133,9 @@ TEST(Instance, IncrementalChangesKeepTheRestAndBareWordsRemove) {
 
 TEST(Instance, GeometryShadersAreKeptWithAWarning) {
     const Reading r = read("instance \"i\" geometry \"mib_geo_cube\" () end instance\n");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:14: geometry shaders are not supported: their "
-                           "instances are empty");
+    EXPECT_EQ(
+        r.message(),
+        "warning: test.mi:1:14: geometry shaders are not supported; their instances are empty");
     EXPECT_EQ(r.scene.instances.at("i").geometry_shaders.size(), 1u);
 }
 
@@ -142,9 +143,9 @@ TEST(Instance, Errors) {
     EXPECT_EQ(message("instance \"i\" \"none\" end instance"),
               "error: test.mi:5:14: there is no camera, light, object or instgroup 'none'");
     EXPECT_EQ(message("instance \"i\" \"m\" end instance"),
-              "error: test.mi:5:14: 'm' is a material, which an instance cannot place");
+              "error: test.mi:5:14: 'm' is a material, which cannot be instanced");
     EXPECT_EQ(message("instance \"i\" end instance"),
-              "error: test.mi:5:10: instance 'i' places nothing");
+              "error: test.mi:5:10: instance 'i' has no item");
     EXPECT_EQ(message("instance \"i\" \"l\" material \"x\" end instance"),
               "error: test.mi:5:27: there is no material 'x'");
     EXPECT_EQ(message("instance \"i\" \"l\" material [ \"m\" \"n\" ] end instance"),
@@ -152,9 +153,9 @@ TEST(Instance, Errors) {
     EXPECT_EQ(message("instance \"i\" \"l\" light \"some\" [ ] end instance"),
               "error: test.mi:5:24: expected \"exclusive\" or '[', found \"some\"");
     EXPECT_EQ(message("instance \"i\" \"l\" reflection 16 end instance"),
-              "error: test.mi:5:29: expected a number of flags from 0 to 15, found '16'");
+              "error: test.mi:5:29: expected an integer from 0 to 15, found '16'");
     EXPECT_EQ(message("instance \"m\" \"l\" end instance"),
-              "error: test.mi:5:10: 'm' is a material already");
+              "error: test.mi:5:10: 'm' is already a material");
     EXPECT_EQ(message("instance \"i\" \"l\" transform 1 2 end instance"),
               "error: test.mi:5:32: expected a number, found 'end'");
 }

@@ -23,12 +23,12 @@ TEST(Light, TheSixRowsOfItsKinds) {
     EXPECT_EQ(light("origin 0 0 0 direction 0 0 -1 spread 0.5").kind(), LightKind::spot);
 }
 
-TEST(Light, TheDirectionIsNormalised) {
+TEST(Light, TheDirectionIsNormalized) {
     const Light l = light("direction 0 3 4");
     EXPECT_FLOAT_EQ(l.direction->y, 0.6f);
     EXPECT_FLOAT_EQ(l.direction->z, 0.8f);
     EXPECT_EQ(read("light \"l\" direction 0 0 0 end light").message(),
-              "error: test.mi:1:21: the direction of a light must not be 0 0 0");
+              "error: test.mi:1:21: the direction of a light must not be a null vector");
 }
 
 TEST(Light, RepeatedShadersAreAList) {
@@ -50,8 +50,8 @@ TEST(Light, OtherItems) {
 TEST(Light, AreaShapesAreKeptWithAWarning) {
     const Reading r = read("light \"l\" \"s\" () rectangle 1 0 0 0 1 0 4 end light\n"
                            "light \"m\" \"s\" () disc 0 0 1 2.5 4 5 end light\n");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:28: area lights are not supported: they shine from "
-                           "a point");
+    EXPECT_EQ(r.message(),
+              "warning: test.mi:1:28: area lights are not supported; using point lights instead");
     EXPECT_EQ(r.scene.lights.at("l").area.kind, AreaKind::rectangle);
     EXPECT_EQ(r.scene.lights.at("l").area.samples_u, 4);
     EXPECT_EQ(r.scene.lights.at("l").area.samples_v, 1);

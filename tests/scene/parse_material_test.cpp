@@ -90,8 +90,8 @@ TEST(Data, BytesFilesAndDeclaredOnes) {
 TEST(Data, OfAnUndeclaredTypeIsSkippedWithOneWarning) {
     const Reading r = read("data \"x\" \"foreign\" ( \"a\" 1 )\ndata \"y\" \"foreign\" ()\n"
                            "options \"o\" data \"x\" data \"y\" end options\n");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:10: there is no declaration of data 'foreign': such "
-                           "data is skipped");
+    EXPECT_EQ(r.message(),
+              "warning: test.mi:1:10: there is no declaration of data 'foreign'; ignored");
     EXPECT_TRUE(r.scene.options.at("o").data.empty());
 }
 

@@ -59,7 +59,7 @@ TEST(Object, OtherFlagsAreReadAndLeftOut) {
 }
 
 TEST(Object, AnUnsupportedBodyBetweenTwoOthersLeavesThemIntact) {
-    // NOLINTBEGIN(bugprone-suspicious-missing-comma): one text on two lines
+    // NOLINTBEGIN(bugprone-suspicious-missing-comma): one string on two lines
     const std::string hair = "hair material \"m\" radius 0.1 degree 1 hair n scalar [ 3 ] 1 2 3 "
                              "hair [ 2 ] 0 3 end hair";
     const std::vector<std::string> bodies{
@@ -83,12 +83,11 @@ TEST(Object, AnUnsupportedBodyBetweenTwoOthersLeavesThemIntact) {
 }
 
 TEST(Object, BinaryHairIsSkippedByItsCounts) {
-    // 3 floats of which some bytes look like text that would end the object.
+    // 3 floats, some bytes of which look like text that would end the object.
     const std::string bytes = "`\nend object\n`";
     const Reading r = read("object \"a\" hair degree 1 scalar [ 3 ] " + bytes +
                            " hair [ 1 ] 0 end hair end object\necho \"on\"\n");
-    EXPECT_EQ(r.message(),
-              "warning: test.mi:1:12: geometry 'hair' is not supported: it is skipped");
+    EXPECT_EQ(r.message(), "warning: test.mi:1:12: geometry 'hair' is not supported; ignored");
     EXPECT_THAT(r.scene.echoes, ElementsAre("on"));
 }
 
@@ -135,14 +134,14 @@ TEST(Object, SeveralGroupsAreOneMesh) {
 
 TEST(Object, WithoutANameItIsAWarning) {
     const Reading r = read("object visible on " + kTriangle + "end object\n");
-    EXPECT_EQ(r.message(), "warning: test.mi:1:1: an object without a name cannot be used");
+    EXPECT_EQ(r.message(), "warning: test.mi:1:1: ignoring an object without a name");
 }
 
 TEST(Object, Errors) {
     EXPECT_EQ(read("object \"o\" sphere 1 end object").message(),
               "error: test.mi:1:12: expected a body of the object or 'end object', found 'sphere'");
     EXPECT_EQ(read("object \"o\" hair ").messages.back(),
-              "error: test.mi:1:17: expected 'end object', found the end of the text");
+              "error: test.mi:1:17: expected 'end object', found the end of the file");
 }
 
 } // namespace

@@ -121,7 +121,7 @@ TEST(Options, StringOptionsOfEachTypeTheLastOneWins) {
     EXPECT_EQ(std::get<std::vector<Number>>(o.strings.at("f")).size(), 4u);
 }
 
-// A frame buffer's type is the string that follows, which is why writers put an empty one there.
+// The string after the number is always the type of the frame buffer, and may be empty.
 TEST(Options, AFrameBufferWithoutTypeTakesTheStringBehindIt) {
     const Options o = options("frame buffer 0 \"\" \"a\" on frame buffer 1 \"+rgba_fp\"");
     EXPECT_EQ(o.strings.size(), 1u);
@@ -156,8 +156,8 @@ TEST(Options, WhatIsNotSupportedIsReadWithoutAWord) {
 
 TEST(Options, OtherSpacesAreAWarning) {
     EXPECT_TRUE(options("object space").strings.empty());
-    EXPECT_EQ(message("camera space"), "warning: test.mi:1:13: only object space is supported, it "
-                                       "is used instead");
+    EXPECT_EQ(message("camera space"),
+              "warning: test.mi:1:13: only object space is supported; using it instead");
 }
 
 TEST(Options, ErrorsNameWhatWasFoundAndWhatWasExpected) {
@@ -171,12 +171,11 @@ TEST(Options, ErrorsNameWhatWasFoundAndWhatWasExpected) {
     EXPECT_EQ(message("filter none"), "error: test.mi:1:20: expected 'box', 'triangle', 'gauss', "
                                       "'mitchell' or 'lanczos', found 'none'");
     EXPECT_EQ(message("samples 3 1"),
-              "error: test.mi:1:21: the lower number of samples is above the upper one");
+              "error: test.mi:1:21: the minimum number of samples is greater than the maximum");
     EXPECT_EQ(message("trace depth 3000000000"),
-              "error: test.mi:1:25: this integer does not fit into 32 bits");
-    EXPECT_EQ(message("\"a\" maybe"),
-              "error: test.mi:1:17: expected the value of the string option: 'on', 'off', a text "
-              "or numbers, found 'maybe'");
+              "error: test.mi:1:25: the integer does not fit in 32 bits");
+    EXPECT_EQ(message("\"a\" maybe"), "error: test.mi:1:17: expected a value of the string option: "
+                                      "'on', 'off', a string or numbers, found 'maybe'");
 }
 
 TEST(Options, SeveralErrorsOfOneBlockAreToldTogether) {

@@ -101,9 +101,9 @@ TEST(Parameters, Errors) {
     EXPECT_EQ(message("1"),
               "error: test.mi:1:18: expected the name of a parameter or ')', found '1'");
     EXPECT_EQ(message("\"a\" ="), "error: test.mi:1:24: expected the name of a shader, found ')'");
-    EXPECT_EQ(message("\"a\" 1e999"), "error: test.mi:1:22: this number is too large");
+    EXPECT_EQ(message("\"a\" 1e999"), "error: test.mi:1:22: the number is too large");
     EXPECT_EQ(read("shader \"s\" \"d\" ( \"a\" 1").message(),
-              "error: test.mi:1:23: expected ',' or ')', found the end of the text");
+              "error: test.mi:1:23: expected ',' or ')', found the end of the file");
 }
 
 TEST(Parameters, DeepNestingIsAnErrorAndNoCrash) {
@@ -151,11 +151,10 @@ TEST(NamedShaders, AnIncrementalCallOfAnotherShaderStartsAnew) {
 }
 
 TEST(NamedShaders, Errors) {
-    EXPECT_EQ(read("shader \"a\"\n").message(),
-              "error: test.mi:2:1: expected a shader: \"name\" ( … ) or = \"name\", found the end "
-              "of the text");
+    EXPECT_EQ(read("shader \"a\"\n").message(), "error: test.mi:2:1: expected a shader: \"name\" ( "
+                                                "… ) or = \"name\", found the end of the file");
     EXPECT_EQ(read("shader \"a\" \"d\"\n").message(),
-              "error: test.mi:2:1: expected '(', found the end of the text");
+              "error: test.mi:2:1: expected '(', found the end of the file");
     EXPECT_EQ(read("incremental shader \"a\" \"d\" ()\n").message(),
               "error: test.mi:1:20: there is no shader 'a' to change");
 }

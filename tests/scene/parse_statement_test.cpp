@@ -28,18 +28,18 @@ TEST(Commands, VersionsAreComparedNumberByNumber) {
     EXPECT_TRUE(read("min version \"3.9\" version \"3.9.1\" max version \"3.10\"", settings)
                     .messages.empty());
     EXPECT_EQ(read("min version \"3.10\"", settings).message(),
-              "warning: test.mi:1:13: the scene asks for a renderer of version 3.10 or later, this "
-              "is 3.9.1");
+              "warning: test.mi:1:13: the scene requires version 3.10 or later of the renderer; "
+              "this is version 3.9.1");
     EXPECT_EQ(read("max version \"2.1\"", settings).message(),
-              "warning: test.mi:1:13: the scene asks for a renderer of version 2.1 or earlier, "
-              "this is 3.9.1");
+              "warning: test.mi:1:13: the scene requires version 2.1 or earlier of the renderer; "
+              "this is version 3.9.1");
 }
 
 TEST(Commands, ShellCommandsAreNotRunAndSourceIsRefused) {
     EXPECT_EQ(read("system \"rm x\"").message(),
-              "warning: test.mi:1:8: the scene's shell command is not run");
+              "warning: test.mi:1:8: shell commands are not supported; ignored");
     EXPECT_EQ(read("code \"x.c\"").message(),
-              "error: test.mi:1:6: C source is not supported: link a shared object instead");
+              "error: test.mi:1:6: C source is not supported; link a shared library instead");
 }
 
 TEST(Commands, ObsoleteOnesAreRead) {
@@ -51,8 +51,8 @@ TEST(Commands, ObsoleteOnesAreRead) {
 
 TEST(Commands, TheFirstVersionOfScenesIsRejectedClearly) {
     EXPECT_EQ(read("frame 1\n view\n end view\nend frame\necho \"on\"").message(),
-              "error: test.mi:1:1: 'frame' and 'view' belong to scenes of version 1, which cannot "
-              "be read");
+              "error: test.mi:1:1: 'frame' and 'view' are not supported: scenes of version 1 "
+              "cannot be read");
 }
 
 TEST(Commands, DeleteForgetsAName) {
@@ -90,11 +90,11 @@ TEST(Commands, RenderChecksItsNames) {
     EXPECT_EQ(read(kWorld + "render \"w\" \"c\" \"o\"").message(),
               "error: test.mi:5:12: there is no instance 'c'");
     EXPECT_EQ(read(kWorld + "render \"w\" \"ci\" \"c\"").message(),
-              "error: test.mi:5:17: there is no options 'c'");
+              "error: test.mi:5:17: there are no options 'c'");
     EXPECT_EQ(read(kWorld + "light \"l\" end light instance \"li\" \"l\" end instance render \"w\" "
                             "\"li\" \"o\"")
                   .message(),
-              "error: test.mi:5:63: instance 'li' does not place a camera");
+              "error: test.mi:5:63: instance 'li' is not an instance of a camera");
 }
 
 TEST(Commands, CallRunsShaders) {
@@ -126,7 +126,7 @@ TEST(Elements, OtherKindsAreSkippedWithOneWarningEach) {
 
 TEST(Elements, ANameBelongsToOneKind) {
     EXPECT_EQ(read("light \"x\" end light\noptions \"x\" end options").message(),
-              "error: test.mi:2:9: 'x' is a light already");
+              "error: test.mi:2:9: 'x' is already a light");
 }
 
 TEST(Elements, IncrementalNeedsSomethingToChange) {
@@ -153,7 +153,7 @@ TEST(Namespaces, PrefixDefinitionsAndUses) {
     EXPECT_THAT(r.scene.instances.at("a::x").materials, ElementsAre("a::m", "global"));
     const auto& call = std::get<ShaderCall>(r.scene.shaders.at("a::s").shaders.at(0));
     EXPECT_EQ(std::get<std::string>(call.parameters.at(0).value.content), "a::li");
-    // A text is no name.
+    // A string is not a keyword.
     EXPECT_EQ(std::get<std::string>(call.parameters.at(1).value.content), "li");
     EXPECT_EQ(r.scene.instances.at("y").item, "a::b::k");
 }
@@ -175,9 +175,9 @@ TEST(Statements, Errors) {
     EXPECT_EQ(read("link base").message(),
               "error: test.mi:1:6: expected the name of a library, found 'base'");
     EXPECT_EQ(read("registry \"{A}\" value \"x\"").message(),
-              "error: test.mi:1:25: expected 'end registry', found the end of the text");
+              "error: test.mi:1:25: expected 'end registry', found the end of the file");
     EXPECT_EQ(read("options").message(),
-              "error: test.mi:1:8: expected the name of this options, found the end of the text");
+              "error: test.mi:1:8: expected the name of the options, found the end of the file");
 }
 
 } // namespace

@@ -109,14 +109,14 @@ TEST(Trilist, CountsThatPromiseTooMuchAllocateNothing) {
     EXPECT_EQ(message("vertex 2000000000 p triangle 1 [ 0 0 0 ] [ 0 0 0 0 ]"),
               "error: test.mi:2:48: expected a number, found ']'");
     EXPECT_EQ(message("vertex 2000000000 p triangle 2000000000 scalar `abcd`"),
-              "error: test.mi:2:57: this binary block is shorter than its count says");
+              "error: test.mi:2:57: the binary block is too short for its count");
     EXPECT_EQ(message("vertex 1 p t 1000 1000000 triangle 1 [ 0 0 0 ]"),
               "error: test.mi:2:27: expected a count of at most 1024, found '1000000'");
 }
 
 TEST(Trilist, Errors) {
     EXPECT_EQ(message("vertex 3 p triangle 1 [ 0 0 0 1 0 0 0 1 0 9 ] [ 0 0 1 2 ]"),
-              "error: test.mi:2:51: expected ']' behind the last vertex, found '9'");
+              "error: test.mi:2:51: expected ']' after the last vertex, found '9'");
     EXPECT_EQ(message("vertex 3 p triangle 1 [ 0 0 0 1 0 0 0 1 0 ] [ 0 0 1 3 ]"),
               "error: test.mi:2:61: there is no vertex 3: the group has 3");
     EXPECT_EQ(message("vertex 1 p triangle 1 [ 0 0 0 ] [ \"m\" 0 0 0 ]"),

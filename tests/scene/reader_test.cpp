@@ -50,7 +50,7 @@ TEST(Reader, TheTentHasTheCountsOfItsText) {
     }
 }
 
-// The pieces of a scene: strings, numbers, words and marks, without blanks and comments.
+// The tokens of a scene: strings, numbers, words and marks, without white space and comments.
 std::vector<std::string> pieces(const std::string& text) {
     std::vector<std::string> result;
     for (std::size_t i = 0; i < text.size();) {
@@ -88,7 +88,7 @@ bool is_number(const std::string& piece) {
     return piece.find_first_not_of("+-.0123456789") == std::string::npos;
 }
 
-// Everything of two scenes that could differ.
+// Compares the contents of two scenes.
 void expect_same(const Recorder& a, const Recorder& b) {
     EXPECT_EQ(a.events, b.events);
     EXPECT_EQ(a.options.at("opt").max_samples, b.options.at("opt").max_samples);
@@ -161,7 +161,7 @@ TEST(Reader, NamesWithoutQuotesGiveTheSameScene) {
 }
 
 TEST(Reader, RealsInExponentFormGiveTheSameScene) {
-    // Integers stay where integers are wanted; every other number gets an exponent.
+    // Required integers are kept; every other number gets an exponent.
     auto list = pieces(sample_scene());
     bool reals = false;
     for (std::string& piece : list) {
@@ -183,14 +183,15 @@ TEST(Reader, ErrorsOfSeveralStatementsAreToldInOneRun) {
                            "instance \"i\" \"l\" material [ \"m\" ] end instance\n"
                            "object \"t\"\n  group 0 0 0 v 1 end group\nend object\n"
                            "instance \"j\" \"t\" end instance\n");
-    EXPECT_THAT(r.messages,
-                ElementsAre("error: test.mi:2:11: expected an integer, found 'x'",
-                            "error: test.mi:5:9: expected 'infinity' or a distance above 0, found "
-                            "'y'",
-                            "error: test.mi:8:11: unexpected character '?'",
-                            "error: test.mi:10:15: expected ',' or ')', found \"b\"",
-                            "error: test.mi:14:17: there is no vector 1: the group has 1"));
-    // Names of elements with errors exist, so that their uses are no errors too.
+    EXPECT_THAT(
+        r.messages,
+        ElementsAre("error: test.mi:2:11: expected an integer, found 'x'",
+                    "error: test.mi:5:9: expected 'infinity' or a distance greater than 0, found "
+                    "'y'",
+                    "error: test.mi:8:11: unexpected character '?'",
+                    "error: test.mi:10:15: expected ',' or ')', found \"b\"",
+                    "error: test.mi:14:17: there is no vector 1: the group has 1"));
+    // References to elements with errors don't produce follow-on errors.
     EXPECT_EQ(r.scene.instances.count("i"), 1u);
     EXPECT_EQ(r.scene.instances.count("j"), 1u);
     EXPECT_EQ(r.scene.objects.count("t"), 0u);
@@ -214,12 +215,12 @@ TEST(Reader, StopsAtTheErrorLimit) {
         text += "light \"l\" x end light\n";
     const Reading r = read(text, settings);
     EXPECT_EQ(r.errors, 5u);
-    EXPECT_EQ(r.messages.back(), "note: too many errors, the rest of the scene is not read");
+    EXPECT_EQ(r.messages.back(), "note: too many errors; the rest of the scene is skipped");
 }
 
-// ---- bad input never crashes or hangs; the sanitizers watch these runs -----------------------
+// ---- invalid input must not crash or hang; sanitizers check these runs ----------------------
 
-// A small scene with a bit of everything.
+// A small scene with many kinds of statements.
 std::string varied_scene() {
     return sample_scene() + R"(
 declare shader struct { color "a", integer "b" } "d" ( array struct "s" { color "c" }, scalar
@@ -270,7 +271,7 @@ TEST(BadInput, EveryDeletedTokenGivesErrorsOrAScene) {
         EXPECT_EQ(r.good, r.errors == 0);
         with_errors += r.errors > 0;
     }
-    // Most tokens are needed.
+    // Removing a token is an error in most cases.
     EXPECT_GT(with_errors, list.size() / 2);
 }
 

@@ -1,4 +1,4 @@
-// A receiver that keeps all that it is told, and the reading of a text into one.
+// A receiver that records everything, and a function that reads a text into one.
 #pragma once
 
 #include "host/scene/reader.h"
@@ -71,7 +71,7 @@ struct Recorder : SceneReceiver {
     }
 };
 
-// What a text gives: the elements, and the messages as "error: …" and "warning: …".
+// The result of reading a text: the elements, and the messages as "error: …" and "warning: …".
 struct Reading {
     Recorder scene;
     std::vector<std::string> messages;

@@ -1,4 +1,4 @@
-// A small complete scene: a tent under a lamp, with three shaders of a baking library.
+// A small complete scene: a tent and a light, with three shaders of a baking library.
 #pragma once
 
 #include <string>

@@ -27,8 +27,8 @@ std::array<double, 3> area_vector(const Vec3& a, const Vec3& b, const Vec3& c) {
     return {(uy * vz - uz * vy) / 2, (uz * vx - ux * vz) / 2, (ux * vy - uy * vx) / 2};
 }
 
-// Area of the triangles along +z: the sum of signed areas, and the sum of their sizes. Equal sums
-// mean that no triangle runs the wrong way.
+// The sums of the signed and the absolute areas of the triangles, seen along z. Equal sums mean
+// that all triangles have the right orientation.
 struct Areas {
     double sum = 0, sizes = 0;
     std::size_t count = 0;
@@ -65,7 +65,7 @@ std::vector<Vec3> square(float x, float y, float size, bool clockwise = false) {
 }
 
 TEST(Triangulate, AQuadIsCutAlongTheDiagonalThatFits) {
-    Polygon arrow; // its third corner lies inside
+    Polygon arrow; // with a reflex third corner
     arrow.add_ring({{0, 0, 0}, {4, 0, 0}, {1, 1, 0}, {0, 4, 0}});
     expect_area(arrow, 4);
     Polygon turned;
@@ -81,7 +81,7 @@ TEST(Triangulate, AClockwiseOutlineStaysClockwise) {
 }
 
 TEST(Triangulate, AConcaveOutlineInAnyPlane) {
-    // A letter L of area 5, turned into each plane of the axes and its opposite.
+    // An L shape of area 5, in each coordinate plane and with both orientations.
     const std::vector<std::array<float, 2>> letter = {{0, 0}, {3, 0}, {3, 1},
                                                       {1, 1}, {1, 3}, {0, 3}};
     for (int plane = 0; plane < 3; ++plane)
@@ -141,8 +141,8 @@ TEST(Triangulate, HolesThatTouchTheSameCornerOfTheOutline) {
     expect_area(p, 80 - 0.15 - 0.15 - 0.1, 1e-4);
 }
 
-// Star-shaped outlines with random radii, with random square holes near the middle: the area is
-// known without triangles.
+// Star-shaped outlines with random radii and random square holes near the center, whose area is
+// known without triangulation.
 TEST(Triangulate, RandomStarsWithHolesKeepTheirArea) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> unit(0, 1);
@@ -162,7 +162,7 @@ TEST(Triangulate, RandomStarsWithHolesKeepTheirArea) {
         p.add_ring(ring);
         const int holes = static_cast<int>(unit(random) * 4);
         for (int k = 0; k < holes; ++k) {
-            // Inside the circle that every star of five corners and more contains.
+            // Inside the circle contained in every star with at least five corners.
             const float size = 0.1f + 0.5f * unit(random);
             p.add_ring(square(-1.4f + 0.8f * static_cast<float>(k), -0.5f + 0.3f * unit(random),
                               size, unit(random) < 0.5f));
@@ -191,7 +191,7 @@ TEST(Triangulate, PolygonsThatCrossThemselvesOrHaveNoAreaEnd) {
 }
 
 TEST(Triangulate, ALargeJaggedPolygonEndsSoon) {
-    // A comb: every second corner is reflex, and only the far end has ears.
+    // A comb: every second corner is reflex, and ears exist at the far end only.
     constexpr int kTeeth = 30000;
     std::vector<Vec3> ring;
     for (int i = 0; i < kTeeth; ++i) {
