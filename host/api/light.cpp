@@ -1,34 +1,34 @@
 // mi_trace_light, mi_sample_light and light lists.
-#include "host/trace/renderer.h"
+#include "host/trace/light_ray.h"
 
 #include <algorithm>
 
 namespace {
 
 using vx::shading::Context;
-using vx::trace::Renderer;
+using vx::trace::TracedFrame;
 
 void append(std::vector<miTag>& list, const std::vector<miTag>& more) {
     for (const miTag tag : more)
         if (std::find(list.begin(), list.end(), tag) == list.end()) list.push_back(tag);
 }
 
-std::vector<miTag> all_lights(const Renderer& renderer) {
+std::vector<miTag> all_lights(const TracedFrame& frame) {
     std::vector<miTag> all;
-    for (const auto& leaf : renderer.world().lights())
+    for (const auto& leaf : frame.world().lights())
         all.push_back(leaf.instance);
     return all;
 }
 
-std::vector<miTag> resolved(const Renderer& renderer, const miTag* tags, std::size_t count) {
+std::vector<miTag> resolved(const TracedFrame& frame, const miTag* tags, std::size_t count) {
     std::vector<miTag> list;
     for (std::size_t i = 0; i < count; ++i)
-        append(list, renderer.world().light_leaves(tags[i]));
+        append(list, frame.world().light_leaves(tags[i]));
     return list;
 }
 
-std::vector<miTag> all_but(const Renderer& renderer, const std::vector<miTag>& excluded) {
-    std::vector<miTag> list = all_lights(renderer);
+std::vector<miTag> all_but(const TracedFrame& frame, const std::vector<miTag>& excluded) {
+    std::vector<miTag> list = all_lights(frame);
     std::erase_if(list, [&](miTag tag) {
         return std::find(excluded.begin(), excluded.end(), tag) != excluded.end();
     });
@@ -47,44 +47,45 @@ void deliver(std::vector<miTag>&& list, int* n, miTag** lights) {
 
 miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
                          miTag light) {
-    Renderer* const r = Context::current().renderer;
-    if (!r || !state || !result) return miFALSE;
-    return r->trace_light(result, dir, dot_nl, state, light) ? miTRUE : miFALSE;
+    TracedFrame* const frame = TracedFrame::current();
+    if (!frame || !state || !result) return miFALSE;
+    return vx::trace::trace_light(*frame, result, dir, dot_nl, state, light) ? miTRUE : miFALSE;
 }
 
 miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
                           miTag light, miInteger* samples) {
-    Renderer* const r = Context::current().renderer;
-    if (!r || !state || !result || !samples) return miFALSE;
-    return r->sample_light(result, dir, dot_nl, state, light, samples) ? miTRUE : miFALSE;
+    TracedFrame* const frame = TracedFrame::current();
+    if (!frame || !state || !result || !samples) return miFALSE;
+    return vx::trace::sample_light(*frame, result, dir, dot_nl, state, light, samples) ? miTRUE
+                                                                                       : miFALSE;
 }
 
 void mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
-    const Renderer* const r = Context::current().renderer;
-    if (!r || !state) return;
-    deliver(resolved(*r, *lights, static_cast<std::size_t>(std::max(0, *n))), n, lights);
+    const TracedFrame* const frame = TracedFrame::current();
+    if (!frame || !state) return;
+    deliver(resolved(*frame, *lights, static_cast<std::size_t>(std::max(0, *n))), n, lights);
 }
 
 void mi_exclusive_lightlist(int* n, miTag** lights, miState* state) {
-    const Renderer* const r = Context::current().renderer;
-    if (!r || !state) return;
-    deliver(all_but(*r, resolved(*r, *lights, static_cast<std::size_t>(std::max(0, *n)))), n,
-            lights);
+    const TracedFrame* const frame = TracedFrame::current();
+    if (!frame || !state) return;
+    deliver(all_but(*frame, resolved(*frame, *lights, static_cast<std::size_t>(std::max(0, *n)))),
+            n, lights);
 }
 
 void mi_instance_lightlist(int* n, miTag** lights, miState* state) {
-    const Renderer* const r = Context::current().renderer;
-    if (!r || !state) return;
-    const auto* const leaf = r->world().find_object(state->instance);
+    const TracedFrame* const frame = TracedFrame::current();
+    if (!frame || !state) return;
+    const auto* const leaf = frame->world().find_object(state->instance);
     if (!leaf || leaf->record->light_obj_ring == miNULLTAG) {
-        deliver(all_lights(*r), n, lights);
+        deliver(all_lights(*frame), n, lights);
         return;
     }
-    const vx::db::Database& database = r->context().database;
+    const vx::db::Database& database = frame->context().database;
     const miTag ring = leaf->record->light_obj_ring;
     const auto* const tags = database.find<miTag>(ring, miSCENE_TAGS);
     const std::vector<miTag> named =
-        tags ? resolved(*r, tags, database.size(ring) / sizeof(miTag)) : std::vector<miTag>{};
-    deliver(leaf->record->light_exclusive ? all_but(*r, named) : std::vector<miTag>(named), n,
+        tags ? resolved(*frame, tags, database.size(ring) / sizeof(miTag)) : std::vector<miTag>{};
+    deliver(leaf->record->light_exclusive ? all_but(*frame, named) : std::vector<miTag>(named), n,
             lights);
 }

@@ -1,7 +1,7 @@
 // mi_sample: low-discrepancy points for shaders.
 #include "host/sampling/hash.h"
 #include "host/sampling/low_discrepancy.h"
-#include "host/trace/renderer.h"
+#include "host/trace/traced_frame.h"
 
 #include <algorithm>
 #include <span>
@@ -50,9 +50,9 @@ void end_loop(ThreadArena& arena, const int* counter) {
 
 miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshort dimension,
                     const miUint* n) {
-    auto* const renderer = vx::shading::Context::current().renderer;
-    if (!renderer || !sample) return miFALSE;
-    ThreadArena& arena = renderer->arena();
+    auto* const frame = vx::trace::TracedFrame::current();
+    if (!frame || !sample) return miFALSE;
+    ThreadArena& arena = frame->arena();
     const std::span<double> out(sample, dimension);
     if (!instance) {
         vx::sampling::owen_sobol(new_seed(arena, state), 0, out);

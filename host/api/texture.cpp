@@ -1,6 +1,6 @@
 // mi_lookup_*_texture: image files and procedural textures.
 #include "host/shading/call.h"
-#include "host/trace/renderer.h"
+#include "host/trace/traced_frame.h"
 
 namespace {
 
@@ -20,7 +20,8 @@ bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, v
         state->tex = before;
         return ok;
     }
-    const auto* const textures = context.renderer ? context.renderer->textures() : nullptr;
+    const auto* const frame = vx::trace::TracedFrame::current();
+    const auto* const textures = frame ? frame->textures() : nullptr;
     const auto* const image = textures ? textures->find(tag) : nullptr;
     if (!image) return false;
     if (!(coord->x >= 0.0f && coord->x < 1.0f && coord->y >= 0.0f && coord->y < 1.0f)) return false;

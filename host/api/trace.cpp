@@ -1,13 +1,11 @@
 // mi_trace_*: secondary rays.
-#include "host/trace/renderer.h"
-#include "host/trace/surface.h"
+#include "host/trace/bounce.h"
+#include "host/trace/eye_ray.h"
+#include "host/trace/shadow_ray.h"
 
 namespace {
 
-// Null outside of a frame, for example in the exit function of a shader.
-vx::trace::Renderer* renderer() {
-    return vx::shading::Context::current().renderer;
-}
+using vx::trace::TracedFrame;
 
 miBoolean truth(bool value) {
     return value ? miTRUE : miFALSE;
@@ -27,53 +25,55 @@ class Result {
 } // namespace
 
 miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVector* direction) {
-    auto* const r = renderer();
-    if (!r || !state) return miFALSE;
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state) return miFALSE;
     const miVector from = origin ? *origin : state->org;
     const miVector along = direction ? *direction : state->dir;
-    return truth(r->trace_eye(Result(result), state, from, along));
+    return truth(vx::trace::trace_eye(*frame, Result(result), state, from, along));
 }
 
 miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction) {
-    auto* const r = renderer();
-    if (!r || !state || !direction) return miFALSE;
-    return truth(r->trace_reflection(Result(result), state, *direction));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state || !direction) return miFALSE;
+    return truth(vx::trace::trace_reflection(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_refraction(miColor* result, miState* state, miVector* direction) {
-    auto* const r = renderer();
-    if (!r || !state || !direction) return miFALSE;
-    return truth(r->trace_refraction(Result(result), state, *direction));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state || !direction) return miFALSE;
+    return truth(vx::trace::trace_refraction(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_transparent(miColor* result, miState* state) {
-    auto* const r = renderer();
-    if (!r || !state) return miFALSE;
-    return truth(r->trace_transparent(Result(result), state));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state) return miFALSE;
+    return truth(vx::trace::trace_transparent(*frame, Result(result), state));
 }
 
 miBoolean mi_trace_environment(miColor* result, miState* state, miVector* direction) {
-    auto* const r = renderer();
-    if (!r || !state) return miFALSE;
-    return truth(r->trace_environment(Result(result), state, direction ? *direction : state->dir));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state) return miFALSE;
+    return truth(vx::trace::trace_environment(*frame, Result(result), state,
+                                              direction ? *direction : state->dir));
 }
 
 miBoolean mi_trace_probe(miState* state, miVector* direction, miVector* origin) {
-    auto* const r = renderer();
-    if (!r || !state || !direction) return miFALSE;
-    return truth(r->trace_probe(state, *direction, origin ? *origin : state->point));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state || !direction) return miFALSE;
+    return truth(
+        vx::trace::trace_probe(*frame, state, *direction, origin ? *origin : state->point));
 }
 
 miBoolean mi_trace_shadow(miColor* result, miState* state) {
-    auto* const r = renderer();
-    if (!r || !state) return miFALSE;
-    return truth(r->trace_shadow(Result(result), state));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state) return miFALSE;
+    return truth(vx::trace::trace_shadow(*frame, Result(result), state));
 }
 
 miBoolean mi_trace_shadow_seg(miColor* result, miState* state) {
-    auto* const r = renderer();
-    if (!r || !state) return miFALSE;
-    return truth(r->trace_shadow_segment(Result(result), state));
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state) return miFALSE;
+    return truth(vx::trace::trace_shadow_segment(*frame, Result(result), state));
 }
 
 void mi_flush_cache(miState* state) {
@@ -110,19 +110,19 @@ miBoolean mi_refraction_dir(miVector* dir, miState* state, miScalar ior_in, miSc
 
 miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miVector** b,
                          miVector** c) {
-    auto* const r = renderer();
-    if (!r || !state || !state->pri) return miFALSE;
+    auto* const frame = TracedFrame::current();
+    if (!frame || !state || !state->pri) return miFALSE;
     const auto primitive = vx::trace::Primitive::from_handle(state->pri);
-    if (primitive.placement >= r->world().object_count()) return miFALSE;
-    const auto& placement = r->world().accel().placement(primitive.placement);
+    if (primitive.placement >= frame->world().object_count()) return miFALSE;
+    const auto& placement = frame->world().accel().placement(primitive.placement);
     if (primitive.triangle >= placement.mesh->triangles.size()) return miFALSE;
     const auto& indices = placement.mesh->triangles[primitive.triangle];
 
-    auto& corners = r->arena().corners;
+    auto& corners = frame->arena().corners;
     const auto* source = static_cast<const std::vector<vx::scene::Vec3>*>(nullptr);
     switch (which) {
     case 'p':
-        vx::trace::triangle_corners(r->world(), primitive, corners.data());
+        vx::trace::triangle_corners(frame->world(), primitive, corners.data());
         break;
     case 'n':
         source = &placement.mesh->normals;

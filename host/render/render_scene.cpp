@@ -5,6 +5,7 @@
 #include "host/render/overrides.h"
 #include "host/render/sampler.h"
 #include "host/shading/errors.h"
+#include "host/trace/eye_ray.h"
 
 #include <fmt/format.h>
 
@@ -49,12 +50,13 @@ SamplingSettings sampling_settings(const miCamera& camera, const miOptions& opti
     return sampling;
 }
 
-image::Sample trace_sample(trace::Renderer& renderer, const CameraRays& camera_rays,
+image::Sample trace_sample(trace::TracedFrame& traced, const CameraRays& camera_rays,
                            const EyeRequest& eye) {
     const CameraRay ray = camera_rays.at(eye.x, eye.y);
     // Key 0 is reserved for the first eye ray of the frame.
     const std::uint64_t key = eye.first ? 0 : eye.key | 1u;
-    const trace::EyeResult result = renderer.eye({ray.origin, ray.direction, eye.x, eye.y, key});
+    const trace::EyeResult result =
+        trace::send_eye_ray(traced, {ray.origin, ray.direction, eye.x, eye.y, key});
     image::Sample sample;
     sample.x = eye.x;
     sample.y = eye.y;
@@ -134,26 +136,26 @@ bool SceneRenderer::load_textures() {
     return failures.empty() || m_settings.texture_continue;
 }
 
-Outcome SceneRenderer::sample_frame(trace::Renderer& renderer, const miCamera& camera,
+Outcome SceneRenderer::sample_frame(trace::TracedFrame& traced, const miCamera& camera,
                                     const miOptions& options, image::Frame& frame, bool surfaces) {
     const SamplingSettings sampling = sampling_settings(camera, options, m_settings, surfaces);
     if (sampling.window.empty()) {
         report(Level::error, "the window is outside the image");
         return Outcome::failed;
     }
-    const CameraRays camera_rays(camera, camera_to_world(m_context, renderer.world()));
+    const CameraRays camera_rays(camera, camera_to_world(m_context, traced.world()));
     SamplingCalls calls;
-    calls.eye = [&](const EyeRequest& eye) { return trace_sample(renderer, camera_rays, eye); };
+    calls.eye = [&](const EyeRequest& eye) { return trace_sample(traced, camera_rays, eye); };
     calls.tile_done = [&](std::uint64_t done, std::uint64_t total) {
         m_context.thread().end_tile();
-        m_progress.update(done, total, renderer.eye_rays());
+        m_progress.update(done, total, traced.eye_rays());
     };
     calls.cancelled = [&] {
         if (m_interrupt.load(std::memory_order_relaxed) && !m_context.aborted()) m_context.cancel();
         return m_context.aborted();
     };
 
-    const RenderPhase phase(m_context, renderer.frame_state());
+    const RenderPhase phase(m_context, traced.state());
     const auto start = Clock::now();
     m_progress.start(fmt::format("frame {}", camera.frame));
     try {
@@ -168,8 +170,8 @@ Outcome SceneRenderer::sample_frame(trace::Renderer& renderer, const miCamera& c
     }
     const double seconds = seconds_since(start);
     report(Level::info,
-           fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", renderer.eye_rays(), seconds,
-                       static_cast<double>(renderer.eye_rays()) / std::max(seconds, 1e-9)));
+           fmt::format("{} eye rays in {:.2f} s, {:.0f} rays/s", traced.eye_rays(), seconds,
+                       static_cast<double>(traced.eye_rays()) / std::max(seconds, 1e-9)));
     return Outcome::done;
 }
 
@@ -199,8 +201,8 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     for (const trace::LightLeaf& light : world.lights())
         m_context.lights.push_back(light.instance);
 
-    trace::Renderer renderer(m_context, world, *camera, *options, &m_textures);
-    return sample_frame(renderer, *camera, *options, frame, surfaces);
+    trace::TracedFrame traced(m_context, world, *camera, *options, &m_textures);
+    return sample_frame(traced, *camera, *options, frame, surfaces);
 }
 
 Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Frame& frame,

@@ -5,8 +5,8 @@
 #include "host/render/progress.h"
 #include "host/render/settings.h"
 #include "host/shading/build.h"
-#include "host/trace/renderer.h"
 #include "host/trace/texture.h"
+#include "host/trace/traced_frame.h"
 
 #include <atomic>
 #include <string>
@@ -39,7 +39,7 @@ class SceneRenderer {
 
   private:
     Outcome render_frame(const shading::RenderRequest& request, image::Frame& frame, bool surfaces);
-    Outcome sample_frame(trace::Renderer& renderer, const miCamera& camera,
+    Outcome sample_frame(trace::TracedFrame& traced, const miCamera& camera,
                          const miOptions& options, image::Frame& frame, bool surfaces);
     [[nodiscard]] miCamera* find_camera(const shading::RenderRequest& request) const;
     [[nodiscard]] std::vector<image::WriteRequest> output_files(miTag camera_instance) const;

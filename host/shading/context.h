@@ -28,10 +28,6 @@
 #include "host/shading/messages.h"
 #include "host/shading/thread.h"
 
-namespace vx::trace {
-class Renderer;
-}
-
 namespace vx::shading {
 
 /* A user data element: mi_db_access gives its contents, the rest is kept here. */
@@ -66,8 +62,6 @@ class Context {
     std::vector<miTag> lights;
     std::unordered_map<miTag, UserData> user_data;
     miLock global_lock = nullptr; /* goes into every miState */
-    /* For the entry points that trace rays and sample; set by the renderer. */
-    trace::Renderer* renderer = nullptr;
 
     /* The calling thread's part. The thread that made the context is number 0; the others are
      * numbered in the order in which they first ask. */

@@ -152,11 +152,12 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
     surface.dot_nd = dot(surface.normal, ray);
 }
 
-void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& surface, Slot& slot) {
+void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& surface,
+                  RayState& ray) {
     const Placement& placement = world.accel().placement(hit.primitive.placement);
     const ObjectLeaf& leaf = world.object(hit.primitive.placement);
     const scene::Mesh& mesh = *placement.mesh;
-    miState& state = slot.state;
+    miState& state = ray.state;
 
     state.point = surface.point;
     state.normal = surface.normal;
@@ -164,10 +165,10 @@ void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& sur
     state.inv_normal = surface.inverted ? miTRUE : miFALSE;
     state.dot_nd = surface.dot_nd;
     state.dist = surface.dist;
-    slot.surface.point = surface.point;
-    slot.surface.normal_geom = surface.outward;
-    slot.surface.error = surface.error;
-    slot.surface.primitive = hit.primitive;
+    ray.surface.point = surface.point;
+    ray.surface.normal_geom = surface.outward;
+    ray.surface.error = surface.error;
+    ray.surface.primitive = hit.primitive;
 
     const double weights[3] = {1.0 - static_cast<double>(hit.u) - static_cast<double>(hit.v),
                                static_cast<double>(hit.u), static_cast<double>(hit.v)};
@@ -180,7 +181,7 @@ void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& sur
     state.material = leaf.material(hit.primitive.triangle);
     state.label = leaf.label;
     state.pri = hit.primitive.handle();
-    state.cache = &slot.surface;
+    state.cache = &ray.surface;
     state.shadow_tol = static_cast<double>(surface.error);
 
     const auto interpolated = [&](const std::vector<std::vector<scene::Vec3>>& spaces,
@@ -189,9 +190,9 @@ void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& sur
         interpolate_all(spaces, triangle(placement, hit.primitive.triangle), weights, out);
         return out.data();
     };
-    state.tex_list = interpolated(mesh.textures, slot.textures);
-    state.bump_x_list = interpolated(mesh.bump_x, slot.bump_x);
-    state.bump_y_list = interpolated(mesh.bump_y, slot.bump_y);
+    state.tex_list = interpolated(mesh.textures, ray.textures);
+    state.bump_x_list = interpolated(mesh.bump_x, ray.bump_x);
+    state.bump_y_list = interpolated(mesh.bump_y, ray.bump_y);
     state.tex = state.tex_list ? *state.tex_list : miVector{};
     state.motion = miVector{};
     if (!mesh.motion.empty() && !mesh.motion.front().empty())

@@ -1,0 +1,21 @@
+// Rays that shaders trace from the surface that they shade: the mi_trace functions for reflection,
+// refraction, transparency, environment and probes. For threads and errors see eye_ray.h.
+#pragma once
+
+#include "host/trace/traced_frame.h"
+
+namespace vx::trace {
+
+bool trace_reflection(TracedFrame& frame, miColor* result, miState* state,
+                      const miVector& direction);
+bool trace_refraction(TracedFrame& frame, miColor* result, miState* state,
+                      const miVector& direction);
+bool trace_transparent(TracedFrame& frame, miColor* result, miState* state);
+bool trace_environment(TracedFrame& frame, miColor* result, miState* state,
+                       const miVector& direction);
+
+// Finds the nearest surface and describes it in the state's child, without shading it.
+bool trace_probe(TracedFrame& frame, miState* state, const miVector& direction,
+                 const miVector& origin);
+
+} // namespace vx::trace

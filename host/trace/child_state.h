@@ -1,0 +1,16 @@
+// States of new rays, made from the state that sends them.
+#pragma once
+
+#include "host/trace/traced_frame.h"
+
+namespace vx::trace {
+
+// A copy of `parent` as its child, without a child, a hit or anything cached of its own. Null, with
+// a warning once per frame, if rays nest too deep. Throws RenderAborted if the render ends early.
+RayState* child_state(TracedFrame& frame, miState* parent);
+
+// The same for a ray that is known to hit, which is faster: what enter_surface (ray_end.h) sets is
+// not copied, so enter_surface must be called.
+RayState* child_state_at_surface(TracedFrame& frame, miState* parent);
+
+} // namespace vx::trace
