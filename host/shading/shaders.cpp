@@ -75,24 +75,24 @@ miTag ShaderBuilder::copy(miTag original, const std::string& name, miTag existin
     return to->tag;
 }
 
-miTag ShaderBuilder::next_owned(Owned& owned) const {
+miTag ShaderBuilder::next_owned(OwnedShaders& owned) const {
     return owned.m_used < owned.m_tags.size() ? owned.m_tags[owned.m_used] : miNULLTAG;
 }
 
-std::string ShaderBuilder::owned_name(Owned& owned, const std::string& owner,
+std::string ShaderBuilder::owned_name(OwnedShaders& owned, const std::string& owner,
                                       const std::string& shader) {
     const std::string name = owner + " / " + shader;
     const int number = ++owned.m_names[name];
     return number == 1 ? name : name + " " + std::to_string(number);
 }
 
-void ShaderBuilder::keep(Owned& owned, miTag tag) {
+void ShaderBuilder::keep(OwnedShaders& owned, miTag tag) {
     if (tag == miNULLTAG) return;
     if (owned.m_used == owned.m_tags.size()) owned.m_tags.push_back(tag);
     owned.m_tags[owned.m_used++] = tag;
 }
 
-void ShaderBuilder::trim(Owned& owned) {
+void ShaderBuilder::trim(OwnedShaders& owned) {
     for (std::size_t i = owned.m_used; i < owned.m_tags.size(); ++i) {
         const miTag tag = owned.m_tags[i];
         std::erase_if(m_pending, [tag](const Pending& p) { return p.tag == tag; });
@@ -102,7 +102,7 @@ void ShaderBuilder::trim(Owned& owned) {
     owned.m_tags.resize(owned.m_used);
 }
 
-std::vector<miTag> ShaderBuilder::members(const scene::ShaderList& shaders, Owned& owned,
+std::vector<miTag> ShaderBuilder::members(const scene::ShaderList& shaders, OwnedShaders& owned,
                                           const std::string& owner, bool named) {
     const miTag head = named ? m_names.find(Kind::shader, owner) : miNULLTAG;
     std::vector<miTag> tags;
@@ -142,14 +142,14 @@ void ShaderBuilder::chain(const std::vector<miTag>& tags) {
         m_context.functions.find(tags[i])->record->next_function = tags[i + 1];
 }
 
-miTag ShaderBuilder::list(const scene::ShaderList& shaders, Owned& owned,
+miTag ShaderBuilder::list(const scene::ShaderList& shaders, OwnedShaders& owned,
                           const std::string& owner) {
     const std::vector<miTag> tags = members(shaders, owned, owner, false);
     chain(tags);
     return tags.empty() ? miNULLTAG : tags.front();
 }
 
-void ShaderBuilder::named(const scene::NamedShader& shader, Owned& owned) {
+void ShaderBuilder::named(const scene::NamedShader& shader, OwnedShaders& owned) {
     owned.restart();
     const std::vector<miTag> tags = members(shader.shaders, owned, shader.name, true);
     if (!tags.empty()) m_names.set(Kind::shader, shader.name, tags.front());

@@ -37,7 +37,7 @@ class NameTable {
         instance,
         group
     };
-    static constexpr std::size_t kIndCount = 10;
+    static constexpr std::size_t kKindCount = 10;
 
     /* 0 when there is none. */
     [[nodiscard]] miTag find(Kind kind, std::string_view name) const;
@@ -45,12 +45,12 @@ class NameTable {
     void remove(Kind kind, const std::string& name);
 
   private:
-    std::map<std::string, miTag, std::less<>> m_tags[kIndCount];
+    std::map<std::string, miTag, std::less<>> m_tags[kKindCount];
 };
 
 /* The shader instances that one element owns. Filled again when the element is redefined, in the
  * same order, so that their tags stay. */
-class Owned {
+class OwnedShaders {
   public:
     void restart() {
         m_used = 0;
@@ -72,11 +72,11 @@ class ShaderBuilder final : public NameResolver {
     void declare(const scene::Declaration& declaration);
 
     /* The first function of a list; 0 for an empty one. `owner` names it in messages. */
-    miTag list(const scene::ShaderList& shaders, Owned& owned, const std::string& owner);
+    miTag list(const scene::ShaderList& shaders, OwnedShaders& owned, const std::string& owner);
     /* The named shader: the first of the list has the tag of that name, also when it changes. */
-    void named(const scene::NamedShader& shader, Owned& owned);
+    void named(const scene::NamedShader& shader, OwnedShaders& owned);
     /* Removes what the element no longer uses. */
-    void trim(Owned& owned);
+    void trim(OwnedShaders& owned);
 
     /* Marks the functions of a list as surface shaders of a material. */
     void mark_surface(miTag first);
@@ -104,13 +104,13 @@ class ShaderBuilder final : public NameResolver {
     miTag build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                 BlockReport report);
     miTag copy(miTag original, const std::string& name, miTag existing);
-    miTag next_owned(Owned& owned) const;
+    miTag next_owned(OwnedShaders& owned) const;
     /* "OWNER / SHADER", and a number from the second one on. */
-    static std::string owned_name(Owned& owned, const std::string& owner,
+    static std::string owned_name(OwnedShaders& owned, const std::string& owner,
                                   const std::string& shader);
-    void keep(Owned& owned, miTag tag);
+    void keep(OwnedShaders& owned, miTag tag);
     /* The functions of a list, in order. `named`: the first is the shader called `owner`. */
-    std::vector<miTag> members(const scene::ShaderList& shaders, Owned& owned,
+    std::vector<miTag> members(const scene::ShaderList& shaders, OwnedShaders& owned,
                                const std::string& owner, bool named);
     void chain(const std::vector<miTag>& tags);
 

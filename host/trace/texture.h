@@ -1,7 +1,8 @@
 // Image textures in memory.
 #pragma once
 
-#include "host/shading/build.h"
+#include "host/shading/context.h"
+#include "host/shading/scene_elements.h"
 
 #include <cstdint>
 #include <memory>

@@ -5,7 +5,8 @@
 // that reach it. Leaves live until the World goes.
 #pragma once
 
-#include "host/shading/build.h"
+#include "host/shading/context.h"
+#include "host/shading/scene_elements.h"
 #include "host/trace/accel.h"
 
 #include <memory>
