@@ -3,11 +3,10 @@
 #include "cache/cloud/attribute_reader.h"
 #include "cache/reader/small_renderer.h"
 #include "src/platform/map_read.h"
+#include "src/reader/blend.h"
 #include "src/reader/lookup.h"
 #include "src/reader/my_distance.h"
-#include "src/reader/weights.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace vx::cache {
@@ -15,7 +14,6 @@ namespace vx::cache {
 namespace {
 
 constexpr miTag kLabelTag = 2;
-constexpr float kRefused = 1e36F; // what the functor says of a point that it keeps out
 
 Float3 of(const miVector& v) {
     return {v.x, v.y, v.z};
@@ -85,73 +83,63 @@ Seen ReaderProbe::look(const Float3& point, const Float3& normal, const Float3& 
     return seen;
 }
 
-void ReaderProbe::find_points(miState& state, Seen& seen) {
+void ReaderProbe::find_points(const miState& state, Seen& seen) const {
     const ReadInstanceData& record = *m_record;
-    mi::shader_v3::Map_lookup lookup(*record.mapHolder);
-    const My_distance distance(&state, m_parameters.minAngle, m_parameters.maxAngle, &record);
-    map_read::Search(lookup, distance, record.maxPoints, record.radiusSquared);
-    if (map_read::IsEmpty(lookup)) return;
-    CWeights weight;
-    for (; !map_read::AtEnd(lookup); map_read::Next(lookup)) {
-        const auto& row = map_read::Current(lookup);
-        FoundPoint p;
-        miUint index = 0;
-        row.get_index(index);
-        p.index = index;
-        row.get_position(p.position.data());
-        p.normal = of(map_read::Field(row, record.normalField, miVector{0, 0, 0}));
-        p.color = of(map_read::Field(row, record.rgbField, miVector{0, 0, 0}));
-        p.opacity = map_read::Field(row, record.opacityField, 1.0F);
-        int label = 0;
-        if (row.get(record.tagField, label).is_ok()) p.label = label;
-        if (m_ids) p.id = m_ids->read(p.index, 1)[0];
-        const float squared = map_read::SquaredDistance(lookup);
-        p.distance = std::sqrt(squared);
-        p.falloff = Falloff(p.distance, record.radius);
-        p.left_out = !weight.Weigh(row, squared, state.normal, m_parameters.falloff, record);
-        if (!p.left_out) {
-            p.weight = {weight.r, weight.g, weight.b};
-            ++seen.blended;
-        }
-        seen.found.push_back(p);
-    }
+    CBlend blend(&state, m_parameters.minAngle, m_parameters.maxAngle, record);
+    if (blend.IsEmpty()) return;
+    blend.Visit(m_parameters.falloff,
+                [&](const auto& row, float squared, const CWeights& weight, bool left_out) {
+                    FoundPoint p;
+                    miUint index = 0;
+                    row.get_index(index);
+                    p.index = index;
+                    row.get_position(p.position.data());
+                    p.normal = of(map_read::Field(row, record.normalField, miVector{0, 0, 0}));
+                    p.color = of(map_read::Field(row, record.rgbField, miVector{0, 0, 0}));
+                    p.opacity = map_read::Field(row, record.opacityField, 1.0F);
+                    int label = 0;
+                    if (row.get(record.tagField, label).is_ok()) p.label = label;
+                    if (m_ids) p.id = m_ids->read(p.index, 1)[0];
+                    p.distance = std::sqrt(squared);
+                    p.falloff = Falloff(p.distance, record.radius);
+                    p.left_out = left_out;
+                    if (!left_out) {
+                        p.weight = {weight.r, weight.g, weight.b};
+                        ++seen.blended;
+                    }
+                    seen.found.push_back(p);
+                });
 }
 
-Tally ReaderProbe::tally(miState& state) {
-    ReadInstanceData& record = *m_record;
-    const miBoolean use_labels = record.useLabels;
-    const miInteger facing = record.facing;
+Tally ReaderProbe::tally(const miState& state) const {
     Tally t;
-    mi::shader_v3::Map_iterator iterator(*record.mapHolder);
+    mi::shader_v3::Map_iterator iterator(*m_record->mapHolder);
     auto& row = *iterator.operator->();
-    const My_distance open(&state, 0, 180, &record);
-    const My_distance cone(&state, m_parameters.minAngle, m_parameters.maxAngle, &record);
-    const auto passes = [&](const My_distance& functor, miBoolean labels, miInteger mode) {
-        record.useLabels = labels;
-        record.facing = mode;
-        // Not-a-number distances are found by no search.
-        return functor(&row) < kRefused;
-    };
+    const My_distance functor(&state, m_parameters.minAngle, m_parameters.maxAngle, m_record.get());
     for (t.total = 0; !row.at_end(); ++t.total, row.next()) {
         const float* p = row.get_position();
         const double d = std::hypot(static_cast<double>(p[0]) - static_cast<double>(state.point.x),
                                     static_cast<double>(p[1]) - static_cast<double>(state.point.y),
                                     static_cast<double>(p[2]) - static_cast<double>(state.point.z));
         if (d < t.nearest || t.nearest < 0) t.nearest = std::isnan(d) ? t.nearest : d;
-        if (!passes(open, miFALSE, 0)) continue;
-        ++t.within;
-        if (!passes(open, use_labels, 0)) {
+        switch (functor.Classify(row)) {
+        case Rejection::Distance:
+            continue;
+        case Rejection::Label:
             ++t.by_label;
-        } else if (!passes(cone, use_labels, 0)) {
+            break;
+        case Rejection::Cone:
             ++t.by_cone;
-        } else if (!passes(cone, use_labels, facing)) {
+            break;
+        case Rejection::Facing:
             ++t.by_facing;
-        } else {
+            break;
+        case Rejection::None:
             ++t.passed;
+            break;
         }
+        ++t.within;
     }
-    record.useLabels = use_labels;
-    record.facing = facing;
     return t;
 }
 

@@ -79,8 +79,8 @@ class ReaderProbe {
     const Cloud& cloud() const { return *m_cloud; }
 
   private:
-    void find_points(miState& state, Seen& seen);
-    Tally tally(miState& state);
+    void find_points(const miState& state, Seen& seen) const;
+    Tally tally(const miState& state) const;
 
     std::unique_ptr<SharedMap> m_map; // outlives the cloud, which holds on to it
     CloudPtr m_cloud;

@@ -35,32 +35,51 @@ My_distance::My_distance(const miState* state, float minAngle, float maxAngle,
       m_maxAngle(ToRadians(maxAngle)),
       m_record(record) {}
 
-float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) const {
-    if (m_record->useLabels != miFALSE) {
-        const int label = map_read::Field(*element, m_record->tagField, kNoLabel);
-        if (in_label_list(m_record->labelValues, m_record->labelCount, label) == 0)
-            return kRejected;
-    }
+inline bool My_distance::IsLabelRejected(const mi::shader_v3::Map_iterator_base& element) const {
+    if (m_record->useLabels == miFALSE) return false;
+    const int label = map_read::Field(element, m_record->tagField, kNoLabel);
+    return in_label_list(m_record->labelValues, m_record->labelCount, label) == 0;
+}
 
-    const float* position = map_read::Position(*element);
-    float sum = 0.0f;
+inline bool My_distance::IsFar(const float* position, float& squared) const {
+    squared = 0.0f;
     for (int axis = 0; axis < 3; ++axis) {
         const float difference = position[axis] - m_point[axis];
-        sum += difference * difference;
-        if (sum > m_record->radiusSquared) return kRejected;
+        squared += difference * difference;
+        if (squared > m_record->radiusSquared) return true;
     }
+    return false;
+}
 
+inline bool My_distance::IsOutsideCone(const mi::shader_v3::Map_iterator_base& element) const {
     const miVector normal =
-        map_read::Field(*element, m_record->normalField, miVector{0.0f, 0.0f, 0.0f});
-    if (m_minAngle > 0.0f || m_maxAngle < kPi) {
-        const float angle = AngleOf(Dot(m_normal, normal));
-        if (angle < m_minAngle || angle > m_maxAngle) return kRejected;
-    }
+        map_read::Field(element, m_record->normalField, miVector{0.0f, 0.0f, 0.0f});
+    if (!(m_minAngle > 0.0f || m_maxAngle < kPi)) return false;
+    const float angle = AngleOf(Dot(m_normal, normal));
+    return angle < m_minAngle || angle > m_maxAngle;
+}
 
-    if (m_record->facing == 1) {
-        const miVector towards = Normalized(
-            {position[0] - m_point[0], position[1] - m_point[1], position[2] - m_point[2]});
-        if (!(Dot(m_normal, towards) > 0.0f)) return kRejected;
-    }
-    return sum;
+inline bool My_distance::IsBehind(const float* position) const {
+    if (m_record->facing != 1) return false;
+    const miVector towards =
+        Normalized({position[0] - m_point[0], position[1] - m_point[1], position[2] - m_point[2]});
+    return !(Dot(m_normal, towards) > 0.0f);
+}
+
+float My_distance::operator()(const mi::shader_v3::Map_iterator_base* element) const {
+    if (IsLabelRejected(*element)) return kRejected;
+    const float* position = map_read::Position(*element);
+    float squared;
+    if (IsFar(position, squared) || IsOutsideCone(*element) || IsBehind(position)) return kRejected;
+    return squared;
+}
+
+Rejection My_distance::Classify(const mi::shader_v3::Map_iterator_base& element) const {
+    const float* position = map_read::Position(element);
+    float squared;
+    // A search finds nothing at a distance that is not a number.
+    if (IsFar(position, squared) || !(squared < kRejected)) return Rejection::Distance;
+    if (IsLabelRejected(element)) return Rejection::Label;
+    if (IsOutsideCone(element)) return Rejection::Cone;
+    return IsBehind(position) ? Rejection::Facing : Rejection::None;
 }

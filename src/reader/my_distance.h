@@ -4,6 +4,15 @@
 #include "src/platform/renderer.h"
 #include "src/reader/instance_data.h"
 
+// Why the functor rejects an element.
+enum class Rejection {
+    None,
+    Distance, // farther away than the radius, or at a distance that is not a number
+    Label,    // not listed
+    Cone,     // the angle between the normals of surface and element is outside the limits
+    Facing    // in or behind the tangent plane of the surface
+};
+
 // Lives on the stack of one shader call. Box distances are the inherited Euclidean ones.
 class My_distance final : public mi::shader_v3::Map_distance<3> {
   public:
@@ -20,9 +29,21 @@ class My_distance final : public mi::shader_v3::Map_distance<3> {
     // label has a label that no list contains.
     float operator()(const mi::shader_v3::Map_iterator_base* element) const override;
 
+    // The first test that rejects an element, in the order of the enumeration. None for the
+    // elements that a search finds, unless there are too many of them. Not used by the shader.
+    Rejection Classify(const mi::shader_v3::Map_iterator_base& element) const;
+
     miVector m_normal;
     miVector m_direction; // not used by any test
     float m_minAngle;     // radians
     float m_maxAngle;     // radians
     const ReadInstanceData* m_record;
+
+  private:
+    // The tests. `position` is the element's. `squared` becomes its squared distance, a partial sum
+    // if the element is farther away than the radius.
+    bool IsLabelRejected(const mi::shader_v3::Map_iterator_base& element) const;
+    bool IsFar(const float* position, float& squared) const;
+    bool IsOutsideCone(const mi::shader_v3::Map_iterator_base& element) const;
+    bool IsBehind(const float* position) const;
 };

@@ -10,6 +10,17 @@
 namespace vx::test {
 
 class MyDistanceTest : public testing::Test, protected ReadInstance {
+    template <class Call>
+    auto with_functor(const stub::MapContent& content, Call call) {
+        maps.files[kFrameFile] = content;
+        start();
+        state.point = query;
+        state.normal = normal;
+        const auto record = make_record();
+        const My_distance distance(&state, params.minAngle, params.maxAngle, record.get());
+        return call(distance, stub::Element(content));
+    }
+
   protected:
     static constexpr float kRejected = 1e36f;
 
@@ -20,15 +31,15 @@ class MyDistanceTest : public testing::Test, protected ReadInstance {
     // The functor's result for `point`.
     float of(const BakedPoint& point) { return of(content_of({point})); }
     float of(const stub::MapContent& content) {
-        maps.files[kFrameFile] = content;
-        start();
-        state.point = query;
-        state.normal = normal;
-        const auto record = make_record();
-        const My_distance distance(&state, params.minAngle, params.maxAngle, record.get());
-        const stub::Element element(content);
-        const mi::shader_v3::Map_distance_base& as_search_sees_it = distance;
-        return as_search_sees_it(&element);
+        return with_functor(content, [](const mi::shader_v3::Map_distance_base& as_search_sees_it,
+                                        const stub::Element& e) { return as_search_sees_it(&e); });
+    }
+    // The test that rejects `point`.
+    Rejection rejection_of(const BakedPoint& point) {
+        return with_functor(content_of({point}),
+                            [](const My_distance& functor, const stub::Element& element) {
+                                return functor.Classify(element);
+                            });
     }
     // The same for a point at distance 1 whose normal has this cosine to the surface's.
     float of_cosine(float cosine) { return of({.position = {0, 0, 1}, .normal = {0, 0, cosine}}); }

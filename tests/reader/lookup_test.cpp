@@ -1,6 +1,7 @@
 // One call of the reader: its order, what it returns, and the mean.
 #include "src/reader/lookup.h"
 
+#include "src/reader/blend.h"
 #include "tests/reader/lookup_fixture.h"
 
 #include <array>
@@ -241,6 +242,36 @@ TEST_F(LookupTest, LabelsPickPoints) {
                                     {.color = {0, 0, 1}, .label = 8}});
     EXPECT_EQ(result.pointCount, 2);
     expect_color(result, 0, 0.5f, 0.5f);
+}
+
+// ---- the walk ----
+
+TEST_F(LookupTest, VisitorSeesWhatTheBlendIsMadeOf) {
+    maps.files[kFrameFile] = content_of({
+        {.position = {0, 0, 1}, .color = {1, 2, 4}, .normal = {0, 0, -0.5f}},
+        {.position = {0, 0, 0.5f}, .color = {9, 9, 9}, .normal = {0, 0, 1}}, // faces away
+        {.position = {0, 0, 5}},                                             // not found
+        {.position = {0, 0, 2}, .color = {5, 5, 5}, .normal = {0, 0, -1}},   // at the radius
+    });
+    params.facing = 1;
+    start();
+    const auto record = make_record();
+    CBlend blend(&state, 0, 180, *record);
+    ASSERT_FALSE(blend.IsEmpty());
+    EXPECT_EQ(blend.Size(), 3);
+    std::vector<std::array<float, 3>> visited; // red of the color, squared distance, left out
+    std::vector<float> weights;
+    blend.Visit({1, 2, 1, 0},
+                [&](const auto& point, float squared, const CWeights& weight, bool left_out) {
+                    miVector color = {0, 0, 0};
+                    ASSERT_TRUE(point.get(record->rgbField, color).is_ok());
+                    visited.push_back({color.x, squared, left_out ? 1.0f : 0.0f});
+                    if (!left_out) weights.insert(weights.end(), {weight.r, weight.g, weight.b});
+                });
+    EXPECT_THAT(visited,
+                ElementsAre(ElementsAre(9, 0.25f, 1), ElementsAre(1, 1, 0), ElementsAre(5, 4, 0)));
+    // Half of the falloff 1/2 and of its square; the falloff at the radius is 0.
+    EXPECT_THAT(weights, ElementsAre(0.25f, 0.125f, 0.25f, 0, 0, 0));
 }
 
 } // namespace

@@ -10,6 +10,7 @@ namespace {
 
 using vx::stub::Element;
 using vx::stub::MapContent;
+using vx::test::BakedPoint;
 using vx::test::content_of;
 using vx::test::kFrameFile;
 using vx::test::MyDistanceTest;
@@ -192,6 +193,69 @@ TEST_F(MyDistanceTest, FacingModeLooksAtTheCurrentNormalOnly) {
     normal = {0, 0, -1};
     EXPECT_EQ(of({.position = {0, 0, -1}, .normal = {0, 0, 1}}), 1.0f);
     EXPECT_EQ(of({.position = {0, 0, 1}, .normal = {0, 0, 1}}), kRejected);
+}
+
+// ---- reasons ----
+
+// Every point fails exactly the tests of its name.
+class RejectionTest : public MyDistanceTest {
+  protected:
+    void SetUp() override {
+        MyDistanceTest::SetUp();
+        params.useLabels = miTRUE;
+        labels = "1";
+        params.facing = 1;
+        params.maxAngle = 90;
+    }
+    const BakedPoint kept{.position = {0, 0, 1}, .normal = {0, 0, 1}, .label = 1};
+    const BakedPoint behind{.position = {0, 0, -1}, .normal = {0, 0, 1}, .label = 1};
+    const BakedPoint outside_cone{.position = {0, 0, 1}, .normal = {0, 0, -1}, .label = 1};
+    const BakedPoint unlisted{.position = {0, 0, 1}, .normal = {0, 0, 1}, .label = 2};
+    const BakedPoint far{.position = {0, 0, 3}, .normal = {0, 0, 1}, .label = 1};
+};
+
+TEST_F(RejectionTest, NamesTheTestThatAPointFails) {
+    EXPECT_EQ(rejection_of(kept), Rejection::None);
+    EXPECT_EQ(rejection_of(behind), Rejection::Facing);
+    EXPECT_EQ(rejection_of(outside_cone), Rejection::Cone);
+    EXPECT_EQ(rejection_of(unlisted), Rejection::Label);
+    EXPECT_EQ(rejection_of(far), Rejection::Distance);
+    for (const BakedPoint& point : {behind, outside_cone, unlisted, far})
+        EXPECT_EQ(of(point), kRejected);
+    EXPECT_EQ(of(kept), 1.0f);
+}
+
+TEST_F(RejectionTest, NamesTheFirstOfSeveralTests) {
+    BakedPoint point = behind;
+    point.normal = outside_cone.normal;
+    EXPECT_EQ(rejection_of(point), Rejection::Cone);
+    point.label = unlisted.label;
+    EXPECT_EQ(rejection_of(point), Rejection::Label);
+    point.position = {0, 0, -3};
+    EXPECT_EQ(rejection_of(point), Rejection::Distance);
+}
+
+TEST_F(RejectionTest, ParametersSwitchTestsOff) {
+    params.maxAngle = 180;
+    EXPECT_EQ(rejection_of(outside_cone), Rejection::None);
+    params.useLabels = miFALSE;
+    EXPECT_EQ(rejection_of(unlisted), Rejection::None);
+    params.facing = 0;
+    EXPECT_EQ(rejection_of(behind), Rejection::None);
+}
+
+TEST_F(RejectionTest, DistancesThatNoSearchFindsAreTooFar) {
+    BakedPoint point = kept;
+    point.position = {0, 0, kNan};
+    EXPECT_EQ(rejection_of(point), Rejection::Distance);
+    // Within the radius, and at the squared distance that stands for rejection, or just below.
+    params.radius = 2e18f;
+    point.position = {0, 0, std::sqrt(1e36f)};
+    ASSERT_EQ(of(point), kRejected);
+    EXPECT_EQ(rejection_of(point), Rejection::Distance);
+    point.position = {0, 0, std::nextafter(std::sqrt(1e36f), 0.0f)};
+    ASSERT_LT(of(point), kRejected);
+    EXPECT_EQ(rejection_of(point), Rejection::None);
 }
 
 } // namespace
