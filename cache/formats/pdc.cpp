@@ -65,19 +65,8 @@ bool fits_name(const Attribute& a) {
     return true;
 }
 
-std::string why_of(PdcError error, const CPdcWalk& walk) {
-    switch (error) {
-    case PdcError::ShortHeader:
-        return "the file ends inside the header";
-    case PdcError::ShortRecord:
-        return "the file ends inside an attribute's name or type";
-    case PdcError::BadNameLength:
-        return "an attribute's name is negative in length or longer than the rest of the file";
-    case PdcError::BadParticleCount:
-        return "the header counts " + std::to_string(walk.header.particleCount) + " particles";
-    default:
-        return "the file cannot be read";
-    }
+[[noreturn]] void fail(const InputFile& file, const CPdcWalk& walk) {
+    throw FileError(file.name(), walk.errorOffset, PdcErrorText(walk.error));
 }
 
 void check_header(const CPdcWalk& walk, const InputFile& file, Findings& findings) {
@@ -137,21 +126,15 @@ CloudPtr open_pdc(FilePtr file, Findings& findings, const OpenOptions&) {
     auto cloud = std::make_unique<PdcCloud>(std::move(file));
     const InputFile& input = cloud->file();
     CPdcWalk walk(stream.get());
-    if (!walk.ReadHeader()) {
-        throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
-    }
+    if (!walk.ReadHeader()) fail(input, walk);
     check_header(walk, input, findings);
     cloud->count = walk.header.particleCount;
     std::int64_t end = 28;
     for (std::int32_t i = 0; i < walk.header.attributeCount; ++i) {
-        if (!walk.NextRecord()) {
-            throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
-        }
+        if (!walk.NextRecord()) fail(input, walk);
         const bool known = walk.code >= 0 && walk.code < kPdcTypeCodes;
         if (known) add_record(*cloud, walk, findings);
-        if (!walk.SkipData()) {
-            throw FileError(input.name(), walk.errorOffset, why_of(walk.error, walk));
-        }
+        if (!walk.SkipData()) fail(input, walk);
         end = walk.dataOffset + walk.lastSkippedSize;
         if (!known) {
             findings.push_back({Severity::error, walk.dataOffset - 4,

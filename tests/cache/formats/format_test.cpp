@@ -57,6 +57,28 @@ TEST(OpenCloud, WithoutContentOrNameThereIsNoFormat) {
     EXPECT_EQ(reason(folder.put("b", "")), "the file is empty, and its name tells no format");
 }
 
+TEST(OpenCloud, DamagedPdcFilesGiveTheReasonAndThePlace) {
+    using namespace std::string_literals;
+    const std::string head = "PDC \0\0\0\1\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\1\0\0\0\1"s;
+    const std::pair<std::string, std::string> cases[] = {
+        {head.substr(0, 26), "byte 24: the file ends inside the header"},
+        {head + "\0\0\0\2id\0\0"s,
+         "byte 34: the file ends where an attribute's name and type code should be"},
+        {head + "\xff\xff\xff\xff\0\0\0\0"s,
+         "byte 28: an attribute's name length is negative or more than the file holds"}};
+    const TestFolder folder;
+    for (const auto& [bytes, expected] : cases) {
+        const std::string path = folder.put("a.pdc", bytes);
+        Findings findings;
+        try {
+            open_cloud(path, findings);
+            ADD_FAILURE() << "opened: " << expected;
+        } catch (const FileError& why) {
+            EXPECT_EQ(why.text(), path + ": " + expected);
+        }
+    }
+}
+
 // A table that is larger than what may stay in memory gives the same values.
 TEST(OpenCloud, TextBeyondTheMemoryThatItMayTakeGivesTheSameValues) {
     const TestFolder folder;
