@@ -1,7 +1,7 @@
 #include "cache/formats/mrmap.h"
+#include "src/writer/map_fields.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstring>
 #include <limits>
@@ -18,20 +18,6 @@ using mi::shader_v3::Map_element;
 using mi::shader_v3::Map_field_id;
 using mi::shader_v3::Map_field_type;
 using mi::shader_v3::Map_status;
-
-// The quality of the search tree that the shaders' own maps are written with.
-constexpr float kTreeQuality = 0.6f;
-
-// The fields of the shaders' own maps, in their order.
-struct BakedField {
-    const char* name;
-    Map_field_type::Type type;
-    int width;
-};
-constexpr std::array<BakedField, 4> kBaked{{{"normalPP", Map_field_type::Vector, 3},
-                                            {"rgbPP", Map_field_type::Vector, 3},
-                                            {"opacityPP", Map_field_type::Scalar, 1},
-                                            {"tag", Map_field_type::Integer, 1}}};
 
 constexpr float kZeros[3] = {};
 
@@ -51,19 +37,14 @@ class WrittenField {
         m_stride = a.single ? 0 : static_cast<std::size_t>(a.width) * 4;
     }
 
-    // Call before floats() and integers() of these points.
+    // Call before value() of these points.
     void read(std::int64_t first, std::int64_t n) {
         const bool single = m_stride == 0;
         if (!m_reader || (single && first > 0)) return;
         m_values = m_reader->read(first, single ? 1 : n);
     }
     // The values of a point, counted from the first one of the last read().
-    const float* floats(std::size_t point) const {
-        return reinterpret_cast<const float*>(m_values + point * m_stride);
-    }
-    const int* integers(std::size_t point) const {
-        return reinterpret_cast<const int*>(m_values + point * m_stride);
-    }
+    const void* value(std::size_t point) const { return m_values + point * m_stride; }
     Map_field_type type() const { return m_type; }
     void report(Notes& notes) const {
         if (m_reader) note_rounding(*m_reader, notes);
@@ -112,7 +93,7 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
                                         Map_declaration& declaration) {
     std::vector<WrittenField> fields;
     std::vector<bool> used(cloud.attributes.size(), false);
-    for (const BakedField& b : kBaked) {
+    for (const CMapField& b : kMapFields) {
         const int at = cloud.find(b.name);
         const auto index = static_cast<std::size_t>(std::max(at, 0));
         // Attributes that the shaders' loader would ignore under this name count as absent.
@@ -149,28 +130,25 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
     return fields;
 }
 
-// Target is an element, or the map for its global fields.
+// Target is the wrapper of an element, or of the map for its global fields.
 template <typename Target>
 Map_status set_field(Target& target, const WrittenField& f, std::size_t point) {
-    const float* const v = f.floats(point);
+    const void* const value = f.value(point);
     switch (f.type().get_type()) {
     case Map_field_type::Integer:
-        return target.set(f.id, *f.integers(point));
+        return target->set(f.id, *static_cast<const int*>(value));
     case Map_field_type::Integer_array:
-        return target.set(f.id, f.integers(point));
+        return target->set(f.id, static_cast<const int*>(value));
     case Map_field_type::Scalar:
-        return target.set(f.id, *v);
+        return target->set(f.id, *static_cast<const float*>(value));
     case Map_field_type::Vector:
-        return target.set(f.id, miVector{v[0], v[1], v[2]});
+        return target->set(f.id, *static_cast<const miVector*>(value));
     case Map_field_type::Color:
-        return target.set(f.id, miColor{v[0], v[1], v[2], v[3]});
-    case Map_field_type::Transform: {
-        miMatrix matrix;
-        std::memcpy(&matrix, v, sizeof matrix);
-        return target.set(f.id, &matrix);
-    }
+        return target->set(f.id, *static_cast<const miColor*>(value));
+    case Map_field_type::Transform:
+        return target->set(f.id, static_cast<const miMatrix*>(value));
     default:
-        return target.set(f.id, v);
+        return target->set(f.id, static_cast<const float*>(value));
     }
 }
 
@@ -208,9 +186,9 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
         for (WrittenField& f : fields)
             f.read(first, n);
         for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
-            ok(element->set_position(position.floats(i)));
+            ok(element->set_position(static_cast<const float*>(position.value(i))));
             for (const WrittenField& f : fields) {
-                if (!f.global) ok(set_field(*element.operator->(), f, i));
+                if (!f.global) ok(set_field(element, f, i));
             }
             ok(map->append(element));
         }
@@ -219,9 +197,9 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
     for (WrittenField& f : fields) {
         if (!f.global) continue;
         f.read(0, 1);
-        ok(set_field(*map.operator->(), f, 0));
+        ok(set_field(map, f, 0));
     }
-    map->consolidate(kTreeQuality);
+    map->consolidate(kMapTreeQuality);
     position.report(notes);
     for (const WrittenField& f : fields)
         f.report(notes);

@@ -13,14 +13,15 @@ bool HoldsObject(Wrapper& wrapper) {
     return wrapper.operator->() != nullptr;
 }
 
-inline void AddVectorField(mi::shader_v3::Map_declaration& declaration, const char* name) {
-    declaration->append_field(name, mi::shader_v3::Map_field_type::Vector);
-}
-inline void AddScalarField(mi::shader_v3::Map_declaration& declaration, const char* name) {
-    declaration->append_field(name, mi::shader_v3::Map_field_type::Scalar);
-}
-inline void AddIntegerField(mi::shader_v3::Map_declaration& declaration, const char* name) {
-    declaration->append_field(name, mi::shader_v3::Map_field_type::Integer);
+// The types of fields, and what a value of each is in C++.
+using FieldType = mi::shader_v3::Map_field_type::Type;
+constexpr FieldType kVector = mi::shader_v3::Map_field_type::Vector;   // miVector
+constexpr FieldType kScalar = mi::shader_v3::Map_field_type::Scalar;   // float
+constexpr FieldType kInteger = mi::shader_v3::Map_field_type::Integer; // int
+
+inline void AddField(mi::shader_v3::Map_declaration& declaration, const char* name,
+                     FieldType type) {
+    declaration->append_field(name, type);
 }
 
 // The identifier of a field. Every function rejects that of an unknown name.

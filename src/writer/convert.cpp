@@ -2,6 +2,7 @@
 #include "src/names/label_list.h"
 #include "src/platform/map_write.h"
 #include "src/points/pdc_file.h"
+#include "src/writer/map_fields.h"
 #include "src/writer/write_instance_data.h"
 
 #include <algorithm>
@@ -63,17 +64,14 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     // Only the status of appending is checked: the renderer reports a map that cannot be written.
     Map_declaration declaration(3);
     if (!HoldsObject(declaration)) return false;
-    AddVectorField(declaration, "normalPP");
-    AddVectorField(declaration, "rgbPP");
-    AddScalarField(declaration, "opacityPP");
-    AddIntegerField(declaration, "tag");
+    for (const CMapField& field : kMapFields)
+        AddField(declaration, field.name, field.type);
     Edit_map map(declaration);
     Map_element element(declaration);
     if (!HoldsObject(map) || !HoldsObject(element)) return false;
-    const Map_field_id normalField = FieldId(declaration, "normalPP");
-    const Map_field_id rgbField = FieldId(declaration, "rgbPP");
-    const Map_field_id opacityField = FieldId(declaration, "opacityPP");
-    const Map_field_id tagField = FieldId(declaration, "tag");
+    Map_field_id fields[kMapFieldCount];
+    for (int i = 0; i < kMapFieldCount; ++i)
+        fields[i] = FieldId(declaration, kMapFields[i].name);
 
     const CAttribute& positions = pdc->slots[kSlotPosition];
     const CAttribute& colors = pdc->slots[kSlotRgb];
@@ -97,12 +95,12 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
         TakeValue(positions, positions.vectors, i, &position, Narrowed);
         SetPosition(element, position);
         TakeValue(colors, colors.vectors, i, &color, Narrowed);
-        SetField(element, rgbField, color);
+        SetField(element, fields[kMapColor], color);
         TakeValue(opacities, opacities.floats, i, &opacity, [](float o) { return o; });
-        SetField(element, opacityField, opacity);
+        SetField(element, fields[kMapOpacity], opacity);
         TakeValue(normals, normals.vectors, i, &normal, Narrowed);
-        SetField(element, normalField, normal);
-        SetField(element, tagField, tag);
+        SetField(element, fields[kMapNormal], normal);
+        SetField(element, fields[kMapTag], tag);
         if (!map->append(element).is_ok()) {
             complete = false;
             break;
@@ -112,7 +110,7 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
     if (count < pdc->header.particleCount && isWanted(tag)) complete = false;
 
     // A failed append leaves a partial map, which is written as well.
-    map->consolidate(0.6f);
+    map->consolidate(kMapTreeQuality);
     map->write(mapFileName.c_str(), true);
     return complete;
 }

@@ -24,9 +24,9 @@ TEST(MapWrite, FieldsOfEachKindComeBackAsTheyWereSet) {
     Maps maps(renderer);
     {
         Map_declaration declaration(3);
-        AddVectorField(declaration, "v");
-        AddScalarField(declaration, "s");
-        AddIntegerField(declaration, "i");
+        AddField(declaration, "v", kVector);
+        AddField(declaration, "s", kScalar);
+        AddField(declaration, "i", kInteger);
         EXPECT_EQ(FieldId(declaration, "v"), 0u);
         EXPECT_EQ(FieldId(declaration, "i"), 2u);
         Edit_map map(declaration);
@@ -63,7 +63,7 @@ TEST(MapWrite, ValueOfTheWrongKindIsNoticedByTheStandIn) {
     Maps maps(renderer);
     {
         Map_declaration declaration(3);
-        AddVectorField(declaration, "v");
+        AddField(declaration, "v", kVector);
         Map_element element(declaration);
         SetField(element, 0, 1);
         SetField(element, 9, 1); // an unknown field is refused
