@@ -183,8 +183,9 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
     Map_element element(declaration);
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         position.read(first, n);
-        for (WrittenField& f : fields)
-            f.read(first, n);
+        for (WrittenField& f : fields) {
+            if (!f.global) f.read(first, n);
+        }
         for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
             ok(element->set_position(static_cast<const float*>(position.value(i))));
             for (const WrittenField& f : fields) {

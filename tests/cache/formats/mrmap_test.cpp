@@ -62,5 +62,18 @@ TEST(MapOf, AnyCloudHasTheFourFieldsOfTheShadersMapsInItsOrder) {
     }
 }
 
+TEST(WriteMap, CountsTheRoundedValueOfAGlobalFieldOnce) {
+    const TestFolder folder;
+    MemoryCloud cloud(2);
+    cloud.add<double>("position", 3, {1, 0, 0, 2, 0, 0});
+    cloud.add<double>("scale", 1, {0.1}, true);
+    const Notes notes = write_cloud(cloud, folder.path("a.mrmap"), Format::mrmap, {});
+    EXPECT_EQ(notes, Notes{"'scale': 1 of 1 values do not fit float32 and were rounded"});
+
+    Findings findings;
+    const OpenedCloud opened = open_cloud(folder.path("a.mrmap"), findings);
+    EXPECT_EQ(values_of<float>(*opened.cloud, "scale"), (std::vector<float>{0.1f, 0.1f}));
+}
+
 } // namespace
 } // namespace vx::cache
