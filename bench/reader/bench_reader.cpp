@@ -145,9 +145,9 @@ int main(int argc, char** argv) {
     const auto folder =
         std::filesystem::temp_directory_path() / ("vx_bench_reader_" + std::to_string(getpid()));
     std::filesystem::create_directories(folder);
-    vx::small_renderer::strings[1] = (folder / "cloud.0001.mrmap").string();
-    vx::small_renderer::strings[2] = "0-2";
-    write_cloud(vx::small_renderer::strings[1], side);
+    const std::string map_file = (folder / "cloud.0001.mrmap").string();
+    write_cloud(map_file, side);
+    vx::cache::SmallRenderer renderer;
 
     void* const library = dlopen(VX_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {
@@ -157,12 +157,12 @@ int main(int argc, char** argv) {
     const auto shader = entry<Shader>(library, "vx_pc_read");
 
     ReadParameters params = {};
-    params.fileName = 1;
+    params.fileName = renderer.add_string(map_file);
     params.frame = 1;
     params.radius = kRadiusInSpacings / static_cast<float>(side);
     params.maxPoints = 16;
     params.useLabels = miTRUE;
-    params.labels = 2;
+    params.labels = renderer.add_string("0-2");
     params.minAngle = 0;
     params.maxAngle = 60;
     params.falloff = {1, 1, 1, 1};

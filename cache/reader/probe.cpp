@@ -1,7 +1,6 @@
 #include "cache/reader/probe.h"
 
 #include "cache/cloud/attribute_reader.h"
-#include "cache/reader/small_renderer.h"
 #include "src/platform/map_read.h"
 #include "src/reader/blend.h"
 #include "src/reader/lookup.h"
@@ -12,8 +11,6 @@
 namespace vx::cache {
 
 namespace {
-
-constexpr miTag kLabelTag = 2;
 
 Float3 of(const miVector& v) {
     return {v.x, v.y, v.z};
@@ -40,15 +37,11 @@ miState state_at(miFunction& function, const Float3& point, const Float3& normal
 
 ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes)
     : m_map(map_of(*cloud, notes)), m_cloud(std::move(cloud)) {
-    small_renderer::strings[kLabelTag] = settings.labels.value_or("");
-    small_renderer::messages = [&notes](const std::string& level, const std::string& text) {
-        notes.push_back(level + ": " + text);
-    };
     // No file name: the map is there already.
     m_parameters.radius = settings.radius;
     m_parameters.maxPoints = settings.max_points;
     m_parameters.useLabels = settings.labels ? miTRUE : miFALSE;
-    m_parameters.labels = kLabelTag;
+    m_parameters.labels = m_renderer.add_string(settings.labels.value_or(""));
     m_parameters.facing = settings.facing ? 1 : 0;
     m_parameters.minAngle = settings.min_angle;
     m_parameters.maxAngle = settings.max_angle;
@@ -59,7 +52,9 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
     miState state = state_at(function, {}, {}, {});
     m_record = std::make_unique<ReadInstanceData>(&state, &m_parameters);
     m_record->TakeMap(m_map->access().release(), m_cloud->file_name.c_str());
-    small_renderer::messages = nullptr;
+    for (const SmallRenderer::Message& message : m_renderer.take_messages())
+        notes.push_back(message.level + ": " + message.text);
+    check_renderer();
     const int id = m_cloud->find("id");
     if (id >= 0 && m_cloud->attributes[static_cast<std::size_t>(id)].width == 1) {
         m_ids = std::make_unique<TypedReader<double>>(*m_cloud, static_cast<std::size_t>(id));
@@ -68,12 +63,17 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
 
 ReaderProbe::~ReaderProbe() = default;
 
+void ReaderProbe::check_renderer() const {
+    if (m_renderer.error()) throw FileError(m_cloud->file_name, -1, *m_renderer.error());
+}
+
 Seen ReaderProbe::look(const Float3& point, const Float3& normal, const Float3& direction) {
     miFunction function{};
     miState state = state_at(function, point, normal, direction);
     Seen seen;
     ReadResult result{};
     seen.success = ReadPoints(&result, &state, &m_parameters, *m_record) != miFALSE;
+    check_renderer();
     const miColor& c = result.outColor;
     seen.color = {c.r, c.g, c.b, c.a};
     seen.point_count = result.pointCount;

@@ -3,6 +3,7 @@
 
 #include "cache/cloud/attribute_reader.h"
 #include "cache/formats/map_access.h"
+#include "cache/reader/small_renderer.h"
 
 #include "src/reader/instance_data.h"
 #include "src/reader/read_parameters.h"
@@ -82,6 +83,9 @@ class ReaderProbe {
     void find_points(const miState& state, Seen& seen) const;
     Tally tally(const miState& state) const;
 
+    void check_renderer() const; // throws FileError if the shader's results are worthless
+
+    SmallRenderer m_renderer;
     std::unique_ptr<SharedMap> m_map; // outlives the cloud, which holds on to it
     CloudPtr m_cloud;
     std::unique_ptr<TypedReader<double>> m_ids;
