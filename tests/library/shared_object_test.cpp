@@ -23,7 +23,7 @@ using vx::stub::FunctionSetup;
 using vx::stub::Renderer;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool instrumented = true;
+constexpr bool kInstrumented = true;
 #else
 constexpr bool kInstrumented = false;
 #endif

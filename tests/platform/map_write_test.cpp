@@ -58,17 +58,4 @@ TEST(MapWrite, WrapperWithoutAnInterfaceHoldsNothing) {
     EXPECT_FALSE(HoldsObject(missing));
 }
 
-TEST(MapWrite, ValueOfTheWrongKindIsNoticedByTheStandIn) {
-    Renderer renderer;
-    Maps maps(renderer);
-    {
-        Map_declaration declaration(3);
-        AddField(declaration, "v", kVector);
-        Map_element element(declaration);
-        SetField(element, 0, 1);
-        SetField(element, 9, 1); // an unknown field is refused
-    }
-    EXPECT_THAT(renderer.left_over(), ElementsAre("the field v is no integer"));
-}
-
 } // namespace

@@ -325,7 +325,7 @@ TEST_F(ReadInstanceDataTest, EndReleasesTheMap) {
     {
         const auto record = make_record();
         EXPECT_EQ(record->labelCount, 30);
-        EXPECT_THAT(maps.left_over(), ElementsAre("1 map accesses"));
+        EXPECT_THAT(maps.left_over(), ElementsAre("access 1"));
         renderer.clear_calls();
     }
     EXPECT_THAT(renderer.calls(), ElementsAre("access 1 destroyed"));

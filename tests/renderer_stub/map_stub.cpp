@@ -1,9 +1,10 @@
 #include "tests/renderer_stub/map_stub.h"
 
-#include "tests/renderer_stub/map_writing.h"
-
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
+
+#include <gtest/gtest.h>
 
 namespace vx::stub {
 
@@ -13,146 +14,260 @@ using namespace mi::shader_v3;
 
 std::atomic<Maps*> the_maps = nullptr;
 
-[[noreturn]] void nobody_needs(const char* what) {
-    throw std::logic_error(std::string("the stand-in has no ") + what);
+void note(const std::string& call) {
+    Maps::current().note(call);
 }
 
-class StubMap final : public Map_base {
+// Body of a function that the library does not call.
+[[noreturn]] void unused(const char* function = __builtin_FUNCTION()) {
+    throw std::logic_error(std::string("the stand-in has no ") + function);
+}
+
+// Member of an object that has to be given back. Its end is recorded.
+class Tracked {
   public:
-    explicit StubMap(MapContent all) : content(std::move(all)) {}
-
-    const MapContent content;
-
-    miUint size() const override { return static_cast<miUint>(content.positions.size()); }
-    bool is_empty() const override {
-        Maps::current().note("map.is_empty()");
-        return content.positions.empty();
+    Tracked(std::string name, std::string end) : m_name(std::move(name)), m_end(std::move(end)) {
+        Maps::current().add_object(m_name);
     }
-    bool has_declaration() const override { return !content.names().empty(); }
-
-    Map_status get(const miUint, ::mi::shader_v3::Map_element&) const override {
-        nobody_needs("map.get");
+    explicit Tracked(const std::string& name) : Tracked(name, name + " destroyed") {}
+    ~Tracked() {
+        note(m_end);
+        Maps::current().remove_object(m_name);
     }
-    Map_status set(const miUint, const ::mi::shader_v3::Map_element&) override {
-        nobody_needs("map.set");
-    }
-    Map_status append(const ::mi::shader_v3::Map_element&) override { nobody_needs("map.append"); }
-    Map_status read(const char*, const bool) override { nobody_needs("map.read"); }
-    Map_status append_to(const char*, const bool) const override { nobody_needs("map.append_to"); }
-    Map_status append_from(const char*, const bool) override { nobody_needs("map.append_from"); }
-    Map_status write(const char*, const bool, const File_format) const override {
-        nobody_needs("map.write");
-    }
-    Map_status consolidate(const float) override { nobody_needs("map.consolidate"); }
-    Map_status get(const Map_field_id, float&) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, int&) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, miVector&) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, miColor&) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, miMatrix*) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, float*) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, int*) const override { nobody_needs("global fields"); }
-    Map_status get(const Map_field_id, char*) const override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const float) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const int) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const miVector&) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const miColor&) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const miMatrix*) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const float*) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const int*) override { nobody_needs("global fields"); }
-    Map_status set(const Map_field_id, const char*) override { nobody_needs("global fields"); }
-};
-
-class StubAccess final : public Access_map_dbhandle {
-  public:
-    explicit StubAccess(std::shared_ptr<const StubMap> map)
-        : m_map(std::move(map)), m_number(++Maps::current().accesses_made) {
-        ++Maps::current().counts.accesses;
-    }
-    ~StubAccess() override {
-        Maps::current().note("access " + std::to_string(m_number) + " destroyed");
-        --Maps::current().counts.accesses;
-    }
-    StubAccess(const StubAccess&) = delete;
-    StubAccess& operator=(const StubAccess&) = delete;
-
-    const Map_base* get_map() const override { return m_map.get(); }
-    miTag get_tag() const override { return miNULLTAG; }
-    miTag store() override { nobody_needs("access.store"); }
-
-    int number() const { return m_number; }
-    const std::shared_ptr<const StubMap>& map() const { return m_map; }
+    Tracked(const Tracked&) = delete;
+    Tracked& operator=(const Tracked&) = delete;
 
   private:
-    std::shared_ptr<const StubMap> m_map;
-    int m_number;
+    std::string m_name;
+    std::string m_end;
+};
+
+const char* name_of(Map_field_type type) {
+    if (type == Map_field_type::Integer) return "integer";
+    if (type == Map_field_type::Scalar) return "scalar";
+    return type == Map_field_type::Vector ? "vector" : "other";
+}
+
+struct Field {
+    std::string name;
+    Map_field_type type;
 };
 
 class StubDeclaration final : public Map_declaration_base {
   public:
-    explicit StubDeclaration(const MapContent& content) : m_names(content.names()) {
-        ++Maps::current().counts.declarations;
-    }
-    ~StubDeclaration() override {
-        Maps::current().note("declaration destroyed");
-        --Maps::current().counts.declarations;
-    }
-    StubDeclaration(const StubDeclaration&) = delete;
-    StubDeclaration& operator=(const StubDeclaration&) = delete;
+    explicit StubDeclaration(miUint dimension) : m_dimension(dimension) {}
 
-    miUint get_dimension() const override { return 3; }
-    Map_status append_field(const char*, const Map_field_type, const miUint, const bool) override {
-        nobody_needs("declaration.append_field");
+    std::vector<Field> fields;
+
+    miUint get_dimension() const override { return m_dimension; }
+    Map_status append_field(const char* name, const Map_field_type type, const miUint,
+                            const bool is_global) override {
+        note(std::string("append_field(") + name + ", " + name_of(type) + ")");
+        if (is_global) unused();
+        fields.push_back({name, type});
+        return Map_status::OK;
     }
     bool has_field(const char* name) const override {
-        Maps::current().note("has_field(" + std::string(name) + ")");
-        return std::find(m_names.begin(), m_names.end(), name) != m_names.end();
+        note("has_field(" + std::string(name) + ")");
+        return find(name) < fields.size();
     }
-    Map_field_id get_field_id(const char* name, Map_status* status) const override {
-        Maps::current().note("get_field_id(" + std::string(name) + ")");
-        const auto found = std::find(m_names.begin(), m_names.end(), name);
-        if (status != nullptr)
-            *status = found == m_names.end() ? Map_status::No_such_field : Map_status::OK;
-        return found == m_names.end() ? map_no_such_field
-                                      : static_cast<Map_field_id>(found - m_names.begin());
+    Map_field_id get_field_id(const char* name, Map_status*) const override {
+        note("get_field_id(" + std::string(name) + ")");
+        const size_t id = find(name);
+        return id < fields.size() ? static_cast<Map_field_id>(id) : map_no_such_field;
     }
-    miUint get_field_count() const override { return static_cast<miUint>(m_names.size()); }
-    const char* get_field_name(const Map_field_id) const override { nobody_needs("field names"); }
-    Map_field_type get_field_type(const Map_field_id) const override {
-        nobody_needs("field types");
-    }
-    miUint get_field_length(const Map_field_id) const override { nobody_needs("field lengths"); }
-    bool is_field_global(const Map_field_id) const override { nobody_needs("global fields"); }
-    bool is_equal(const Map_declaration_base*) const override { nobody_needs("is_equal"); }
+    miUint get_field_count() const override { unused(); }
+    const char* get_field_name(const Map_field_id) const override { unused(); }
+    Map_field_type get_field_type(const Map_field_id) const override { unused(); }
+    miUint get_field_length(const Map_field_id) const override { unused(); }
+    bool is_field_global(const Map_field_id) const override { unused(); }
+    bool is_equal(const Map_declaration_base*) const override { unused(); }
 
   private:
-    std::vector<std::string> m_names;
+    size_t find(const std::string& name) const {
+        size_t id = 0;
+        while (id < fields.size() && fields[id].name != name)
+            ++id;
+        return id;
+    }
+
+    miUint m_dimension;
+    Tracked m_tracked{"declaration"};
+};
+
+class StubElement final : public Map_element_base {
+  public:
+    explicit StubElement(const StubDeclaration& declaration)
+        : m_dimension(declaration.get_dimension()), m_fields(declaration.fields) {}
+
+    AppendedElement content;
+
+    bool has_declaration() const override { unused(); }
+    Map_status set_position(const float* position) override {
+        if (Maps::current().quiet_elements) return Map_status::OK;
+        content.position.assign(position, position + m_dimension);
+        std::string text;
+        for (const float coordinate : content.position)
+            text += (text.empty() ? "" : " ") + text_of(coordinate);
+        note("set_position(" + text + ")");
+        return Map_status::OK;
+    }
+    Map_status get_position(float*) const override { unused(); }
+
+    Map_status get(const Map_field_id, float&) const override { unused(); }
+    Map_status get(const Map_field_id, int&) const override { unused(); }
+    Map_status get(const Map_field_id, miVector&) const override { unused(); }
+    Map_status get(const Map_field_id, miColor&) const override { unused(); }
+    Map_status get(const Map_field_id, miMatrix*) const override { unused(); }
+    Map_status get(const Map_field_id, float*) const override { unused(); }
+    Map_status get(const Map_field_id, int*) const override { unused(); }
+
+    Map_status set(const Map_field_id id, const float value) override {
+        return store(id, Map_field_type::Scalar, value);
+    }
+    Map_status set(const Map_field_id id, const int value) override {
+        return store(id, Map_field_type::Integer, value);
+    }
+    Map_status set(const Map_field_id id, const miVector& value) override {
+        return store(id, Map_field_type::Vector, value);
+    }
+    Map_status set(const Map_field_id, const miColor&) override { unused(); }
+    Map_status set(const Map_field_id, const miMatrix*) override { unused(); }
+    Map_status set(const Map_field_id, const float*) override { unused(); }
+    Map_status set(const Map_field_id, const int*) override { unused(); }
+
+  private:
+    template <class T>
+    Map_status store(Map_field_id id, Map_field_type type, const T& value) {
+        if (id >= m_fields.size()) return Map_status::No_such_field;
+        if (Maps::current().quiet_elements) return Map_status::OK;
+        const std::string& name = m_fields[id].name;
+        const std::string text = text_of(value);
+        note("set(" + name + ", " + text + ")");
+        if (type != m_fields[id].type) ADD_FAILURE() << name << " is not of type " << name_of(type);
+        content.fields[name] = std::string(name_of(type)) + " " + text;
+        return Map_status::OK;
+    }
+
+    miUint m_dimension;
+    std::vector<Field> m_fields;
+    Tracked m_tracked{"element"};
+};
+
+class StubMap final : public Map_base {
+  public:
+    explicit StubMap(MapContent to_read) : content(std::move(to_read)) {}
+    explicit StubMap(const StubDeclaration& declaration) {
+        m_appended.dimension = declaration.get_dimension();
+        for (const Field& field : declaration.fields)
+            m_appended.fields.push_back(field.name + " " + name_of(field.type));
+    }
+
+    const MapContent content; // of a map that was read
+
+    miUint size() const override { unused(); }
+    bool is_empty() const override {
+        note("map.is_empty()");
+        return content.positions.empty();
+    }
+    bool has_declaration() const override { unused(); }
+    Map_status get(const miUint, Map_element&) const override { unused(); }
+    Map_status set(const miUint, const Map_element&) override { unused(); }
+    Map_status append(const Map_element& element) override {
+        const bool quiet = Maps::current().quiet_elements;
+        const bool refused = Maps::current().refuse_append == static_cast<int>(m_appended.count);
+        if (!quiet) note(refused ? "append() -> refused" : "append()");
+        if (refused) return Map_status::Insufficient_memory;
+        ++m_appended.count;
+        if (!quiet)
+            m_appended.elements.push_back(
+                dynamic_cast<const StubElement&>(*element.operator->()).content);
+        m_appended.consolidated = false;
+        return Map_status::OK;
+    }
+    Map_status read(const char*, const bool) override { unused(); }
+    Map_status append_to(const char*, const bool) const override { unused(); }
+    Map_status append_from(const char*, const bool) override { unused(); }
+    // The library must ignore the results of write and consolidate.
+    Map_status write(const char* name, const bool notify, const File_format format) const override {
+        note(std::string("write(") + name + ", " + (notify ? "notify" : "quiet") + ", format " +
+             std::to_string(format) + ")");
+        Maps::current().written.push_back(m_appended);
+        Maps::current().written.back().file_name = name;
+        return Map_status::Failure;
+    }
+    Map_status consolidate(const float quality) override {
+        note("consolidate(" + text_of(quality) + ")");
+        m_appended.consolidated = true;
+        return Map_status::Failure;
+    }
+
+    Map_status get(const Map_field_id, float&) const override { unused(); }
+    Map_status get(const Map_field_id, int&) const override { unused(); }
+    Map_status get(const Map_field_id, miVector&) const override { unused(); }
+    Map_status get(const Map_field_id, miColor&) const override { unused(); }
+    Map_status get(const Map_field_id, miMatrix*) const override { unused(); }
+    Map_status get(const Map_field_id, float*) const override { unused(); }
+    Map_status get(const Map_field_id, int*) const override { unused(); }
+    Map_status get(const Map_field_id, char*) const override { unused(); }
+    Map_status set(const Map_field_id, const float) override { unused(); }
+    Map_status set(const Map_field_id, const int) override { unused(); }
+    Map_status set(const Map_field_id, const miVector&) override { unused(); }
+    Map_status set(const Map_field_id, const miColor&) override { unused(); }
+    Map_status set(const Map_field_id, const miMatrix*) override { unused(); }
+    Map_status set(const Map_field_id, const float*) override { unused(); }
+    Map_status set(const Map_field_id, const int*) override { unused(); }
+    Map_status set(const Map_field_id, const char*) override { unused(); }
+
+  private:
+    WrittenMap m_appended;
+};
+
+class StubAccess final : public Access_map_dbhandle {
+  public:
+    explicit StubAccess(std::shared_ptr<const StubMap> to_access) : map(std::move(to_access)) {}
+
+    const std::shared_ptr<const StubMap> map;
+    const std::string name = "access " + std::to_string(++Maps::current().accesses_made);
+
+    const Map_base* get_map() const override { return map.get(); }
+    miTag get_tag() const override { unused(); }
+    miTag store() override { unused(); }
+
+  private:
+    Tracked m_tracked{name};
+};
+
+class StubEdit final : public Edit_map_dbhandle {
+  public:
+    explicit StubEdit(const StubDeclaration& declaration) : m_map(declaration) {}
+
+    Map_base* get_map() const override { return &m_map; }
+    miTag get_tag() const override { unused(); }
+    miTag store() override { unused(); }
+
+  private:
+    mutable StubMap m_map;
+    Tracked m_tracked{"map"};
 };
 
 class StubLookup final : public Map_lookup_base {
   public:
-    explicit StubLookup(const StubMap& map) : m_map(map) {
-        m_columns = map.content.columns().data();
-        m_all_columns = static_cast<miUint>(map.content.columns().size());
-        ++Maps::current().counts.lookups;
+    explicit StubLookup(const MapContent& content) : m_content(content) {
+        m_columns = content.columns().data();
+        m_all_columns = static_cast<miUint>(content.columns().size());
     }
-    ~StubLookup() override {
-        Maps::current().note("lookup destroyed");
-        --Maps::current().counts.lookups;
-    }
-    StubLookup(const StubLookup&) = delete;
-    StubLookup& operator=(const StubLookup&) = delete;
 
     Map_status search_with(const Map_distance_base& distance, const float* euclidean_point,
                            const int max_count, const float max_squared_distance) override {
-        Maps& maps = Maps::current();
+        const Maps& maps = Maps::current();
         const float* const q = distance.get_point();
-        maps.note("search(at " + text_of(miVector{q[0], q[1], q[2]}) + ", most " +
-                  std::to_string(max_count) + ", limit " + text_of(max_squared_distance) + ")");
+        note("search(at " + text_of(miVector{q[0], q[1], q[2]}) + ", most " +
+             std::to_string(max_count) + ", limit " + text_of(max_squared_distance) + ")");
         if (maps.on_search) maps.on_search(distance, euclidean_point);
         m_results.clear();
-        Element element(m_map.content);
-        for (size_t row = 0; row < m_map.content.positions.size(); ++row) {
-            element.move(row);
+        for (size_t row = 0; row < m_content.positions.size(); ++row) {
+            const Element element(m_content, row);
             const float found = distance(&element);
             if (found <= max_squared_distance)
                 m_results.push_back({found, static_cast<miUint>(row)});
@@ -166,108 +281,98 @@ class StubLookup final : public Map_lookup_base {
         settle();
         return maps.search_status;
     }
-    Map_status rewind() override { nobody_needs("lookup.rewind"); }
-    Map_status go_to(const miUint) override { nobody_needs("lookup.go_to"); }
-    Map_status get_index(miUint&) const override { nobody_needs("lookup.get_index"); }
-    Map_status get_position(float*) const override { nobody_needs("lookup.get_position"); }
+    Map_status rewind() override { unused(); }
+    Map_status go_to(const miUint) override { unused(); }
+    Map_status get_index(miUint&) const override { unused(); }
+    Map_status get_position(float*) const override { unused(); }
 
   private:
-    const StubMap& m_map;
+    const MapContent& m_content;
     std::vector<Map_result> m_results;
+    Tracked m_tracked{"lookup"};
 };
 
 class StubInterface final : public Interface {
   public:
-    StubInterface() { ++Maps::current().counts.interfaces; }
+    void release() override { delete this; }
 
-    void release() override {
-        Maps::current().note("release");
-        --Maps::current().counts.interfaces;
-        delete this;
-    }
     Access_map_dbhandle* accessMap(const char* filename, Map_status* status) override {
-        Maps& maps = Maps::current();
-        maps.note("accessMap(" + std::string(filename) + (status != nullptr ? ", status)" : ")"));
-        const auto found = maps.files.find(filename);
-        if (status != nullptr && found == maps.files.end())
-            *status = Map_status::File_could_not_be_opened;
+        note("accessMap(" + std::string(filename) + (status != nullptr ? ", status)" : ")"));
+        const auto& files = Maps::current().files;
+        const auto found = files.find(filename);
         return new StubAccess(
-            std::make_shared<StubMap>(found == maps.files.end() ? MapContent() : found->second));
+            std::make_shared<StubMap>(found == files.end() ? MapContent() : found->second));
     }
     Access_map_dbhandle* shareMap(const Access_map_dbhandle* other) override {
         const auto& access = dynamic_cast<const StubAccess&>(*other);
-        Maps::current().note("shareMap(access " + std::to_string(access.number()) + ")");
-        return new StubAccess(access.map());
+        note("shareMap(" + access.name + ")");
+        return new StubAccess(access.map);
     }
     Map_declaration_base* copyMapDeclaration(const Map_base* map, Map_status*) override {
-        Maps::current().note("copyMapDeclaration");
-        return new StubDeclaration(static_cast<const StubMap*>(map)->content);
+        note("copyMapDeclaration");
+        const MapContent& content = dynamic_cast<const StubMap&>(*map).content;
+        auto* const declaration = new StubDeclaration(3);
+        for (const std::string& name : content.names())
+            declaration->fields.push_back({name, Map_field_type()});
+        return declaration;
     }
     Map_lookup_base* createMapLookup(const Map_base* map, Map_status*) override {
-        Maps::current().note("createMapLookup");
-        return new StubLookup(*static_cast<const StubMap*>(map));
-    }
-
-    Options* getOptions(miTag) override { nobody_needs("getOptions"); }
-    miTag createFramebuffer() override { nobody_needs("createFramebuffer"); }
-    miTag copyFramebuffer(miTag) override { nobody_needs("copyFramebuffer"); }
-    LightList* createLightList(miState*, miTag*, int) override { nobody_needs("createLightList"); }
-    LightList* createLightList(miState*, const miVector&, miScalar, miTag*, int) override {
-        nobody_needs("createLightList");
+        note("createMapLookup");
+        return new StubLookup(dynamic_cast<const StubMap&>(*map).content);
     }
     Map_declaration_base* createMapDeclaration(const miUint dimension) override {
-        return new_declaration(dimension);
+        note("createMapDeclaration(" + std::to_string(dimension) + ")");
+        return new StubDeclaration(dimension);
     }
     Edit_map_dbhandle* createMap(const Map_declaration_base* declaration) override {
-        return new_map(declaration);
+        note("createMap()");
+        return new StubEdit(dynamic_cast<const StubDeclaration&>(*declaration));
     }
     Map_element_base* createMapElement(const Map_declaration_base* declaration) override {
-        return new_element(declaration);
+        note("createMapElement()");
+        return new StubElement(dynamic_cast<const StubDeclaration&>(*declaration));
     }
-    Access_map_dbhandle* accessMap(const miTag) override { nobody_needs("accessMap(tag)"); }
-    Edit_map_dbhandle* editMap(const miTag) override { nobody_needs("editMap(tag)"); }
-    Edit_map_dbhandle* editMap(const char*, Map_status*) override { nobody_needs("editMap(file)"); }
+
+    Options* getOptions(miTag) override { unused(); }
+    miTag createFramebuffer() override { unused(); }
+    miTag copyFramebuffer(miTag) override { unused(); }
+    LightList* createLightList(miState*, miTag*, int) override { unused(); }
+    LightList* createLightList(miState*, const miVector&, miScalar, miTag*, int) override {
+        unused();
+    }
+    Access_map_dbhandle* accessMap(const miTag) override { unused(); }
+    Edit_map_dbhandle* editMap(const miTag) override { unused(); }
+    Edit_map_dbhandle* editMap(const char*, Map_status*) override { unused(); }
     Map_declaration_base* copyMapDeclaration(const Map_declaration_base*, Map_status*) override {
-        nobody_needs("copyMapDeclaration(declaration)");
+        unused();
     }
     Map_declaration_base* copyMapDeclaration(const Map_element_base*, Map_status*) override {
-        nobody_needs("copyMapDeclaration(element)");
+        unused();
     }
-    Map_element_base* copyMapElement(const Map_element_base*) override {
-        nobody_needs("copyMapElement");
-    }
-    Map_iterator_base* createMapIterator(const Map_base*, Map_status*) override {
-        nobody_needs("createMapIterator");
-    }
-    Map_iterator_base* copyMapIterator(const Map_iterator_base*, Map_status*) override {
-        nobody_needs("copyMapIterator");
-    }
-    Map_lookup_base* copyMapLookup(const Map_lookup_base*, Map_status*) override {
-        nobody_needs("copyMapLookup");
-    }
+    Map_element_base* copyMapElement(const Map_element_base*) override { unused(); }
+    Map_iterator_base* createMapIterator(const Map_base*, Map_status*) override { unused(); }
+    Map_iterator_base* copyMapIterator(const Map_iterator_base*, Map_status*) override { unused(); }
+    Map_lookup_base* copyMapLookup(const Map_lookup_base*, Map_status*) override { unused(); }
 
   private:
     ~StubInterface() = default;
+
+    Tracked m_tracked{"interface", "release"};
 };
 
 } // namespace
 
-Element::Element(const MapContent& content, size_t row) : m_content(&content) {
+Element::Element(const MapContent& content, size_t row) {
     m_columns = content.columns().data();
     m_column_count = static_cast<miUint>(content.columns().size());
     m_absent = Map_status::No_such_field;
-    move(row);
-}
-
-void Element::move(size_t row) {
     m_row = row;
-    m_position = row < m_content->positions.size() ? m_content->positions[row].data() : nullptr;
+    m_position = row < content.positions.size() ? content.positions[row].data() : nullptr;
 }
 
 Maps::Maps(Renderer& renderer) : m_renderer(renderer) {
-    Maps* nothing = nullptr;
-    if (!the_maps.compare_exchange_strong(nothing, this))
-        throw std::logic_error("there are stand-in maps already");
+    Maps* none = nullptr;
+    if (!the_maps.compare_exchange_strong(none, this)) throw std::logic_error("two maps");
 }
 
 Maps::~Maps() {
@@ -275,23 +380,24 @@ Maps::~Maps() {
 }
 
 Maps& Maps::current() {
-    Maps* maps = the_maps;
-    if (maps == nullptr) throw std::logic_error("a map's function outside its renderer's life");
+    Maps* const maps = the_maps;
+    if (maps == nullptr) throw std::logic_error("no maps");
     return *maps;
 }
 
+void Maps::add_object(const std::string& name) {
+    const std::lock_guard guard(m_mutex);
+    m_objects.insert(name);
+}
+
+void Maps::remove_object(const std::string& name) {
+    const std::lock_guard guard(m_mutex);
+    m_objects.erase(m_objects.find(name));
+}
+
 std::vector<std::string> Maps::left_over() const {
-    std::vector<std::string> left;
-    const auto count = [&](const std::atomic<int>& number, const char* what) {
-        if (number != 0) left.push_back(std::to_string(number) + " " + what);
-    };
-    count(counts.interfaces, "interfaces");
-    count(counts.accesses, "map accesses");
-    count(counts.declarations, "declarations");
-    count(counts.lookups, "lookups");
-    count(counts.elements, "elements");
-    count(counts.maps, "maps");
-    return left;
+    const std::lock_guard guard(m_mutex);
+    return {m_objects.begin(), m_objects.end()};
 }
 
 } // namespace vx::stub

@@ -1,11 +1,9 @@
-// The map half of the renderer's stand-in: files that can be read, searches that try every point,
-// and maps that are made and "written" into memory.
+// The map half of the renderer's stand-in: maps that can be read, brute-force searches, and maps
+// that are written to memory.
 //
-// While a Maps lives, mi_get_shader_interface hands out its interfaces, from any thread. Calls go
-// into the Renderer's record, in one order with all others; what the header does inline (walking a
-// result, reading fields) cannot be seen. Every interface is an object of its own that ends with
-// its release, so that a sanitizer sees a later use; left_over() says what was not given back. What
-// the library is not known to need throws.
+// While a Maps exists, mi_get_shader_interface returns its interfaces, on any thread. Calls are
+// recorded with the Renderer's; the inline functions of the headers (walking a result, reading
+// fields) cannot be seen. Functions that the library does not call throw std::logic_error.
 #pragma once
 
 #include "mi_shader_if.h"
@@ -18,12 +16,14 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 namespace vx::stub {
 
-// A map of three dimensions: positions, and one column of values per field.
+// A three-dimensional map to be read: positions, and one column of values per field.
 class MapContent {
   public:
     std::vector<std::array<float, 3>> positions;
@@ -60,11 +60,10 @@ class MapContent {
     std::vector<std::shared_ptr<const std::vector<unsigned char>>> m_data;
 };
 
-// What a functor is handed: the element `row` of a map.
+// Element `row` of a map, as a distance functor gets it.
 class Element final : public mi::shader_v3::Map_iterator_base {
   public:
     explicit Element(const MapContent& content, size_t row = 0);
-    void move(size_t row);
 
     miUint get_index() const override { return static_cast<miUint>(m_row); }
     bool at_end() const override { return false; }
@@ -72,13 +71,9 @@ class Element final : public mi::shader_v3::Map_iterator_base {
     mi::shader_v3::Map_status go_to(const miUint) override {
         return mi::shader_v3::Map_status::Failure;
     }
-
-  private:
-    const MapContent* m_content;
 };
 
-// An element as it was appended. Values of fields by name, as text: "vector 1 2 3", "scalar 0.5",
-// "integer -4".
+// An appended element. Fields by name: "vector 1 2 3", "scalar 0.5", "integer -4".
 struct AppendedElement {
     std::vector<float> position;
     std::map<std::string, std::string> fields;
@@ -88,7 +83,7 @@ struct WrittenMap {
     std::string file_name;
     unsigned dimension = 0;
     std::vector<std::string> fields;       // "name kind", in the order of declaration
-    std::vector<AppendedElement> elements; // none with quiet_elements
+    std::vector<AppendedElement> elements; // empty with quiet_elements
     size_t count = 0;
     bool consolidated = false; // since the last append
 };
@@ -101,43 +96,40 @@ class Maps {
     Maps(const Maps&) = delete;
     Maps& operator=(const Maps&) = delete;
 
-    // The one that is alive; throws when there is none.
+    // The only one; throws if there is none.
     static Maps& current();
 
-    // What can be read, by name. A name that is not here gives an empty map.
+    // Maps that can be read, by file name. Other names give an empty map.
     std::map<std::string, MapContent> files;
-    // What a search says, whatever it found.
+    // Returned by every search, whatever it finds.
     mi::shader_v3::Map_status search_status;
-    // Sees every search before it runs.
+    // Called before every search.
     std::function<void(const mi::shader_v3::Map_distance_base&, const float* euclidean_point)>
         on_search;
-    // What was written, in order; nothing reaches a disk.
+    // Maps that were written, in order.
     std::vector<WrittenMap> written;
     // The append to this index fails with Insufficient_memory; -1: none does.
     int refuse_append = -1;
-    // Elements are only counted, not recorded and kept: for large maps.
+    // Count elements without recording or storing them: for large maps.
     bool quiet_elements = false;
-    // Whether mi_get_shader_interface has one to give.
+    // Whether mi_get_shader_interface returns an interface.
     bool has_interface = true;
-    // How many more it gives; -1: any number.
+    // How many more interfaces it returns; -1: any number.
     int interface_limit = -1;
 
-    // Empty when all that was handed out has been given back.
+    // Names of the objects that were not given back.
     std::vector<std::string> left_over() const;
 
-    // ---- behind the interface ----
-    struct Counts {
-        std::atomic<int> interfaces = 0, accesses = 0, declarations = 0, lookups = 0, elements = 0,
-                         maps = 0;
-    };
+    // ---- for the stand-in's objects only ----
     void note(const std::string& call) { m_renderer.note(call); }
-    void complain(const std::string& what) { m_renderer.complain(what); }
-    Counts counts;
-    // Accesses get numbers in the order in which they are made.
-    std::atomic<int> accesses_made = 0;
+    void add_object(const std::string& name);
+    void remove_object(const std::string& name);
+    std::atomic<int> accesses_made = 0; // accesses are numbered
 
   private:
     Renderer& m_renderer;
+    mutable std::mutex m_mutex;
+    std::multiset<std::string> m_objects;
 };
 
 } // namespace vx::stub

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <concepts>
-#include <cstdlib>
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
 
 namespace vx::stub {
 
@@ -15,28 +18,15 @@ std::atomic<Renderer*> the_renderer = nullptr;
 
 template <class T>
 std::string shortest(T value) {
+    if (value == 0) return "0";
     std::array<char, 64> buffer = {};
-    if (value == 0) return "0"; // of either sign
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr;
-    return {buffer.data(), end};
+    return {buffer.data(), std::to_chars(buffer.begin(), buffer.end(), value).ptr};
 }
 
-void* exact_block(const void* bytes, size_t size) {
-    void* block = std::calloc(1, std::max<size_t>(size, 1));
-    if (bytes != nullptr && size > 0) std::memcpy(block, bytes, size);
-    return block;
-}
-
-std::string number(std::integral auto value) {
-    return std::to_string(value);
-}
-
-// What a shader leaves in a thread's slot it may never release. A renderer's slots last as long as
-// its threads; so do these, or a leak checker would report what is meant.
-void remember_for_ever(void* pointer) {
-    static std::mutex mutex;
+// Shaders never release what they store per thread, as a renderer's threads end with the program.
+// Keeps it reachable for leak checkers after the Renderer is gone.
+void keep_reachable(void* pointer) {
     static auto* const kPointers = new std::vector<void*>;
-    const std::lock_guard guard(mutex);
     kPointers->push_back(pointer);
 }
 
@@ -48,12 +38,11 @@ std::string text_of(double value) {
 std::string text_of(float value) {
     return shortest(value);
 }
+std::string text_of(int value) {
+    return std::to_string(value);
+}
 std::string text_of(const miVector& v) {
     return text_of(v.x) + ' ' + text_of(v.y) + ' ' + text_of(v.z);
-}
-
-void Renderer::Free::operator()(void* bytes) const {
-    std::free(bytes);
 }
 
 Renderer::Renderer() {
@@ -62,33 +51,25 @@ Renderer::Renderer() {
     camera.aspect = 1;
     camera.x_resolution = 2;
     camera.y_resolution = 2;
-    Renderer* nobody = nullptr;
-    if (!the_renderer.compare_exchange_strong(nobody, this))
-        throw std::logic_error("there is a stand-in renderer already");
+    Renderer* none = nullptr;
+    if (!the_renderer.compare_exchange_strong(none, this)) throw std::logic_error("two renderers");
 }
 
 Renderer::~Renderer() {
     the_renderer = nullptr;
-    for (const auto& [text, name] : m_strings)
-        std::free(text);
 }
 
 Renderer& Renderer::current() {
-    Renderer* renderer = the_renderer;
-    if (renderer == nullptr) throw std::logic_error("a renderer's function outside its life");
+    Renderer* const renderer = the_renderer;
+    if (renderer == nullptr) throw std::logic_error("no renderer");
     return *renderer;
 }
 
 // ---- the record ----
 
 void Renderer::note(std::string call) {
-    const std::lock_guard guard(m_mutex);
+    const std::lock_guard guard(mutex);
     m_calls.push_back(std::move(call));
-}
-
-void Renderer::complain(std::string what) {
-    const std::lock_guard guard(m_mutex);
-    m_complaints.push_back(std::move(what));
 }
 
 std::vector<std::string> Renderer::calls_starting_with(std::string_view prefix) const {
@@ -108,58 +89,35 @@ std::vector<std::string> Renderer::messages() const {
 }
 
 std::vector<std::string> Renderer::left_over() const {
-    const std::lock_guard guard(m_mutex);
-    std::vector<std::string> left = m_complaints;
-    for (const auto& [tag, element] : m_elements)
+    const std::lock_guard guard(mutex);
+    std::vector<std::string> left;
+    for (const auto& [tag, element] : elements)
         if (element.pins > 0)
-            left.push_back("element " + number(tag) + " pinned " + number(element.pins) + " times");
-    for (const auto& [handle, lock] : m_locks) {
-        if (lock->holder != std::thread::id())
-            left.push_back("lock " + number(lock->number) + " held");
-        left.push_back("lock " + number(lock->number) + " not deleted");
+            left.push_back("element " + std::to_string(tag) + " pinned " +
+                           std::to_string(element.pins) + " times");
+    for (const auto& [handle, lock] : locks) {
+        const bool held = lock->holder != std::thread::id();
+        left.push_back("lock " + std::to_string(lock->number) + (held ? " held" : ""));
     }
-    for (const auto& [text, name] : m_strings)
-        left.push_back("copy of '" + name + "' not handed over");
+    for (const auto& [text, owner] : strings)
+        left.push_back("copy of '" + std::string(text) + "'");
     return left;
-}
-
-bool Renderer::holds_a_lock() const {
-    const std::lock_guard guard(m_mutex);
-    return std::any_of(m_locks.begin(), m_locks.end(),
-                       [](const auto& lock) { return lock.second->holder != std::thread::id(); });
-}
-
-int Renderer::pins(miTag tag) const {
-    const std::lock_guard guard(m_mutex);
-    return m_elements.at(tag).pins;
-}
-
-void Renderer::forget_pins(miTag tag) {
-    element(tag).pins = 0;
 }
 
 // ---- the database ----
 
-Renderer::Element& Renderer::element(miTag tag) {
-    const auto found = m_elements.find(tag);
-    if (found == m_elements.end())
-        throw std::logic_error("there is no element with the tag " + number(tag));
-    return found->second;
-}
-
 miTag Renderer::add(int type, const void* bytes, size_t size) {
-    const miTag tag = m_next_tag++;
-    m_elements[tag] = {type, size, std::unique_ptr<void, Free>(exact_block(bytes, size)), 0, {}};
+    const auto tag = static_cast<miTag>(elements.size() + 1);
+    Element& element = elements[tag];
+    element.type = type;
+    element.bytes.resize(size);
+    if (bytes != nullptr && size > 0) std::memcpy(element.bytes.data(), bytes, size);
     return tag;
 }
 
 miTag Renderer::add_string(std::string_view text) {
     const std::string terminated(text);
     return add(miSCENE_STRING, terminated.c_str(), terminated.size() + 1);
-}
-
-miTag Renderer::add_tags(const std::vector<miTag>& tags) {
-    return add(miSCENE_TAGS, tags.data(), tags.size() * sizeof(miTag));
 }
 
 miTag Renderer::add_material(miTag shader) {
@@ -170,12 +128,11 @@ miTag Renderer::add_material(miTag shader) {
 
 miTag Renderer::add_declaration(std::string_view name,
                                 const std::map<std::string, int>& parameters) {
-    std::vector<char> bytes(offsetof(miFunction_decl, name) + name.size() + 1);
-    bytes.resize(std::max(bytes.size(), sizeof(miFunction_decl)));
-    std::copy(name.begin(), name.end(),
-              bytes.begin() + std::ptrdiff_t{offsetof(miFunction_decl, name)});
-    const miTag tag = add(miSCENE_FUNCTION_DECL, bytes.data(), bytes.size());
-    element(tag).parameters = parameters;
+    constexpr size_t kStart = offsetof(miFunction_decl, name);
+    const size_t size = std::max(kStart + name.size() + 1, sizeof(miFunction_decl));
+    const miTag tag = add(miSCENE_FUNCTION_DECL, nullptr, size);
+    name.copy(record<char>(tag) + kStart, name.size());
+    elements.at(tag).parameters = parameters;
     return tag;
 }
 
@@ -187,23 +144,24 @@ miTag Renderer::add_function(const FunctionSetup& setup) {
     const size_t start = offsetof(miFunction, parameters);
     const size_t size = std::max(sizeof(miFunction), start + (ghost ? offset : 0) + block);
     const miTag tag = add(miSCENE_FUNCTION, nullptr, size);
-    auto* function = record<miFunction>(tag);
-    auto* bytes = record<char>(tag) + start;
-    function->type = setup.type;
-    function->function_decl = setup.declaration;
-    function->parameter_size = static_cast<int>(block);
-    function->ghost_offs = ghost ? static_cast<int>(offset) : 0;
-    function->connected = setup.flag.value_or(ghost ? 1 : 0);
-    if (block > 0) std::memcpy(bytes, setup.block.data(), block);
+    auto* const added = function(tag);
+    auto* const parameters = record<char>(tag) + start;
+    added->type = setup.type;
+    added->function_decl = setup.declaration;
+    added->parameter_size = static_cast<int>(block);
+    added->ghost_offs = ghost ? static_cast<int>(offset) : 0;
+    added->connected = setup.flag.value_or(ghost ? 1 : 0);
+    if (block > 0) std::memcpy(parameters, setup.block.data(), block);
     for (const auto& [place, connection] : setup.connections)
-        std::memcpy(bytes + offset + place, &connection, sizeof connection);
+        std::memcpy(parameters + offset + place, &connection, sizeof connection);
     return tag;
 }
 
 miTag Renderer::add_instance(const std::vector<miTag>& materials) {
     miInstance instance = {};
     instance.mtl_array_size = static_cast<int>(materials.size());
-    if (!materials.empty()) instance.material = add_tags(materials);
+    if (!materials.empty())
+        instance.material = add(miSCENE_TAGS, materials.data(), materials.size() * sizeof(miTag));
     return add(miSCENE_INSTANCE, &instance, sizeof instance);
 }
 
@@ -216,68 +174,133 @@ miState Renderer::new_state(miTag function_tag) {
     return state;
 }
 
-// ---- behind the C functions ----
+} // namespace vx::stub
 
-void* Renderer::db_access(miTag tag) {
-    note("db_access(" + number(tag) + ")");
-    const std::lock_guard guard(m_mutex);
-    Element& accessed = element(tag);
-    ++accessed.pins;
-    return accessed.bytes.get();
+// ---- the C functions ----
+
+namespace {
+
+using vx::stub::Probe;
+using vx::stub::Renderer;
+using vx::stub::Shaded;
+using vx::stub::text_of;
+
+// The next configured answer, or `none`.
+template <class Answer>
+Answer next_of(std::deque<Answer>& answers, const Answer& none) {
+    if (answers.empty()) return none;
+    Answer answer = answers.front();
+    answers.pop_front();
+    return answer;
 }
 
-void Renderer::db_unpin(miTag tag) {
-    note("db_unpin(" + number(tag) + ")");
-    const std::lock_guard guard(m_mutex);
-    Element& released = element(tag);
-    if (released.pins == 0)
-        m_complaints.push_back("element " + number(tag) + " unpinned without a pin");
-    else
-        --released.pins;
+// Replaces the child state.
+void set_child(Renderer& r, miState* state, miRay_type type, const Probe& hit, const miVector& org,
+               const miVector& dir) {
+    const std::lock_guard guard(r.mutex);
+    r.children.erase(state);
+    state->child = nullptr;
+    if (hit) {
+        auto child = std::make_unique<miState>(*state);
+        child->parent = state;
+        child->type = type;
+        child->org = org;
+        child->dir = dir;
+        child->point = hit->point;
+        child->normal = hit->normal;
+        child->normal_geom = {hit->normal.y, hit->normal.z, hit->normal.x}; // a different vector
+        child->inv_normal = hit->inv_normal ? 1 : 0;
+        child->instance = hit->instance;
+        child->dist = hit->dist;
+        if (hit->shader != nullptr) child->shader = hit->shader;
+        state->child = child.get();
+        r.children[state] = std::move(child);
+    }
+    // Callers must not rely on these after a trace.
+    state->pri = state;
+    state->cache = state;
 }
 
-int Renderer::db_type(miTag tag) {
-    note("db_type(" + number(tag) + ")");
-    const std::lock_guard guard(m_mutex);
-    return element(tag).type;
+// "tag+offset" of a parameter.
+std::string place_of(const Renderer& r, const void* parameter) {
+    for (const auto& [tag, element] : r.elements) {
+        if (element.type != miSCENE_FUNCTION) continue;
+        const auto* function =
+            static_cast<const miFunction*>(static_cast<const void*>(element.bytes.data()));
+        const auto offset = static_cast<const char*>(parameter) - function->parameters;
+        if (offset >= 0 && offset < function->parameter_size)
+            return std::to_string(tag) + "+" + std::to_string(offset);
+    }
+    return "outside every block";
 }
 
-miBoolean Renderer::query(int code, miState* state, miTag tag, void* result) {
-    note("query(" + number(code) + (tag != miNULLTAG ? ", " + number(tag) : std::string()) + ")");
-    if (refused_queries.contains(code)) return miFALSE;
-    const std::lock_guard guard(m_mutex);
-    switch (code) {
-    case 51:
-        if (state->shader == nullptr) return miFALSE;
-        *static_cast<void***>(result) = &m_user_pointers[state->shader];
-        return miTRUE;
-    case 54: {
-        const auto* function = state != nullptr ? state->shader : record<miFunction>(tag);
+void message(const char* level, const char* format, va_list arguments) {
+    std::array<char, 4096> text = {};
+    (void)std::vsnprintf(text.data(), text.size(), format, arguments);
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    Renderer::current().note(std::string(level) + ": " + text.data());
+}
+
+} // namespace
+
+extern "C" {
+
+void* mi_db_access(const miTag tag) {
+    Renderer& r = Renderer::current();
+    r.note("db_access(" + std::to_string(tag) + ")");
+    const std::lock_guard guard(r.mutex);
+    ++r.pins(tag);
+    return r.record<void>(tag);
+}
+
+void mi_db_unpin(const miTag tag) {
+    Renderer& r = Renderer::current();
+    r.note("db_unpin(" + std::to_string(tag) + ")");
+    const std::lock_guard guard(r.mutex);
+    if (--r.pins(tag) < 0) ADD_FAILURE() << "element " << tag << " unpinned without a pin";
+}
+
+int mi_db_type(const miTag tag) {
+    Renderer& r = Renderer::current();
+    r.note("db_type(" + std::to_string(tag) + ")");
+    return r.elements.at(tag).type;
+}
+
+miBoolean mi_query(const miQ_type query, miState* const state, miTag tag, void* const result, ...) {
+    Renderer& r = Renderer::current();
+    r.note("query(" + std::to_string(query) + (tag == 0 ? "" : ", " + std::to_string(tag)) + ")");
+    const std::lock_guard guard(r.mutex);
+    if (query == miQ_FUNC_DECL) {
+        const miFunction* const function = state != nullptr ? state->shader : r.function(tag);
         *static_cast<miTag*>(result) = function->function_decl;
         return miTRUE;
     }
-    case 124:
-        *static_cast<void**>(result) = m_thread_pointers[{state->shader, state->thread}];
+    if (state->shader == nullptr) return miFALSE;
+    void*& thread_pointer = r.thread_pointers[{state->shader, state->thread}];
+    switch (query) {
+    case miQ_FUNC_USERPTR:
+        *static_cast<void***>(result) = r.user_pointer(state->shader);
         return miTRUE;
-    case 126:
-        m_thread_pointers[{state->shader, state->thread}] = *static_cast<void**>(result);
-        remember_for_ever(*static_cast<void**>(result));
+    case miQ_FUNC_TLS_GET:
+        *static_cast<void**>(result) = thread_pointer;
+        return miTRUE;
+    case miQ_FUNC_TLS_SET:
+        thread_pointer = *static_cast<void**>(result);
+        vx::stub::keep_reachable(thread_pointer);
         return miTRUE;
     default:
         return miFALSE;
     }
 }
 
-miBoolean Renderer::parameter_lookup(miParam_type* type, miBoolean* is_array, int* offset,
-                                     miTag decl, miBoolean out, char* name) {
+miBoolean mi_api_parameter_lookup(miParam_type* type, miBoolean* is_array, int* offset, miTag decl,
+                                  miBoolean out, char* name) {
+    Renderer& r = Renderer::current();
     const std::string wanted(name);
-    note("parameter_lookup(" + number(decl) + ", " + wanted + ")");
-    const std::lock_guard guard(m_mutex);
-    if (m_strings.erase(name) == 0)
-        m_complaints.push_back("the name '" + wanted + "' is not the renderer's memory");
-    else
-        std::free(name);
-    const auto& parameters = element(decl).parameters;
+    r.note("parameter_lookup(" + std::to_string(decl) + ", " + wanted + ")");
+    const std::lock_guard guard(r.mutex);
+    if (r.strings.erase(name) == 0) ADD_FAILURE() << wanted << " is not from mi_mem_strdup";
+    const auto& parameters = r.elements.at(decl).parameters;
     const auto found = parameters.find(wanted);
     if (found == parameters.end() || out != miFALSE) return miFALSE;
     *type = miTYPE_COLOR;
@@ -286,231 +309,197 @@ miBoolean Renderer::parameter_lookup(miParam_type* type, miBoolean* is_array, in
     return miTRUE;
 }
 
-char* Renderer::strdup(const char* file, int line, const char* text) {
-    note("strdup(" + std::string(text) + ")");
-    if (file == nullptr || line <= 0) complain("a copy of a text without its place");
-    const std::lock_guard guard(m_mutex);
-    auto* copy = static_cast<char*>(exact_block(text, std::strlen(text) + 1));
-    m_strings[copy] = text;
-    return copy;
+char* mi_mem_int_strdup(const char* /*file*/, int /*line*/, const char* text) {
+    Renderer& r = Renderer::current();
+    r.note("strdup(" + std::string(text) + ")");
+    const std::lock_guard guard(r.mutex);
+    const size_t size = std::strlen(text) + 1;
+    auto copy = std::make_unique<char[]>(size);
+    char* const address = copy.get();
+    std::memcpy(address, text, size);
+    r.strings[address] = std::move(copy);
+    return address;
 }
 
-miBoolean Renderer::sample(double* sample, int* instance, miState* /*state*/, int dimension,
-                           const miUint* n) {
-    const std::string call = "sample(" + number(dimension) + ", n " + number(*n) + ")";
-    if (*instance >= static_cast<int>(*n)) {
-        note(call + " -> end");
+miBoolean mi_sample(double* sample, int* instance, miState* /*state*/, const miUshort dimension,
+                    const miUint* n) {
+    Renderer& r = Renderer::current();
+    const int count = static_cast<int>(*n);
+    const std::string call =
+        "sample(" + std::to_string(dimension) + ", n " + std::to_string(count) + ") -> ";
+    if (*instance >= count) {
+        r.note(call + "end");
         return miFALSE;
     }
     const int index = (*instance)++;
-    const double regular = (index + 0.5) / *n;
-    const std::array<double, 2> position =
-        on_sample ? on_sample(index, static_cast<int>(*n)) : std::array{regular, regular};
-    std::copy_n(position.begin(), std::min(dimension, 2), sample);
-    note(call + " -> " + text_of(position[0]) + ' ' + text_of(position[1]));
+    const double regular = (index + 0.5) / count;
+    const auto position = r.on_sample ? r.on_sample(index, count) : std::array{regular, regular};
+    std::copy_n(position.begin(), std::min<int>(dimension, 2), sample);
+    r.note(call + text_of(position[0]) + ' ' + text_of(position[1]));
     return miTRUE;
 }
 
-void Renderer::set_child(miState* state, miRay_type type, const Probe& hit, const miVector& org,
-                         const miVector& dir) {
-    const std::lock_guard guard(m_mutex);
-    if (state->child != nullptr) m_children.erase(state->child);
-    m_children.erase(state);
-    state->child = nullptr;
-    if (!hit) return;
-    auto child = std::make_unique<miState>(*state);
-    child->parent = state;
-    child->child = nullptr;
-    child->type = type;
-    child->org = org;
-    child->dir = dir;
-    child->point = hit->point;
-    child->normal = hit->normal;
-    child->normal_geom = {hit->normal.y, hit->normal.z, hit->normal.x}; // not the same one
-    child->inv_normal = hit->inv_normal ? 1 : 0;
-    child->instance = hit->instance;
-    child->dist = hit->dist;
-    if (hit->shader != nullptr) child->shader = hit->shader;
-    state->child = child.get();
-    m_children[state] = std::move(child);
+void mi_vector_from_camera(miState* /*state*/, miVector* r, miVector* v) {
+    Renderer::current().note("vector_from_camera(" + text_of(*v) + ")");
+    const miScalar* const m = Renderer::current().camera_to_internal;
+    *r = {v->x * m[0] + v->y * m[4] + v->z * m[8], v->x * m[1] + v->y * m[5] + v->z * m[9],
+          v->x * m[2] + v->y * m[6] + v->z * m[10]};
 }
 
-miBoolean Renderer::trace_probe(miState* state, const miVector& dir, const miVector& org) {
-    note("trace_probe(org " + text_of(org) + ", dir " + text_of(dir) + ")");
-    const miVector from = org;
-    Probe hit;
-    if (on_probe) {
-        hit = on_probe(state, dir, from);
-    } else if (!probes.empty()) {
-        hit = probes.front();
-        probes.pop_front();
-    }
-    set_child(state, miRAY_PROBE, hit, from, dir);
-    // What a trace leaves behind in its caller: nobody may rely on these words.
-    state->pri = state;
-    state->cache = state;
-    return probe_result.value_or(hit ? miTRUE : miFALSE);
+miBoolean mi_trace_probe(miState* state, miVector* direction, miVector* origin) {
+    Renderer& r = Renderer::current();
+    const miVector dir = *direction;
+    const miVector org = *origin;
+    r.note("trace_probe(org " + text_of(org) + ", dir " + text_of(dir) + ")");
+    const Probe hit = r.on_probe ? r.on_probe(state, dir, org) : next_of(r.probes, Probe());
+    set_child(r, state, miRAY_PROBE, hit, org, dir);
+    return r.probe_result.value_or(hit ? miTRUE : miFALSE);
 }
 
-miBoolean Renderer::trace_reflection(miColor* result, miState* state, const miVector& dir) {
-    note("trace_reflection(point " + text_of(state->point) + ", dir " + text_of(dir) + ")");
-    Shaded shaded{.color = {0, 0, 0, 0}, .end = std::nullopt, .result = false};
-    if (on_reflection) {
-        shaded = on_reflection(state, dir);
-    } else if (!shadings.empty()) {
-        shaded = shadings.front();
-        shadings.pop_front();
-    }
-    set_child(state, miRAY_REFLECT, shaded.end, state->point, dir);
-    state->pri = state;
-    state->cache = state;
+miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction) {
+    Renderer& r = Renderer::current();
+    const miVector dir = *direction;
+    r.note("trace_reflection(point " + text_of(state->point) + ", dir " + text_of(dir) + ")");
+    const Shaded miss = {.end = std::nullopt, .result = false};
+    const Shaded shaded = r.on_reflection ? r.on_reflection(state, dir) : next_of(r.shadings, miss);
+    set_child(r, state, miRAY_REFLECT, shaded.end, state->point, dir);
     if (shaded.sets_color) *result = shaded.color;
     return shaded.result ? miTRUE : miFALSE;
 }
 
-miBoolean Renderer::trace_eye(miColor* result, miState* state, miVector org, miVector dir) {
-    note("trace_eye(org " + text_of(org) + ", dir " + text_of(dir) + ")");
+miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVector* direction) {
+    Renderer& r = Renderer::current();
+    r.note("trace_eye(org " + text_of(*origin) + ", dir " + text_of(*direction) + ")");
+    const miVector org = *origin; // may be a member of the state, like the direction
+    state->dir = *direction;
     state->org = org;
-    state->dir = dir;
-    if (on_eye) return on_eye(result, state);
-    *result = eye_color;
+    if (r.on_eye) return r.on_eye(result, state);
+    *result = {0.25f, 0.5f, 0.75f, 1.0f};
     return miTRUE;
 }
 
-void Renderer::flush_cache(miState* state) {
-    note("flush_cache(point " + text_of(state->point) + ")");
+void mi_flush_cache(miState* state) {
+    Renderer::current().note("flush_cache(point " + text_of(state->point) + ")");
     state->cache = nullptr;
 }
 
-std::string Renderer::place_of(const miState* state, const void* param) {
-    for (const auto& [tag, element] : m_elements) {
-        if (element.type != miSCENE_FUNCTION) continue;
-        const auto* function = static_cast<const miFunction*>(element.bytes.get());
-        const auto offset = static_cast<const char*>(param) - function->parameters;
-        if (offset >= 0 && offset < function->parameter_size)
-            return number(tag) + "+" + number(offset);
-    }
-    return state->shader == nullptr ? "nowhere" : "outside every block";
-}
-
-void* Renderer::phen_eval(miState* state, void* param) {
-    const std::string place = place_of(state, param);
-    note("phen_eval(" + place + ")");
+void* mi_phen_eval(miState* state, void* param) {
+    Renderer& r = Renderer::current();
+    const std::string place = place_of(r, param);
+    r.note("phen_eval(" + place + ")");
     miTag connection = miNULLTAG;
     std::memcpy(&connection, static_cast<char*>(param) + state->shader->ghost_offs,
                 sizeof connection);
-    const auto value = connected.find(connection);
-    if (value == connected.end())
-        throw std::logic_error("nothing is connected to the parameter at " + place);
-    m_phen_result = std::vector<std::byte>(value->second);
-    return m_phen_result.data();
+    const auto value = r.connected.find(connection);
+    if (value == r.connected.end()) throw std::logic_error("no value for the parameter " + place);
+    r.evaluated = std::vector(value->second);
+    return r.evaluated.data();
 }
 
-miBoolean Renderer::shaderstate_set(miState* state, const char* key, const void* data, int size,
-                                    int lifetime) {
+miBoolean mi_shaderstate_set(miState* state, const char* key, void* data, int size, int lifetime) {
+    Renderer& r = Renderer::current();
     std::string value = "none";
-    if (size == 4) {
+    if (size == sizeof(int)) {
         int word = 0;
-        std::memcpy(&word, data, 4);
-        value = number(word);
+        std::memcpy(&word, data, sizeof word);
+        value = std::to_string(word);
     }
-    note("shaderstate_set(" + std::string(key) + " = " + value + ", " + number(size) +
-         " bytes, lifetime " + number(lifetime) + ")");
-    if (on_shaderstate_set) on_shaderstate_set(state);
-    const std::lock_guard guard(m_mutex);
-    if (data == nullptr) {
-        m_state_data.erase({state, key});
-        return miTRUE;
-    }
-    const auto* bytes = static_cast<const std::byte*>(data);
-    m_state_data[{state, key}] = std::vector<std::byte>(bytes, bytes + size);
+    r.note("shaderstate_set(" + std::string(key) + " = " + value + ", " + std::to_string(size) +
+           " bytes, lifetime " + std::to_string(lifetime) + ")");
+    if (r.on_shaderstate_set) r.on_shaderstate_set(state);
+    const std::lock_guard guard(r.mutex);
+    const auto* const bytes = static_cast<const std::byte*>(data);
+    r.state_data[{state, key}] = std::vector(bytes, bytes + size);
     return miTRUE;
 }
 
-void* Renderer::shaderstate_get(miState* state, const char* key, int* size) {
-    note("shaderstate_get(" + std::string(key) + ")");
-    if (on_shaderstate_get) return on_shaderstate_get(state, size);
-    const std::lock_guard guard(m_mutex);
+void* mi_shaderstate_get(miState* state, const char* key, int* size) {
+    Renderer& r = Renderer::current();
+    r.note("shaderstate_get(" + std::string(key) + ")");
+    if (r.on_shaderstate_get) return r.on_shaderstate_get(state, size);
+    const std::lock_guard guard(r.mutex);
+    *size = 0;
     for (const miState* s = state; s != nullptr; s = s->parent) {
-        const auto found = m_state_data.find({s, key});
-        if (found == m_state_data.end()) continue;
-        if (size != nullptr) *size = static_cast<int>(found->second.size());
+        const auto found = r.state_data.find({s, key});
+        if (found == r.state_data.end()) continue;
+        *size = static_cast<int>(found->second.size());
         return found->second.data();
     }
-    if (size != nullptr) *size = 0;
     return nullptr;
 }
 
-int Renderer::string_substitute(char* buffer, const char* text, int capacity) {
+int mi_string_substitute(char* buffer, const char* text, int capacity) {
+    Renderer& r = Renderer::current();
     std::string substituted(text);
-    note("string_substitute(" + substituted + ", " + number(capacity) + ")");
-    if (on_substitute) return on_substitute(buffer, text, capacity);
-    for (const auto& [name, value] : substitutions)
+    r.note("string_substitute(" + substituted + ", " + std::to_string(capacity) + ")");
+    if (r.on_substitute) return r.on_substitute(buffer, text, capacity);
+    for (const auto& [name, value] : r.substitutions)
         for (size_t at = substituted.find(name); at != std::string::npos;
              at = substituted.find(name, at + value.size()))
             substituted.replace(at, name.size(), value);
-    const size_t length =
-        std::min(substituted.size(), static_cast<size_t>(std::max(capacity, 1)) - 1);
-    std::memcpy(buffer, substituted.data(), length);
+    const size_t length = substituted.copy(buffer, static_cast<size_t>(capacity) - 1);
     buffer[length] = '\0';
     return static_cast<int>(length);
 }
 
-void Renderer::vector_from_camera(miVector* result, const miVector& v) {
-    note("vector_from_camera(" + text_of(v) + ")");
-    const miScalar* m = camera_to_internal;
-    *result = {v.x * m[0] + v.y * m[4] + v.z * m[8], v.x * m[1] + v.y * m[5] + v.z * m[9],
-               v.x * m[2] + v.y * m[6] + v.z * m[10]};
+void mi_init_lock(miLock* handle) {
+    Renderer& r = Renderer::current();
+    auto made = std::make_unique<Renderer::Lock>();
+    made->number = ++r.locks_made;
+    r.note("init_lock(" + std::to_string(made->number) + ")");
+    const std::lock_guard guard(r.mutex);
+    *handle = made.get();
+    r.locks[*handle] = std::move(made);
 }
 
-void Renderer::init_lock(miLock* lock) {
-    const std::lock_guard guard(m_mutex);
-    auto made = std::make_unique<Lock>();
-    made->number = ++m_lock_count;
-    *lock = made.get();
-    m_calls.push_back("init_lock(" + number(made->number) + ")");
-    m_locks[*lock] = std::move(made);
+void mi_delete_lock(miLock* handle) {
+    Renderer& r = Renderer::current();
+    const Renderer::Lock& lock = *r.locks.at(*handle);
+    r.note("delete_lock(" + std::to_string(lock.number) + ")");
+    if (lock.holder != std::thread::id()) ADD_FAILURE() << "lock deleted while held";
+    const std::lock_guard guard(r.mutex);
+    r.locks.erase(*handle);
 }
 
-void Renderer::delete_lock(miLock* lock) {
-    const std::lock_guard guard(m_mutex);
-    const auto found = m_locks.find(*lock);
-    if (found == m_locks.end()) throw std::logic_error("delete_lock of what is no lock");
-    m_calls.push_back("delete_lock(" + number(found->second->number) + ")");
-    if (found->second->holder != std::thread::id())
-        m_complaints.push_back("lock " + number(found->second->number) + " deleted while held");
-    m_locks.erase(found);
-}
-
-void Renderer::lock(miLock lock) {
-    Lock* found = nullptr;
+void mi_lock(miLock handle) {
+    Renderer& r = Renderer::current();
+    Renderer::Lock& lock = *r.locks.at(handle);
     {
-        const std::lock_guard guard(m_mutex);
-        const auto at = m_locks.find(lock);
-        if (at == m_locks.end()) throw std::logic_error("lock of what is no lock");
-        found = at->second.get();
-        if (found->holder == std::this_thread::get_id())
-            throw std::logic_error("a lock taken twice by one thread");
+        const std::lock_guard guard(r.mutex);
+        if (lock.holder == std::this_thread::get_id())
+            throw std::logic_error("lock taken twice by one thread");
     }
-    found->mutex.lock();
-    const std::lock_guard guard(m_mutex);
-    found->holder = std::this_thread::get_id();
-    m_calls.push_back("lock(" + number(found->number) + ")");
+    lock.mutex.lock();
+    r.note("lock(" + std::to_string(lock.number) + ")");
+    const std::lock_guard guard(r.mutex);
+    lock.holder = std::this_thread::get_id();
 }
 
-void Renderer::unlock(miLock lock) {
-    Lock* found = nullptr;
+void mi_unlock(miLock handle) {
+    Renderer& r = Renderer::current();
+    Renderer::Lock& lock = *r.locks.at(handle);
+    r.note("unlock(" + std::to_string(lock.number) + ")");
     {
-        const std::lock_guard guard(m_mutex);
-        const auto at = m_locks.find(lock);
-        if (at == m_locks.end()) throw std::logic_error("unlock of what is no lock");
-        found = at->second.get();
-        if (found->holder != std::this_thread::get_id())
-            throw std::logic_error("a lock given back by a thread that does not hold it");
-        found->holder = {};
-        m_calls.push_back("unlock(" + number(found->number) + ")");
+        const std::lock_guard guard(r.mutex);
+        if (lock.holder != std::this_thread::get_id())
+            throw std::logic_error("lock released by a thread that does not hold it");
+        lock.holder = {};
     }
-    found->mutex.unlock();
+    lock.mutex.unlock();
 }
 
-} // namespace vx::stub
+void mi_info(const char* const text, ...) {
+    va_list arguments;
+    va_start(arguments, text);
+    message("info", text, arguments);
+    va_end(arguments);
+}
+
+void mi_warning(const char* const text, ...) {
+    va_list arguments;
+    va_start(arguments, text);
+    message("warning", text, arguments);
+    va_end(arguments);
+}
+
+} // extern "C"

@@ -1,14 +1,12 @@
-// A stand-in for the renderer: the C functions of shader.h that the library calls, recorded.
+// A stand-in for the renderer: the C functions of shader.h that the library calls.
 //
-// While a Renderer lives it is the one that these functions reach, from any thread and also from a
-// library that was loaded at run time. Every call becomes one line of text, in order, with its
-// arguments; answers are scripted; what is pinned, locked or allocated is counted, and left_over()
-// says what was not given back. Misuse (an unpin without a pin, an unknown tag) is a complaint in
-// left_over() or an exception: it never passes silently.
+// While a Renderer exists, these functions reach it from any thread, also from a library that was
+// loaded at run time. Each call is recorded as one line of text with its arguments. Public members
+// hold the answers; left_over() lists what is still pinned, locked or allocated. Misuse, such as an
+// unpin without a pin or an unknown tag, fails the test or throws std::logic_error.
 //
-// All records are separate blocks of exactly their size, and each trace call makes a new child
-// state and ends the one before, so that a sanitizer sees every read that leaves its block or
-// outlives it.
+// Every record is a separate block of exactly its size, and each trace call replaces the child
+// state, so that sanitizers detect reads outside a block and reads of an old child.
 #pragma once
 
 #include "shader.h"
@@ -22,7 +20,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -31,39 +28,40 @@
 
 namespace vx::stub {
 
-// Shortest text that reads back as the same number.
+// Shortest text that reads back as the same number; "0" for zeros of either sign.
 std::string text_of(double value);
 std::string text_of(float value);
+std::string text_of(int value);
 std::string text_of(const miVector& v);
 
-// What a ray finds.
+// The surface that a ray hits.
 struct Hit {
     miVector point = {0, 0, 0};
     miVector normal = {0, 0, 1};
     bool inv_normal = false;
     miTag instance = miNULLTAG;
     double dist = 1.0;
-    miFunction* shader = nullptr; // the child's record; null: the prober's own
+    miFunction* shader = nullptr; // of the child state; null: the caller's
 };
-using Probe = std::optional<Hit>;
+using Probe = std::optional<Hit>; // nothing: a miss
 
-// The answer to a shading ray: what the shaders return, and where the ray ended (nothing: a miss).
+// The answer to a shading ray.
 struct Shaded {
     miColor color = {0, 0, 0, 0};
     Probe end = Hit{};
     bool result = true;
-    bool sets_color = true; // false: the caller's color stays as it is
+    bool sets_color = true; // false: the caller's color is left alone
 };
 
-// One shader instance to be put into the database.
+// A shader instance for the database.
 struct FunctionSetup {
     miTag declaration = miNULLTAG;
     miFunction_type type = miFUNCTION_C;
     std::vector<std::byte> block = {};     // parameter values
     std::map<int, miTag> connections = {}; // byte offset of a parameter -> connection tag
-    std::optional<bool> ghost = {};        // ghost block or not; unset: when connected
-    std::optional<miCBoolean> flag = {};   // connection flag; unset: 1 with a ghost block, else 0
-    std::optional<int> ghost_offset = {};  // unset: the block's size, rounded up to 8
+    std::optional<bool> ghost = {};        // has a ghost block; default: when anything is connected
+    std::optional<miCBoolean> flag = {};   // connection flag; default: 1 with a ghost block, else 0
+    std::optional<int> ghost_offset = {};  // default: the block's size, rounded up to 8
 };
 
 template <class T>
@@ -80,131 +78,88 @@ class Renderer {
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
 
-    // The one that is alive; throws when there is none.
+    // The only one; throws if there is none.
     static Renderer& current();
 
     // ---- the record ----
-    // The calls since the start or the last clear_calls(). Not while other threads call.
+    // Calls since construction or clear_calls(). Not to be read while other threads call.
     const std::vector<std::string>& calls() const { return m_calls; }
     std::vector<std::string> calls_starting_with(std::string_view prefix) const;
     std::vector<std::string> messages() const; // "info: ..." and "warning: ..."
     void clear_calls() { m_calls.clear(); }
-    void note(std::string call); // from any thread; tests may add lines of their own
-    void complain(std::string what);
-    // What is still pinned, locked or allocated, and all complaints. Empty when all is well.
+    void note(std::string call); // adds a line; thread-safe
+    // Pins, locks and strings that were not given back.
     std::vector<std::string> left_over() const;
-    int pins(miTag tag) const;
-    // Whether this thread, or any other, holds a lock now.
-    bool holds_a_lock() const;
-    // Call before expected left-overs are checked by hand: forgets pins of one element.
-    void forget_pins(miTag tag);
 
     // ---- the database ----
+    // Tags count from 1. Elements exist until the Renderer is destroyed.
     miTag add(int type, const void* bytes, size_t size);
     miTag add_string(std::string_view text);
-    miTag add_tags(const std::vector<miTag>& tags);
     miTag add_material(miTag shader);
     // parameters: name -> byte offset in the block.
     miTag add_declaration(std::string_view name, const std::map<std::string, int>& parameters = {});
     miTag add_function(const FunctionSetup& setup);
-    // An instance with a material list, of any length; 0 entries: no list at all.
+    // An instance with a list of materials; with 0 materials there is no list.
     miTag add_instance(const std::vector<miTag>& materials);
+    int& pins(miTag tag) { return elements.at(tag).pins; }
     template <class T>
     T* record(miTag tag) {
-        return static_cast<T*>(element(tag).bytes.get());
+        return static_cast<T*>(static_cast<void*>(elements.at(tag).bytes.data()));
     }
     miFunction* function(miTag tag) { return record<miFunction>(tag); }
 
     // ---- states ----
-    // A fresh state that runs `function` through this renderer's camera and options.
+    // A new state that runs `function` with this camera and these options.
     miState new_state(miTag function);
     miCamera camera = {};
     miOptions options = {};
-    void** user_pointer(const miFunction* function) { return &m_user_pointers[function]; }
+    void** user_pointer(const miFunction* function) { return &user_pointers[function]; }
 
     // ---- answers ----
-    // Values of connected shaders: connection tag -> the bytes of the result.
-    std::map<miTag, std::vector<std::byte>> connected;
+    std::map<miTag, std::vector<std::byte>> connected; // connection tag -> bytes of the result
     std::map<std::string, std::string> substitutions;
-    // The next answers to mi_trace_probe and mi_trace_reflection; when they run out, misses.
+    // Answers to mi_trace_probe and mi_trace_reflection, in order; misses after the last one. The
+    // functions replace them.
     std::deque<Probe> probes;
     std::deque<Shaded> shadings;
-    // Asked first when set.
     std::function<Probe(miState*, const miVector& dir, const miVector& org)> on_probe;
     std::function<Shaded(miState*, const miVector& dir)> on_reflection;
-    // What mi_trace_probe returns, whether there is a child or not; unset: whether there is one.
+    // Result of mi_trace_probe; default: whether there is a hit.
     std::optional<miBoolean> probe_result;
-    // Queries that return false and leave the result as it is.
-    std::set<int> refused_queries;
-    // Answers mi_shaderstate_get in full: the size is what this leaves in it.
+    // Replaces mi_shaderstate_get.
     std::function<void*(miState*, int* size)> on_shaderstate_get;
-    // Called for every mi_shaderstate_set, before the entry changes.
+    // Called by mi_shaderstate_set before the entry changes.
     std::function<void(const miState*)> on_shaderstate_set;
-    std::function<std::array<double, 2>(int index, int n)> on_sample; // unset: (i + 0.5) / n twice
+    std::function<std::array<double, 2>(int index, int n)> on_sample; // default: (index + 0.5) / n
     std::function<int(char* buffer, const char* text, int capacity)> on_substitute;
-    std::function<miBoolean(miColor*, miState*)> on_eye; // unset: eye_color, miTRUE
-    miColor eye_color = {0.25f, 0.5f, 0.75f, 1.0f};
+    std::function<miBoolean(miColor*, miState*)> on_eye; // default: 0.25 0.5 0.75 1, miTRUE
     miMatrix camera_to_internal = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-    // ---- behind the C functions ----
-    void* db_access(miTag tag);
-    void db_unpin(miTag tag);
-    int db_type(miTag tag);
-    miBoolean query(int code, miState* state, miTag tag, void* result);
-    miBoolean parameter_lookup(miParam_type* type, miBoolean* is_array, int* offset, miTag decl,
-                               miBoolean out, char* name);
-    char* strdup(const char* file, int line, const char* text);
-    miBoolean sample(double* sample, int* instance, miState* state, int dimension, const miUint* n);
-    miBoolean trace_probe(miState* state, const miVector& dir, const miVector& org);
-    miBoolean trace_reflection(miColor* result, miState* state, const miVector& dir);
-    miBoolean trace_eye(miColor* result, miState* state, miVector org, miVector dir);
-    void flush_cache(miState* state);
-    void* phen_eval(miState* state, void* param);
-    miBoolean shaderstate_set(miState* state, const char* key, const void* data, int size,
-                              int lifetime);
-    void* shaderstate_get(miState* state, const char* key, int* size);
-    int string_substitute(char* buffer, const char* text, int capacity);
-    void vector_from_camera(miVector* result, const miVector& v);
-    void init_lock(miLock* lock);
-    void delete_lock(miLock* lock);
-    void lock(miLock lock);
-    void unlock(miLock lock);
-
-  private:
-    struct Free {
-        void operator()(void* bytes) const;
-    };
+    // ---- for the C functions only ----
     struct Element {
         int type = 0;
-        size_t size = 0;
-        std::unique_ptr<void, Free> bytes;
+        std::vector<std::byte> bytes;
         int pins = 0;
         std::map<std::string, int> parameters; // of a declaration
     };
     struct Lock {
         std::mutex mutex;
         int number = 0;
-        std::thread::id holder; // of nobody: not held
+        std::thread::id holder; // default-constructed while the lock is free
     };
+    mutable std::mutex mutex; // guards the record and what follows
+    std::map<miTag, Element> elements;
+    std::map<miLock, std::unique_ptr<Lock>> locks;
+    int locks_made = 0;
+    std::map<const char*, std::unique_ptr<char[]>> strings; // of mi_mem_strdup
+    std::map<const miFunction*, void*> user_pointers;
+    std::map<std::pair<const miFunction*, short>, void*> thread_pointers;
+    std::map<const miState*, std::unique_ptr<miState>> children;
+    std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> state_data;
+    std::vector<std::byte> evaluated; // by the last mi_phen_eval
 
-    Element& element(miTag tag);
-    std::string place_of(const miState* state, const void* param);
-    void set_child(miState* state, miRay_type type, const Probe& hit, const miVector& org,
-                   const miVector& dir);
-
-    mutable std::mutex m_mutex; // guards everything that C functions touch from several threads
+  private:
     std::vector<std::string> m_calls;
-    std::vector<std::string> m_complaints;
-    std::map<miTag, Element> m_elements;
-    miTag m_next_tag = 1;
-    std::map<const miFunction*, void*> m_user_pointers;
-    std::map<std::pair<const miFunction*, short>, void*> m_thread_pointers;
-    std::map<void*, std::unique_ptr<Lock>> m_locks;
-    int m_lock_count = 0;
-    std::map<void*, std::string> m_strings;
-    std::map<const miState*, std::unique_ptr<miState>> m_children;
-    std::map<std::pair<const miState*, std::string>, std::vector<std::byte>> m_state_data;
-    std::vector<std::byte> m_phen_result;
 };
 
 } // namespace vx::stub

@@ -36,7 +36,7 @@ class Surface {
     // As a writer does above this state, with any value and size.
     template <class T>
     void publish(T value) {
-        renderer.shaderstate_set(&lens, "vx_pc", &value, sizeof value, 1);
+        mi_shaderstate_set(&lens, "vx_pc", &value, sizeof value, 1);
         renderer.clear_calls();
     }
 
@@ -111,7 +111,7 @@ TEST(Tag, OfAnEntryShorterThanAnIntNoMoreIsReadThanThereIs) {
 TEST(Tag, EntryOfSizeZeroMeansNoBake) {
     Surface surface;
     int one = 1;
-    surface.renderer.shaderstate_set(&surface.lens, "vx_pc", &one, 0, 1);
+    mi_shaderstate_set(&surface.lens, "vx_pc", &one, 0, 1);
     EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 

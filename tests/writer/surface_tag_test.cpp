@@ -207,14 +207,14 @@ TEST_P(SurfaceTagBehind, DeclarationOfTheAttachedShaderStaysPinnedAndNothingElse
     find(surface);
     find(surface);
     EXPECT_EQ(scene.renderer.pins(declaration), 2);
-    scene.renderer.forget_pins(declaration);
+    scene.renderer.pins(declaration) = 0;
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
 TEST_P(SurfaceTagBehind, AttachedShaderOfAnotherNameHasNone) {
     const Surface surface = wrapped(plain_shader());
     EXPECT_LT(find(surface), 0);
-    scene.renderer.forget_pins(scene.renderer.function(plain_shader())->function_decl);
+    scene.renderer.pins(scene.renderer.function(plain_shader())->function_decl) = 0;
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
