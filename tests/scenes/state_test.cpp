@@ -2,6 +2,7 @@
 #include "run_scene.h"
 
 #include "host/trace/world.h"
+#include "tests/scenes/test_shaders.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -15,26 +16,6 @@
 
 using namespace vx::test;
 using vx::render::Outcome;
-
-extern "C" {
-struct TestProbe {
-    int hit;
-    int child_null;
-    int point_kept;
-    miVector point, normal, normal_geom;
-    int inv_normal;
-    double dist;
-    miTag instance, material;
-    int material_list;
-    miUint label;
-    miVector texture;
-    void* shader;
-    int reflected;
-    miVector reflected_point;
-    miColor colour;
-    int others_kept;
-};
-}
 
 namespace {
 

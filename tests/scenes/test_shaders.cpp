@@ -1,5 +1,7 @@
 // Shaders that the tests of tracing and rendering use. Each does one thing whose result can be
 // computed by hand.
+#include "tests/scenes/test_shaders.h"
+
 #include "shader.h"
 
 #include <cstdint>
@@ -8,24 +10,7 @@
 
 extern "C" {
 
-// What the probing lens shader found, for the test to read.
-struct TestProbe {
-    int hit;
-    int child_null;
-    int point_kept;
-    miVector point, normal, normal_geom;
-    int inv_normal;
-    double dist;
-    miTag instance, material;
-    int material_list;
-    miUint label;
-    miVector texture;
-    void* shader;
-    int reflected;
-    miVector reflected_point;
-    miColor colour;
-    int others_kept;
-};
+// Read by the tests.
 DLLEXPORT TestProbe test_probes[64];
 DLLEXPORT int test_probe_count = 0;
 DLLEXPORT double test_samples[4096];
