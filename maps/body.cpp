@@ -3,7 +3,6 @@
 #include <cstring>
 #include <new>
 #include <sys/mman.h>
-#include <utility>
 
 namespace vx::maps {
 
@@ -17,15 +16,6 @@ Memory::Memory(std::size_t bytes) : m_bytes(bytes) {
     if (bytes >= kLargePagesFrom) madvise(data, bytes, MADV_HUGEPAGE);
 #endif
     m_data = static_cast<unsigned char*>(data);
-}
-
-Memory::Memory(Memory&& other) noexcept
-    : m_data(std::exchange(other.m_data, nullptr)), m_bytes(std::exchange(other.m_bytes, 0)) {}
-
-Memory& Memory::operator=(Memory&& other) noexcept {
-    std::swap(m_data, other.m_data);
-    std::swap(m_bytes, other.m_bytes);
-    return *this;
 }
 
 Memory::~Memory() {

@@ -13,11 +13,10 @@ namespace vx::maps {
 // Zeroed memory for large arrays, aligned to cache lines, in large pages where available.
 class Memory {
   public:
-    Memory() = default;
     // Throws std::bad_alloc.
     explicit Memory(std::size_t bytes);
-    Memory(Memory&& other) noexcept;
-    Memory& operator=(Memory&& other) noexcept;
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
     ~Memory();
     unsigned char* data() const { return m_data; }
 

@@ -1,7 +1,6 @@
 // What a map's elements consist of: the dimension and the fields.
 #pragma once
 
-#include "maps/live.h"
 #include "maps/names.h"
 
 #include <cstdint>
@@ -85,7 +84,6 @@ class DeclarationObject final : public Map_declaration_base {
 
   private:
     DeclarationPtr m_content; // never null; replaced, not changed
-    Counted m_counted;
 };
 
 } // namespace vx::maps

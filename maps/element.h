@@ -46,7 +46,6 @@ class ElementObject final : public Map_element_base {
 
     DeclarationPtr m_declaration;
     std::vector<std::uint32_t> m_words;
-    Counted m_counted;
 };
 
 } // namespace vx::maps

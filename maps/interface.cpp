@@ -4,7 +4,6 @@
 #include "maps/lookup.h"
 #include "maps/map.h"
 #include "maps/registry.h"
-#include "maps/testing.h"
 
 #include <atomic>
 #include <mutex>
@@ -75,7 +74,6 @@ class Handle final : public Base {
     MapStore& m_store = current_store();
     std::shared_ptr<Map> m_map;
     miTag m_tag = miNULLTAG;
-    Counted m_counted;
 };
 
 using AccessHandle = Handle<Access_map_dbhandle, const Map_base*>;
@@ -116,7 +114,7 @@ class InterfaceObject final : public Interface {
     miTag createFramebuffer() override { return miNULLTAG; }
     miTag copyFramebuffer(miTag) override { return miNULLTAG; }
     mi::shader_v3::LightList* createLightList(miState*, miTag*, int) override { return nullptr; }
-    void release() override { count_live(Kept::interfaces, -1); }
+    void release() override {} // the object lasts as long as the program
     mi::shader_v3::LightList* createLightList(miState*, const miVector&, miScalar, miTag*,
                                               int) override {
         return nullptr;
@@ -219,18 +217,6 @@ void set_map_store(MapStore* store) {
     host_store.store(store, std::memory_order_release);
 }
 
-long live_object_count() {
-    return total_live(Kept::objects);
-}
-
-long live_interface_count() {
-    return total_live(Kept::interfaces);
-}
-
-unsigned pin_count(miTag tag) {
-    return Registry::instance().pins(tag);
-}
-
 bool remove_map(miTag tag) {
     return Registry::instance().remove(tag);
 }
@@ -239,7 +225,5 @@ bool remove_map(miTag tag) {
 
 mi::shader_v3::Interface* mi_get_shader_interface(int version) {
     static vx::maps::InterfaceObject object;
-    if (version != mi_ray_interface_version) return nullptr;
-    vx::maps::count_live(vx::maps::Kept::interfaces, 1);
-    return &object;
+    return version == mi_ray_interface_version ? &object : nullptr;
 }

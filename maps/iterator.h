@@ -1,7 +1,6 @@
 // The two iterators: over the elements of a map, and for the candidate of a search.
 #pragma once
 
-#include "maps/live.h"
 #include "maps/names.h"
 
 #include <cstdint>
@@ -61,7 +60,6 @@ class MapIterator final : public Map_iterator_base {
     miUint m_index;
     std::vector<std::uint32_t> m_words;
     std::vector<Map_column> m_own_columns;
-    Counted m_counted;
 };
 
 } // namespace vx::maps

@@ -31,7 +31,6 @@ class LookupObject final : public Map_lookup_base {
     bool m_searched = false;
     Candidate m_candidate;
     Best m_best;
-    Counted m_counted;
 };
 
 } // namespace vx::maps

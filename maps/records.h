@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -37,7 +36,6 @@ class Records {
         }
         return (*this)[m_count++];
     }
-    void append(const std::uint32_t* record) { std::memcpy(extend(), record, m_words * 4); }
 
   private:
     std::uint64_t mask() const { return (std::uint64_t{1} << m_shift) - 1; }

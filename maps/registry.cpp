@@ -27,12 +27,6 @@ void Registry::unpin(miTag tag) noexcept {
     if (found != m_entries.end() && found->second.pins > 0) --found->second.pins;
 }
 
-unsigned Registry::pins(miTag tag) const {
-    const std::lock_guard lock(m_mutex);
-    const auto found = m_entries.find(tag);
-    return found == m_entries.end() ? 0 : found->second.pins;
-}
-
 bool Registry::remove(miTag tag) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_entries.find(tag);

@@ -17,7 +17,6 @@ class Registry final : public MapStore {
     // Returns null also if the map has kMaxPins pins.
     std::shared_ptr<Map> pin(miTag tag) override;
     void unpin(miTag tag) noexcept override;
-    unsigned pins(miTag tag) const;
     // As remove_map().
     bool remove(miTag tag);
 
@@ -27,7 +26,7 @@ class Registry final : public MapStore {
         std::shared_ptr<Map> map;
         unsigned pins = 0;
     };
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     std::unordered_map<miTag, Entry> m_entries;
     miTag m_last = miNULLTAG;
 };

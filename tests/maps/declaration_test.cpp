@@ -6,7 +6,6 @@ namespace {
 using namespace vx::maps::test;
 
 TEST(Declaration, FieldsAreNumberedInOrder) {
-    const NothingLeft nothing_left;
     const Map_declaration declaration = cloud_declaration();
     EXPECT_EQ(declaration->get_dimension(), 3u);
     ASSERT_EQ(declaration->get_field_count(), 4u);
@@ -90,7 +89,6 @@ TEST(Declaration, ADimensionOutsideOneToSixIsRefusedFromThenOn) {
 }
 
 TEST(Declaration, CopiesAreIndependent) {
-    const NothingLeft nothing_left;
     Map_declaration declaration = cloud_declaration();
     Edit_map map(declaration);
     Map_status status = Map_status::Failure;

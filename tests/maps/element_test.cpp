@@ -19,7 +19,6 @@ Map_declaration all_kinds() {
 }
 
 TEST(Element, KeepsEveryKindOfValue) {
-    const NothingLeft nothing_left;
     Map_element element(all_kinds());
     const float position[4] = {1, -2, 3, -4};
     EXPECT_TRUE(element->set_position(position).is_ok());
@@ -98,7 +97,6 @@ TEST(Element, WithoutADeclarationNothingCanBeSet) {
 }
 
 TEST(Element, CopiesAreDeep) {
-    const NothingLeft nothing_left;
     Map_element element(all_kinds());
     element->set(0u, 1);
     Map_element copy(element);

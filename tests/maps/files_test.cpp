@@ -96,7 +96,6 @@ void expect_equal(const Map_base& a, const Map_base& b) {
 }
 
 TEST(Files, RoundTripsBetweenTheThreeFormsKeepEveryBit) {
-    const NothingLeft nothing_left;
     const Folder folder;
     const auto map = awkward_map(300);
     for (const auto first : kForms) {

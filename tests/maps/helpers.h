@@ -2,7 +2,6 @@
 #pragma once
 
 #include "maps/interface.h"
-#include "maps/testing.h"
 #include "shader.h"
 
 #include <cstdio>
@@ -19,22 +18,6 @@
 namespace vx::maps::test {
 
 using namespace mi::shader_v3;
-
-// Checks that a test destroys all objects and releases all interfaces that it gets.
-class NothingLeft {
-  public:
-    NothingLeft() : m_objects(live_object_count()), m_interfaces(live_interface_count()) {}
-    NothingLeft(const NothingLeft&) = delete;
-    NothingLeft& operator=(const NothingLeft&) = delete;
-    ~NothingLeft() {
-        EXPECT_EQ(live_object_count(), m_objects);
-        EXPECT_EQ(live_interface_count(), m_interfaces);
-    }
-
-  private:
-    long m_objects;
-    long m_interfaces;
-};
 
 // The fields that a point cloud writer declares.
 inline Map_declaration cloud_declaration() {

@@ -6,7 +6,6 @@ namespace {
 using namespace vx::maps::test;
 
 TEST(Iterator, StepsInTheOrderOfAppending) {
-    const NothingLeft nothing_left;
     const auto map = map_of_points({5, 1, 4, 2, 3}, 1);
     // One more element, which is not consolidated.
     Map_element element{Map_declaration(*map)};
@@ -45,7 +44,6 @@ TEST(Iterator, StatusesAtTheEndAndBeyond) {
 }
 
 TEST(Iterator, CopiesStandOnTheSameElementAndMoveOnTheirOwn) {
-    const NothingLeft nothing_left;
     const auto map = map_of_points({5, 1, 7}, 1);
     Map_iterator it(*map);
     it->next();

@@ -1,5 +1,6 @@
 // Searches against brute force. Compares distances, and indices where the order of ties is defined.
 #include "maps/lookup.h"
+#include "maps/testing.h"
 #include "tests/maps/helpers.h"
 
 #include <algorithm>
@@ -381,7 +382,6 @@ TEST(Lookup, TheSquaredDistanceIsTheVeryValueOfTheFunctor) {
 }
 
 TEST(Lookup, StatusesOfALookupsLife) {
-    const NothingLeft nothing_left;
     const auto map = map_of_points({0, 0, 0, 1, 0, 0}, 3);
     const auto access = access_to(*map);
     Map_status status = Map_status::Failure;
@@ -430,7 +430,6 @@ TEST(Lookup, StatusesOfALookupsLife) {
 }
 
 TEST(Lookup, ACopyHasTheResultAndThePositionAndLivesOnItsOwn) {
-    const NothingLeft nothing_left;
     const auto map = map_of_points({0, 0, 0, 1, 0, 0, 2, 0, 0}, 3);
     const auto access = access_to(*map);
     auto lookup = std::make_unique<Map_lookup>(*access);
@@ -501,7 +500,6 @@ class Copying final : public Map_distance<3> {
 };
 
 TEST(Lookup, ACandidateCanBeCopiedAndIsAtHome) {
-    const NothingLeft nothing_left;
     const auto map = map_of_points({0, 0, 0, 1, 0, 0, 2, 0, 0}, 3);
     const auto access = access_to(*map);
     Map_lookup lookup(*access);

@@ -8,7 +8,6 @@ namespace {
 using namespace vx::maps::test;
 
 TEST(Map, AppendGetAndSize) {
-    const NothingLeft nothing_left;
     const Map_declaration declaration = cloud_declaration();
     Edit_map map(declaration);
     EXPECT_TRUE(map->is_empty());
