@@ -5,8 +5,11 @@
 #include "host/image/pixel_type.h"
 
 #include <filesystem>
+#include <map>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace vx::image {
 
@@ -20,16 +23,39 @@ struct WriteRequest {
     float gamma = 1.0f; // integer types only: the value stored is v^(1/gamma)
 };
 
-// Writes one buffer of the frame to a file, the top line first. The file appears under its name
-// only when it is complete: it is written beside it and renamed. Missing folders are made, and
-// taken away again when the write fails. Integer types clip to 0..1 (not-a-number becomes 0); float
-// types keep every value. Colours are stored as they are in the frame, so premultiplied by alpha
-// unless the shaders did otherwise. Labels are stored as 32-bit integers where the format has them,
-// else as floats. Returns the reason on failure, nothing on success.
+// Writes one buffer of the frame to a file, the top line first. The picture is encoded and decoded
+// again in memory, then written as output_file.h says: symbolic links are followed, devices and
+// pipes get the bytes directly, and a regular file appears under its name only when it is complete
+// and on the disk. Missing folders are made, and taken away again when the write fails. Integer
+// types clip to 0..1 (not-a-number becomes 0); float types keep every value. Colors are stored as
+// they are in the frame, so premultiplied by alpha unless the shaders did otherwise. Labels are
+// stored as 32-bit integers where the format has them, else as floats. Returns the reason on
+// failure, nothing on success.
 [[nodiscard]] std::optional<std::string> write_picture(const Frame& frame,
                                                        const WriteRequest& request);
 
-// Whether a file of this format can be written at all.
+// Whether files of this format are written at all. Not all of them take every type and resolution.
 [[nodiscard]] bool can_write(const std::string& format);
+
+// Finds out, before anything is rendered, why a picture of this resolution could not be written: by
+// encoding a strip of the full width and one of the full height, and by a look at the file. The
+// format and the extension of the name must not contradict each other.
+[[nodiscard]] std::optional<std::string> check_picture(const WriteRequest& request, int width,
+                                                       int height);
+
+// The pictures of one run, each of which gets a file of its own.
+class PictureFiles {
+  public:
+    // check_picture() for all pictures of a frame. It is also an error if two of them, or one of
+    // them and one of an earlier frame, are the same file after their links. Returns a text "name:
+    // reason" for each picture that cannot be written.
+    [[nodiscard]] std::vector<std::string> check(std::span<const WriteRequest> pictures, int width,
+                                                 int height) const;
+    // write_picture(), and remembers the file.
+    [[nodiscard]] std::optional<std::string> write(const Frame& frame, const WriteRequest& request);
+
+  private:
+    std::map<std::filesystem::path, std::string> m_written; // and the name in the scene
+};
 
 } // namespace vx::image
