@@ -37,6 +37,12 @@ void install_signal_handlers() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+// Writing to a closed pipe or beyond the limit of the file size then fails with an error code.
+void ignore_write_signals() {
+    for (const int number : {SIGPIPE, SIGXFSZ})
+        (void)std::signal(number, SIG_IGN);
+}
+
 // A folder next to the folder of the program, such as ../lib; empty if the program is unknown.
 std::string beside_program(const char* folder) {
     std::error_code error;
@@ -220,6 +226,7 @@ int main(int argc, char** argv) {
         line.scenes.push_back("-");
     }
     install_signal_handlers();
+    ignore_write_signals();
     try {
         return Program(line).run();
     } catch (const std::exception& e) {

@@ -226,15 +226,16 @@ std::vector<image::WriteRequest> SceneRenderer::output_files(miTag camera_instan
     return vx::render::output_files(*camera, m_settings, m_context);
 }
 
-bool SceneRenderer::can_write(const std::vector<image::WriteRequest>& files) const {
-    for (const image::WriteRequest& file : files) {
-        const std::string format = file_format(file);
-        if (image::can_write(format)) continue;
-        report_file(Level::error,
-                    fmt::format("{}: unsupported image format '{}'", file.path.string(), format));
-        return false;
-    }
-    return true;
+bool SceneRenderer::can_write(miCamera* camera,
+                              const std::vector<image::WriteRequest>& files) const {
+    // render_frame() reports a missing camera and an impossible resolution.
+    if (camera == nullptr) return true;
+    override_camera(m_settings, *camera);
+    if (too_many_pixels(*camera)) return true;
+    const auto reasons = m_files.check(files, camera->x_resolution, camera->y_resolution);
+    for (const std::string& reason : reasons)
+        report_file(Level::error, reason);
+    return reasons.empty();
 }
 
 bool SceneRenderer::write_files(const image::Frame& frame,
@@ -243,7 +244,7 @@ bool SceneRenderer::write_files(const image::Frame& frame,
     for (image::WriteRequest file : files) {
         file.gamma = gamma;
         const std::string path = file.path.string();
-        if (const auto reason = image::write_picture(frame, file)) {
+        if (const auto reason = m_files.write(frame, file)) {
             report_file(Level::error, fmt::format("{}: {}", path, *reason));
             good = false;
         } else {
@@ -256,7 +257,7 @@ bool SceneRenderer::write_files(const image::Frame& frame,
 
 Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     const std::vector<image::WriteRequest> files = output_files(request.camera_instance);
-    if (!can_write(files)) return Outcome::failed;
+    if (!can_write(find_camera(request), files)) return Outcome::failed;
     if (files.empty())
         report(Level::warning, "the camera has no output files; the image is not saved");
 

@@ -43,7 +43,9 @@ class SceneRenderer {
                          const miOptions& options, image::Frame& frame, bool surfaces);
     [[nodiscard]] miCamera* find_camera(const shading::RenderRequest& request) const;
     [[nodiscard]] std::vector<image::WriteRequest> output_files(miTag camera_instance) const;
-    [[nodiscard]] bool can_write(const std::vector<image::WriteRequest>& files) const;
+    // Checks, before anything is rendered, whether the files can be written; reports the reasons.
+    [[nodiscard]] bool can_write(miCamera* camera,
+                                 const std::vector<image::WriteRequest>& files) const;
     [[nodiscard]] bool write_files(const image::Frame& frame,
                                    const std::vector<image::WriteRequest>& files, float gamma);
     [[nodiscard]] bool load_textures();
@@ -57,6 +59,7 @@ class SceneRenderer {
     Progress& m_progress;
     const std::atomic<bool>& m_interrupt;
     trace::Textures m_textures;
+    image::PictureFiles m_files;
     std::vector<std::string> m_written;
 };
 
