@@ -337,8 +337,8 @@ Reason encode_picture(const Frame& frame, const WriteRequest& request, Bytes& by
     OIIO::Filesystem::IOVecOutput memory(bytes); // outlives `out`, whose end may still write to it
     const auto out = OIIO::ImageOutput::create(writer);
     PixelType type = request.type.value_or(best_pixel_type(request.format));
-    // GIF has but one bit of alpha, and loses the colors where it is not set.
-    const bool has_alpha = out->supports("alpha") && writer != "gif";
+    // These two lose the colors where alpha is 0.
+    const bool has_alpha = out->supports("alpha") && writer != "gif" && writer != "webp";
     if (type.channels == Channels::rgba && !has_alpha) type.channels = Channels::rgb;
     OIIO::ImageSpec spec = make_spec(frame, type, request);
     if (const Reason reason = set_date(spec, writer)) return reason;
