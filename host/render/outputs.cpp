@@ -101,12 +101,6 @@ bool has_surface_data(const image::WriteRequest& file) {
     }
 }
 
-std::string file_format(const image::WriteRequest& file) {
-    if (!file.format.empty()) return file.format;
-    const std::string extension = file.path.extension().string();
-    return extension.empty() ? extension : extension.substr(1);
-}
-
 std::vector<image::WriteRequest> output_files(const scene::Camera& camera,
                                               const RenderSettings& settings,
                                               shading::Context& context) {

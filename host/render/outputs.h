@@ -19,7 +19,4 @@ namespace vx::render {
 // Whether the file contains surface data (depth, normal, motion or label) instead of color.
 [[nodiscard]] bool has_surface_data(const image::WriteRequest& file);
 
-// The format of the file as scenes name it: the requested format, or the file name extension.
-[[nodiscard]] std::string file_format(const image::WriteRequest& file);
-
 } // namespace vx::render

@@ -54,7 +54,7 @@ std::string reason(const std::string& bytes) {
 TEST(Zip, DirectoriesThatLieAreErrors) {
     ZipEntry a{"a", 0, 0, 5, 5, 0, 0};
     const std::string body = zip_local_header(a) + "hello";
-    const auto with = [&](ZipEntry entry) {
+    const auto with = [&](const ZipEntry& entry) {
         return body + zip_directory({entry}, std::ssize(body));
     };
     EXPECT_EQ(reason(with(a)), "");
