@@ -255,6 +255,7 @@ void set_contrast(RenderSettings& r, const std::string& text) {
 void set_filter(RenderSettings& r, const std::string& text) {
     const auto parts = split(text, ',');
     std::vector<std::pair<std::string_view, image::FilterKind>> kinds;
+    kinds.reserve(image::kFilters.size());
     for (const image::FilterInfo& filter : image::kFilters)
         kinds.emplace_back(filter.name, filter.kind);
     FilterSetting filter;
