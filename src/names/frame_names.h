@@ -11,5 +11,5 @@ std::string GetTagString(miTag tag);
 
 // The name for `frame`, made from the name for any frame ("shot.0001.pdc"). Returns "" if the
 // extension is not exactly `type` (given without its dot) or if the name has no frame number.
-// A number with leading zeros keeps its width; any other is written without padding.
+// A number with leading zeros keeps its width; other numbers are not padded.
 std::string MakeFrameFileName(const std::string& name, const std::string& type, int frame);

@@ -6,11 +6,11 @@
 // dropped.
 #pragma once
 
-// Stores the distinct values of `text`, in order of first occurrence, in an array that the caller
-// releases with free(), and returns their number. `*labels` is null or an array from calloc to be
-// reused; it is unchanged if the result is 0. The array has room for the count rounded up to a
-// multiple of 5. A failing allocation is not detected. The time is quadratic in the number of
-// values: lists are expected to be short.
+// Stores the distinct values of `text` in an array, in order of first occurrence, and returns their
+// number. `*labels` is null or an array of calloc() to be reallocated, and does not change if the
+// result is 0. The caller releases the array with free(). Its size is the count rounded up to a
+// multiple of 5. Does not detect failed allocations. The time is quadratic in the number of values:
+// lists are expected to be short.
 int parse_label_list(const char* text, int** labels);
 
 // 1 if `value` is among the first `count` entries, else 0. `labels` is not read if count < 1.

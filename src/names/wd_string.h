@@ -8,15 +8,15 @@
 #include <string>
 #include <utility>
 
-// A byte string with two cutting operations.
+// A byte string with two functions that return parts of it.
 class CWdString : public std::string {
   public:
     using std::string::string;
     CWdString() = default;
     CWdString(std::string text) : std::string(std::move(text)) {}
 
-    // The text before the last `c`. Without any `c` the result is "", not the whole string; the
-    // analysis of file names depends on it.
+    // The text before the last `c`; "", not the whole string, without any `c`. The analysis of file
+    // names depends on that.
     CWdString RTrim(char c) const {
         const size_type at = rfind(c);
         return at == npos ? CWdString() : CWdString(substr(0, at));
@@ -48,7 +48,7 @@ class CWdFilename : public CWdString {
     CWdString m_sBase;  // before the frame number (layout 1: before the type), without separator
     int m_nDigits = 0;  // characters of the frame number
     int m_nZeros = 0;   // leading "0" characters of it
-    int m_nPadding = 1; // width of other frames' numbers; m_nDigits when there are leading zeros
+    int m_nPadding = 1; // width of other frames' numbers: m_nDigits with leading zeros, else 1
 
     CWdFilename() = default;
     explicit CWdFilename(const CWdString& name) : CWdString(name) {}
@@ -59,17 +59,17 @@ class CWdFilename : public CWdString {
         return at == npos ? CWdString() : CWdString(substr(at + 1));
     }
 
-    // Finds the frame number of a name of the given type (an extension without its dot, compared
-    // with case). Returns false and changes nothing if no layout fits.
+    // Finds the frame number of a name with the extension `type`, given without its dot, which is
+    // case-sensitive. Returns false and changes nothing if no layout fits.
     bool SetType(const CWdString& type) {
         const CWdString extension = GetExtension();
         if (extension == type) return SetNumberBeforeType();
         return SetNumberAfterType(type, extension);
     }
 
-    // The name for `frame` with the extension `type`; "" unless SetType succeeded. `padding` is the
-    // minimum width of the number, unless the analyzed number has leading zeros: then its width is.
-    // Zeros are put before a minus sign as well.
+    // The name for `frame` with the extension `type`; "" unless SetType succeeded. The minimum
+    // width of the number is that of the analyzed number if that has leading zeros, else `padding`.
+    // Zeros precede a minus sign.
     CWdString MakeUpFrame(const CWdString& type, int padding, int frame) const {
         const CWdString number(std::to_string(frame));
         const int width = m_nZeros != 0 ? m_nPadding : padding;

@@ -1,13 +1,12 @@
-// The library's one rule for reading a shader parameter.
+// Evaluation of shader parameters.
 #pragma once
 
 #include "src/platform/shader_access.h"
 #include "src/tag/tag.h"
 
-// The address of the effective value of the parameter at `param`: `param` itself, or, when another
-// shader is connected to it, what that shader returned, valid until the next evaluation. The record
-// of the shader that `state` runs determines whether `param` is connected; `param` is meant to lie
-// in that record's parameter block.
+// Evaluates the parameter at `param` and returns the address of its value: `param`, or the result
+// of a connected shader, which is valid until the next evaluation. `param` should be in the
+// parameter block of the shader that `state` runs, whose record determines whether it is connected.
 inline void* eval(miState* state, char* param) {
     const miFunction* running = state->shader;
     if (ConnectionFlag(running) != 1) return param;
@@ -15,7 +14,7 @@ inline void* eval(miState* state, char* param) {
     return EvaluateConnection(state, param);
 }
 
-// The same, read by value: T is the C type of the parameter.
+// As eval(), by value. T is the C type of the parameter.
 template <class T>
 T evalValue(miState* state, T* param) {
     return *static_cast<T*>(eval(state, reinterpret_cast<char*>(param)));

@@ -7,8 +7,8 @@
 
 namespace {
 
-// Whether a writer above this state is baking. The entry may have any size; of a shorter one the
-// bytes present are used.
+// Whether a writer above this state is baking. The entry may have any size; missing bytes of a
+// shorter one are 0.
 bool IsBaking(miState* state) {
     int size = 0;
     const void* entry = mi_shaderstate_get(state, "vx_pc", &size);

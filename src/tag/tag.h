@@ -16,6 +16,6 @@ static_assert(offsetof(TagParameters, bakeColor) == 16 && offsetof(TagParameters
                   sizeof(TagParameters) == 36,
               "the tag lies behind the two colors");
 
-// Evaluates one of the two colors and copies it to `result`. A shader connected to the other color
-// is not run. Always returns miTRUE.
+// Evaluates one of the two colors and copies it to `result`. Does not run a shader that is
+// connected to the other color. Always returns miTRUE.
 miBoolean TagColor(miColor* result, miState* state, TagParameters* params);

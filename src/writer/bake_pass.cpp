@@ -8,14 +8,14 @@
 
 namespace {
 
-// How far rays start from the surface that was found last, in world units.
+// Distance of ray origins from the last surface, in world units.
 constexpr float kStep = 0.005f;
 
 miVector Stepped(const miVector& from, const miVector& along, float distance) {
     return {from.x + along.x * distance, from.y + along.y * distance, from.z + along.z * distance};
 }
 
-// What probing and tracing change in the state of a lens shader. The cache is the word before org.
+// The variables of a lens shader's state that probing and tracing change.
 class CSavedState {
   public:
     explicit CSavedState(const miState* state)
@@ -52,21 +52,21 @@ bool IsWanted(const WriteInstanceData* data, int tag) {
            in_label_list(data->labelValues, data->labelCount, tag) != 0;
 }
 
-// Shades what lies along `direction` from state->point and keeps it as a point of row `cell`.
+// Shades the surface along `direction` from state->point and appends a point to row `cell`.
 void ShadePoint(miState* state, WriteInstanceData* data, int cell, int tag, miVector* direction) {
-    miColor colour = {0, 0, 0, 0};
+    miColor color = {0, 0, 0, 0};
     mi_flush_cache(state);
-    // Whether anything was lit is not asked: black surfaces are baked like all others.
-    mi_trace_reflection(&colour, state, direction);
+    // The result is ignored: black surfaces are baked like all others.
+    mi_trace_reflection(&color, state, direction);
     const miState* shaded = state->child;
-    // A shading ray may miss what the probe had hit, at the very edge of a surface: no point then.
+    // At the edge of a surface, the shading ray may miss what the probe hit.
     if (shaded == nullptr) return;
     data->grid.Append(cell, {shaded->point.x, shaded->point.y, shaded->point.z, shaded->normal.x,
-                             shaded->normal.y, shaded->normal.z, colour.r, colour.g, colour.b,
-                             colour.a, tag});
+                             shaded->normal.y, shaded->normal.z, color.r, color.g, color.b, color.a,
+                             tag});
 }
 
-// Follows one sample's ray through the surfaces; returns how many were shaded.
+// Follows the ray of one sample through the surfaces. Returns the number of shaded surfaces.
 int BakeSample(miState* state, WriteInstanceData* data, int cell, miVector* direction) {
     int shaded = 0;
     int layer = 0;
@@ -78,7 +78,7 @@ int BakeSample(miState* state, WriteInstanceData* data, int cell, miVector* dire
         const miVector hitPoint = hit->point;
         miVector shadeDirection = *direction;
         if (hit->inv_normal) {
-            // Seen from behind: shade it from its front, which the turned normal points away from.
+            // Seen from behind: shade the front. The inverted normal points away from it.
             state->point = Stepped(hitPoint, hit->normal, -kStep);
             shadeDirection = hit->normal;
         }
@@ -106,7 +106,7 @@ void BakePass(miState* state, WriteInstanceData* data) {
     const int height = state->camera->y_resolution;
     const int interval = height / 10;
     for (int y = 0; y < height; ++y) {
-        // Fewer than ten lines have no interval, and no progress worth a message.
+        // Images of fewer than ten lines have no interval and report no progress.
         if (y > 0 && interval > 0 && y % interval == 0)
             mi_info("vx_pc_write: line %d of %d done", y, height);
         for (int x = 0; x < state->camera->x_resolution; ++x) {
@@ -114,7 +114,7 @@ void BakePass(miState* state, WriteInstanceData* data) {
             int instance = 0;
             double sample[2];
             while (mi_sample(sample, &instance, state, 2, &n)) {
-                // There is only one sample then, so none is computed from what is changed here.
+                // Without jitter there is only one sample, so no later one depends on it.
                 if (data->params.jitter == 0) sample[0] = sample[1] = 0.5;
                 miVector cameraDirection = CameraDirection(
                     state->camera, state->camera->x_resolution, height, x, y, sample);

@@ -12,8 +12,8 @@
 
 namespace {
 
-// Converts the value of particle i: element i, or element 0 of a single-valued slot. If a
-// per-particle array is too short, `value` keeps that of an earlier particle.
+// Converts the value of particle i: element i, or element 0 of a single-valued slot. Leaves `value`
+// alone, with the value of an earlier particle, if a per-particle array is too short.
 template <class Element, class Value, class Convert>
 void TakeValue(const CAttribute& slot, const std::vector<Element>& values, std::int32_t i,
                Value* value, Convert convert) {
@@ -25,9 +25,9 @@ miVector Narrowed(const CVectorD& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
-// The number of particles to convert: the header's count, unless it exceeds both the longest array
-// and 1 << 20. Particles beyond every array are copies of one another, and without the limit the 28
-// bytes of a header could make a map of 2^31 of them.
+// The number of particles to convert: the header's count, but no more than the length of the
+// longest array or 1 << 20, whichever is larger. Particles beyond all arrays are copies of each
+// other; without the limit, a file of 28 bytes could create 2^31 of them.
 std::int32_t BelievableCount(const CPdc& pdc) {
     constexpr std::int64_t kMostUnbacked = 1 << 20;
     size_t longest = 0;
@@ -106,7 +106,7 @@ bool WriteInstanceData::PdcToMap(const std::string& mapFileName) {
             break;
         }
     }
-    // Particles beyond the believable count all have the tag of the last one before them.
+    // Particles beyond this count have the tag of the last one before them.
     if (count < pdc->header.particleCount && isWanted(tag)) complete = false;
 
     // A failed append leaves a partial map, which is written as well.

@@ -17,9 +17,10 @@ void WarnOfTooManySamples(const miCamera* camera, int samples) {
                std::numeric_limits<std::int32_t>::max());
 }
 
-// The mark of a thread that has been here. It is never released, since a shader is not told when a
-// thread ends. Leak checkers ignore it by the name of this function, which therefore must be on the
-// stack during the allocation: not inlined, and with a zero still to be stored afterwards.
+// Marks a thread that has called the instance. Never released, since shaders get no notice of the
+// end of a thread. Leak checkers suppress it by the name of this function, which must be on the
+// stack during the allocation: it must not be inlined, and the allocation must not be a tail call.
+// The initialization of the char prevents that.
 [[gnu::noinline]] void* NewThreadMark() {
     return new char();
 }

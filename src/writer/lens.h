@@ -1,20 +1,19 @@
-// The life of a writer's instance: made at its init, baking once, gone at its exit.
+// Init, call and exit of a writer instance.
 #pragma once
 
 #include "src/platform/renderer.h"
 
 struct WriteParameters;
 
-// Makes the record and stores it in the instance's user pointer. Throws what its construction
-// throws; the user pointer is untouched then.
+// Creates the record and stores it in the instance's user pointer. Throws what the constructor of
+// the record throws, and does not change the user pointer then.
 void InitWriteInstance(miState* state, WriteParameters* params);
 
-// Releases the record, if there is one. The user pointer itself stays as it is.
+// Deletes the record, if there is one. Does not change the user pointer.
 void ExitWriteInstance(miState* state);
 
-// Every call passes the eye ray on as it is and returns what that returns. The first call of each
-// thread takes the record's lock; the first of all of them bakes, or converts, before it gives the
-// lock back, while the others wait for it. If the image has more samples than a grid counts, there
-// is one warning and no bake. Without a record: false, and nothing is traced. An exception from an
-// allocation passes through, with the lock held.
+// Casts the eye ray and returns its result. The first call of each thread takes the record's lock.
+// The first of these calls bakes or converts before it releases the lock; the others wait. An image
+// with more samples than a grid can count is not baked, with one warning. Without a record, returns
+// miFALSE and traces nothing. Exceptions of allocations propagate, with the lock held.
 miBoolean WriteLens(miColor* result, miState* state);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kShader[] = "vx_pc_write";
 
-// A string parameter that was never set may be null, which cannot be accessed.
+// The null tag, of a string parameter that was never set, must not be accessed.
 std::string NameTemplate(miTag tag) {
     return tag == miNULLTAG ? std::string() : GetTagString(tag);
 }
@@ -37,7 +37,7 @@ void WritePdcFile(const WriteInstanceData* data) {
     } else {
         mi_warning("Cannot open %s for writing", fileName.c_str());
     }
-    // After a failed attempt too: the message names the file, not the success.
+    // Also after a failure: the message does not report success.
     ReportFile(fileName);
 }
 
@@ -45,7 +45,7 @@ void WriteMapFile(WriteInstanceData* data) {
     const std::string name = NameTemplate(data->params.mapFileName);
     const std::string fileName = MakeFrameFileName(name, "mrmap", data->params.frame);
     if (fileName.empty()) {
-        // Names the built name, which is empty, where the PDC branch names the parameter's.
+        // The message has the empty file name, unlike that of WritePdcFile.
         WarnOfName(fileName);
         return;
     }

@@ -1,14 +1,14 @@
-// What becomes of a bake: files for the record's frame.
+// Output files of a bake.
 #pragma once
 
 class WriteInstanceData;
 
-// Both are called once per record, with its lock held. Failures are reported with warnings and end
-// only the branch in which they happen.
+// Both functions are called once per record, with its lock held. A failure is reported as a
+// warning; the other file is written nevertheless.
 
-// Makes the record's cache from its grid and writes the files that outputMode asks for, the PDC
+// Creates the record's cache from its grid and writes the files that outputMode selects, the PDC
 // file first.
 void WriteOutput(WriteInstanceData* data);
 
-// Makes the frame's map file from the frame's PDC file.
+// Converts the PDC file of the frame to a map file.
 void ConvertOutput(WriteInstanceData* data);

@@ -14,17 +14,17 @@ bool IsNamed(const void* declaration, const char* name) {
     return std::strcmp(DeclarationName(declaration), name) == 0;
 }
 
-// Compiled shaders and phenomena: what a material shader may be.
+// Compiled shaders and phenomena.
 bool IsPlainFunction(const miFunction* function) {
     return function->type < miFUNCTION_C_REQ;
 }
 
-// The tag of the shader that is attached to a parameter of `wrapper`; the null tag for none.
+// The shader that is connected to a parameter of `wrapper`, or the null tag.
 miTag AttachedShader(const miFunction* wrapper, miTag declaration, const char* parameter) {
     miParam_type type = miTYPE_COLOR;
     miBoolean isArray = miFALSE;
     int offset = 0;
-    // The lookup takes its copy of the name over.
+    // The lookup releases the copy of the name.
     if (!mi_api_parameter_lookup(&type, &isArray, &offset, declaration, miFALSE,
                                  NameForRenderer(parameter)))
         return miNULLTAG;
@@ -38,7 +38,7 @@ int TagBehindWrapper(miState* hit, const miFunction* wrapper, miTag declaration,
     if (attached == miNULLTAG || mi_db_type(attached) != miSCENE_FUNCTION) return kNoTag;
     const CPinned<miFunction> function(attached);
     if (!IsPlainFunction(function.Get())) return kNoTag;
-    // This access is kept, on purpose: every hit behind a wrapper leaves one pin on it.
+    // Not unpinned, on purpose: each hit behind a wrapper leaves one pin.
     const void* attachedDeclaration = mi_db_access(DeclarationOf(attached));
     return IsNamed(attachedDeclaration, "vx_pc_tag") ? evalInt(hit, function.Get()) : kNoTag;
 }
@@ -65,7 +65,7 @@ int TagOfMaterial(miState* hit, miTag materialTag) {
 int FindSurfaceTag(miState* hit) {
     if (hit->instance == miNULLTAG) return kNoTag;
     const CPinned<miInstance> instance(hit->instance);
-    // Without a list `material` is a material itself, or null, which may not be accessed.
+    // Without a list, `material` is a material or null.
     if (instance->mtl_array_size < 1 || instance->material == miNULLTAG) return kNoTag;
     const CPinned<const miTag> materials(instance->material);
     int tag = kNoTag;

@@ -1,13 +1,13 @@
-// The tag of a surface that a probe has hit.
+// The tag of a surface that a probe hit.
 #pragma once
 
 #include "src/platform/renderer.h"
 
-// The `tag` parameter of the first vx_pc_tag in the material list of the hit instance that has one
-// of 0 or more; if none has, what the last material gave: its negative tag, or -1 if it has no
-// vx_pc_tag. A vx_pc_tag counts when it is the material shader
-// itself, or is attached to "input" of a "sib_setnormal" or to "surfaceShader" of an
-// "adskMayaShadingEngine" that is. `hit` is the state that the probe left.
+// Searches the material list of the instance for a vx_pc_tag shader whose `tag` is 0 or more, and
+// returns the tag of the first one. Otherwise returns the result of the last material: its negative
+// tag, or -1 without a vx_pc_tag. A vx_pc_tag is found as a material shader, or connected to
+// "input" of a "sib_setnormal" or to "surfaceShader" of an "adskMayaShadingEngine" that is a
+// material shader. `hit` is the child state of the probe.
 //
-// Every access is given back but one: the declaration of an attached shader stays pinned.
+// All elements are unpinned except the declaration of a connected shader.
 int FindSurfaceTag(miState* hit);

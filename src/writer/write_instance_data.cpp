@@ -64,7 +64,7 @@ void WriteInstanceData::ReadParameters(miState* state, WriteParameters* from) {
 }
 
 void WriteInstanceData::SizeGrid(const miCamera* camera) {
-    // An instance that never bakes has no use for a grid, so any image size will do.
+    // An instance that never bakes needs no grid, so the image may have any size.
     if (params.disable == 1 || params.outputMode == kOutputConvert) return;
     const auto rows = GridRows(camera->x_resolution, camera->y_resolution, params.samples);
     tooManySamples = !rows.has_value();

@@ -1,4 +1,4 @@
-// The writer's record: one per shader instance, from its init to its exit.
+// The record of a writer instance, which exists from its init to its exit.
 #pragma once
 
 #include "src/platform/renderer.h"
@@ -10,42 +10,40 @@
 #include <optional>
 #include <string>
 
-// The number of grid rows for an image: one per sample, 0 if either size is below 1. Empty if a
-// grid cannot count that many. `samples` is per pixel, at least 1.
+// The number of grid rows for an image: one per sample, 0 if width or height is below 1. Empty if
+// a grid cannot count so many. `samples` is the number per pixel, at least 1.
 std::optional<std::int32_t> GridRows(int width, int height, int samples);
 
 class WriteInstanceData {
   public:
-    // Evaluates and copies the parameters and sizes the grid for the state's camera: a row per
-    // sample of the image. Parameters that a switch turns off are not evaluated. The grid stays
-    // empty if it cannot count the samples, and for an instance that is disabled or converts.
-    // Throws what an allocation throws; nothing is left behind then.
+    // Evaluates and copies the parameters, except those that a switch turns off, and gives the grid
+    // one row per sample of the camera's image. The grid is empty if it cannot count the samples,
+    // and if the instance is disabled or converts. Throws std::bad_alloc, without a leak.
     WriteInstanceData(miState* state, WriteParameters* params);
-    // Releases the cache, the labels, the lock and the grid, in this order.
+    // Releases cache, labels, lock and grid, in this order.
     ~WriteInstanceData();
     WriteInstanceData(const WriteInstanceData&) = delete;
     WriteInstanceData& operator=(const WriteInstanceData&) = delete;
 
-    // Loads a PDC file into a new cache, which becomes the record's; a previous cache is not
-    // released. Returns false with a warning if the file cannot be opened (the record keeps its
-    // cache), and false without a warning for a bad file (pdc is null then). Throws std::bad_alloc.
+    // Loads a PDC file into a new cache and stores it in the record, without releasing the previous
+    // one. Returns false if the file cannot be opened, with a warning and no change of `pdc`, or if
+    // it is damaged, without a warning and with a null `pdc`. Throws std::bad_alloc.
     bool ReadPdc(const std::string& fileName);
 
-    // Writes the record's cache as a map file: position, "normalPP", "rgbPP", "opacityPP", "tag";
-    // with useLabels on only particles whose tag is in the list. Returns false if a particle is
-    // missing from the map: it could not be appended, or the cache counts more than a million
-    // particles that no array backs. Such a partial map is written as well. Errors of writing are
-    // not checked.
+    // Writes the record's cache to a map file with positions and the fields "normalPP", "rgbPP",
+    // "opacityPP" and "tag". With useLabels, only particles whose tag is in the list. Returns false
+    // if particles are missing: one could not be appended, or the count exceeds both a million and
+    // the length of every array. An incomplete map is written as well. Write errors are ignored.
     bool PdcToMap(const std::string& mapFileName);
 
     miLock lock; // guards everything below while rendering
     bool done;   // the bake or conversion has begun
     int labelCount;
-    int* labelValues; // from parse_label_list; null with useLabels off
+    int* labelValues; // of parse_label_list; null without useLabels
     WriteParameters params;
     CPointGrid grid;
     CPdc* pdc;           // null until the output stage
-    bool tooManySamples; // the image has more than a grid has rows, so nothing can be baked
+    bool tooManySamples; // more than a grid can count: no bake
 
   private:
     void ReadParameters(miState* state, WriteParameters* from);

@@ -5,25 +5,25 @@
 
 #include <cstddef>
 
-// What outputMode says; every other value bakes and writes nothing.
+// Values of outputMode. Others bake without writing files.
 constexpr int kOutputMap = 0;
 constexpr int kOutputPdc = 1;
 constexpr int kOutputBoth = 2;
-constexpr int kOutputConvert = 3; // no bake: an existing PDC file becomes a map file
+constexpr int kOutputConvert = 3; // no bake: converts a PDC file to a map file
 
-// As the declaration orders it. Strings are tags of string elements, 0 when there is none.
+// In the order of the declaration. Strings are tags of string elements, or 0.
 struct WriteParameters {
-    miBoolean disable; // exactly 1: eye rays pass, nothing is baked
-    miBoolean jitter;  // off: one sample in the middle of each pixel
+    miBoolean disable; // 1: only casts eye rays; other values do not disable
+    miBoolean jitter;  // off: one sample at the center of each pixel
     miInteger samples; // per pixel, with jitter on; at least 1
-    miInteger layers;  // surfaces probed along each ray, and the most points that one ray keeps
+    miInteger layers;  // most surfaces probed per ray, most points per row of the grid
     miBoolean useLabels;
-    miTag labels; // label list of the tags to be baked; read with useLabels on
+    miTag labels; // label list of the tags to bake; not read without useLabels
     miTag pdcFileName;
     miTag mapFileName;
     miInteger outputMode;
     miInteger frame;
-    miScalar radius; // world units; every particle gets it
+    miScalar radius; // of all particles, world units
 };
 static_assert(sizeof(WriteParameters) == 44 && offsetof(WriteParameters, labels) == 20 &&
                   offsetof(WriteParameters, outputMode) == 32 &&
