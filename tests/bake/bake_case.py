@@ -1,4 +1,4 @@
-"""What whole-program tests of a bake share: a folder for each test, the program, its caches."""
+"""Base of the whole-program tests of a bake: a folder for each test, runs of the program, its caches."""
 
 import hashlib
 import os
@@ -26,7 +26,7 @@ class BakeCase(unittest.TestCase):
         return os.path.join(self.folder, name)
 
     def render(self, text, *options, status=0, name="scene.mi", before=None):
-        """`before` is called in the new process, for example to limit what it may use."""
+        """`before` is called in the new process, for example to limit its memory."""
         with open(self.path(name), "w") as stream:
             stream.write(text)
         run = subprocess.run([os.environ["VX_RENDER"], *options, name], cwd=self.folder,
@@ -45,7 +45,7 @@ class BakeCase(unittest.TestCase):
             return hashlib.sha256(stream.read()).hexdigest()
 
     def tif_digest(self, name):
-        """Of a TIFF file without the time at which it was written."""
+        """The bytes of a TIFF file without its time stamp."""
         with open(self.path(name), "rb") as stream:
             data = stream.read()
         return hashlib.sha256(re.sub(rb"\d{4}:\d\d:\d\d \d\d:\d\d:\d\d", b"", data)).hexdigest()
@@ -55,7 +55,7 @@ class BakeCase(unittest.TestCase):
             self.assertLessEqual(abs(a - b), tolerance, "%s: %s is not %s" % (message, value, expected))
 
     def assertWhole(self, cloud):
-        """What every reader of such caches relies on."""
+        """Checks properties that all readers of such caches rely on."""
         self.assertEqual(cloud.magic, b"PDC ")
         self.assertEqual((cloud.version, cloud.byte_order, cloud.extra1, cloud.extra2), (1, 1, 0, 0))
         self.assertEqual(cloud.attribute_count, 7)

@@ -36,7 +36,7 @@ class TiltedPlane(BakeCase):
                 index += 1
         self.assertIn("vx_pc_write: %d points written" % index, self.log)
 
-    def test_every_point_lies_where_geometry_says(self):
+    def test_every_point_lies_on_its_surface(self):
         self.check(Camera())
 
     def test_turned_camera(self):
@@ -133,7 +133,7 @@ class Jitter(BakeCase):
             offsets.append((rx - x, ry - y))
         return offsets
 
-    def test_off_ignores_samples_and_takes_the_centre(self):
+    def test_off_ignores_samples_and_takes_the_center(self):
         for dx, dy in self.samples(False, 8):
             self.assertLess(abs(dx - 0.5) + abs(dy - 0.5), 1e-3)
 
@@ -213,7 +213,7 @@ class Materials(BakeCase):
     def test_the_first_material_that_yields_a_tag_gives_it(self):
         cloud = self.bake(plain("a", (1, 1, 1, 1)) + tagged("b", (1, 1, 1, 1), (0, 0, 1, 1), 4) +
                           tagged("c", (1, 1, 1, 1), (0, 1, 0, 1), 5), ["a", "b", "c"], labels=(2, 2))
-        # The label is the first tagged material's, the colour that of the material that was hit.
+        # The label is that of the first tagged material, the color that of the material that was hit.
         self.assertEqual(set(cloud["tag"]), {4})
         self.assertEqual(set(cloud["rgbPP"]), {(0, 1, 0)})
 

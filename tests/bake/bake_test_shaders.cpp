@@ -20,7 +20,7 @@ struct GreedyParameters {
     miScalar from;
 };
 
-// A list that frees what it has taken when taking more fails.
+// A list that releases its memory if an allocation fails.
 class Hoard {
   public:
     Hoard() = default;
@@ -60,9 +60,9 @@ DLLEXPORT int bake_test_fact_version() {
     return 1;
 }
 
-// A part of the state: 0 the weights of the triangle's corners; 1 the ray's length and what it
-// makes with the two normals; 2 the label, whether a back was struck, and whether both normals are
-// on one side.
+// A part of the state: 0 the weights of the triangle's corners; 1 the ray's length and its products
+// with the two normals; 2 the label, whether the back was hit, and whether both normals are on the
+// same side.
 DLLEXPORT miBoolean bake_test_fact(miColor* result, miState* state, FactParameters* params) {
     const miVector &n = state->normal, &g = state->normal_geom, &d = state->dir;
     switch (*mi_eval_integer(&params->fact)) {
@@ -101,7 +101,7 @@ DLLEXPORT int bake_test_blur_version() {
     return 1;
 }
 
-// A lens: the mean of two rays into directions of its own choice.
+// A lens: the mean of two rays in other directions.
 DLLEXPORT miBoolean bake_test_blur(miColor* result, miState* state, void*) {
     const miVector org = state->org, dir = state->dir;
     const miUint n = 2;
@@ -125,8 +125,8 @@ DLLEXPORT int bake_test_greedy_version() {
     return 1;
 }
 
-// Black; from the raster position `from` on it takes the renderer's lock and then all memory there
-// is, in blocks of 2^block bytes.
+// Black. From the raster position `from` on, takes the renderer's lock and allocates all memory, in
+// blocks of 2^block bytes.
 DLLEXPORT miBoolean bake_test_greedy(miColor* result, miState* state, GreedyParameters* params) {
     *result = {0, 0, 0, 1};
     if (state->raster_x < *mi_eval_scalar(&params->from)) return miTRUE;

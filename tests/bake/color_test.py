@@ -1,6 +1,6 @@
-"""Baked colors that depend on lights, textures, normals and on where a surface was hit, against formulas.
+"""Baked colors that depend on lights, textures, normals and positions, compared with formulas.
 
-What a shading ray takes over from the probe before it must be that of its own hit."""
+Values that a shading ray reuses from the probe must be those of its own hit."""
 
 import math
 import os
@@ -23,7 +23,7 @@ def length(v):
 
 
 class Image:
-    """A texture file of 8-bit pixels with colors of no order."""
+    """A texture file of 8-bit pixels with random colors."""
 
     def __init__(self, width, height):
         self.width, self.height = width, height
@@ -43,7 +43,7 @@ class Image:
         return self.bytes[at:at + 3]
 
     def at(self, u, v):
-        """Linear between the centers of the pixels."""
+        """Interpolates linearly between pixel centers."""
         x, y = u * self.width - 0.5, v * self.height - 0.5
         i, j = math.floor(x), math.floor(y)
         weights = ((i, j, (1 - x + i) * (1 - y + j)), (i + 1, j, (x - i) * (1 - y + j)),
@@ -51,7 +51,7 @@ class Image:
         return tuple(sum(w * self.pixel(a, b)[k] for a, b, w in weights) / 255 for k in range(3))
 
     def slope(self):
-        """The most that a color changes over a unit of u or v."""
+        """The largest change of a color per unit of u or v."""
         return max(self.width, self.height)
 
 
@@ -141,7 +141,7 @@ class LitPlane(BakeCase):
     IMAGE = Image(5, 4)
 
     def diffuse(self, point):
-        """The texture where the plane has it."""
+        """The color of the texture at a point of the plane."""
         p = sub(point, TILT_CENTER)
         u, v = (dot(p, axis) / dot(axis, axis) / 2 + 0.5 for axis in (TILT_U, TILT_V))
         return self.IMAGE.at(u, v)
@@ -194,7 +194,7 @@ class LitPlane(BakeCase):
         for i in range(cloud.count):
             y, x = divmod(i, camera.width)
             point = plane_hit(camera.eye, camera.direction(x, y), TILT_CENTER, TILT_NORMAL)
-            # Where the way to the light crosses the blocker's plane, in units of its half sides.
+            # Where the ray to the light crosses the blocker's plane, in units of its half sides.
             crossing = plane_hit(point, sub(lamp.place, point), center, (0, 0, 1))
             s = max(abs(crossing[0] - center[0]) / u[0], abs(crossing[1] - center[1]) / v[1])
             if abs(s - 1) < 1e-3:
@@ -211,7 +211,7 @@ class LitPlane(BakeCase):
 
 
 class Meshes(BakeCase):
-    """Rays against meshes; what a ray meets is found by trying all triangles."""
+    """Rays and meshes; hits are found by intersecting all triangles."""
 
     def expected(self, camera, instances):
         """The hits in the order of the pixels, each with its ray's direction."""
@@ -251,7 +251,7 @@ class LitBall(Meshes):
 
 
 class PlacedMeshes(Meshes):
-    """Instances that are turned, scaled unevenly and mirrored, seen from both sides. Each bakes another part
+    """Instances that are rotated, scaled unevenly and mirrored, seen from both sides. Each bakes another part
     of the state."""
 
     FACTS = """
@@ -274,13 +274,13 @@ shader "sides" "bake_test_fact" ( "fact" 2 )
         scales = [(0.9, 0.55, 0.8), (0.6, 0.7, -0.9), (-0.8, 0.5, 0.7)]
         names = ["point", "object_point", "normal", "object_normal", "first_space", "second_space", "weights",
                  "ray", "sides"]
-        # Every fact on an instance of its own, in three rows; mirrored ones show their backs to the camera.
+        # One instance per fact, in three rows; mirrored ones face away from the camera.
         return {name: Placed(mesh, scales[(i + i // 3) % 3], turns[i // 3],
                              (1.7 * (i % 3) - 1.7, 1.3 * (i // 3) - 1.3, 0.2 * (i % 2)))
                 for i, name in enumerate(names)}
 
     def fact(self, name, hit, back, direction):
-        """The value, and how much of the error of a weight may show in it."""
+        """The value, and its sensitivity to the error of a weight."""
         placed, mesh = hit.placed, hit.placed.mesh
         if name == "point":
             return hit.point, hit.height()
@@ -297,10 +297,10 @@ shader "sides" "bake_test_fact" ( "fact" 2 )
         if name == "weights":
             return hit.weights, 1
         if name == "ray":
-            # A back is shaded from its front, by a ray of 0.005 against the normal.
+            # A back is shaded from its front, by a ray of length 0.005 against the normal.
             along = mul(hit.normal, -1) if back else direction
             return (0.005 if back else hit.distance, dot(hit.normal, along), dot(hit.flat_normal, along)), 2
-        # The label of the instance, whether the ray has struck a back, the normal's side.
+        # The label of the instance, whether the ray hit a back, the normal's side.
         return (40 + list(self.placed).index(name), 0, 1), 0
 
     def check(self, camera):
@@ -333,7 +333,7 @@ shader "sides" "bake_test_fact" ( "fact" 2 )
         front = self.check(Camera(width=36, height=27, eye=(0.1, 0.2, 5.5)))
         behind = self.check(Camera(width=36, height=27, eye=(0.3, 0.1, -5.5), turn=math.pi))
         for name in self.placed:
-            # Each instance shows its front to one of the cameras and its back to the other.
+            # One camera sees the front of each instance, the other the back.
             self.assertGreater(front.get((name, False), 0) + behind.get((name, False), 0), 10, name)
             self.assertGreater(front.get((name, True), 0) + behind.get((name, True), 0), 10, name)
 

@@ -1,4 +1,4 @@
-"""Renders whose shaders run out of memory: the message, the end and the status."""
+"""Renders whose shaders run out of memory: message, termination and exit status."""
 
 import os
 import resource
@@ -15,7 +15,7 @@ WRITER = r'shader "vx_pc_write" \(instance "cam / vx_pc_write"\)'
 
 
 def limit(mebibytes):
-    """For BakeCase.render: the address space of the program."""
+    """Limits the address space, for BakeCase.render."""
     def apply():
         resource.setrlimit(resource.RLIMIT_AS, (mebibytes * MIB, mebibytes * MIB))
     return apply
@@ -31,7 +31,7 @@ def sheets(count, lens, width=300, height=300, material=None):
 
 
 class Memory(BakeCase):
-    least = None  # MiB in which the program just renders
+    least = None  # least MiB with which the program renders
 
     @classmethod
     def renders_in(cls, mebibytes):
@@ -47,7 +47,7 @@ class Memory(BakeCase):
 
     @classmethod
     def setUpClass(cls):
-        """The libraries that the program links, and the number of cores, make most of what it needs."""
+        """The need depends mostly on the linked libraries and on the number of cores."""
         # Each heap arena reserves 64 MiB of address space, and how many threads get one depends on timing.
         os.environ["MALLOC_ARENA_MAX"] = "1"
         high = 512
@@ -95,14 +95,14 @@ class Memory(BakeCase):
         self.assertFalse(os.path.exists(self.path("out.png")))
 
     def test_a_cache_that_does_not_fit(self):
-        # Beside the points a cache of 96 bytes for each is made.
+        # In addition to the points, a cache of 96 bytes for each.
         text = sheets(20, "lens " + writer(layers=20))
         self.fails(text, 4, 140, r"^RC 0\.\d+ fatal: %s: out of memory: cannot allocate \d+ bytes$" %
                    WRITER)
         self.assertIn("1800000 points written", self.log)
 
     def greedy(self, block, start):
-        """Pixels from `start` on take blocks of 2^block bytes until there are no more, with a lock held."""
+        """Pixels from `start` on allocate blocks of 2^block bytes until that fails, with a lock held."""
         return sheets(1, "", 64, 64, """
 declare shader color "bake_test_greedy" ( integer "block", scalar "from" ) version 1 end declare
 link "bake_test_shaders.so"
@@ -113,7 +113,7 @@ material "mtl" opaque "bake_test_greedy" ( "block" %d, "from" %g ) end material
               r'memory: cannot allocate %d bytes$')
 
     def test_a_shader_that_takes_all_there_is(self):
-        # By one thread: another one might be refused memory at the same time, and say so.
+        # With one thread: another one might run out of memory at the same time and report it.
         for block in (5, 23):
             self.fails(self.greedy(block, 0), 1, 128, self.GREEDY % (1 << block))
 

@@ -1,5 +1,5 @@
-"""Triangle meshes with normals and texture coordinates, and where a ray meets them: in double precision, by
-trying every triangle of every instance."""
+"""Triangle meshes with normals and texture coordinates, and their intersections with rays: in double
+precision, by intersecting every triangle of every instance."""
 
 import math
 
@@ -73,7 +73,7 @@ class Placed:
 
 
 class Hit:
-    """Where a ray meets a triangle of an instance."""
+    """The intersection of a ray and a triangle of an instance."""
 
     def __init__(self, placed, triangle, weights, distance, point):
         self.placed, self.triangle, self.weights = placed, triangle, weights
@@ -96,14 +96,14 @@ class Hit:
         return math.sqrt(dot(area, area) / longest)
 
     def spread(self, values):
-        """How much the values differ over the triangle: the most that one component does."""
+        """The largest difference of a component over the triangle."""
         corners = [values[i] for i in self.triangle]
         return max(max(v[k] for v in corners) - min(v[k] for v in corners) for k in range(3))
 
 
 def first_hit(instances, origin, direction):
-    """The nearest hit, or None; and how near to an edge of a triangle the ray passes, as the least weight of
-    a corner among all triangles that it meets or only just misses."""
+    """The nearest hit, or None; and the distance of the ray from edges of triangles, as the least weight of a
+    corner among all triangles that it hits or nearly hits."""
     best, edge = None, 1.0
     for placed in instances:
         for triangle in placed.mesh.triangles:
@@ -148,7 +148,7 @@ def patch(steps=4):
 
 
 def ball(segments=10):
-    """A unit sphere of triangles about the origin, front side outwards, with its true normals."""
+    """A unit sphere of triangles about the origin, front side outwards, with exact normals."""
     points = []
     for i in range(segments + 1):
         theta = math.pi * i / segments

@@ -1,4 +1,4 @@
-"""Reads PDC particle caches. Shares no code with the library: written from the format alone.
+"""Reads PDC particle caches. Written from the format alone, without code of the library.
 
 Header, 28 bytes: "PDC ", then six big-endian int32: version, byte order, two extra words, particle
 count, attribute count. Then one record per attribute: name length, name, type code, data. Codes: 0 int32,

@@ -1,4 +1,4 @@
-"""The rendered picture is the same to the bit, whether a writer bakes or not."""
+"""The rendered picture has the same bits whether a writer bakes or not."""
 
 import os
 import sys
@@ -11,8 +11,8 @@ from color_test import LAMP, SUN, TEXTURED, Image, textured_quad  # noqa: E402
 from meshes import Placed, ball, rotation  # noqa: E402
 from scenes import (HEAD, RENDER, TILT_CENTER, TILT_U, TILT_V, Camera, instance, world, writer)  # noqa: E402
 
-# A plane whose texture is blurred by noise of its own under two lights, and a shiny ball that shows it; both
-# look different when they are baked.
+# A plane with a texture blurred by noise, under two lights, and a shiny ball that reflects it; both have
+# other colors while baking.
 SURFACES = TEXTURED + """
 declare shader color "bake_test_noise" ( color "color", integer "n" ) version 1 end declare
 declare shader color "bake_test_blur" ( ) version 1 end declare
@@ -73,7 +73,7 @@ class Picture(BakeCase):
         self.check([], [BAKE, BAKE])
 
     def test_noise_is_seen(self):
-        """What the other tests compare does depend on samples: another name, other noise."""
+        """The pictures depend on samples: with another name, the noise differs."""
         renamed = SURFACES.replace('"noisy"', '"noisier"')
         self.assertNotEqual(self.pictures([], 1)[0], self.pictures([], 1, surfaces=renamed)[0])
 

@@ -28,7 +28,7 @@ def unit(a):
 
 
 class Camera:
-    """A perspective camera at `eye`, turned by `turn` radians about the world's y axis."""
+    """A perspective camera at `eye`, rotated by `turn` radians about the world's y axis."""
 
     def __init__(self, width=16, height=12, eye=(0, 0, 5), turn=0.0, focal=1.4, aperture=1.2,
                  aspect=None):
@@ -36,7 +36,7 @@ class Camera:
         self.focal, self.aperture = focal, aperture
         self.aspect = width / height if aspect is None else aspect
         c, s = math.cos(turn), math.sin(turn)
-        # Rows of the camera-to-world rotation for row vectors: where x, y and z of the camera point.
+        # Rows of the camera-to-world rotation for row vectors: the camera's x, y and z axes.
         self.axes = ((c, 0, -s), (0, 1, 0), (s, 0, c))
 
     def direction(self, x, y, sx=0.5, sy=0.5):
@@ -49,7 +49,7 @@ class Camera:
         return unit(d)
 
     def pixel(self, point):
-        """The continuous raster position at which a point is seen."""
+        """The continuous raster position of a point."""
         v = sub(point, self.eye)
         x, y, z = (dot(v, axis) for axis in self.axes)
         return ((self.focal * x / -z / self.aperture + 0.5) * self.width,
@@ -93,7 +93,7 @@ end options
 
 
 def writer(**parameters):
-    """A lens statement. Every parameter not given stands at a plain, working value."""
+    """A lens statement. Parameters that are not given have plain, working values."""
     values = dict(disable=False, jitter=False, samples=1, layers=1, useLabels=False, labels="",
                   pdcFileName="cloud.0001.pdc", mapFileName="cloud.0001.mrmap", outputMode=2,
                   frame=1, radius=0.05)
@@ -114,7 +114,7 @@ def tagged(name, color, bake, tag):
 
 
 def plain(name, color):
-    """A material without a tag: constant colour by ambience alone."""
+    """A material without a tag: a constant, ambient color."""
     return ('material "%s" opaque "mib_illum_lambert" ( "ambience" 1 1 1 1, "ambient" %s, '
             '"mode" 0, "lights" [ ] ) end material\n' % (name, " ".join("%.9g" % v for v in color)))
 
@@ -123,7 +123,7 @@ OBJECT_FLAGS = "visible on shadow 3 trace on"
 
 
 def quad(name, center, u, v, labels=(0, 0)):
-    """A parallelogram of two triangles, front side towards u x v, with its true normal at the corners."""
+    """A parallelogram of two triangles, front side towards u x v, with its exact normal at the corners."""
     corners = [sub(sub(center, u), v), sub(add(center, u), v), add(add(center, u), v),
                add(sub(center, u), v)]
     normal = unit(cross(u, v))
@@ -188,7 +188,7 @@ RENDER = 'render "world" "camInst" "opt"\n'
 
 
 def plane_hit(eye, direction, center, normal):
-    """The point at which a ray meets a plane."""
+    """The intersection of a ray and a plane."""
     t = dot(sub(center, eye), normal) / dot(direction, normal)
     return add(eye, mul(direction, t))
 

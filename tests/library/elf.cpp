@@ -77,13 +77,13 @@ SharedObject read_shared_object(const std::string& path) {
             if (symbol.st_shndx != SHN_ABS) object.exported.push_back(name);
             continue;
         }
-        // Versions 0 and 1 stand for "local" and "global without a version".
+        // Versions 0 and 1 mean "local" and "global without a version".
         const int version =
             versions ? image.at<Elf64_Half>(versions->sh_offset + i * sizeof(Elf64_Half)) : 1;
         if (version > 1)
             object.from_libraries.push_back(name);
         else if (ELF64_ST_BIND(symbol.st_info) != STB_WEAK)
-            object.from_anybody.push_back(name);
+            object.unversioned.push_back(name);
     }
     std::sort(object.exported.begin(), object.exported.end());
     return object;

@@ -1,4 +1,4 @@
-// A reader of 64-bit ELF shared objects, as much as says what one exports and needs.
+// Reads imports and exports of 64-bit ELF shared objects.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 namespace vx::test {
 
 struct SharedObject {
-    std::vector<std::string> needed;         // names of the libraries that it asks for
-    std::vector<std::string> exported;       // dynamic symbols that it defines, sorted
-    std::vector<std::string> from_libraries; // undefined ones that carry a library's version
-    std::vector<std::string> from_anybody;   // undefined, not weak, and without a version
+    std::vector<std::string> needed;         // names of libraries
+    std::vector<std::string> exported;       // defined dynamic symbols, sorted
+    std::vector<std::string> from_libraries; // undefined symbols with a library's version
+    std::vector<std::string> unversioned;    // undefined, not weak, and without a version
 };
 
-// Throws std::runtime_error for what is no 64-bit little-endian ELF file with dynamic symbols.
+// Throws std::runtime_error if it is not a 64-bit little-endian ELF file with dynamic symbols.
 SharedObject read_shared_object(const std::string& path);
 
 } // namespace vx::test

@@ -1,4 +1,4 @@
-"""Variants of the renderer's headers: what its manual leaves open, each settled another way.
+"""Variants of the renderer's headers, with other choices where its manual leaves points open.
 
 A variant is a function that takes the texts of the headers, a dictionary from file name to text, and
 changes them in place.
@@ -10,7 +10,7 @@ STRUCTS = ["miCamera", "miOptions", "miInstance", "miMaterial", "miLight", "miSt
 
 
 def replace(headers, name, old, new, count=None):
-    """Replaces a text that must be there, `count` times when given."""
+    """Replaces a text that must occur; exactly `count` times if given."""
     found = headers[name].count(old)
     if found == 0 or (count is not None and found != count):
         raise ValueError(f"{name} holds {found} times: {old}")
@@ -35,7 +35,7 @@ def as_they_are(headers):
 
 
 def dllexport_empty(headers):
-    """Entry points carry no mark at all."""
+    """Entry points are not marked."""
     substitute(headers, "shader.h", r"#ifdef _WIN32\n#define DLLEXPORT.*?#endif\n",
                "#define DLLEXPORT\n", re.DOTALL)
 
@@ -96,7 +96,7 @@ def distance_without_destructor(headers):
 
 
 def c_linkage_by_includer(headers):
-    """shader.h declares C functions without extern "C": its includer wraps it."""
+    """shader.h declares C functions without extern "C"; the including file adds it."""
     replace(headers, "shader.h", '#ifdef __cplusplus\nextern "C" {\n#endif\n', "", 1)
     replace(headers, "shader.h", "#ifdef __cplusplus\n}\n#endif\n", "", 1)
 
@@ -143,7 +143,7 @@ def rename(headers, names):
 
 
 def other_names(headers):
-    """Everything that the manual does not name has another name."""
+    """All names that are not in the manual are different."""
     rename(headers, [
         (r"\bat_end\b", "is_past_end"),
         (r"\bget_field_id\b", "find_field"),
@@ -170,7 +170,7 @@ def other_names(headers):
     ])
 
 
-# The changes of other_names in src/platform, where such a name stands behind an access.
+# The changes of other_names in src/platform, where such a name follows an access.
 OTHER_NAMES_IN_PLATFORM = [
     (r"->at_end\b", "->is_past_end"),
     (r"->get_field_id\b", "->find_field"),
@@ -191,8 +191,7 @@ OTHER_NAMES_IN_PLATFORM = [
     (r"->name\b", "->shader_name"),
 ]
 
-# Variants whose library runs in vx_render, which implements the interface as this project's headers
-# declare it.
+# Variants whose library runs in vx_render, which implements this project's headers.
 BINARY_COMPATIBLE = [as_they_are, dllexport_empty, dllexport_visible, interface_needs_shader_h,
                      headers_apart, vectors_not_const, vectors_as_macros,
                      distance_without_destructor, c_linkage_by_includer, longer_records, other_names]

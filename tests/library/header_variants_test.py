@@ -71,7 +71,7 @@ class HeaderVariant(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.work)
 
     def build(self, source, name):
-        """Configures and builds with the headers in work/headers; the finished build folder."""
+        """Configures and builds with the headers in work/headers. Returns the build folder."""
         build = self.work / name
         run(os.environ["VX_CMAKE"], "-S", source, "-B", build, "-G", "Ninja",
             f"-DCMAKE_CXX_COMPILER={os.environ['VX_CXX']}", "-DCMAKE_BUILD_TYPE=Debug",

@@ -1,4 +1,4 @@
-// The shared object: what it exports, what it needs, and its entries when it is loaded.
+// The shared object: exports, dependencies, and its entry points.
 #include "shader.h"
 #include "tests/library/elf.h"
 #include "tests/renderer_stub/map_stub.h"
@@ -49,7 +49,7 @@ TEST(SharedObject, NeedsNoLibraryButTheStandardOnes) {
             << library;
 }
 
-// What no library supplies has to be the renderer's: the functions that the library may call.
+// Symbols that no other library defines must be functions of the renderer.
 TEST(SharedObject, LeavesOnlyTheRenderersFunctionsUndefined) {
     const std::set<std::string> renderers = {"mi_api_parameter_lookup",
                                              "mi_db_access",
@@ -75,9 +75,9 @@ TEST(SharedObject, LeavesOnlyTheRenderersFunctionsUndefined) {
                                              "mi_vector_from_camera",
                                              "mi_warning"};
     const auto object = vx::test::read_shared_object(VX_LIBRARY);
-    EXPECT_THAT(object.from_anybody, testing::Contains("mi_info"));
-    for (const std::string& name : object.from_anybody) {
-        // A sanitizer's library stands in for functions of the C library, without their versions.
+    EXPECT_THAT(object.unversioned, testing::Contains("mi_info"));
+    for (const std::string& name : object.unversioned) {
+        // Sanitizers replace functions of the C library without their versions.
         if (kInstrumented && !name.starts_with("mi_")) continue;
         EXPECT_TRUE(renderers.contains(name)) << name;
     }
@@ -114,7 +114,7 @@ TEST_P(LoadedShader, VersionIs1) {
     EXPECT_EQ(entry<Version>(std::string(GetParam()) + "_version")(), 1);
 }
 
-TEST_P(LoadedShader, ShaderInitAsksForInstancesAndSaysItsVersion) {
+TEST_P(LoadedShader, ShaderInitRequestsInstancesAndReportsItsVersion) {
     Renderer renderer;
     miState state = renderer.new_state(miNULLTAG);
     miBoolean request = miFALSE;
@@ -177,7 +177,7 @@ TEST_F(LoadedLibrary, ReadLoadsBlendsAndReleases) {
     content.add("rgbPP", std::vector<miVector>{{1, 2, 4}});
     maps.files["shot.0002.mrmap"] = content;
 
-    // Thirteen parameters in the order of the declaration; the angles and colours by their bits.
+    // Thirteen parameters in the order of the declaration; angles and colors as bits.
     const auto bits = [](float value) {
         int word = 0;
         std::memcpy(&word, &value, sizeof word);
@@ -203,7 +203,7 @@ TEST_F(LoadedLibrary, ReadLoadsBlendsAndReleases) {
         int count = 9;
     } result;
     EXPECT_EQ(entry<Shader>("vx_pc_read")(&result.color, &state, state.shader->parameters), miTRUE);
-    // Half way to the radius the falloff is one half; the gain is 2.
+    // Halfway to the radius, the falloff is 1/2; the gain is 2.
     EXPECT_EQ(result.color.r, 1);
     EXPECT_EQ(result.color.g, 2);
     EXPECT_EQ(result.color.b, 4);
@@ -261,8 +261,8 @@ TEST_F(LoadedLibrary, WriterWithoutAnInitIsFalse) {
     EXPECT_THAT(renderer.calls(), ElementsAre("query(51)", "query(51)"));
 }
 
-// What is thrown while an instance is made passes on to the caller, across the border of the shared
-// object: here by the stand-in, which has no value for a connection.
+// Exceptions of an instance init propagate to the caller, out of the shared object. Here the
+// stand-in throws, which has no value for a connection.
 TEST_F(LoadedLibrary, ExceptionOfAnInstanceInitReachesTheCaller) {
     Renderer renderer;
     FunctionSetup setup;
@@ -276,7 +276,7 @@ TEST_F(LoadedLibrary, ExceptionOfAnInstanceInitReachesTheCaller) {
     EXPECT_THAT(renderer.left_over(), IsEmpty());
 }
 
-// Nothing is thrown for an image that no grid can count: the picture is rendered without a bake.
+// An image with more samples than a grid can count is rendered without a bake.
 TEST_F(LoadedLibrary, WriterOfAnImageWithTooManySamplesWarnsAndPassesTheEyeRay) {
     Renderer renderer;
     renderer.camera.x_resolution = renderer.camera.y_resolution = 1 << 20;

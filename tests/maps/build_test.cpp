@@ -74,7 +74,7 @@ std::vector<float> random_points(std::size_t count, unsigned dimension, unsigned
     return points;
 }
 
-TEST(Build, EveryElementStandsOnceInABoxThatHoldsIt) {
+TEST(Build, EveryElementIsOnceInABoxThatContainsIt) {
     for (unsigned dimension = 1; dimension <= 6; ++dimension) {
         for (const std::size_t count : {1u, 16u, 17u, 128u, 129u, 1000u, 5000u}) {
             for (const float quality : {0.0f, 0.6f, 1.0f}) {

@@ -109,7 +109,7 @@ TEST(Declaration, CopiesAreIndependent) {
     EXPECT_TRUE(Map_declaration(element)->is_equal(declaration.operator->()));
 }
 
-TEST(Declaration, WhatHasNoneCannotBeAskedForACopy) {
+TEST(Declaration, ObjectsWithoutOneGiveNoCopy) {
     const Edit_map map;
     Map_status status;
     const Map_declaration of_map(map, &status);

@@ -69,7 +69,7 @@ TEST(Element, StartsWithZeros) {
     EXPECT_EQ(c.r + c.g + c.b + c.a, 0.0f);
 }
 
-TEST(Element, WrongIdsTypesAndPointersAreToldApart) {
+TEST(Element, WrongIdsTypesAndPointersHaveTheirOwnStatus) {
     Map_element element(all_kinds());
     float s = 0;
     int i = 0;

@@ -182,7 +182,7 @@ TEST(MapStore, OfAHostTakesTheMapsAndGivesTheTags) {
     EXPECT_FALSE(remove_map(1001));
 }
 
-TEST(MapStore, OfAHostIsAskedForUnknownTags) {
+TEST(MapStore, OfAHostDecidesAboutUnknownTags) {
     const auto map = map_of_points({1, 2, 3}, 3);
     const miTag own = map->store();
     const HostStore store(1);
@@ -199,7 +199,7 @@ TEST(MapStore, ThatIsFullGivesTheNullTag) {
     EXPECT_EQ((*map)->size(), 1u);
 }
 
-TEST(Interface, AFileMayBeAskedForWithoutAStatus) {
+TEST(Interface, TheStatusOfAFileMayBeNull) {
     Access_interface interface;
     const std::unique_ptr<Access_map_dbhandle> map(interface->accessMap("no such file", nullptr));
     ASSERT_NE(map, nullptr);

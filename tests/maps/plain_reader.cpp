@@ -115,7 +115,8 @@ Map read_binary(const std::string& bytes) {
     return map;
 }
 
-// Splits the text into tokens. A quoted string keeps its opening quote, to tell it from a word.
+// Splits the text into tokens. A quoted string keeps its opening quote, to distinguish it from a
+// word.
 std::vector<std::string> tokens_of(const std::string& text) {
     std::vector<std::string> tokens;
     for (std::size_t i = 0; i < text.size();) {

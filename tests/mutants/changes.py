@@ -98,7 +98,7 @@ def operator_changes(source, cursor):
         for new in OPERATORS.get(token.text, ()) if token else ():
             yield token.start, token.end, new, "operator"
         if token and token.text in ("&&", "||"):
-            # One operand alone decides.
+            # One operand alone determines the result.
             neutral = "true" if token.text == "&&" else "false"
             for operand in cursor.get_children():
                 if source.text_of(operand) not in TRUTH:
@@ -141,7 +141,7 @@ LITERALS = (Kind.INTEGER_LITERAL, Kind.FLOATING_LITERAL, Kind.CHARACTER_LITERAL,
 def constant_changes(source, cursor):
     if cursor.kind in LITERALS:
         token = source.token_at(span(cursor)[0])
-        # A macro's name stands where its value is used.
+        # The name of a macro is in the place of its value.
         if token is not None:
             for new in other_constants(token.text):
                 yield token.start, token.end, new, "constant"
@@ -245,7 +245,7 @@ def statement_changes(source, cursor):
             after = source.token_at(next_start(source, end))
             if after is not None and after.text == ";":
                 yield start, after.end, ";", "deletion"
-    # Branches of one "if" are no neighbors: only one of them runs.
+    # Branches of one "if" are not consecutive: only one of them runs.
     neighbors = zip(statements, statements[1:]) if cursor.kind == Kind.COMPOUND_STMT else ()
     for first, second in neighbors:
         if is_call(first) and is_call(second):
@@ -266,7 +266,7 @@ def statements_in(cursor):
     if cursor.kind == Kind.DO_STMT:
         return children[:1]
     if cursor.kind == Kind.IF_STMT:
-        # The branches stand behind the condition; all else before them is no plain expression.
+        # The branches follow the condition; nothing else before them is a plain expression.
         plain = [c for c in children if c.kind not in (Kind.DECL_STMT, Kind.VAR_DECL)]
         return plain[1:] if plain and plain[0].kind.is_expression() else plain
     return []

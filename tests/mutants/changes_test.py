@@ -170,7 +170,7 @@ class Statements(ChangesCase):
     def test_neighboring_calls_change_places(self):
         self.assertChanges("void g(); void h(); void f() { g(); h(); }",
                            "g(); -> ;", "h(); -> ;", "g(); h() -> h(); g()")
-        # Equal ones, and calls that do not stand side by side.
+        # Equal calls, and calls that are not adjacent.
         self.assertChanges("void g(); void f() { g(); g(); }", "g(); -> ;", "g(); -> ;")
         self.assertChanges("void g(); void h(); void f(int& a, int b) { g(); a = b; h(); }",
                            "g(); -> ;", "a = b; -> ;", "h(); -> ;")

@@ -75,8 +75,7 @@ def make_entry(block, begin):
 
 
 def stale(entries, mutants, is_complete):
-    """The entries that no mutant matches, of those files for which is_complete(file) says that all
-    mutants are known."""
+    """The entries that no mutant matches, for files all of whose mutants are known (is_complete(file))."""
     keys = {mutant.key for mutant in mutants}
     return [entry for entry in entries if entry.key not in keys and is_complete(entry.file)]
 

@@ -1,12 +1,12 @@
-"""Verdicts that outlive the run: an interrupted run goes on where it stopped, and one for which only the
-list of equivalents has changed takes seconds."""
+"""Verdicts that are stored on disk: an interrupted run continues where it stopped, and a run after a change of
+the list of equivalents takes seconds."""
 
 import hashlib
 import json
 
 from worker import Verdict, is_left_out
 
-# Files that have no part in what a test notices.
+# Files without an effect on tests.
 IRRELEVANT = (".md", "equivalents.txt")
 
 
@@ -20,7 +20,7 @@ class Journal:
             try:
                 key, verdict, seconds = json.loads(line)
             except ValueError:
-                continue  # cut off by the end of the run
+                continue  # truncated by the end of the run
             self.verdicts[tuple(key)] = Verdict(*verdict), seconds
         with open(path, "w") as stream:
             print(state, file=stream)
@@ -44,7 +44,7 @@ def key_of(build, mutant):
 
 
 def state_of(tree):
-    """A digest of all that mutants and tests are made from."""
+    """A digest of all files that mutants and tests depend on."""
     digest = hashlib.sha256()
     for path in sorted(tree.rglob("*")):
         name = path.relative_to(tree)

@@ -78,7 +78,7 @@ class Equivalents(unittest.TestCase):
 
 
 def is_running(stat):
-    """Neither gone nor waiting for its parent to notice its end."""
+    """Whether the process exists and is not a zombie."""
     try:
         return stat.read_text().rpartition(")")[2].split()[0] != "Z"
     except (FileNotFoundError, ProcessLookupError):
@@ -145,7 +145,7 @@ class Copies(FolderCase):
         (source / "changed").write_text("two\n")
         (source / "gone").unlink()
         shutil.rmtree(source / "folder")
-        (target / "build").mkdir()  # its own products stay
+        (target / "build").mkdir()  # build products are kept
         copy_tree(source, target)
         self.assertEqual((target / "same").stat().st_mtime, 1)
         self.assertEqual((target / "changed").read_text(), "two\n")

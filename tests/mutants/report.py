@@ -1,4 +1,4 @@
-"""What a run prints and writes."""
+"""Output of a run."""
 
 import json
 import sys
@@ -12,7 +12,7 @@ def say(text):
 
 
 class Progress:
-    """One line that is written over on a terminal, or a line every half minute elsewhere."""
+    """One line that is overwritten on a terminal, or a line every half minute elsewhere."""
 
     def __init__(self, total):
         self.total = total
@@ -67,7 +67,7 @@ def table(results):
 
 
 def write_results(path, results, list_errors):
-    """Everything, for programs."""
+    """All results, for programs."""
     mutants = [{"file": r.mutant.file, "line": r.mutant.line, "column": r.mutant.column,
                 "kind": r.mutant.kind, "old": r.mutant.old, "new": r.mutant.new,
                 "line_text": r.mutant.line_text, "change": r.mutant.change, "place": r.mutant.place,

@@ -13,8 +13,8 @@ Result = collections.namedtuple("Result", "mutant verdict equivalent seconds")
 
 
 def try_stages(folder, mutants, known, jobs, stages, journal):
-    """The results of all mutants. Those that survive a stage go on to the next, but for the known
-    equivalents. The folder 0 of `folder` has a copy of the project."""
+    """The results of all mutants. Survivors of a stage, except known equivalents, take part in the
+    next. The folder 0 of `folder` has a copy of the project."""
     results = {}
     waiting = mutants
     for build in stages:

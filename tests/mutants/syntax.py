@@ -13,7 +13,7 @@ TRANSPARENT = (Kind.UNEXPOSED_EXPR, Kind.PAREN_EXPR)
 
 
 class SyntaxProblem(Exception):
-    """The file does not parse; the text says where and why."""
+    """The file does not parse; the text has the place and the reason."""
 
 
 class SourceFile:
@@ -83,7 +83,7 @@ def bare(cursor):
 
 
 def walk(cursor):
-    """The cursor and everything below it, but not what only the compiler evaluates."""
+    """The cursor and everything below it, except what is evaluated at compile time."""
     if cursor.kind == Kind.STATIC_ASSERT or cursor.kind.is_attribute():
         return
     yield cursor

@@ -10,8 +10,8 @@ import subprocess
 import limited
 from builds import WHOLE_LIBRARY
 
-# How a mutant fared: "killed", "timeout" (a kill as well), "survived" or "invalid" (it does not
-# compile). `by` is what noticed.
+# The result of a mutant: "killed", "timeout" (a kill as well), "survived" or "invalid" (it does not
+# compile). `by` names what failed.
 Verdict = collections.namedtuple("Verdict", "status by")
 
 # A mutant may take this many times as long as the unchanged program, and a floor.
@@ -76,12 +76,12 @@ class Worker:
         folder = pathlib.PurePath(mutant.file).parts[1]
         own = f"src/{folder}/all"
         if mutant.file.endswith(".h") and own in self.folder_targets and not self.builds(own):
-            # The folder's own sources include little: a change that does not compile shows sooner.
+            # The folder's sources include little, so a change that does not compile fails sooner.
             return Verdict("invalid", "")
         for program in self.in_order_for(folder):
             before = stamps(program)
             if not self.builds(*program.targets):
-                # Unless the library is at fault, the compiler has evaluated a test, and it failed.
+                # If the library builds, the compiler evaluated a test that failed.
                 if self.builds("src/all"):
                     return Verdict("killed", self.noticed_by(program, "does not build"))
                 return Verdict("invalid", "")
@@ -98,7 +98,7 @@ class Worker:
         return f"{self.build.name}: {program.name} {what}".strip()
 
     def put(self, mutant):
-        """Writes the mutant into the copy, and takes another file's back."""
+        """Writes the mutant to the copy and restores another mutated file."""
         path = self.tree / mutant.file
         if self.mutated != path:
             self.restore()
@@ -117,7 +117,7 @@ class Worker:
 
     def builds(self, *targets):
         command = ["ninja", "-C", str(self.build_folder), "-j", str(self.jobs), *targets]
-        # In a session of its own: a build that an interrupt from the keyboard ends has not failed.
+        # In a session of its own, so that an interrupt from the keyboard does not look like a failed build.
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                               env=self.environment, start_new_session=True).returncode == 0
 

@@ -1,4 +1,4 @@
-// From a string parameter to the file name of a frame.
+// File names of frames from string parameters.
 #include "src/names/frame_names.h"
 
 #include "tests/renderer_stub/renderer_stub.h"

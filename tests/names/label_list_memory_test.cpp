@@ -1,5 +1,5 @@
-// What a label list asks of the heap. The program is linked with --wrap, so that calloc, realloc
-// and free of the code under test come here first.
+// Memory of label lists. The program is linked with --wrap, which redirects calls of calloc,
+// realloc and free here.
 #include "src/names/label_list.h"
 
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// The calls since it was made, while it lives, and the blocks that they left behind.
+// The calls while the object exists, and the blocks that were not released.
 class HeapCalls {
   public:
     HeapCalls() { current = this; }
@@ -23,7 +23,7 @@ class HeapCalls {
 
     std::vector<std::string> requests;
     std::set<void*> held;
-    int unknown = 0; // blocks that were given back and not held
+    int unknown = 0; // released blocks that were not held
 
     void take_back(void* block) {
         if (block != nullptr && held.erase(block) == 0) ++unknown;
@@ -45,7 +45,7 @@ void __real_free(void* block);
 void* __wrap_calloc(size_t count, size_t size) {
     void* const block = __real_calloc(count, size);
     if (HeapCalls* const calls = HeapCalls::current) {
-        HeapCalls::current = nullptr; // the record itself needs memory
+        HeapCalls::current = nullptr; // recording needs memory
         calls->requests.push_back("calloc " + std::to_string(count * size));
         calls->held.insert(block);
         HeapCalls::current = calls;
@@ -82,8 +82,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The requests for the list's array, which follow those of the parser itself: the items' array, the
-// item and its range.
+// Allocations of the list's array. They follow those of the parser: the array of items, the item
+// and its range.
 std::vector<std::string> array_requests(const std::string& item) {
     int* labels = nullptr;
     std::vector<std::string> requests;
@@ -111,7 +111,7 @@ TEST(LabelListMemory, CapacityIsTheCountRoundedUpToFive) {
     EXPECT_THAT(array_requests("1-11"), ElementsAre("calloc 20", "realloc 40", "realloc 60"));
 }
 
-TEST(LabelListMemory, AnArrayThatIsHandedInIsReallocated) {
+TEST(LabelListMemory, GivenArrayIsReallocated) {
     auto* labels = static_cast<int*>(calloc(5, sizeof(int)));
     std::vector<std::string> requests;
     {

@@ -110,7 +110,7 @@ TEST(LabelList, PlusSignIsAccepted) {
 
 TEST(LabelList, NumbersAreDecimalWhateverTheirPrefix) {
     EXPECT_THAT(parsed("010"), ElementsAre(10));
-    EXPECT_THAT(parsed("0x10"), ElementsAre(0)); // "x10" is text behind a number
+    EXPECT_THAT(parsed("0x10"), ElementsAre(0)); // "x10" is text after a number
     EXPECT_THAT(parsed("08-011"), ElementsAre(8, 9, 10, 11));
     EXPECT_THAT(parsed("0-0x2"), ElementsAre(0));
 }
@@ -146,7 +146,7 @@ TEST(LabelList, SixthValueReallocates) {
 TEST(LabelList, ExistingArrayIsReused) {
     auto* labels = static_cast<int*>(calloc(5, sizeof(int)));
     labels[0] = 3;
-    ASSERT_EQ(parse_label_list("3,4", &labels), 2); // what the array held does not count
+    ASSERT_EQ(parse_label_list("3,4", &labels), 2); // previous contents have no effect
     EXPECT_EQ(labels[0], 3);
     EXPECT_EQ(labels[1], 4);
     free(labels);

@@ -1,4 +1,4 @@
-// The two cutting operations, the extension, and the analysis of a file name for its frame number.
+// Parts of strings, extensions, and the analysis of file names.
 #include "src/names/wd_string.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ Fields fields(const CWdFilename& name) {
 
 const Fields kUntouched = {-1, "", 0, 0, 1};
 
-Fields analysed(const char* name, const char* type) {
+Fields analyzed(const char* name, const char* type) {
     CWdFilename file{CWdString(name)};
     const bool found = file.SetType(type);
     EXPECT_EQ(found, file.m_nFrameType != -1) << name;
@@ -131,136 +131,136 @@ TEST(WdFilename, AFreshNameHasInitialFields) {
 }
 
 TEST(WdFilename, Layout0NumberBetweenDots) {
-    EXPECT_EQ(analysed("shot.0012.pdc", "pdc"), (Fields{0, "shot", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot.0012.pdc", "pdc"), (Fields{0, "shot", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout1NumberBehindTheType) {
-    EXPECT_EQ(analysed("shot.pdc.0012", "pdc"), (Fields{1, "shot", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot.pdc.0012", "pdc"), (Fields{1, "shot", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout2NumberAtTheEndOfTheStem) {
-    EXPECT_EQ(analysed("shot0012.pdc", "pdc"), (Fields{2, "shot", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot0012.pdc", "pdc"), (Fields{2, "shot", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout3NumberBehindAnUnderscore) {
-    EXPECT_EQ(analysed("shot_0012.pdc", "pdc"), (Fields{3, "shot", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot_0012.pdc", "pdc"), (Fields{3, "shot", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout0KeepsDotsOfTheBase) {
-    EXPECT_EQ(analysed("a.b.0012.pdc", "pdc"), (Fields{0, "a.b", 4, 2, 4}));
+    EXPECT_EQ(analyzed("a.b.0012.pdc", "pdc"), (Fields{0, "a.b", 4, 2, 4}));
 }
 
 TEST(WdFilename, NumberWithoutLeadingZerosKeepsPaddingAt1) {
-    EXPECT_EQ(analysed("shot.1200.pdc", "pdc"), (Fields{0, "shot", 4, 0, 1}));
-    EXPECT_EQ(analysed("shot.pdc.1200", "pdc"), (Fields{1, "shot", 4, 0, 1}));
-    EXPECT_EQ(analysed("shot1200.pdc", "pdc"), (Fields{2, "shot", 4, 0, 1}));
-    EXPECT_EQ(analysed("shot_1200.pdc", "pdc"), (Fields{3, "shot", 4, 0, 1}));
+    EXPECT_EQ(analyzed("shot.1200.pdc", "pdc"), (Fields{0, "shot", 4, 0, 1}));
+    EXPECT_EQ(analyzed("shot.pdc.1200", "pdc"), (Fields{1, "shot", 4, 0, 1}));
+    EXPECT_EQ(analyzed("shot1200.pdc", "pdc"), (Fields{2, "shot", 4, 0, 1}));
+    EXPECT_EQ(analyzed("shot_1200.pdc", "pdc"), (Fields{3, "shot", 4, 0, 1}));
 }
 
 TEST(WdFilename, NumberOfZerosOnlyCountsThemAll) {
-    EXPECT_EQ(analysed("shot.0000.pdc", "pdc"), (Fields{0, "shot", 4, 4, 4}));
+    EXPECT_EQ(analyzed("shot.0000.pdc", "pdc"), (Fields{0, "shot", 4, 4, 4}));
 }
 
 TEST(WdFilename, WordThatEndsInADigitIsLayout2) {
-    EXPECT_EQ(analysed("shot.take2.pdc", "pdc"), (Fields{2, "shot.take", 1, 0, 1}));
+    EXPECT_EQ(analyzed("shot.take2.pdc", "pdc"), (Fields{2, "shot.take", 1, 0, 1}));
 }
 
 TEST(WdFilename, NoNumberIsFalse) {
-    EXPECT_EQ(analysed("shot.pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, UnderscoreWithoutNumberIsFalse) {
-    EXPECT_EQ(analysed("shot_.pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot_.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout1OfAnotherTypeIsFalse) {
-    EXPECT_EQ(analysed("shot.pdc.0012", "mrmap"), kUntouched);
+    EXPECT_EQ(analyzed("shot.pdc.0012", "mrmap"), kUntouched);
 }
 
 TEST(WdFilename, Layout1WithAnEmptyNumber) {
-    EXPECT_EQ(analysed("shot.pdc.", "pdc"), (Fields{1, "shot", 0, 0, 1}));
+    EXPECT_EQ(analyzed("shot.pdc.", "pdc"), (Fields{1, "shot", 0, 0, 1}));
 }
 
 TEST(WdFilename, ExtensionComparisonIsExact) {
-    EXPECT_EQ(analysed("shot.0012.PDC", "pdc"), kUntouched);
-    EXPECT_EQ(analysed("shot.0012.pdcx", "pdc"), kUntouched);
-    EXPECT_EQ(analysed("shot.0012.pd", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.0012.PDC", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.0012.pdcx", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.0012.pd", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, DotOfADirectoryCountsButItsFieldIsNoNumber) {
-    EXPECT_EQ(analysed("./shot.pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("./shot.pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, TypeAloneIsFalse) {
-    EXPECT_EQ(analysed("pdc", "pdc"), kUntouched);
-    EXPECT_EQ(analysed("", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout2TakesAtMostFiveDigits) {
-    EXPECT_EQ(analysed("take1234567.pdc", "pdc"), (Fields{2, "take12", 5, 0, 1}));
-    EXPECT_EQ(analysed("take12345.pdc", "pdc"), (Fields{2, "take", 5, 0, 1}));
-    EXPECT_EQ(analysed("take1200045.pdc", "pdc"), (Fields{2, "take12", 5, 3, 5}));
+    EXPECT_EQ(analyzed("take1234567.pdc", "pdc"), (Fields{2, "take12", 5, 0, 1}));
+    EXPECT_EQ(analyzed("take12345.pdc", "pdc"), (Fields{2, "take", 5, 0, 1}));
+    EXPECT_EQ(analyzed("take1200045.pdc", "pdc"), (Fields{2, "take12", 5, 3, 5}));
 }
 
 TEST(WdFilename, OtherLayoutsTakeAnyNumberOfDigits) {
-    EXPECT_EQ(analysed("shot.0123456.pdc", "pdc"), (Fields{0, "shot", 7, 1, 7}));
-    EXPECT_EQ(analysed("shot_0123456.pdc", "pdc"), (Fields{3, "shot", 7, 1, 7}));
+    EXPECT_EQ(analyzed("shot.0123456.pdc", "pdc"), (Fields{0, "shot", 7, 1, 7}));
+    EXPECT_EQ(analyzed("shot_0123456.pdc", "pdc"), (Fields{3, "shot", 7, 1, 7}));
 }
 
 TEST(WdFilename, Layout2OfDigitsOnlyHasAnEmptyBase) {
-    EXPECT_EQ(analysed("0012.pdc", "pdc"), (Fields{2, "", 4, 2, 4}));
+    EXPECT_EQ(analyzed("0012.pdc", "pdc"), (Fields{2, "", 4, 2, 4}));
 }
 
 TEST(WdFilename, EmptyStemIsFalse) {
-    EXPECT_EQ(analysed(".pdc", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed(".pdc", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout0WinsOverLayout3) {
-    EXPECT_EQ(analysed("shot_01.0012.pdc", "pdc"), (Fields{0, "shot_01", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot_01.0012.pdc", "pdc"), (Fields{0, "shot_01", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout3WinsOverLayout2) {
-    EXPECT_EQ(analysed("shot_0012.pdc", "pdc"), (Fields{3, "shot", 4, 2, 4}));
+    EXPECT_EQ(analyzed("shot_0012.pdc", "pdc"), (Fields{3, "shot", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout3WithAnEmptyBase) {
-    EXPECT_EQ(analysed("_0012.pdc", "pdc"), (Fields{3, "", 4, 2, 4}));
+    EXPECT_EQ(analyzed("_0012.pdc", "pdc"), (Fields{3, "", 4, 2, 4}));
 }
 
 TEST(WdFilename, Layout3AlsoWithSeveralDots) {
-    EXPECT_EQ(analysed("shot.v_07.pdc", "pdc"), (Fields{3, "shot.v", 2, 1, 2}));
+    EXPECT_EQ(analyzed("shot.v_07.pdc", "pdc"), (Fields{3, "shot.v", 2, 1, 2}));
 }
 
 TEST(WdFilename, DigitsAre0To9) {
-    EXPECT_EQ(analysed("a.09.pdc", "pdc"), (Fields{0, "a", 2, 1, 2}));
-    EXPECT_EQ(analysed("a.90.pdc", "pdc"), (Fields{0, "a", 2, 0, 1}));
-    EXPECT_EQ(analysed("a./.pdc", "pdc"), kUntouched); // the character before 0
-    EXPECT_EQ(analysed("a.:.pdc", "pdc"), kUntouched); // the character after 9
-    EXPECT_EQ(analysed("a.1b2.pdc", "pdc"), (Fields{2, "a.1b", 1, 0, 1}));
-    EXPECT_EQ(analysed("a_1b2.pdc", "pdc"), (Fields{2, "a_1b", 1, 0, 1}));
-    EXPECT_EQ(analysed("a.pdc.1b2", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("a.09.pdc", "pdc"), (Fields{0, "a", 2, 1, 2}));
+    EXPECT_EQ(analyzed("a.90.pdc", "pdc"), (Fields{0, "a", 2, 0, 1}));
+    EXPECT_EQ(analyzed("a./.pdc", "pdc"), kUntouched); // the character before 0
+    EXPECT_EQ(analyzed("a.:.pdc", "pdc"), kUntouched); // the character after 9
+    EXPECT_EQ(analyzed("a.1b2.pdc", "pdc"), (Fields{2, "a.1b", 1, 0, 1}));
+    EXPECT_EQ(analyzed("a_1b2.pdc", "pdc"), (Fields{2, "a_1b", 1, 0, 1}));
+    EXPECT_EQ(analyzed("a.pdc.1b2", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, SignsAndBlanksAreNoDigits) {
-    EXPECT_EQ(analysed("shot.-012.pdc", "pdc"), (Fields{2, "shot.-", 3, 1, 3}));
-    EXPECT_EQ(analysed("shot. 12.pdc", "pdc"), (Fields{2, "shot. ", 2, 0, 1}));
-    EXPECT_EQ(analysed("shot.pdc.+1", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.-012.pdc", "pdc"), (Fields{2, "shot.-", 3, 1, 3}));
+    EXPECT_EQ(analyzed("shot. 12.pdc", "pdc"), (Fields{2, "shot. ", 2, 0, 1}));
+    EXPECT_EQ(analyzed("shot.pdc.+1", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, NumberBehindAForeignExtensionIsFalse) {
-    EXPECT_EQ(analysed("shot.0012.map", "pdc"), kUntouched);
-    EXPECT_EQ(analysed("shot..0012", "pdc"), kUntouched);
-    EXPECT_EQ(analysed("shot.0012", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.0012.map", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot..0012", "pdc"), kUntouched);
+    EXPECT_EQ(analyzed("shot.0012", "pdc"), kUntouched);
 }
 
 TEST(WdFilename, Layout1WithAnEmptyBase) {
-    EXPECT_EQ(analysed(".pdc.7", "pdc"), (Fields{1, "", 1, 0, 1}));
+    EXPECT_EQ(analyzed(".pdc.7", "pdc"), (Fields{1, "", 1, 0, 1}));
 }
 
 TEST(WdFilename, EmptyTypeMatchesOnlyAnEmptyExtension) {
-    EXPECT_EQ(analysed("shot", ""), kUntouched);
-    EXPECT_EQ(analysed("shot.12.", ""), (Fields{0, "shot", 2, 0, 1}));
-    EXPECT_EQ(analysed("shot..12", ""), kUntouched); // the type between the dots must be there
+    EXPECT_EQ(analyzed("shot", ""), kUntouched);
+    EXPECT_EQ(analyzed("shot.12.", ""), (Fields{0, "shot", 2, 0, 1}));
+    EXPECT_EQ(analyzed("shot..12", ""), kUntouched); // the type between the dots must not be empty
 }
 
 TEST(WdFilename, FailedAnalysisKeepsWhatAnEarlierOneFound) {

@@ -1,4 +1,4 @@
-// The calls on map declarations and elements, by the kinds of field.
+// Calls of map declarations and elements for each type of field.
 #include "src/platform/map_write.h"
 
 #include "tests/renderer_stub/map_stub.h"

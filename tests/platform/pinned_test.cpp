@@ -1,4 +1,4 @@
-// One access, given back.
+// Pins and their release.
 #include "src/platform/pinned.h"
 
 #include "tests/renderer_stub/renderer_stub.h"

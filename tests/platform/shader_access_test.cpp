@@ -1,4 +1,4 @@
-// Access to what the renderer's manual leaves open, through the stand-in.
+// Access to the parts of the interface that the renderer's manual leaves open.
 #include "src/platform/shader_access.h"
 
 #include "tests/renderer_stub/renderer_stub.h"

@@ -7,7 +7,7 @@ namespace {
 
 TEST(Vector, DotAddsFromXToZ) {
     EXPECT_EQ(Dot({1, 2, 3}, {4, 5, 6}), 32.0f);
-    // 2^24 + 1 rounds to 2^24: the order of the additions shows.
+    // 2^24 + 1 rounds to 2^24, so the result depends on the order of the additions.
     EXPECT_EQ(Dot({16777216, 1, 1}, {1, 1, 1}), 16777216.0f);
     EXPECT_EQ(Dot({1, 1, 16777216}, {1, 1, 1}), 16777218.0f);
     EXPECT_EQ(Dot({1, 2, 3}, {1, 1, -1}), 0.0f);

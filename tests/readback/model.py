@@ -1,4 +1,4 @@
-"""What the reader returns, straight from the formulas, in double precision and by brute force.
+"""The reader's results from the formulas, in double precision and by brute force.
 
     found    the maxPoints nearest points within the radius that pass label, cone and facing
     F(d)     1 - (3 t^2 - 2 t^3), t = d / radius
@@ -18,7 +18,7 @@ def dot(a, b):
 
 
 class Undecided(Exception):
-    """Rounding may decide: a test has to use another cloud."""
+    """The result depends on rounding: the test must use another cloud."""
 
 
 def less(a, b):
@@ -31,7 +31,7 @@ def passes(point, query, p):
     if p["labels"] is not None and point.get("tag") not in p["labels"]:
         return False
     if p["minAngle"] > 0 or p["maxAngle"] < 180:
-        # A point without a normal has a null one, at a right angle to everything.
+        # A point without a normal has the null vector, at a right angle to everything.
         angle = math.degrees(math.acos(max(-1, min(1, dot(NORMAL, point.get("normalPP", (0, 0, 0)))))))
         if less(angle, p["minAngle"]) or less(p["maxAngle"], angle):
             return False

@@ -36,7 +36,7 @@ def random_points(count=120):
 
 
 class CloudCase(ReadCase):
-    """A coarse picture of the wall z = 0, read from a cloud that is written by hand."""
+    """A coarse picture of the wall z = 0, read from a hand-written cloud."""
 
     def setUp(self):
         super().setUp()
@@ -48,8 +48,8 @@ class CloudCase(ReadCase):
         write_map(self.path("cloud.0001.mrmap"), self.points, fields)
 
     def check(self, shader, member="outColor", **parameters):
-        """The picture of `shader` against the formulas with these parameters: one set, or, as a
-        function, one for each point."""
+        """Compares the picture of `shader` with the formulas for these parameters: one set, or a function
+        that returns those of a point."""
 
         def expected(x, y):
             values = {name: v(self.point(x, y)) if callable(v) else v for name, v in parameters.items()}

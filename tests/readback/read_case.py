@@ -1,4 +1,4 @@
-"""What the tests of the reader share: map files, scenes that show the reader's result, and the pictures.
+"""Base of the reader's tests: map files, scenes that show the reader's result, and pictures.
 
 Needs VX_RENDER (the program) in the environment. Every test runs in a folder of its own. Pictures
 are written as 32-bit floats, so that also values beyond 0 to 1 and NaN come back.
@@ -16,12 +16,12 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 
 from scenes import Camera, HEAD, RENDER, instance, plane_hit, quad, tagged, world, writer  # noqa: E402
 
-# Nothing here needs a shader but the library's own.
+# These scenes need no other shaders.
 PLAIN_HEAD = HEAD.replace('link "base.so"\n', "").replace("$include <base.mi>\n", "")
 # At distance 4 such a camera sees 4 x 4 units of the plane z = 0, 4 pixels to the unit.
 CAMERA = dict(width=16, height=16, eye=(0, 0, 4), focal=1.0, aperture=1.0, aspect=1.0)
 PICTURE = 'output "rgb_fp" "exr" compress "none" "%s"'
-# Rays meet the plane within 1e-6 of the exact point. Roots of a falloff near 0 magnify that ten times.
+# Rays hit the plane within 1e-6 of the exact point. Roots of a falloff near 0 magnify that ten times.
 CLOSE = 3e-5
 
 
@@ -67,8 +67,8 @@ def write_map(path, points, fields=FIELDS):
 
 
 def reader(**parameters):
-    """The shader "cloud". Every parameter not given stands at a plain, working value: the mean of
-    everything within the radius, without weights. '= "NAME"' connects the shader NAME."""
+    """The shader "cloud". Parameters that are not given have plain, working values: the mean of all
+    points within the radius, without weights. '= "NAME"' connects the shader NAME."""
     values = dict(disable=False, fileName="cloud.0001.mrmap", frame=1, radius=0.4, maxPoints=16,
                   useLabels=False, labels="", facing=0, minAngle=0.0, maxAngle=180.0,
                   falloff=(0, 0, 0, 0), scale=(1, 1, 1, 1), useOpacity=False)
@@ -91,7 +91,7 @@ def show(member="outColor"):
 
 
 def wall(name="wall", z=0.0, facing=1, size=4.0):
-    """A square across the view; its front side looks at the camera, or away from it."""
+    """A square across the view, facing the camera or facing away from it."""
     return quad(name, (0, 0, z), (facing * size, 0, 0), (0, size, 0))
 
 
@@ -123,11 +123,11 @@ class ReadCase(unittest.TestCase):
         self.run_scene(text + world("camInst", *[part[0] + "Inst" for part in parts]) + RENDER)
 
     def point(self, x, y, z=0.0):
-        """Where the ray through a pixel meets the plane z; (0, 0) is the lower left pixel."""
+        """The intersection of the ray through a pixel with the plane z; (0, 0) is the lower left pixel."""
         return plane_hit(self.camera.eye, self.camera.direction(x, y), (0, 0, z), (0, 0, 1))
 
     def baked(self, z, color):
-        """The points that a bake takes from a wall."""
+        """The points that a bake of a wall stores."""
         return [dict(position=self.point(x, y, z), rgbPP=color)
                 for y in range(self.camera.height) for x in range(self.camera.width)]
 

@@ -74,7 +74,7 @@ class Labels(ReadCase):
         points = self.baked(0.0, (1, 0, 0)) + self.baked(-0.05, (0, 1, 0))
         self.assertPicture(self.show("1-2"), lambda x, y: blend(points, self.point(x, y))[0])
 
-    def test_that_nobody_has_are_black(self):
+    def test_without_points_are_black(self):
         self.assertEverywhere(self.show("3"), (0, 0, 0))
         self.assertEverywhere(self.show(""), (0, 0, 0))
 

@@ -1,5 +1,4 @@
-// Shaders whose values the reader's tests connect to its parameters. Each call is reported in the
-// log as "SHADER VALUE".
+// Shaders for the reader's parameters. Each call is reported in the log as "SHADER VALUE".
 #include "shader.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// Pictures whose every pixel follows from a formula.
+// Pictures whose pixels follow from formulas.
 #include "run_scene.h"
 
 #include <fmt/format.h>
@@ -24,13 +24,13 @@ V unit(const V& a) {
     return a * (1.0 / std::sqrt(dot(a, a)));
 }
 
-// Camera at the origin looking along -z: direction through the centre of pixel (i, j).
+// Camera at the origin looking along -z: direction through the center of pixel (i, j).
 V pinhole(int i, int j, int w, int h, double aperture, double aspect, double focal) {
     return unit(
         {((i + 0.5) / w - 0.5) * aperture, ((j + 0.5) / h - 0.5) * aperture / aspect, -focal});
 }
 
-// Points and colours are single precision numbers of up to 10, computed in a few steps.
+// Points and colors are single precision numbers of up to 10, computed in a few steps.
 constexpr double kSingle = 4e-6;
 
 std::string graph(const std::string& members) {
@@ -98,7 +98,7 @@ TEST(Analytic, PlaneUnderAnInfiniteLightSeenOrthographically) {
 
 namespace {
 
-// A sphere about the origin with exact normals, finely cut.
+// A fine sphere about the origin with exact normals.
 std::string sphere(const std::string& name, double radius, int n) {
     std::string text = "object \"" + name + "\" " + flags() + "\ngroup\n";
     const int columns = 2 * n;
@@ -137,21 +137,21 @@ TEST(Analytic, SphereUnderAPointLight) {
     for (int j = 0; j < 30; ++j)
         for (int i = 0; i < 40; ++i) {
             const V d = pinhole(i, j, 40, 30, 1, 4.0 / 3, 1);
-            const V centre{0, 0, -4};
-            const double b = dot(d, centre);
-            const double root = b * b - dot(centre, centre) + 1.0;
-            // Not where the polygon's outline and the sphere's may differ.
+            const V center{0, 0, -4};
+            const double b = dot(d, center);
+            const double root = b * b - dot(center, center) + 1.0;
+            // Skip the outline, where polygons and sphere differ.
             if (std::abs(root) < 0.01) continue;
             if (root < 0) {
                 expect_color(s.frame, i, j, {}, 0.0);
                 continue;
             }
             const V p = d * (b - std::sqrt(root));
-            const V n = unit(p - centre);
+            const V n = unit(p - center);
             const V to_light = V{1, 2, -3} - p;
             const double cosine = std::max(0.0, dot(n, unit(to_light)));
             const double e = 10.0 * cosine / dot(to_light, to_light);
-            // Just before the terminator the flat facets lie in their own shade.
+            // Near the terminator, flat facets are in shadow.
             if (cosine < 0.02) continue;
             ++seen;
             expect_color(s.frame, i, j, {0.5 * e, 0.25 * e, e}, 0.002 * e + 1e-3);
@@ -173,13 +173,13 @@ instance "lampI" "lamp" end instance
  c 0 3 2 1  c 4 5 6 7  c 0 1 5 4  c 2 3 7 6  c 1 2 6 5  c 0 4 7 3
 end group end object
 )" + square("floor", 100) +
-        // The cube about (0, 0, -6); the floor turned to face up at y = -1.
+        // The cube about (0, 0, -6); the floor, facing up, at y = -1.
         R"(instance "cubeI" "cube" material "m" transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 6 1 end instance
 instance "floorI" "floor" material "m" transform 1 0 0 0 0 0 1 0 0 -1 0 0 0 0 1 1 end instance
 )" + graph("\"lampI\" \"cubeI\" \"floorI\""));
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
     const V light{4, 4, -5};
-    // First hit of a ray with the cube's slabs.
+    // The first intersection of a ray with the cube's slabs.
     const auto cube = [](const V& o, const V& d, double& t, V& n) {
         double enter = -1e30;
         double leave = 1e30;
@@ -232,7 +232,7 @@ instance "floorI" "floor" material "m" transform 1 0 0 0 0 0 1 0 0 -1 0 0 0 0 1 
     EXPECT_GT(in_shadow, 10);
 }
 
-TEST(Analytic, OffCentreWindowShowsThatPartOfTheWholePicture) {
+TEST(Analytic, OffCenterWindowShowsThatPartOfTheWholePicture) {
     const std::string rest = square("plane", 50) +
                              "material \"m\" \"t_position\" () end material\n"
                              "instance \"planeI\" \"plane\" material \"m\" "
@@ -267,9 +267,9 @@ TEST(Analytic, PixelsNeedNotBeSquareAndOffsetsShiftThePicture) {
         }
 }
 
-TEST(Analytic, SlabOfGlassShiftsTheRayAsSnellSays) {
+TEST(Analytic, SlabOfGlassShiftsTheRayBySnellsLaw) {
     Scene s;
-    // Glass from z = -2 to z = -3, a wall at z = -6 that shows where it was hit.
+    // Glass from z = -2 to z = -3, and a wall at z = -6 that shows positions.
     s.run(options() + camera(30, 20) + square("side", 20) + square("wall", 50) + R"(
 material "glass" "t_glass" ( "ior" 1.5 ) end material
 material "wallM" "t_position" () end material
@@ -302,7 +302,7 @@ instance "wallI" "wall" material "wallM" transform 1 0 0 0 0 -1 0 0 0 0 -1 0 0 0
     for (int j = 0; j < 20; ++j)
         for (int i = 0; i < 30; ++i) {
             const V d = pinhole(i, j, 30, 20, 1, 1.5, 1);
-            // The straight ray would meet the wall's mirror image, z = -11.
+            // The unreflected ray would hit the wall's mirror image, z = -11.
             const V p = d * (-11.0 / d.z);
             expect_color(s.frame, i, j, {p.x, p.y, 3}, 2e-5);
         }
@@ -353,7 +353,7 @@ instance "right" "g" transform 1 0 0 0 0 1 0 0 0 0 1 0 -2 0 7 1 end instance
     }
 }
 
-// What lights a plane at z = -5 with each combination of origin, direction and spread.
+// The light on a plane at z = -5 for each combination of origin, direction and spread.
 class LightTable : public testing::Test {
   protected:
     static void check(const std::string& items, const std::function<V(const V&)>& to_light,

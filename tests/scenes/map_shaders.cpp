@@ -1,4 +1,4 @@
-// Shaders that hand maps to each other by tag.
+// Shaders that pass maps by tag.
 #include "shader.h"
 
 #include "mi_shader_if.h"

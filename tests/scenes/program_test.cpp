@@ -1,4 +1,4 @@
-// The program itself: its command line, its messages, its exit status and its files.
+// The program: command line, messages, exit status and files.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
@@ -185,7 +185,7 @@ TEST_F(Program, AbsurdResolutionIsRefusedBeforeMemoryIsTaken) {
 }
 
 TEST_F(Program, ShaderThatIsInNoLibraryIsStatusTwo) {
-    // Declared, but its function is nowhere.
+    // Declared, but no library has the function.
     file("s.mi", scene(1, "t_missing"));
     const Finished r = run("s.mi");
     EXPECT_EQ(r.status, 2) << r.err;
@@ -296,7 +296,7 @@ TEST_F(Program, HelpNamesEveryOptionAndEndsWell) {
     EXPECT_EQ(run("-version").status, 0);
 }
 
-TEST_F(Program, QuietSaysNothingWhenAllIsWell) {
+TEST_F(Program, QuietPrintsNothingWithoutErrors) {
     file("s.mi", "verbose 6\n" + scene(1));
     const Finished r = run("-q s.mi");
     EXPECT_EQ(r.status, 0);
@@ -403,7 +403,7 @@ render "world" "camI" "opt"
     }
 }
 
-TEST_F(Program, InterruptKeepsFinishedPicturesAndSaysWhatWasLeftOut) {
+TEST_F(Program, InterruptKeepsFinishedPicturesAndReportsTheRest) {
     // The first frame is small, the second takes minutes.
     std::string text = scene(1);
     text += "incremental camera \"cam\" output output \"rgba\" \"png\" \"pic.2.png\" resolution "

@@ -1,4 +1,4 @@
-// Renders a scene given as text, within the test.
+// Renders scene texts in the test process.
 #pragma once
 
 #include "host/image/frame.h"
@@ -14,7 +14,7 @@
 
 namespace vx::test {
 
-// Declares and links the test shaders; stands before every scene.
+// Declares and links the test shaders; precedes every scene.
 std::string shader_declarations();
 
 struct Scene {
@@ -28,7 +28,7 @@ struct Scene {
         context.substitute = [this](std::string_view text) { return substitution.path(text); };
     }
 
-    // Renders every render command; the last one's picture stays in `frame`.
+    // Executes all render commands; `frame` is the last picture.
     void run(const std::string& text) {
         builder.render = [this](const shading::RenderRequest& request) {
             ++renders;
@@ -75,7 +75,7 @@ T* shader_variable(const char* name) {
     return static_cast<T*>(address);
 }
 
-// Pieces of scenes. Options with one sample per pixel and rays of every kind.
+// Options with one sample per pixel and all types of rays.
 std::string options(const std::string& more = "");
 // A camera with this many square pixels; `more` may override.
 std::string camera(int width, int height, const std::string& more = "");

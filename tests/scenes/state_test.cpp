@@ -1,4 +1,4 @@
-// What states say of hits, what stays of them, and which rays meet which surfaces.
+// States of hits and their children, and the visibility of surfaces for types of rays.
 #include "run_scene.h"
 
 #include "host/trace/world.h"
@@ -38,7 +38,7 @@ std::string constant(const std::string& name, const std::string& color) {
            " ) end material\n";
 }
 
-miColor centre(const vx::image::Frame& frame) {
+miColor center(const vx::image::Frame& frame) {
     return frame.color(frame.width() / 2, frame.height() / 2);
 }
 
@@ -88,8 +88,8 @@ TEST(State, NormalsFaceTheRayWhenTheBackIsHit) {
           "transform 1 0 0 0 0 -1 0 0 0 0 -1 0 0 0 -4 1 end instance\n" +
           graph("\"p\""));
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    EXPECT_FLOAT_EQ(centre(s.frame).b, 1.0f);
-    EXPECT_FLOAT_EQ(centre(s.frame).a, 1.0f) << "inv_normal";
+    EXPECT_FLOAT_EQ(center(s.frame).b, 1.0f);
+    EXPECT_FLOAT_EQ(center(s.frame).a, 1.0f) << "inv_normal";
 }
 
 TEST(State, LensShadersAreTheMaterialsParents) {
@@ -103,8 +103,8 @@ TEST(State, LensShadersAreTheMaterialsParents) {
         square("plane", 2) + "material \"m\" \"t_keep_state\" () end material\n" +
         placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    EXPECT_FLOAT_EQ(centre(s.frame).r, 0.25f) << "both lens shaders of the list changed the colour";
-    EXPECT_FLOAT_EQ(centre(s.frame).g, 0.25f);
+    EXPECT_FLOAT_EQ(center(s.frame).r, 0.25f) << "both lens shaders of the list changed the color";
+    EXPECT_FLOAT_EQ(center(s.frame).g, 0.25f);
 }
 
 TEST(State, LensSwitchLeavesLensShadersOut) {
@@ -112,7 +112,7 @@ TEST(State, LensSwitchLeavesLensShadersOut) {
     s.run(options("lens off") + camera(1, 1, "lens \"t_pass\" ( \"color\" 0 0 0 )") +
           square("plane", 2) + constant("m", "1 1 1 1") +
           placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
-    EXPECT_FLOAT_EQ(centre(s.frame).r, 1.0f);
+    EXPECT_FLOAT_EQ(center(s.frame).r, 1.0f);
 }
 
 TEST(State, LabelChangedByTheMaterialReachesTheLabelBuffer) {
@@ -120,7 +120,7 @@ TEST(State, LabelChangedByTheMaterialReachesTheLabelBuffer) {
     s.run(options() + camera(2, 2) + square("plane", 5, "tag 5") +
           "material \"m\" \"t_label\" () end material\n" +
           placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\""));
-    EXPECT_FLOAT_EQ(centre(s.frame).r, 5.0f);
+    EXPECT_FLOAT_EQ(center(s.frame).r, 5.0f);
     EXPECT_EQ(s.frame.label(1, 1), 105u);
     EXPECT_NEAR(s.frame.depth(1, 1, false), 4.0f, 1e-5f);
     EXPECT_FLOAT_EQ(s.frame.normal(1, 1, false).z, 1.0f);
@@ -160,25 +160,25 @@ TEST(Probe, WalksThroughAllLayersAndReflectionShadesEachOfThem) {
         EXPECT_NEAR(t[0].dist, 3.0, 1e-5);
         EXPECT_NEAR(t[1].dist, 0.995, 1e-5) << "starts 0.005 behind the layer before";
         EXPECT_NEAR(t[2].dist, 1.495, 1e-5);
-        // The square's corner at (-1.5, -1.75): the axis meets it at 1.5 / 4 and 1.75 / 4.
+        // The square's corner is at (-1.5, -1.75): the axis hits it at 1.5 / 4 and 1.75 / 4.
         EXPECT_NEAR(t[0].texture.x, 0.375, 1e-6);
         EXPECT_NEAR(t[0].texture.y, 0.4375, 1e-6);
         EXPECT_EQ(t[0].material_list, 1);
         EXPECT_EQ(t[1].material_list, 1);
         EXPECT_EQ(t[2].material_list, 0) << "written without brackets";
         // Shaded by a reflection ray from the camera, from 0.005 behind for the back side.
-        EXPECT_FLOAT_EQ(t[0].colour.r, 1.0f);
+        EXPECT_FLOAT_EQ(t[0].color.r, 1.0f);
         EXPECT_FLOAT_EQ(t[0].reflected_point.z, -3.0f);
-        EXPECT_FLOAT_EQ(t[1].colour.g, 1.0f);
+        EXPECT_FLOAT_EQ(t[1].color.g, 1.0f);
         EXPECT_FLOAT_EQ(t[1].reflected_point.z, -4.0f);
-        EXPECT_FLOAT_EQ(t[2].colour.b, 1.0f);
+        EXPECT_FLOAT_EQ(t[2].color.b, 1.0f);
         EXPECT_FALSE(t[3].hit);
         EXPECT_TRUE(t[3].child_null) << "no child after a miss";
     };
     s.run(options() + camera(3, 3, "lens \"t_probe_lens\" ( \"n\" 2 )") + kThreeLayers);
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
     EXPECT_EQ(s.renders, 1);
-    EXPECT_FLOAT_EQ(centre(s.frame).r, 1.0f) << "the eye ray itself is as it was";
+    EXPECT_FLOAT_EQ(center(s.frame).r, 1.0f) << "the eye ray itself is as it was";
 }
 
 TEST(Probe, ARayThatIsTracedAfterItsProbeStillSeesOnlyWhatExistsForIt) {
@@ -186,14 +186,14 @@ TEST(Probe, ARayThatIsTracedAfterItsProbeStillSeesOnlyWhatExistsForIt) {
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
         ASSERT_EQ(*shader_variable<int>("test_probe_count"), 3);
         const auto* const t = shader_variable<TestProbe>("test_probes");
-        // The probe meets the first square, which is not there for reflection rays.
+        // The probe hits the first square, which is invisible to reflection rays.
         EXPECT_FLOAT_EQ(t[0].point.z, -3.0f);
         ASSERT_TRUE(t[0].reflected);
         EXPECT_FLOAT_EQ(t[0].reflected_point.z, -5.0f);
-        EXPECT_FLOAT_EQ(t[0].colour.g, 1.0f);
+        EXPECT_FLOAT_EQ(t[0].color.g, 1.0f);
         EXPECT_FLOAT_EQ(t[1].point.z, -5.0f);
         EXPECT_FLOAT_EQ(t[1].reflected_point.z, -5.0f);
-        EXPECT_FLOAT_EQ(t[1].colour.g, 1.0f);
+        EXPECT_FLOAT_EQ(t[1].color.g, 1.0f);
         EXPECT_FALSE(t[2].hit);
     };
     s.run(
@@ -211,7 +211,7 @@ TEST(Probe, RaysThatStartOrGoElsewhereAreTracedAnew) {
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
         const auto* const ends = shader_variable<miVector>("test_ray_ends");
         EXPECT_FLOAT_EQ(ends[0].x, 1.5f) << "starts beside the probe";
-        EXPECT_FLOAT_EQ(ends[1].x, 1.5f) << "goes half as far to the side as ahead";
+        EXPECT_FLOAT_EQ(ends[1].x, 1.5f) << "the ray has slope 1/2";
         EXPECT_FLOAT_EQ(ends[2].x, 0.0f) << "the probe's own ray";
         for (int i = 0; i < 3; ++i)
             EXPECT_FLOAT_EQ(ends[i].z, -3.0f);
@@ -223,7 +223,7 @@ TEST(Probe, RaysThatStartOrGoElsewhereAreTracedAnew) {
     EXPECT_EQ(s.renders, 1);
 }
 
-TEST(Probe, ItsChildTakesOverWhatNoSurfaceSays) {
+TEST(Probe, ItsChildInheritsWhatNoSurfaceSets) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
         const auto* const c = shader_variable<miState>("test_probe_child");
@@ -277,7 +277,7 @@ TEST(Exits, WithoutMemoryForTheirMessagesTheRenderHasFailed) {
         ::unsetenv("T_FAIL");
         EXPECT_EQ(messages, 1);
         EXPECT_EQ(s.outcome, vx::render::Outcome::failed) << failure;
-        EXPECT_EQ(centre(s.frame).r, 1.0f);
+        EXPECT_EQ(center(s.frame).r, 1.0f);
     }
 }
 
@@ -302,7 +302,7 @@ TEST(Sample, DependsNeitherOnThreadsNorOnWhereThePictureBegins) {
             if (first.empty()) first = samples;
             EXPECT_EQ(first, samples) << threads << " threads, " << window;
         }
-    // Four points of one loop lie in four quarters.
+    // The four points of a loop are in four quarters.
     for (std::size_t loop = 0; loop < 50; ++loop) {
         std::set<int> quarters;
         for (std::size_t i = 0; i < 4; ++i)
@@ -358,7 +358,7 @@ TEST(Sample, LoopsInsideALoopLeaveItAlone) {
 }
 
 TEST(Sample, ALensLeavesTheSamplesOfThePictureAlone) {
-    // The lens samples, and shades surfaces that sample, before it sends the first eye ray on.
+    // The lens takes samples, and shades surfaces that do, before it casts the first eye ray.
     std::vector<float> without;
     for (const char* const lens : {"", "lens \"t_probe_lens\" ( \"n\" 4 )"})
         for (const int threads : {1, 4}) {
@@ -379,7 +379,7 @@ TEST(Sample, ALensLeavesTheSamplesOfThePictureAlone) {
 }
 
 TEST(Sample, RaysThatALensSendsOnSampleDifferently) {
-    // The mean of two rays through the same pixel: with equal samples it would be that of one.
+    // The mean of two rays through a pixel; with equal samples it would be the value of one.
     const auto render = [](const std::string& lens) {
         Scene s;
         s.run(options() + camera(40, 40, lens) + square("plane", 9) +
@@ -414,7 +414,7 @@ TEST(Depth, ReflectionsEndAtTheLimitOfTheOptions) {
     Scene s;
     s.run(options("trace depth 3 3 6") + camera(3, 3) + scene);
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    EXPECT_EQ(centre(s.frame).r, 0.0f);
+    EXPECT_EQ(center(s.frame).r, 0.0f);
     EXPECT_EQ(s.errors.size(), 0u);
 }
 
@@ -460,8 +460,8 @@ TEST(Child, IsNullWhenTheRayLeavesTheScene) {
           "material \"near\" \"t_keep_child\" () end material\n" +
           placed("n", "plane", "material \"near\"", 0, 0, -4) + graph("\"n\""));
     // The camera's environment is called for the reflection, too.
-    EXPECT_FLOAT_EQ(centre(s.frame).b, -1.0f);
-    EXPECT_FLOAT_EQ(centre(s.frame).a, static_cast<float>(miRAY_REFLECT));
+    EXPECT_FLOAT_EQ(center(s.frame).b, -1.0f);
+    EXPECT_FLOAT_EQ(center(s.frame).a, static_cast<float>(miRAY_REFLECT));
 }
 
 TEST(Environment, OfTheMaterialComesBeforeThatOfTheCamera) {
@@ -470,7 +470,7 @@ TEST(Environment, OfTheMaterialComesBeforeThatOfTheCamera) {
           square("plane", 1) +
           "material \"m\" \"t_mirror\" () environment \"t_environment\" () end material\n" +
           placed("n", "plane", "material \"m\"", 0, 0, -4) + graph("\"n\""));
-    EXPECT_FLOAT_EQ(centre(s.frame).b, 1.0f) << "mirrored straight back";
+    EXPECT_FLOAT_EQ(center(s.frame).b, 1.0f) << "mirrored straight back";
     EXPECT_FLOAT_EQ(s.frame.color(0, 0).g, 1.0f) << "an eye ray that leaves the scene";
 }
 
@@ -486,7 +486,7 @@ miColor through_plate(const std::string& object_flags, const std::string& instan
           placed("p", "plate", "material \"red\"", 0, 0, -2, instance_flags) +
           placed("w", "wall", "material \"blue\"", 0, 0, -4) + graph("\"p\" \"w\""));
     EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    return centre(s.frame);
+    return center(s.frame);
 }
 
 } // namespace
@@ -500,7 +500,7 @@ TEST(Flags, InvisibleObjectsAreNotSeenByEyeRays) {
     EXPECT_EQ(through_plate("visible on", "hide on").b, 1.0f);
 }
 
-TEST(Flags, FaceTellsWhichSideEyeRaysSee) {
+TEST(Flags, FaceSelectsTheSideThatEyeRaysSee) {
     EXPECT_EQ(through_plate("visible on face front", "").r, 1.0f);
     EXPECT_EQ(through_plate("visible on face back", "").b, 1.0f);
     EXPECT_EQ(through_plate("visible on face both", "", "face front").r, 1.0f);
@@ -513,7 +513,7 @@ TEST(Flags, OptionsFaceHoldsForEveryObject) {
 
 namespace {
 
-// What a mirror shows of a plate behind the camera with these flags.
+// A plate with these flags behind the camera, seen in a mirror.
 float in_mirror(const std::string& mirror_flags, const std::string& plate_flags,
                 const std::string& plate_instance = "") {
     Scene s;
@@ -526,7 +526,7 @@ float in_mirror(const std::string& mirror_flags, const std::string& plate_flags,
           constant("red", "1 0 0 1") + placed("m", "mirror", "material \"mm\"", 0, 0, -2) +
           placed("p", "plate", "material \"red\"", 0, 0, 3, plate_instance) + graph("\"m\" \"p\""));
     EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    return centre(s.frame).r;
+    return center(s.frame).r;
 }
 
 } // namespace
@@ -544,7 +544,7 @@ TEST(Flags, ReflectionBitsCastAndReceive) {
 
 namespace {
 
-// Light that falls from above through a plate onto a floor seen from the side.
+// Light from above that passes a plate and falls on a floor, seen from the side.
 miColor under_plate(const std::string& plate_material, const std::string& plate_flags,
                     const std::string& options_text = "", int plates = 1,
                     const std::string& floor_flags = "shadow 3") {
@@ -573,7 +573,7 @@ miColor under_plate(const std::string& plate_material, const std::string& plate_
         plates_text + "instance \"f\" \"floor\" material \"fm\" end instance\n" +
         graph("\"sunI\" \"f\" " + names));
     EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    return centre(s.frame);
+    return center(s.frame);
 }
 
 const std::string kOpaquePlate = constant("pm", "1 0 0 1");
@@ -629,7 +629,7 @@ material "m" "t_lambert" ( "color" 1 1 1 ) end material
               placed("p", "plane", "material \"m\"", 0, 0, -4, list) +
               graph("\"rI\" \"gbI\" \"p\""));
         EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
-        const miColor c = centre(s.frame);
+        const miColor c = center(s.frame);
         return fmt::format("{:.0f}{:.0f}{:.0f}", c.r, c.g, c.b);
     };
     EXPECT_EQ(lit_by(""), "111");
@@ -665,7 +665,7 @@ float with_materials(const std::string& object_material, const std::string& inne
           "instgroup \"g\" \"i\" end instgroup\ninstance \"gI\" \"g\" " + outer +
           " end instance\n" + graph("\"gI\""));
     EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
-    return centre(s.frame).r;
+    return center(s.frame).r;
 }
 
 } // namespace
@@ -743,7 +743,7 @@ std::string ball(double radius, int n) {
     return text + "end group end object\n";
 }
 
-// Pixels that are darker than what a light at the camera gives there.
+// Pixels that are darker than a light at the camera would make them.
 int dark_pixels(double offset, int n, bool twice) {
     Scene s;
     const std::string o = fmt::format("{:.9g}", -offset);
@@ -769,7 +769,7 @@ int dark_pixels(double offset, int n, bool twice) {
             const miVector n_at = s.frame.normal(x, y, false);
             const miVector d{(static_cast<float>(x) + 0.5f) / 64 - 0.5f,
                              (static_cast<float>(y) + 0.5f) / 64 - 0.5f, -1.0f};
-            // The light is at the camera: it reaches all that is seen.
+            // The light is at the camera, so it reaches everything visible.
             const float cosine = -mi_vector_dot(&n_at, &d) / mi_vector_norm(&d);
             if (cosine < 0.1f) continue;
             ++seen;

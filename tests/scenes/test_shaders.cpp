@@ -1,5 +1,4 @@
-// Shaders that the tests of tracing and rendering use. Each does one thing whose result can be
-// computed by hand.
+// Shaders for the tests of tracing and rendering. Their results can be computed by hand.
 #include "tests/scenes/test_shaders.h"
 
 #include "shader.h"
@@ -31,8 +30,8 @@ DLLEXPORT miBoolean t_constant(miColor* result, miState* state, Constant* p) {
     return miTRUE;
 }
 
-// A constant whose entry point that the environment variable T_FAIL names throws no std::exception;
-// with "pin" it leaves an element pinned instead.
+// A constant. The entry point that the environment variable T_FAIL names throws an int; "pin"
+// leaves an element pinned instead.
 static bool fails(const char* entry) {
     const char* const wanted = std::getenv("T_FAIL");
     return wanted != nullptr && std::strcmp(wanted, entry) == 0;
@@ -49,7 +48,7 @@ DLLEXPORT void t_fail_init(miState*, Constant* p, miBoolean* request) {
     if (p == nullptr) *request = miTRUE;
 }
 DLLEXPORT miBoolean t_fail(miColor* result, miState* state, Constant* p) {
-    // The first pixel is rendered alone, this one by all threads that there are.
+    // A single thread renders the first pixel, all threads this one.
     if (state->raster_x > 4) fail_in("call");
     if (fails("pin")) mi_db_access(state->instance);
     *result = p->color;
@@ -142,7 +141,7 @@ DLLEXPORT miBoolean t_shadow(miColor* result, miState* state, Constant* p) {
 struct Segment {
     miColor color;
 };
-// Attenuates what is left after the occluders behind it.
+// Attenuates the light that passes the occluders behind it.
 DLLEXPORT int t_shadow_seg_version(void) {
     return 1;
 }
@@ -260,7 +259,7 @@ DLLEXPORT miBoolean t_keep_state(miColor* result, miState* state, void*) {
     return miTRUE;
 }
 
-// A copy of the state, once the ray has been traced to its end and all have returned.
+// A copy of the state after the eye ray.
 DLLEXPORT int t_keep_child_version(void) {
     return 1;
 }
@@ -283,7 +282,7 @@ DLLEXPORT miBoolean t_pass(miColor* result, miState* state, Constant* p) {
     return lit;
 }
 
-// A lens that sends every eye ray on twice.
+// A lens that casts every eye ray twice.
 DLLEXPORT int t_twice_version(void) {
     return 1;
 }
@@ -299,7 +298,7 @@ DLLEXPORT miBoolean t_twice(miColor* result, miState* state, void*) {
 struct Mean {
     miInteger n;
 };
-// Mean of what mi_sample gives, as a picture.
+// The mean of samples of mi_sample.
 DLLEXPORT int t_mean_version(void) {
     return 1;
 }
@@ -316,7 +315,8 @@ DLLEXPORT miBoolean t_mean(miColor* result, miState* state, Mean* p) {
     return miTRUE;
 }
 
-// The same of a loop of 16 that starts `inner` other loops in each turn and leaves them early.
+// As t_mean, with a loop of 16 samples that starts `inner` other loops in each turn and leaves them
+// early.
 DLLEXPORT int t_nested_loops_version(void) {
     return 1;
 }
@@ -335,8 +335,8 @@ DLLEXPORT miBoolean t_nested_loops(miColor* result, miState* state, Mean* p) {
     return miTRUE;
 }
 
-// A lens shader that does the work of a whole frame in its first call, as a bake does: records
-// samples, then probes through all layers along the camera's axis and shades each surface.
+// A lens shader that works in its first call only, as a bake does: records samples, then probes all
+// layers along the camera's axis and shades each surface.
 static int once = 0;
 DLLEXPORT int t_probe_lens_version(void) {
     return 1;
@@ -348,7 +348,7 @@ DLLEXPORT void t_probe_lens_init(miState*, Mean*, miBoolean*) {
     std::memset(test_probes, 0, sizeof test_probes);
 }
 DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
-    // The renderer sends the first eye ray alone, so no lock is needed here.
+    // The renderer casts the first eye ray alone, so no lock is needed.
     if (once == 0) {
         once = 1;
         for (int loop = 0; loop < 50; ++loop) {
@@ -400,7 +400,7 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
                                 hit.z - 0.005f * shade.z};
             }
             mi_flush_cache(state);
-            t.reflected = mi_trace_reflection(&t.colour, state, &shade);
+            t.reflected = mi_trace_reflection(&t.color, state, &shade);
             if (state->child) t.reflected_point = state->child->point;
             state->point = {hit.x + 0.005f * dir.x, hit.y + 0.005f * dir.y, hit.z + 0.005f * dir.z};
             mi_flush_cache(state);
@@ -410,8 +410,8 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
     return mi_trace_eye(result, state, &state->org, &state->dir);
 }
 
-// A lens shader that probes straight ahead and then shades along a ray that starts elsewhere, along
-// one that goes elsewhere, and along the probe's own.
+// A lens shader that probes straight ahead, and then shades along a ray with another origin, one
+// with another direction, and that of the probe.
 DLLEXPORT int t_other_ray_version(void) {
     return 1;
 }
@@ -433,8 +433,8 @@ DLLEXPORT miBoolean t_other_ray(miColor* result, miState* state, void*) {
         state->point = starts[i];
         mi_flush_cache(state);
         miVector way = ways[i];
-        miColor colour;
-        if (!mi_trace_reflection(&colour, state, &way)) return miFALSE;
+        miColor color;
+        if (!mi_trace_reflection(&color, state, &way)) return miFALSE;
         test_ray_ends[i] = state->child->point;
     }
     *state = before;

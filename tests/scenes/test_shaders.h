@@ -18,6 +18,6 @@ struct TestProbe {
     void* shader;
     int reflected;
     miVector reflected_point;
-    miColor colour;
+    miColor color;
     int others_kept;
 };

@@ -1,5 +1,5 @@
-// The rule for reading a parameter: every combination of connection flag, ghost offset and
-// connection tag.
+// Evaluation of a parameter with every combination of connection flag, ghost offset and connection
+// tag.
 #include "src/tag/eval.h"
 
 #include "tests/renderer_stub/renderer_stub.h"
@@ -51,7 +51,7 @@ TEST_P(EvalCombination, RunsTheConnectedShaderOnlyWithFlag1AndARealTag) {
     renderer.connected[kConnectedShader] = bytes_of(7);
     FunctionSetup setup;
     Block block = kPlainBlock;
-    // With an offset of 0 the word that would be the connection tag is the parameter itself.
+    // With an offset of 0 the connection tag would be read from the parameter.
     if (offset == 0) block.tag = static_cast<int>(connection);
     setup.block = bytes_of(block);
     setup.ghost = offset != 0;
@@ -99,7 +99,8 @@ TEST(Eval, ConnectionTagMinusTwoReadsAsAPlainValue) {
 TEST(Eval, WithoutTheFlagNothingBesideTheParameterIsRead) {
     Renderer renderer;
     FunctionSetup setup;
-    setup.block = bytes_of(kPlainBlock); // no ghost block: a read behind it would leave the record
+    setup.block =
+        bytes_of(kPlainBlock); // without a ghost block, a read after it would leave the record
     const miTag function = renderer.add_function(setup);
     renderer.function(function)->ghost_offs = 4096;
     miState state = renderer.new_state(function);
@@ -116,7 +117,7 @@ TEST(Eval, ReadsEveryTypeByValue) {
     EXPECT_EQ(evalValue(&state, &block->tag), 42);
 }
 
-// The flag and the offset are those of the record that the state runs, whoever owns the block.
+// Flag and offset come from the record that the state runs, even for the block of another shader.
 TEST(EvalInt, ConnectionIsThatOfTheStatesOwnRecord) {
     Renderer renderer;
     FunctionSetup plain;

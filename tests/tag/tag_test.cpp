@@ -1,4 +1,4 @@
-// The tag shader: which of its two colours it returns, and that it runs no more than that needs.
+// The tag shader: which of its two colors it returns, and which connected shaders it runs.
 #include "src/tag/tag.h"
 
 #include "tests/renderer_stub/renderer_stub.h"
@@ -17,7 +17,7 @@ using vx::stub::Renderer;
 constexpr miTag kColorShader = 70;
 constexpr miTag kBakeShader = 71;
 
-// A surface with both colours plain or both connected, hit by a ray of some type.
+// A surface whose two colors are both plain or both connected, hit by a ray of some type.
 class Surface {
   public:
     explicit Surface(bool connected = false) {
@@ -33,7 +33,7 @@ class Surface {
         state.type = miRAY_EYE;
     }
 
-    // As a writer does above this state, with any value and size.
+    // As a writer does above this state; any value and size.
     template <class T>
     void publish(T value) {
         mi_shaderstate_set(&lens, "vx_pc", &value, sizeof value, 1);
@@ -115,7 +115,7 @@ TEST(Tag, EntryOfSizeZeroMeansNoBake) {
     EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
-// ---- what the renderer says of an entry that is not there ----
+// ---- missing entries ----
 
 TEST(Tag, SizeThatTheRendererLeavesAloneIsZero) {
     Surface surface;

@@ -1,4 +1,4 @@
-// The direction of a sample: its place in the image plane, to the bit.
+// Directions of samples, exact to the bit.
 #include "src/writer/bake_pass.h"
 
 #include "tests/writer/lens_scene.h"
@@ -36,7 +36,7 @@ TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {
             for (const auto& sample : position) {
-                // A plane 1.25 wide and 0.9375 high at the distance 1.5, lower left corner first.
+                // A plane 1.25 wide and 0.9375 high at distance 1.5, from its lower left corner.
                 const double px = -0.625 + (x + sample[0]) * 1.25 / 4;
                 const double py = -0.46875 + (y + sample[1]) * 0.9375 / 3;
                 const double length = std::sqrt(px * px + py * py + 1.5 * 1.5);

@@ -27,8 +27,8 @@ using vx::test::Surface;
 // tagged one that is seen from behind; nothing; a surface whose tag is not in the list.
 TEST(BakePass, ExactCallsForAnImageOfTwoByTwo) {
     LensScene scene;
-    // The pixels' centres lie at (+-2, +-2, -1). The renderer turns all of them into one direction:
-    // that keeps the numbers simple.
+    // Pixel centers are at (+-2, +-2, -1). The matrix maps all of them to the same direction, which
+    // keeps the numbers simple.
     scene.renderer.camera.aperture = 8;
     miScalar* const m = scene.renderer.camera_to_internal;
     m[0] = m[5] = 0;
@@ -171,7 +171,7 @@ TEST(BakePass, EachSampleStartsAtTheEyeAgain) {
     int probe = 0;
     scene.renderer.on_probe = [&](miState* state, const miVector&, const miVector& org) -> Probe {
         starts.push_back(text_of(org));
-        state->org = {-1, -1, -1}; // as a trace may leave it: the eye is where the pass began
+        state->org = {-1, -1, -1}; // a trace may change it; the eye does not move
         if (probe++ % 2 == 1) return {};
         return scene.hit_at(scene.untagged(), {1, 2, 3});
     };
@@ -183,12 +183,12 @@ TEST(BakePass, EachSampleStartsAtTheEyeAgain) {
 
 // ---- samples and rows ----
 
-TEST(BakePass, WithoutJitterThereIsOneProbePerPixelThroughItsCentre) {
+TEST(BakePass, WithoutJitterThereIsOneProbePerPixelThroughItsCenter) {
     LensScene scene(2, 1);
     scene.renderer.on_sample = [](int, int) { return std::array{0.1, 0.9}; };
     WriteInstanceData& data = scene.make({.jitter = 0, .samples = 9});
     BakePass(&scene.state, &data);
-    // Width 2: the centres are a quarter of the aperture of 1 off the middle.
+    // Width 2: the centers are a quarter of the aperture of 1 from the middle.
     EXPECT_THAT(scene.renderer.calls_starting_with("vector_from_camera"),
                 ElementsAre(testing::StartsWith("vector_from_camera(-0.24253"),
                             testing::StartsWith("vector_from_camera(0.24253")));
@@ -208,7 +208,7 @@ TEST(BakePass, JitterIsAnyNonZeroValue) {
     }
 }
 
-// The camera is asked for its width at every pixel, for its height once.
+// The pass reads the camera's width at every pixel, its height once.
 TEST(BakePass, WidthThatChangesCountsAtOnceAndHeightNotAtAll) {
     LensScene scene(2, 2);
     WriteInstanceData& data = scene.make({});
@@ -219,7 +219,7 @@ TEST(BakePass, WidthThatChangesCountsAtOnceAndHeightNotAtAll) {
     };
     BakePass(&scene.state, &data);
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_probe"), testing::SizeIs(6));
-    // The middle of three pixels, and of two lines the lower one.
+    // The middle one of three pixels, the lower one of two lines.
     EXPECT_THAT(scene.renderer.calls_starting_with("vector_from_camera")[1],
                 testing::StartsWith("vector_from_camera(0 -0.24253"));
 }
@@ -254,7 +254,7 @@ TEST(BakePass, SamplesWithoutAHitStillTakeTheirRow) {
     EXPECT_THAT(row_of(data, 2), testing::SizeIs(1));
 }
 
-// ---- which surfaces ----
+// ---- selection of surfaces ----
 
 TEST(BakePass, UntaggedSurfacesArePassedThrough) {
     LensScene scene(1, 1);

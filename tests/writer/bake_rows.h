@@ -1,4 +1,4 @@
-// What a bake leaves in a row of the grid, and the answer to its shading rays.
+// Points in a row of the grid, and answers to shading rays.
 #pragma once
 
 #include "src/writer/write_instance_data.h"

@@ -1,4 +1,4 @@
-// One sample of the pass: its layers, what ends its ray, how a surface is shaded.
+// One sample of the pass: layers, the end of the ray, shading.
 #include "src/writer/bake_pass.h"
 
 #include "tests/writer/bake_rows.h"
@@ -69,7 +69,7 @@ TEST(BakeSample, LayersOf0OrLessProbeOnceShadeCountAndStoreNothing) {
 
 TEST(BakeSample, CountIncludesPointsThatFindNoRow) {
     Sheets sheets(1, 2);
-    // The camera has grown since the grid was sized: two rows for three pixels.
+    // The image grew after the grid was sized: two rows for three pixels.
     sheets.scene.renderer.camera.x_resolution = 3;
     BakePass(&sheets.scene.state, &sheets.data);
     EXPECT_THAT(row_of(sheets.data, 0), testing::SizeIs(1));
@@ -88,9 +88,9 @@ TEST(BakeSample, CountIncludesPointsThatFindTheirRowFull) {
                 ElementsAre("info: vx_pc_write: 3 points written"));
 }
 
-// ---- what ends a ray ----
+// ---- the end of a ray ----
 
-// A stack of tagged sheets without end, of which the renderer reports something odd.
+// An endless stack of tagged sheets, with unusual results of probes.
 std::vector<std::string> calls_after(miBoolean probe_result, bool hit) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({.layers = 3});
@@ -232,8 +232,8 @@ TEST(BakeSample, FrontBehindABackIsShadedAlongTheProbeAgain) {
                             "trace_reflection(point 0 0 1.995, dir 0 0 -1)"));
 }
 
-// Where products and sums are rounded to single precision, and where the step is, shows in the last
-// bits near the origin. The numbers come from exact arithmetic, rounded after each step.
+// Near the origin, the last bits depend on where products and sums are rounded to single precision,
+// and on the step. The numbers come from exact arithmetic, rounded after each step.
 TEST(BakeSample, StepsOffASurfaceAreInSinglePrecision) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({});
@@ -248,7 +248,7 @@ TEST(BakeSample, StepsOffASurfaceAreInSinglePrecision) {
 
 TEST(BakeSample, StepsBeyondASurfaceAreInSinglePrecision) {
     LensScene scene(1, 1);
-    // Whatever the pixel, the ray goes along this direction.
+    // The direction of the rays of all pixels.
     const miVector along = {-0x1.637d44p-2f, -0x1.82f1c6p-2f, -0x1.b77416p-1f};
     miScalar* const m = scene.renderer.camera_to_internal;
     m[8] = -along.x;
@@ -264,7 +264,7 @@ TEST(BakeSample, StepsBeyondASurfaceAreInSinglePrecision) {
 
 // ---- all calls of one sample ----
 
-// A surface seen from the front, and behind it one that is seen from behind.
+// A surface seen from the front, and another one behind it seen from the back.
 TEST(BakeSample, ExactCallsForTwoLayers) {
     LensScene scene(1, 1);
     const Surface front = scene.tagged(3);

@@ -1,4 +1,4 @@
-// Loading a cache when memory runs out.
+// Loading a cache without enough memory.
 #include "tests/points/pdc_bytes.h"
 #include "tests/points/watched_memory.h"
 #include "tests/writer/lens_scene.h"

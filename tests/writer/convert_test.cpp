@@ -33,7 +33,7 @@ Bytes tagged_particles(const std::vector<double>& tags) {
     return bytes;
 }
 
-// How many particles are converted when no array backs their count.
+// The number of converted particles if no array has as many.
 constexpr std::int32_t kUnbacked = 1 << 20;
 
 class Convert : public testing::Test {
@@ -45,7 +45,7 @@ class Convert : public testing::Test {
         vx::test::write_file(folder / "in.pdc", bytes.text);
         return data.ReadPdc(folder / "in.pdc");
     }
-    // The map of a file's contents.
+    // The map converted from a file with these bytes.
     WrittenMap converted(const Bytes& bytes, const std::string& labels = "") {
         WriteInstanceData& data = make(labels);
         EXPECT_TRUE(read(data, bytes));
@@ -116,7 +116,7 @@ TEST_F(Convert, FailureLeavesNoCacheAlsoWhereOneWasBefore) {
 
 TEST_F(Convert, SuccessReplacesACacheThatIsNotReleased) {
     WriteInstanceData& data = make();
-    const auto before = std::make_unique<CPdc>(); // released twice if ReadPdc released it
+    const auto before = std::make_unique<CPdc>(); // ReadPdc must not release it
     data.pdc = before.get();
     EXPECT_TRUE(read(data, pdc_bytes::seven_attributes()));
     EXPECT_NE(data.pdc, before.get());
@@ -322,7 +322,7 @@ TEST_F(Convert, ArraysThatAreTooShortLeaveThePreviousValues) {
                 ElementsAre("integer -3", "integer 70000", "integer 70000", "integer 70000"));
 }
 
-// One array that is too short does not affect the others.
+// A short array does not affect the others.
 TEST_F(Convert, EachArrayThatIsTooShortLeavesItsOwnPreviousValue) {
     struct Row {
         const char* name;
@@ -362,7 +362,7 @@ TEST_F(Convert, EachArrayThatIsTooShortLeavesItsOwnPreviousValue) {
     }
 }
 
-// The second particle is left out; the third has no values of its own.
+// The labels exclude the second particle; the third has no values.
 TEST_F(Convert, ValuesAreTakenOverFromTheLastKeptParticle) {
     WriteInstanceData& data = make("1");
     ASSERT_TRUE(read(data, Bytes()
@@ -387,7 +387,7 @@ TEST_F(Convert, ValuesAreTakenOverFromTheLastKeptParticle) {
     EXPECT_EQ(map.elements[1].fields.at("normalPP"), "vector 0 0 1");
 }
 
-// Unlike the other values, the tag is taken over from a particle that was left out as well.
+// Unlike the other values, the tag also comes from excluded particles.
 TEST_F(Convert, TagOfAParticleThatWasLeftOutIsTakenOver) {
     WriteInstanceData& data = make("3");
     ASSERT_TRUE(read(data, tagged_particles({3, 4})));
@@ -430,7 +430,7 @@ TEST_F(Convert, RefusedElementEndsTheLoopAndWhatThereIsIsWritten) {
 }
 
 TEST_F(Convert, StatusesOfConsolidatingAndWritingAreIgnored) {
-    // The stand-in answers both with a failure.
+    // The stand-in returns a failure from both.
     EXPECT_EQ(converted(tagged_particles({1})).elements.size(), 1u);
 }
 
@@ -442,7 +442,7 @@ TEST_F(Convert, RendererWithoutTheInterfaceGetsNoMap) {
     EXPECT_THAT(scene.maps.written, IsEmpty());
 }
 
-// An interface that is there for the first calls only: nothing is made with what is missing.
+// The renderer returns an interface for the first calls only.
 TEST_F(Convert, MissingMapOrElementGivesNoMap) {
     for (const int interfaces : {1, 2}) {
         WriteInstanceData& data = make();
@@ -455,9 +455,9 @@ TEST_F(Convert, MissingMapOrElementGivesNoMap) {
     }
 }
 
-// ---- counts that no array backs ----
+// ---- counts beyond all arrays ----
 
-// The 28 bytes of a header may count 2^31 - 1 particles.
+// A header of 28 bytes may count 2^31 - 1 particles.
 TEST_F(Convert, CountWithoutValuesIsConvertedUpToTheLimit) {
     WriteInstanceData& data = counted(0, {}, "");
     for (const std::int32_t count : {kUnbacked - 1, kUnbacked, kUnbacked + 1, INT32_MAX}) {
@@ -479,7 +479,7 @@ TEST_F(Convert, CountThatAnArrayOfAnyKindBacksIsConverted) {
     }
 }
 
-// The tag of all particles beyond the arrays is that of the last element.
+// Particles beyond the arrays have the tag of the last element.
 TEST_F(Convert, NothingIsMissingWhereTheLabelsLeaveOutEverythingBeyondTheLimit) {
     EXPECT_TRUE(counted(INT32_MAX, {3, 3, 4}, "3").PdcToMap("out.mrmap"));
     EXPECT_EQ(scene.maps.written.back().count, 2u);

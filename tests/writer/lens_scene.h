@@ -1,5 +1,4 @@
-// A writer instance with everything that it needs of a renderer: a camera, its parameters, and
-// surfaces whose material lists are built by hand.
+// A writer instance with a camera, parameters, and surfaces with hand-built material lists.
 #pragma once
 
 #include "src/writer/lens.h"
@@ -28,7 +27,7 @@ struct Settings {
     float radius = 0.5f;
 };
 
-// The tags of one surface's elements.
+// The database elements of a surface.
 struct Surface {
     miTag instance = 0;
     miTag list = 0;
@@ -49,7 +48,7 @@ class LensScene {
     LensScene(const LensScene&) = delete;
     LensScene& operator=(const LensScene&) = delete;
 
-    // Makes the instance. The recorded calls begin after it.
+    // Creates the instance and clears the recorded calls.
     WriteInstanceData& make(const Settings& settings) {
         set_up(settings);
         InitWriteInstance(&state, params());
@@ -58,7 +57,7 @@ class LensScene {
         return record();
     }
 
-    // The shader with its parameters, not initialised.
+    // Adds the shader and its parameters, without init.
     void set_up(const Settings& settings, const stub::FunctionSetup& connections = {}) {
         WriteParameters block = {};
         block.disable = settings.disable;
@@ -141,7 +140,7 @@ class LensScene {
                 .shader = renderer.function(surface.shader)};
     }
 
-    // What the search for the tag of such a surface calls.
+    // The calls of a search for the tag of such a surface.
     static std::vector<std::string> tag_search(const Surface& s) {
         const auto call = [](const char* name, miTag tag) {
             return std::string(name) + "(" + std::to_string(tag) + ")";
@@ -161,7 +160,7 @@ class LensScene {
                 call("db_unpin", s.instance)};
     }
 
-    // Everything that was not given back, maps included.
+    // Everything that was not given back, including maps.
     std::vector<std::string> left_over() const {
         std::vector<std::string> left = renderer.left_over();
         const std::vector<std::string> of_maps = maps.left_over();
@@ -184,7 +183,7 @@ class LensScene {
     bool m_made = false;
 };
 
-// A folder of its own for a test, gone afterwards.
+// A temporary folder.
 class Folder {
   public:
     Folder();
@@ -198,7 +197,7 @@ class Folder {
     std::filesystem::path m_path;
 };
 
-// All bytes of a file; "" for none.
+// All bytes of a file; "" if there is none.
 std::string contents_of(const std::string& path);
 void write_file(const std::string& path, const std::string& bytes);
 // The number of open files of this process.

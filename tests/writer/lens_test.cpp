@@ -1,4 +1,4 @@
-// The life of a writer's instance: init, the first call of each thread, later calls, exit.
+// Init, the first call of each thread, later calls and exit of a writer instance.
 #include "src/writer/lens.h"
 
 #include "tests/writer/lens_scene.h"
@@ -50,7 +50,6 @@ TEST(Lens, ExitWithoutARecordDoesNothing) {
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)"));
 }
 
-// A renderer that has no user pointer to give.
 TEST(Lens, WithoutAUserPointerThereIsNoInstance) {
     LensScene scene;
     scene.set_up({});
@@ -105,9 +104,9 @@ TEST(Lens, DisableIsTestedFor1NotForNonZero) {
     }
 }
 
-// ---- more samples than a grid counts ----
+// ---- more samples than a grid can count ----
 
-// Ends a bake that should not run: of so many samples it would take hours.
+// Ends a bake that must not run; with so many samples, it would take hours.
 std::array<double, 2> no_bake(int /*index*/, int /*n*/) {
     throw std::logic_error("a bake is running");
 }
@@ -282,7 +281,7 @@ TEST(Lens, ConversionRunsNoPassAndChangesNoShaderState) {
     EXPECT_EQ(calls.back(), kEyeRay);
 }
 
-// An exception of an allocation leaves the lens as it came, and nobody gives the lock back.
+// The exception of an allocation propagates, and the lock stays held.
 TEST(Lens, ExceptionInTheBakePropagatesWithTheLockHeld) {
     LensScene scene;
     scene.make({});

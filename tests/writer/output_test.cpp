@@ -1,4 +1,4 @@
-// The files of a bake, in every output mode and with everything that can fail.
+// Output files in all modes, and all failures.
 #include "src/writer/output.h"
 
 #include "tests/points/pdc_bytes.h"
@@ -69,7 +69,7 @@ class Output : public testing::Test {
             names.push_back(entry.path().filename().string());
         return names;
     }
-    // Lines of the record with the folder's own name taken out.
+    // Recorded lines without the name of the folder.
     std::vector<std::string> shortened(std::vector<std::string> lines) const {
         for (std::string& line : lines)
             for (size_t at = line.find(folder.path().string()); at != std::string::npos;
@@ -84,7 +84,7 @@ class Output : public testing::Test {
     LensScene scene;
 };
 
-// The calls of one conversion of `elements` particles, in order.
+// The calls of the conversion of these particles, in order.
 std::vector<std::string> map_calls(const std::vector<std::vector<std::string>>& elements,
                                    const std::string& file) {
     std::vector<std::string> calls = {"get_interface(3)",
@@ -251,7 +251,7 @@ TEST_F(Output, Mode2WithAnEmptyPdcNameWarnsAndStillWritesTheMap) {
     EXPECT_THAT(files(), IsEmpty());
 }
 
-TEST_F(Output, BadPdcNameIsReportedAsItStandsBeforeFraming) {
+TEST_F(Output, BadPdcNameIsReportedAsGiven) {
     WriteInstanceData& data = make(2, "noframe.pdc");
     WriteOutput(&data);
     EXPECT_THAT(messages(),
@@ -380,13 +380,13 @@ TEST_F(Output, ConversionStopsAtABadPdcNameBeforeItLooksAtTheMaps) {
                             "aborting"));
 }
 
-TEST_F(Output, ConversionNamesABadMapNameAsItStandsBeforeFraming) {
+TEST_F(Output, ConversionReportsABadMapNameAsGiven) {
     vx::test::write_file(folder / "a.0012.pdc", expected_pdc());
     WriteInstanceData& data = make(3, "a.0001.pdc", "noframe.mrmap");
     ConvertOutput(&data);
     EXPECT_THAT(messages(),
                 ElementsAre("warning: vx_pc_write: Invalid file name for noframe.mrmap, aborting"));
-    EXPECT_EQ(data.pdc, nullptr); // the file was not even opened
+    EXPECT_EQ(data.pdc, nullptr); // the file was not opened
 }
 
 TEST_F(Output, ConversionReportsNoWrittenFile) {

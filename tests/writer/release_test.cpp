@@ -1,4 +1,4 @@
-// What an instance gives back, how, and in which order; and that a failed init gives back the same.
+// The order in which an instance releases its memory, also after a failed init.
 #include "tests/writer/lens_scene.h"
 #include "tests/writer/watched_heap.h"
 

@@ -1,4 +1,4 @@
-// The search for the tag of a surface: material list, wrappers, what is accessed and given back.
+// The search for the tag of a surface: material lists, wrappers, pins.
 #include "src/writer/surface_tag.h"
 
 #include "tests/writer/lens_scene.h"
@@ -17,7 +17,7 @@ using vx::test::Surface;
 
 class SurfaceTag : public testing::Test {
   protected:
-    // As a probe leaves it: the record is that of the material shader.
+    // As after a probe: the state has the record of the material shader.
     int find(const Surface& surface) {
         miState hit = scene.renderer.new_state(surface.shader);
         hit.instance = surface.instance;
@@ -177,8 +177,7 @@ TEST_P(SurfaceTagBehind, AttachedTagShaderIsFound) {
     const miTag tag_shader = scene.add_tag_shader(23);
     const miTag declaration = scene.renderer.function(tag_shader)->function_decl;
     const Surface s = wrapped(tag_shader);
-    // Through the record of the wrapper, whose own connection flag and offset count here: without
-    // them nothing but the plain value is read.
+    // The wrapper's connection flag determines whether the tag is connected: here it is not.
     scene.renderer.function(s.shader)->connected = 0;
     EXPECT_EQ(find(s), 23);
 
@@ -227,13 +226,13 @@ TEST_P(SurfaceTagBehind, OnlyOneLevelIsFollowed) {
 TEST_P(SurfaceTagBehind, NothingAttached) {
     EXPECT_LT(find(wrapped(miNULLTAG)), 0);
     EXPECT_THAT(scene.left_over(), IsEmpty());
-    // Read as "not connected" everywhere: asking for its type would end the render.
+    // "Not connected": mi_db_type would end the render.
     EXPECT_LT(find(wrapped(0xFFFFFFFE)), 0);
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
-// With an offset of 0 the place of the connection would be the parameter itself, whose value may be
-// a shader's tag: that is no connection.
+// With an offset of 0 the connection tag would be read from the parameter, whose value may be the
+// tag of a shader.
 TEST_P(SurfaceTagBehind, WithoutAGhostBlockNothingIsRead) {
     FunctionSetup setup;
     setup.declaration =
@@ -279,11 +278,11 @@ TEST_F(SurfaceTag, EachWrapperHasItsOwnParameter) {
     EXPECT_LT(find(scene.surface_of(scene.add_wrapper("sib_setnormal2", "input", shader))), 0);
 }
 
-// ---- whose record says what is connected ----
+// ---- the record that determines connections ----
 
-// The record in the state is the wrapper's. Its flag and its offset are used on the block of the
-// attached shader: the tag that is found lies that far behind the tag parameter.
-TEST_F(SurfaceTag, ConnectionOfAnAttachedShaderIsLookedForAsTheHitsRecordSays) {
+// The state has the wrapper's record. Its flag and offset apply to the block of the attached
+// shader: the connection tag is read at that offset from the tag parameter.
+TEST_F(SurfaceTag, ConnectionOfAnAttachedShaderFollowsTheRecordOfTheHit) {
     FunctionSetup setup;
     setup.declaration = scene.renderer.add_declaration("vx_pc_tag");
     setup.block.resize(36);

@@ -58,7 +58,7 @@ void* operator new(std::size_t bytes) {
 void* operator new[](std::size_t bytes) {
     return take(bytes);
 }
-// A sanitizer's own would not go with these operators delete.
+// Those of a sanitizer would not match these operators delete.
 void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
     return std::malloc(std::max<std::size_t>(bytes, 1));
 }
@@ -79,7 +79,7 @@ void operator delete[](void* block, std::size_t) noexcept {
 }
 
 extern "C" {
-// What the linker makes of calls of calloc, realloc and free.
+// The linker redirects calls of calloc, realloc and free to these functions.
 void* __wrap_calloc(std::size_t count, std::size_t size) {
     ++g_held;
     return __real_calloc(count, size);

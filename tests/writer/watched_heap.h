@@ -1,12 +1,12 @@
-// operator new and delete, calloc, realloc and free of a test program that watches its memory.
+// Replaces operator new and delete, and wraps calloc, realloc and free, to watch memory.
 #pragma once
 
 #include <cstddef>
 
 namespace vx::test {
 
-// From now until this object's end, giving `block` back is noted in the stand-in's record as
-// "delete(NAME)" or "free(NAME)". At most 16 at a time; `name` has to outlive the object.
+// While this object exists, the release of `block` is noted in the Renderer's record as
+// "delete(NAME)" or "free(NAME)". At most 16 objects at a time; `name` must outlive the object.
 class WatchedBlock {
   public:
     WatchedBlock(const void* block, const char* name);
@@ -18,7 +18,7 @@ class WatchedBlock {
     std::size_t m_place;
 };
 
-// While this object lives, operator new throws std::bad_alloc for more than `bytes`.
+// While this object exists, operator new throws std::bad_alloc for more than `bytes`.
 class LimitedNew {
   public:
     explicit LimitedNew(std::size_t bytes);
@@ -27,8 +27,7 @@ class LimitedNew {
     LimitedNew& operator=(const LimitedNew&) = delete;
 };
 
-// Blocks from calloc and realloc that were not given to free: of the code that is linked into the
-// program, not of shared libraries.
+// Number of blocks of calloc and realloc that were not freed, without those of shared libraries.
 long blocks_held();
 
 } // namespace vx::test

@@ -1,4 +1,4 @@
-// The writer's record: which parameters are read, in which order, and what is given back.
+// The writer's record: order of evaluation, size of the grid, release.
 #include "src/writer/write_instance_data.h"
 
 #include "tests/writer/lens_scene.h"
@@ -148,7 +148,7 @@ TEST(WriteInstanceData, LabelsThatWereNeverSetAreNoLabels) {
 
 // ---- the order of evaluation ----
 
-// Every parameter connected, so that each evaluation is seen.
+// With all parameters connected, every evaluation is recorded.
 class Connected {
   public:
     explicit Connected(int jitter, int use_labels) {
@@ -270,7 +270,7 @@ TEST(WriteInstanceData, TooManySamplesLeaveTheGridEmptyWithoutAMessage) {
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
-// The samples of a pixel count only with jitter on.
+// The number of samples per pixel has an effect only with jitter.
 TEST(WriteInstanceData, SamplesThatAreNotTakenAreNotTooMany) {
     LensScene scene(2, 2);
     const WriteInstanceData& data = scene.make({.jitter = 0, .samples = 2147483647});
