@@ -142,7 +142,7 @@ miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miV
             corners[i] = {v.x, v.y, v.z};
             if (which == 'n')
                 corners[i] =
-                    vx::trace::normalized(vx::trace::normal(placement.to_local.data(), corners[i]));
+                    vx::trace::normalized(vx::trace::normal(placement.to_local, corners[i]));
         }
     }
     if (a) *a = &corners[0];

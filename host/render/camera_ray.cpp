@@ -6,7 +6,7 @@ namespace vx::render {
 
 CameraRays::CameraRays(const miCamera& camera, const trace::Matrix& to_world)
     : m_to_world(to_world),
-      m_eye(trace::point(to_world.data(), {0.0f, 0.0f, 0.0f})),
+      m_eye(trace::point(to_world, {0.0f, 0.0f, 0.0f})),
       m_orthographic(camera.orthographic != miFALSE),
       m_focal(camera.focal) {
     const double aperture = static_cast<double>(camera.aperture);
@@ -22,8 +22,8 @@ CameraRay CameraRays::at(float x, float y) const {
     const auto cy = static_cast<float>(static_cast<double>(y) * m_scale_y + m_shift_y);
     const miVector along =
         m_orthographic ? miVector{0.0f, 0.0f, -1.0f} : miVector{cx, cy, -m_focal};
-    return {m_orthographic ? trace::point(m_to_world.data(), {cx, cy, 0.0f}) : m_eye,
-            trace::normalized(trace::direction(m_to_world.data(), along))};
+    return {m_orthographic ? trace::point(m_to_world, {cx, cy, 0.0f}) : m_eye,
+            trace::normalized(trace::direction(m_to_world, along))};
 }
 
 CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x, float y) {

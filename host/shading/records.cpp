@@ -131,7 +131,8 @@ miInstance instance_record(const scene::Instance& instance) {
 }
 
 scene::Matrix inverse(const scene::Matrix& matrix) {
-    /* Gauss-Jordan elimination with row pivots on [matrix | identity]. */
+    // Gauss-Jordan elimination with row pivots on [matrix | identity]. Imath's inverse() and
+    // gjInverse() do the same in another order, which rounds a quarter of all matrices differently.
     std::array<std::array<double, 8>, 4> rows{};
     for (std::size_t i = 0; i < 4; ++i) {
         for (std::size_t k = 0; k < 4; ++k)

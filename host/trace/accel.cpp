@@ -113,8 +113,8 @@ class Accel::Impl {
             throw std::runtime_error("the ray tracer fails (mesh): out of memory");
         }
         for (std::size_t i = 0; i < mesh.positions.size(); ++i) {
-            miVector p{mesh.positions[i].x, mesh.positions[i].y, mesh.positions[i].z};
-            if (to_world) p = point(to_world->data(), p);
+            miVector p = to_vector(mesh.positions[i]);
+            if (to_world) p = point(*to_world, p);
             vertices[3 * i] = p.x;
             vertices[3 * i + 1] = p.y;
             vertices[3 * i + 2] = p.z;
@@ -132,7 +132,7 @@ class Accel::Impl {
         RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_INSTANCE);
         rtcSetGeometryInstancedScene(geometry, scene);
         // Our rows are Embree's columns.
-        rtcSetGeometryTransform(geometry, 0, RTC_FORMAT_FLOAT4X4_COLUMN_MAJOR, to_world.data());
+        rtcSetGeometryTransform(geometry, 0, RTC_FORMAT_FLOAT4X4_COLUMN_MAJOR, to_world.getValue());
         rtcSetGeometryMask(geometry, mask);
         rtcCommitGeometry(geometry);
         rtcAttachGeometryByID(top.get(), geometry, id);
@@ -149,7 +149,7 @@ Accel::Accel(std::span<const Placement> placements, const std::string& config)
     : m_placements(placements.begin(), placements.end()), m_impl(std::make_unique<Impl>(config)) {
     std::unordered_map<const scene::Mesh*, std::size_t> uses;
     for (Placement& p : m_placements) {
-        p.mirrors = determinant(p.to_world) < 0.0;
+        p.mirrors = trace::mirrors(p.to_world);
         ++uses[p.mesh];
         m_faces_matter = m_faces_matter || p.eye_face != miFACE_BOTH;
     }

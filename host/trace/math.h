@@ -1,50 +1,44 @@
-// Row-vector matrices and small vector helpers. p' = p * M; translation in the last row.
+// Transformations of the interface's vectors, and arithmetic on them.
+//
+// Matrices are Imath's, for row vectors: p' = p * M, with the translation in the last row. Vectors
+// stay miVector, the type of states and records.
 #pragma once
 
-#include <array>
-#include <cmath>
-#include <optional>
+#include <Imath/ImathMatrix.h>
 
+#include <algorithm>
+#include <cmath>
+
+#include "host/scene/values.h"
 #include "shader.h"
 
 namespace vx::trace {
 
-using Matrix = std::array<float, 16>;
-inline constexpr Matrix kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+using Matrix = Imath::M44f;
+inline constexpr Matrix kIdentity;
 
+inline miVector to_vector(const scene::Vec3& v) {
+    return {v.x, v.y, v.z};
+}
 inline Matrix to_matrix(const miMatrix& m) {
-    Matrix r{};
-    for (std::size_t i = 0; i < 16; ++i)
-        r[i] = m[i];
-    return r;
+    Matrix result;
+    std::copy_n(m, 16, result.getValue());
+    return result;
 }
 inline void store(const Matrix& from, miMatrix& to) {
-    for (std::size_t i = 0; i < 16; ++i)
-        to[i] = from[i];
+    std::copy_n(from.getValue(), 16, to);
 }
 
-// Applies a first, then b: p * (a * b) = (p * a) * b. Summed in double precision, since the
-// matrices of nested groups are multiplied many times over.
+// Applies a first, then b: p * (a * b) = (p * a) * b. In double precision, because the matrices of
+// nested groups are multiplied many times over.
 inline Matrix multiply(const Matrix& a, const Matrix& b) {
-    Matrix r{};
-    for (std::size_t i = 0; i < 4; ++i)
-        for (std::size_t j = 0; j < 4; ++j) {
-            double sum = 0.0;
-            for (std::size_t k = 0; k < 4; ++k)
-                sum += static_cast<double>(a[4 * i + k]) * static_cast<double>(b[4 * k + j]);
-            r[4 * i + j] = static_cast<float>(sum);
-        }
-    return r;
+    // The added zero turns elements that are -0 into 0.
+    return Matrix(Imath::M44d(a) * Imath::M44d(b) + Imath::M44d(0.0));
 }
 
-// Nothing when the matrix is singular or not finite.
-[[nodiscard]] std::optional<Matrix> inverse(const Matrix& m);
-
-// Of the upper left 3 x 3; negative when the matrix mirrors.
-inline double determinant(const Matrix& m) {
-    const auto e = [&](std::size_t i) { return static_cast<double>(m[i]); };
-    return e(0) * (e(5) * e(10) - e(6) * e(9)) - e(1) * (e(4) * e(10) - e(6) * e(8)) +
-           e(2) * (e(4) * e(9) - e(5) * e(8));
+// True if the matrix mirrors: the determinant of its upper left 3 x 3 is negative.
+inline bool mirrors(const Matrix& m) {
+    return Imath::M44d(m).fastMinor(0, 1, 2, 0, 1, 2) < 0.0;
 }
 
 inline miVector point(const float* m, const miVector& p) {
@@ -52,15 +46,24 @@ inline miVector point(const float* m, const miVector& p) {
             p.x * m[1] + p.y * m[5] + p.z * m[9] + m[13],
             p.x * m[2] + p.y * m[6] + p.z * m[10] + m[14]};
 }
-// Leaves the translation out.
+inline miVector point(const Matrix& m, const miVector& p) {
+    return point(m.getValue(), p);
+}
+// Without the translation.
 inline miVector direction(const float* m, const miVector& v) {
     return {v.x * m[0] + v.y * m[4] + v.z * m[8], v.x * m[1] + v.y * m[5] + v.z * m[9],
             v.x * m[2] + v.y * m[6] + v.z * m[10]};
 }
-// Transforms a normal by the transpose of `m`, so give the matrix of the opposite way.
+inline miVector direction(const Matrix& m, const miVector& v) {
+    return direction(m.getValue(), v);
+}
+// Multiplies by the transpose of `m`, so pass the inverse of the transformation.
 inline miVector normal(const float* m, const miVector& n) {
     return {n.x * m[0] + n.y * m[1] + n.z * m[2], n.x * m[4] + n.y * m[5] + n.z * m[6],
             n.x * m[8] + n.y * m[9] + n.z * m[10]};
+}
+inline miVector normal(const Matrix& m, const miVector& n) {
+    return normal(m.getValue(), n);
 }
 
 inline miVector operator+(const miVector& a, const miVector& b) {
@@ -87,13 +90,13 @@ inline bool same(const miVector& a, const miVector& b) {
 inline bool finite(const miVector& a) {
     return std::isfinite(a.x) && std::isfinite(a.y) && std::isfinite(a.z);
 }
-// The null vector stays. So does a vector whose length is 1 but for rounding: to normalize twice is
-// to normalize once, to the bit. Through double precision: squares of small lengths vanish in
-// single.
+// Returns a null vector as it is, and also a vector of length 1 within rounding, so that
+// normalizing twice gives the same bits as normalizing once. In double precision, because squares
+// of small lengths vanish in single precision.
 inline miVector normalized(const miVector& v) {
     const double square = static_cast<double>(v.x) * v.x + static_cast<double>(v.y) * v.y +
                           static_cast<double>(v.z) * v.z;
-    // Rounding changes each component, and so the length, by 2^-24 of itself at most.
+    // Rounding changes each component, and so the length, by a factor of 1 + 2^-24 at most.
     if (std::abs(square - 1.0) <= 0x1p-22) return v;
     const double length = std::sqrt(square);
     if (!(length > 0.0) || !std::isfinite(length)) return v;

@@ -1,18 +1,19 @@
 #include "host/trace/surface.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace vx::trace {
 
 namespace {
 
-miVector to_vector(const scene::Vec3& v) {
-    return {v.x, v.y, v.z};
-}
-
 float largest(const miVector& v) {
     return std::max({std::abs(v.x), std::abs(v.y), std::abs(v.z)});
+}
+
+miVector row(const Matrix& m, int number) {
+    return {m[number][0], m[number][1], m[number][2]};
 }
 
 const std::array<std::uint32_t, 3>& triangle(const Placement& placement, std::uint32_t number) {
@@ -75,7 +76,7 @@ void triangle_corners(const World& world, Primitive primitive, miVector corners[
     const auto& indices = triangle(placement, primitive.triangle);
     for (std::size_t i = 0; i < 3; ++i) {
         corners[i] = to_vector(placement.mesh->positions[indices[i]]);
-        if (!placement.at_origin) corners[i] = point(placement.to_world.data(), corners[i]);
+        if (!placement.at_origin) corners[i] = point(placement.to_world, corners[i]);
     }
 }
 
@@ -124,9 +125,8 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
     surface.normal = surface.normal_geom;
     if (!mesh.normals.empty()) {
         const miVector local = interpolate(mesh.normals, indices, weights);
-        const miVector shading = placement.at_origin
-                                     ? normalized(local)
-                                     : normalized(normal(placement.to_local.data(), local));
+        const miVector shading =
+            placement.at_origin ? normalized(local) : normalized(normal(placement.to_local, local));
         if (!is_null(local) && !is_null(shading) && finite(shading)) surface.normal = shading;
     }
 
@@ -136,9 +136,8 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
     surface.error = kUlps * extent;
     if (!placement.at_origin) {
         const Matrix& m = placement.to_world;
-        const float scale = std::max({largest({m[0], m[1], m[2]}), largest({m[4], m[5], m[6]}),
-                                      largest({m[8], m[9], m[10]})});
-        float local_extent = largest({m[12], m[13], m[14]});
+        const float scale = std::max({largest(row(m, 0)), largest(row(m, 1)), largest(row(m, 2))});
+        float local_extent = largest(row(m, 3));
         for (const std::uint32_t i : indices)
             local_extent = std::max(local_extent, scale * largest(to_vector(mesh.positions[i])));
         surface.error = std::max(surface.error, kUlps * local_extent);
@@ -197,7 +196,7 @@ void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& sur
     state.motion = miVector{};
     if (!mesh.motion.empty() && !mesh.motion.front().empty())
         state.motion = direction(
-            placement.to_world.data(),
+            placement.to_world,
             interpolate(mesh.motion.front(), triangle(placement, hit.primitive.triangle), weights));
     std::fill(std::begin(state.derivs), std::end(state.derivs), nullptr);
 }

@@ -313,8 +313,8 @@ void World::add_light(miTag item, const Inherited& reach, const std::vector<miTa
     LightLeaf leaf;
     leaf.instance = new_leaf(item, reach);
     leaf.light = light;
-    leaf.origin = point(reach.to_world.data(), light->origin);
-    leaf.direction = normalized(direction(reach.to_world.data(), light->direction));
+    leaf.origin = point(reach.to_world, light->origin);
+    leaf.direction = normalized(direction(reach.to_world, light->direction));
     for (const miTag tag : path)
         m_light_leaves[tag].push_back(leaf.instance);
     m_light_leaves[leaf.instance].push_back(leaf.instance);

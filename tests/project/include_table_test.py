@@ -16,6 +16,7 @@ SKIPPED_FOLDERS = {"build", "node_modules", "out"}
 # Libraries as the table calls them, by the beginning of their headers' names.
 LIBRARIES = {
     "CLI/": "CLI11",
+    "Imath/": "Imath",
     "OpenImageIO/": "OpenImageIO",
     "embree3/": "Embree",
     "fmt/": "fmt",

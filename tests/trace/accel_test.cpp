@@ -25,7 +25,7 @@ Placement placed(const vx::scene::Mesh& mesh, const Matrix& to_world = kIdentity
     Placement p;
     p.mesh = &mesh;
     p.to_world = to_world;
-    p.to_local = *inverse(to_world);
+    p.to_local = to_world.inverse();
     p.at_origin = to_world == kIdentity;
     p.mask = mask;
     return p;
@@ -114,9 +114,9 @@ TEST(Accel, EyeRaysSeeOnlyTheFaceThatExists) {
     const auto mesh = square(0);
     const auto other = square(-1);
     Matrix turned = kIdentity; // half a turn about x: the front looks down
-    turned[5] = turned[10] = -1;
+    turned[1][1] = turned[2][2] = -1;
     Matrix mirrored = kIdentity;
-    mirrored[0] = -1;
+    mirrored[0][0] = -1;
     for (const bool shared : {false, true})
         for (const auto& [matrix, front_up] :
              {std::pair{kIdentity, true}, std::pair{turned, false}, std::pair{mirrored, true}}) {
