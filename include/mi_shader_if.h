@@ -1,12 +1,11 @@
-/*
- * The versioned C++ interface object of the renderer. Comes in with shader.h.
- *
- * mi_get_shader_interface is the only symbol that a shader library resolves at load time;
- * everything else is reached through virtual functions. Slots 1 to 12 of the table are in the
- * documented order; what follows them is our choice, and functions are only ever appended.
- */
-#ifndef MI_SHADER_IF_H
-#define MI_SHADER_IF_H
+/// @file
+/// The renderer's versioned C++ interface object. C++ only; include shader.h, which includes this
+/// header.
+///
+/// A shader library resolves mi_get_shader_interface() at load time and reaches everything else
+/// through virtual functions. Slots 1 to 12 of the virtual table are in the documented order; the
+/// others are our choice. Functions are only appended.
+#pragma once
 
 #include "shader.h"
 #include "shader_map.h"
@@ -21,55 +20,64 @@ class LightList;
 } // namespace shader_v3
 } // namespace mi
 
-/*
- * The interface of the given version, null if there is none. The object belongs to the renderer:
- * give it back with release() after use, never delete it, and do not use it afterwards.
- */
+/// The renderer's interface object.
+/// @return owned by the renderer, valid until its release(); null if the version is unknown
 extern "C" mi::shader_v3::Interface*
 mi_get_shader_interface(int version = mi_ray_interface_version);
 
 namespace mi {
 namespace shader_v3 {
 
-/* Objects that are handed out belong to the caller, who destroys them by their virtual destructor.
- */
+/// Factory functions for maps. Objects that they return belong to the caller, who deletes them.
+/// `status` receives the result and may be null.
 struct Interface {
     virtual Options* getOptions(miTag string_options) = 0;
     virtual miTag createFramebuffer() = 0;
     virtual miTag copyFramebuffer(miTag old_buffer_tag) = 0;
     virtual LightList* createLightList(miState* state, miTag* slist = 0, int n = 0) = 0;
+    /// Releases the interface, which must not be used or deleted afterwards.
     virtual void release() = 0;
     virtual LightList* createLightList(miState* state, const miVector& axis, miScalar spread_cos,
                                        miTag* slist = 0, int n = 0) = 0;
-    /* Never null: without a usable declaration the map has none. */
+    /// @param map_declaration  null for a map without a declaration
+    /// @return an empty map, never null
     virtual Edit_map_dbhandle* createMap(const Map_declaration_base* map_declaration = 0) = 0;
-    /* Never null: an unknown tag gives an empty map with tag 0. */
+    /// @param map_tag  if it does not name a map, the map is empty and has no tag
+    /// @return never null
     virtual Access_map_dbhandle* accessMap(const miTag map_tag) = 0;
+    /// As accessMap().
     virtual Edit_map_dbhandle* editMap(const miTag map_tag) = 0;
-    /* Never null: a file that cannot be read gives an empty map. `status` may be null. */
+    /// @param filename  if it cannot be read, the map is empty
+    /// @return never null
     virtual Access_map_dbhandle* accessMap(const char* filename, Map_status* status) = 0;
+    /// As accessMap().
     virtual Edit_map_dbhandle* editMap(const char* filename, Map_status* status) = 0;
+    /// @param dimension  1 to 6
     virtual Map_declaration_base* createMapDeclaration(const miUint dimension = 3) = 0;
 
-    /* Null, and the reason in *status, for null or without a declaration. `status` may be null. */
+    // The copies of null, or of an object without a declaration, are null, with the status
+    // No_declaration.
     virtual Map_declaration_base* copyMapDeclaration(const Map_declaration_base* other,
                                                      Map_status* status) = 0;
     virtual Map_declaration_base* copyMapDeclaration(const Map_element_base* map_element,
                                                      Map_status* status) = 0;
     virtual Map_declaration_base* copyMapDeclaration(const Map_base* map, Map_status* status) = 0;
-    /* Without a declaration: an element that takes that of the map it is read from. */
+    /// @param declaration  null for an element that takes that of the first map it is read from
     virtual Map_element_base* createMapElement(const Map_declaration_base* declaration = 0) = 0;
-    /* Null for null. */
+    /// @return null for null
     virtual Map_element_base* copyMapElement(const Map_element_base* other) = 0;
-    /* At the first element. The map must outlive the iterator. Null for null (Iterator_invalid). */
+    /// @param map  must outlive the iterator
+    /// @return an iterator at the first element; null, with the status Iterator_invalid, for null
     virtual Map_iterator_base* createMapIterator(const Map_base* map, Map_status* status = 0) = 0;
     virtual Map_iterator_base* copyMapIterator(const Map_iterator_base* other,
                                                Map_status* status) = 0;
-    /* The map must outlive the lookup. Null for null (Lookup_invalid). */
+    /// @param map  must outlive the lookup
+    /// @return null, with the status Lookup_invalid, for null
     virtual Map_lookup_base* createMapLookup(const Map_base* map, Map_status* status = 0) = 0;
-    /* With the other's result and position. */
+    /// Copies the result and the position as well.
     virtual Map_lookup_base* copyMapLookup(const Map_lookup_base* other, Map_status* status) = 0;
-    /* A second access to the same map, which lives until the last access is gone. Null for null. */
+    /// A second access to a map, which exists until its last handle is destroyed.
+    /// @return null for null
     virtual Access_map_dbhandle* shareMap(const Access_map_dbhandle* other) = 0;
 
     static Interface* get(int version = mi_ray_interface_version) {
@@ -77,11 +85,11 @@ struct Interface {
     }
 
   protected:
-    /* Not virtual: the table begins with getOptions. */
+    // Not virtual: the first slot of the virtual table is getOptions().
     ~Interface() {}
 };
 
-/* Gets the interface and gives it back. */
+/// Holds the interface and releases it.
 class Access_interface {
   public:
     Access_interface(int version = mi_ray_interface_version)
@@ -97,13 +105,13 @@ class Access_interface {
     mi::shader_v3::Interface* m_interface;
 };
 
-/* The older name. */
+/// The older name.
 typedef Access_interface Interface_access;
 
-/* ---- wrappers ---------------------------------------------------------------------------------
- */
+// ---- wrappers ----
 
-/* Calls `make` with the interface, which is given back at once. Null without an interface. */
+/// Calls `make` with the interface, which it releases afterwards.
+/// @return the result of `make`; null without an interface
 template <class Object, class Make>
 Object* map_make(Make make) {
     Interface* const interface = mi_get_shader_interface(mi_ray_interface_version);
@@ -228,5 +236,3 @@ inline Map_lookup& Map_lookup::operator=(const Map_lookup& other) {
 
 } // namespace shader_v3
 } // namespace mi
-
-#endif

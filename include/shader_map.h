@@ -1,19 +1,20 @@
-/*
- * Maps of the renderer: points of dimension 1 to 6 with fields, in memory and in files, and
- * searches for the nearest of them. C++ only; comes in with shader.h.
- *
- * Orders of virtual functions, names, status codes and the layout of the wrappers follow the
- * renderer's public manual and are part of the binary interface: functions are only ever appended.
- * Where the manual leaves a point open (names of the declaration, element, iterator and lookup
- * functions, the two handles, the field types) the choice made here is in the style of Map_base.
- *
- * Ownership: what a factory of the interface hands out is destroyed through its virtual destructor,
- * or by the wrapper that holds it. A Map_base belongs to its handle.
- * Threads: const functions of a map and of a declaration may run at once without a lock; everything
- * else needs exclusive access. Lookups, iterators and elements belong to one thread.
- */
-#ifndef SHADER_MAP_H
-#define SHADER_MAP_H
+/// @file
+/// The renderer's maps: points of dimension 1 to 6 with fields, in memory and in files, and
+/// searches for the nearest points. C++ only; include shader.h, which includes this header.
+///
+/// The order of virtual functions, names, status codes and the layout of the wrappers follow the
+/// renderer's public manual and are part of the binary interface: functions are only appended. The
+/// manual leaves open the names of the declaration, element, iterator and lookup functions, the two
+/// handles, and the field types; here they are in the style of Map_base.
+///
+/// Ownership: objects that a factory function of the interface returns are destroyed through their
+/// virtual destructor, or by the wrapper that holds them. A Map_base belongs to its handle.
+///
+/// Threads: const functions of maps and declarations may run concurrently. All other functions need
+/// exclusive access. A lookup, iterator or element must be used by one thread at a time.
+///
+/// Failure: functions return a Map_status and do not throw.
+#pragma once
 
 #include "shader.h"
 
@@ -29,37 +30,36 @@ class Map_declaration;
 class Map_element;
 class Map_iterator_base;
 
-/* Number of a field: 0, 1, ... in the order of declaration, global fields included. */
+/// Number of a field: 0, 1, ... in the order of declaration, including global fields.
 typedef miUint Map_field_id;
-/* What a lookup by name gives for an unknown name; every call with it ends in No_such_field. */
+/// Identifier of an unknown name. Calls with it return No_such_field.
 const Map_field_id map_no_such_field = 0xffffffffu;
 
-/* ---- status -----------------------------------------------------------------------------------
- */
+// ---- status ----
 
+/// The result of a call.
 class Map_status {
   public:
     enum Status_code {
         OK = 0,
-        Insufficient_memory, /* memory, or more elements than an index can name */
-        No_such_field,       /* a name or id that the declaration does not have */
-        Out_of_bounds,       /* element index beyond the size */
-        No_declaration,      /* map or element without a declaration */
+        Insufficient_memory, ///< also: more elements than an index can count
+        No_such_field,       ///< the declaration does not have the name or identifier
+        Out_of_bounds,       ///< element index beyond the size, or string beyond its length
+        No_declaration,      ///< the map or element has no declaration
         Declaration_mismatch,
-        Wrong_dimension, /* outside 1 to 6 */
+        Wrong_dimension, ///< not 1 to 6
         Illegal_on_slave,
-        Failure = 15, /* writing failed, or a null pointer was given */
+        Failure = 15, ///< writing failed, or a pointer is null
         File_could_not_be_opened = 16,
-        File_not_a_map, /* foreign, cut off or damaged */
+        File_not_a_map, ///< another type of file, or truncated or damaged
         File_version_unsupported,
-        Field_undefined = 32, /* a declaration without a usable field type */
+        Field_undefined = 32, ///< not a field type
         Field_name_too_long,
         Field_name_empty,
         Field_name_illegal,
-        Field_null_array, /* array or string of length 0, or a null pointer for one */
+        Field_null_array, ///< an array or string of length 0, or its pointer is null
         Field_type_mismatch,
-        Field_illegal, /* name taken, string not global, or a global field where an element's is due
-                        */
+        Field_illegal, ///< duplicate name, string that is not global, or global field of an element
         Iterator_invalid = 48,
         Iterator_past_end,
         Iterator_out_of_bounds,
@@ -92,23 +92,22 @@ class Map_status {
     Status_code m_code;
 };
 
-/* ---- field types ------------------------------------------------------------------------------
- */
+// ---- field types ----
 
-/* Kind of a field. Every kind but String may be global (one value for the whole map) or not; a
- * String is always global. */
+/// Type of a field. A field has one value per element, or, if it is global, one value for the whole
+/// map. Strings are always global.
 class Map_field_type {
   public:
     enum Type {
         Undefined = 0,
-        Integer,       /* int, 32 bits */
-        Scalar,        /* float */
-        Vector,        /* miVector */
-        Color,         /* miColor */
-        Transform,     /* miMatrix */
-        Integer_array, /* int[n], n fixed by the declaration */
-        Scalar_array,  /* float[n] */
-        String         /* char[n], at most n characters without the terminating zero */
+        Integer,       ///< int, 32 bits
+        Scalar,        ///< float
+        Vector,        ///< miVector
+        Color,         ///< miColor
+        Transform,     ///< miMatrix
+        Integer_array, ///< int[n], with n in the declaration
+        Scalar_array,  ///< float[n]
+        String         ///< char[n], up to n characters and a terminating zero
     };
 
     Map_field_type() : m_type(Undefined) {}
@@ -121,56 +120,55 @@ class Map_field_type {
     Type m_type;
 };
 
-/* ---- declaration ------------------------------------------------------------------------------
- */
+// ---- declaration ----
 
+/// The dimension and the fields of maps and elements.
 class Map_declaration_base {
   public:
     virtual ~Map_declaration_base() {}
 
-    /* 1 to 6; 0 for a declaration that was asked for with another dimension. */
+    /// @return 1 to 6; 0 if the declaration was created with another dimension
     virtual miUint get_dimension() const = 0;
 
-    /*
-     * Adds a field at the end. Names: 1 to 255 characters, letters, digits and . _ - : only, no two
-     * the same. `length` is for arrays and strings, 1 to 2^20, and ignored for all others. Maps and
-     * elements made from the declaration before do not change.
-     */
+    /// Appends a field. Maps and elements that were created with the declaration do not change.
+    /// @param name       unique; 1 to 255 letters, digits or characters of "._-:"
+    /// @param length     of arrays and strings, 1 to 2^20; ignored for other types
+    /// @param is_global  must be true for strings
     virtual Map_status append_field(const char* name, const Map_field_type type,
                                     const miUint length = 0, const bool is_global = false) = 0;
 
     virtual bool has_field(const char* name) const = 0;
-    /* map_no_such_field (and No_such_field in *status) for an unknown name. */
+    /// @param status  receives the result; may be null
+    /// @return map_no_such_field, with the status No_such_field, for an unknown name
     virtual Map_field_id get_field_id(const char* name, Map_status* status = 0) const = 0;
 
     virtual miUint get_field_count() const = 0;
-    /* Valid until the declaration changes; null for an unknown id. */
+    /// @return valid until the declaration changes; null for an unknown field
     virtual const char* get_field_name(const Map_field_id field_id) const = 0;
-    /* Undefined for an unknown id. */
+    /// @return Undefined for an unknown field
     virtual Map_field_type get_field_type(const Map_field_id field_id) const = 0;
-    /* Length of an array or string; 1 for every other kind; 0 for an unknown id. */
+    /// @return length of an array or string; 1 for other types; 0 for an unknown field
     virtual miUint get_field_length(const Map_field_id field_id) const = 0;
     virtual bool is_field_global(const Map_field_id field_id) const = 0;
-    /* Same dimension and the same fields in the same order. */
+    /// @return whether dimension and fields, including their order, are the same
     virtual bool is_equal(const Map_declaration_base* other) const = 0;
 };
 
-/* ---- element ----------------------------------------------------------------------------------
- */
+// ---- element ----
 
-/*
- * One element outside of any map: a value that can be refilled and appended again and again. Starts
- * with zeros. Global fields are the map's, not an element's: Field_illegal. get by pointer writes
- * as many values as the field is long.
- */
+/// An element outside of maps, which can be changed and appended any number of times. All values
+/// are initially 0. Functions return Field_illegal for global fields, which belong to maps, and
+/// Field_type_mismatch if the value is of another type than the field. Arrays have the length that
+/// is declared.
 class Map_element_base {
   public:
     virtual ~Map_element_base() {}
 
     virtual bool has_declaration() const = 0;
 
-    /* As many floats as the dimension. */
+    /// @param position  as many floats as the dimension
     virtual Map_status set_position(const float* position) = 0;
+    /// @param position  receives as many floats as the dimension
     virtual Map_status get_position(float* position) const = 0;
 
     virtual Map_status get(const Map_field_id field_id, float& value) const = 0;
@@ -190,46 +188,48 @@ class Map_element_base {
     virtual Map_status set(const Map_field_id field_id, const int* value) = 0;
 };
 
-/* ---- map --------------------------------------------------------------------------------------
- */
+// ---- map ----
 
+/// Elements in the order of appending, and values of global fields. Searches see the elements of
+/// the last consolidate().
 class Map_base {
   public:
-    /* How a map is written. Reading recognises the format by content. */
+    /// File formats. The functions that read a file detect its format.
     enum File_format { Closed_binary = 0, Open_binary, Open_ASCII };
 
     virtual miUint size() const = 0;
     virtual bool is_empty() const = 0;
     virtual bool has_declaration() const = 0;
 
-    /* An element without a declaration takes the map's. */
+    /// Copies an element of the map.
+    /// @param map_element  receives the values; an element without a declaration takes the map's
     virtual Map_status get(const miUint index, Map_element& map_element) const = 0;
-    /* Searches see the new value after the next consolidate. */
+    /// Replaces an element. Searches see the new values after the next consolidate().
     virtual Map_status set(const miUint index, const Map_element& map_element) = 0;
-    /* Copies the element; its index is the size before. Searches see it after consolidate. */
+    /// Appends a copy of an element. Searches see it after the next consolidate().
     virtual Map_status append(const Map_element& map_element) = 0;
 
-    /*
-     * Replaces declaration and content by a file's; the map counts as consolidated then. On failure
-     * the map is empty and without a declaration. `notify` sends one information message that names
-     * file, elements and time, here and below.
-     */
+    /// Replaces declaration and content by those of a file. The map counts as consolidated. On
+    /// failure the map is empty and has no declaration.
+    /// @param notify  reports the operation in the renderer's log, here and below: file, elements and
+    ///                time, or the reason of a failure
     virtual Map_status read(const char* file_name, const bool notify = true) = 0;
-    /* The file keeps its format. It must exist and have the same declaration. */
+    /// Appends the elements to a file, which must exist and have the same declaration. The format
+    /// of the file does not change.
     virtual Map_status append_to(const char* file_name, const bool notify = true) const = 0;
-    /* Takes the file's declaration if there is none yet. Needs a consolidate, as append does. */
+    /// Appends the elements of a file, as append() does. A map without a declaration takes that of
+    /// the file.
     virtual Map_status append_from(const char* file_name, const bool notify = true) = 0;
-    /* The file appears whole or not at all: on failure an older file stays. */
+    /// Writes the map to a file. On failure an existing file does not change.
     virtual Map_status write(const char* file_name, const bool notify = true,
                              const File_format file_format = Closed_binary) const = 0;
 
-    /*
-     * Takes all elements into account for searches. `bvh_quality`, clamped to 0..1, trades the time
-     * this takes for the time that searches take; results do not depend on it.
-     */
+    /// Prepares searches of all elements.
+    /// @param bvh_quality  clamped to [0, 1]; higher values take longer here and make searches
+    ///                     faster, with the same results
     virtual Map_status consolidate(const float bvh_quality = 0.6f) = 0;
 
-    /* Global fields. */
+    // Global fields. get() and set() with an array access as many values as are declared.
     virtual Map_status get(const Map_field_id field_id, float& value) const = 0;
     virtual Map_status get(const Map_field_id field_id, int& value) const = 0;
     virtual Map_status get(const Map_field_id field_id, miVector& value) const = 0;
@@ -237,10 +237,9 @@ class Map_base {
     virtual Map_status get(const Map_field_id field_id, miMatrix* value) const = 0;
     virtual Map_status get(const Map_field_id field_id, float* value) const = 0;
     virtual Map_status get(const Map_field_id field_id, int* value) const = 0;
-    /* Room for the declared length and a terminating zero. */
+    /// @param value  has room for the declared length and a terminating zero
     virtual Map_status get(const Map_field_id field_id, char* value) const = 0;
 
-    /* A string longer than declared is Out_of_bounds and changes nothing. */
     virtual Map_status set(const Map_field_id field_id, const float value) = 0;
     virtual Map_status set(const Map_field_id field_id, const int value) = 0;
     virtual Map_status set(const Map_field_id field_id, const miVector& value) = 0;
@@ -248,22 +247,29 @@ class Map_base {
     virtual Map_status set(const Map_field_id field_id, const miMatrix* value) = 0;
     virtual Map_status set(const Map_field_id field_id, const float* value) = 0;
     virtual Map_status set(const Map_field_id field_id, const int* value) = 0;
+    /// @return Out_of_bounds, without a change, if the string is longer than declared
     virtual Map_status set(const Map_field_id field_id, const char* value) = 0;
 
   protected:
-    /* Not virtual: no slot of the table is a destructor. */
+    // Not virtual: the virtual table has no slot for a destructor.
     ~Map_base() {}
 };
 
-/* Hold a map; not for direct use in shaders that can use the wrappers. Never hold a null map. */
+/// Holds a map for reading. Shaders use the wrapper Access_map.
 class Access_map_dbhandle {
   public:
     virtual ~Access_map_dbhandle() {}
+    /// @return never null; owned by the handle
     virtual const Map_base* get_map() const = 0;
+    /// @return the null tag if the map is not in the database
     virtual miTag get_tag() const = 0;
+    /// Stores the map in the database, unless it is there already.
+    /// @return the map's tag; the null tag on failure
     virtual miTag store() = 0;
 };
 
+/// Holds a map for reading and writing, as Access_map_dbhandle does. Shaders use the wrapper
+/// Edit_map.
 class Edit_map_dbhandle {
   public:
     virtual ~Edit_map_dbhandle() {}
@@ -272,21 +278,18 @@ class Edit_map_dbhandle {
     virtual miTag store() = 0;
 };
 
-/* ---- reading fields without a call --------------------------------------------------------------
- */
+// ---- reading fields without a call ----
 
-/*
- * Where one field's values stand: value number `row` at data + row * stride. A global field has
- * stride 0. Filled in by the renderer.
- */
+/// The values of one field: that of `row` is at data + row * stride. Global fields have stride 0.
+/// Filled in by the renderer.
 struct Map_column {
     const unsigned char* data;
     size_t stride;
-    int type; /* Map_field_type::Type */
+    int type; ///< Map_field_type::Type
     miUint length;
 };
 
-/* The current element of an iterator or of a lookup's result. */
+/// The current element of an iterator, or of the result of a lookup.
 class Map_row {
   public:
     Map_status get(const Map_field_id field_id, float& value) const {
@@ -310,7 +313,7 @@ class Map_row {
     Map_status get(const Map_field_id field_id, int* value) const {
         return copy(field_id, Map_field_type::Integer_array, value, 4 * length(field_id));
     }
-    /* Room for the declared length and a terminating zero. */
+    /// @param value  has room for the declared length and a terminating zero
     Map_status get(const Map_field_id field_id, char* value) const {
         return copy(field_id, Map_field_type::String, value, length(field_id) + 1);
     }
@@ -335,31 +338,29 @@ class Map_row {
 
     const Map_column* m_columns;
     size_t m_row;
-    /* 0 while there is no current element; m_absent says why then, and is No_such_field else. */
-    miUint m_column_count;
+    miUint m_column_count; // 0 without a current element
+    // Status for a field that is not there: No_such_field, or why there is no current element.
     Map_status::Status_code m_absent;
 };
 
-/* ---- iterator ---------------------------------------------------------------------------------
- */
+// ---- iterator ----
 
-/*
- * Steps through the elements of a map in the order of appending; also what a distance functor is
- * handed for a candidate. Reading is inline: a candidate costs no call but the functor's own.
- * Values of a functor's candidate are valid during the functor's call only.
- */
+/// Visits the elements of a map in the order of appending. Also the candidate that a distance
+/// functor measures, which is valid during the functor's call only. Values are read without virtual
+/// calls.
 class Map_iterator_base : public Map_row {
   public:
     virtual ~Map_iterator_base() {}
 
-    /* Index of the current element in the order of appending; 0 without one. */
+    /// @return index of the current element in the order of appending; 0 without one
     virtual miUint get_index() const = 0;
     virtual bool at_end() const = 0;
     virtual Map_status next() = 0;
-    /* Iterator_out_of_bounds (and no move) beyond the last element. */
+    /// @return Iterator_out_of_bounds, without a move, beyond the last element
     virtual Map_status go_to(const miUint index) = 0;
 
-    /* As many floats as the dimension, until the next step; null without a current element. */
+    /// @return as many floats as the dimension, valid until the next step; null without a current
+    ///         element
     const float* get_position() const { return m_position; }
 
   protected:
@@ -370,40 +371,39 @@ class Map_iterator_base : public Map_row {
     const float* m_position;
 };
 
-/* ---- distance functors ------------------------------------------------------------------------
- */
+// ---- distance functors ----
 
-/*
- * Measures distance for a search. Distances are squared, like the limit they are compared with. The
- * distance of an element must not be less than that of any box that holds it; returning more, up to
- * a huge value that rejects the element, is always allowed. Called from the searching thread only,
- * in no particular order, also for elements that do not get into the result.
- */
+/// Measures distances for a search. All distances are squared, like the limit of the search. The
+/// distance of an element must not be less than that of any box that contains it; it may be larger,
+/// up to a huge value that rejects the element. A search calls the functor from its own thread, in
+/// no particular order, also for elements that it does not find in the end.
 class Map_distance_base {
   public:
     virtual miUint get_dimension() const = 0;
     virtual const float* get_point() const = 0;
-    /* Least squared distance that an element within the box can have. */
+    /// @param min, max  corners of a box
+    /// @return least squared distance of elements in the box
     virtual float operator()(const float* min, const float* max) const = 0;
+    /// @return squared distance of the element
     virtual float operator()(const Map_iterator_base* element) const = 0;
 
   protected:
     Map_distance_base() {}
     Map_distance_base(const Map_distance_base&) {}
     Map_distance_base& operator=(const Map_distance_base&) { return *this; }
-    /* Not virtual: functors live on the caller's stack, and the table has no slot for it. */
+    // Not virtual: functors are on the caller's stack, and the virtual table has no slot for it.
     ~Map_distance_base() {}
 };
 
-/* Euclidean box distance; the element distance is left to the derived class. */
+/// Measures boxes by their Euclidean distance. Derived classes measure elements.
 template <miUint DIM>
 class Map_distance : public Map_distance_base {
   public:
     static constexpr miUint DIMENSION = DIM;
 
-    /* Leaves the point unset. */
+    /// Does not initialize the point.
     Map_distance() {}
-    /* Copies DIM floats. */
+    /// @param point  DIM floats, which are copied
     Map_distance(const float* point) {
         for (miUint i = 0; i < DIM; ++i)
             m_point[i] = point[i];
@@ -433,7 +433,7 @@ class Map_distance : public Map_distance_base {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 #endif
 
-/* The plain squared Euclidean distance: a search without a filter. */
+/// The squared Euclidean distance: a search without a filter.
 template <miUint DIM>
 class Map_quad_distance : public Map_distance<DIM> {
   public:
@@ -455,13 +455,11 @@ class Map_quad_distance : public Map_distance<DIM> {
 #pragma GCC diagnostic pop
 #endif
 
-/*
- * The search point of a functor whose box distance is the one it inherits from Map_distance<DIM>,
- * and null for every other functor. A search may then measure boxes by itself. Decided by the entry
- * of the functor's own virtual table, so that an override anywhere in the hierarchy is seen; where
- * the layout of such tables is not known the answer is always null, which costs time and nothing
- * else.
- */
+/// Whether a functor inherits its box distance from Map_distance<DIM>: a search may then measure
+/// boxes without calling it. Compares the entries of virtual tables, and so detects overrides
+/// anywhere in the hierarchy.
+/// @return the functor's point, or null if it overrides the box distance, or if the compiler's
+///         virtual tables have another layout
 template <miUint DIM>
 const float* map_euclidean_point(const Map_distance<DIM>& distance) {
 #ifdef __GXX_ABI_VERSION
@@ -478,41 +476,37 @@ const float* map_euclidean_point(const Map_distance<DIM>& distance) {
     return 0;
 }
 
-/* ---- lookup -----------------------------------------------------------------------------------
- */
+// ---- lookup ----
 
-/* One found element: the functor's distance, and where the element stands. */
+/// A found element: the distance that the functor returned, and the element's row.
 struct Map_result {
     float distance;
     miUint row;
 };
 
-/*
- * Searches one map, any number of times; holds the result of the last search and a position in it.
- * The result goes from near to far, ties in the order of appending.
- */
+/// Searches a map, any number of times. Holds the result of the last search and a position in it.
+/// Results are sorted by distance; elements at the same distance are in the order of appending.
 class Map_lookup_base : public Map_row {
   public:
     virtual ~Map_lookup_base() {}
 
-    /* What the inline functions below rest on; `euclidean_point` as map_euclidean_point gives it.
-     */
+    /// Implements search().
+    /// @param euclidean_point  of map_euclidean_point()
     virtual Map_status search_with(const Map_distance_base& distance, const float* euclidean_point,
                                    const int max_count, const float max_squared_distance) = 0;
-    /* Back to the first result. */
+    /// Moves to the first result.
     virtual Map_status rewind() = 0;
+    /// Moves to a result by its position in the result.
     virtual Map_status go_to(const miUint index) = 0;
-    /* Index of the current result in the order of appending. */
+    /// @param index  receives the element's index in the order of appending
     virtual Map_status get_index(miUint& index) const = 0;
-    /* As many floats as the dimension. */
+    /// @param position  receives as many floats as the dimension
     virtual Map_status get_position(float* position) const = 0;
 
-    /*
-     * Finds the elements nearest by the functor, at most `max_count`, none farther than
-     * `max_squared_distance` (one exactly there is found). Nothing for a count of 0 or less. An
-     * element whose distance is not a number is not found. Elements are those of the last
-     * consolidate.
-     */
+    /// Finds the nearest elements among those of the last consolidate(). Elements whose distance is
+    /// not a number are not found.
+    /// @param max_count             0 or less finds nothing
+    /// @param max_squared_distance  an element exactly at the limit is found
     template <miUint DIM>
     Map_status search(const Map_distance<DIM>& distance, const int max_count,
                       const float max_squared_distance) {
@@ -524,9 +518,9 @@ class Map_lookup_base : public Map_row {
         return search_with(distance, 0, max_count, max_squared_distance);
     }
 
-    /* True also before any search. */
+    /// @return true also before the first search
     bool is_empty() const { return m_begin == m_end; }
-    /* Number of results, wherever the position is. */
+    /// @return number of results
     miUint size() const { return static_cast<miUint>(m_end - m_begin); }
     bool at_end() const { return m_current == m_end; }
     Map_status next() {
@@ -535,7 +529,7 @@ class Map_lookup_base : public Map_row {
         settle();
         return Map_status::OK;
     }
-    /* The very value that the functor returned; infinite without a current result. */
+    /// @return the value that the functor returned; infinity without a current result
     float get_squared_distance() const {
         return m_current == m_end ? HUGE_VALF : m_current->distance;
     }
@@ -550,7 +544,7 @@ class Map_lookup_base : public Map_row {
     Map_lookup_base(const Map_lookup_base& other) = default;
     Map_lookup_base& operator=(const Map_lookup_base& other) = default;
 
-    /* Makes the fields those of the current result. */
+    // Selects the fields of the current result.
     void settle() {
         if (m_current != m_end) {
             m_row = m_current->row;
@@ -568,16 +562,18 @@ class Map_lookup_base : public Map_row {
     miUint m_all_columns;
 };
 
-/* ---- wrappers ---------------------------------------------------------------------------------
- *
- * Each holds one pointer and nothing else, null if the renderer has no interface or the factory
- * failed; `->` gives it. Copies are deep. Definitions are in mi_shader_if.h.
- */
+// ---- wrappers ----
+//
+// A wrapper consists of one pointer. operator-> returns the object, or null if the renderer has no
+// interface or the factory function failed. Copies are deep. Definitions are in mi_shader_if.h.
 
+/// A map for reading.
 class Access_map {
   public:
+    /// @param tag  if it does not name a map, the map is empty and has no tag
     Access_map(const miTag tag);
-    /* A file that cannot be read gives an empty map and says why in *status. */
+    /// @param filename  if it cannot be read, the map is empty
+    /// @param status    receives the result; may be null
     Access_map(const char* filename, Map_status* status = 0);
     ~Access_map() { delete m_handle; }
     Access_map(const Access_map&) = delete;
@@ -591,11 +587,16 @@ class Access_map {
     Access_map_dbhandle* m_handle;
 };
 
+/// A map for reading and writing.
 class Edit_map {
   public:
+    /// An empty map.
     Edit_map(const Map_declaration& map_declaration);
+    /// An empty map without a declaration.
     Edit_map();
+    /// As Access_map.
     Edit_map(const miTag tag);
+    /// As Access_map.
     Edit_map(const char* filename, Map_status* status = 0);
     ~Edit_map() { delete m_handle; }
     Edit_map(const Edit_map&) = delete;
@@ -609,8 +610,10 @@ class Edit_map {
     Edit_map_dbhandle* m_handle;
 };
 
+/// A declaration: a new one, or a copy.
 class Map_declaration {
   public:
+    /// @param dimension  1 to 6
     Map_declaration(const miUint dimension = 3);
     Map_declaration(const Access_map& map, Map_status* status = 0);
     Map_declaration(const Edit_map& map, Map_status* status = 0);
@@ -625,8 +628,10 @@ class Map_declaration {
     Map_declaration_base* m_declaration;
 };
 
+/// An element of a declaration.
 class Map_element {
   public:
+    /// An element without a declaration: takes that of the first map it is read from.
     Map_element();
     Map_element(const Map_declaration& declaration);
     Map_element(const Map_element& other);
@@ -639,6 +644,7 @@ class Map_element {
     Map_element_base* m_element;
 };
 
+/// An iterator at the first element of a map, which must outlive it.
 class Map_iterator {
   public:
     Map_iterator(const Access_map& map, Map_status* status = 0);
@@ -653,6 +659,7 @@ class Map_iterator {
     Map_iterator_base* m_iterator;
 };
 
+/// A lookup of a map, which must outlive it.
 class Map_lookup {
   public:
     Map_lookup(const Access_map& map, Map_status* status = 0);
@@ -687,5 +694,3 @@ static_assert(Map_base::Closed_binary == 0 && Map_base::Open_binary == 1 &&
 
 } // namespace shader_v3
 } // namespace mi
-
-#endif

@@ -50,7 +50,7 @@ def interface_needs_shader_h(headers):
     """mi_shader_if.h and shader_map.h can't be included by themselves."""
     for name in ("mi_shader_if.h", "shader_map.h"):
         replace(headers, name, '#include "shader.h"\n',
-                '#ifndef SHADER_H\n#error "include shader.h instead"\n#endif\n', 1)
+                '#ifndef miNULLTAG\n#error "include shader.h instead"\n#endif\n', 1)
 
 
 def headers_apart(headers):
