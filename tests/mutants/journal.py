@@ -1,5 +1,5 @@
-"""Verdicts that are stored on disk: an interrupted run continues where it stopped, and a run after a change of
-the list of equivalents takes seconds."""
+"""Verdicts that are stored on disk: an interrupted run continues where it stopped, and a run after a change
+of the list of equivalents takes seconds."""
 
 import hashlib
 import json
