@@ -251,7 +251,7 @@ std::string name_for(const std::string& writer, const std::string& format) {
 
 Reason encode(OIIO::ImageOutput& out, const OIIO::ImageSpec& spec, const std::string& name,
               const PixelType& type, const Frame& frame, const WriteRequest& request) {
-    if (!out.open(name, spec)) return "cannot be encoded: " + out.geterror();
+    if (!out.open(name, spec)) return out.geterror();
     const bool written =
         type.channels == Channels::label
             ? write_labels(out, frame)
@@ -261,9 +261,9 @@ Reason encode(OIIO::ImageOutput& out, const OIIO::ImageSpec& spec, const std::st
     if (!written) {
         std::string reason = out.geterror();
         out.close();
-        return "cannot be encoded: " + reason;
+        return reason;
     }
-    if (!out.close()) return "cannot be encoded: " + out.geterror();
+    if (!out.close()) return out.geterror();
     return std::nullopt;
 }
 
@@ -287,15 +287,15 @@ bool read_lines(OIIO::ImageInput& in, const OIIO::ImageSpec& spec) {
 
 Reason verify(OIIO::ImageInput& in, const std::string& name, const OIIO::ImageSpec& wanted) {
     OIIO::ImageSpec spec;
-    if (!in.open(name, spec)) return "the encoded picture cannot be read: " + in.geterror();
+    if (!in.open(name, spec)) return "the result cannot be read: " + in.geterror();
     if (spec.width != wanted.width || spec.height != wanted.height)
-        return fmt::format("the encoded picture has {} x {} pixels instead of {} x {}", spec.width,
+        return fmt::format("the result has {} x {} pixels instead of {} x {}", spec.width,
                            spec.height, wanted.width, wanted.height);
     // GIF files come back with alpha in any case.
     if (spec.nchannels < wanted.nchannels)
-        return fmt::format("the encoded picture has {} channels instead of {}", spec.nchannels,
+        return fmt::format("the result has {} channels instead of {}", spec.nchannels,
                            wanted.nchannels);
-    if (!read_lines(in, spec)) return "the encoded picture cannot be read: " + in.geterror();
+    if (!read_lines(in, spec)) return "the result cannot be read: " + in.geterror();
     return std::nullopt;
 }
 
@@ -303,7 +303,7 @@ Reason verify(Bytes& bytes, const std::string& writer, const std::string& name,
               const OIIO::ImageSpec& wanted) {
     OIIO::Filesystem::IOMemReader memory(bytes.data(), bytes.size());
     const auto in = OIIO::ImageInput::create(writer);
-    if (!in) return "pictures of its format cannot be read: " + OIIO::geterror();
+    if (!in) return "the result cannot be read: " + OIIO::geterror();
     if (in->supports("ioproxy")) {
         in->set_ioproxy(&memory);
         return verify(*in, name, wanted);
@@ -313,30 +313,14 @@ Reason verify(Bytes& bytes, const std::string& writer, const std::string& name,
     return verify(*in, file.path(), wanted);
 }
 
-} // namespace
-
-std::string format_name(std::string_view format) {
-    const auto out = OIIO::ImageOutput::create(std::string(writer_name(lower_case(format))));
-    if (out) return out->format_name();
-    (void)OIIO::geterror();
-    return {};
-}
-
-bool can_write(const std::string& format) {
-    const std::string name = format_name(format);
-    return std::find(kFormats.begin(), kFormats.end(), name) != kFormats.end();
-}
-
-Reason encode_picture(const Frame& frame, const WriteRequest& request, Bytes& bytes) {
-    const std::string writer = format_name(request.format);
-    if (!can_write(request.format))
-        return fmt::format("pictures of the format '{}' cannot be written", request.format);
+Reason encode_checked(const Frame& frame, const WriteRequest& request, const std::string& writer,
+                      Bytes& bytes) {
     if (writer == "jpeg" && std::max(frame.width(), frame.height()) > kMaxJpegSide)
-        return fmt::format("JPEG pictures have {} pixels at most in each direction", kMaxJpegSide);
+        return fmt::format("more than {} pixels in a direction", kMaxJpegSide);
     bytes.clear();
     OIIO::Filesystem::IOVecOutput memory(bytes); // outlives `out`, whose end may still write to it
     const auto out = OIIO::ImageOutput::create(writer);
-    PixelType type = request.type.value_or(best_pixel_type(request.format));
+    PixelType type = request.type.value_or(best_pixel_type(writer));
     // These two lose the colors where alpha is 0.
     const bool has_alpha = out->supports("alpha") && writer != "gif" && writer != "webp";
     if (type.channels == Channels::rgba && !has_alpha) type.channels = Channels::rgb;
@@ -357,6 +341,41 @@ Reason encode_picture(const Frame& frame, const WriteRequest& request, Bytes& by
     }
     complete(bytes, writer);
     return verify(bytes, writer, name, spec);
+}
+
+// OpenImageIO's messages may have several lines, or none.
+std::string one_line(std::string_view text) {
+    std::string line;
+    for (const char c : text) {
+        if (c != '\n')
+            line += c;
+        else if (!line.ends_with("; "))
+            line += "; ";
+    }
+    if (line.ends_with("; ")) line.resize(line.size() - 2);
+    return line.empty() ? "no reason is given" : line;
+}
+
+} // namespace
+
+std::string format_name(std::string_view format) {
+    const auto out = OIIO::ImageOutput::create(std::string(writer_name(lower_case(format))));
+    if (out) return out->format_name();
+    (void)OIIO::geterror();
+    return {};
+}
+
+bool can_write(const std::string& format) {
+    const std::string name = format_name(format);
+    return std::find(kFormats.begin(), kFormats.end(), name) != kFormats.end();
+}
+
+Reason encode_picture(const Frame& frame, const WriteRequest& request, Bytes& bytes) {
+    if (!can_write(request.format))
+        return fmt::format("pictures of the format '{}' cannot be written", request.format);
+    const Reason reason = encode_checked(frame, request, format_name(request.format), bytes);
+    if (!reason) return std::nullopt;
+    return fmt::format("cannot be encoded as '{}': {}", request.format, one_line(*reason));
 }
 
 } // namespace vx::image

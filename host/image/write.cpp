@@ -40,10 +40,7 @@ Reason complete(WriteRequest& request) {
 // Encodes a picture of nothing.
 Reason check_encoding(const WriteRequest& request, int width, int height) {
     std::vector<unsigned char> bytes;
-    const Reason reason = encode_picture(Frame(width, height, false), request, bytes);
-    if (!reason) return std::nullopt;
-    return fmt::format("a '{}' picture of this type and resolution cannot be written: {}",
-                       request.format, *reason);
+    return encode_picture(Frame(width, height, false), request, bytes);
 }
 
 // What tells files apart. Devices and pipes take any number of pictures: nothing for them.

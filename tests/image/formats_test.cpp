@@ -191,10 +191,14 @@ TEST_F(Formats, WhatCannotBeWrittenIsFoundOutBeforehand) {
     EXPECT_EQ(reason("a", "", 64, 64),
               "neither the format nor the file's extension says what to write");
     const auto is_refused = [&](const char* name, const char* types, int width, int height) {
-        return reason(name, types, width, height).find("picture of this type and resolution") !=
+        return reason(name, types, width, height).find("cannot be encoded as ") !=
                std::string::npos;
     };
-    EXPECT_TRUE(is_refused("a.hdr", "z", 64, 64)) << "has three channels";
+    EXPECT_EQ(reason("a.hdr", "z", 64, 64),
+              "cannot be encoded as 'hdr': HDR can only support 3-channel images");
+    EXPECT_EQ(reason("a.jp2", "rgb", 64, 31).find('\n'), std::string::npos);
+    EXPECT_TRUE(is_refused("a.jp2", "rgb", 64, 31)) << "five times half of it is nothing";
+    EXPECT_TRUE(is_refused("a.iff", "rgb", 64, 8193));
     EXPECT_FALSE(is_refused("a.hdr", "rgb", 64, 64));
     EXPECT_TRUE(is_refused("a.jpg", "rgb", 65501, 8)) << "the largest side is 65500";
     EXPECT_TRUE(is_refused("a.jpg", "rgb", 8, 65501));
@@ -218,6 +222,10 @@ TEST_F(Formats, TypeAndNameMustNotContradictEachOther) {
     EXPECT_EQ(check_picture(r, 8, 8), std::nullopt);
     r.path = folder / "a.TIF";
     EXPECT_EQ(check_picture(r, 8, 8), std::nullopt);
+    ASSERT_EQ(write_picture(ramp_frame(8, 8), request("a.EXR")), std::nullopt);
+    OIIO::ImageSpec spec;
+    read(folder / "a.EXR", spec);
+    EXPECT_EQ(spec.format, OIIO::TypeDesc::HALF) << "as for a.exr";
     // Extensions that say nothing.
     for (const char* const name : {"a", "a.0001", "a.tmp"}) {
         r.path = folder / name;
@@ -288,7 +296,8 @@ TEST_F(Formats, DateOfSourceDateEpochIsStored) {
         ::setenv("SOURCE_DATE_EPOCH", bad, 1);
         const auto reason = write_picture(frame, request("b.exr"));
         ASSERT_TRUE(reason) << bad;
-        EXPECT_EQ(*reason, fmt::format("SOURCE_DATE_EPOCH is not a number of seconds since 1970: "
+        EXPECT_EQ(*reason, fmt::format("cannot be encoded as 'exr': SOURCE_DATE_EPOCH is not a "
+                                       "number of seconds since 1970: "
                                        "'{}'",
                                        bad));
         EXPECT_TRUE(check_picture(request("b.exr"), 8, 8));

@@ -26,7 +26,7 @@ class WritePicture : public testing::Test {
         fs::remove_all(folder);
     }
 
-    // 3 x 2 pixels: grey value x + 10 y, alpha 0.5.
+    // 3 x 2 pixels: gray value x + 10 y, alpha 0.5.
     static Frame picture(float scale = 1.0f) {
         Tile tile({0, 0, 3, 2}, Filter(FilterKind::box, 1, 1), true);
         for (int y = 0; y < 2; ++y)
@@ -194,7 +194,7 @@ TEST_F(WritePicture, FailureLeavesTheOldPictureAndNoNewFolders) {
     EXPECT_TRUE(
         write_picture(picture(), {folder / "file" / "x" / "a.png", "", std::nullopt, "", 0, 0}));
 
-    // The name is taken by a folder that is not empty: the last step, the renaming, fails.
+    // The name is taken by a folder.
     fs::create_directories(folder / "taken.png" / "inside");
     const auto error =
         write_picture(picture(), {folder / "taken.png", "png", std::nullopt, "", 0, 0});
