@@ -71,6 +71,7 @@ class Program {
 
     int run() {
         vx::api::store_maps_in_database();
+        vx::api::report_map_files();
         set_up_messages();
         set_up_paths();
         m_builder.render = [this](const vx::shading::RenderRequest& request) {

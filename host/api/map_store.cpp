@@ -12,6 +12,7 @@ namespace vx::api {
 namespace {
 
 using shading::Context;
+using shading::Level;
 
 // The contents of an element of type miSCENE_MAP.
 struct StoredMap {
@@ -52,6 +53,21 @@ constinit DatabaseMaps database_maps;
 
 void store_maps_in_database() {
     maps::set_map_store(&database_maps);
+}
+
+void report_map_files() {
+    maps::set_notify([](bool failed, const char* message) {
+        try {
+            Context& context = Context::current();
+            const shading::ThreadContext& thread = context.thread();
+            if (failed) context.count_as_failed();
+            context.messages.write(failed ? Level::error : Level::info, "MAP", thread.number,
+                                   thread.with_shader(message));
+        } catch (const std::exception&) {
+            // No context exists any more, since static objects in shader libraries may still use
+            // maps.
+        }
+    });
 }
 
 } // namespace vx::api

@@ -1,5 +1,5 @@
 /// @file
-/// Storage of maps in the scene database.
+/// Connects the map engine with the host: where maps are stored, how map files are reported.
 #pragma once
 
 namespace vx::api {
@@ -8,5 +8,10 @@ namespace vx::api {
 /// shader stores becomes an element of type miSCENE_MAP, which exists until the context is
 /// destroyed. Must be called once, before any shader runs.
 void store_maps_in_database();
+
+/// Makes the map engine report its file operations to the messages of the current context, with the
+/// shader instance that asked for them: information on success, an error on failure, which also
+/// makes the render count as failed.
+void report_map_files();
 
 } // namespace vx::api

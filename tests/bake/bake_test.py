@@ -392,8 +392,8 @@ class OutputModes(BakeCase):
 
 
 class BadNames(BakeCase):
-    def bake(self, **parameters):
-        self.render(tilted_scene(Camera(width=4, height=3), "lens " + writer(**parameters)))
+    def bake(self, status=0, **parameters):
+        self.render(tilted_scene(Camera(width=4, height=3), "lens " + writer(**parameters)), status=status)
         return sorted(f for f in os.listdir(self.folder) if f not in ("out.png", "scene.mi"))
 
     def test_cache_name_of_another_type(self):
@@ -410,7 +410,7 @@ class BadNames(BakeCase):
 
     def test_directory_that_is_not_there(self):
         self.assertEqual(self.bake(pdcFileName="nowhere/cloud.0001.pdc",
-                                   mapFileName="nowhere/cloud.0001.mrmap"), [])
+                                   mapFileName="nowhere/cloud.0001.mrmap", status=2), [])
         self.assertIn("Cannot open nowhere/cloud.0001.pdc for writing", self.log)
         self.assertIn("vx_pc_write: Writing File nowhere/cloud.0001.pdc", self.log)
 

@@ -106,21 +106,22 @@ class ReadCase(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder, name)
 
-    def run_scene(self, text):
+    def run_scene(self, text, *options, status=0):
         with open(self.path("scene.mi"), "w") as stream:
             stream.write(text)
-        run = subprocess.run([os.environ["VX_RENDER"], "scene.mi"], cwd=self.folder,
+        run = subprocess.run([os.environ["VX_RENDER"], *options, "scene.mi"], cwd=self.folder,
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=240)
         self.log = run.stdout.decode("utf-8", "replace")
-        self.assertEqual(run.returncode, 0, self.log)
+        self.assertEqual(run.returncode, status, self.log)
 
-    def bake(self, parts, **parameters):
+    def bake(self, parts, options=(), status=0, **parameters):
         """Bakes walls: (name, object text, color, label)."""
         text = PLAIN_HEAD + self.camera.text("lens " + writer(**parameters)) + self.camera.instance()
         for name, item, color, label in parts:
             text += item + tagged(name + "Mtl", (0, 0, 0, 1), color + (1,), label)
             text += instance(name + "Inst", name, [name + "Mtl"])
-        self.run_scene(text + world("camInst", *[part[0] + "Inst" for part in parts]) + RENDER)
+        self.run_scene(text + world("camInst", *[part[0] + "Inst" for part in parts]) + RENDER, *options,
+                       status=status)
 
     def point(self, x, y, z=0.0):
         """The intersection of the ray through a pixel with the plane z; (0, 0) is the lower left pixel."""
@@ -131,11 +132,11 @@ class ReadCase(unittest.TestCase):
         return [dict(position=self.point(x, y, z), rgbPP=color)
                 for y in range(self.camera.height) for x in range(self.camera.width)]
 
-    def picture(self, cloud, item=None, member="outColor"):
+    def picture(self, cloud, *options, item=None, member="outColor", status=0):
         """Renders a wall at z = 0 that shows a member of the reader's result."""
         self.run_scene(PLAIN_HEAD + cloud + show(member) + self.camera.text(output=PICTURE % "out.exr") +
                        self.camera.instance() + (item or wall()) + instance("wallInst", "wall", ["show"]) +
-                       world("camInst", "wallInst") + RENDER)
+                       world("camInst", "wallInst") + RENDER, *options, status=status)
         return read_exr(self.path("out.exr"))
 
     def warnings(self):

@@ -1,6 +1,7 @@
 """Whole-program tests of the way back: a bake, then a render that reads what was baked."""
 
 import os
+import re
 import unittest
 
 from model import NAN, blend
@@ -36,7 +37,7 @@ class ConstantCloud(ReadCase):
         self.assertEverywhere(self.picture(reader(disable=True)), (0, 0, 0))
 
     def test_nothing_within_the_radius_is_black(self):
-        self.assertEverywhere(self.picture(reader(), wall(z=-1.0)), (0, 0, 0))
+        self.assertEverywhere(self.picture(reader(), item=wall(z=-1.0)), (0, 0, 0))
 
 
 class Checkerboard(ReadCase):
@@ -143,20 +144,56 @@ class Frames(ReadCase):
         self.assertEverywhere(read_exr(self.path("two.exr")), (0, 1, 0))
 
 
-class MissingMap(ReadCase):
-    def check(self, **parameters):
-        self.assertEverywhere(self.picture(reader(**parameters)), (0, 0, 0))
+class MapFiles(ReadCase):
+    """Messages about map files and their effect on the exit status."""
+
+    SUBJECT = 'shader "vx_pc_read" (instance "cloud"): map file cloud.0001.mrmap'
+
+    def lines(self, level):
+        return [line.split(level + ": ")[1] for line in self.log.splitlines()
+                if re.match(r"MAP 0\.\d+ %s: " % level, line)]
+
+    def check_black(self, status, **parameters):
+        self.assertEverywhere(self.picture(reader(**parameters), status=status), (0, 0, 0))
         self.assertNotIn("vx_pc_read: ", self.log)
         self.assertIn("vx_pc_read - V. 1", self.log)
+        return self.lines("error")
 
-    def test_renders_black_and_ends_well(self):
-        self.check()
+    def test_missing(self):
+        self.assertEqual(self.check_black(2),
+                         [self.SUBJECT + " cannot be read: No such file or directory"])
 
-    def test_so_does_a_name_of_another_type(self):
-        self.check(fileName="cloud.0001.pdc")
+    def test_name_of_another_type_is_not_read(self):
+        self.assertEqual(self.check_black(0, fileName="cloud.0001.pdc"), [])
 
-    def test_so_does_no_name_at_all(self):
-        self.check(fileName="")
+    def test_no_name_at_all(self):
+        self.assertEqual(self.check_black(0, fileName=""), [])
+
+    def test_damaged(self):
+        self.bake([("wall", wall(), (1.0, 0.0, 0.0), 1)])
+        with open(self.path("cloud.0001.mrmap"), "r+b") as stream:
+            stream.truncate(1000)
+        self.assertEqual(self.check_black(2), [self.SUBJECT + " cannot be read: truncated or damaged"])
+
+    def test_foreign(self):
+        with open(self.path("cloud.0001.mrmap"), "w") as stream:
+            stream.write("no map")
+        self.assertEqual(self.check_black(2), [self.SUBJECT + " cannot be read: not a map file"])
+
+    def test_written_and_read(self):
+        self.bake([("wall", wall(), (1.0, 0.0, 0.0), 1)], options=["-verbose", "5"])
+        (line,) = self.lines("info")
+        self.assertRegex(line, r'^shader "vx_pc_write" \(instance "[^"]*"\): '
+                               r"map file cloud\.0001\.mrmap: 256 elements written in \d+\.\d+ s$")
+        self.picture(reader(), "-verbose", "5")
+        (line,) = self.lines("info")
+        self.assertRegex(line, "^%s: 256 elements read in " % re.escape(self.SUBJECT))
+
+    def test_folder_of_a_bake_is_missing(self):
+        self.bake([("wall", wall(), (1.0, 0.0, 0.0), 1)], status=2, mapFileName="nowhere/cloud.0001.mrmap")
+        (line,) = self.lines("error")
+        self.assertRegex(line, r'^shader "vx_pc_write" \(instance "[^"]*"\): map file '
+                               r"nowhere/cloud\.0001\.mrmap cannot be written: No such file or directory$")
 
 
 if __name__ == "__main__":
