@@ -6,7 +6,7 @@
 namespace {
 
 using vx::shading::Context;
-using vx::shading::Declaration;
+using vx::shading::DeclaredShader;
 using vx::shading::Function;
 using vx::shading::function_of;
 
@@ -21,14 +21,14 @@ Function* asked_function(const Context& context, const miState* state, miTag tag
     return state == nullptr || state->shader == nullptr ? nullptr : function_of(state->shader);
 }
 
-Declaration* asked_declaration(const Context& context, const miState* state, miTag tag) {
-    if (Declaration* const declaration = context.functions.declaration(tag)) return declaration;
+DeclaredShader* asked_declaration(const Context& context, const miState* state, miTag tag) {
+    if (DeclaredShader* const declaration = context.functions.declaration(tag)) return declaration;
     const Function* const function = asked_function(context, state, tag);
     return function == nullptr ? nullptr : function->declaration;
 }
 
-miBoolean query_declaration(const Context& context, const Declaration& declaration, miQ_type query,
-                            void* result) {
+miBoolean query_declaration(const Context& context, const DeclaredShader& declaration,
+                            miQ_type query, void* result) {
     auto* const record =
         context.database.find<miFunction_decl>(declaration.tag, miSCENE_FUNCTION_DECL);
     switch (query) {
@@ -89,7 +89,7 @@ miBoolean query_function(Context& context, Function& function, miQ_type query, v
 miBoolean query_data(const Context& context, miTag tag, miQ_type query, void* result) {
     const auto found = context.user_data.find(tag);
     if (found == context.user_data.end()) return miFALSE;
-    const vx::shading::UserData& data = found->second;
+    const vx::shading::UserDataElement& data = found->second;
     switch (query) {
     case miQ_DATA_DECL:
         return data.declaration == miNULLTAG ? miFALSE : give(result, data.declaration);
@@ -122,7 +122,7 @@ miBoolean mi_query(const miQ_type query, miState* const state, miTag tag, void* 
     case miQ_DECL_RESULT_SIZE:
     case miQ_DECL_TYPE:
     case miQ_DECL_VERSION: {
-        const Declaration* const declaration = asked_declaration(context, state, tag);
+        const DeclaredShader* const declaration = asked_declaration(context, state, tag);
         return declaration == nullptr ? miFALSE
                                       : query_declaration(context, *declaration, query, result);
     }

@@ -1,4 +1,4 @@
-// Values of shader parameters and the calls that hold them, as written in the scene.
+// Values of shader parameters, and shader calls, as the scene has them.
 #pragma once
 
 #include "host/scene/diagnostics.h"
@@ -24,12 +24,12 @@ struct Color {
 using Matrix = std::array<float, 16>;
 inline constexpr Matrix kIdentityMatrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
-// How a number was written: an integer may stand for a real, a real never for an integer; booleans
-// stand for themselves, and the integers 0 and 1 may stand for a boolean.
+// The form of a number in the scene. An integer is also a valid real, but not the reverse; the
+// integers 0 and 1 are also valid booleans.
 enum class NumberKind : std::uint8_t { boolean, integer, real };
 
 struct Number {
-    double value = 0; // integers are 32 bits wide, so every one of them is exact here
+    double value = 0; // exact for integers, which have 32 bits
     NumberKind kind = NumberKind::integer;
     bool operator==(const Number&) const = default;
 };
@@ -40,26 +40,26 @@ struct Value;
 struct Null {
     bool operator==(const Null&) const = default;
 };
-// `= "name"`: computed by that shader. The name is as written: "ramp1.outColor" may be a shader of
-// exactly that name or the member of a struct result; whoever builds the shader decides.
+// `= "name"`: the value is computed by that shader. "ramp1.outColor" may be a shader of exactly
+// that name or a member of a struct result; the receiver decides.
 struct Connection {
     std::string name;
     bool operator==(const Connection&) const = default;
 };
-// `= interface "name"`: the value that the caller of the phenomenon gave.
+// `= interface "name"`: the value of a parameter of the phenomenon.
 struct Interface {
     std::string name;
     bool operator==(const Interface&) const = default;
 };
 struct StructValue {
-    std::vector<Parameter> members; // in the order written, each name once
+    std::vector<Parameter> members; // in the order of the scene, each name once
 };
 struct ArrayValue {
-    std::vector<Value> elements; // never a bare array inside an array
+    std::vector<Value> elements; // never an array directly inside an array
 };
 
-// What stands after a parameter's name. Numbers are all numbers of one value: one for a scalar,
-// three or four for a colour, sixteen for a transform.
+// The value of a parameter. The numbers are those of one value: one for a scalar, three or four for
+// a color, sixteen for a transform.
 struct Value {
     std::variant<std::vector<Number>, std::string, Null, Connection, Interface, StructValue,
                  ArrayValue>
@@ -73,7 +73,7 @@ struct Parameter {
 };
 
 bool operator==(const Value& a, const Value& b);
-// Places are not compared.
+// Locations are not compared.
 bool operator==(const Parameter& a, const Parameter& b);
 inline bool operator==(const StructValue& a, const StructValue& b) {
     return a.members == b.members;
@@ -83,21 +83,21 @@ inline bool operator==(const ArrayValue& a, const ArrayValue& b) {
 }
 
 // `"declared name" ( parameters )`. The declaration need not be known: the reader does not check
-// names and types of parameters; whoever builds the shader does, and reports with `where`.
+// names and types of parameters. The receiver does, and reports errors at `where`.
 struct ShaderCall {
     std::string declaration;
-    std::vector<Parameter> parameters; // as written; each name once (the last one given counts)
+    std::vector<Parameter> parameters; // each name once; the last value counts
     Location where;
 };
 
-// `= "name"` in a list of shaders: a named shader (the reader has checked that there is one).
+// `= "name"` in a list of shaders: a named shader, which exists.
 struct ShaderReference {
     std::string name;
     Location where;
 };
 
 using Shader = std::variant<ShaderCall, ShaderReference>;
-// To be called in this order on the same result.
+// Called in this order on the same result.
 using ShaderList = std::vector<Shader>;
 
 } // namespace vx::scene

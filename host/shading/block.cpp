@@ -59,13 +59,13 @@ std::string found_text(const scene::Value& value) {
 
 class Filler {
   public:
-    Filler(const Declaration& declaration, NameResolver& names, scene::Diagnostics& diagnostics,
+    Filler(const DeclaredShader& declaration, NameResolver& names, scene::Diagnostics& diagnostics,
            BlockReport report)
         : m_declaration(declaration), m_names(names), m_diagnostics(diagnostics), m_report(report) {
         m_block.bytes.resize(static_cast<std::size_t>(declaration.fixed_size));
     }
 
-    Block run(const std::vector<scene::Parameter>& parameters) {
+    ParameterBlock run(const std::vector<scene::Parameter>& parameters) {
         fill_members(m_declaration.parameters, 0, parameters, {});
         return std::move(m_block);
     }
@@ -142,7 +142,7 @@ class Filler {
         const auto first = static_cast<std::size_t>(offset) + 8;
         std::size_t start = first;
         if (count > 1 && element > 0) {
-            /* Behind everything else, at a whole number of elements from x[0]. */
+            // At the end of the block, a whole number of elements from x[0].
             const std::size_t index = (m_block.bytes.size() - first + element - 1) / element;
             start = first + index * element;
             if (count > RecordMemory::kGhostDistance / element ||
@@ -190,7 +190,7 @@ class Filler {
         }
     }
 
-    /* False when the numbers do not fit the type. */
+    // False if the numbers do not fit the type.
     bool put_numbers(miParam_type type, int offset, const std::vector<scene::Number>& numbers) {
         std::size_t least = 1, most = 1;
         switch (type) {
@@ -225,7 +225,7 @@ class Filler {
             put(offset, static_cast<miScalar>(number.value));
             offset += 4;
         }
-        /* A colour of three numbers has alpha 0, also when its default says otherwise. */
+        // A color of three numbers has alpha 0, even if its default has another alpha.
         if (type == miTYPE_COLOR && numbers.size() == 3) put(offset, miScalar{0});
         return true;
     }
@@ -267,14 +267,14 @@ class Filler {
             return;
         }
 
-        const Declaration& from = *function->declaration;
+        const DeclaredShader& from = *function->declaration;
         Connection connection;
         connection.offset = offset;
         connection.source = function->tag;
         connection.source_type = from.result_type;
         connection.target_type = member.type;
         connection.size = member.size;
-        /* A stand-in has no members: it is the colour of all of them. */
+        // A stand-in has no members: any member is its color.
         if (!field.empty() && !from.built_in) {
             const auto found = find_member(from.result_members, field);
             if (!found) {
@@ -302,17 +302,18 @@ class Filler {
         m_block.connections.push_back(connection);
     }
 
-    const Declaration& m_declaration;
+    const DeclaredShader& m_declaration;
     NameResolver& m_names;
     scene::Diagnostics& m_diagnostics;
     const BlockReport m_report;
-    Block m_block;
+    ParameterBlock m_block;
 };
 
 } // namespace
 
-Block fill_block(const Declaration& declaration, const std::vector<scene::Parameter>& parameters,
-                 NameResolver& names, scene::Diagnostics& diagnostics, BlockReport report) {
+ParameterBlock fill_block(const DeclaredShader& declaration,
+                          const std::vector<scene::Parameter>& parameters, NameResolver& names,
+                          scene::Diagnostics& diagnostics, BlockReport report) {
     return Filler(declaration, names, diagnostics, report).run(parameters);
 }
 

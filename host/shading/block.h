@@ -1,7 +1,5 @@
-/*
- * The parameter block of a shader call: values and connections as the scene has them, laid out as
- * the declaration says.
- */
+// Parameter blocks: the values and connections of a shader call in the scene, in the memory layout
+// of the shader's declaration.
 #pragma once
 
 #include <cstddef>
@@ -16,38 +14,38 @@
 
 namespace vx::shading {
 
-/* Where the names in values lead. */
+// Finds the elements that values name.
 class NameResolver {
   public:
     virtual ~NameResolver() = default;
-    /* The element that a value of a tag type names; nothing when it is not known (yet). */
+    // The element of that name, for a parameter of a tag type; nothing if it is not known (yet).
     virtual std::optional<miTag> reference(miParam_type type, std::string_view name) = 0;
-    /* A named shader; null when it is not known (yet). */
+    // A named shader; null if it is not known (yet).
     virtual const Function* shader(std::string_view name) = 0;
-    /* A string element. */
+    // The string element of a text.
     virtual miTag text(std::string_view text) = 0;
 };
 
-struct Block {
+struct ParameterBlock {
     std::vector<std::byte> bytes;
     std::vector<Connection> connections;
-    bool complete = true; /* every name was known */
+    bool complete = true; // all names were known
 };
 
-/* Which findings are reported; the others are passed over. */
+// Findings to report; others are ignored.
 struct BlockReport {
-    bool mistakes = true; /* unknown parameters, wrong types, connections that cannot convert */
-    bool unknown = false; /* names that lead nowhere */
+    bool mistakes = true; // unknown parameters, wrong types, connections that cannot convert
+    bool unknown = false; // names of elements that do not exist
 };
 
-/*
- * Parameters that are not given have the declared default, else zeros; a string that is not given
- * is the tag of an empty text. What is wrong is reported at its place and left at the default.
- *
- * A connection "a.b" is the shader "a.b" if there is one, else the member b of the struct result of
- * shader a. A bare connection to a struct result takes its first member.
- */
-Block fill_block(const Declaration& declaration, const std::vector<scene::Parameter>& parameters,
-                 NameResolver& names, scene::Diagnostics& diagnostics, BlockReport report);
+// Parameters that are not given have the declared default, or zero; a string that is not given is
+// the tag of an empty text. A wrong value is reported at its place in the scene and replaced by the
+// default.
+//
+// A connection "a.b" is one to the shader "a.b" if there is one, else to the member b of the struct
+// result of shader a. A connection to a struct result without a member takes the first member.
+ParameterBlock fill_block(const DeclaredShader& declaration,
+                          const std::vector<scene::Parameter>& parameters, NameResolver& names,
+                          scene::Diagnostics& diagnostics, BlockReport report);
 
 } // namespace vx::shading

@@ -57,7 +57,7 @@ void SceneBuilder::complete() {
         if (const auto* const instance = found_in(m_instances, tag))
             resolve_lights(*instance, tag, true);
     for (const miTag tag : std::exchange(m_unresolved_objects, {}))
-        if (auto* const object = m_context.database.find<Object>(tag, miSCENE_OBJECT))
+        if (auto* const object = m_context.database.find<ObjectElement>(tag, miSCENE_OBJECT))
             resolve_materials(*object, true);
 }
 

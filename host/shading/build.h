@@ -5,9 +5,9 @@
 //   light                  miSCENE_LIGHT                miLight
 //   material               miSCENE_MATERIAL             miMaterial
 //   shader, anonymous ones miSCENE_FUNCTION             miFunction (function.h)
-//   texture from an image  miSCENE_TEXTURE              Texture
+//   texture from an image  miSCENE_TEXTURE              TextureElement
 //   texture from shaders   the first shader's function
-//   object                 miSCENE_OBJECT               Object
+//   object                 miSCENE_OBJECT               ObjectElement
 //   instance               miSCENE_INSTANCE             miInstance, its own transform only
 //   instgroup              miSCENE_GROUP                tags of its members
 //   data                   miSCENE_USERDATA             parameter block or bytes
@@ -95,7 +95,7 @@ class SceneBuilder final : public scene::SceneReceiver {
 
     // These return false if a name is unknown, and report it if `report` is set.
     bool resolve_lights(const scene::Instance& instance, miTag tag, bool report);
-    bool resolve_materials(Object& object, bool report);
+    bool resolve_materials(ObjectElement& object, bool report);
     // Reports all names that are still unknown.
     void complete();
 

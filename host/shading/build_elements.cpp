@@ -50,12 +50,12 @@ void SceneBuilder::on_texture(const scene::Texture& texture) {
     if (!texture.shaders.empty()) {
         // Shaders recognize a procedural texture by the type of its element.
         tag = m_shaders.list(texture.shaders, owned, texture.name);
-    } else if (auto* const known = m_context.database.find<Texture>(tag, miSCENE_TEXTURE)) {
+    } else if (auto* const known = m_context.database.find<TextureElement>(tag, miSCENE_TEXTURE)) {
         known->description = texture;
         ++known->revision;
     } else {
-        tag = m_context.database.adopt(miSCENE_TEXTURE,
-                                       std::make_unique<Texture>(Texture{texture, 0}));
+        tag = m_context.database.adopt(
+            miSCENE_TEXTURE, std::make_unique<TextureElement>(TextureElement{texture, 0}));
         m_context.database.set_name(tag, texture.name);
     }
     m_shaders.trim(owned);
@@ -104,11 +104,11 @@ std::vector<std::byte> SceneBuilder::file_contents(const scene::UserData& data) 
 }
 
 void SceneBuilder::on_data(const scene::UserData& data) {
-    UserData entry;
+    UserDataElement entry;
     entry.label = data.label;
     std::vector<std::byte> bytes = data.bytes;
     if (data.call) {
-        const Declaration* const declaration =
+        const DeclaredShader* const declaration =
             m_context.functions.declaration(data.call->declaration);
         if (declaration == nullptr || declaration->built_in) {
             m_diagnostics.warning_once("undeclared data " + data.call->declaration,
@@ -128,7 +128,7 @@ void SceneBuilder::on_data(const scene::UserData& data) {
     const miTag tag = element(Kind::data, miSCENE_USERDATA, 0, data.name);
     void* const contents = m_context.database.replace(tag, miSCENE_USERDATA, bytes.size());
     std::copy(bytes.begin(), bytes.end(), static_cast<std::byte*>(contents));
-    UserData& stored = m_context.user_data[tag];
+    UserDataElement& stored = m_context.user_data[tag];
     entry.next = stored.next;
     stored = entry;
     m_shaders.skipped_data.erase(data.name);
@@ -136,7 +136,7 @@ void SceneBuilder::on_data(const scene::UserData& data) {
 
 miTag SceneBuilder::data_chain(const std::vector<std::string>& data, scene::Location where) {
     miTag first = miNULLTAG;
-    UserData* last = nullptr;
+    UserDataElement* last = nullptr;
     for (const std::string& name : data) {
         if (m_shaders.skipped_data.contains(name)) continue;
         const miTag tag = m_names.find(Kind::data, name);

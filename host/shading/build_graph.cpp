@@ -23,11 +23,11 @@ void SceneBuilder::on_object(scene::Object&& object) {
     const std::string name = object.name;
     miTag tag = m_names.find(Kind::object, name);
     if (tag == miNULLTAG) {
-        tag = m_context.database.adopt(miSCENE_OBJECT, std::make_unique<Object>());
+        tag = m_context.database.adopt(miSCENE_OBJECT, std::make_unique<ObjectElement>());
         m_context.database.set_name(tag, name);
         m_names.set(Kind::object, name, tag);
     }
-    Object& element = *m_context.database.find<Object>(tag, miSCENE_OBJECT);
+    ObjectElement& element = *m_context.database.find<ObjectElement>(tag, miSCENE_OBJECT);
     if (object.mesh)
         ++element.revision;
     else
@@ -97,7 +97,7 @@ bool SceneBuilder::resolve_lights(const scene::Instance& instance, miTag tag, bo
     return all_known;
 }
 
-bool SceneBuilder::resolve_materials(Object& object, bool report) {
+bool SceneBuilder::resolve_materials(ObjectElement& object, bool report) {
     const scene::Object& description = object.description;
     bool all_known = true;
     object.materials.clear();

@@ -7,8 +7,8 @@ namespace vx::shading {
 
 namespace {
 
-/* "a" -> "b" -> "a": the running shaders from the last run of `next` down to the one that asks for
- * it again. Empty when `next` is not running. */
+// "a" -> "b" -> "a": the running shaders from the innermost call of `next` to the shader that calls
+// it again. Empty if `next` is not running.
 std::string cycle_text(const ThreadContext& thread, const Function& next) {
     std::vector<const Function*> chain = {&next};
     for (const CallFrame* frame = thread.top; frame != nullptr; frame = frame->previous) {
@@ -37,7 +37,7 @@ void check_depth(Context& context, const Function& next) {
     context.abort_render(text);
 }
 
-/* Within the frame of the call. */
+// Requires a CallFrame of this call.
 bool run(Context& context, const Function& function, void* result, miState* state,
          void* parameters) {
     const std::uint64_t locks_before = context.thread().locks.mark();
@@ -57,7 +57,7 @@ bool call_function(Context& context, Function& function, void* result, miState* 
         const CallFrame frame(context, function, state, role, function.record);
         return run(context, function, result, state, function.record->parameters);
     }
-    /* A foreign block has no ghost block beside it, so the record must not point to one. */
+    // The caller's block has no ghost block, so the record must not refer to one.
     miFunction record = *function.record;
     record.ghost_offs = 0;
     record.connected = 0;
@@ -74,9 +74,10 @@ Function* function_or_abort(Context& context, miTag tag) {
     return function;
 }
 
-void* slot(ThreadContext& thread, const void* param, int bytes) {
+void* result_memory(ThreadContext& thread, const void* param, int bytes) {
     const auto size = static_cast<std::size_t>(bytes);
-    return thread.top == nullptr ? thread.outer_slot(param, size) : thread.top->slot(param, size);
+    return thread.top == nullptr ? thread.outer_result_memory(param, size)
+                                 : thread.top->result_memory(param, size);
 }
 
 bool holds(const miFunction* record, const void* parameter) {
@@ -133,7 +134,7 @@ void* evaluate_connection(Context& context, miState* state, void* parameter) {
         [](const Connection& candidate, int wanted) { return candidate.offset < wanted; });
     const bool known = connection != owner->connections.end() && connection->offset == offset &&
                        connection->source == source;
-    /* The shader may have become one with a smaller result since the connection was made. */
+    // The shader may have been redefined with a smaller result since the connection was made.
     const int bytes =
         known ? std::max(function->declaration->result_size,
                          connection->source_offset +
@@ -141,12 +142,12 @@ void* evaluate_connection(Context& context, miState* state, void* parameter) {
               : function->declaration->result_size;
 
     ThreadContext& thread = context.thread();
-    void* const result = slot(thread, parameter, bytes);
+    void* const result = result_memory(thread, parameter, bytes);
     call_function(context, *function, result, state, miSHADER_TEXTURE, nullptr);
     if (!known) return result;
     void* const value = static_cast<std::byte*>(result) + connection->source_offset;
     if (connection->source_type == connection->target_type) return value;
-    void* const converted = slot(thread, result, connection->size);
+    void* const converted = result_memory(thread, result, connection->size);
     convert(connection->source_type, value, connection->target_type, converted);
     return converted;
 }

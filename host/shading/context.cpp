@@ -13,7 +13,7 @@ std::atomic<std::uint64_t> last_id{0};
 
 Context::Context() : global_lock(make_lock()), m_id(++last_id) {
     m_current.store(this, std::memory_order_release);
-    thread(); /* the thread that makes the context is number 0 */
+    thread(); // numbers the thread that makes the context 0
 }
 
 Context::~Context() {
@@ -50,14 +50,14 @@ void Context::throw_aborted() {
 
 void Context::abort_render(std::string_view text) {
     const std::string message = thread().with_shader(text);
-    /* Only the first reason is told; the other threads are brought down by it. */
+    // Only the first reason is reported; the other threads end because of it.
     if (!m_aborted.exchange(true, std::memory_order_relaxed)) say(Level::fatal, message);
     throw RenderAborted(message);
 }
 
 void Context::abort_call(std::uint64_t locks_before) {
-    /* Before the locks are given back: whoever waits for one is to give up, not to go on with what
-     * was left half done. */
+    // Before the locks are released, so that threads that wait for one give up instead of using
+    // unfinished data.
     const bool was_aborted = m_aborted.exchange(true, std::memory_order_relaxed);
     thread().locks.give_back_since(locks_before);
     if (was_aborted) throw_aborted();

@@ -1,12 +1,10 @@
-/*
- * The renderer as the interface functions see it: everything that shaders can reach, in one object.
- * One context is current in a process; the C functions of host/api work on that one.
- *
- * Order of a render: the builder fills `database` and `functions`; the renderer sets `lights`,
- * calls begin_render, makes states (StateScope beside each) and calls shaders (call.h) on any
- * number of threads, each inside try/catch of RenderAborted; when all threads are through it calls
- * end_render, which runs the exits of what was initialised. Again for the next render.
- */
+// What shaders can reach through the interface, except rays: elements, libraries, messages, locks.
+// One context is current in a process; the C functions of host/api work on it.
+//
+// Order of a render: SceneBuilder fills `database` and `functions`; the renderer sets `lights`,
+// calls begin_render, makes states (with a StateScope for each) and calls shaders (call.h) on any
+// number of threads, which catch RenderAborted; when all threads are done it calls end_render,
+// which runs the exits of the initialized shaders. The next render repeats this.
 #pragma once
 
 #include <atomic>
@@ -30,8 +28,8 @@
 
 namespace vx::shading {
 
-/* A user data element: mi_db_access gives its contents, the rest is kept here. */
-struct UserData {
+// What a user data element has besides its contents, which mi_db_access returns.
+struct UserDataElement {
     miTag declaration = miNULLTAG;
     miUint label = 0;
     miTag next = miNULLTAG;
@@ -45,7 +43,8 @@ class Context {
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    /* The context of the interface functions: the one made last. There must be one. */
+    // The context of the interface functions, which is the one made last. Throws RenderAborted if
+    // there is none.
     static Context& current() {
         Context* const context = m_current.load(std::memory_order_acquire);
         if (context == nullptr) none_is_current();
@@ -56,57 +55,59 @@ class Context {
     Messages messages;
     Libraries libraries;
     FunctionTable functions{database};
-    /* Replaces {NAME} in texts; empty: copies. Must stand calls from many threads. */
+    // Replaces {NAME} in texts; may be empty. Must be safe to call from many threads.
     std::function<std::string(std::string_view)> substitute;
-    /* Tags of all light instances of the scene that is rendered (leaf instances). */
+    // Tags of all lights of the frame (leaf instances).
     std::vector<miTag> lights;
-    std::unordered_map<miTag, UserData> user_data;
-    miLock global_lock = nullptr; /* goes into every miState */
+    std::unordered_map<miTag, UserDataElement> user_data;
+    miLock global_lock = nullptr; // for miState::global_lock
 
-    /* The calling thread's part. The thread that made the context is number 0; the others are
-     * numbered in the order in which they first ask. */
+    // The calling thread's part. The thread that made the context has number 0; the others are
+    // numbered in the order of their first calls.
     ThreadContext& thread() {
         return m_my_thread.context == m_id ? *m_my_thread.thread : join_thread();
     }
 
-    /* The spare pins of all threads go back, so that the database's counts are exact. No thread
-     * may be in a shader. */
+    // Releases the pins that threads keep for later use, so that the database's counts are exact.
+    // No thread may be in a shader.
     void settle_pins();
 
-    /* Ready for shaders; clears the mark of an abort. */
+    // Prepares for calls of shaders; forgets an abort of the last render.
     void begin_render();
-    /* Exits of all initialised instances, in the order of their creation, then of their shader;
-     * user pointers and per-thread pointers become null, pins left over are reported (debug).
-     * `state`: camera and options of the frame. No thread may be in a shader. */
+    // Runs the exits of all initialized shaders: for each shader those of its instances, in the
+    // order of their creation, then its own. Resets user pointers and per-thread pointers to null
+    // and reports pins that were not released (debug). `state` has the camera and the options of
+    // the frame. No thread may be in a shader.
     void end_render(const miState& state);
 
-    /* Writes the text with the running shader's name in front as a fatal message, marks the render
-     * as aborted and throws. */
+    // Marks the render as aborted, reports the text with the running shader's name as a fatal
+    // message unless it was aborted before, and throws.
     [[noreturn]] void abort_render(std::string_view text);
-    /* For a catch block around a call of the running shader: as abort_render with the reason of the
-     * exception, and gives back the locks that the call took. */
+    // For the handler of an exception that left the running shader: as abort_render, with the text
+    // of the exception, and releases the locks that the call took.
     [[noreturn]] void abort_call(std::uint64_t locks_before);
-    /* Marks it only; for a cancel from outside. Threads notice at their next lock or evaluation. */
+    // Marks the render as aborted, from outside of shaders. Threads notice at their next lock,
+    // shader call or ray.
     void cancel() noexcept { m_aborted.store(true, std::memory_order_relaxed); }
     [[nodiscard]] bool aborted() const noexcept {
         return m_aborted.load(std::memory_order_relaxed);
     }
-    /* Throws when aborted() holds. */
+    // Throws RenderAborted if the render is aborted.
     void check_aborted() const {
         if (aborted()) throw_aborted();
     }
-    /* Whether shaders were refused or exits failed since begin_render: the picture is not what the
-     * scene says, or not all that shaders were to do is done. */
+    // True if shaders were refused or exits failed since begin_render: the picture may be wrong, or
+    // output of shaders may be missing.
     [[nodiscard]] bool shaders_failed() const noexcept {
         return m_failed.load(std::memory_order_relaxed);
     }
     void count_as_failed() noexcept { m_failed.store(true, std::memory_order_relaxed); }
 
-    /* A message of module RC from the calling thread. */
+    // A message of module RC from the calling thread.
     void say(Level level, std::string_view text);
 
-    /* Looks up, checks and initialises a shader instance before its first call; false: refused.
-     * `state` is that of the call. */
+    // Looks up, checks and initializes a shader instance before its first call; false if it is
+    // refused. `state` is that of the call.
     bool ready(Function& function, miState* state) {
         const Function::Stage stage = function.stage.load(std::memory_order_acquire);
         if (stage == Function::Stage::ready) return true;
@@ -115,7 +116,7 @@ class Context {
 
   private:
     struct MyThread {
-        std::uint64_t context; /* of the context that the thread asked last */
+        std::uint64_t context; // m_id of the context that the thread used last
         ThreadContext* thread;
     };
 
@@ -123,8 +124,8 @@ class Context {
     [[noreturn]] static void throw_aborted();
     ThreadContext& join_thread();
     bool start(Function& function, miState* state);
-    bool start(Declaration& declaration, Function& function, miState* state);
-    void refuse(Declaration& declaration, const std::string& why);
+    bool start(DeclaredShader& declaration, Function& function, miState* state);
+    void refuse(DeclaredShader& declaration, const std::string& why);
     void refuse(Function& function, const std::string& why);
     template <class Call>
     std::string failure_of(Call&& call);
@@ -138,7 +139,7 @@ class Context {
     std::atomic<bool> m_aborted{false};
     std::atomic<bool> m_failed{false};
     Lock m_init_lock;
-    std::vector<Declaration*> m_started; /* in the order of their init */
+    std::vector<DeclaredShader*> m_started; // in the order of their inits
     std::mutex m_threads_mutex;
     std::vector<std::unique_ptr<ThreadContext>> m_threads;
 };

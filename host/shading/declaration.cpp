@@ -114,7 +114,7 @@ std::string_view param_type_name(miParam_type type) {
 
 namespace {
 
-/* Lays the members out one after the other; all of them are aligned to 4, so there are no gaps. */
+// Members lie one behind the other; all are aligned to 4, so there are no gaps.
 std::vector<Member> lay_out_members(const std::vector<scene::ParameterDeclaration>& declared,
                                     int& total) {
     std::vector<Member> members;
@@ -140,7 +140,8 @@ std::vector<Member> lay_out_members(const std::vector<scene::ParameterDeclaratio
 
 } // namespace
 
-std::optional<Found> find_member(std::span<const Member> members, std::string_view dotted_name) {
+std::optional<FoundMember> find_member(std::span<const Member> members,
+                                       std::string_view dotted_name) {
     int offset = 0;
     while (true) {
         const std::size_t dot = dotted_name.find('.');
@@ -150,15 +151,15 @@ std::optional<Found> find_member(std::span<const Member> members, std::string_vi
                          [first](const Member& member) { return member.name == first; });
         if (found == members.end()) return std::nullopt;
         offset += found->offset;
-        if (dot == std::string_view::npos) return Found{&*found, offset};
+        if (dot == std::string_view::npos) return FoundMember{&*found, offset};
         if (found->array || found->type != miTYPE_STRUCT) return std::nullopt;
         members = found->members;
         dotted_name.remove_prefix(dot + 1);
     }
 }
 
-std::unique_ptr<Declaration> lay_out(const scene::Declaration& source) {
-    auto declaration = std::make_unique<Declaration>();
+std::unique_ptr<DeclaredShader> lay_out(const scene::Declaration& source) {
+    auto declaration = std::make_unique<DeclaredShader>();
     declaration->source = source;
     declaration->parameters = lay_out_members(source.parameters, declaration->fixed_size);
     declaration->result_type = param_type(source.result);

@@ -1,10 +1,8 @@
-/*
- * Declarations of shaders with the memory layout of their parameters and results: C structures in
- * the order of the declaration, all basic types aligned to 4.
- *
- * An array parameter x of T is `int i_x; int n_x; T x[1]`; its elements are x[i_x] to
- * x[i_x + n_x - 1] and lie behind the fixed part of the block when there is more than one.
- */
+// Declared shaders, with the memory layout of their parameters and results: C structures in the
+// order of the declaration, all basic types aligned to 4.
+//
+// An array parameter x of T is `int i_x; int n_x; T x[1]`; its elements are x[i_x] to
+// x[i_x + n_x - 1] and lie behind the fixed part of the block if there is more than one.
 #pragma once
 
 #include <memory>
@@ -20,34 +18,35 @@
 namespace vx::shading {
 
 miParam_type param_type(scene::Type type);
-/* Bytes of a value of a basic type: 4, 12, 16 or 64. 0 for structs and arrays. */
+// Bytes of a value of a basic type: 4, 12, 16 or 64. 0 for structs and arrays.
 int basic_size(miParam_type type);
-/* "color", "scalar texture", ... */
+// "color", "scalar texture", ...
 std::string_view param_type_name(miParam_type type);
 
-/* A parameter, a struct member or a field of a result. */
+// A parameter, a struct member or a field of a result.
 struct Member {
     std::string name;
-    miParam_type type = miTYPE_COLOR; /* of an array: that of its elements */
+    miParam_type type = miTYPE_COLOR; // of the elements if it is an array
     bool array = false;
-    int offset = 0;              /* from the start of the struct or block; of an array: of i_x */
-    int size = 0;                /* of one value, or of one element of an array */
-    std::vector<Member> members; /* miTYPE_STRUCT: its members, offsets from its start */
+    int offset = 0;              // from the start of the struct or block; of i_x if it is an array
+    int size = 0;                // of one value or array element
+    std::vector<Member> members; // of a struct, with offsets from its start
     std::vector<scene::Number> defaults;
 
-    /* Bytes in the fixed part of the block. */
+    // Bytes in the fixed part of the block.
     [[nodiscard]] int room() const { return array ? 8 + size : size; }
 };
 
-/* Where a dotted name leads: the member, and its offset from the start of the block. Names do not
- * reach into arrays. */
-struct Found {
+// The member that a dotted name refers to, and its offset from the start of the block. Names cannot
+// refer to elements of arrays.
+struct FoundMember {
     const Member* member;
     int offset;
 };
-std::optional<Found> find_member(std::span<const Member> members, std::string_view dotted_name);
+std::optional<FoundMember> find_member(std::span<const Member> members,
+                                       std::string_view dotted_name);
 
-/* The entry points of a shader. */
+// Entry points of a shader.
 struct ShaderCode {
     using Main = miBoolean (*)(void* result, miState* state, void* parameters);
     using Init = void (*)(miState* state, void* parameters, miBoolean* instances_too);
@@ -59,29 +58,29 @@ struct ShaderCode {
     Version version = nullptr;
 };
 
-struct Declaration {
+struct DeclaredShader {
     enum class Stage { cold, ready, refused };
 
     scene::Declaration source;
     std::vector<Member> parameters;
-    int fixed_size = 0; /* bytes of the block without the elements of arrays */
+    int fixed_size = 0; // bytes of the block without the elements of arrays
     miParam_type result_type = miTYPE_COLOR;
-    std::vector<Member> result_members; /* of a struct result */
+    std::vector<Member> result_members; // of a struct result
     int result_size = 0;
 
-    miTag tag = miNULLTAG; /* its element */
-    /* Host code instead of a library's: see the stand-ins for undeclared shaders. */
+    miTag tag = miNULLTAG; // its element
+    // Code of the host instead of a library: see stand_in.h.
     std::optional<ShaderCode> built_in;
 
-    /* Life cycle, under the lock of the context. */
+    // Life cycle, guarded by the init lock of the context.
     Stage stage = Stage::cold;
     ShaderCode code;
-    bool instance_init = false; /* the shader asked for it */
+    bool instance_init = false; // the shader wants an init per instance
 
     [[nodiscard]] const std::string& name() const { return source.name; }
 };
 
-/* The layout; the element (tag) is made by FunctionTable. */
-std::unique_ptr<Declaration> lay_out(const scene::Declaration& source);
+// Computes the layout. FunctionTable makes the element.
+std::unique_ptr<DeclaredShader> lay_out(const scene::Declaration& source);
 
 } // namespace vx::shading

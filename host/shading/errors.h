@@ -1,18 +1,16 @@
-/*
- * How a render ends early.
- *
- * An interface function that cannot give an answer (a bad tag, mi_fatal, connections that form a
- * cycle, a cancelled render) must not return to the shader that called it. It throws RenderAborted,
- * which unwinds the frames of the shader (C code too: everything is compiled with unwind tables)
- * up to the renderer, which catches it around each tile, lets the other threads end and reports the
- * render as failed. By then the message has been written and Context::aborted() is true, so
- * threads that wait for a lock wake up and throw as well.
- *
- * Shaders throw as well: std::bad_alloc from their allocations, and whatever else their authors let
- * out. Each call of an entry point catches that. An exception from the shader's own function ends
- * the render; after one from an init or a version the shader or the instance is refused; after one
- * from an exit the other exits run. Each is reported, and the render has failed.
- */
+// Exceptions that end a render early.
+//
+// An interface function that has no result (bad tag, mi_fatal, connections that form a cycle,
+// canceled render) must not return to the shader that called it. It throws RenderAborted, which
+// unwinds the stack frames of the shader (of C code, too: everything is compiled with unwind
+// tables). The renderer catches it around each tile, lets the other threads end and reports the
+// render as failed. By then the message has been written and Context::aborted() is true, so threads
+// that wait for a lock give up and throw as well.
+//
+// Shaders may throw, too, most often std::bad_alloc. Each call of an entry point catches every
+// exception. One from the shader's function ends the render; one from an init or a version refuses
+// the shader or the instance; after one from an exit the other exits run. Each is reported, and the
+// render counts as failed.
 #pragma once
 
 #include <cstddef>
@@ -26,8 +24,8 @@ class RenderAborted : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/* What operator new throws in the program and in the shader libraries that it loads
- * (host/api/new.cpp): a std::bad_alloc that knows the size. */
+// Thrown by operator new of the program and of the shader libraries that it loads
+// (host/api/new.cpp). Its text contains the size.
 class OutOfMemory : public std::bad_alloc {
   public:
     explicit OutOfMemory(std::size_t bytes) noexcept;
@@ -37,7 +35,7 @@ class OutOfMemory : public std::bad_alloc {
     char m_text[64];
 };
 
-/* The exception under way as a text for a message. For catch blocks. */
+// The current exception as text for a message. Call it in handlers only.
 std::string caught_reason();
 
 } // namespace vx::shading

@@ -19,7 +19,7 @@ bool is_texture(miParam_type type) {
            type == miTYPE_VECTOR_TEX;
 }
 
-/* Types whose value is a tag of something other than a text. */
+// Types whose values are tags of anything but texts.
 bool is_reference(miParam_type type) {
     switch (type) {
     case miTYPE_SHADER:
@@ -74,7 +74,7 @@ miScalar to_scalar(miParam_type from, const void* value) {
     }
 }
 
-/* FNV-1a. */
+// FNV-1a.
 std::uint64_t hash(std::string_view text) {
     std::uint64_t h = 0xcbf29ce484222325U;
     for (const char c : text)
@@ -83,7 +83,7 @@ std::uint64_t hash(std::string_view text) {
 }
 
 miInteger to_integer(miScalar s) {
-    /* Outside of the range, and for a NaN, the conversion would be undefined. */
+    // The conversion is undefined outside of the range and for NaN.
     if (!(s > -2147483648.0f)) return s <= -2147483648.0f ? INT32_MIN : 0;
     return s < 2147483648.0f ? static_cast<miInteger>(s) : INT32_MAX;
 }
@@ -145,7 +145,7 @@ FunctionTable::~FunctionTable() {
 
 namespace {
 
-/* The parameters as a declaration would write them. */
+// The parameters as text, in the form of a declaration.
 void encode(const std::vector<Member>& members, std::string& text) {
     for (const Member& member : members) {
         if (&member != &members.front()) text += ", ";
@@ -163,9 +163,9 @@ void encode(const std::vector<Member>& members, std::string& text) {
 
 } // namespace
 
-Declaration& FunctionTable::declare(const scene::Declaration& source) {
+DeclaredShader& FunctionTable::declare(const scene::Declaration& source) {
     m_declarations.push_back(lay_out(source));
-    Declaration& declaration = *m_declarations.back();
+    DeclaredShader& declaration = *m_declarations.back();
 
     std::string encoded;
     encode(declaration.parameters, encoded);
@@ -191,17 +191,17 @@ Declaration& FunctionTable::declare(const scene::Declaration& source) {
     return declaration;
 }
 
-Declaration* FunctionTable::declaration(std::string_view name) const {
+DeclaredShader* FunctionTable::declaration(std::string_view name) const {
     const auto found = m_by_name.find(std::string(name));
     return found == m_by_name.end() ? nullptr : found->second;
 }
 
-Declaration* FunctionTable::declaration(miTag tag) const {
+DeclaredShader* FunctionTable::declaration(miTag tag) const {
     const auto found = m_by_tag.find(tag);
     return found == m_by_tag.end() ? nullptr : found->second;
 }
 
-Function* FunctionTable::create(Declaration& declaration, std::size_t parameter_size,
+Function* FunctionTable::create(DeclaredShader& declaration, std::size_t parameter_size,
                                 std::string name, miTag existing) {
     miFunction* const record = m_memory.allocate(parameter_size);
     if (record == nullptr) return nullptr;

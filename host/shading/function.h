@@ -1,19 +1,17 @@
-/*
- * Shader instances: a miFunction record, which shaders see, and the host's side of it.
- *
- * Where records lie. A shader may evaluate a parameter of one function through a state whose
- * `shader` is another function's record (the point-cloud writer does: the state of a probe's hit
- * names the hit material's shader, the parameter belongs to a tag shader connected to it, or to
- * another entry of the same material list). The connection word is then looked for at
- * the other record's ghost offset. So all records share one ghost offset, whatever the sizes of
- * their blocks: records lie in the lower half of large reserved address ranges, their ghost
- * blocks at the same distance in the upper half (RecordMemory). Every record has a ghost block,
- * zero where nothing is connected.
- *
- * `connected` is 1 in records that have a connection, and in those of all surface shaders of
- * materials: they are what a hit's state names, and the flag of the state's record decides whether
- * a ghost block is looked at, also for a parameter that belongs to another record.
- */
+// Shader instances: the miFunction record, which shaders see, and the host's data about it.
+//
+// Placement of records: a shader may evaluate a parameter of one function through a state whose
+// `shader` is the record of another. The point-cloud writer does: the state of a probe's hit has
+// the hit material's shader, and the parameter belongs to a tag shader connected to it, or to
+// another entry of the same material list. The connection word is then read at the other record's
+// ghost offset. Therefore all records share one ghost offset, whatever the sizes of their blocks:
+// records lie in the lower half of large reserved address ranges, their ghost blocks at the same
+// distance in the upper half (RecordMemory). Every record has a ghost block, zero where nothing is
+// connected.
+//
+// `connected` is 1 in records that have a connection, and in those of all surface shaders of
+// materials: these are the records in states of hits, and the flag of the state's record decides
+// whether a ghost block is read, even for a parameter that belongs to another record.
 #pragma once
 
 #include <atomic>
@@ -33,8 +31,8 @@ namespace vx::shading {
 
 class RecordMemory {
   public:
-    /* Bytes from a parameter block to its ghost block, the same for all; also the most bytes that
-     * one record can have. */
+    // Bytes from a parameter block to its ghost block, the same for all records; also the maximum
+    // size of a record.
     static constexpr std::size_t kGhostDistance = std::size_t{256} << 20;
 
     RecordMemory() = default;
@@ -42,8 +40,8 @@ class RecordMemory {
     RecordMemory(const RecordMemory&) = delete;
     RecordMemory& operator=(const RecordMemory&) = delete;
 
-    /* A zeroed record with its blocks; ghost_offs and parameter_size are filled in. Null when the
-     * block is larger than ghost_distance allows; std::bad_alloc when the address space is. */
+    // A zeroed record with its blocks; ghost_offs and parameter_size are set. Null if the block is
+    // too large for kGhostDistance. Throws std::bad_alloc if there is no address space left.
     miFunction* allocate(std::size_t parameter_size);
     void release(miFunction* record);
 
@@ -58,41 +56,41 @@ class RecordMemory {
     std::multimap<std::size_t, std::byte*> m_free;
 };
 
-/* How a connected shader's result becomes the parameter's value. */
+// How the result of a connected shader becomes the parameter's value.
 struct Connection {
-    int offset = 0; /* of the parameter in the block */
+    int offset = 0; // of the parameter in the block
     miTag source = miNULLTAG;
-    int source_offset = 0; /* of the value in the result */
+    int source_offset = 0; // of the value in the result
     miParam_type source_type = miTYPE_COLOR, target_type = miTYPE_COLOR;
-    int size = 0; /* bytes of the value, as the parameter's type has them */
+    int size = 0; // bytes of the value in the parameter's type
 };
 
-/* Whether a result of one type can feed a parameter of another, and the conversion: colour to
- * scalar is the mean of r, g, b; scalar to colour is grey with alpha 1; vector and colour exchange
- * xyz and rgb (alpha 1); reals become integers by truncation and booleans by being non-zero. Tags
- * of any kind can come from a shader whose result is a shader. */
+// Whether a result of one type can be connected to a parameter of another, and the conversion:
+// color to scalar is the mean of r, g, b; scalar to color is gray with alpha 1; vector and color
+// exchange xyz and rgb (alpha 1); reals are truncated to integers and are true if they are not 0.
+// Tags of any kind can come from a shader whose result is a shader.
 bool convertible(miParam_type from, miParam_type to);
 void convert(miParam_type from, const void* value, miParam_type to, void* result);
 
-/* The host's side of one shader instance. record->spare[0] points to it. */
+// The host's data about one shader instance. record->spare[0] points to it.
 struct Function {
     enum class Stage { cold, starting, ready, refused };
 
     miTag tag = miNULLTAG;
-    std::size_t index = 0;       /* in the order of creation */
-    std::string name;            /* the scene's name; of an anonymous one "OWNER / DECLARATION" */
-    std::uint64_t name_hash = 0; /* the same on every machine */
-    Declaration* declaration = nullptr;
+    std::size_t index = 0;       // in the order of creation
+    std::string name;            // in the scene; "OWNER / DECLARATION" if it has none there
+    std::uint64_t name_hash = 0; // the same on every machine
+    DeclaredShader* declaration = nullptr;
     miFunction* record = nullptr;
-    std::vector<Connection> connections; /* by offset */
-    bool surface = false;                /* surface shader of a material */
+    std::vector<Connection> connections; // by offset
+    bool surface = false;                // surface shader of a material
 
     void* user_pointer = nullptr;
     miLock lock = nullptr;
     std::atomic<Stage> stage{Stage::cold};
     bool needs_exit = false;
 
-    /* As messages name it: shader "DECLARATION" (instance "NAME"). */
+    // For messages: shader "DECLARATION" (instance "NAME").
     [[nodiscard]] std::string label() const;
 };
 
@@ -100,7 +98,7 @@ inline Function* function_of(const miFunction* record) {
     return static_cast<Function*>(record->spare[0]);
 }
 
-/* Declarations by name and all shader instances. Changed between renders only. */
+// Declared shaders by name, and all shader instances. Changes between renders only.
 class FunctionTable {
   public:
     explicit FunctionTable(db::Database& database) : m_database(database) {}
@@ -108,40 +106,41 @@ class FunctionTable {
     FunctionTable(const FunctionTable&) = delete;
     FunctionTable& operator=(const FunctionTable&) = delete;
 
-    /* A redeclaration replaces what further instances use; old instances keep theirs. */
-    Declaration& declare(const scene::Declaration& source);
-    [[nodiscard]] Declaration* declaration(std::string_view name) const;
-    [[nodiscard]] Declaration* declaration(miTag tag) const;
+    // After a redeclaration, new instances use the new declaration; old ones keep theirs.
+    DeclaredShader& declare(const scene::Declaration& source);
+    [[nodiscard]] DeclaredShader* declaration(std::string_view name) const;
+    [[nodiscard]] DeclaredShader* declaration(miTag tag) const;
 
-    /* A new instance with a zeroed block of `parameter_size` bytes (>= the fixed size), or, with a
-     * tag of an existing one, new contents under that tag. Null: block too large. */
-    Function* create(Declaration& declaration, std::size_t parameter_size, std::string name,
+    // A new instance with a zeroed block of `parameter_size` bytes (at least the fixed size). If
+    // `existing` is the tag of an instance, that one gets the new contents. Null if the block is
+    // too large.
+    Function* create(DeclaredShader& declaration, std::size_t parameter_size, std::string name,
                      miTag existing = miNULLTAG);
-    /* Enters record->ghost words and flag from function.connections. */
+    // Sets the ghost words and the flag of the record from function.connections.
     static void connect(Function& function);
 
-    /* Takes an instance away; its Function stays, with a null record. */
+    // Removes an instance; its Function stays, with a null record.
     void remove(miTag tag);
 
     [[nodiscard]] Function* find(miTag tag) const noexcept {
         const auto* const record = m_database.find<miFunction>(tag, miSCENE_FUNCTION);
         return record == nullptr ? nullptr : function_of(record);
     }
-    /* The function whose block holds this address. */
+    // The function whose block contains this address; null if there is none.
     [[nodiscard]] Function* owner(const void* parameter) const;
     [[nodiscard]] const std::vector<std::unique_ptr<Function>>& functions() const {
         return m_functions;
     }
-    [[nodiscard]] const std::vector<std::unique_ptr<Declaration>>& declarations() const {
+    [[nodiscard]] const std::vector<std::unique_ptr<DeclaredShader>>& declarations() const {
         return m_declarations;
     }
 
   private:
     db::Database& m_database;
     RecordMemory m_memory;
-    std::vector<std::unique_ptr<Declaration>> m_declarations;
-    std::unordered_map<std::string, Declaration*> m_by_name;
-    std::unordered_map<miTag, Declaration*> m_by_tag;
+    std::vector<std::unique_ptr<DeclaredShader>> m_declarations;
+    std::unordered_map<std::string, DeclaredShader*> m_by_name;
+    std::unordered_map<miTag, DeclaredShader*> m_by_tag;
     std::vector<std::unique_ptr<Function>> m_functions;
     std::map<const char*, Function*> m_by_address;
 };

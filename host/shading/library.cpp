@@ -16,8 +16,8 @@ namespace fs = std::filesystem;
 namespace {
 
 #ifdef __SANITIZE_ADDRESS__
-// A leak report can only name functions of libraries that are still loaded.
-constexpr int keep_loaded = RTLD_NODELETE;
+// Leak reports can only name functions of libraries that are still loaded.
+constexpr int kKeepLoaded = RTLD_NODELETE;
 #else
 constexpr int kKeepLoaded = 0;
 #endif
@@ -41,7 +41,7 @@ std::string Libraries::load(const std::string& path) {
                 candidates.push_back(fs::path(directory) / path);
         for (const std::string& directory : m_built_in)
             candidates.push_back(fs::path(directory) / path);
-        /* Never without a directory: dlopen would search the system for it. */
+        // With a directory, else dlopen would search the system directories.
         candidates.push_back(fs::path(".") / path);
     }
 

@@ -1,6 +1,4 @@
-/*
- * Shader libraries: one table of symbols that every attached library adds to.
- */
+// Shader libraries and their symbols.
 #pragma once
 
 #include <string>
@@ -16,19 +14,19 @@ class Libraries {
     Libraries(const Libraries&) = delete;
     Libraries& operator=(const Libraries&) = delete;
 
-    /* -L directories, in their order; then those of MI_LIBRARY_PATH, then the built-in ones. */
+    // Directories are searched in this order: those added here (-L), those of MI_LIBRARY_PATH, the
+    // built-in ones.
     void add_directory(std::string directory) { m_user.push_back(std::move(directory)); }
     void add_built_in_directory(std::string directory) {
         m_built_in.push_back(std::move(directory));
     }
 
-    /* Attaches a library; a file that is attached already is not attached again. Names without an
-     * absolute path are looked for in the directories, then as written. Gives the reason of a
-     * failure, else an empty text. */
+    // Loads a library, once per file. A relative path is searched for in the directories, then used
+    // as it is. Returns the reason of a failure, else an empty text.
     std::string load(const std::string& path);
-    /* The symbol in the first library that has it; null when none has. */
+    // The symbol of the first library that has it; null if none has.
     [[nodiscard]] void* symbol(const std::string& name) const;
-    /* Full paths of what is attached, in order. */
+    // Full paths of the libraries, in the order of loading.
     [[nodiscard]] std::vector<std::string> loaded() const;
 
   private:
@@ -40,7 +38,7 @@ class Libraries {
     std::vector<Library> m_libraries;
 };
 
-/* <directory of the running program>/../lib; empty when it cannot be found out. */
+// <directory of the running program>/../lib; empty if it is unknown.
 std::string library_directory_of_program();
 
 } // namespace vx::shading

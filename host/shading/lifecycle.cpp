@@ -1,12 +1,12 @@
-/* Init and exit of shaders and their instances. */
+// Init and exit of shaders and their instances.
 #include <map>
 
 #include "host/shading/context.h"
 
 namespace vx::shading {
 
-void Context::refuse(Declaration& declaration, const std::string& why) {
-    declaration.stage = Declaration::Stage::refused;
+void Context::refuse(DeclaredShader& declaration, const std::string& why) {
+    declaration.stage = DeclaredShader::Stage::refused;
     count_as_failed();
     say(Level::error, "shader \"" + declaration.name() + "\" is refused: " + why);
 }
@@ -17,8 +17,8 @@ void Context::refuse(Function& function, const std::string& why) {
     say(Level::error, function.label() + " is refused: " + why);
 }
 
-/* Calls an entry point and gives the reason of the exception that it ended by; empty when there
- * was none. RenderAborted is thrown on. Locks that the call took are given back. */
+// Calls an entry point and returns the reason of the exception that it threw, or an empty text.
+// RenderAborted is rethrown. Locks that the call took are released after an exception.
 template <class Call>
 std::string Context::failure_of(Call&& call) {
     HeldLocks& locks = thread().locks;
@@ -35,7 +35,7 @@ std::string Context::failure_of(Call&& call) {
     }
 }
 
-/* What goes wrong in one exit must not keep the others from giving back what they hold. */
+// A failure in one exit must not keep the others from releasing their resources.
 template <class Call>
 void Context::run_exit(const std::string& label, const std::string& name, Call&& call) {
     std::string why;
@@ -43,15 +43,15 @@ void Context::run_exit(const std::string& label, const std::string& name, Call&&
         why = failure_of(call);
         if (why.empty()) return;
     } catch (const RenderAborted&) {
-        m_aborted.store(false, std::memory_order_relaxed); /* reported when it was aborted */
+        m_aborted.store(false, std::memory_order_relaxed); // its message has been written
     }
     count_as_failed();
     if (!why.empty()) say(Level::error, label + ": " + name + "_exit: " + why);
 }
 
-bool Context::start(Declaration& declaration, Function& function, miState* state) {
-    if (declaration.stage != Declaration::Stage::cold)
-        return declaration.stage == Declaration::Stage::ready;
+bool Context::start(DeclaredShader& declaration, Function& function, miState* state) {
+    if (declaration.stage != DeclaredShader::Stage::cold)
+        return declaration.stage == DeclaredShader::Stage::ready;
 
     const std::string& name = declaration.name();
     ShaderCode& code = declaration.code;
@@ -95,7 +95,7 @@ bool Context::start(Declaration& declaration, Function& function, miState* state
         }
         declaration.instance_init = instances_too != miFALSE;
     }
-    declaration.stage = Declaration::Stage::ready;
+    declaration.stage = DeclaredShader::Stage::ready;
     m_started.push_back(&declaration);
     return true;
 }
@@ -103,15 +103,15 @@ bool Context::start(Declaration& declaration, Function& function, miState* state
 bool Context::start(Function& function, miState* state) {
     if (function.stage.load(std::memory_order_acquire) == Function::Stage::refused) return false;
 
-    const LockScope initialising(m_init_lock, *this);
+    const LockScope initializing(m_init_lock, *this);
     switch (function.stage.load(std::memory_order_acquire)) {
     case Function::Stage::ready:
         return true;
     case Function::Stage::refused:
         return false;
     case Function::Stage::starting:
-        /* The lock is ours, so this is the same thread, further down. */
-        abort_render("the initialisation of \"" + function.name + "\" needs a value of \"" +
+        // This thread holds the init lock, so this call is nested in that init.
+        abort_render("the initialization of \"" + function.name + "\" needs a value of \"" +
                      function.name + "\" itself");
     case Function::Stage::cold:
         break;
@@ -145,21 +145,21 @@ bool Context::start(Function& function, miState* state) {
 }
 
 void Context::end_render(const miState& state) {
-    std::map<const Declaration*, std::vector<Function*>> initialised;
+    std::map<const DeclaredShader*, std::vector<Function*>> initialized;
     for (const auto& function : functions.functions())
-        if (function->needs_exit) initialised[function->declaration].push_back(function.get());
+        if (function->needs_exit) initialized[function->declaration].push_back(function.get());
 
     miState exit_state = state;
     exit_state.parent = nullptr;
     exit_state.child = nullptr;
     exit_state.shader = nullptr;
-    /* A cancelled render has exits too, and they may wait for locks. */
+    // Exits run after an aborted render, too, and they may wait for locks.
     const bool was_aborted = m_aborted.exchange(false, std::memory_order_relaxed);
-    for (Declaration* const declaration : m_started) {
+    for (DeclaredShader* const declaration : m_started) {
         const ShaderCode::Exit exit = declaration->code.exit;
         if (exit == nullptr) continue;
         const std::string& name = declaration->name();
-        for (Function* const function : initialised[declaration])
+        for (Function* const function : initialized[declaration])
             run_exit(function->label(), name, [&] {
                 const CallFrame frame(*this, *function, &exit_state, miSHADER_NONE,
                                       function->record);
@@ -171,7 +171,7 @@ void Context::end_render(const miState& state) {
     m_aborted.store(was_aborted, std::memory_order_relaxed);
 
     for (const auto& declaration : functions.declarations()) {
-        declaration->stage = Declaration::Stage::cold;
+        declaration->stage = DeclaredShader::Stage::cold;
         declaration->instance_init = false;
         declaration->code = {};
     }

@@ -8,7 +8,7 @@ namespace vx::shading {
 
 namespace {
 
-/* How long a waiting thread may go on without noticing that the render was aborted. */
+// Interval at which a waiting thread checks whether the render was aborted.
 constexpr std::chrono::milliseconds kAbortPoll{50};
 
 } // namespace
@@ -27,7 +27,7 @@ Lock::Result Lock::take(const Context& context, bool recursive) {
         m_freed.wait_for(guard, kAbortPoll);
         waited = true;
     }
-    /* The holder may have given it back because its call failed. */
+    // The holder may have released it because its call failed.
     if (waited) context.check_aborted();
     m_owner = me;
     m_depth = 1;
@@ -45,7 +45,7 @@ bool Lock::give() {
 }
 
 Lock::Result HeldLocks::take(Lock& lock, const Context& context) {
-    m_held.reserve(m_held.size() + 1); /* nothing may fail once the lock is taken */
+    m_held.reserve(m_held.size() + 1); // push_back must not fail once the lock is taken
     const Lock::Result result = lock.take(context, false);
     if (result == Lock::Result::taken) m_held.push_back({&lock, ++m_taken});
     return result;

@@ -1,7 +1,5 @@
-/*
- * A lock whose waiting threads give up when the render is aborted. Behind miLock, and behind the
- * serialised init of shaders.
- */
+// A lock whose waiting threads give up when the render is aborted: for miLock, and for the init of
+// shaders.
 #pragma once
 
 #include <condition_variable>
@@ -20,11 +18,10 @@ class Lock {
   public:
     enum class Result { taken, already_mine };
 
-    /* Waits. A thread that holds it already takes it once more when `recursive`, else gets
-     * already_mine at once (it would wait for itself). Throws RenderAborted when `context` is
-     * aborted while waiting. */
+    // Waits for the lock. A thread that holds it already takes it once more if `recursive`, else
+    // gets already_mine at once. Throws RenderAborted if `context` is aborted during the wait.
     Result take(const Context& context, bool recursive);
-    /* False when the calling thread does not hold it. */
+    // Releases the lock once. False if the calling thread does not hold it.
     bool give();
 
   private:
@@ -34,32 +31,32 @@ class Lock {
     unsigned m_depth = 0;
 };
 
-/* The locks that one thread's shaders hold: a call that ends by an exception gives back what it
- * took. */
+// The locks that the shaders of one thread hold, so that those that a call took can be released if
+// it ends with an exception.
 class HeldLocks {
   public:
-    /* Takes the lock as Lock::take does, and remembers it. */
+    // As Lock::take, not recursive.
     Lock::Result take(Lock& lock, const Context& context);
-    /* As Lock::give. */
+    // As Lock::give.
     bool give(Lock& lock);
-    /* The lock is deleted, held or not. */
+    // For a lock that is deleted, held or not.
     void forget(const Lock& lock);
 
-    /* For give_back_since: now. */
+    // The present moment, for give_back_since.
     [[nodiscard]] std::uint64_t mark() const { return m_taken; }
-    /* Gives back what was taken since and is still held. */
+    // Releases the locks taken since `mark` that are still held.
     void give_back_since(std::uint64_t mark) noexcept;
 
   private:
     struct Held {
         Lock* lock;
-        std::uint64_t number; /* in the order of taking */
+        std::uint64_t number; // in the order of taking
     };
     std::vector<Held> m_held;
     std::uint64_t m_taken = 0;
 };
 
-/* Holds a lock while it lives. */
+// Holds a lock during its lifetime.
 class LockScope {
   public:
     LockScope(Lock& lock, const Context& context) : m_lock(lock) { m_lock.take(context, true); }
@@ -71,7 +68,7 @@ class LockScope {
     Lock& m_lock;
 };
 
-/* What shaders hold as an miLock. */
+// The locks that shaders hold as miLock.
 inline miLock make_lock() {
     return new Lock;
 }

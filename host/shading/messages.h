@@ -1,11 +1,9 @@
-/*
- * Log messages. One line each, in the form
- *
- *     MODULE host.thread level: text
- *
- * The host number is always 0. Newlines inside the text become blanks. Lines are written whole,
- * from any number of threads.
- */
+// Log messages. One line each, in the form
+//
+//     MODULE host.thread level: text
+//
+// The host number is always 0. Newlines in the text become spaces. Lines from different threads are
+// not mixed.
 #pragma once
 
 #include <array>
@@ -19,7 +17,7 @@
 
 namespace vx::shading {
 
-/* In the order of the verbosity numbers; the values are those of the bitmap. */
+// In the order of the verbosity numbers; the values are bits of the bitmap.
 enum class Level : int {
     fatal = miERR_FATAL,
     error = miERR_ERROR,
@@ -30,27 +28,27 @@ enum class Level : int {
     vdebug = miERR_VDEBUG
 };
 
-/* The bitmap of verbosity number n: its first n classes (0 none ... 7 everything). */
+// The bitmap of verbosity number n: the first n levels (0: none, 7: all).
 int verbosity_bits(int n);
 
 class Messages {
   public:
-    /* `line` has no newline. Called by one thread at a time. */
+    // `line` has no newline. Called by one thread at a time.
     using Sink = std::function<void(Level, std::string_view line)>;
 
-    /* An empty sink stands for standard error. */
+    // If the sink is empty, lines go to standard error.
     void set_sink(Sink sink);
 
     void set_bits(int bits) { m_bits.store(bits, std::memory_order_relaxed); }
     [[nodiscard]] int bits() const { return m_bits.load(std::memory_order_relaxed); }
-    /* The command line's level: later set_level calls (from `verbose` in a scene) do nothing. */
+    // For the command line: later calls of set_level (`verbose` in a scene) have no effect.
     void fix_level(int n);
     void set_level(int n);
 
     [[nodiscard]] bool shows(Level level) const { return (bits() & static_cast<int>(level)) != 0; }
-    /* thread < 0: not known, the number is left out. */
+    // If `thread` is negative, the line has no thread number.
     void write(Level level, std::string_view module, int thread, std::string_view text);
-    /* Messages of a level so far, shown or not. */
+    // Number of messages of a level so far, shown or not.
     [[nodiscard]] std::uint64_t count(Level level) const;
 
   private:

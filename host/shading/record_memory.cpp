@@ -19,9 +19,9 @@ namespace vx::shading {
 
 namespace {
 
-/* Memory is made usable in steps of this size; the rest of a range is only reserved. */
+// Memory is committed in steps of this size; the rest of a range is only reserved.
 constexpr std::size_t kCommitStep = std::size_t{1} << 20;
-/* Between records, so that a read beyond a block is told by the address sanitizer. */
+// Between records, so that the address sanitizer detects reads beyond a block.
 constexpr std::size_t kGap = 32;
 
 constexpr std::size_t kHeader = offsetof(miFunction, parameters);
@@ -34,7 +34,7 @@ std::size_t record_bytes(std::size_t parameter_size) {
 
 RecordMemory::~RecordMemory() {
     for (const Chunk& chunk : m_chunks) {
-        VX_UNPOISON(chunk.base, 2 * ghost_distance);
+        VX_UNPOISON(chunk.base, 2 * kGhostDistance);
         munmap(chunk.base, 2 * kGhostDistance);
     }
 }
@@ -90,7 +90,7 @@ void RecordMemory::release(miFunction* record) {
     const std::size_t bytes = record_bytes(static_cast<std::size_t>(record->parameter_size));
     auto* const address = reinterpret_cast<std::byte*>(record);
     VX_POISON(address, bytes);
-    VX_POISON(address + ghost_distance, bytes);
+    VX_POISON(address + kGhostDistance, bytes);
     m_free.emplace(bytes, address);
 }
 

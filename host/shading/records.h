@@ -1,7 +1,5 @@
-/*
- * The renderer's records from the scene's descriptions, as far as they hold values. Fields that
- * hold tags are left null.
- */
+// Converts descriptions of the scene to records of the renderer's interface. Members that hold tags
+// stay null.
 #pragma once
 
 #include "host/scene/elements.h"
@@ -14,8 +12,7 @@ miCamera camera_record(const scene::Camera& camera);
 miLight light_record(const scene::Light& light);
 miInstance instance_record(const scene::Instance& instance);
 
-/* The inverse of an invertible matrix, computed in double precision; the identity for a singular
- * one. */
+// The inverse, computed in double precision; the identity if the matrix is singular.
 scene::Matrix inverse(const scene::Matrix& matrix);
 
 } // namespace vx::shading

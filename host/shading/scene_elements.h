@@ -9,7 +9,7 @@
 namespace vx::shading {
 
 // The element of an object.
-struct Object {
+struct ObjectElement {
     scene::Object description; // always with a mesh
     // By index into mesh->material_names; 0 for a name without a material.
     std::vector<miTag> materials;
@@ -17,7 +17,7 @@ struct Object {
 };
 
 // The element of a texture that has pixels or a file.
-struct Texture {
+struct TextureElement {
     scene::Texture description;
     unsigned revision = 0; // grows with each redefinition
 };

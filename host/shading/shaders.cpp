@@ -28,23 +28,24 @@ void ShaderBuilder::declare(const scene::Declaration& declaration) {
         m_context.functions.declare(declaration);
 }
 
-Declaration& ShaderBuilder::declaration_for(const scene::ShaderCall& call) {
-    if (Declaration* const known = m_context.functions.declaration(call.declaration)) return *known;
+DeclaredShader& ShaderBuilder::declaration_for(const scene::ShaderCall& call) {
+    if (DeclaredShader* const known = m_context.functions.declaration(call.declaration))
+        return *known;
     m_diagnostics.warning_once("undeclared shader " + call.declaration, call.where,
                                "shader \"" + call.declaration +
                                    "\" is not declared; a stand-in is used for it");
-    Declaration& made = m_context.functions.declare(stand_in_declaration(call.declaration));
+    DeclaredShader& made = m_context.functions.declare(stand_in_declaration(call.declaration));
     made.built_in = stand_in_code();
     return made;
 }
 
 miTag ShaderBuilder::build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                            BlockReport report) {
-    Declaration& declaration = declaration_for(call);
+    DeclaredShader& declaration = declaration_for(call);
     static const std::vector<scene::Parameter> kNone;
-    /* Of a stand-in's parameters nothing is known. */
-    const Block block = fill_block(declaration, declaration.built_in ? kNone : call.parameters,
-                                   *this, m_diagnostics, report);
+    // The parameters of a stand-in are unknown.
+    const ParameterBlock block = fill_block(
+        declaration, declaration.built_in ? kNone : call.parameters, *this, m_diagnostics, report);
     Function* const function =
         m_context.functions.create(declaration, block.bytes.size(), name, existing);
     if (function == nullptr) {
@@ -167,7 +168,8 @@ void ShaderBuilder::mark_surface(miTag first) {
     }
 }
 
-Block ShaderBuilder::data_block(const scene::ShaderCall& call, const Declaration& declaration) {
+ParameterBlock ShaderBuilder::data_block(const scene::ShaderCall& call,
+                                         const DeclaredShader& declaration) {
     return fill_block(declaration, call.parameters, *this, m_diagnostics, {true, true});
 }
 
@@ -181,7 +183,7 @@ void ShaderBuilder::complete() {
         build(p.call, function->name, p.tag, {false, true});
         m_context.functions.find(p.tag)->record->next_function = next;
     }
-    /* What is unknown has been told, and will not be told again. */
+    // Unknown names have been reported and are not reported again.
     m_pending.clear();
     for (const auto& [made, original] : std::map(m_copies)) {
         const Function* const function = m_context.functions.find(made);
@@ -215,7 +217,7 @@ std::optional<miTag> ShaderBuilder::reference(miParam_type type, std::string_vie
     case miTYPE_DATA:
         if (skipped_data.contains(name)) return miNULLTAG;
         return first_of({Kind::data});
-    /* Elements of these kinds are not kept. */
+    // There are no elements of these types.
     default:
         return miNULLTAG;
     }

@@ -1,11 +1,9 @@
-/*
- * Makes shader instances from the calls in a scene: named ones, anonymous ones that belong to an
- * element, and lists of both.
- *
- * A list is linked through next_function. A named shader that is not the last of a longer list
- * enters it as a copy, so that it does not drag its successor along wherever else it is used;
- * copies follow when their original is redefined.
- */
+// Makes shader instances from the shader calls in a scene: named shaders, anonymous ones that
+// belong to an element, and lists of both.
+//
+// Lists are linked by next_function. A named shader that is not the last of a longer list is copied
+// into it, because the link would otherwise apply wherever else the shader is used; copies are
+// updated if the original is redefined.
 #pragma once
 
 #include <functional>
@@ -22,7 +20,7 @@
 
 namespace vx::shading {
 
-/* Elements by kind and name. */
+// Tags of elements by kind and name.
 class NameTable {
   public:
     enum class Kind {
@@ -39,7 +37,7 @@ class NameTable {
     };
     static constexpr std::size_t kKindCount = 10;
 
-    /* 0 when there is none. */
+    // 0 if there is none.
     [[nodiscard]] miTag find(Kind kind, std::string_view name) const;
     void set(Kind kind, const std::string& name, miTag tag);
     void remove(Kind kind, const std::string& name);
@@ -48,8 +46,8 @@ class NameTable {
     std::map<std::string, miTag, std::less<>> m_tags[kKindCount];
 };
 
-/* The shader instances that one element owns. Filled again when the element is redefined, in the
- * same order, so that their tags stay. */
+// The shader instances that one element owns. A redefinition of the element fills the list again in
+// the same order, so that the tags stay.
 class OwnedShaders {
   public:
     void restart() {
@@ -61,7 +59,7 @@ class OwnedShaders {
     friend class ShaderBuilder;
     std::vector<miTag> m_tags;
     std::size_t m_used = 0;
-    std::unordered_map<std::string, int> m_names; /* how often each was given since the restart */
+    std::unordered_map<std::string, int> m_names; // number of uses since the restart
 };
 
 class ShaderBuilder final : public NameResolver {
@@ -71,27 +69,27 @@ class ShaderBuilder final : public NameResolver {
 
     void declare(const scene::Declaration& declaration);
 
-    /* The first function of a list; 0 for an empty one. `owner` names it in messages. */
+    // The first function of a list; 0 for an empty one. `owner` is part of the instances' names.
     miTag list(const scene::ShaderList& shaders, OwnedShaders& owned, const std::string& owner);
-    /* The named shader: the first of the list has the tag of that name, also when it changes. */
+    // Defines a named shader: the first of the list. A redefinition keeps its tag.
     void named(const scene::NamedShader& shader, OwnedShaders& owned);
-    /* Removes what the element no longer uses. */
+    // Removes instances that the element no longer uses.
     void trim(OwnedShaders& owned);
 
-    /* Marks the functions of a list as surface shaders of a material. */
+    // Marks the functions of a list as surface shaders of a material.
     void mark_surface(miTag first);
 
-    /* Parameters of a user data block. */
-    Block data_block(const scene::ShaderCall& call, const Declaration& declaration);
+    // The contents of a user data block.
+    ParameterBlock data_block(const scene::ShaderCall& call, const DeclaredShader& declaration);
 
-    /* Names that were unknown are looked up once more; what is still unknown is an error now. */
+    // Looks up names that were unknown before and reports those that still are.
     void complete();
 
     std::optional<miTag> reference(miParam_type type, std::string_view name) override;
     const Function* shader(std::string_view name) override;
     miTag text(std::string_view text) override;
 
-    /* Names of user data blocks that were left out: no error where they are used. */
+    // Names of user data blocks that were left out; using them is not an error.
     std::set<std::string, std::less<>> skipped_data;
 
   private:
@@ -100,16 +98,16 @@ class ShaderBuilder final : public NameResolver {
         scene::ShaderCall call;
     };
 
-    Declaration& declaration_for(const scene::ShaderCall& call);
+    DeclaredShader& declaration_for(const scene::ShaderCall& call);
     miTag build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                 BlockReport report);
     miTag copy(miTag original, const std::string& name, miTag existing);
     miTag next_owned(OwnedShaders& owned) const;
-    /* "OWNER / SHADER", and a number from the second one on. */
+    // "OWNER / SHADER", followed by a number from the second one on.
     static std::string owned_name(OwnedShaders& owned, const std::string& owner,
                                   const std::string& shader);
     void keep(OwnedShaders& owned, miTag tag);
-    /* The functions of a list, in order. `named`: the first is the shader called `owner`. */
+    // The functions of a list, in order. If `named`, the first is the shader named `owner`.
     std::vector<miTag> members(const scene::ShaderList& shaders, OwnedShaders& owned,
                                const std::string& owner, bool named);
     void chain(const std::vector<miTag>& tags);
@@ -119,7 +117,7 @@ class ShaderBuilder final : public NameResolver {
     NameTable& m_names;
     std::map<std::string, miTag, std::less<>> m_texts;
     std::vector<Pending> m_pending;
-    std::map<miTag, miTag> m_copies; /* copy -> original */
+    std::map<miTag, miTag> m_copies; // original by copy
 };
 
 } // namespace vx::shading

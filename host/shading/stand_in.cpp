@@ -6,7 +6,7 @@ namespace vx::shading {
 
 namespace {
 
-constexpr miScalar kGrey = 0.5f;
+constexpr miScalar kGray = 0.5f;
 
 miBoolean surface(miColor* result, miState* state) {
     *result = {0, 0, 0, 1};
@@ -21,7 +21,7 @@ miBoolean surface(miColor* result, miState* state) {
             sum.b += color.b * cosine;
         }
         if (samples < 1) continue;
-        const miScalar weight = kGrey / static_cast<miScalar>(samples);
+        const miScalar weight = kGray / static_cast<miScalar>(samples);
         result->r += sum.r * weight;
         result->g += sum.g * weight;
         result->b += sum.b * weight;
@@ -48,7 +48,7 @@ miBoolean stand_in(void* memory, miState* state, void* /*parameters*/) {
     case miSHADER_VOLUME:
         return miTRUE;
     default:
-        *result = {kGrey, kGrey, kGrey, 1};
+        *result = {kGray, kGray, kGray, 1};
         return miTRUE;
     }
 }

@@ -17,7 +17,7 @@ constexpr std::size_t round_up(std::size_t bytes) {
 
 } // namespace
 
-void* Arena::allocate(std::size_t bytes) {
+void* StackMemory::allocate(std::size_t bytes) {
     const std::size_t room = round_up(bytes == 0 ? 1 : bytes);
     while (m_chunk < m_chunks.size() && m_used + room > m_chunks[m_chunk].size) {
         ++m_chunk;
@@ -34,7 +34,7 @@ void* Arena::allocate(std::size_t bytes) {
     return block;
 }
 
-void Arena::release(Mark mark) {
+void StackMemory::release(Mark mark) {
     m_chunk = mark.chunk;
     m_used = mark.used;
 }
@@ -51,7 +51,7 @@ CallFrame::CallFrame(Context& context, const Function& called, miState* call_sta
                                          : previous->evaluations + 1),
       m_thread(context.thread()),
       m_caller(call_state->shader),
-      m_mark(m_thread.arena.mark()) {
+      m_mark(m_thread.results.mark()) {
     m_thread.top = this;
     state->shader = record;
 }
@@ -59,19 +59,19 @@ CallFrame::CallFrame(Context& context, const Function& called, miState* call_sta
 CallFrame::~CallFrame() {
     state->shader = m_caller;
     m_thread.top = previous;
-    m_thread.arena.release(m_mark);
+    m_thread.results.release(m_mark);
 }
 
-void* CallFrame::slot(const void* param, std::size_t bytes) {
-    for (Slot* s = m_slots; s != nullptr; s = s->next) {
+void* CallFrame::result_memory(const void* param, std::size_t bytes) {
+    for (Result* s = m_results; s != nullptr; s = s->next) {
         if (s->param != param || s->bytes != bytes) continue;
-        void* const block = reinterpret_cast<std::byte*>(s) + round_up(sizeof(Slot));
+        void* const block = reinterpret_cast<std::byte*>(s) + round_up(sizeof(Result));
         std::memset(block, 0, bytes);
         return block;
     }
-    void* const memory = m_thread.arena.allocate(round_up(sizeof(Slot)) + bytes);
-    m_slots = new (memory) Slot{param, bytes, m_slots};
-    return static_cast<std::byte*>(memory) + round_up(sizeof(Slot));
+    void* const memory = m_thread.results.allocate(round_up(sizeof(Result)) + bytes);
+    m_results = new (memory) Result{param, bytes, m_results};
+    return static_cast<std::byte*>(memory) + round_up(sizeof(Result));
 }
 
 std::string ThreadContext::with_shader(std::string_view text) const {
@@ -97,11 +97,11 @@ bool ThreadContext::set_state_data(const miState* state, std::string_view key, c
     }
     const auto bytes = static_cast<std::size_t>(size);
     if (entry != nullptr && entry->size == size) {
-        /* The new bytes may be the stored ones. */
+        // `data` may point to the stored bytes.
         std::memmove(entry->bytes.get(), data, bytes);
         return true;
     }
-    /* One byte for an entry of size 0: it exists, so it has an address. */
+    // An entry of size 0 has one byte, so that its address is not null.
     auto copy = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
     std::memcpy(copy.get(), data, bytes);
     if (entry != nullptr) {
@@ -134,8 +134,8 @@ void ThreadContext::end_tile() {
     std::erase_if(m_data, [](const StateData& entry) { return entry.owner == nullptr; });
 }
 
-void* ThreadContext::outer_slot(const void* param, std::size_t bytes) {
-    std::unique_ptr<std::byte[]>& block = m_outer_slots[{param, bytes}];
+void* ThreadContext::outer_result_memory(const void* param, std::size_t bytes) {
+    std::unique_ptr<std::byte[]>& block = m_outer_results[{param, bytes}];
     if (block == nullptr) block = std::make_unique<std::byte[]>(bytes == 0 ? 1 : bytes);
     std::memset(block.get(), 0, bytes);
     return block.get();
@@ -143,7 +143,7 @@ void* ThreadContext::outer_slot(const void* param, std::size_t bytes) {
 
 void ThreadContext::clear() {
     m_data.clear();
-    m_outer_slots.clear();
+    m_outer_results.clear();
 }
 
 void ThreadContext::set_instance_pointer(std::size_t index, void* pointer) {

@@ -11,9 +11,9 @@ namespace vx::trace {
 
 namespace {
 
-// What the filter needs to know of the ray.
-struct Context {
-    RTCIntersectContext base; // first: the filter gets its address
+// What the filter needs to know about the ray.
+struct IntersectContext {
+    RTCIntersectContext base; // first: Embree passes its address to the filter
     const std::vector<Placement>* placements = nullptr;
     const Primitive* ignore = nullptr;
     bool faces = false;
@@ -25,7 +25,7 @@ std::uint32_t placement_of(const RTCHit& hit) {
     return hit.instID[0] != RTC_INVALID_GEOMETRY_ID ? hit.instID[0] : hit.geomID;
 }
 
-bool accepted(const Context& context, const RTCRay& ray, const RTCHit& hit) {
+bool accepted(const IntersectContext& context, const RTCRay& ray, const RTCHit& hit) {
     const std::uint32_t placement = placement_of(hit);
     if (context.ignore && context.ignore->placement == placement &&
         context.ignore->triangle == hit.primID)
@@ -33,7 +33,7 @@ bool accepted(const Context& context, const RTCRay& ray, const RTCHit& hit) {
     if (context.faces) {
         const Placement& p = (*context.placements)[placement];
         if (p.eye_face != 3) {
-            // Embree's own normal is in the mesh's space, as is the ray while it is in an instance.
+            // Embree's normal is in the space of the mesh, and so is the ray within an instance.
             const float d = ray.dir_x * hit.Ng_x + ray.dir_y * hit.Ng_y + ray.dir_z * hit.Ng_z;
             const int side = (d < 0.0f) != p.mirrored ? miFACE_FRONT : miFACE_BACK;
             if ((p.eye_face & side) == 0) return false;
@@ -43,7 +43,7 @@ bool accepted(const Context& context, const RTCRay& ray, const RTCHit& hit) {
 }
 
 void filter(const RTCFilterFunctionNArguments* args) {
-    auto& context = *reinterpret_cast<Context*>(args->context);
+    auto& context = *reinterpret_cast<IntersectContext*>(args->context);
     if (args->valid[0] != -1) return;
     const RTCRay ray = rtcGetRayFromRayN(args->ray, args->N, 0);
     const RTCHit hit = rtcGetHitFromHitN(args->hit, args->N, 0);
@@ -53,7 +53,7 @@ void filter(const RTCFilterFunctionNArguments* args) {
     }
     if (context.all) {
         context.all->push_back({{placement_of(hit), hit.primID}, ray.tfar, hit.u, hit.v});
-        // Refusing every surface makes Embree go on to the next.
+        // Embree goes on to the next surface after each one that is rejected.
         if (context.all->size() < context.limit) args->valid[0] = 0;
     }
 }
@@ -100,7 +100,7 @@ class Accel::Impl {
     void add_mesh(RTCScene scene, unsigned id, const scene::Mesh& mesh, const Matrix* to_world,
                   unsigned mask) const {
         RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
-        // Embree pads buffers that it makes itself.
+        // Embree adds the padding that it needs to buffers that it allocates.
         auto* const vertices = static_cast<float*>(rtcSetNewGeometryBuffer(
             geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float),
             std::max<std::size_t>(1, mesh.positions.size())));
@@ -131,7 +131,7 @@ class Accel::Impl {
     void add_instance(unsigned id, RTCScene scene, const Matrix& to_world, unsigned mask) const {
         RTCGeometry geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_INSTANCE);
         rtcSetGeometryInstancedScene(geometry, scene);
-        // Our rows are Embree's columns.
+        // Rows of a matrix for row vectors are columns of one for column vectors.
         rtcSetGeometryTransform(geometry, 0, RTC_FORMAT_FLOAT4X4_COLUMN_MAJOR, to_world.getValue());
         rtcSetGeometryMask(geometry, mask);
         rtcCommitGeometry(geometry);
@@ -196,8 +196,9 @@ void fill(RTCRay& to, const Ray& ray) {
     to.flags = 0;
 }
 
-Context make_context(const Ray& ray, const std::vector<Placement>& placements, bool faces) {
-    Context context{};
+IntersectContext make_context(const Ray& ray, const std::vector<Placement>& placements,
+                              bool faces) {
+    IntersectContext context{};
     rtcInitIntersectContext(&context.base);
     context.placements = &placements;
     context.ignore = ray.ignore;
@@ -214,7 +215,7 @@ bool Accel::intersect(const Ray& ray, Hit& hit) const {
     fill(query.ray, ray);
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
     query.hit.instID[0] = RTC_INVALID_GEOMETRY_ID;
-    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
+    IntersectContext context = make_context(ray, m_placements, ray.faces && m_faces_matter);
     rtcIntersect1(m_impl->top.get(), &context.base, &query);
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return false;
     hit.primitive = {placement_of(query.hit), query.hit.primID};
@@ -228,7 +229,7 @@ bool Accel::occluded(const Ray& ray) const {
     if (!finite(ray.origin) || !finite(ray.direction)) return false;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
+    IntersectContext context = make_context(ray, m_placements, ray.faces && m_faces_matter);
     rtcOccluded1(m_impl->top.get(), &context.base, &query);
     return query.tfar < 0.0f;
 }
@@ -238,7 +239,7 @@ void Accel::all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const
     if (limit == 0 || !finite(ray.origin) || !finite(ray.direction)) return;
     RTCRay query;
     fill(query, ray);
-    Context context = make_context(ray, m_placements, ray.faces && m_faces_matter);
+    IntersectContext context = make_context(ray, m_placements, ray.faces && m_faces_matter);
     context.base.filter = filter;
     context.all = &hits;
     context.limit = limit;
@@ -249,7 +250,7 @@ void Accel::all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const
             return a.primitive.placement < b.primitive.placement;
         return a.primitive.triangle < b.primitive.triangle;
     });
-    // A triangle may be met twice where the tree splits it.
+    // A triangle that the tree splits may be found twice.
     hits.erase(std::unique(hits.begin(), hits.end(),
                            [](const Hit& a, const Hit& b) { return a.primitive == b.primitive; }),
                hits.end());

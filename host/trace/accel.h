@@ -1,7 +1,8 @@
-// Surfaces for rays: Embree scenes over the meshes of a frame.
+// Intersection of rays with the meshes of a frame, by Embree.
 //
-// Everything is 32-bit float. A mesh that is placed once lies in the top scene in world space; a
-// mesh that is placed several times has a scene of its own, and the top scene holds its instances.
+// All coordinates are 32-bit floats. A mesh that is placed once is part of the top scene, in world
+// space; a mesh that is placed several times has a scene of its own with instances in the top
+// scene.
 #pragma once
 
 #include "host/scene/object.h"
@@ -16,7 +17,7 @@
 
 namespace vx::trace {
 
-// Which rays a surface exists for, and what a ray asks for.
+// Kinds of rays. A surface has a bit for each kind of ray that can hit it, a ray has one.
 enum RayMask : unsigned {
     mask_eye = 1u << 0,
     mask_transparent = 1u << 1,
@@ -26,7 +27,7 @@ enum RayMask : unsigned {
     mask_probe = 1u << 5
 };
 
-// A mesh somewhere in the world.
+// A mesh in the world.
 struct Placement {
     const scene::Mesh* mesh = nullptr; // must outlive the Accel; not null, may be empty
     Matrix to_world = kIdentity;
@@ -34,24 +35,24 @@ struct Placement {
     bool at_origin = true; // both matrices are the identity
     unsigned mask = 0;     // RayMask bits
     int eye_face = 3;      // miFACE_* bits: the sides that eye rays see
-    // Set by Accel: the transformation mirrors; and by that, front and back have changed places in
-    // the top scene.
+    // Set by Accel: whether the transformation mirrors, and whether the order of corners in the top
+    // scene is reversed by that.
     bool mirrors = false, mirrored = false;
 };
 
-// A triangle of the frame: number of the placement, number of the triangle.
+// A triangle of the frame, by the numbers of its placement and of its triangle in the mesh.
 struct Primitive {
     std::uint32_t placement = 0;
     std::uint32_t triangle = 0;
     bool operator==(const Primitive&) const = default;
 
-    // As the state's `pri`. Never null.
+    // For the state's `pri`. Never null.
     [[nodiscard]] void* handle() const {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): two numbers, never followed as a pointer
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): two numbers, never dereferenced
         return reinterpret_cast<void*>((static_cast<std::uintptr_t>(placement) + 1) << 32 |
                                        triangle);
     }
-    // Nothing sensible for null: ask before.
+    // `handle` must not be null.
     static Primitive from_handle(const void* handle) {
         const auto bits = reinterpret_cast<std::uintptr_t>(handle);
         return {static_cast<std::uint32_t>((bits >> 32) - 1), static_cast<std::uint32_t>(bits)};
@@ -60,11 +61,11 @@ struct Primitive {
 
 struct Ray {
     miVector origin{};
-    miVector direction{}; // normalised
+    miVector direction{}; // normalized
     float near_limit = 0.0f;
     float far_limit = 0.0f;            // 0: none
     unsigned mask = mask_eye;          // one RayMask bit
-    const Primitive* ignore = nullptr; // this triangle does not exist for the ray
+    const Primitive* ignore = nullptr; // a triangle that the ray does not hit
     bool faces = false;                // obey the placements' eye_face
 };
 
@@ -76,18 +77,18 @@ struct Hit {
 
 class Accel {
   public:
-    // `config`: text for the Embree device, such as "isa=avx2"; may be empty. Throws
-    // std::runtime_error with the reason when Embree fails, out of memory included.
+    // `config` configures the Embree device, for example "isa=avx2"; may be empty. Throws
+    // std::runtime_error if Embree fails, for example because it is out of memory.
     Accel(std::span<const Placement> placements, const std::string& config = {});
     ~Accel();
     Accel(const Accel&) = delete;
     Accel& operator=(const Accel&) = delete;
 
-    // The first surface along the ray.
+    // Finds the nearest surface along the ray.
     [[nodiscard]] bool intersect(const Ray& ray, Hit& hit) const;
-    // Whether there is any.
+    // Whether the ray hits any surface.
     [[nodiscard]] bool occluded(const Ray& ray) const;
-    // All of them, in order of distance, at most `limit`.
+    // Finds all surfaces along the ray, in the order of their distances, `limit` at most.
     void all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const;
 
     [[nodiscard]] const Placement& placement(std::size_t i) const { return m_placements[i]; }
@@ -98,7 +99,7 @@ class Accel {
     class Impl;
     std::vector<Placement> m_placements;
     std::size_t m_triangles = 0;
-    bool m_faces_matter = false; // some placement shows eye rays one side only
+    bool m_faces_matter = false; // eye rays see only one side of some placement
     std::unique_ptr<Impl> m_impl;
 };
 

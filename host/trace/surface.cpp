@@ -44,9 +44,10 @@ bool is_null(const miVector& v) {
     return v.x == 0.0f && v.y == 0.0f && v.z == 0.0f;
 }
 
-// Embree's barycentric coordinates have single precision, and the ray that it traced may start a
-// little off its origin. Where the ray's own line meets the triangle's plane at a clear angle, that
-// place is better. `n` has the length `length`.
+// Replaces the point `p`, computed from Embree's barycentric coordinates, by the intersection of
+// the ray with the plane of the triangle, unless the angle is too small. The intersection is more
+// accurate, because the coordinates have single precision and the traced ray may start at an offset
+// from `origin`. `n` is the normal and has the length `length`.
 void refine(const miVector& origin, const miVector& direction, const miVector& corner,
             const double n[3], double length, float extent, double p[3]) {
     const double org[3] = {static_cast<double>(origin.x), static_cast<double>(origin.y),
@@ -101,7 +102,7 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
     const double n[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
                          a[0] * b[1] - a[1] * b[0]};
     const double length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    // A mirroring transformation turns the order of the corners round; the front stays the front.
+    // Mirroring reverses the order of the corners, but the front stays the front.
     const double f = length > 0.0 ? (placement.mirrors ? -1.0 : 1.0) / length : 0.0;
     surface.normal_geom = {static_cast<float>(n[0] * f), static_cast<float>(n[1] * f),
                            static_cast<float>(n[2] * f)};
@@ -130,8 +131,8 @@ void measure_surface(const World& world, const Hit& hit, const miVector& origin,
         if (!is_null(local) && !is_null(shading) && finite(shading)) surface.normal = shading;
     }
 
-    // Embree subtracts the ray's origin from the corners in single precision; instances also take
-    // the ray into the mesh's space.
+    // Embree subtracts the ray's origin from the corners in single precision; for an instance it
+    // also transforms the ray into the space of the mesh.
     constexpr float kUlps = 8.0f * std::numeric_limits<float>::epsilon();
     surface.error = kUlps * extent;
     if (!placement.at_origin) {

@@ -28,7 +28,7 @@ void turn_over(std::vector<T>& values, int height) {
                          values.begin() + static_cast<std::ptrdiff_t>(high * line));
 }
 
-// Pixels written in the scene itself, lowest row first.
+// A texture whose pixels are part of the scene, lowest row first.
 std::unique_ptr<TextureImage> literal(const scene::Texture::Pixels& pixels, std::string& reason) {
     const std::int64_t places = std::int64_t{pixels.width} * pixels.height;
     const int wide = pixels.bytes_per_component;
@@ -145,7 +145,7 @@ std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string&
 std::vector<Textures::Failure> Textures::load(shading::Context& context) {
     std::vector<Failure> failures;
     context.database.for_each(miSCENE_TEXTURE, [&](miTag tag, void* element) {
-        const auto& texture = *static_cast<const shading::Texture*>(element);
+        const auto& texture = *static_cast<const shading::TextureElement*>(element);
         const auto found = m_entries.find(tag);
         if (found != m_entries.end() && found->second.revision == texture.revision &&
             found->second.image)

@@ -15,12 +15,13 @@ namespace vx::trace {
 // Pixels of one texture. Row 0 is the lowest; values are as in the file, 0 to 1 for integer types.
 class TextureImage {
   public:
-    // From `components` numbers per pixel: 1 is grey, 2 grey and alpha, 3 and 4 colours. Missing
-    // alpha is 1.
+    // `components` numbers per pixel: 1 is gray, 2 gray and alpha, 3 RGB, 4 RGBA. Missing alpha
+    // is 1.
     TextureImage(int width, int height, int components, std::vector<float> values);
     TextureImage(int width, int height, int components, std::vector<std::uint8_t> values);
 
-    // Between the four pixels around (u, v), both in [0, 1); the border pixels go on outside.
+    // Interpolates the four pixels around (u, v), both in [0, 1). Border pixels are repeated
+    // outside.
     [[nodiscard]] miColor bilinear(float u, float v) const;
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
@@ -29,21 +30,21 @@ class TextureImage {
     [[nodiscard]] miColor pixel(int x, int y) const;
     int m_width, m_height, m_components;
     std::vector<float> m_floats;
-    std::vector<std::uint8_t> m_bytes; // one of the two is empty
+    std::vector<std::uint8_t> m_bytes; // one of m_floats and m_bytes is empty
 };
 
-// Reads a picture file. Null, with the reason, when that fails.
+// Reads a picture file. Returns null and sets `reason` on failure.
 [[nodiscard]] std::unique_ptr<TextureImage> read_texture(const std::string& path,
                                                          std::string& reason);
 
-// All textures of a scene, read before a frame and kept for the next.
+// All textures of a scene. They are read before a frame and kept for the next one.
 class Textures {
   public:
     struct Failure {
         std::string texture, reason;
     };
-    // Reads what the scene's texture elements name and is new or changed since the last call.
-    // Returns those that could not be read; lookups in them fail.
+    // Reads the textures that are new or changed since the last call. Returns those that could not
+    // be read; lookups in them fail.
     std::vector<Failure> load(shading::Context& context);
 
     // Null for a tag without pixels.

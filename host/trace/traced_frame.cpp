@@ -37,7 +37,7 @@ TracedFrame::~TracedFrame() {
 void TracedFrame::warn_too_deep() {
     if (!m_warned_too_deep.exchange(true))
         m_context.say(shading::Level::warning,
-                      "rays nest too deep; those beyond see nothing (told once)");
+                      "rays nest too deep; rays beyond the limit return black (reported once)");
 }
 
 } // namespace vx::trace

@@ -14,7 +14,8 @@ namespace {
 constexpr int kMaxGraphDepth = 200;
 constexpr std::size_t kMaxLeaves = 20'000'000;
 
-// Bits 1, 2 switch on and 4, 8 off; what is not given comes from above.
+// Bits 1 and 2 switch a flag on, bits 4 and 8 switch it off; flags that are not given are
+// inherited.
 unsigned char inherit_bits(unsigned char given, unsigned char above) {
     unsigned char result = 0;
     for (unsigned char bit = 1; bit <= 2; bit = static_cast<unsigned char>(bit << 1)) {
@@ -61,7 +62,7 @@ struct World::Inherited {
     unsigned char face = 0, shadowmap = 0, select = 0, hardware = 0;
     miUint label = 0;
     miTag userdata = miNULLTAG;
-    miTag instance = miNULLTAG; // the instance of the scene next above
+    miTag instance = miNULLTAG; // the innermost instance of the scene
 };
 
 miTag ObjectLeaf::find_material(std::uint32_t triangle) const {
@@ -87,7 +88,7 @@ World::World(shading::Context& context, const shading::RenderRequest& request,
     try {
         visit_group(request.root, Inherited{}, 0);
         if (m_camera == miNULLTAG) {
-            // A camera that does not hang in the group still shows what it sees.
+            // The camera need not be part of the root group.
             visit_instance(request.camera_instance, Inherited{}, 0);
         }
         const auto* const options =
@@ -248,7 +249,8 @@ miTag World::new_leaf(miTag item, const Inherited& reach) {
 }
 
 void World::add_object(miTag item, const Inherited& reach) {
-    const auto* const object = m_context.database.find<shading::Object>(item, miSCENE_OBJECT);
+    const auto* const object =
+        m_context.database.find<shading::ObjectElement>(item, miSCENE_OBJECT);
     if (!object || !object->description.mesh) return;
     ObjectLeaf leaf;
     leaf.instance = new_leaf(item, reach);

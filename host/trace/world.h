@@ -1,8 +1,9 @@
-// What a frame shows: the graph of instances flattened into one leaf per object and light placed.
+// The contents of a frame: the graph of instances, flattened into one leaf per placed object or
+// light.
 //
-// A leaf instance is a database element of its own. Its transformation is composed from the root
-// down (p_local = p_world * T_outer * T_inner), its material, flags, lights and label are those
-// that reach it. Leaves live until the World goes.
+// A leaf is an instance element of its own. Its transformation is the product of those above it
+// (p_local = p_world * T_outer * T_inner); its material, flags, lights and label are inherited.
+// Leaf elements are removed with the World.
 #pragma once
 
 #include "host/shading/context.h"
@@ -16,23 +17,24 @@
 
 namespace vx::trace {
 
-// Bits of the ray flags of a leaf: such rays can hit it; its own surface may send such rays.
+// Ray flags of a leaf: rays of the kind can hit it; its surface may send such rays.
 enum : unsigned char { flag_casts = 1, flag_receives = 2 };
 
 struct ObjectLeaf {
-    miTag instance = miNULLTAG;              // the leaf element
-    const miInstance* record = nullptr;      // its contents
-    const shading::Object* object = nullptr; // what is placed
-    std::vector<miTag> materials;            // inherited: a list, or one
-    bool override_material = false;          // the inherited ones win over the object's own
+    miTag instance = miNULLTAG;                     // the leaf element
+    const miInstance* record = nullptr;             // its contents
+    const shading::ObjectElement* object = nullptr; // what is placed
+    std::vector<miTag> materials;                   // inherited: a list, or one
+    bool override_material = false;                 // inherited materials replace the object's own
     bool visible = false;
     unsigned char shadow = 0, reflection = 0, refraction = 0, transparency = 0; // flag_*
     int face = miFACE_BOTH;
     miUint label = 0;
-    std::optional<miTag> only_material; // of all triangles, when they share one
+    std::optional<miTag> only_material; // of all triangles, if they share one
 
-    // Material of a triangle: the object's own, else what is inherited; a tagged object picks from
-    // the list with its label, the last entry when that lies beyond. 0 when there is none.
+    // Material of a triangle: the object's own, else the inherited one. For a tagged object: the
+    // entry of the inherited list with the number of the triangle's label, or the last entry if the
+    // list is too short. 0 if there is none.
     [[nodiscard]] miTag material(std::uint32_t triangle) const {
         return only_material ? *only_material : find_material(triangle);
     }
@@ -43,14 +45,13 @@ struct LightLeaf {
     miTag instance = miNULLTAG;
     const miLight* light = nullptr;
     miVector origin{};    // internal space
-    miVector direction{}; // internal space, normalised
+    miVector direction{}; // internal space, normalized
 };
 
 class World {
   public:
-    // Flattens what hangs below the root group. Throws std::runtime_error with the reason for a
-    // graph that contains itself or is far too large, or when the ray tracer fails. Warnings go to
-    // the context's messages.
+    // Flattens the graph below the root group. Throws std::runtime_error if the graph contains
+    // itself or is too large, or if Embree fails. Warnings go to the context's messages.
     World(shading::Context& context, const shading::RenderRequest& request,
           const std::string& embree_config = {});
     ~World();
@@ -61,17 +62,17 @@ class World {
     [[nodiscard]] const ObjectLeaf& object(std::uint32_t placement) const {
         return m_objects[placement];
     }
-    // Null when the tag is no leaf instance of an object (a light).
+    // Null if the tag is not that of a leaf of an object (of a light).
     [[nodiscard]] const ObjectLeaf* find_object(miTag instance) const;
     [[nodiscard]] const LightLeaf* find_light(miTag instance) const;
-    // The leaves that a tag of a light list stands for: itself, a light instance of the scene, an
-    // instance of a group of lights, a group or a light. Empty for anything else.
+    // The leaves that a tag in a light list stands for. It may be that of a leaf, of a light, of an
+    // instance of a light or of a group, or of a group. Empty for other tags.
     [[nodiscard]] const std::vector<miTag>& light_leaves(miTag tag) const;
     [[nodiscard]] const std::vector<LightLeaf>& lights() const { return m_lights; }
     [[nodiscard]] std::size_t object_count() const { return m_objects.size(); }
-    // The leaf of the camera instance that was asked for.
+    // The leaf of the requested camera instance.
     [[nodiscard]] miTag camera_instance() const { return m_camera; }
-    // Whether any material has a shadow shader; if not, whatever is in the way blocks all light.
+    // Whether any material has a shadow shader; if not, all occluders are opaque.
     [[nodiscard]] bool has_shadow_shaders() const { return m_has_shadow_shaders; }
 
   private:
@@ -89,7 +90,7 @@ class World {
     miTag m_camera = miNULLTAG;
     std::vector<ObjectLeaf> m_objects;
     std::vector<LightLeaf> m_lights;
-    std::vector<miTag> m_elements; // ours to remove
+    std::vector<miTag> m_elements; // the leaf elements
     std::vector<miTag> m_path;     // instances and groups that are being visited
     std::unordered_map<miTag, std::size_t> m_object_index, m_light_index;
     std::unordered_map<miTag, std::vector<miTag>> m_light_leaves;

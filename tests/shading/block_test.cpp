@@ -13,7 +13,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/* Tags by name; texts are numbered from 1000 in the order in which they are asked for. */
+// Tags by name; texts are numbered from 1000 in the order in which they are asked for.
 class Names final : public shading::NameResolver {
   public:
     std::optional<miTag> reference(miParam_type, std::string_view name) override {
@@ -36,14 +36,14 @@ class Names final : public shading::NameResolver {
 
 class BlockTest : public ::testing::Test {
   protected:
-    shading::Block fill(const scene::Declaration& declared,
-                        const std::vector<scene::Parameter>& given,
-                        shading::BlockReport report = {}) {
+    shading::ParameterBlock fill(const scene::Declaration& declared,
+                                 const std::vector<scene::Parameter>& given,
+                                 shading::BlockReport report = {}) {
         layout = shading::lay_out(declared);
         return shading::fill_block(*layout, given, names, diagnostics, report);
     }
     template <class T>
-    static T at(const shading::Block& block, std::size_t offset) {
+    static T at(const shading::ParameterBlock& block, std::size_t offset) {
         T value;
         EXPECT_LE(offset + sizeof value, block.bytes.size());
         std::memcpy(&value, block.bytes.data() + offset, sizeof value);
@@ -62,8 +62,8 @@ class BlockTest : public ::testing::Test {
         findings.push_back(d.text);
         lines.push_back(d.place.line);
     }};
-    std::unique_ptr<shading::Declaration> layout;
-    std::vector<std::unique_ptr<shading::Declaration>> declarations;
+    std::unique_ptr<shading::DeclaredShader> layout;
+    std::vector<std::unique_ptr<shading::DeclaredShader>> declarations;
 
     void SetUp() override { diagnostics.add_file("test.mi"); }
 };

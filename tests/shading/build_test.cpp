@@ -211,7 +211,7 @@ TEST_F(Build, ShadersWithoutANameAreNamedAfterTheirOwner) {
     const std::vector<std::string> expected = {"m / test_add", "m / named", "m / test_add 2",
                                                "m / test_black"};
     EXPECT_EQ(names(), expected);
-    /* Whatever the list was in between. */
+    // Names do not depend on the list in between.
     material("m", {call("test_black"), call("test_constant")});
     EXPECT_THAT(names(), ElementsAre("m / test_black", "m / test_constant"));
     material("m", surface);
@@ -261,8 +261,8 @@ TEST_F(Build, NamesMayComeBeforeWhatTheyName) {
     EXPECT_EQ(value, later);
     EXPECT_THAT(tags(record("inst").light_obj_ring),
                 ElementsAre(builder.find(Kind::instance, "late light")));
-    const auto* const o =
-        context.database.find<shading::Object>(builder.find(Kind::object, "o"), miSCENE_OBJECT);
+    const auto* const o = context.database.find<shading::ObjectElement>(
+        builder.find(Kind::object, "o"), miSCENE_OBJECT);
     EXPECT_THAT(o->materials, ElementsAre(builder.find(Kind::material, "late material")));
 }
 
@@ -338,7 +338,7 @@ TEST_F(Build, ObjectKeepsItsMeshWhenARedefinitionHasNone) {
     material("m");
     object("o", {"m"});
     const miTag tag = builder.find(Kind::object, "o");
-    const auto* const o = context.database.find<shading::Object>(tag, miSCENE_OBJECT);
+    const auto* const o = context.database.find<shading::ObjectElement>(tag, miSCENE_OBJECT);
     EXPECT_EQ(o->revision, 1u);
     scene::Object flags;
     flags.name = "o";
@@ -359,8 +359,8 @@ TEST_F(Build, ObjectWithoutABodyHasAnEmptyMesh) {
     scene::Object o;
     o.name = "o";
     builder.on_object(std::move(o));
-    const auto* const element =
-        context.database.find<shading::Object>(builder.find(Kind::object, "o"), miSCENE_OBJECT);
+    const auto* const element = context.database.find<shading::ObjectElement>(
+        builder.find(Kind::object, "o"), miSCENE_OBJECT);
     EXPECT_TRUE(element->description.mesh.has_value());
 }
 
@@ -374,7 +374,8 @@ TEST_F(Build, TextureIsAnImageElementOrTheShaderThatMakesIt) {
     t.file = "b.png";
     builder.on_texture(t);
     EXPECT_EQ(builder.find(Kind::texture, "image"), image);
-    const auto* const element = context.database.find<shading::Texture>(image, miSCENE_TEXTURE);
+    const auto* const element =
+        context.database.find<shading::TextureElement>(image, miSCENE_TEXTURE);
     EXPECT_EQ(element->description.file, "b.png");
     EXPECT_EQ(element->revision, 1u);
 

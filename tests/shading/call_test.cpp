@@ -256,11 +256,9 @@ TEST_F(Call, EvaluationOutsideOfAnyShaderWorksToo) {
     EXPECT_THAT(*c, IsColor(1, 2, 3, 0));
 }
 
-/*
- * The point-cloud writer evaluates the tag parameter of one function through a state that names
- * another one: the hit material's shader. Whatever the sizes of the two blocks, the connection word
- * must be found.
- */
+// The point-cloud writer evaluates the tag parameter of one function through a state that names
+// another one: the hit material's shader. The connection word must be found for any sizes of the
+// two blocks.
 TEST_F(Call, AParameterIsReadThroughTheRecordOfAnotherShaderWhateverTheBlocksSizes) {
     auto* const eval_integer_at =
         reinterpret_cast<EvalIntegerAt>(context.libraries.symbol("test_eval_integer_at"));

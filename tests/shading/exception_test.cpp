@@ -1,4 +1,4 @@
-/* Exceptions that leave the entry points of shaders: reports, locks, and what goes on. */
+// Exceptions that leave the entry points of shaders: messages, locks, and the rest of the render.
 #include <dlfcn.h>
 
 #include <array>
@@ -31,13 +31,13 @@ class Exceptions : public ::testing::Test, protected Rig {
         waiter = shader("waiter", "test_run");
         ShaderBody nothing = [](void*, miState*, void*) { return miTRUE; };
         state.user = &nothing;
-        run(waiter); /* its init is over */
+        run(waiter); // its init is over
         state.user = nullptr;
     }
     void TearDown() override { mi_delete_lock(&lock); }
 
     miTag entries(const std::string& name) { return shader(name, "test_entries"); }
-    /* The hook throws in the entry point, after `before`. */
+    // The hook throws in the entry point, after `before`.
     template <class Exception>
     void fail_in(
         const std::string& failing, Exception exception, std::function<void()> before = [] {}) {
@@ -47,17 +47,17 @@ class Exceptions : public ::testing::Test, protected Rig {
             throw exception;
         };
     }
-    /* Takes the lock in one thread until three others wait for it. */
+    // Holds the lock in one thread until three others wait for it.
     void hold_until_awaited() {
         mi_lock(lock);
         locked = true;
         while (waiting < 3)
             std::this_thread::yield();
-        /* From the count to the waiting itself. */
+        // Time from the count to the wait itself.
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
     }
     enum class Waiting { never_ran, gave_up, got_it };
-    /* Waits for the lock of hold_until_awaited, in a thread of its own, in a shader. */
+    // Waits for the lock of hold_until_awaited, in a shader on a thread of its own.
     Waiting wait_for_lock() {
         while (!locked)
             std::this_thread::yield();
@@ -118,7 +118,7 @@ TEST_F(Exceptions, ACallThatFailsEndsTheRenderAndIsReportedWithBothNames) {
     context.end_render(state);
 }
 
-// Sanitizers end the program where operator new fails.
+// Under sanitizers, a failure of operator new ends the program.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(Exceptions, AnAllocationThatAShaderFailsAtIsReportedWithItsSize) {
     constexpr std::size_t kImpossible = std::size_t{1} << 62;
@@ -199,7 +199,7 @@ TEST_F(Exceptions, EachOfNestedCallsGivesBackItsOwnLocks) {
         miColor c{};
         EXPECT_THROW(mi_call_shader(&c, miSHADER_MATERIAL, s, tag), shading::RenderAborted);
         expect_lock_is_free();
-        /* Caught here, so this call has not ended and keeps its own. */
+        // Caught here, so this call has not ended and keeps its locks.
         EXPECT_FALSE(static_cast<shading::Lock*>(lock)->give());
         EXPECT_TRUE(static_cast<shading::Lock*>(outer_lock)->give());
         static_cast<shading::Lock*>(outer_lock)->take(context, false);
@@ -294,7 +294,7 @@ TEST_F(Exceptions, AnInstanceWhoseInitFailsIsRefusedAndTheOthersRun) {
     context.end_render(state);
     EXPECT_THAT(entered, ElementsAre("instance init", "call", "instance exit", "exit"));
 
-    /* The next render starts over. */
+    // The next render starts over.
     context.begin_render();
     EXPECT_THAT(run(x), IsColor(1, 1, 1, 1));
     EXPECT_FALSE(context.shaders_failed());
@@ -357,7 +357,7 @@ TEST_F(Exceptions, FailedExitsAreReportedAndTheOthersRun) {
     lines.clear();
     int exits = 0;
     hook = [&](const std::string&) -> std::size_t {
-        mi_lock(lock); /* that of the exit before has been given back */
+        mi_lock(lock); // the previous exit's lock has been released
         EXPECT_FALSE(context.aborted());
         ++exits;
         if (exits == 1) throw shading::OutOfMemory(7);

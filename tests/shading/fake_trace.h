@@ -1,4 +1,4 @@
-/* Rays for the stand-ins: one sample per light, no occluders. */
+// Fake rays for the stand-in shaders: one sample per light, no occluders.
 #pragma once
 
 #include "shader.h"

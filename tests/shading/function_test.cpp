@@ -17,7 +17,7 @@ using shading::RecordMemory;
 
 namespace {
 
-/* The block as plain memory: its declared length is that of a smallest block. */
+// The block as plain memory, because parameters[] is declared with the minimum length.
 char* block(miFunction* record) {
     return reinterpret_cast<char*>(record) + offsetof(miFunction, parameters);
 }
@@ -177,7 +177,7 @@ TEST(FunctionTable, DeclarationElementHoldsNameVersionAndParameters) {
 TEST(FunctionTable, NewContentsKeepTagIndexAndSurfaceMark) {
     db::Database database;
     shading::FunctionTable table(database);
-    shading::Declaration& d =
+    shading::DeclaredShader& d =
         table.declare(declaration("x", Type::color, {parameter("a", Type::color)}));
     shading::Function* const f = table.create(d, 16, "one");
     f->surface = true;
@@ -198,7 +198,7 @@ TEST(FunctionTable, NewContentsKeepTagIndexAndSurfaceMark) {
 TEST(FunctionTable, OwnerOfAnAddressIsTheFunctionWhoseBlockHoldsIt) {
     db::Database database;
     shading::FunctionTable table(database);
-    shading::Declaration& d = table.declare(declaration("x", Type::color, {}));
+    shading::DeclaredShader& d = table.declare(declaration("x", Type::color, {}));
     shading::Function* const a = table.create(d, 16, "a");
     shading::Function* const b = table.create(d, 100, "b");
     EXPECT_EQ(table.owner(a->record->parameters), a);

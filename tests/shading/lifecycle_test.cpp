@@ -1,4 +1,4 @@
-/* Init, exit, versions: host/shading/lifecycle.cpp. */
+// Init, exit, versions: host/shading/lifecycle.cpp.
 #include <atomic>
 #include <thread>
 
@@ -114,7 +114,7 @@ TEST_F(Lifecycle, InstanceInitMayEvaluateConnectedParametersWhichInitialisesThei
     const miTag outer = shader("outer", "test_life",
                                {set("label", text("outer")), set("value", connection("inner"))});
     const miColor c = run(outer);
-    /* The mean of (4, 1, 0) in the first call of the inner one, of (4, 2, 0) in the second. */
+    // The mean of (4, 1, 0) in the first call of the inner one, of (4, 2, 0) in the second.
     EXPECT_FLOAT_EQ(c.r, 2.0f);
     EXPECT_THAT(lines, ElementsAre("RC 0.0 info: life version", "RC 0.0 info: life init",
                                    "RC 0.0 info: life init inner value 4 slot empty",
@@ -129,7 +129,7 @@ TEST_F(Lifecycle, InitThatNeedsItsOwnInstanceEndsTheRenderWithAMessage) {
     EXPECT_THROW(run(tag), shading::RenderAborted);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0], HasSubstr("fatal: shader \"test_scalar\" (instance \"self\"): the "
-                                    "initialisation of \"self\" needs "
+                                    "initialization of \"self\" needs "
                                     "a value of \"self\" itself"));
 }
 
@@ -188,7 +188,7 @@ TEST_F(Lifecycle, ManyThreadsInitialiseEachInstanceOnce) {
     EXPECT_EQ(inits, 9);
     lines.clear();
     context.end_render(state);
-    /* 8 instances called once by each of 4 threads; the base once per call and once per init. */
+    // 8 instances called once by each of 4 threads; the base once per call and once per init.
     EXPECT_THAT(lines, ::testing::Contains("RC 0.0 info: life exit base after 40 calls"));
     EXPECT_THAT(lines, ::testing::Contains("RC 0.0 info: life exit s7 after 4 calls"));
     EXPECT_EQ(lines.size(), 10u);

@@ -85,7 +85,7 @@ TEST(Records, LightKindFollowsFromOriginDirectionAndSpread) {
 TEST(Records, InstanceHoldsItsMatrixAndTheInverse) {
     scene::Instance i;
     EXPECT_TRUE(shading::instance_record(i).tf.identity);
-    /* A quarter turn about z, twice as large, and a translation. */
+    // A quarter turn about z, twice as large, and a translation.
     i.transform = scene::Matrix{0, 2, 0, 0, -2, 0, 0, 0, 0, 0, 2, 0, 1, 2, 3, 1};
     const miInstance r = shading::instance_record(i);
     EXPECT_FALSE(r.tf.identity);
@@ -107,7 +107,7 @@ TEST(Records, SingularMatrixGivesTheIdentity) {
 }
 
 TEST(Records, InstanceFlagsAreTheRenderersNumbers) {
-    /* On the heap: GCC 12 takes the list of lights for uninitialised in a local variable. */
+    // On the heap: GCC 12 takes the list of lights for uninitialised in a local variable.
     const auto made = std::make_unique<scene::Instance>();
     scene::Instance& i = *made;
     i.flags.visible = scene::Switch::off;

@@ -1,4 +1,4 @@
-/* A renderer without rays: a context, a scene builder, and states to call shaders with. */
+// A renderer without rays: a context, a scene builder, and states to call shaders with.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -96,7 +96,7 @@ inline scene::ShaderReference named(std::string name) {
     return {std::move(name), {}};
 }
 
-/* Declares every shader of the test library. */
+// Declares every shader of the test library.
 void declare_test_shaders(scene::SceneReceiver& receiver);
 
 class Rig {
@@ -109,7 +109,7 @@ class Rig {
         diagnostics.add_file("test.mi");
     }
 
-    /* With the test library attached and declared. */
+    // Loads the test library and declares its shaders.
     void load() {
         ASSERT_EQ(context.libraries.load(VX_TEST_SHADERS), "");
         declare_test_shaders(builder);
@@ -132,7 +132,7 @@ class Rig {
         shading::call_list(context, tag, &result, &state, role);
         return result;
     }
-    /* Runs a body inside a shader. */
+    // Runs `body` inside a shader.
     miBoolean inside(ShaderBody body, miShader_type role = miSHADER_MATERIAL) {
         if (runner == miNULLTAG) runner = shader("runner", "test_run");
         miColor result{};
@@ -161,8 +161,8 @@ class Rig {
     }
     shading::Function& function(miTag tag) { return *context.functions.find(tag); }
 
-    std::vector<std::string> lines;    /* of the log */
-    std::vector<std::string> findings; /* of the diagnostics, errors as "error: ..." */
+    std::vector<std::string> lines;    // of the log
+    std::vector<std::string> findings; // of the diagnostics, errors as "error: ..."
     shading::Context context;
     scene::Diagnostics diagnostics{[this](const scene::Diagnostic& d) {
         findings.push_back((d.severity == scene::Severity::error ? "error: " : "warning: ") +

@@ -1,4 +1,4 @@
-/* A shader library like any other: it knows the renderer through shader.h only. */
+// A shader library like any other: it knows the renderer through shader.h only.
 #include "tests/shading/test_shaders.h"
 
 #include <atomic>
@@ -30,7 +30,7 @@ DLLEXPORT miBoolean test_black(miColor*, miState*, void*) {
     return miFALSE;
 }
 
-/* Adds to what the shader before left. */
+// Adds to the result of the previous shader.
 DLLEXPORT int test_add_version(void) {
     return 1;
 }
@@ -57,7 +57,7 @@ DLLEXPORT miBoolean test_transform(miScalar* result, miState*, void*) {
     return miTRUE;
 }
 
-/* Its result is a shader: the one that is its parameter. */
+// Returns the shader that is its parameter.
 struct TagParameters {
     miTag value;
 };
@@ -90,7 +90,7 @@ DLLEXPORT miBoolean test_types(miColor*, miState* state, TestTypes* paras) {
     return miTRUE;
 }
 
-/* Sum of the elements of an array, the customary way of reading one. */
+// Sum of the elements of an array, the customary way of reading one.
 struct ArrayParameters {
     miScalar before;
     int i_values;
@@ -119,7 +119,7 @@ struct PairParameters {
     miColor first;
     miColor second;
 };
-/* Both values are looked at after both evaluations. */
+// Reads both values after both evaluations.
 DLLEXPORT int test_pair_version(void) {
     return 1;
 }
@@ -162,7 +162,7 @@ DLLEXPORT miBoolean test_queries(miColor*, miState* state, void*) {
     return miTRUE;
 }
 
-/* Logs its life, keeps a record at its user pointer, counts its calls per thread. */
+// Logs its life, keeps a record at its user pointer, counts its calls per thread.
 struct LifeParameters {
     miTag label;
     miScalar value;
@@ -214,7 +214,7 @@ DLLEXPORT void test_life_exit(miState* state, LifeParameters* paras) {
     delete calls;
 }
 
-/* Wants no instance init; its exit is called at shader level only. */
+// Has no instance init, so its exit is called for the shader only.
 DLLEXPORT int test_simple_life_version(void) {
     return 1;
 }
@@ -228,7 +228,7 @@ DLLEXPORT void test_simple_life_exit(miState*, void* paras) {
     mi_info("simple exit %s", paras == nullptr ? "shader" : "instance");
 }
 
-/* Reports the value of a connected scalar, so that init runs another shader. */
+// Reports the value of a connected scalar, so that init runs another shader.
 struct ScalarParameters {
     miScalar value;
 };
@@ -262,9 +262,9 @@ DLLEXPORT miBoolean test_unversioned(miColor* result, miState*, void*) {
     return miTRUE;
 }
 
-/* Set by the tests that use it. */
+// Set by the tests that use it.
 DLLEXPORT EntryHook* test_entry_hook = nullptr;
-static void* volatile allocated; /* keeps the allocation from being left out */
+static void* volatile allocated; // keeps the compiler from removing the allocation
 static void enter(const char* entry) {
     const std::size_t bytes = (*test_entry_hook)(entry);
     if (bytes == 0) return;
@@ -288,7 +288,7 @@ DLLEXPORT void test_entries_exit(miState*, void* paras) {
     enter(paras == nullptr ? "exit" : "instance exit");
 }
 
-/* The library's own way of reading parameters, written out: through the record of the state. */
+// Reads parameters as the point-cloud library does: through the record in the state.
 DLLEXPORT int test_read_through_version(void) {
     return 1;
 }

@@ -1,4 +1,4 @@
-/* What the shaders of the test library and the tests that call them share. */
+// What the shaders of the test library and the tests that call them share.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 
 #include "shader.h"
 
-/* state->user of test_run: the body of the shader. */
+// state->user of test_run: the body of the shader.
 using ShaderBody = std::function<miBoolean(void* result, miState* state, void* parameters)>;
 
-/* Parameters of test_types, and what it found them to be; state->user points to one of these. */
+// Parameters of test_types, and what it found them to be; state->user points to one of these.
 struct TestTypes {
     miBoolean boolean;
     miInteger integer;
@@ -25,7 +25,7 @@ struct TestTypes {
     miTag material;
 };
 
-/* Result of test_struct. */
+// Result of test_struct.
 struct TestStruct {
     miColor color;
     miScalar scalar;
@@ -34,7 +34,7 @@ struct TestStruct {
     miBoolean boolean;
 };
 
-/* Everything that mi_query can be asked, as test_queries was answered. */
+// Everything that mi_query can be asked, as test_queries was answered.
 struct TestQueries {
     miLock* declaration_lock;
     char* declaration_name;
@@ -53,11 +53,11 @@ struct TestQueries {
     miBoolean moving;
     int light_count;
     miTag* lights;
-    int answered;      /* how many of the queries returned true */
-    miBoolean unknown; /* result of an unknown code */
+    int answered;      // how many of the queries returned true
+    miBoolean unknown; // result of an unknown code
 };
 
-/* Called by test_entries in each of its entry points: "version", "init", "instance init", "call",
- * "instance exit", "exit". What it throws leaves the shader; with a result that is not 0 the shader
- * allocates so many bytes. */
+// Called by test_entries in each of its entry points: "version", "init", "instance init", "call",
+// "instance exit", "exit". What it throws leaves the shader; with a result that is not 0 the shader
+// allocates so many bytes.
 using EntryHook = std::function<std::size_t(const std::string& entry)>;

@@ -5,15 +5,15 @@
 #include "tests/shading/rig.h"
 
 using namespace vx;
-using shading::Arena;
+using shading::StackMemory;
 using shading::StateScope;
 using shading::ThreadContext;
 
-TEST(Arena, BlocksAreZeroedAlignedAndStayPut) {
-    Arena arena;
+TEST(StackMemory, BlocksAreZeroedAlignedAndStayPut) {
+    StackMemory memory;
     std::vector<std::byte*> blocks;
     for (std::size_t i = 0; i < 1000; ++i) {
-        auto* const block = static_cast<std::byte*>(arena.allocate(i * 7));
+        auto* const block = static_cast<std::byte*>(memory.allocate(i * 7));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0u);
         for (std::size_t k = 0; k < i * 7; ++k)
             ASSERT_EQ(block[k], std::byte{0});
@@ -24,21 +24,21 @@ TEST(Arena, BlocksAreZeroedAlignedAndStayPut) {
     EXPECT_EQ(blocks[1][0], std::byte{0xAB});
 }
 
-TEST(Arena, ReleasedMemoryIsUsedAgain) {
-    Arena arena;
-    arena.allocate(100);
-    const Arena::Mark mark = arena.mark();
-    void* const block = arena.allocate(100);
-    arena.allocate(1 << 20);
-    arena.release(mark);
-    EXPECT_EQ(arena.allocate(100), block);
+TEST(StackMemory, ReleasedMemoryIsUsedAgain) {
+    StackMemory memory;
+    memory.allocate(100);
+    const StackMemory::Mark mark = memory.mark();
+    void* const block = memory.allocate(100);
+    memory.allocate(1 << 20);
+    memory.release(mark);
+    EXPECT_EQ(memory.allocate(100), block);
 }
 
-TEST(Arena, BlockLargerThanAChunkFits) {
-    Arena arena;
-    auto* const block = static_cast<std::byte*>(arena.allocate(1 << 20));
+TEST(StackMemory, BlockLargerThanAChunkFits) {
+    StackMemory memory;
+    auto* const block = static_cast<std::byte*>(memory.allocate(1 << 20));
     block[(1 << 20) - 1] = std::byte{1};
-    EXPECT_NE(arena.allocate(8), nullptr);
+    EXPECT_NE(memory.allocate(8), nullptr);
 }
 
 TEST(StateData, IsVisibleBelowTheStateThroughAnyNumberOfChildren) {

@@ -122,7 +122,7 @@ TEST(Accel, EyeRaysSeeOnlyTheFaceThatExists) {
              {std::pair{kIdentity, true}, std::pair{turned, false}, std::pair{mirrored, true}}) {
             std::vector<Placement> placements{placed(mesh, matrix)};
             placements[0].eye_face = miFACE_FRONT;
-            // A second use far away makes it an instance.
+            // A second placement far away makes both instances.
             if (shared) placements.push_back(placed(mesh, moved(100, 0, 0)));
             const Accel accel(placements);
             Ray ray = down(0.5f, 0.2f);

@@ -67,7 +67,7 @@ TEST(TraceMath, NormalsStayPerpendicular) {
     EXPECT_NEAR(dot(tangent, n), 0.0f, 1e-6f);
 }
 
-TEST(TraceMath, NormalisesTinyVectorsAndLeavesTheNullVector) {
+TEST(TraceMath, NormalizesTinyVectorsAndLeavesTheNullVector) {
     EXPECT_FLOAT_EQ(normalized({0, 1e-30f, 0}).y, 1.0f);
     EXPECT_EQ(normalized({0, 0, 0}).x, 0.0f);
     EXPECT_FLOAT_EQ(normalized({0, 0, -1e30f}).z, -1.0f);
