@@ -43,45 +43,29 @@ void SelectedCloud::read(std::size_t attribute, std::int64_t first, std::int64_t
     }
 }
 
-Matrix multiply(const Matrix& a, const Matrix& b) {
-    Matrix out{};
-    for (std::size_t i = 0; i < 4; ++i) {
-        for (std::size_t k = 0; k < 4; ++k) {
-            for (std::size_t j = 0; j < 4; ++j)
-                out[4 * i + k] += a[4 * i + j] * b[4 * j + k];
-        }
-    }
-    return out;
-}
-
 TransformedCloud::TransformedCloud(Cloud& cloud, const Matrix& matrix)
     : m_cloud(cloud), m_matrix(matrix) {
     file_name = cloud.file_name;
     count = cloud.count;
     attributes = cloud.attributes;
-    for (Attribute& a : attributes) {
-        const bool moves = a.name == "position" || a.name == "normalPP" || a.name == "radius";
-        if (moves && is_integer(a.type)) a.type = Type::float64;
+    for (Attribute& attribute : attributes) {
+        const std::string& name = attribute.name;
+        const bool moves = name == "position" || name == "normalPP" || name == "radius";
+        if (moves && is_integer(attribute.type)) attribute.type = Type::float64;
     }
-    const Matrix& m = matrix;
+    const Imath::V3d a = row_of(matrix, 0);
+    const Imath::V3d b = row_of(matrix, 1);
+    const Imath::V3d c = row_of(matrix, 2);
     // Cofactors: the inverse transpose times the determinant.
-    const auto cofactor = [&m](std::size_t r, std::size_t c) {
-        const std::size_t r1 = (r + 1) % 3;
-        const std::size_t r2 = (r + 2) % 3;
-        const std::size_t c1 = (c + 1) % 3;
-        const std::size_t c2 = (c + 2) % 3;
-        return m[4 * r1 + c1] * m[4 * r2 + c2] - m[4 * r1 + c2] * m[4 * r2 + c1];
-    };
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 3; ++c)
-            m_normal[3 * r + c] = cofactor(r, c);
-    }
-    const double determinant = m[0] * m_normal[0] + m[1] * m_normal[1] + m[2] * m_normal[2];
+    const Imath::V3d x = b.cross(c);
+    const Imath::V3d y = c.cross(a);
+    const Imath::V3d z = a.cross(b);
+    const double determinant = a.dot(x);
     if (!(std::abs(determinant) > 0) || !std::isfinite(determinant)) {
         throw UsageError("the matrix has no inverse");
     }
-    for (double& v : m_normal)
-        v /= determinant;
+    m_normal = Imath::M33d(x.x, x.y, x.z, y.x, y.y, y.z, z.x, z.y, z.z);
+    m_normal /= determinant;
     m_scale = std::cbrt(std::abs(determinant));
 }
 
@@ -97,22 +81,20 @@ void TransformedCloud::read(std::size_t attribute, std::int64_t first, std::int6
     const auto values = reader.read(first, n);
     m_values.assign(values.begin(), values.end());
     for (std::size_t i = 0; i + 2 < m_values.size() && (is_position || is_normal); i += 3) {
-        const double p[3] = {m_values[i], m_values[i + 1], m_values[i + 2]};
-        double q[3];
-        for (std::size_t k = 0; k < 3; ++k) {
-            q[k] = is_position
-                       ? p[0] * m_matrix[k] + p[1] * m_matrix[4 + k] + p[2] * m_matrix[8 + k] +
-                             m_matrix[12 + k]
-                       : p[0] * m_normal[k] + p[1] * m_normal[3 + k] + p[2] * m_normal[6 + k];
+        const Imath::V3d p(m_values[i], m_values[i + 1], m_values[i + 2]);
+        Imath::V3d q;
+        if (is_position) {
+            m_matrix.multDirMatrix(p, q);
+            q += m_matrix.translation();
+        } else {
+            q = p * m_normal;
+            const double before = std::hypot(p.x, p.y, p.z);
+            const double after = std::hypot(q.x, q.y, q.z);
+            if (after > 0) q *= before / after;
         }
-        double scale = 1;
-        if (is_normal) {
-            const double before = std::hypot(p[0], p[1], p[2]);
-            const double after = std::hypot(q[0], q[1], q[2]);
-            scale = after > 0 ? before / after : 1;
-        }
-        for (std::size_t k = 0; k < 3; ++k)
-            m_values[i + k] = q[k] * scale;
+        m_values[i] = q.x;
+        m_values[i + 1] = q.y;
+        m_values[i + 2] = q.z;
     }
     if (a.name == "radius") {
         for (double& v : m_values)

@@ -3,10 +3,11 @@
 
 #include "cache/cloud/cloud.h"
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
+
+#include <Imath/ImathMatrix.h>
 
 namespace vx::cache {
 
@@ -23,10 +24,12 @@ class SelectedCloud final : public Cloud {
     std::vector<std::byte> m_raw;
 };
 
-// Row-major 4x4 matrix that points multiply from the left: p' = (x y z 1) M, the convention of the
-// renderer's scene files.
-using Matrix = std::array<double, 16>;
-Matrix multiply(const Matrix& a, const Matrix& b);
+// Points multiply it from the left: p' = (x y z 1) M, the convention of the renderer's scene files.
+using Matrix = Imath::M44d;
+/// The first three values of a row.
+inline Imath::V3d row_of(const Matrix& m, int row) {
+    return {m[row][0], m[row][1], m[row][2]};
+}
 
 // Positions by the matrix, normals by its inverse transpose and kept at their length, the radius by
 // the scale of its volume. Integer attributes of those names become float64.
@@ -39,7 +42,7 @@ class TransformedCloud final : public Cloud {
   private:
     Cloud& m_cloud;
     Matrix m_matrix;
-    std::array<double, 9> m_normal{};
+    Imath::M33d m_normal; // the inverse transpose
     double m_scale = 1;
     std::vector<double> m_values;
 };

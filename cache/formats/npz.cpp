@@ -3,6 +3,7 @@
 #include "cache/formats/format_traits.h"
 #include "cache/formats/zip.h"
 
+#include <Imath/half.h>
 #include <zlib.h>
 
 #include <array>
@@ -37,16 +38,10 @@ Type type_of_array(const NpyArray& a) {
     return small ? Type::int32 : Type::int64;
 }
 
-float half_to_float(std::uint16_t h) {
-    const int exponent = h >> 10 & 31;
-    const int mantissa = h & 1023;
-    const float sign = (h & 0x8000) != 0 ? -1.0f : 1.0f;
-    if (exponent == 31) {
-        return mantissa != 0 ? std::numeric_limits<float>::quiet_NaN()
-                             : sign * std::numeric_limits<float>::infinity();
-    }
-    if (exponent == 0) return sign * std::ldexp(static_cast<float>(mantissa), -24);
-    return sign * std::ldexp(static_cast<float>(mantissa + 1024), exponent - 25);
+float half_to_float(std::uint16_t bits) {
+    const Imath::half h(Imath::half::FromBits, bits);
+    // The sign and the payload of a not-a-number have no meaning.
+    return h.isNan() ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(h);
 }
 
 template <typename T>

@@ -12,7 +12,7 @@ namespace {
 Vec facing(const Vec& up) {
     const Vec u = normalized(up);
     const Vec guess = std::abs(u.z) > 0.7 ? Vec{0, -1, 0} : Vec{0, 0, 1};
-    return normalized(guess - u * dot(guess, u));
+    return normalized(guess - u * guess.dot(u));
 }
 
 } // namespace
@@ -32,20 +32,20 @@ Camera::Position Camera::project(const Vec& point) const {
 
 Matrix look_at(const Vec& eye, const Vec& towards, const Vec& up) {
     const Vec back = normalized(eye - towards);
-    Vec right = cross(up, back);
+    Vec right = up.cross(back);
     if (!(length(right) > 1e-9 * length(up))) {
-        right = cross(std::abs(back.y) < 0.9 ? Vec{0, 1, 0} : Vec{0, 0, -1}, back);
+        right = (std::abs(back.y) < 0.9 ? Vec{0, 1, 0} : Vec{0, 0, -1}).cross(back);
     }
     right = normalized(right);
-    const Vec above = cross(back, right);
-    return {right.x, above.x, back.x, 0, right.y,          above.y,          back.y,          0,
-            right.z, above.z, back.z, 0, -dot(right, eye), -dot(above, eye), -dot(back, eye), 1};
+    const Vec above = back.cross(right);
+    return {right.x, above.x, back.x, 0, right.y,         above.y,         back.y,         0,
+            right.z, above.z, back.z, 0, -right.dot(eye), -above.dot(eye), -back.dot(eye), 1};
 }
 
 Direction named_direction(const std::string& name, const Vec& up) {
     const Vec u = normalized(up);
     const Vec front = facing(u);
-    const Vec right = cross(u, front);
+    const Vec right = u.cross(front);
     if (name == "front") return {front, u};
     if (name == "back") return {front * -1, u};
     if (name == "right") return {right, u};
@@ -107,8 +107,8 @@ Vec Framing::eye() const {
     const double x = m_x.middle(z);
     const double y = m_y.middle(z);
     const Matrix& m = m_rotation;
-    return {x * m[0] + y * m[1] + z * m[2], x * m[4] + y * m[5] + z * m[6],
-            x * m[8] + y * m[9] + z * m[10]};
+    return {x * m[0][0] + y * m[0][1] + z * m[0][2], x * m[1][0] + y * m[1][1] + z * m[1][2],
+            x * m[2][0] + y * m[2][1] + z * m[2][2]};
 }
 
 double Framing::distance() const {

@@ -19,7 +19,7 @@ namespace vx::cache {
  * (cx, cy, 0) along (0, 0, -1): the renderer's own cameras.
  */
 struct Camera {
-    Matrix to_camera{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}; // from the world
+    Matrix to_camera; // from the world
     bool orthographic = false;
     double focal = 1;
     double scale_x = 1, shift_x = 0, scale_y = 1, shift_y = 0;
@@ -45,8 +45,8 @@ Matrix look_at(const Vec& eye, const Vec& towards, const Vec& up);
 
 // Directions from what is looked at to the eye.
 struct Direction {
-    Vec back;
-    Vec up;
+    Vec back{0.0};
+    Vec up{0.0};
 };
 // "front" (from +z), "back", "left" (from -x), "right", "top", "bottom" where y is up; another up
 // axis turns them with it, so that "front" is -y where z is up. "" is the three-quarter view.

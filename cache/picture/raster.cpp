@@ -61,8 +61,8 @@ bool DiscRaster::draw(const Disc& disc) {
 
     const Vec to_eye = flat ? Vec{0, 0, 1} : normalized(p) * -1;
     Vec n = normalized(disc.normal);
-    double facing = dot(n, to_eye);
-    if (!is_finite(n) || dot(n, n) < 0.5) {
+    double facing = n.dot(to_eye);
+    if (!is_finite(n) || n.dot(n) < 0.5) {
         n = to_eye;
         facing = 1;
     } else if (facing < 0) {
@@ -94,15 +94,15 @@ bool DiscRaster::draw(const Disc& disc) {
     } else {
         // The line of sight d meets the disc's plane at (n.c / n.d) d; its distance from the center
         // is |(n.c) d - (n.d) c| / (n.d), which has no constant part in u and v.
-        const double nc = dot(n, p);
-        w = dot(n, p) * stretch;
+        const double nc = n.dot(p);
+        w = n.dot(p) * stretch;
         wu = n.x * step_x;
         wv = n.y * step_y;
         const Vec gu = Vec{nc * step_x, 0, 0} - p * wu;
         const Vec gv = Vec{0, nc * step_y, 0} - p * wv;
-        uu = dot(gu, gu);
-        uv = dot(gu, gv);
-        vv = dot(gv, gv);
+        uu = gu.dot(gu);
+        uv = gu.dot(gv);
+        vv = gv.dot(gv);
         k.key = stretch;
         k.key_u = wu / nc;
         k.key_v = wv / nc;

@@ -25,8 +25,8 @@ struct Picture {
 
 // One point, in the camera's space.
 struct Disc {
-    Vec center;
-    Vec normal; // of any length, either side; zero: the disc faces the eye
+    Vec center{0.0};
+    Vec normal{0.0}; // of any length, either side; zero: the disc faces the eye
     double radius = 0;
     Color color{};
 };

@@ -4,6 +4,7 @@
 
 #include "host/scene/reader.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -14,9 +15,8 @@ namespace vx::cache {
 namespace {
 
 Matrix to_double(const scene::Matrix& m) {
-    Matrix out{};
-    for (std::size_t i = 0; i < 16; ++i)
-        out[i] = static_cast<double>(m[i]);
+    Matrix out;
+    std::copy(m.begin(), m.end(), out.getValue());
     return out;
 }
 
@@ -37,11 +37,11 @@ class CameraFinder final : public scene::SceneReceiver {
         if (name.empty() && m_wanted.empty() && names().size() == 1) name = *names().begin();
         if (name.empty()) return {};
         const scene::Instance& instance = m_instances.at(name);
-        Matrix above{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+        const Matrix above;
         std::set<std::string> path;
-        Matrix to_camera{};
+        Matrix to_camera;
         if (!descend(m_root, name, above, path, to_camera)) {
-            to_camera = multiply(above, transform(instance));
+            to_camera = above * transform(instance);
         }
         return Found{name, &m_cameras.at(instance.item), to_camera};
     }
@@ -103,7 +103,7 @@ class CameraFinder final : public scene::SceneReceiver {
         for (const std::string& member : members->second) {
             const auto instance = m_instances.find(member);
             if (instance == m_instances.end() || instance->second.hide) continue;
-            const Matrix here = multiply(above, transform(instance->second));
+            const Matrix here = above * transform(instance->second);
             if (member == wanted) {
                 out = here;
                 return true;

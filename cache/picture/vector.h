@@ -5,32 +5,16 @@
 
 #include <cmath>
 
+#include <Imath/ImathVec.h>
+
 namespace vx::cache {
 
-struct Vec {
-    double x = 0, y = 0, z = 0;
-    bool operator==(const Vec&) const = default;
-};
+using Vec = Imath::V3d; // not zero unless it is initialized: Vec(0.0)
 
-inline Vec operator+(const Vec& a, const Vec& b) {
-    return {a.x + b.x, a.y + b.y, a.z + b.z};
-}
-inline Vec operator-(const Vec& a, const Vec& b) {
-    return {a.x - b.x, a.y - b.y, a.z - b.z};
-}
-inline Vec operator*(const Vec& a, double s) {
-    return {a.x * s, a.y * s, a.z * s};
-}
-inline double dot(const Vec& a, const Vec& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-inline Vec cross(const Vec& a, const Vec& b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 inline double length(const Vec& a) {
-    return std::sqrt(dot(a, a));
+    return std::sqrt(a.dot(a));
 }
-// Zero and not-finite vectors come back as they are.
+/// `a` with length 1. A zero vector and one that is not finite are returned unchanged.
 inline Vec normalized(const Vec& a) {
     const double l = length(a);
     return l > 0 && std::isfinite(l) ? a * (1 / l) : a;
@@ -39,13 +23,15 @@ inline bool is_finite(const Vec& a) {
     return std::isfinite(a.x) && std::isfinite(a.y) && std::isfinite(a.z);
 }
 
-// Affine matrices, translation in the last row: p' = (x y z 1) M.
+/// (v.x v.y v.z 0) m
 inline Vec transform_direction(const Matrix& m, const Vec& v) {
-    return {v.x * m[0] + v.y * m[4] + v.z * m[8], v.x * m[1] + v.y * m[5] + v.z * m[9],
-            v.x * m[2] + v.y * m[6] + v.z * m[10]};
+    Vec out;
+    m.multDirMatrix(v, out);
+    return out;
 }
+/// (p.x p.y p.z 1) m, for an affine matrix
 inline Vec transform_point(const Matrix& m, const Vec& p) {
-    return transform_direction(m, p) + Vec{m[12], m[13], m[14]};
+    return transform_direction(m, p) + m.translation();
 }
 
 } // namespace vx::cache

@@ -38,8 +38,8 @@ Coloring choose_coloring(const Cloud& cloud, const std::string& by);
 struct ColorScale {
     double low = std::numeric_limits<double>::infinity(); // of finite values
     double high = -std::numeric_limits<double>::infinity();
-    Vec corner_low, corner_high;   // of the positions
-    std::set<std::int32_t> labels; // those that are there
+    Vec corner_low{0.0}, corner_high{0.0}; // of the positions
+    std::set<std::int32_t> labels;         // those that are there
     void add(double value);
 };
 

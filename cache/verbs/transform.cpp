@@ -31,20 +31,20 @@ Run add_transform(CLI::App& app) {
             throw UsageError("--scale: must be above 0");
         const double s = o->scale;
         Matrix m{s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
-        if (o->up == "y-to-z") m = multiply(m, {1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1});
-        if (o->up == "z-to-y") m = multiply(m, {1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1});
+        if (o->up == "y-to-z") m *= Matrix(1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1);
+        if (o->up == "z-to-y") m *= Matrix(1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1);
         if (!o->matrix.empty()) {
-            Matrix given{};
+            Matrix given;
             const std::vector<double> numbers = parse_numbers(o->matrix, 16, "--matrix");
-            std::copy(numbers.begin(), numbers.end(), given.begin());
-            if (given[3] != 0 || given[7] != 0 || given[11] != 0 || given[15] != 1) {
+            std::copy(numbers.begin(), numbers.end(), given.getValue());
+            if (given[0][3] != 0 || given[1][3] != 0 || given[2][3] != 0 || given[3][3] != 1) {
                 throw UsageError("--matrix: the last column must be 0,0,0,1");
             }
-            m = multiply(m, given);
+            m *= given;
         }
         if (!o->translate.empty()) {
             const std::vector<double> t = parse_numbers(o->translate, 3, "--translate");
-            m = multiply(m, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, t[0], t[1], t[2], 1});
+            m *= Matrix().setTranslation(Imath::V3d(t[0], t[1], t[2]));
         }
         o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
             TransformedCloud moved(*opened.cloud, m);

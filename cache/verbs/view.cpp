@@ -163,9 +163,8 @@ class ViewRun {
             }
         });
         const Matrix& m = m_placed.camera.to_camera;
-        const Vec t{m[12], m[13], m[14]};
-        const Vec eye{-dot(t, {m[0], m[1], m[2]}), -dot(t, {m[4], m[5], m[6]}),
-                      -dot(t, {m[8], m[9], m[10]})};
+        const Vec t = m.translation();
+        const Vec eye(-t.dot(row_of(m, 0)), -t.dot(row_of(m, 1)), -t.dot(row_of(m, 2)));
         m_session.details("the eye is at " + text_of(eye) + ", the middle of the cloud at " +
                           text_of((m_survey.low + m_survey.high) * 0.5));
         if (m_options.legend && m_legend.kind != Legend::Kind::none &&

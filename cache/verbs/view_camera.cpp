@@ -23,14 +23,14 @@ class Rings {
 
     void add(const Vec& point, double radius) {
         const Vec p = point - m_center;
-        const double h = dot(p, m_up);
+        const double h = p.dot(m_up);
         const auto at =
             static_cast<std::size_t>(std::clamp((h / m_reach + 1) / 2 * kRings, 0.0, kRings - 1.0));
         m_wide[at] = std::max(m_wide[at], length(p - m_up * h) + radius);
     }
     void each(const std::function<void(const Vec&, double)>& f) const {
         const Direction d = named_direction("front", m_up);
-        const Vec side = cross(m_up, d.back);
+        const Vec side = m_up.cross(d.back);
         for (std::size_t i = 0; i < kRings; ++i) {
             if (m_wide[i] < 0) continue;
             for (std::size_t edge = 0; edge < 2; ++edge) {
@@ -88,7 +88,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
     const Direction direction = named_direction(choice.view, choice.up);
     const Vec back = is_explicit ? normalized(*choice.from - placed.center) : direction.back;
     if (!(length(back) > 0)) throw UsageError("--from is the middle of the cloud; say --to");
-    const Matrix rotation = look_at(back, {}, direction.up);
+    const Matrix rotation = look_at(back, Vec(0.0), direction.up);
 
     const double free = 2 * kMargin * std::min(width, height);
     const double part_x = std::max(width - aside - free, 1.0) / width;
@@ -123,7 +123,7 @@ Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
     const Vec u = normalized(up);
     // The world turns the other way about the axis: rows are what becomes of x, y and z.
     const auto turn = [&](const Vec& v) {
-        return v * c + cross(u, v) * -s + u * (dot(u, v) * (1 - c));
+        return v * c + u.cross(v) * -s + u * (u.dot(v) * (1 - c));
     };
     const Vec x = turn({1, 0, 0});
     const Vec y = turn({0, 1, 0});
@@ -131,8 +131,8 @@ Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
     const Vec move = placed.center - turn(placed.center);
     Camera camera = placed.camera;
     camera.to_camera =
-        multiply({x.x, x.y, x.z, 0, y.x, y.y, y.z, 0, z.x, z.y, z.z, 0, move.x, move.y, move.z, 1},
-                 placed.camera.to_camera);
+        Matrix(x.x, x.y, x.z, 0, y.x, y.y, y.z, 0, z.x, z.y, z.z, 0, move.x, move.y, move.z, 1) *
+        placed.camera.to_camera;
     return camera;
 }
 

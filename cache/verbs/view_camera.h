@@ -10,7 +10,7 @@ namespace vx::cache {
 using EachBall = std::function<void(const std::function<void(const Vec&, double)>&)>;
 struct PlacedCamera {
     Camera camera;
-    Vec center; // what a turntable turns about
+    Vec center{0.0}; // what a turntable turns about
 };
 PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& survey, int aside,
                           const EachBall& each);

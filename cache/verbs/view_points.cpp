@@ -19,8 +19,7 @@ std::optional<std::size_t> find(const Cloud& cloud, const char* name, int width)
 
 // How long a unit of the world is for a camera whose transformation scales.
 double camera_scale(const Matrix& m) {
-    return std::cbrt(
-        std::abs(dot(Vec{m[0], m[1], m[2]}, cross(Vec{m[4], m[5], m[6]}, Vec{m[8], m[9], m[10]}))));
+    return std::cbrt(std::abs(row_of(m, 0).dot(row_of(m, 1).cross(row_of(m, 2)))));
 }
 
 Vec vec_at(std::span<const double> values, std::size_t i) {
@@ -82,7 +81,7 @@ void ViewCloud::each(const std::function<void(const Point&, ColorReader&)>& f) {
         colors.read(first, n);
         for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
             if (labels && !m_labels->holds(l[i])) continue;
-            Point point{vec_at(p, i), {}, m_fixed_radius, i};
+            Point point{vec_at(p, i), Vec(0.0), m_fixed_radius, i};
             if (!is_finite(point.position)) {
                 ++without_position;
                 continue;
@@ -112,8 +111,8 @@ void SequenceSummary::add(ViewCloud& cloud) {
 
 double shade(const Vec& normal, const Vec& to_eye) {
     static const Vec kLight = normalized({-0.45, 0.6, 1});
-    const Vec n = dot(normal, to_eye) < 0 ? normal * -1 : normal;
-    const double half = 0.5 + 0.5 * dot(n, kLight);
+    const Vec n = normal.dot(to_eye) < 0 ? normal * -1 : normal;
+    const double half = 0.5 + 0.5 * n.dot(kLight);
     return 0.12 + 0.88 * half * half;
 }
 
@@ -139,7 +138,7 @@ DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& ca
             disc.normal = normalized(transform_direction(camera.to_camera, p.normal));
             disc.radius = p.radius * size;
             disc.color = colors.color(p.index, scale);
-            if (style.lit && dot(disc.normal, disc.normal) > 0.5) {
+            if (style.lit && disc.normal.dot(disc.normal) > 0.5) {
                 const Vec to_eye =
                     camera.orthographic ? Vec{0, 0, 1} : normalized(disc.center) * -1;
                 const auto share = static_cast<float>(shade(disc.normal, to_eye));

@@ -30,8 +30,8 @@ class ViewCloud {
     ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double> known_radius = {});
 
     struct Point {
-        Vec position;
-        Vec normal; // zero without one
+        Vec position{0.0};
+        Vec normal{0.0}; // zero without one
         double radius;
         std::size_t index; // in the run, for the colors
     };
@@ -62,7 +62,7 @@ class ViewCloud {
 // What all clouds of a sequence have in common.
 struct SequenceSummary {
     std::int64_t points = 0; // that are drawn
-    Vec low, high;           // of their positions
+    Vec low{0.0}, high{0.0}; // of their positions
     double radius = 0;       // the largest
     ColorScale scale;
     void add(ViewCloud& cloud);

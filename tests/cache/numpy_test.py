@@ -52,6 +52,17 @@ class Numpy(FolderCase):
                 for k, c in enumerate("xyz"):
                     np.testing.assert_array_equal(table["position." + c], POSITION[:, k])
 
+    def test_every_half_becomes_its_float(self):
+        for order in "<>":
+            halves = np.arange(1 << 16, dtype="u2").view("f2").astype(order + "f2")
+            np.savez(self.path("b.npz"), position=np.zeros((len(halves), 3)), h=halves)
+            self.convert("b.npz", "c.npz")
+            with np.load(self.path("c.npz")) as arrays:
+                floats = arrays["h"]
+            # All that are not numbers become the same one.
+            expected = np.where(np.isnan(halves), np.float32("nan"), halves.astype("f4"))
+            np.testing.assert_array_equal(floats.view("u4"), expected.astype("f4").view("u4"))
+
     def test_binary_ply_rows_as_numpy_records(self):
         for encoding, order in (("little", "<"), ("big", ">")):
             done = subprocess.run([PROGRAM, "convert", "-qf", "--encoding", encoding, self.path("a.pdc"),

@@ -67,9 +67,9 @@ TEST(Camera, SeesPointsWhereTheRendererSendsItsRays) {
         // The inverse of a rotation and a translation: the transpose, and back again.
         c.to_camera = {0.6, 0, 0.8, 0, 0, 1, 0, 0, -0.8, 0, 0.6, 0, 0, 0, 0, 1};
         const Vec back = transform_direction(c.to_camera, {3.5, -2.25, 7.75});
-        c.to_camera[12] = -back.x;
-        c.to_camera[13] = -back.y;
-        c.to_camera[14] = -back.z;
+        c.to_camera[3][0] = -back.x;
+        c.to_camera[3][1] = -back.y;
+        c.to_camera[3][2] = -back.z;
         for (const float x : {0.5f, 100.25f, 320.5f}) {
             for (const float y : {0.5f, 60.0f, 122.5f}) {
                 const auto ray = vx::render::camera_ray(scene, to_world, x, y);
@@ -100,11 +100,11 @@ TEST(LookAt, PutsWhatIsLookedAtOnTheAxis) {
 
 TEST(LookAt, AlongTheUpDirectionStillHasAPicture) {
     for (const Vec& up : {Vec{0, 1, 0}, Vec{0, 0, 1}, Vec{1, 0, 0}}) {
-        const Matrix m = look_at(up * 5, {}, up);
-        expect_near(transform_point(m, {}), {0, 0, -5});
-        const Vec right{m[0], m[4], m[8]};
+        const Matrix m = look_at(up * 5, Vec(0.0), up);
+        expect_near(transform_point(m, Vec(0.0)), {0, 0, -5});
+        const Vec right{m[0][0], m[1][0], m[2][0]};
         EXPECT_NEAR(length(right), 1, 1e-12);
-        EXPECT_NEAR(dot(right, up), 0, 1e-12);
+        EXPECT_NEAR(right.dot(up), 0, 1e-12);
     }
 }
 
@@ -127,12 +127,13 @@ TEST(Framing, ThePointsFillTheViewAndNoneIsOutside) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> spread(-3, 3);
     std::vector<Vec> points;
+    points.reserve(500);
     for (int i = 0; i < 500; ++i)
         points.push_back({spread(random) + 10, spread(random) * 0.2 - 4, spread(random)});
     for (const bool orthographic : {false, true}) {
         const Direction d = named_direction("", {0, 1, 0});
         const double half = 0.4;
-        Framing framing(look_at(d.back, {}, d.up), orthographic, half, half * 0.75);
+        Framing framing(look_at(d.back, Vec(0.0), d.up), orthographic, half, half * 0.75);
         for (const Vec& p : points)
             framing.add(p, 0);
         Camera c;
@@ -162,7 +163,7 @@ TEST(Framing, ThePointsFillTheViewAndNoneIsOutside) {
 
 TEST(Framing, ASinglePointIsInFrontOfTheCamera) {
     for (const bool orthographic : {false, true}) {
-        Framing framing(look_at({0, 0, 1}, {}, {0, 1, 0}), orthographic, 0.3, 0.3);
+        Framing framing(look_at({0, 0, 1}, Vec(0.0), {0, 1, 0}), orthographic, 0.3, 0.3);
         framing.add({5, 6, 7}, 0);
         EXPECT_NEAR(framing.eye().x, 5, 1e-9);
         EXPECT_NEAR(framing.eye().y, 6, 1e-9);
@@ -175,7 +176,7 @@ TEST(Framing, RadiiCount) {
     // A ball of radius 1 touches the sides of a view of half angle 30 degrees from twice its
     // radius.
     const double tangent = std::tan(std::acos(-1.0) / 6);
-    Framing framing(look_at({0, 0, 1}, {}, {0, 1, 0}), false, tangent, tangent);
+    Framing framing(look_at({0, 0, 1}, Vec(0.0), {0, 1, 0}), false, tangent, tangent);
     framing.add({0, 0, 0}, 1);
     EXPECT_NEAR(framing.eye().z, 2, 1e-9);
 }

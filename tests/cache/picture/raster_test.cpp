@@ -42,9 +42,9 @@ bool ray_meets(const Camera& c, const Disc& d, double x, double y) {
     const Vec n = normalized(d.normal);
     const double cx = x * c.scale_x + c.shift_x;
     const double cy = y * c.scale_y + c.shift_y;
-    const Vec origin = c.orthographic ? Vec{cx, cy, 0} : Vec{};
+    const Vec origin = c.orthographic ? Vec{cx, cy, 0} : Vec(0.0);
     const Vec along = c.orthographic ? Vec{0, 0, -1} : Vec{cx, cy, -c.focal};
-    const double t = dot(n, d.center - origin) / dot(n, along);
+    const double t = n.dot(d.center - origin) / n.dot(along);
     return t > 0 && length(origin + along * t - d.center) <= d.radius;
 }
 
@@ -86,7 +86,7 @@ TEST(DiscRaster, PerspectiveDiscsCoverWhatTheLinesOfSightMeet) {
                kWhite};
         const Vec n = normalized(d.normal);
         // Those that are widened because they are seen edge-on have a test of their own.
-        if (std::abs(dot(n, normalized(d.center))) < 0.3) continue;
+        if (std::abs(n.dot(normalized(d.center))) < 0.3) continue;
         const Picture p = drawn(c, {d});
         for (int y = 0; y < 64; ++y) {
             for (int x = 0; x < 64; ++x) {
@@ -103,7 +103,7 @@ TEST(DiscRaster, APointAtAKnownPlaceLandsInItsPixel) {
     // A quarter of the plane's width to the right and upwards, in any depth.
     const Camera c = square(40, false, 1);
     for (const double depth : {2.0, 100.0}) {
-        const Disc d{{0.2625 * depth, 0.2375 * depth, -depth}, {}, 0, kWhite};
+        const Disc d{{0.2625 * depth, 0.2375 * depth, -depth}, Vec(0.0), 0, kWhite};
         const Picture p = drawn(c, {d});
         EXPECT_EQ(p.at(30, 10), kWhite); // 0.7625 * 40 = 30.5, and line 40 - 1 - 29
         EXPECT_EQ(covered(p), 1);
@@ -155,7 +155,7 @@ TEST(DiscRaster, BothSidesAreSeenAndNormalsNeedNoLength) {
 
 TEST(DiscRaster, WithoutANormalADiscFacesTheEye) {
     const Camera c = square(100, true, 100);
-    EXPECT_NEAR(covered(drawn(c, {{{0, 0, -50}, {}, 30, kWhite}}, 4)), kPi * 900, 8);
+    EXPECT_NEAR(covered(drawn(c, {{{0, 0, -50}, Vec(0.0), 30, kWhite}}, 4)), kPi * 900, 8);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_NEAR(covered(drawn(c, {{{0, 0, -50}, {nan, 0, 1}, 30, kWhite}}, 4)), kPi * 900, 8);
 }
@@ -170,7 +170,8 @@ TEST(DiscRaster, EdgeOnADiscIsALineOfOnePixel) {
 TEST(DiscRaster, ADiscWithoutASizeIsADotOfOnePixel) {
     for (const double radius : {0.0, 1e-9, -3.0, std::numeric_limits<double>::quiet_NaN()}) {
         const Camera c = square(10, true, 10);
-        EXPECT_NEAR(covered(drawn(c, {{{0.5, 0.5, -5}, {}, radius, kWhite}}, 8)), kPi / 4, 0.05);
+        EXPECT_NEAR(covered(drawn(c, {{{0.5, 0.5, -5}, Vec(0.0), radius, kWhite}}, 8)), kPi / 4,
+                    0.05);
     }
 }
 
@@ -196,16 +197,17 @@ TEST(DiscRaster, NearerThanTheNearLimitNothingIsSeen) {
 TEST(DiscRaster, OutsideOfThePictureNothingIsCovered) {
     const Camera c = square(10, false, 1);
     DiscRaster raster(c, 1, 0, 10);
-    EXPECT_FALSE(raster.draw({{50, 0, -5}, {}, 1, kWhite}));
-    EXPECT_FALSE(raster.draw({{0, 1e30, -5}, {}, 1, kWhite}));
-    EXPECT_FALSE(raster.draw({{0, 0, -5}, {}, std::numeric_limits<double>::infinity(), kWhite}));
+    EXPECT_FALSE(raster.draw({{50, 0, -5}, Vec(0.0), 1, kWhite}));
+    EXPECT_FALSE(raster.draw({{0, 1e30, -5}, Vec(0.0), 1, kWhite}));
+    EXPECT_FALSE(
+        raster.draw({{0, 0, -5}, Vec(0.0), std::numeric_limits<double>::infinity(), kWhite}));
 }
 
 TEST(DiscRaster, AFullyCoveredPixelHasExactlyTheColor) {
     const Color odd{0.1f, 1.0f / 3.0f, 17.23f};
     const Camera c = square(9, true, 9);
     for (const int samples : {1, 2, 3, 5, 7})
-        EXPECT_EQ(drawn(c, {{{0, 0, -5}, {}, 4, odd}}, samples).at(4, 4), odd) << samples;
+        EXPECT_EQ(drawn(c, {{{0, 0, -5}, Vec(0.0), 4, odd}}, samples).at(4, 4), odd) << samples;
 }
 
 TEST(DiscRaster, BandsMakeTheSamePictureAsTheWhole) {
@@ -213,6 +215,7 @@ TEST(DiscRaster, BandsMakeTheSamePictureAsTheWhole) {
     std::mt19937 random(5);
     std::uniform_real_distribution<double> unit(-1, 1);
     std::vector<Disc> discs;
+    discs.reserve(200);
     for (int i = 0; i < 200; ++i) {
         discs.push_back({{unit(random) * 2, unit(random) * 2, -4 + unit(random)},
                          {unit(random), unit(random), 1},
