@@ -67,7 +67,8 @@ Messages and help:
 Exit status:
   0  all requested frames were rendered
   1  error in the scene or while loading a shader library
-  2  rendering failed or was interrupted
+  2  rendering failed or was interrupted, or an image or a map file could not be
+     written or read
   3  invalid command line
 
 Examples:
