@@ -1,8 +1,5 @@
 #include "cache/cloud/bytes.h"
 
-#include <cstdint>
-#include <cstring>
-
 #ifdef __x86_64__
 #include <immintrin.h>
 #endif
@@ -14,19 +11,13 @@ namespace {
 template <typename Word>
 void swap_plain(unsigned char* data, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
-        Word word;
-        std::memcpy(&word, data + i * sizeof word, sizeof word);
-        if constexpr (sizeof word == 8) {
-            word = __builtin_bswap64(word);
-        } else {
-            word = __builtin_bswap32(word);
-        }
+        const Word word = load<Word>(data + i * sizeof(Word), true);
         std::memcpy(data + i * sizeof word, &word, sizeof word);
     }
 }
 
 #ifdef __x86_64__
-// Whole vectors from the front; the number of bytes done.
+// Swaps whole vectors from the front. Returns the number of bytes done.
 __attribute__((target("avx2"))) std::size_t swap_vectors(unsigned char* data, std::size_t bytes,
                                                          std::size_t size) {
     const __m128i eight = _mm_set_epi8(8, 9, 10, 11, 12, 13, 14, 15, 0, 1, 2, 3, 4, 5, 6, 7);
@@ -53,8 +44,30 @@ void scatter_fixed(const unsigned char* in, unsigned char* out, std::size_t stri
 
 } // namespace
 
+std::uint64_t little_endian_at(std::string_view bytes, std::size_t at, std::size_t size) {
+    std::uint64_t value = 0;
+    for (std::size_t i = size; i-- > 0;) {
+        const std::uint64_t byte =
+            at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0u;
+        value = value << 8 | byte;
+    }
+    return value;
+}
+
+void append_little_endian(std::string& out, std::uint64_t value, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i)
+        out += static_cast<char>(value >> (8 * i) & 0xff);
+}
+
+void append_big_endian(std::string& out, std::uint64_t value, std::size_t size) {
+    for (std::size_t i = size; i-- > 0;)
+        out += static_cast<char>(value >> (8 * i) & 0xff);
+}
+
 void swap_words(void* data, std::size_t count, std::size_t size) {
     auto* bytes = static_cast<unsigned char*>(data);
+    if (size == 1) return;
+    if (size == 2) return swap_plain<std::uint16_t>(bytes, count);
 #ifdef __x86_64__
     static const bool kVectors = __builtin_cpu_supports("avx2") != 0;
     if (kVectors) {

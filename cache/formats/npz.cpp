@@ -1,15 +1,15 @@
 // NumPy archives: a zip file with an array per attribute. One value per point: shape (N,) or
 // (N, width); one value for all: shape () or (1, width).
+#include "cache/cloud/bytes.h"
+#include "cache/cloud/hash.h"
 #include "cache/formats/format_traits.h"
+#include "cache/formats/npy_header.h"
 #include "cache/formats/zip.h"
 
 #include <Imath/half.h>
 #include <zlib.h>
 
-#include <array>
-#include <bit>
-#include <charconv>
-#include <cmath>
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -23,20 +23,8 @@ struct NpyArray {
     ZipEntry entry;
     std::unique_ptr<Spool> unpacked; // of a deflated entry
     std::int64_t data = 0;           // offset of the values within the entry
-    char kind = 'f';                 // i, u, f, b
-    int size = 8;
-    bool big = false;
-    bool fortran = false;
-    std::vector<std::int64_t> shape;
-
-    std::int64_t rows() const { return shape.empty() ? 1 : shape[0]; }
+    NpyLayout layout;
 };
-
-Type type_of_array(const NpyArray& a) {
-    if (a.kind == 'f') return a.size == 8 ? Type::float64 : Type::float32;
-    const bool small = a.size < 4 || (a.size == 4 && a.kind != 'u');
-    return small ? Type::int32 : Type::int64;
-}
 
 float half_to_float(std::uint16_t bits) {
     const Imath::half h(Imath::half::FromBits, bits);
@@ -44,34 +32,27 @@ float half_to_float(std::uint16_t bits) {
     return h.isNan() ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(h);
 }
 
-template <typename T>
-T raw(const std::byte* at) {
-    T value;
-    std::memcpy(&value, at, sizeof value);
-    return value;
-}
-
 // One stored value, already in the machine's byte order, into the model's type.
-void put_value(const NpyArray& a, const std::byte* in, std::byte* out) {
+void put_value(const NpyLayout& a, const std::byte* in, std::byte* out) {
     const auto put = [out](auto value) { std::memcpy(out, &value, sizeof value); };
     if (a.kind == 'f') {
-        if (a.size == 2) return put(half_to_float(raw<std::uint16_t>(in)));
+        if (a.size == 2) return put(half_to_float(load<std::uint16_t>(in)));
         std::memcpy(out, in, static_cast<std::size_t>(a.size));
         return;
     }
     const bool is_signed = a.kind == 'i';
     switch (a.size) {
     case 1:
-        return put(is_signed ? std::int32_t{raw<std::int8_t>(in)}
-                             : std::int32_t{raw<std::uint8_t>(in)});
+        return put(is_signed ? std::int32_t{load<std::int8_t>(in)}
+                             : std::int32_t{load<std::uint8_t>(in)});
     case 2:
-        return put(is_signed ? std::int32_t{raw<std::int16_t>(in)}
-                             : std::int32_t{raw<std::uint16_t>(in)});
+        return put(is_signed ? std::int32_t{load<std::int16_t>(in)}
+                             : std::int32_t{load<std::uint16_t>(in)});
     case 4:
-        if (is_signed) return put(raw<std::int32_t>(in));
-        return put(std::int64_t{raw<std::uint32_t>(in)});
+        if (is_signed) return put(load<std::int32_t>(in));
+        return put(std::int64_t{load<std::uint32_t>(in)});
     default:
-        return put(raw<std::int64_t>(in));
+        return put(load<std::int64_t>(in));
     }
 }
 
@@ -83,9 +64,10 @@ class NpzCloud final : public Cloud {
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
     std::int64_t byte_offset(std::size_t attribute, std::int64_t point) const override {
         const NpyArray& a = m_arrays[attribute];
-        if (a.entry.method != 0 || a.fortran) return -1;
+        if (a.entry.method != 0 || a.layout.fortran) return -1;
         return a.entry.data + a.data +
-               (attributes[attribute].single ? 0 : point) * attributes[attribute].width * a.size;
+               (attributes[attribute].single ? 0 : point) * attributes[attribute].width *
+                   a.layout.size;
     }
     std::vector<std::pair<std::int64_t, std::string>> verify() override;
 
@@ -138,7 +120,7 @@ void NpzCloud::unpack(NpyArray& array) {
         if (array.unpacked->size() + static_cast<std::int64_t>(got) > entry.size) {
             fail(array, "unpacks to more bytes than the directory claims");
         }
-        crc = static_cast<std::uint32_t>(crc32(crc, out.data(), static_cast<unsigned>(got)));
+        crc = crc32_of(crc, out.data(), got);
         array.unpacked->append(out.data(), got);
     }
     if (status != Z_STREAM_END || array.unpacked->size() != entry.size) {
@@ -147,74 +129,36 @@ void NpzCloud::unpack(NpyArray& array) {
     if (crc != entry.crc) fail(array, "its check sum is wrong");
 }
 
-// The text behind a key of the header's dictionary.
-std::string_view value_of(std::string_view header, std::string_view key) {
-    const std::size_t at = header.find(key);
-    if (at == std::string_view::npos) return {};
-    const std::size_t colon = header.find(':', at + key.size());
-    if (colon == std::string_view::npos) return {};
-    return header.substr(std::min(header.find_first_not_of(' ', colon + 1), header.size()));
-}
-
 bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
     const std::int64_t size = array.entry.size;
-    std::array<unsigned char, 12> start{};
-    if (size < 10) fail(array, "is too short for an array");
-    read_bytes(array, 0, start.data(), static_cast<std::size_t>(std::min<std::int64_t>(size, 12)));
-    if (std::memcmp(start.data(), "\x93NUMPY", 6) != 0) fail(array, "is not an array");
-    const bool is_long = start[6] >= 2;
-    const std::int64_t prefix = is_long ? 12 : 10;
-    std::int64_t length = start[8] | start[9] << 8;
-    if (is_long) length |= std::int64_t{start[10]} << 16 | std::int64_t{start[11]} << 24;
-    if (length > size - prefix || length > (1 << 20)) fail(array, "its header is damaged");
-    std::string header(static_cast<std::size_t>(length), '\0');
-    read_bytes(array, prefix, header.data(), header.size());
-    array.data = prefix + length;
-
-    const std::string_view descr = value_of(header, "'descr'");
-    const std::string_view order = value_of(header, "'fortran_order'");
-    const std::string_view shape = value_of(header, "'shape'");
-    if (descr.size() < 5 || order.empty() || shape.empty() || shape[0] != '(') {
+    if (size < kLeastNpyPrefixBytes) fail(array, "is too short for an array");
+    std::string start(static_cast<std::size_t>(std::min(size, kMostNpyPrefixBytes)), '\0');
+    read_bytes(array, 0, start.data(), start.size());
+    const std::optional<NpyPrefix> prefix = parse_npy_prefix(start);
+    if (!prefix) fail(array, "is not an array");
+    if (prefix->dictionary > size - prefix->bytes || prefix->dictionary > (1 << 20)) {
         fail(array, "its header is damaged");
     }
-    array.fortran = order.starts_with("True");
-    const std::string_view word = descr.substr(1, descr.find_first_of("'\"", 1) - 1);
-    constexpr std::string_view kNown[] = {"b1", "i1", "u1", "i2", "u2", "i4",
-                                          "u4", "i8", "u8", "f2", "f4", "f8"};
-    if (descr[0] != '\'' || word.size() != 3 ||
-        std::find(std::begin(kNown), std::end(kNown), word.substr(1)) == std::end(kNown)) {
+    std::string dictionary(static_cast<std::size_t>(prefix->dictionary), '\0');
+    read_bytes(array, prefix->bytes, dictionary.data(), dictionary.size());
+    array.data = prefix->bytes + prefix->dictionary;
+
+    NpyLayout& layout = array.layout;
+    if (const std::string why = parse_npy_dictionary(dictionary, layout); !why.empty()) {
+        fail(array, why);
+    }
+    if (!layout.known) {
         findings.push_back({Severity::warning, array.entry.data,
                             "'" + array.entry.name + "' has values of the type " +
-                                std::string(descr.substr(0, descr.find(','))).substr(0, 60) +
-                                " and is left out"});
+                                layout.type_text + " and is left out"});
         return false;
     }
-    array.big = word[0] == '>';
-    array.kind = word[1];
-    array.size = word[2] - '0';
-    std::int64_t total = array.size;
-    const char* at = shape.data() + 1;
-    const char* const end = shape.data() + std::min(shape.find(')'), shape.size());
-    while (at < end) {
-        while (at < end && (*at == ' ' || *at == ','))
-            ++at;
-        if (at == end) break;
-        std::int64_t extent = 0;
-        const auto [next, error] = std::from_chars(at, end, extent);
-        if (error != std::errc{} || extent < 0 || next == at) fail(array, "its shape is damaged");
-        at = next;
-        array.shape.push_back(extent);
-        if (extent > 0 && total > std::numeric_limits<std::int64_t>::max() / extent) {
-            fail(array, "its shape is larger than any file");
-        }
-        total *= extent;
-    }
-    if (total > size - array.data) {
-        fail(array, "its shape wants " + std::to_string(total) + " bytes, it has " +
+    if (layout.bytes > size - array.data) {
+        fail(array, "its shape wants " + std::to_string(layout.bytes) + " bytes, it has " +
                         std::to_string(size - array.data));
     }
-    if (array.shape.size() > 2 ||
-        (array.shape.size() == 2 && (array.shape[1] < 1 || array.shape[1] > kWidest))) {
+    const std::vector<std::int64_t>& shape = layout.shape;
+    if (shape.size() > 2 || (shape.size() == 2 && (shape[1] < 1 || shape[1] > kWidest))) {
         findings.push_back({Severity::warning, array.entry.data,
                             "'" + array.entry.name + "' is no list of points and is left out"});
         return false;
@@ -239,8 +183,9 @@ void NpzCloud::add_entries(Findings& findings) {
         if (!parse_header(array, findings)) continue;
         Attribute a;
         a.name = entry.name.substr(0, entry.name.size() - 4);
-        a.type = type_of_array(array);
-        a.width = array.shape.size() == 2 ? static_cast<int>(array.shape[1]) : 1;
+        a.type = array.layout.model_type();
+        const std::vector<std::int64_t>& shape = array.layout.shape;
+        a.width = shape.size() == 2 ? static_cast<int>(shape[1]) : 1;
         if (find(a.name) >= 0) fail(array, "is there twice");
         attributes.push_back(a);
         m_arrays.push_back(std::move(array));
@@ -259,24 +204,25 @@ void NpzCloud::settle() {
     }
     const int position = find("position");
     for (const NpyArray& a : m_arrays) {
-        if (!a.shape.empty()) count = std::max(count, a.rows());
+        if (!a.layout.shape.empty()) count = std::max(count, a.layout.rows());
     }
     if (position >= 0) {
         const NpyArray& a = m_arrays[static_cast<std::size_t>(position)];
-        if (!a.shape.empty() && a.rows() != 1) count = a.rows();
+        if (!a.layout.shape.empty() && a.layout.rows() != 1) count = a.layout.rows();
     }
     for (std::size_t i = 0; i < m_arrays.size(); ++i) {
         const NpyArray& a = m_arrays[i];
-        attributes[i].single = a.shape.empty() || (a.rows() == 1 && count != 1);
-        if (!attributes[i].single && a.rows() != count) {
-            fail(a,
-                 "has " + std::to_string(a.rows()) + " rows, the cloud " + std::to_string(count));
+        attributes[i].single = a.layout.shape.empty() || (a.layout.rows() == 1 && count != 1);
+        if (!attributes[i].single && a.layout.rows() != count) {
+            fail(a, "has " + std::to_string(a.layout.rows()) + " rows, the cloud " +
+                        std::to_string(count));
         }
     }
 }
 
 void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) {
-    const NpyArray& a = m_arrays[attribute];
+    const NpyArray& array = m_arrays[attribute];
+    const NpyLayout& a = array.layout;
     const auto size = static_cast<std::size_t>(a.size);
     const auto width = static_cast<std::size_t>(attributes[attribute].width);
     const auto points = static_cast<std::size_t>(n);
@@ -287,9 +233,8 @@ void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, v
     for (std::size_t k = 0; k < runs; ++k) {
         const std::int64_t start = a.fortran ? static_cast<std::int64_t>(k) * a.rows() + first
                                              : first * static_cast<std::int64_t>(width);
-        read_bytes(a, a.data + start * a.size, m_raw.data(), m_raw.size());
-        for (std::size_t i = 0; a.big && i < run; ++i)
-            std::reverse(m_raw.data() + i * size, m_raw.data() + (i + 1) * size);
+        read_bytes(array, array.data + start * a.size, m_raw.data(), m_raw.size());
+        if (a.big) swap_words(m_raw.data(), run, size);
         const std::size_t step = a.fortran ? width : 1;
         if (out_size == size && step == 1) {
             std::memcpy(out, m_raw.data(), m_raw.size());
@@ -302,8 +247,8 @@ void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, v
     }
     if (a.kind == 'u' && a.size == 8) {
         for (std::size_t i = 0; i < points * width; ++i) {
-            if (raw<std::int64_t>(static_cast<std::byte*>(out) + i * 8) < 0) {
-                fail(a, "a value beyond 9223372036854775807");
+            if (load<std::int64_t>(static_cast<std::byte*>(out) + i * 8) < 0) {
+                fail(array, "a value beyond 9223372036854775807");
             }
         }
     }
@@ -319,33 +264,13 @@ std::vector<std::pair<std::int64_t, std::string>> NpzCloud::verify() {
             const auto n = static_cast<std::size_t>(
                 std::min<std::int64_t>(std::ssize(block), a.entry.size - at));
             m_file->read(a.entry.data + at, block.data(), n);
-            crc = static_cast<std::uint32_t>(crc32(crc, block.data(), static_cast<unsigned>(n)));
+            crc = crc32_of(crc, block.data(), n);
         }
         if (crc != a.entry.crc) {
             damage.emplace_back(a.entry.data, "'" + a.entry.name + "': its check sum is wrong");
         }
     }
     return damage;
-}
-
-std::string npy_header(const Attribute& a, std::int64_t count) {
-    constexpr std::string_view kWords[] = {"<i4", "<i8", "<f4", "<f8"};
-    std::string shape;
-    if (a.single) {
-        shape = a.width == 1 ? "()" : "(1, " + std::to_string(a.width) + ")";
-    } else {
-        shape = "(" + std::to_string(count) +
-                (a.width == 1 ? ",)" : ", " + std::to_string(a.width) + ")");
-    }
-    std::string text = "{'descr': '" + std::string(kWords[static_cast<std::size_t>(a.type)]) +
-                       "', 'fortran_order': False, 'shape': " + shape + ", }";
-    text.resize((10 + text.size() + 1 + 63) / 64 * 64 - 11, ' ');
-    text += '\n';
-    std::string out = "\x93NUMPY\x01";
-    out += '\0';
-    out += static_cast<char>(text.size() & 0xff);
-    out += static_cast<char>(text.size() >> 8);
-    return out + text;
 }
 
 // File names within the archive.
@@ -378,9 +303,7 @@ void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
             (a.single ? 1 : cloud.count) * static_cast<std::int64_t>(a.bytes());
         entry.size = entry.packed = std::ssize(heads.back()) + bytes;
         entry.header = position;
-        entry.crc = static_cast<std::uint32_t>(
-            crc32(0, reinterpret_cast<const unsigned char*>(heads.back().data()),
-                  static_cast<unsigned>(heads.back().size())));
+        entry.crc = crc32_of(0, heads.back().data(), heads.back().size());
         entry.data = position + std::ssize(zip_local_header(entry));
         offsets.push_back(entry.data + std::ssize(heads.back()));
         position = entry.data + entry.size;
@@ -391,8 +314,7 @@ void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         const std::size_t size = cloud.attributes[i].bytes();
         block.resize(static_cast<std::size_t>(n) * size);
         cloud.read(i, first, n, block.data());
-        entries[i].crc =
-            static_cast<std::uint32_t>(crc32_z(entries[i].crc, block.data(), block.size()));
+        entries[i].crc = crc32_of(entries[i].crc, block.data(), block.size());
         out.write_at(offsets[i] + first * static_cast<std::int64_t>(size), block.data(),
                      block.size());
     };

@@ -2,7 +2,6 @@
 #include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
 #include "cache/formats/format_traits.h"
-#include "src/points/big_endian.h"
 #include "src/points/pdc_walk.h"
 
 #include <cstring>
@@ -163,9 +162,7 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     }
     std::string head = "PDC ";
     const auto put = [&head](std::int64_t value) {
-        const std::uint32_t word =
-            SwapBytes(static_cast<std::uint32_t>(static_cast<std::int32_t>(value)));
-        head.append(reinterpret_cast<const char*>(&word), 4);
+        append_big_endian(head, static_cast<std::uint64_t>(value), 4);
     };
     for (const std::int64_t field : {std::int64_t{1}, std::int64_t{1}, std::int64_t{0},
                                      std::int64_t{0}, cloud.count, std::ssize(cloud.attributes)}) {

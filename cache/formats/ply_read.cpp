@@ -1,27 +1,16 @@
 // PLY files: the element "vertex" is the cloud; an element "cloud" of one row holds the values that
 // all points share. Other elements are skipped.
+#include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
 #include "cache/formats/ply.h"
 #include "cache/formats/ply_header.h"
 #include "cache/formats/text.h"
-
-#include <bit>
-#include <cstring>
-#include <limits>
 
 namespace vx::cache {
 
 namespace {
 
 constexpr std::size_t kLongestLine = 1 << 20;
-
-template <typename Stored>
-auto load(const std::byte* at, bool swap) {
-    std::array<std::byte, sizeof(Stored)> bytes;
-    std::memcpy(bytes.data(), at, sizeof(Stored));
-    if (swap) std::reverse(bytes.begin(), bytes.end());
-    return std::bit_cast<Stored>(bytes);
-}
 
 // Moves `count` values that stand `stride` bytes apart into an array of the model's type.
 template <typename Stored, typename To>

@@ -1,5 +1,6 @@
 #include "cache/formats/zip.h"
 
+#include "cache/cloud/bytes.h"
 #include "cache/cloud/error.h"
 
 #include <algorithm>
@@ -13,22 +14,6 @@ namespace {
 constexpr std::uint32_t kFull32 = 0xffffffffu;
 constexpr std::size_t kEndBytes = 22;
 constexpr std::int64_t kLargestDirectory = std::int64_t{64} << 20;
-
-// Little-endian numbers of a string of bytes; beyond its end they are 0.
-std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
-    std::uint64_t value = 0;
-    for (std::size_t i = size; i-- > 0;) {
-        const std::uint64_t byte =
-            at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0u;
-        value = value << 8 | byte;
-    }
-    return value;
-}
-
-void put(std::string& out, std::uint64_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i)
-        out += static_cast<char>(value >> (8 * i) & 0xff);
-}
 
 std::string read_string(const InputFile& file, std::int64_t at, std::int64_t bytes) {
     std::string text(static_cast<std::size_t>(bytes), '\0');
@@ -52,19 +37,19 @@ Directory find_directory(const InputFile& file) {
     }
     Directory d;
     d.end_record = file.size() - tail_bytes + static_cast<std::int64_t>(at);
-    d.count = number(tail, at + 10, 2);
-    d.size = number(tail, at + 12, 4);
-    d.offset = number(tail, at + 16, 4);
+    d.count = little_endian_at(tail, at + 10, 2);
+    d.size = little_endian_at(tail, at + 12, 4);
+    d.offset = little_endian_at(tail, at + 16, 4);
     if (d.count == 0xffff || d.size == kFull32 || d.offset == kFull32) {
         if (at < 20 || tail.compare(at - 20, 4, "PK\x06\x07") != 0) return d;
-        const std::uint64_t record = number(tail, at - 12, 8);
+        const std::uint64_t record = little_endian_at(tail, at - 12, 8);
         if (record > static_cast<std::uint64_t>(file.size() - 56)) {
             throw FileError(file.name(), d.end_record - 12, "the directory lies outside the file");
         }
         const std::string large = read_string(file, static_cast<std::int64_t>(record), 56);
-        d.count = number(large, 32, 8);
-        d.size = number(large, 40, 8);
-        d.offset = number(large, 48, 8);
+        d.count = little_endian_at(large, 32, 8);
+        d.size = little_endian_at(large, 40, 8);
+        d.offset = little_endian_at(large, 48, 8);
     }
     return d;
 }
@@ -73,13 +58,13 @@ Directory find_directory(const InputFile& file) {
 void widen(std::string_view extra, std::uint64_t& size, std::uint64_t& packed,
            std::uint64_t& header) {
     for (std::size_t at = 0; at + 4 <= extra.size();) {
-        const std::uint64_t id = number(extra, at, 2);
-        const std::uint64_t bytes = number(extra, at + 2, 2);
+        const std::uint64_t id = little_endian_at(extra, at, 2);
+        const std::uint64_t bytes = little_endian_at(extra, at + 2, 2);
         std::size_t value = at + 4;
         if (id == 1) {
             for (std::uint64_t* field : {&size, &packed, &header}) {
                 if (*field != kFull32) continue;
-                *field = number(extra, value, 8);
+                *field = little_endian_at(extra, value, 8);
                 value += 8;
             }
             return;
@@ -94,18 +79,18 @@ ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size
     if (directory.size() - at < 46 || directory.substr(at, 4) != "PK\x01\x02") {
         throw FileError(file.name(), here, "the archive's directory is damaged");
     }
-    const std::size_t name = number(directory, at + 28, 2);
-    const std::size_t extra = number(directory, at + 30, 2);
-    const std::size_t comment = number(directory, at + 32, 2);
+    const std::size_t name = little_endian_at(directory, at + 28, 2);
+    const std::size_t extra = little_endian_at(directory, at + 30, 2);
+    const std::size_t comment = little_endian_at(directory, at + 32, 2);
     if (directory.size() - at < 46 + name + extra + comment) {
         throw FileError(file.name(), here, "the archive's directory is damaged");
     }
     ZipEntry entry;
-    entry.method = static_cast<int>(number(directory, at + 10, 2));
-    entry.crc = static_cast<std::uint32_t>(number(directory, at + 16, 4));
-    std::uint64_t packed = number(directory, at + 20, 4);
-    std::uint64_t size = number(directory, at + 24, 4);
-    std::uint64_t header = number(directory, at + 42, 4);
+    entry.method = static_cast<int>(little_endian_at(directory, at + 10, 2));
+    entry.crc = static_cast<std::uint32_t>(little_endian_at(directory, at + 16, 4));
+    std::uint64_t packed = little_endian_at(directory, at + 20, 4);
+    std::uint64_t size = little_endian_at(directory, at + 24, 4);
+    std::uint64_t header = little_endian_at(directory, at + 42, 4);
     entry.name = directory.substr(at + 46, name);
     widen(directory.substr(at + 46 + name, extra), size, packed, header);
     at += 46 + name + extra + comment;
@@ -119,7 +104,8 @@ ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size
     if (!local.starts_with("PK\x03\x04")) {
         throw FileError(file.name(), entry.header, "'" + entry.name + "' has no header here");
     }
-    const std::uint64_t data = header + 30 + number(local, 26, 2) + number(local, 28, 2);
+    const std::uint64_t data =
+        header + 30 + little_endian_at(local, 26, 2) + little_endian_at(local, 28, 2);
     if (data > whole || packed > whole - data) {
         throw FileError(file.name(), here,
                         "'" + entry.name + "' has " + std::to_string(packed) +
@@ -158,21 +144,22 @@ std::vector<ZipEntry> read_zip(const InputFile& file) {
 
 std::string zip_local_header(const ZipEntry& entry) {
     std::string out = "PK\x03\x04";
-    put(out, 45, 2);     // version needed: 64-bit sizes
-    put(out, 0, 2);      // flags
-    put(out, 0, 2);      // stored
-    put(out, 0, 2);      // time
-    put(out, 0x0021, 2); // date: the first one there is, so that equal clouds make equal files
-    put(out, entry.crc, 4);
-    put(out, kFull32, 4);
-    put(out, kFull32, 4);
-    put(out, entry.name.size(), 2);
-    put(out, 20, 2);
+    append_little_endian(out, 45, 2); // version needed: 64-bit sizes
+    append_little_endian(out, 0, 2);  // flags
+    append_little_endian(out, 0, 2);  // stored
+    append_little_endian(out, 0, 2);  // time
+    append_little_endian(out, 0x0021,
+                         2); // date: the first one there is, so that equal clouds make equal files
+    append_little_endian(out, entry.crc, 4);
+    append_little_endian(out, kFull32, 4);
+    append_little_endian(out, kFull32, 4);
+    append_little_endian(out, entry.name.size(), 2);
+    append_little_endian(out, 20, 2);
     out += entry.name;
-    put(out, 1, 2);
-    put(out, 16, 2);
-    put(out, static_cast<std::uint64_t>(entry.size), 8);
-    put(out, static_cast<std::uint64_t>(entry.size), 8);
+    append_little_endian(out, 1, 2);
+    append_little_endian(out, 16, 2);
+    append_little_endian(out, static_cast<std::uint64_t>(entry.size), 8);
+    append_little_endian(out, static_cast<std::uint64_t>(entry.size), 8);
     return out;
 }
 
@@ -185,31 +172,31 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
         const bool far = header >= kFull32;
         std::string extra;
         if (large || far) {
-            put(extra, 1, 2);
-            put(extra, (large ? 16u : 0u) + (far ? 8u : 0u), 2);
+            append_little_endian(extra, 1, 2);
+            append_little_endian(extra, (large ? 16u : 0u) + (far ? 8u : 0u), 2);
             if (large) {
-                put(extra, size, 8);
-                put(extra, size, 8);
+                append_little_endian(extra, size, 8);
+                append_little_endian(extra, size, 8);
             }
-            if (far) put(extra, header, 8);
+            if (far) append_little_endian(extra, header, 8);
         }
         out += "PK\x01\x02";
-        put(out, 45, 2);
-        put(out, 45, 2);
-        put(out, 0, 2);
-        put(out, 0, 2);
-        put(out, 0, 2);
-        put(out, 0x0021, 2);
-        put(out, entry.crc, 4);
-        put(out, large ? kFull32 : size, 4);
-        put(out, large ? kFull32 : size, 4);
-        put(out, entry.name.size(), 2);
-        put(out, extra.size(), 2);
-        put(out, 0, 2);
-        put(out, 0, 2);
-        put(out, 0, 2);
-        put(out, 0, 4);
-        put(out, far ? kFull32 : header, 4);
+        append_little_endian(out, 45, 2);
+        append_little_endian(out, 45, 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0x0021, 2);
+        append_little_endian(out, entry.crc, 4);
+        append_little_endian(out, large ? kFull32 : size, 4);
+        append_little_endian(out, large ? kFull32 : size, 4);
+        append_little_endian(out, entry.name.size(), 2);
+        append_little_endian(out, extra.size(), 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0, 2);
+        append_little_endian(out, 0, 4);
+        append_little_endian(out, far ? kFull32 : header, 4);
         out += entry.name;
         out += extra;
     }
@@ -219,28 +206,28 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
     if (large) {
         const std::uint64_t record = start + size;
         out += "PK\x06\x06";
-        put(out, 44, 8);
-        put(out, 45, 2);
-        put(out, 45, 2);
-        put(out, 0, 4);
-        put(out, 0, 4);
-        put(out, entries.size(), 8);
-        put(out, entries.size(), 8);
-        put(out, size, 8);
-        put(out, start, 8);
+        append_little_endian(out, 44, 8);
+        append_little_endian(out, 45, 2);
+        append_little_endian(out, 45, 2);
+        append_little_endian(out, 0, 4);
+        append_little_endian(out, 0, 4);
+        append_little_endian(out, entries.size(), 8);
+        append_little_endian(out, entries.size(), 8);
+        append_little_endian(out, size, 8);
+        append_little_endian(out, start, 8);
         out += "PK\x06\x07";
-        put(out, 0, 4);
-        put(out, record, 8);
-        put(out, 1, 4);
+        append_little_endian(out, 0, 4);
+        append_little_endian(out, record, 8);
+        append_little_endian(out, 1, 4);
     }
     out += "PK\x05\x06";
-    put(out, 0, 2);
-    put(out, 0, 2);
-    put(out, large ? 0xffff : entries.size(), 2);
-    put(out, large ? 0xffff : entries.size(), 2);
-    put(out, size, 4);
-    put(out, large ? kFull32 : start, 4);
-    put(out, 0, 2);
+    append_little_endian(out, 0, 2);
+    append_little_endian(out, 0, 2);
+    append_little_endian(out, large ? 0xffff : entries.size(), 2);
+    append_little_endian(out, large ? 0xffff : entries.size(), 2);
+    append_little_endian(out, size, 4);
+    append_little_endian(out, large ? kFull32 : start, 4);
+    append_little_endian(out, 0, 2);
     return out;
 }
 

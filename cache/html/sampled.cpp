@@ -1,18 +1,10 @@
 #include "cache/html/sampled.h"
 
+#include "cache/cloud/hash.h"
+
 #include <cstring>
 
 namespace vx::cache {
-
-namespace {
-
-std::uint32_t hash(std::uint32_t v) {
-    v = (v ^ (v >> 16)) * 0x7feb352dU;
-    v = (v ^ (v >> 15)) * 0x846ca68bU;
-    return v ^ (v >> 16);
-}
-
-} // namespace
 
 SampledCloud::SampledCloud(Cloud& cloud, std::int64_t points) : m_cloud(cloud) {
     file_name = cloud.file_name;
@@ -25,7 +17,7 @@ std::int64_t SampledCloud::source_of(std::int64_t index) const {
     if (count == m_cloud.count) return index;
     const std::int64_t begin = index * m_cloud.count / count;
     const std::int64_t end = (index + 1) * m_cloud.count / count;
-    return begin + hash(static_cast<std::uint32_t>(index)) % (end - begin);
+    return begin + scrambled(static_cast<std::uint32_t>(index)) % (end - begin);
 }
 
 void SampledCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) {
