@@ -100,6 +100,12 @@ TEST(Usda, DamagedTimesAreErrorsAtTheirPlace) {
               "byte 74: expected ',' here");
 }
 
+TEST(Usda, NumbersThatTheTypeCannotHoldAreErrors) {
+    EXPECT_EQ(reason("int[] a = [1, 2147483648]\n"), "byte 41: '2147483648' is not a valid int32");
+    EXPECT_EQ(reason("int64[] a = [2147483648, 0.5]\n"), "byte 52: '0.5' is not a valid int64");
+    EXPECT_EQ(reason("float[] a = [1, x]\n"), "byte 43: 'x' is not a number");
+}
+
 TEST(Usda, TheSameAttributeTwiceIsAnError) {
     EXPECT_EQ(reason("float[] a = [1]\nfloat[] a = [2]\npoint3f[] points = [(0,0,0)]\n"),
               "byte 51: attribute 'a' is there twice");
