@@ -61,7 +61,7 @@ TEST(RecordMemory, BytesBeyondABlockAndItsGhostAreWatchedByTheAddressSanitizer) 
     for (const std::size_t bytes : {16u, 32u, 1000u}) {
         miFunction* const record = memory.allocate(bytes);
         const char* const parameters = block(record);
-        for (const std::size_t offset : {std::size_t{0}, RecordMemory::ghost_distance}) {
+        for (const std::size_t offset : {std::size_t{0}, RecordMemory::kGhostDistance}) {
             EXPECT_FALSE(__asan_address_is_poisoned(parameters + offset));
             EXPECT_FALSE(__asan_address_is_poisoned(parameters + offset + bytes - 1));
             EXPECT_TRUE(__asan_address_is_poisoned(parameters + offset + bytes));
