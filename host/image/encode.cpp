@@ -191,7 +191,7 @@ Reason set_date(OIIO::ImageSpec& spec, const std::string& writer) {
 // Sends lines to the file, `fill` makes them: single ones, or rows of tiles for formats that have
 // nothing else.
 template <class Value, class Fill>
-bool write_lines(OIIO::ImageOutput& out, OIIO::TypeDesc type, const Fill& fill) {
+bool write_lines(OIIO::ImageOutput& out, const OIIO::TypeDesc& type, const Fill& fill) {
     const OIIO::ImageSpec& spec = out.spec();
     const bool tiles = spec.tile_width > 0;
     const int step = tiles ? spec.tile_height : 1;
@@ -309,7 +309,7 @@ Reason verify(Bytes& bytes, const std::string& writer, const std::string& name,
         return verify(*in, name, wanted);
     }
     MemoryFile file;
-    if (const auto reason = file.write(bytes)) return reason;
+    if (Reason reason = file.write(bytes)) return reason;
     return verify(*in, file.path(), wanted);
 }
 
@@ -325,19 +325,18 @@ Reason encode_checked(const Frame& frame, const WriteRequest& request, const std
     const bool has_alpha = out->supports("alpha") && writer != "gif" && writer != "webp";
     if (type.channels == Channels::rgba && !has_alpha) type.channels = Channels::rgb;
     OIIO::ImageSpec spec = make_spec(frame, type, request);
-    if (const Reason reason = set_date(spec, writer)) return reason;
+    if (Reason reason = set_date(spec, writer)) return reason;
 
     // Formats that cannot be encoded in memory go to a file that exists in memory only.
     const std::string name = name_for(writer, lower_case(request.format));
     if (out->supports("ioproxy")) {
         out->set_ioproxy(&memory);
-        if (const Reason reason = encode(*out, spec, name, type, frame, request)) return reason;
+        if (Reason reason = encode(*out, spec, name, type, frame, request)) return reason;
     } else {
         MemoryFile file;
-        if (const Reason reason = file.error()) return reason;
-        if (const Reason reason = encode(*out, spec, file.path(), type, frame, request))
-            return reason;
-        if (const Reason reason = file.read(bytes)) return reason;
+        if (Reason reason = file.error()) return reason;
+        if (Reason reason = encode(*out, spec, file.path(), type, frame, request)) return reason;
+        if (Reason reason = file.read(bytes)) return reason;
     }
     complete(bytes, writer);
     return verify(bytes, writer, name, spec);

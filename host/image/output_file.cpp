@@ -194,7 +194,7 @@ Reason resolve_output(const fs::path& name, OutputTarget& target) {
     struct stat status {};
     if (::stat(name.c_str(), &status) != 0) {
         if (errno != ENOENT) return error_text(errno);
-        if (const Reason reason = follow_links(target.path)) return reason;
+        if (Reason reason = follow_links(target.path)) return reason;
         if (!target.path.has_filename()) return error_text(EISDIR);
     } else if (S_ISREG(status.st_mode)) {
         target.exists = true;
@@ -212,14 +212,14 @@ Reason resolve_output(const fs::path& name, OutputTarget& target) {
         return S_ISBLK(status.st_mode) ? "block devices are not written to"
                                        : "sockets are not written to";
     }
-    if (const Reason reason = check_folder(folder_of(target.path)))
+    if (Reason reason = check_folder(folder_of(target.path)))
         return "no file can be made in its folder: " + *reason;
     return std::nullopt;
 }
 
 Reason write_output(const fs::path& name, std::span<const unsigned char> bytes) {
     OutputTarget target;
-    if (const Reason reason = resolve_output(name, target)) return reason;
+    if (Reason reason = resolve_output(name, target)) return reason;
     return target.stream ? write_stream(target.path, bytes) : write_file(target, bytes);
 }
 
