@@ -332,7 +332,8 @@ class Animation(BakeCase):
                 tagged("mtl", (1, 0, 0, 1), (0, 1, 0, 1), 2) + quad("plane", (0, 0, 0), (9, 0, 0), (0, 9, 0)) +
                 instance("planeInst", "plane", ["mtl"]) + world("camInst", "planeInst") + RENDER)
         for frame in (10, 11):
-            text += 'incremental camera "cam" frame %d lens %s end camera\n' % (frame, writer(frame=frame))
+            text += ('incremental camera "cam" output output "rgba" "png" "out.%d.png" frame %d lens %s '
+                     'end camera\n' % (frame, frame, writer(frame=frame)))
             text += ('incremental instance "planeInst" transform 1 0 0 0 0 1 0 0 0 0 1 0 0 0 %d 1 '
                      'end instance\n' % (frame - 9)) + RENDER
         self.render(text)
