@@ -22,11 +22,11 @@ struct OutputTarget {
 [[nodiscard]] std::optional<std::string> resolve_output(const std::filesystem::path& name,
                                                         OutputTarget& target);
 
-// Writes the bytes to what `name` stands for. A regular file gets its name only when all bytes are
-// on the disk: a temporary file in the same folder is written, synchronized, closed and renamed.
-// Until then an old file of that name stays; the new one takes over its access rights. Missing
-// folders are made. After a failure neither a temporary file nor a new folder is left. Returns the
-// reason on failure.
+// Writes the bytes to the file, device or pipe that `name` stands for. A regular file gets its name
+// only when all bytes are on the disk: a temporary file in the same folder is written,
+// synchronized, closed and renamed. Until then an old file of that name stays; the new one takes
+// over its access rights. Missing folders are made. After a failure neither a temporary file nor a
+// new folder is left. Returns the reason on failure.
 [[nodiscard]] std::optional<std::string> write_output(const std::filesystem::path& name,
                                                       std::span<const unsigned char> bytes);
 

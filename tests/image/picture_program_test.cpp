@@ -1,4 +1,4 @@
-// What becomes of the pictures that the program is asked for: status, messages, files.
+// Exit status, messages and files of runs whose pictures cannot all be written.
 #include "tests/image/picture_folder.h"
 
 #include <OpenImageIO/imageio.h>
