@@ -1,4 +1,5 @@
-// One attribute of a cloud, read in runs of points in the type that the caller wants.
+/// @file
+/// Reading an attribute in a type of the caller's choice.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -10,28 +11,30 @@
 
 namespace vx::cache {
 
-/// How values that an int32 cannot hold become one.
+/// How values are converted to int32.
 enum class IntegerRule {
-    clamp, ///< truncated toward zero and cut to the range; not-a-number is 0
-    wrap   ///< truncated toward zero, then the low 32 bits: as the shaders read labels
+    clamp, ///< as convert_values()
+    wrap   ///< as wrap_values(): how the shaders read labels
 };
 
-/// Reads one attribute in a type that is chosen at run time and counts the values that change.
-/// Keeps a reference to the cloud.
+/// Reads an attribute in a type that is chosen at run time, and counts the values that change. The
+/// cloud must outlive the reader.
 class AttributeReader {
   public:
     AttributeReader(Cloud& cloud, std::size_t attribute, Type to,
                     IntegerRule rule = IntegerRule::clamp)
         : m_cloud(cloud), m_index(attribute), m_to(to), m_rule(rule) {}
 
-    /// The n * width values of points first to first + n - 1, or of the single value (0 and 1),
-    /// valid until the next call. Throws FileError.
+    /// Reads points first to first + n - 1; for a single attribute, `first` is 0 and `n` is 1.
+    /// @return n * width values, valid until the next call
+    /// @throws FileError
     const std::byte* read(std::int64_t first, std::int64_t n);
 
     const Attribute& attribute() const { return m_cloud.attributes[m_index]; }
     Type type() const { return m_to; }
-    /// How many values were converted so far, and how many of them the type cannot hold.
+    /// Values read so far.
     std::int64_t converted() const { return m_converted; }
+    /// Values read so far that the type cannot hold.
     std::int64_t changed() const { return m_changed; }
 
   private:
@@ -45,15 +48,17 @@ class AttributeReader {
     std::vector<std::byte> m_values;
 };
 
-/// The same in a type that is known when the program is compiled. A single value is repeated for
-/// every point.
+/// Reads an attribute in a type that is known at compile time. A single attribute reads as if every
+/// point had its values.
 template <typename T>
 class TypedReader {
   public:
     TypedReader(Cloud& cloud, std::size_t attribute, IntegerRule rule = IntegerRule::clamp)
         : m_reader(cloud, attribute, type_of<T>(), rule) {}
 
-    /// n * width values, valid until the next call. Throws FileError.
+    /// Reads points first to first + n - 1.
+    /// @return n * width values, valid until the next call
+    /// @throws FileError
     std::span<const T> read(std::int64_t first, std::int64_t n) {
         if (n == 0) return {};
         const bool single = m_reader.attribute().single;

@@ -1,3 +1,4 @@
+/// @file
 /// Values as the bytes of files: byte orders, and loops over many values, which use vector
 /// instructions if the processor has them.
 #pragma once

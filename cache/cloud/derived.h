@@ -1,4 +1,5 @@
-// Clouds that are computed from other clouds while they are read.
+/// @file
+/// Clouds that are computed from other clouds as they are read.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -11,31 +12,33 @@
 
 namespace vx::cache {
 
-// Some of the points of a cloud, in their order: one bit per point.
+/// Some of the points of a cloud, in its order. The cloud must outlive it.
 class SelectedCloud final : public Cloud {
   public:
+    /// @param keep  whether to keep each point of the cloud
     SelectedCloud(Cloud& cloud, std::vector<bool> keep);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 
   private:
     Cloud& m_cloud;
     std::vector<bool> m_keep;
-    std::vector<std::int64_t> m_starts; // how many are kept before each block of the source
+    std::vector<std::int64_t> m_starts; // kept points before each block of the source
     std::vector<std::byte> m_raw;
 };
 
-// Points multiply it from the left: p' = (x y z 1) M, the convention of the renderer's scene files.
+/// An affine transformation. Points are row vectors: p' = (x y z 1) M, as in scene files.
 using Matrix = Imath::M44d;
 /// The first three values of a row.
 inline Imath::V3d row_of(const Matrix& m, int row) {
     return {m[row][0], m[row][1], m[row][2]};
 }
 
-// Positions by the matrix, normals by its inverse transpose and kept at their length, the radius by
-// the scale of its volume. Integer attributes of those names become float64.
+/// A cloud, transformed: positions by the matrix; normals by its inverse transpose, with their
+/// length kept; radii by the cube root of the change of volume. Integer attributes of these names
+/// become float64. The cloud must outlive it.
 class TransformedCloud final : public Cloud {
   public:
-    // Throws UsageError when the matrix has no inverse.
+    /// @throws UsageError  if the matrix has no inverse
     TransformedCloud(Cloud& cloud, const Matrix& matrix);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 
@@ -47,11 +50,12 @@ class TransformedCloud final : public Cloud {
     std::vector<double> m_values;
 };
 
-// One cloud after the other. Has every attribute of any of them, zero where one lacks it; types
-// widen to hold all. With `renumber` an "id" counts from 0.
+/// Clouds one after the other, with the attributes of all of them. Points of a cloud without an
+/// attribute have the value 0. Types widen to hold all values.
 class MergedCloud final : public Cloud {
   public:
-    // Throws FileError when attributes of one name differ in width.
+    /// @param renumber  whether "id" counts from 0
+    /// @throws FileError  if attributes with the same name differ in width
     MergedCloud(std::vector<CloudPtr> clouds, bool renumber);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 

@@ -1,4 +1,6 @@
-// Files: input at any offset, also from pipes; output that appears whole or not at all.
+/// @file
+/// Files: input with access to any offset, even of a pipe; output that appears complete or not at
+/// all.
 #pragma once
 
 #include <cstddef>
@@ -11,38 +13,42 @@
 
 namespace vx::cache {
 
-// Owns an open file descriptor.
+/// Owns a file descriptor.
 class Descriptor {
   public:
     explicit Descriptor(int fd = -1) : m_fd(fd) {}
     Descriptor(Descriptor&& other) noexcept;
     Descriptor& operator=(Descriptor&& other) noexcept;
     ~Descriptor();
+    /// The descriptor, or -1.
     int get() const { return m_fd; }
-    // Returns errno of a failed close(2), else 0.
+    /// @return errno if close(2) fails, else 0
     int close();
 
   private:
     int m_fd;
 };
 
-// An unlinked file in the directory for temporary files. Throws FileError.
+/// Creates an unlinked file in $TMPDIR, or in /tmp.
+/// @throws FileError
 Descriptor temporary_file();
 
-// A file that is read at any offset. A pipe is copied to a temporary file first. Directories and
-// devices are refused.
+/// A file that can be read at any offset. Pipes are copied to a temporary file first. Reading is
+/// thread-safe.
 class InputFile {
   public:
-    // Throws FileError. "-" is the standard input.
+    /// @param path  "-" stands for the standard input
+    /// @throws FileError  also for directories and devices
     explicit InputFile(const std::string& path);
 
     const std::string& name() const { return m_name; }
     std::int64_t size() const { return m_size; }
-    // Throws FileError at `offset` when there are fewer bytes.
+    /// @throws FileError  at `offset`, if the file has fewer bytes
     void read(std::int64_t offset, void* out, std::size_t bytes) const;
-    // Reads up to `bytes` bytes, fewer at the end of the file. Returns how many.
+    /// @return the number of bytes read: fewer than `bytes` only at the end of the file
+    /// @throws FileError
     std::size_t read_some(std::int64_t offset, void* out, std::size_t bytes) const;
-    // A new stream at the start of the same file, which the caller closes.
+    /// Returns a new stream at the start of the file. The caller closes it.
     std::FILE* stream() const;
     int descriptor() const { return m_file.get(); }
 
@@ -52,26 +58,30 @@ class InputFile {
     std::int64_t m_size = 0;
 };
 
-// Reads a file from front to back and keeps track of the offset.
+/// Reads a part of a file from front to back. The file must outlive the reader.
 class ByteReader {
   public:
     ByteReader(const InputFile& file, std::int64_t begin, std::int64_t end);
 
-    // -1 at the end.
+    /// The next byte, or -1 at the end.
     int peek() {
         if (m_next == m_filled && !fill()) return -1;
         return static_cast<unsigned char>(m_buffer[m_next]);
     }
+    /// Like peek(), and moves past the byte.
     int get() {
         const int c = peek();
         if (c >= 0) ++m_next;
         return c;
     }
+    /// Of the next byte, in the file.
     std::int64_t offset() const { return m_base + static_cast<std::int64_t>(m_next); }
     std::int64_t end() const { return m_end; }
     const InputFile& file() const { return m_file; }
-    // The rest of the line without its end; false at the end of the file. Throws FileError for
-    // lines of more than `limit` bytes. The view is valid until the next call.
+    /// Reads up to the end of the line, and past it.
+    /// @param out  the line without its end; valid until the next call
+    /// @return false at the end
+    /// @throws FileError  if the line has more than `limit` bytes
     bool line(std::string_view& out, std::size_t limit);
 
   private:
@@ -88,32 +98,36 @@ class ByteReader {
 
 class WriteBehind;
 
-// Written to a temporary file in the same folder, which commit() moves to its name. Without
-// commit() the destructor removes it. A device or a pipe receives all bytes at commit().
+/// A file that is written to a temporary file in the same folder, which commit() renames. Without a
+/// commit() the destructor removes it. Devices and pipes receive all bytes at commit(). One may
+/// exist at a time. All members throw FileError.
 class OutputFile {
   public:
-    // Throws FileError, also when the file is there and `force` is not given.
+    /// @param force  whether to replace an existing file; otherwise it is an error
     OutputFile(std::string path, bool force);
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    // Appends through blocks, which a thread writes while the next one is filled. A failure is
-    // reported by a later call, by commit() at the latest. All of these throw FileError.
+    /// Appends bytes to a block; a thread writes full blocks in the background. A failed write is
+    /// thrown by a later call, by commit() at the latest.
     void write(const void* data, std::size_t bytes);
     void write(std::string_view text) { write(text.data(), text.size()); }
-    // Appends `bytes` bytes that the caller must fill in before the next call.
+    /// Appends `bytes` bytes and returns their address. The caller fills them in before the next
+    /// call.
     char* extend(std::size_t bytes);
-    // Writes immediately at any offset. Not to be mixed with bytes that are still in a block.
+    /// Writes at any offset, at once. Must not overlap bytes that are still in a block.
     void write_at(std::int64_t offset, const void* data, std::size_t bytes);
-    // Waits until all blocks are written.
+    /// Writes what is in blocks, and waits until all of it is written.
     void flush();
+    /// The number of bytes appended.
     std::int64_t position() const { return m_position; }
-    void seek_end(std::int64_t position) { m_position = position; }
+    /// Gives the file its name.
     void commit();
 
-    // For writers that open the file by name.
+    /// The file to write, for libraries that open it by name.
     const std::string& temporary_name() const { return m_temporary; }
+    /// The name as given, for messages.
     const std::string& name() const { return m_path; }
 
   private:
@@ -133,11 +147,13 @@ class OutputFile {
     std::unique_ptr<WriteBehind> m_behind;
 };
 
-// Removes the unfinished output when the program is interrupted or the terminal goes, and makes a
-// closed pipe and a limit on the size of files errors of writing. The status is 128 and the signal.
+/// Installs signal handlers for programs: SIGINT, SIGTERM, SIGHUP and SIGQUIT remove unfinished
+/// output and exit with status 128 + signal; SIGPIPE and SIGXFSZ are ignored, so that write(2)
+/// fails instead.
 void clean_up_on_signals();
 
-// Blocks these signals during its lifetime, for writers that have temporary files of their own.
+/// Delays these signals during its lifetime: while a library that has temporary files of its own
+/// writes. One may exist at a time.
 class HeldSignals {
   public:
     HeldSignals();

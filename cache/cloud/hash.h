@@ -1,3 +1,4 @@
+/// @file
 /// Check sums and hashes.
 #pragma once
 

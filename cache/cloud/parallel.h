@@ -1,4 +1,5 @@
-// Work on a few threads.
+/// @file
+/// Work on a few threads.
 #pragma once
 
 #include <algorithm>
@@ -10,14 +11,14 @@
 
 namespace vx::cache {
 
-// Threads that are worth having here: what waits for memory gains nothing from many.
+/// The number of threads to use, 1 to 4: the work is limited by memory bandwidth.
 inline int worker_count() {
     return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
 }
 
-// Calls f(0) to f(workers - 1), each on a thread of its own and the first on the caller's. What any
-// of them throws, the first to do so, is thrown here once all have ended; a thread that cannot be
-// had is done without, so f must share out the work as it goes.
+/// Calls f(0) to f(workers - 1) on different threads, f(0) on the caller's, and waits for them. If
+/// a thread cannot be created, its call is left out: f must distribute the work dynamically. If
+/// calls throw, the first exception is rethrown after all calls have ended.
 template <typename F>
 void run_workers(int workers, F&& f) {
     std::exception_ptr failure;
@@ -36,7 +37,7 @@ void run_workers(int workers, F&& f) {
             for (int worker = 1; worker < workers; ++worker)
                 threads.emplace_back(guarded, worker);
         } catch (const std::system_error&) {
-            // Fewer hands, the same work.
+            // The other workers do its part.
         }
         guarded(0);
     }

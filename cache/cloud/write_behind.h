@@ -1,4 +1,5 @@
-// Writing to a file while the next block is being made.
+/// @file
+/// Writing to a file in the background.
 #pragma once
 
 #include "cache/cloud/file.h"
@@ -14,24 +15,29 @@
 
 namespace vx::cache {
 
-// Writes all bytes at an offset; throws FileError with `name` and the offset of what failed.
+/// Writes all bytes at an offset.
+/// @param name  the file's, for the error
+/// @throws FileError  at the offset of the first byte that was not written
 void write_at_all(int fd, std::int64_t offset, const char* data, std::size_t bytes,
                   const std::string& name);
 
-// One thread that writes blocks in the order in which they come; it starts with the first of them.
-// What fails is thrown by the next call, and all later blocks are dropped.
+/// A thread that writes blocks in the order of the calls. It is started by the first one. A failure
+/// is thrown by all later calls; their blocks are dropped.
 class WriteBehind {
   public:
-    // Both must stay as they are until the end; `name` is for messages.
+    /// Both must outlive the object. `name` is for messages.
     WriteBehind(const Descriptor& file, const std::string& name) : m_file(file), m_name(name) {}
     ~WriteBehind();
     WriteBehind(const WriteBehind&) = delete;
     WriteBehind& operator=(const WriteBehind&) = delete;
 
-    // Takes the first `bytes` of the block for writing at `offset`, and gives another block of at
-    // least that size in its place. Waits while the block before is still being written.
+    /// Waits until the previous block is written, and takes the first `bytes` bytes of `block` to
+    /// write them at `offset`.
+    /// @param block  replaced by another block of at least `bytes` bytes
+    /// @throws FileError  if an earlier block could not be written
     void put(std::int64_t offset, std::vector<char>& block, std::size_t bytes);
-    // Until everything is written.
+    /// Waits until everything is written.
+    /// @throws FileError
     void wait();
 
   private:

@@ -1,5 +1,5 @@
-// Between attributes of several values and columns of one: the names of the columns of tables and
-// the attributes that such names stand for.
+/// @file
+/// Formats that are tables: attributes of several values as columns, and columns as attributes.
 #pragma once
 
 #include "cache/formats/format.h"
@@ -10,24 +10,27 @@
 
 namespace vx::cache {
 
-// ".x", ".y", ".z" for up to three values, ".0", ".1", ... beyond; "" for one.
+/// What follows the name of an attribute in the name of a column: ".x", ".y", ".z" for a width of 2
+/// or 3, ".0", ".1", ... for more, "" for 1.
 std::string component_suffix(int width, int component);
 
-// One column and the attribute that it belongs to.
+/// An attribute, and the columns that hold its values.
 struct Grouped {
     Attribute attribute;
-    std::vector<std::size_t> columns; // as many as the attribute is wide
+    std::vector<std::size_t> columns; ///< as many as the attribute is wide
 };
 
-// Joins columns of well-known names (x y z, nx ny nz, red green blue, r g b) and of names with
-// suffixes as above. The attribute has the widest type of its columns.
+/// Joins columns with well-known names (x y z, nx ny nz, red green blue, r g b) or with the
+/// suffixes of component_suffix(). An attribute has the widest type of its columns.
+/// @param types  of the columns, as many as there are names
 std::vector<Grouped> group_columns(const std::vector<std::string>& names,
                                    const std::vector<Type>& types);
 
-// A cloud whose attributes have only the given widths: others are split into attributes of one
-// value each, with a note. Keeps a reference to the cloud.
+/// A cloud whose attributes have only certain widths. The cloud must outlive it.
 class SplitCloud final : public Cloud {
   public:
+    /// @param widths  attributes of other widths are split into attributes of one value, with a
+    /// note
     SplitCloud(Cloud& cloud, std::span<const int> widths, Notes& notes);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 

@@ -1,4 +1,5 @@
-// The table of file formats.
+/// @file
+/// The table of file formats.
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
@@ -12,24 +13,25 @@ namespace vx::cache {
 
 using FilePtr = std::unique_ptr<InputFile>;
 
-/// One format. Each is defined in a file of its own and listed in format_table().
+/// The description of a format. To add a format, define its constant in a file of its own, and list
+/// it in format_table().
 struct FormatTraits {
     Format format;
-    /// As options and messages call it.
+    /// In options and messages.
     std::string_view name;
-    /// Of file names, in lower case, without the dot.
+    /// Of file names: in lower case, without the dot.
     std::span<const std::string_view> extensions;
-    /// Whether a file that begins with these bytes (up to 8) is in this format. Null if the format
-    /// has no signature.
+    /// Whether a file that begins with these bytes (8, or the whole file) has this format. Null if
+    /// the format has no signature.
     bool (*recognizes)(std::string_view start);
-    /// Takes ownership of the file. Throws FileError.
+    /// See open_cloud(). Takes ownership of the file.
     CloudPtr (*open)(FilePtr file, Findings& findings, const OpenOptions& options);
-    /// Writes the whole cloud and notes what the format cannot hold. Throws FileError.
+    /// See write_cloud(). Does not commit the file.
     void (*write)(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes);
-    /// How many values an attribute may have per point; empty: any number. Other attributes are
-    /// split into attributes of one value before `write` is called.
+    /// The widths that attributes may have; empty: any. Attributes of other widths are split into
+    /// attributes of one value before `write` is called.
     std::span<const int> widths;
-    /// Values of --encoding, the default first; empty if the format has one encoding only.
+    /// Values of WriteOptions::encoding, the default first; empty if there is only one encoding.
     std::span<const std::string_view> encodings;
 };
 
@@ -40,7 +42,7 @@ extern const FormatTraits kCsvFormat;
 extern const FormatTraits kUsdaFormat;
 extern const FormatTraits kNpzFormat;
 
-/// Adds a note if values were rounded.
+/// Adds a note if values that the reader has read do not fit their type.
 void note_rounding(const AttributeReader& reader, Notes& notes);
 
 /// All formats, in the order of the enumeration.

@@ -1,4 +1,5 @@
-// A cloud as a map of the renderer, for searches.
+/// @file
+/// Clouds as maps of the renderer, for searches.
 #pragma once
 
 #include "cache/formats/format.h"
@@ -10,23 +11,27 @@
 
 namespace vx::cache {
 
-// Access to a map that lives in memory; its elements are the cloud's points in their order.
+/// A map in memory, whose elements are the points of a cloud in its order. The map is deleted with
+/// the object, or with the last access, whichever is later.
 class SharedMap {
   public:
+    /// Takes ownership of the map with this tag.
     explicit SharedMap(miTag tag);
     ~SharedMap();
     SharedMap(const SharedMap&) = delete;
     SharedMap& operator=(const SharedMap&) = delete;
 
-    // Returns a new access, which the caller owns.
     std::unique_ptr<mi::shader_v3::Access_map> access() const;
 
   private:
     miTag m_tag;
 };
 
-// The map itself, with all of its fields, if the cloud was opened from a map file. Otherwise a new
-// map with the fields that the shaders use; notes what it cannot hold. Throws FileError.
+/// @return the map that the cloud was opened from, with all of its fields, if the cloud is that of
+/// a
+///         map file; otherwise a new map with the fields that the shaders use
+/// @param notes  what a new map cannot hold is appended
+/// @throws FileError
 std::unique_ptr<SharedMap> map_of(Cloud& cloud, Notes& notes);
 
 } // namespace vx::cache

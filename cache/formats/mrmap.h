@@ -1,4 +1,5 @@
-// The parts of the format mrmap, and what access to maps in memory shares with it.
+/// @file
+/// The parts of the format mrmap, which map_access uses as well.
 #pragma once
 
 #include "cache/formats/format_traits.h"
@@ -14,15 +15,19 @@ namespace vx::cache {
 CloudPtr open_mrmap(FilePtr file, Findings& findings, const OpenOptions& options);
 void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes);
 
-/// A map of the cloud, ready for searches. The name is for messages. Throws FileError.
+/// Makes a map of a cloud, ready for searches.
+/// @param name   the map's, for the error
+/// @param notes  what the map cannot hold is appended
+/// @throws FileError
 std::unique_ptr<mi::shader_v3::Edit_map> build_map(Cloud& cloud, const std::string& name,
                                                    const WriteOptions& options, Notes& notes);
 
-/// Stores the map that a cloud of open_mrmap() reads, if it is one. Sets `tag`, to a null tag if
-/// that fails.
+/// Stores the map of a cloud from open_mrmap().
+/// @param tag  of the stored map; null if storing fails
+/// @return false, with `tag` unchanged, for other clouds
 bool store_map_of(Cloud& cloud, miTag& tag);
 
-/// The reason behind a failed call of the map interface.
+/// The reason for a failed call of the map interface, for messages.
 std::string map_error(const mi::shader_v3::Map_status& status);
 
 } // namespace vx::cache

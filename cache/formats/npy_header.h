@@ -1,3 +1,4 @@
+/// @file
 /// The header of an array in NumPy's file format (.npy): a signature, a version, and a Python
 /// dictionary as text.
 #pragma once

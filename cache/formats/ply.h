@@ -1,4 +1,5 @@
-// The two halves of the format ply, for its entry in the table of formats.
+/// @file
+/// The parts of the format ply; see FormatTraits.
 #pragma once
 
 #include "cache/formats/format_traits.h"

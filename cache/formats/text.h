@@ -1,4 +1,5 @@
-// Numbers in text files, both ways.
+/// @file
+/// Reading and writing numbers in text files.
 #pragma once
 
 #include "cache/cloud/attribute.h"
@@ -16,11 +17,11 @@
 
 namespace vx::cache {
 
-// The whole text must be the number.
+/// @return none unless the whole text is a number
 std::optional<double> parse_double(std::string_view text);
 std::optional<std::int64_t> parse_int(std::string_view text);
 
-// Appends the shortest text that reads back as the same value; not-a-number is "nan".
+/// Appends the shortest text that is read as the same value; not-a-number is "nan".
 template <typename T>
 void append_number(std::string& out, T value) {
     char text[32];
@@ -34,18 +35,20 @@ void append_number(std::string& out, T value) {
     }
     out.append(text, end);
 }
-// Value number `index` of an array of that type.
+/// Appends the value number `index` of an array.
 void append_value(std::string& out, Type type, const std::byte* values, std::size_t index);
 
-// A column of numbers whose type follows from the values: integers until one is not.
+/// A column of numbers whose type depends on the values: an integer type if all are integers.
 class GuessedColumn {
   public:
+    /// The budget must outlive the column.
     explicit GuessedColumn(SpoolBudget& budget) : m_values(budget) {}
-    // Returns false if the text is not a number. An empty text is not-a-number.
+    /// Appends a number; an empty text stands for not-a-number.
+    /// @return false if the text is not a number
     bool append(std::string_view text);
-    // int32, int64 or float64.
+    /// The smallest of int32, int64 and float64 that holds all values so far.
     Type type() const;
-    // In the type that type() gives.
+    /// Reads values as type().
     void read(std::int64_t first, std::int64_t n, void* out) const;
     std::int64_t size() const { return m_count; }
 
@@ -57,12 +60,13 @@ class GuessedColumn {
     std::int64_t m_most = 0;
 };
 
-// Splits a line at blanks; `next` is empty at the end.
+/// The words of a line, which blanks separate. The text must outlive the object.
 class Words {
   public:
     explicit Words(std::string_view text) : m_text(text) {}
+    /// The next word; empty at the end.
     std::string_view next();
-    // Where the last word began.
+    /// Of the last word in the text.
     std::size_t offset() const { return m_begin; }
 
   private:

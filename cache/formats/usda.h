@@ -1,4 +1,5 @@
-// The two halves of the format usda, for its entry in the table of formats.
+/// @file
+/// The parts of the format usda; see FormatTraits.
 #pragma once
 
 #include "cache/formats/format_traits.h"

@@ -1,3 +1,4 @@
+/// @file
 /// The tokens of a USD text file.
 #pragma once
 

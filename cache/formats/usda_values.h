@@ -1,3 +1,4 @@
+/// @file
 /// The values of attributes in a USD text file.
 #pragma once
 

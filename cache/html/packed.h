@@ -1,4 +1,5 @@
-// Bytes as text elements of a page: deflated, base64, cut into elements of a moderate length.
+/// @file
+/// Binary data in the elements of a page.
 #pragma once
 
 #include "cache/cloud/file.h"
@@ -12,15 +13,20 @@
 
 namespace vx::cache {
 
+/// Writes bytes as base64 text of a zlib stream, cut into elements
+/// <script type="application/octet-stream" data-attribute="INDEX"> of limited length.
 class PackedElements {
   public:
-    // Elements are <script type="application/octet-stream" data-attribute="INDEX">.
+    /// The file must outlive the object.
+    /// @throws std::bad_alloc
     PackedElements(OutputFile& out, std::size_t index);
     PackedElements(const PackedElements&) = delete;
     PackedElements& operator=(const PackedElements&) = delete;
     ~PackedElements();
-    // Both throw FileError.
+    /// @throws FileError
     void write(std::span<const std::byte> bytes);
+    /// Ends the stream and the last element. Call once, after all bytes.
+    /// @throws FileError
     void finish();
 
   private:

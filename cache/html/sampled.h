@@ -1,4 +1,5 @@
-// A cloud thinned to a number of points without reading more than the runs asked for.
+/// @file
+/// Sampling of clouds.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -8,15 +9,17 @@
 
 namespace vx::cache {
 
-// `points` of a cloud's points, in their order: one from each of as many runs of equal length, at a
-// place in the run that a hash of the run's number gives. Even steps would show the scan lines of a
-// bake as stripes. All points when the cloud has no more. Keeps a reference to the cloud.
+/// A limited number of the points of a cloud, in its order. The cloud is divided into as many runs
+/// of equal length; a hash of its number selects the point of a run. A constant step would turn the
+/// scan lines of a bake into stripes. The cloud must outlive it.
 class SampledCloud final : public Cloud {
   public:
-    // `points` at most 2^27; products of point numbers stay within 64 bits.
+    /// @param points  at most 2^27, so that products of point numbers fit in 64 bits; a smaller
+    /// cloud
+    ///                is not sampled
     SampledCloud(Cloud& cloud, std::int64_t points);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
-    // The number in the whole cloud of point number `index` of this one.
+    /// The index in the source of point number `index`.
     std::int64_t source_of(std::int64_t index) const;
 
   private:

@@ -1,11 +1,13 @@
-// The viewer's page without a cloud, bundled when the program is built.
+/// @file
+/// The page of the viewer without a cloud, which is bundled when the program is built.
 #pragma once
 
 #include <string_view>
 
 namespace vx::cache {
 
-// The cloud's data goes between the two. Both are empty in a build without Node.js.
+/// What precedes and what follows the data of the cloud. Both are empty if the program was built
+/// without Node.js.
 extern const std::string_view kPageBefore;
 extern const std::string_view kPageAfter;
 

@@ -1,4 +1,5 @@
-// Where a picture is taken from.
+/// @file
+/// Cameras, and where to place them.
 #pragma once
 
 #include "cache/picture/vector.h"
@@ -8,79 +9,84 @@
 
 namespace vx::cache {
 
-/*
- * A pinhole or orthographic camera that looks along the -z axis of its own space. For the raster
- * position (x, y), (0, 0) being the lower left corner of the image and (0.5, 0.5) the center of its
- * first pixel, the image plane is met at
- *
- *     cx = x * scale_x + shift_x,  cy = y * scale_y + shift_y
- *
- * and what is seen there lies on the line from the origin along (cx, cy, -focal), or through
- * (cx, cy, 0) along (0, 0, -1): the renderer's own cameras.
- */
+/// A pinhole or orthographic camera, which looks along the -z axis of its space. In raster
+/// coordinates, (0, 0) is the lower left corner of the image, and (0.5, 0.5) is the center of the
+/// first pixel. The raster position (x, y) is at
+///
+///     cx = x * scale_x + shift_x,  cy = y * scale_y + shift_y
+///
+/// on the image plane. Its ray starts at the origin with the direction (cx, cy, -focal), or at
+/// (cx, cy, 0) with the direction (0, 0, -1). This is the model of the renderer's cameras.
 struct Camera {
-    Matrix to_camera; // from the world
+    Matrix to_camera; ///< from world to camera space
     bool orthographic = false;
     double focal = 1;
     double scale_x = 1, shift_x = 0, scale_y = 1, shift_y = 0;
-    double near_limit = 0; // what is not farther along the axis is not seen
-    int width = 1, height = 1;
+    double near_limit = 0;     ///< depth up to which nothing is visible
+    int width = 1, height = 1; ///< pixels
 
-    // Width of the image plane, its width over its height, and the shift of the picture in pixels
-    // to the right and upwards, as scenes give them.
+    /// Sets scale and shift from the parameters of scene files. Call after setting the resolution.
+    /// @param aperture           width of the image plane
+    /// @param aspect             width of the image plane over its height
+    /// @param offset_x,offset_y  shift of the picture to the right and upward, in pixels
     void set_plane(double aperture, double aspect, double offset_x, double offset_y);
 
     struct Position {
-        double x = 0, y = 0; // raster
-        double depth = 0;    // along the axis
+        double x = 0, y = 0; ///< raster
+        double depth = 0;    ///< along the viewing axis
     };
-    // Where a point of the world is seen. Behind a perspective camera (depth 0 or less) x and y
-    // mean nothing.
+    /// Projects a point in world space. If its depth for a perspective camera is 0 or less, x and y
+    /// are meaningless.
     Position project(const Vec& point) const;
 };
 
-// The world as seen from `eye`, `towards` straight ahead and `up` upwards; a direction along `up`
-// takes another one.
+/// The matrix from world space to a camera at `eye` that looks at `towards`.
+/// @param up  direction that is up in the picture, of any length; if the camera looks along it,
+///            another direction is chosen
 Matrix look_at(const Vec& eye, const Vec& towards, const Vec& up);
 
-// Directions from what is looked at to the eye.
+/// A viewing direction.
 struct Direction {
-    Vec back{0.0};
-    Vec up{0.0};
+    Vec back{0.0}; ///< from what is looked at to the eye, of length 1
+    Vec up{0.0};   ///< of the picture, of length 1
 };
-// "front" (from +z), "back", "left" (from -x), "right", "top", "bottom" where y is up; another up
-// axis turns them with it, so that "front" is -y where z is up. "" is the three-quarter view.
+/// @param name  if y is up: "front" (the eye at +z), "back", "left" (-x), "right", "top" or
+/// "bottom";
+///              anything else is the three-quarter view
+/// @param up    another up axis rotates the directions with it: if z is up, the eye of "front" is
+///              at -y
 Direction named_direction(const std::string& name, const Vec& up);
 
-/*
- * Finds the place from which all balls that it is told of are seen, as large as they can be and in
- * the middle of a part of the image. One walk over the balls is enough, and nothing of them is
- * kept: the planes that the sides of the view become touch the balls wherever the eye is.
- */
+/// Finds the position of a camera from which given balls are visible, as large as possible and in
+/// the middle of a part of the image. Takes one pass over the balls and does not store them: it
+/// keeps the planes parallel to the sides of the view that touch them.
 class Framing {
   public:
-    // The part of the image plane, as the tangents of the view to its sides (perspective) or just
-    // the proportion of its width and height (orthographic).
+    /// @param rotation             from world space to the orientation of the camera
+    /// @param tangent_x,tangent_y  half width and half height of the part of the image, as tangents
+    ///                             of angles to the axis; for orthographic cameras, only their
+    ///                             proportion counts
     Framing(const Matrix& rotation, bool orthographic, double tangent_x, double tangent_y);
 
-    // A ball of the world.
+    /// Adds a ball in world space.
     void add(const Vec& point, double radius);
 
-    // Where the camera stands, in the world.
+    /// The position of the camera in world space.
     Vec eye() const;
-    // Orthographic: half the width of the image plane's part.
+    /// For orthographic cameras: half the width of the part, in world units.
     double half_width() const;
 
   private:
-    // How far the balls reach to both sides of planes that are as steep as a share of the tangent:
-    // the larger direction needs the whole share, the other one is in the middle of a smaller one.
+    // The extent of the balls across planes through the eye whose slopes are fractions (shares) of
+    // the tangent. The dimension that determines the distance needs the whole tangent; the other
+    // one is centered by the share that it fills.
     struct Extent {
         static constexpr std::size_t kShares = 8;
         double tangent;
         std::array<double, kShares> above, below;
         explicit Extent(double t);
         void add(double across, double along, double radius);
-        double distance(std::size_t share) const; // that the share needs
+        double distance(std::size_t share) const; // at which the balls fill the share
         double middle(double distance) const;
         double size() const { return above.back() + below.back(); }
     };

@@ -1,4 +1,5 @@
-// Pictures as the bytes of a file.
+/// @file
+/// Pictures as the bytes of image files.
 #pragma once
 
 #include "cache/picture/raster.h"
@@ -13,23 +14,27 @@ namespace vx::cache {
 
 enum class ImageFormat { png, exr };
 
-// By the extension, in any case of letters.
+/// The format of a file name's extension, ignoring case.
 std::optional<ImageFormat> image_format_of_name(std::string_view path);
 
-// png: 8 bits, cut to 0..1, through the sRGB curve unless `raw`; exr: 32-bit floats as they are.
-// Depends on nothing but the picture. Throws FileError with `name` when it cannot be done.
-//
-// The library of image formats is loaded here, from vx_cache_image.so in the lib folder beside the
-// program's own: it comes with hundreds of others, and the rest of the program starts in a
-// hundredth of the time without them.
+/// Encodes a picture: png as 8 bits per channel, clamped to 0..1; exr as 32-bit floats. Equal
+/// pictures give equal bytes.
+/// @param raw   png: store linear values instead of sRGB
+/// @param name  of the file, for the error
+/// @throws FileError
+///
+/// Loads vx_cache_image.so, which links the library of image formats, from the lib folder beside
+/// the program's folder. Without the hundreds of libraries that it depends on, the program starts a
+/// hundred times faster.
 std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format, bool raw,
                                     const std::string& name);
 
 } // namespace vx::cache
 
-// What vx_cache_image.so exports. `pixels`: 3 channels of width x height, the top line first, bytes
-// for "png" and floats for "exr". Calls sink once with the file's bytes. Returns a reason, which is
-// valid until the next call, or null.
+/// The type of the function that vx_cache_image.so exports. Calls sink(user, bytes, size) once with
+/// the bytes of the file.
+/// @param pixels  3 channels of width x height, top line first: bytes for "png", floats for "exr"
+/// @return null, or the reason for a failure, which is valid until the next call
 extern "C" using VxEncodeImage =
     const char * (const char* format, int width, int height, const void* pixels,
                   void (*sink)(void*, const void*, std::size_t), void* user);

@@ -1,4 +1,5 @@
-// Discs into a depth buffer.
+/// @file
+/// Rasterization of discs with a depth buffer.
 #pragma once
 
 #include "cache/picture/camera.h"
@@ -8,9 +9,9 @@
 
 namespace vx::cache {
 
-using Color = std::array<float, 3>; // linear
+using Color = std::array<float, 3>; ///< linear red, green and blue
 
-// A finished picture, the top line first.
+/// A picture, top line first.
 struct Picture {
     Picture(int w, int h, const Color& fill);
     Color& at(int x, int y) {
@@ -23,35 +24,35 @@ struct Picture {
     std::vector<Color> pixels;
 };
 
-// One point, in the camera's space.
+/// A point of a cloud, in camera space.
 struct Disc {
     Vec center{0.0};
-    Vec normal{0.0}; // of any length, either side; zero: the disc faces the eye
+    Vec normal{0.0}; ///< of any length and either side; zero: the disc faces the eye
     double radius = 0;
     Color color{};
 };
 
-/*
- * A band of lines of the image, n x n samples to a pixel. A sample is covered by a disc when the
- * line of sight through it meets the disc; the set of such places is the inside of a conic, so that
- * whole runs of samples are found from one square root. The nearest disc wins, where a disc's rim
- * counts as standing back by a part of the radius: among discs that overlap on a surface each
- * sample goes to about the nearest center.
- *
- * A disc is never drawn smaller than half a pixel in radius nor thinner than that, so that far
- * points and discs seen edge-on do not vanish. Discs that reach behind the camera's plane or the
- * near limit are not drawn.
- */
+/// A band of lines of an image, with n x n samples per pixel.
+///
+/// A sample is covered by a disc if its ray hits the disc. The covered samples are the inside of a
+/// conic, so that a square root per line gives a whole run of them. Of several discs, the nearest
+/// one counts; the rim of a disc is set back by a fraction of the radius, so that where discs
+/// overlap on a surface, each sample belongs to about the nearest center.
+///
+/// Discs are drawn with a radius, and a projected thickness, of at least half a pixel, so that
+/// distant discs and discs seen edge-on do not vanish. Discs that reach behind the camera or its
+/// near limit are not drawn.
 class DiscRaster {
   public:
-    // Lines [first, first + lines) of the image, counted from the bottom.
+    /// @param samples      per pixel and axis
+    /// @param first,lines  the band: lines of the image, counted from the bottom
     DiscRaster(const Camera& camera, int samples, int first, int lines);
 
-    // True when at least one sample is covered, seen or not.
+    /// @return whether the disc covers any sample, visible or hidden
     bool draw(const Disc& disc);
 
-    // Puts the lines into the picture; uncovered samples count as `background`. Exact where all
-    // samples of a pixel have one color.
+    /// Stores the means of the samples in the lines of the picture. Samples that are not covered
+    /// have the color `background`. The mean of equal colors is exact.
     void resolve(Picture& picture, const Color& background) const;
 
   private:

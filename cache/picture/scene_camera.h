@@ -1,4 +1,5 @@
-// The camera of a scene file.
+/// @file
+/// Cameras of scene files.
 #pragma once
 
 #include "cache/picture/camera.h"
@@ -9,19 +10,17 @@ namespace vx::cache {
 
 struct SceneCamera {
     std::string instance;
-    Camera camera; // with the scene's resolution; pixels are those of a render
+    Camera camera;
 };
 
-/*
- * Reads "scene.mi" or "scene.mi:instance" (or the name of the camera itself). Without a name it is
- * the camera of the first render command, and without such a command the only camera instance. The
- * camera stands where the render sees it, through the groups from the root to its instance. A scene
- * with errors still gives its camera when that can be told. Width and height of 0 keep the scene's
- * resolution; others replace it and stretch the picture as a render at that resolution does.
- * Windows of cameras are not looked at: the whole image is seen.
- *
- * Throws FileError.
- */
+/// Reads a camera as a render of the scene sees it: with the transformations from the root group to
+/// its instance. Without a name, it is the camera of the first render command, or the only camera
+/// instance if there is no such command. The window of the camera is ignored. If the scene has
+/// errors, the camera is still returned if it is found.
+/// @param text          "scene.mi", or "scene.mi:NAME" with the name of the instance or the camera
+/// @param width,height  resolution of the picture; 0: that of the scene. Another aspect ratio
+///                      stretches the picture, as a render with that resolution does
+/// @throws FileError
 SceneCamera read_scene_camera(const std::string& text, int width, int height);
 
 } // namespace vx::cache

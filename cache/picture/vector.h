@@ -1,4 +1,5 @@
-// Vectors of three doubles, and points through the row-vector matrices of scene files.
+/// @file
+/// Vectors of three doubles, and their transformation by the row-vector matrices of scene files.
 #pragma once
 
 #include "cache/cloud/derived.h"

@@ -1,4 +1,5 @@
-// What vx_pc_read sees: the library's own search, functor, weights and blend over one cloud.
+/// @file
+/// Lookups of vx_pc_read in a cloud, by the shader's own code, with all intermediate results.
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
@@ -19,63 +20,70 @@ namespace vx::cache {
 
 using Float3 = std::array<float, 3>;
 
-// The shader's parameters, with the defaults of its declaration.
+/// The shader's parameters, with the defaults of its declaration.
 struct ReaderSettings {
-    float radius = 1;
+    float radius = 1; ///< world units
     int max_points = 16;
-    std::optional<std::string> labels; // a list in the shaders' syntax; without it all labels count
+    /// A list in the shaders' syntax; none: points of any label.
+    std::optional<std::string> labels;
     bool facing = false;
-    float min_angle = 0; // degrees
+    float min_angle = 0; ///< degrees
     float max_angle = 180;
     Float3 falloff{1, 1, 1};
     Float3 scale{1, 1, 1};
     bool use_opacity = false;
 };
 
-// One point that the search returned, in the search's order.
+/// A point that the search found.
 struct FoundPoint {
-    std::int64_t index = 0; // in the order of the cloud
+    std::int64_t index = 0; ///< in the cloud
     std::optional<double> id;
     std::optional<int> label;
     Float3 position{};
-    Float3 normal{}; // null without a field for it
+    Float3 normal{}; ///< null if the cloud has no normals
     Float3 color{};
     float opacity = 1;
     float distance = 0;
-    float falloff = 0;     // of the distance, before the exponents
-    Float3 weight{};       // by which the blend multiplies the color
-    bool left_out = false; // faces the wrong way: not in the mean
+    float falloff = 0;     ///< of the distance, before the exponents
+    Float3 weight{};       ///< by which the blend multiplies the color
+    bool left_out = false; ///< faces away and is not in the mean
 };
 
-// How many points each test of the functor rejects, when one test is enabled after another.
+/// How many points each test of the functor rejects; see Rejection. A point that fails several
+/// tests counts for the first of them.
 struct Tally {
     std::int64_t total = 0;
-    std::int64_t within = 0; // no farther than the radius
+    std::int64_t within = 0; ///< not farther away than the radius
     std::int64_t by_label = 0;
     std::int64_t by_cone = 0;
-    std::int64_t by_facing = 0; // behind the tangent plane or in it
-    std::int64_t passed = 0;    // of these, at most max_points are found
-    double nearest = -1;        // distance of the nearest point of all; -1: there is none
+    std::int64_t by_facing = 0;
+    std::int64_t passed = 0; ///< of which at most max_points are found
+    double nearest = -1;     ///< distance of the nearest point of all; -1 if there is none
 };
 
+/// The result of a lookup.
 struct Seen {
-    bool success = false; // what the shader returns
+    bool success = false; ///< what the shader returns
     std::array<float, 4> color{};
     int point_count = 0;
-    int blended = 0; // points in the mean
-    std::vector<FoundPoint> found;
+    int blended = 0;               ///< points in the mean
+    std::vector<FoundPoint> found; ///< by increasing distance
     Tally tally;
 };
 
+/// An instance of the shader for one cloud. One may exist at a time; see SmallRenderer.
 class ReaderProbe {
   public:
-    // Takes ownership of the cloud. Notes the shader's warnings and what a conversion cannot hold.
-    // One probe at a time; throws FileError.
+    /// Takes ownership of the cloud.
+    /// @param notes  the shader's messages, and what the map of the cloud cannot hold, are appended
+    /// @throws FileError
     ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes);
     ~ReaderProbe();
 
+    /// Runs the shader at a point. The normal is used as it is; the direction has no effect.
+    /// @throws FileError
     Seen look(const Float3& point, const Float3& normal, const Float3& direction);
-    // Whether the shader rejects the cloud because it has no colors.
+    /// Whether the shader rejects the cloud, which has no colors.
     bool disabled() const { return m_record->disabled != miFALSE; }
     const Cloud& cloud() const { return *m_cloud; }
 

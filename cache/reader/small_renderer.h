@@ -1,3 +1,4 @@
+/// @file
 /// The few functions of a renderer that the reader shader needs, for programs without a renderer:
 /// string elements, a user pointer for the shader instance, messages. No shader is connected to a
 /// parameter, and no text has variables.
