@@ -211,7 +211,8 @@ class Map_base {
 
     /// Replaces declaration and content by those of a file. The map counts as consolidated. On
     /// failure the map is empty and has no declaration.
-    /// @param notify  reports the operation in the renderer's log, here and below: file, elements and
+    /// @param notify  reports the operation in the renderer's log, here and below: file, elements
+    /// and
     ///                time, or the reason of a failure
     virtual Map_status read(const char* file_name, const bool notify = true) = 0;
     /// Appends the elements to a file, which must exist and have the same declaration. The format

@@ -96,17 +96,18 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
     for (const CMapField& b : kMapFields) {
         const int at = cloud.find(b.name);
         const auto index = static_cast<std::size_t>(std::max(at, 0));
+        const Map_field_type type = map_write::TypeForRenderer(b.type);
         // Attributes that the shaders' loader would ignore under this name count as absent.
         const bool fits = at >= 0 && cloud.attributes[index].width == b.width &&
-                          (options.all_fields || b.type != Map_field_type::Scalar ||
+                          (options.all_fields || b.type != map_write::FieldType::Scalar ||
                            !is_integer(cloud.attributes[index].type));
         if (!fits && options.all_fields) continue;
         if (!fits)
             notes.push_back(std::string("'") + b.name + "': is not there, its field is zero");
         WrittenField& f =
-            fits ? fields.emplace_back(b.type, cloud, index) : fields.emplace_back(b.type);
+            fits ? fields.emplace_back(type, cloud, index) : fields.emplace_back(type);
         f.id = declaration->get_field_count();
-        declaration->append_field(b.name, b.type);
+        map_write::AddField(declaration, b.name, b.type);
         if (fits) used[index] = true;
     }
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {

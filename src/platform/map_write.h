@@ -13,15 +13,18 @@ bool HoldsObject(Wrapper& wrapper) {
     return wrapper.operator->() != nullptr;
 }
 
-// The types of fields, and what a value of each is in C++.
-using FieldType = mi::shader_v3::Map_field_type::Type;
-constexpr FieldType kVector = mi::shader_v3::Map_field_type::Vector;   // miVector
-constexpr FieldType kScalar = mi::shader_v3::Map_field_type::Scalar;   // float
-constexpr FieldType kInteger = mi::shader_v3::Map_field_type::Integer; // int
+// The types of fields; their values are miVector, float and int.
+enum class FieldType { Vector, Scalar, Integer };
+
+inline mi::shader_v3::Map_field_type TypeForRenderer(FieldType type) {
+    if (type == FieldType::Vector) return mi::shader_v3::Map_field_type::Vector;
+    if (type == FieldType::Scalar) return mi::shader_v3::Map_field_type::Scalar;
+    return mi::shader_v3::Map_field_type::Integer;
+}
 
 inline void AddField(mi::shader_v3::Map_declaration& declaration, const char* name,
                      FieldType type) {
-    declaration->append_field(name, type);
+    declaration->append_field(name, TypeForRenderer(type));
 }
 
 // The identifier of a field. Every function rejects that of an unknown name.

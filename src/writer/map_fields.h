@@ -16,10 +16,11 @@ constexpr int kMapOpacity = 2;
 constexpr int kMapTag = 3;
 constexpr int kMapFieldCount = 4;
 
-inline constexpr CMapField kMapFields[kMapFieldCount] = {{"normalPP", map_write::kVector, 3},
-                                                         {"rgbPP", map_write::kVector, 3},
-                                                         {"opacityPP", map_write::kScalar, 1},
-                                                         {"tag", map_write::kInteger, 1}};
+inline constexpr CMapField kMapFields[kMapFieldCount] = {
+    {"normalPP", map_write::FieldType::Vector, 3},
+    {"rgbPP", map_write::FieldType::Vector, 3},
+    {"opacityPP", map_write::FieldType::Scalar, 1},
+    {"tag", map_write::FieldType::Integer, 1}};
 
 // The quality that the search tree of such a map is built with.
 constexpr float kMapTreeQuality = 0.6f;

@@ -24,9 +24,9 @@ TEST(MapWrite, FieldsOfEachKindComeBackAsTheyWereSet) {
     Maps maps(renderer);
     {
         Map_declaration declaration(3);
-        AddField(declaration, "v", kVector);
-        AddField(declaration, "s", kScalar);
-        AddField(declaration, "i", kInteger);
+        AddField(declaration, "v", FieldType::Vector);
+        AddField(declaration, "s", FieldType::Scalar);
+        AddField(declaration, "i", FieldType::Integer);
         EXPECT_EQ(FieldId(declaration, "v"), 0u);
         EXPECT_EQ(FieldId(declaration, "i"), 2u);
         Edit_map map(declaration);
