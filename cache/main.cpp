@@ -37,7 +37,7 @@ constexpr Verb kVerbs[] = {
      "b.npz",
      vx::cache::add_diff},
     {"lookup",
-     "tell what vx_pc_read sees at a point: the points it finds, their weights, the color, "
+     "show what vx_pc_read finds at a point: the points, their weights, the color, "
      "and why there is none",
      "Look", true,
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
@@ -58,7 +58,7 @@ constexpr Verb kVerbs[] = {
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
      "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
      vx::cache::add_merge},
-    {"transform", "scale, turn and move a cloud", "Make", false,
+    {"transform", "scale, rotate and move a cloud", "Make", false,
      "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
      "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
      vx::cache::add_transform},
@@ -69,19 +69,19 @@ constexpr Verb kVerbs[] = {
 // NOLINTNEXTLINE(bugprone-exception-escape): two options of one name end the program at its start
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
-    CLI::App app("vx_cache: look at, check, convert, compare and picture point caches");
+    CLI::App app("vx_cache: inspect, check, convert, edit and view point caches");
     app.name("vx_cache");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vx_cache " VX_VERSION);
-    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. A file's content tells its format, then "
-               "its name.\n"
+    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. The format is detected from the content "
+               "of a\nfile, then from its name.\n"
                "\n"
                "Examples:\n"
-               "  vx_cache info shot.0001.pdc                     what is in it\n"
-               "  vx_cache check 'shot.####.pdc'                  are all frames whole\n"
+               "  vx_cache info shot.0001.pdc                     what it contains\n"
+               "  vx_cache check 'shot.####.pdc'                  are all frames complete\n"
                "  vx_cache lookup shot.0001.mrmap --point 0,1,0   why is it black there\n"
-               "  vx_cache view shot.0001.pdc -o shot.png         see it\n"
-               "  vx_cache view shot.0001.pdc --html shot.html    look around in it, in a browser\n"
+               "  vx_cache view shot.0001.pdc -o shot.png         render it\n"
+               "  vx_cache view shot.0001.pdc --html shot.html    orbit it in a browser\n"
                "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
                "  vx_cache convert --help                         more on one verb\n"
                "\n"

@@ -111,7 +111,7 @@ std::vector<std::string> read_names(const std::string& file, std::string_view he
         }
         if (cell.empty() || parse_double(cell)) {
             throw FileError(file, static_cast<std::int64_t>(begin),
-                            "the first line must name the columns; '" + cell + "' is no name");
+                            "the first line must name the columns; '" + cell + "' is not a name");
         }
         if (names.size() == kMostColumns) {
             throw FileError(file, static_cast<std::int64_t>(begin), "more than 4096 columns");

@@ -94,8 +94,9 @@ OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOp
     if (!format) format = by_name;
     if (!format) {
         throw FileError(file->name(), file->size() > 0 ? 0 : -1,
-                        file->size() > 0 ? "neither its content nor its name tells its format"
-                                         : "the file is empty, and its name tells no format");
+                        file->size() > 0
+                            ? "its format is recognized neither by content nor by name"
+                            : "the file is empty, and its name has no known extension");
     }
     if (by_name && *by_name != *format) {
         findings.push_back({Severity::warning, 0,

@@ -102,8 +102,7 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
                           (options.all_fields || b.type != map_write::FieldType::Scalar ||
                            !is_integer(cloud.attributes[index].type));
         if (!fits && options.all_fields) continue;
-        if (!fits)
-            notes.push_back(std::string("'") + b.name + "': is not there, its field is zero");
+        if (!fits) notes.push_back(std::string("'") + b.name + "': missing; its field is zero");
         WrittenField& f =
             fits ? fields.emplace_back(type, cloud, index) : fields.emplace_back(type);
         f.id = declaration->get_field_count();
@@ -174,7 +173,7 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
     const int at = cloud.find("position");
     const bool placed = at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == 3;
     if (!placed && options.all_fields) need_position(cloud);
-    if (!placed) notes.emplace_back("'position': is not there, all points are at the origin");
+    if (!placed) notes.emplace_back("'position': missing; all points are at the origin");
     WrittenField position =
         placed ? WrittenField(Map_field_type::Vector, cloud, static_cast<std::size_t>(at))
                : WrittenField(Map_field_type::Vector);

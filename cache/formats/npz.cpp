@@ -160,7 +160,7 @@ bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
     const std::vector<std::int64_t>& shape = layout.shape;
     if (shape.size() > 2 || (shape.size() == 2 && (shape[1] < 1 || shape[1] > kWidest))) {
         findings.push_back({Severity::warning, array.entry.data,
-                            "'" + array.entry.name + "' is no list of points and is left out"});
+                            "'" + array.entry.name + "' is not an array of points; ignored"});
         return false;
     }
     return true;
@@ -169,8 +169,7 @@ bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
 void NpzCloud::add_entries(Findings& findings) {
     for (const ZipEntry& entry : read_zip(*m_file)) {
         if (!entry.name.ends_with(".npy")) {
-            findings.push_back(
-                {Severity::note, entry.header, "'" + entry.name + "' is passed over"});
+            findings.push_back({Severity::note, entry.header, "'" + entry.name + "' is ignored"});
             continue;
         }
         NpyArray array;

@@ -266,7 +266,7 @@ void PlyCloud::locate(Findings& findings) {
         }
         if (rows == nullptr) {
             findings.push_back(
-                {Severity::note, element.offset, "element '" + element.name + "' is passed over"});
+                {Severity::note, element.offset, "element '" + element.name + "' is ignored"});
             // Nothing behind the cloud matters, so that it need not be walked through.
             if (has_vertices && &element == &m_header.elements.back()) break;
         }

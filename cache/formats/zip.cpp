@@ -44,7 +44,7 @@ Directory find_directory(const InputFile& file) {
         if (at < 20 || tail.compare(at - 20, 4, "PK\x06\x07") != 0) return d;
         const std::uint64_t record = little_endian_at(tail, at - 12, 8);
         if (record > static_cast<std::uint64_t>(file.size() - 56)) {
-            throw FileError(file.name(), d.end_record - 12, "the directory lies outside the file");
+            throw FileError(file.name(), d.end_record - 12, "the directory is outside the file");
         }
         const std::string large = read_string(file, static_cast<std::int64_t>(record), 56);
         d.count = little_endian_at(large, 32, 8);
@@ -97,7 +97,7 @@ ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size
 
     const auto whole = static_cast<std::uint64_t>(file.size());
     if (header > whole || whole - header < 30) {
-        throw FileError(file.name(), here, "'" + entry.name + "' lies outside the file");
+        throw FileError(file.name(), here, "'" + entry.name + "' is outside the file");
     }
     entry.header = static_cast<std::int64_t>(header);
     const std::string local = read_string(file, entry.header, 30);
@@ -131,7 +131,7 @@ std::vector<ZipEntry> read_zip(const InputFile& file) {
     if (d.offset > static_cast<std::uint64_t>(d.end_record) ||
         d.size > static_cast<std::uint64_t>(d.end_record) - d.offset ||
         d.size > static_cast<std::uint64_t>(kLargestDirectory)) {
-        throw FileError(file.name(), d.end_record, "the directory lies outside the file");
+        throw FileError(file.name(), d.end_record, "the directory is outside the file");
     }
     const std::string directory =
         read_string(file, static_cast<std::int64_t>(d.offset), static_cast<std::int64_t>(d.size));

@@ -48,7 +48,7 @@ char* SmallRenderer::access(miTag tag) {
 
 bool SmallRenderer::query(miQ_type query, void* result) {
     if (query != miQ_FUNC_USERPTR) {
-        fail("the shader's query " + std::to_string(query) + " is not implemented");
+        fail("the shader's query " + std::to_string(query) + " is not supported");
         return false;
     }
     *static_cast<void***>(result) = &m_user_pointer;

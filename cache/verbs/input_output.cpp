@@ -7,7 +7,8 @@ void InputOutput::add(CLI::App& app) {
                    "the cloud to read; #### stands for the frame, - for the standard input")
         ->required();
     app.add_option("output", output,
-                   "the file to write; its name tells the format; needs #### when the input has it")
+                   "the file to write; its extension determines the format; needs #### when the "
+                   "input has it")
         ->required();
     app.add_option("--frames", frames,
                    "only these frames of a #### name, as 1-100x2; without it all that are there");

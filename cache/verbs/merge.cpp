@@ -19,7 +19,8 @@ Run add_merge(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     app.add_option("inputs", o->inputs, "clouds to join; #### stands for the frame")->required();
-    app.add_option("-o,--output", o->output, "the file to write; its name tells the format")
+    app.add_option("-o,--output", o->output,
+                   "the file to write; its extension determines the format")
         ->required();
     app.add_option("--frames", o->frames,
                    "only these frames of a #### name, as 1-100x2; without it all that are there");

@@ -12,7 +12,7 @@ void OutputOptions::add(CLI::App& app) {
     std::vector<std::string> names;
     for (const FormatTraits* traits : format_table())
         names.emplace_back(traits->name);
-    app.add_option("--to", format, "format of the output, for names that do not tell it")
+    app.add_option("--to", format, "output format, for names without a known extension")
         ->check(CLI::IsMember(names))
         ->group("Output");
     app.add_option("--encoding", encoding,
@@ -20,8 +20,7 @@ void OutputOptions::add(CLI::App& app) {
         ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
         ->group("Output");
     app.add_flag("-f,--force", force, "replace files that are there")->group("Output");
-    app.add_flag("--byte-color,--byte-colour", byte_color, "ply: colors as bytes, for viewers")
-        ->group("Output");
+    app.add_flag("--byte-color", byte_color, "ply: colors as bytes, for viewers")->group("Output");
     app.add_flag(
            "--all-fields", all_fields,
            "pdc to mrmap: carry every attribute, not only the four that the shaders' maps have")
@@ -31,7 +30,8 @@ void OutputOptions::add(CLI::App& app) {
 Format OutputOptions::format_for(const std::string& path) const {
     const std::optional<Format> chosen =
         format.empty() ? format_of_name(path) : format_of_word(format);
-    if (!chosen) throw UsageError("'" + path + "' tells no format; say it with --to");
+    if (!chosen)
+        throw UsageError("'" + path + "' has no known extension; give the format with --to");
     return *chosen;
 }
 

@@ -155,8 +155,8 @@ OIIO::ImageSpec make_spec(const Frame& frame, const PixelType& type, const Write
         spec.attribute("YResolution", request.dpi);
         spec.attribute("ResolutionUnit", "in");
     }
-    // Formats that want colors not multiplied by alpha would otherwise divide by it, which shows
-    // nothing sensible for shaders that leave alpha at 0.
+    // Otherwise formats with unassociated alpha would divide colors by alpha, which is wrong for
+    // shaders that leave alpha at 0.
     spec.attribute("oiio:UnassociatedAlpha", 1);
     return spec;
 }
@@ -188,8 +188,7 @@ Reason set_date(OIIO::ImageSpec& spec, const std::string& writer) {
     return std::nullopt;
 }
 
-// Sends lines to the file, `fill` makes them: single ones, or rows of tiles for formats that have
-// nothing else.
+// Writes lines made by `fill`: one at a time, or in rows of tiles for formats that require tiles.
 template <class Value, class Fill>
 bool write_lines(OIIO::ImageOutput& out, const OIIO::TypeDesc& type, const Fill& fill) {
     const OIIO::ImageSpec& spec = out.spec();
@@ -217,7 +216,7 @@ bool write_labels(OIIO::ImageOutput& out, const Frame& frame) {
             for (int x = 0; x < frame.width(); ++x)
                 line[static_cast<std::size_t>(x)] = frame.label(x, y);
         });
-    // Formats without 32-bit integers would squeeze labels as if they were shades of gray.
+    // Formats without 32-bit integers would scale labels like shades of gray.
     const float full = format == OIIO::TypeDesc::UINT8    ? 255.0f
                        : format == OIIO::TypeDesc::UINT16 ? 65535.0f
                                                           : 1.0f;

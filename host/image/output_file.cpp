@@ -23,7 +23,7 @@ std::string error_text(int error) {
     return std::generic_category().message(error);
 }
 
-// Makes the folders of a path and takes the new ones away again unless told to keep them.
+// Creates the missing directories of a path and removes them again unless keep() is called.
 class NewFolders {
   public:
     std::error_code make(const fs::path& folder) {
@@ -57,7 +57,7 @@ class Descriptor {
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() { (void)close(); }
     [[nodiscard]] int get() const { return m_number; }
-    // 0 or an error number. The descriptor is gone either way.
+    // Returns 0 or an error number. The descriptor is closed in either case.
     int close() {
         const int number = std::exchange(m_number, -1);
         return number < 0 || ::close(number) == 0 ? 0 : errno;
@@ -83,12 +83,12 @@ class TemporaryFile {
     // 0 or an error number.
     int rename_to(const fs::path& target) {
         if (::rename(m_path.c_str(), target.c_str()) != 0) return errno;
-        m_error = ENOENT; // under this name there is nothing left to remove
+        m_error = ENOENT; // the temporary name no longer exists
         return 0;
     }
 
   private:
-    // Not mkstemp: the file gets the access rights of any new file.
+    // Doesn't use mkstemp(), which would ignore the umask.
     static int create(const fs::path& folder, fs::path& path) {
         constexpr int kAttempts = 1000;
         int file = -1;
@@ -109,8 +109,8 @@ fs::path folder_of(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
-// 0 or an error number. An interrupted write counts as failed: the reader of a pipe may never
-// come, and Ctrl-C has to end the wait.
+// Returns 0 or an error number. An interrupted write fails, so that Ctrl-C ends the wait for the
+// reader of a pipe.
 int write_all(int file, std::span<const unsigned char> bytes) {
     while (!bytes.empty()) {
         const ssize_t n = ::write(file, bytes.data(), bytes.size());
@@ -145,7 +145,7 @@ Reason write_file(const OutputTarget& target, std::span<const unsigned char> byt
     struct stat status {};
     if (::fstat(file, &status) != 0) return "cannot be checked: " + error_text(errno);
     if (!std::cmp_equal(status.st_size, bytes.size()))
-        return fmt::format("cannot be written: {} of {} bytes arrived", status.st_size,
+        return fmt::format("cannot be written: {} of {} bytes were stored", status.st_size,
                            bytes.size());
     if (const int error = temporary.file().close()) return "cannot be closed: " + error_text(error);
     if (const int error = temporary.rename_to(target.path))

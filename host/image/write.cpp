@@ -22,12 +22,11 @@ std::string extension_of(const fs::path& path) {
     return extension.empty() ? extension : extension.substr(1);
 }
 
-// The request with a format; nothing else is left to be found out.
+// Fills in the format from the file name, and checks that name and format agree.
 Reason complete(WriteRequest& request) {
     const std::string extension = extension_of(request.path);
     if (request.format.empty()) request.format = extension;
-    if (request.format.empty())
-        return "neither the format nor the file's extension says what to write";
+    if (request.format.empty()) return "no format is given, and the file name has no extension";
     if (!can_write(request.format))
         return fmt::format("pictures of the format '{}' cannot be written", request.format);
     const std::string by_name = format_name(extension);
@@ -37,13 +36,14 @@ Reason complete(WriteRequest& request) {
     return std::nullopt;
 }
 
-// Encodes a picture of nothing.
+// Encodes an empty picture.
 Reason check_encoding(const WriteRequest& request, int width, int height) {
     std::vector<unsigned char> bytes;
     return encode_picture(Frame(width, height, false), request, bytes);
 }
 
-// What tells files apart. Devices and pipes take any number of pictures: nothing for them.
+// The path by which files are compared; empty for devices and pipes, which take any number of
+// pictures.
 fs::path identity(const WriteRequest& request) {
     OutputTarget target;
     if (resolve_output(request.path, target) || target.stream) return {};

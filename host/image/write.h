@@ -26,7 +26,7 @@ struct WriteRequest {
 // Writes one buffer of the frame to a file, the top line first. The picture is encoded and decoded
 // again in memory, then written as output_file.h says: symbolic links are followed, devices and
 // pipes get the bytes directly, and a regular file appears under its name only when it is complete
-// and on the disk. Missing folders are made, and taken away again when the write fails. Integer
+// and on the disk. Missing directories are created, and removed again if the write fails. Integer
 // types clip to 0..1 (not-a-number becomes 0); float types keep every value. Colors are stored as
 // they are in the frame, so premultiplied by alpha unless the shaders did otherwise. Labels are
 // stored as 32-bit integers where the format has them, else as floats. Returns the reason on
@@ -34,12 +34,12 @@ struct WriteRequest {
 [[nodiscard]] std::optional<std::string> write_picture(const Frame& frame,
                                                        const WriteRequest& request);
 
-// Whether files of this format are written at all. Not all of them take every type and resolution.
+// Whether the format is supported. Not every format supports all types and resolutions.
 [[nodiscard]] bool can_write(const std::string& format);
 
-// Finds out, before anything is rendered, why a picture of this resolution could not be written: by
-// encoding a strip of the full width and one of the full height, and by a look at the file. The
-// format and the extension of the name must not contradict each other.
+// Checks, before anything is rendered, that a picture of this resolution can be written: encodes a
+// strip of the full width and one of the full height, and examines the file. The format must agree
+// with the extension of the name. Returns the reason on failure.
 [[nodiscard]] std::optional<std::string> check_picture(const WriteRequest& request, int width,
                                                        int height);
 

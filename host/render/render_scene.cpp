@@ -27,7 +27,7 @@ double seconds_since(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-bool too_many_pixels(const miCamera& camera) {
+bool has_unsupported_resolution(const miCamera& camera) {
     return camera.x_resolution < 1 || camera.y_resolution < 1 ||
            static_cast<std::int64_t>(camera.x_resolution) * camera.y_resolution > kMaxPixels;
 }
@@ -185,7 +185,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
     }
     override_camera(m_settings, *camera);
     override_options(m_settings, *options);
-    if (too_many_pixels(*camera)) {
+    if (has_unsupported_resolution(*camera)) {
         report(Level::error, fmt::format("unsupported resolution {} x {}; the limit is {} pixels",
                                          camera->x_resolution, camera->y_resolution, kMaxPixels));
         return Outcome::failed;
@@ -226,13 +226,14 @@ std::vector<image::WriteRequest> SceneRenderer::output_files(miTag camera_instan
     return vx::render::output_files(*camera, m_settings, m_context);
 }
 
-bool SceneRenderer::can_write(miCamera* camera,
+bool SceneRenderer::can_write(const miCamera* scene_camera,
                               const std::vector<image::WriteRequest>& files) const {
-    // render_frame() reports a missing camera and an impossible resolution.
-    if (camera == nullptr) return true;
-    override_camera(m_settings, *camera);
-    if (too_many_pixels(*camera)) return true;
-    const auto reasons = m_files.check(files, camera->x_resolution, camera->y_resolution);
+    // render_frame() reports a missing camera and an unsupported resolution.
+    if (scene_camera == nullptr) return true;
+    miCamera camera = *scene_camera;
+    override_camera(m_settings, camera);
+    if (has_unsupported_resolution(camera)) return true;
+    const auto reasons = m_files.check(files, camera.x_resolution, camera.y_resolution);
     for (const std::string& reason : reasons)
         report_file(Level::error, reason);
     return reasons.empty();

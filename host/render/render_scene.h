@@ -44,7 +44,7 @@ class SceneRenderer {
     [[nodiscard]] miCamera* find_camera(const shading::RenderRequest& request) const;
     [[nodiscard]] std::vector<image::WriteRequest> output_files(miTag camera_instance) const;
     // Checks, before anything is rendered, whether the files can be written; reports the reasons.
-    [[nodiscard]] bool can_write(miCamera* camera,
+    [[nodiscard]] bool can_write(const miCamera* scene_camera,
                                  const std::vector<image::WriteRequest>& files) const;
     [[nodiscard]] bool write_files(const image::Frame& frame,
                                    const std::vector<image::WriteRequest>& files, float gamma);

@@ -111,10 +111,9 @@ void SceneBuilder::on_data(const scene::UserData& data) {
         const DeclaredShader* const declaration =
             m_context.functions.declaration(data.call->declaration);
         if (declaration == nullptr || declaration->built_in) {
-            m_diagnostics.warning_once("undeclared data " + data.call->declaration,
-                                       data.call->where,
-                                       "data \"" + data.call->declaration +
-                                           "\" is not declared; blocks of it are left out");
+            m_diagnostics.warning_once(
+                "undeclared data " + data.call->declaration, data.call->where,
+                "data \"" + data.call->declaration + "\" is not declared; its blocks are ignored");
             m_shaders.skipped_data.insert(data.name);
             return;
         }

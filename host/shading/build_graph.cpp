@@ -58,10 +58,11 @@ void SceneBuilder::on_instance(const scene::Instance& instance) {
 
     if (!instance.geometry_shaders.empty())
         m_diagnostics.warning_once("geometry shader", instance.where,
-                                   "geometry shaders are not run; what they would make is missing");
+                                   "geometry shaders are not supported; their objects are missing");
     if (!instance.transform_shader.empty())
-        m_diagnostics.warning_once("transform shader", instance.where,
-                                   "transform shaders are not run; the instance keeps its matrix");
+        m_diagnostics.warning_once(
+            "transform shader", instance.where,
+            "transform shaders are not supported; the instance keeps its matrix");
     record.userdata = data_chain(instance.data, instance.where);
     if (!resolve_lights(instance, tag, false)) m_unresolved_instances.insert(tag);
     m_instances.insert_or_assign(tag, instance);

@@ -188,8 +188,7 @@ TEST_F(Formats, WhatCannotBeWrittenIsFoundOutBeforehand) {
     for (const Format& format : kFormats)
         EXPECT_TRUE(can_write(format.name)) << format.name;
     EXPECT_TRUE(can_write("JPG"));
-    EXPECT_EQ(reason("a", "", 64, 64),
-              "neither the format nor the file's extension says what to write");
+    EXPECT_EQ(reason("a", "", 64, 64), "no format is given, and the file name has no extension");
     const auto is_refused = [&](const char* name, const char* types, int width, int height) {
         return reason(name, types, width, height).find("cannot be encoded as ") !=
                std::string::npos;
@@ -245,7 +244,7 @@ TEST_F(Formats, SameFrameGivesTheSameBytesAtAnyTime) {
     }
     // Another second, and another hour for formats that leave the seconds out.
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-    ::setenv("TZ", "XXX-7", 1);
+    ::setenv("TZ", "UTC-7", 1);
     ::tzset();
     for (std::size_t i = 0; i < kFormats.size(); ++i) {
         const WriteRequest r = request(fmt::format("b.{}", kFormats[i].name));
@@ -284,7 +283,7 @@ TEST_F(Formats, TiffHasNoDateAndSgiNoLeftoversInItsHeader) {
 TEST_F(Formats, DateOfSourceDateEpochIsStored) {
     const Frame frame = ramp_frame(8, 8);
     ::setenv("SOURCE_DATE_EPOCH", "1000000000", 1);
-    ::setenv("TZ", "XXX-7", 1);
+    ::setenv("TZ", "UTC-7", 1);
     ::tzset();
     for (const char* const name : {"a.exr", "a.tif", "a.png", "a.jpg"}) {
         ASSERT_EQ(write_picture(frame, request(name)), std::nullopt);

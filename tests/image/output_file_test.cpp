@@ -95,7 +95,8 @@ TEST_F(OutputFile, LinksThatLeadNowhereAreRefused) {
 }
 
 TEST_F(OutputFile, DevicesGetTheBytesAndStayDevices) {
-    if (!make_device("null", 3) || !make_device("full", 7)) GTEST_SKIP() << "no devices here";
+    if (!make_device("null", 3) || !make_device("full", 7))
+        GTEST_SKIP() << "making device files needs root";
     EXPECT_EQ(write(folder / "null"), "");
     EXPECT_TRUE(fs::is_character_file(folder / "null"));
     EXPECT_EQ(write(folder / "full"), "cannot be written: No space left on device");

@@ -107,7 +107,7 @@ TEST(Records, SingularMatrixGivesTheIdentity) {
 }
 
 TEST(Records, InstanceFlagsAreTheRenderersNumbers) {
-    // On the heap: GCC 12 takes the list of lights for uninitialised in a local variable.
+    // On the heap: GCC 12 takes the list of lights for uninitialized in a local variable.
     const auto made = std::make_unique<scene::Instance>();
     scene::Instance& i = *made;
     i.flags.visible = scene::Switch::off;

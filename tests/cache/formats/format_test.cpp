@@ -53,8 +53,9 @@ TEST(OpenCloud, TheContentCountsBeforeTheName) {
 TEST(OpenCloud, WithoutContentOrNameThereIsNoFormat) {
     const TestFolder folder;
     EXPECT_EQ(reason(folder.put("a.xyz", "1 2 3")),
-              "neither its content nor its name tells its format");
-    EXPECT_EQ(reason(folder.put("b", "")), "the file is empty, and its name tells no format");
+              "its format is recognized neither by content nor by name");
+    EXPECT_EQ(reason(folder.put("b", "")),
+              "the file is empty, and its name has no known extension");
 }
 
 TEST(OpenCloud, DamagedPdcFilesGiveTheReasonAndThePlace) {

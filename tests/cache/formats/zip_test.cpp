@@ -64,10 +64,10 @@ TEST(Zip, DirectoriesThatLieAreErrors) {
               "'a' has 4000 bytes by the directory, which the file cannot hold");
     ZipEntry outside = a;
     outside.header = 4000;
-    EXPECT_EQ(reason(with(outside)), "'a' lies outside the file");
+    EXPECT_EQ(reason(with(outside)), "'a' is outside the file");
     EXPECT_EQ(reason(body), "the archive's directory is missing at its end");
     EXPECT_EQ(reason(body + zip_directory({a}, std::ssize(body) + 100)),
-              "the directory lies outside the file");
+              "the directory is outside the file");
 }
 
 } // namespace

@@ -60,7 +60,7 @@ TEST(SmallRenderer, OtherQueriesAreErrorsThatLeaveTheResult) {
     int result = 7;
     EXPECT_EQ(mi_query(miQ_FUNC_DECL, nullptr, miNULLTAG, &result), miFALSE);
     EXPECT_EQ(result, 7);
-    EXPECT_THAT(renderer.error().value_or(""), HasSubstr("query 54 is not implemented"));
+    EXPECT_THAT(renderer.error().value_or(""), HasSubstr("query 54 is not supported"));
 }
 
 TEST(SmallRenderer, EvaluatedConnectionsAreErrors) {
