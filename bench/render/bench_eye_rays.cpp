@@ -156,15 +156,15 @@ class Bare {
 // The same rays in the frame loop's order: tile by tile.
 std::vector<vx::render::CameraRay> rays_in_tiles(const miCamera& camera,
                                                  const vx::trace::Matrix& to_world) {
+    const vx::render::CameraRays all(camera, to_world);
     std::vector<vx::render::CameraRay> rays;
     constexpr int kTile = 32;
     for (int ty = 0; ty < kHeight; ty += kTile)
         for (int tx = 0; tx < kWidth; tx += kTile)
             for (int y = ty; y < std::min(kHeight, ty + kTile); ++y)
                 for (int x = tx; x < std::min(kWidth, tx + kTile); ++x)
-                    rays.push_back(vx::render::camera_ray(camera, to_world,
-                                                          static_cast<float>(x) + 0.5f,
-                                                          static_cast<float>(y) + 0.5f));
+                    rays.push_back(
+                        all.at(static_cast<float>(x) + 0.5f, static_cast<float>(y) + 0.5f));
     return rays;
 }
 

@@ -117,10 +117,6 @@ void* Database::replace(miTag tag, miScene_types type, std::size_t bytes) {
     return block;
 }
 
-void Database::replace_string(miTag tag, std::string_view text) {
-    replace(tag, miSCENE_STRING, new_text(text), text.size() + 1, delete_block);
-}
-
 void Database::replace_tags(miTag tag, const std::vector<miTag>& tags) {
     replace(tag, miSCENE_TAGS, new_tags(tags), tags.size() * sizeof(miTag), delete_block);
 }

@@ -75,7 +75,6 @@ class Database {
     }
     // Replaces the contents with a zeroed block of `bytes` bytes and returns its address.
     void* replace(miTag tag, miScene_types type, std::size_t bytes);
-    void replace_string(miTag tag, std::string_view text);
     void replace_tags(miTag tag, const std::vector<miTag>& tags);
     void remove(miTag tag);
 

@@ -91,7 +91,6 @@ class Frame {
 
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
-    [[nodiscard]] bool has_surfaces() const { return !m_surfaces.empty(); }
 
     // Filtered color; transparent black for a pixel without samples.
     [[nodiscard]] miColor color(int x, int y) const;

@@ -26,10 +26,6 @@ CameraRay CameraRays::at(float x, float y) const {
             trace::normalized(trace::direction(m_to_world, along))};
 }
 
-CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x, float y) {
-    return CameraRays(camera, to_world).at(x, y);
-}
-
 image::Rect render_window(const miCamera& camera) {
     const auto clamp = [](long long v, int high) {
         return static_cast<int>(std::clamp<long long>(v, 0, high));

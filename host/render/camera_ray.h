@@ -34,9 +34,6 @@ class CameraRays {
     double m_scale_x, m_shift_x, m_scale_y, m_shift_y; // raster to image plane
 };
 
-[[nodiscard]] CameraRay camera_ray(const miCamera& camera, const trace::Matrix& to_world, float x,
-                                   float y);
-
 // The pixels to render: the camera window, whose corners are inclusive, clipped to the image.
 [[nodiscard]] image::Rect render_window(const miCamera& camera);
 

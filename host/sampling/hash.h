@@ -1,7 +1,8 @@
-// Integer hashes that map positions to pseudo-random bits, identically on every machine.
+// Hashes of integers and texts, with the same values on every machine.
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace vx::sampling {
 
@@ -19,6 +20,14 @@ constexpr std::uint64_t mix(std::uint64_t x) {
 // The hash of `value` with `seed`, which may be the hash of other values.
 constexpr std::uint64_t combine(std::uint64_t seed, std::uint64_t value) {
     return mix(seed ^ (mix(value + 0x9e3779b97f4a7c15ULL) + (seed << 6)));
+}
+
+// The 64-bit FNV-1a hash of a text.
+constexpr std::uint64_t hash_text(std::string_view text) {
+    std::uint64_t h = 0xcbf29ce484222325ULL;
+    for (const char c : text)
+        h = (h ^ static_cast<unsigned char>(c)) * 0x100000001b3ULL;
+    return h;
 }
 
 } // namespace vx::sampling

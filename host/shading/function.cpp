@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/sampling/hash.h"
 #include "host/shading/lock.h"
 
 namespace vx::shading {
@@ -72,14 +73,6 @@ miScalar to_scalar(miParam_type from, const void* value) {
         return (c.r + c.g + c.b) / 3;
     }
     }
-}
-
-// FNV-1a.
-std::uint64_t hash(std::string_view text) {
-    std::uint64_t h = 0xcbf29ce484222325U;
-    for (const char c : text)
-        h = (h ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-    return h;
 }
 
 miInteger to_integer(miScalar s) {
@@ -222,7 +215,7 @@ Function* FunctionTable::create(DeclaredShader& declaration, std::size_t paramet
     function->record = record;
     function->declaration = &declaration;
     function->name = std::move(name);
-    function->name_hash = hash(function->name);
+    function->name_hash = sampling::hash_text(function->name);
     function->connections.clear();
     function->stage.store(Function::Stage::cold, std::memory_order_relaxed);
     m_by_address[record->parameters] = function;

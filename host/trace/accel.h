@@ -92,7 +92,6 @@ class Accel {
     void all(const Ray& ray, std::vector<Hit>& hits, std::size_t limit) const;
 
     [[nodiscard]] const Placement& placement(std::size_t i) const { return m_placements[i]; }
-    [[nodiscard]] std::size_t placement_count() const { return m_placements.size(); }
     [[nodiscard]] std::size_t triangle_count() const { return m_triangles; }
 
   private:

@@ -81,9 +81,6 @@ inline miVector operator*(const miVector& a, float f) {
 inline float dot(const miVector& a, const miVector& b) {
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
-inline miVector cross(const miVector& a, const miVector& b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 inline bool same(const miVector& a, const miVector& b) {
     return a.x == b.x && a.y == b.y && a.z == b.z;
 }

@@ -91,16 +91,15 @@ TEST(Database, ReplacementKeepsTagAndPins) {
     Database db;
     const miTag tag = db.create_string("one");
     db.access(tag);
-    db.replace_string(tag, "another");
-    EXPECT_EQ(db.text(tag), "another");
-    EXPECT_EQ(db.pins(tag), 1u);
     const miTag tags = db.create_tags({1});
     db.replace_tags(tags, {5, 6});
     EXPECT_EQ(db.size(tags), 8u);
     void* const block = db.replace(tag, miSCENE_USERDATA, 3);
     EXPECT_EQ(db.find(tag), block);
     EXPECT_EQ(db.type(tag), miSCENE_USERDATA);
-    EXPECT_THROW(db.replace_string(99, "x"), BadTag);
+    EXPECT_EQ(db.size(tag), 3u);
+    EXPECT_EQ(db.pins(tag), 1u);
+    EXPECT_THROW(db.replace(99, miSCENE_USERDATA, 3), BadTag);
 }
 
 namespace {

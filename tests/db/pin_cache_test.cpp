@@ -115,13 +115,13 @@ TEST(PinCache, SparesOfARemovedElementAreForgotten) {
 
 TEST(PinCache, ANewAddressIsSeenAfterTheSparesWentBack) {
     Database db;
-    const miTag tag = db.create_string("old");
+    const miTag tag = db.create(miSCENE_USERDATA, 4);
     PinCache pins(db);
     pins.access(tag);
     pins.unpin(tag);
     pins.give_back_all();
-    db.replace_string(tag, "new");
-    EXPECT_STREQ(text(pins.access(tag)), "new");
+    void* const block = db.replace(tag, miSCENE_USERDATA, 4);
+    EXPECT_EQ(pins.access(tag), block);
 }
 
 TEST(PinCache, ThreadsThatPinOneElementLeaveNothingBehind) {

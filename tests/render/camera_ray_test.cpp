@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using vx::render::camera_ray;
+using vx::render::CameraRays;
 using vx::render::render_window;
 using vx::trace::kIdentity;
 
@@ -22,16 +22,16 @@ miCamera camera(int w, int h) {
 } // namespace
 
 TEST(CameraRay, LooksAlongMinusZWithTheImagesCenterInTheMiddle) {
-    const auto ray = camera_ray(camera(100, 50), kIdentity, 50.0f, 25.0f);
+    const auto ray = CameraRays(camera(100, 50), kIdentity).at(50.0f, 25.0f);
     EXPECT_EQ(ray.origin.z, 0.0f);
     EXPECT_FLOAT_EQ(ray.direction.x, 0.0f);
     EXPECT_FLOAT_EQ(ray.direction.y, 0.0f);
     EXPECT_FLOAT_EQ(ray.direction.z, -1.0f);
 }
 
-TEST(CameraRay, CornersFollowApertureAndAspectWhateverTheResolution) {
+TEST(CameraRay, CornersFollowApertureAndAspectAtAnyResolution) {
     for (const int w : {100, 33}) {
-        const auto ray = camera_ray(camera(w, 50), kIdentity, 0.0f, 50.0f);
+        const auto ray = CameraRays(camera(w, 50), kIdentity).at(0.0f, 50.0f);
         // Half the aperture to the left, half of aperture / aspect up, focal forward.
         EXPECT_FLOAT_EQ(ray.direction.x / -ray.direction.z, -0.5f / 2.0f);
         EXPECT_FLOAT_EQ(ray.direction.y / -ray.direction.z, 0.25f / 2.0f);
@@ -41,7 +41,7 @@ TEST(CameraRay, CornersFollowApertureAndAspectWhateverTheResolution) {
 TEST(CameraRay, OrthographicRaysAreParallel) {
     miCamera c = camera(100, 50);
     c.orthographic = miTRUE;
-    const auto ray = camera_ray(c, kIdentity, 100.0f, 0.0f);
+    const auto ray = CameraRays(c, kIdentity).at(100.0f, 0.0f);
     EXPECT_FLOAT_EQ(ray.origin.x, 0.5f);
     EXPECT_FLOAT_EQ(ray.origin.y, -0.25f);
     EXPECT_FLOAT_EQ(ray.direction.z, -1.0f);
@@ -50,10 +50,10 @@ TEST(CameraRay, OrthographicRaysAreParallel) {
 
 TEST(CameraRay, PositiveOffsetMovesTheImageRightAndUp) {
     miCamera c = camera(100, 50);
-    const auto before = camera_ray(c, kIdentity, 30.0f, 20.0f);
+    const auto before = CameraRays(c, kIdentity).at(30.0f, 20.0f);
     c.x_offset = 5.0f;
     c.y_offset = 3.0f;
-    const auto after = camera_ray(c, kIdentity, 35.0f, 23.0f);
+    const auto after = CameraRays(c, kIdentity).at(35.0f, 23.0f);
     EXPECT_FLOAT_EQ(before.direction.x, after.direction.x);
     EXPECT_FLOAT_EQ(before.direction.y, after.direction.y);
 }
@@ -61,7 +61,7 @@ TEST(CameraRay, PositiveOffsetMovesTheImageRightAndUp) {
 TEST(CameraRay, IsTransformedToWorldSpace) {
     // A quarter turn about y, which maps -z to -x, then a translation by (1, 2, 3).
     const vx::trace::Matrix turn{0, 0, -1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1, 2, 3, 1};
-    const auto ray = camera_ray(camera(100, 50), turn, 50.0f, 25.0f);
+    const auto ray = CameraRays(camera(100, 50), turn).at(50.0f, 25.0f);
     EXPECT_FLOAT_EQ(ray.origin.x, 1.0f);
     EXPECT_FLOAT_EQ(ray.origin.y, 2.0f);
     EXPECT_FLOAT_EQ(ray.origin.z, 3.0f);

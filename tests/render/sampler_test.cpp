@@ -62,7 +62,7 @@ bool equal(const Frame& a, const Frame& b) {
 
 } // namespace
 
-TEST(Sampler, OneSamplePerPixelGoesThroughItsCenter) {
+TEST(Sampler, OneSamplePerPixelIsAtTheCenter) {
     std::atomic<int> rays{0};
     const Frame frame = render(
         settings(70, 40, 0, 0),

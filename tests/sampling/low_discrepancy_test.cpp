@@ -25,7 +25,7 @@ TEST(LowDiscrepancy, SixteenPointsFillEveryElementaryIntervalOfTheirSize) {
         }
 }
 
-TEST(LowDiscrepancy, ValuesLieInTheHalfOpenUnitInterval) {
+TEST(LowDiscrepancy, ValuesAreInTheHalfOpenUnitInterval) {
     for (std::uint32_t i = 0; i < 1000; ++i) {
         std::array<double, 7> p{};
         owen_sobol(i, i, p);

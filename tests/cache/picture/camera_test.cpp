@@ -72,7 +72,7 @@ TEST(Camera, SeesPointsWhereTheRendererSendsItsRays) {
         c.to_camera[3][2] = -back.z;
         for (const float x : {0.5f, 100.25f, 320.5f}) {
             for (const float y : {0.5f, 60.0f, 122.5f}) {
-                const auto ray = vx::render::camera_ray(scene, to_world, x, y);
+                const auto ray = vx::render::CameraRays(scene, to_world).at(x, y);
                 for (const double t : {0.5, 20.0}) {
                     const Vec at{static_cast<double>(ray.origin.x) +
                                      t * static_cast<double>(ray.direction.x),
@@ -89,7 +89,7 @@ TEST(Camera, SeesPointsWhereTheRendererSendsItsRays) {
     }
 }
 
-TEST(LookAt, PutsWhatIsLookedAtOnTheAxis) {
+TEST(LookAt, TargetIsOnTheAxis) {
     const Matrix m = look_at({1, 2, 3}, {4, -2, 3}, {0, 1, 0});
     expect_near(transform_point(m, {1, 2, 3}), {0, 0, 0});
     expect_near(transform_point(m, {4, -2, 3}), {0, 0, -5});
@@ -98,7 +98,7 @@ TEST(LookAt, PutsWhatIsLookedAtOnTheAxis) {
     EXPECT_GT(transform_direction(m, {0, 1, 0}).y, 0);
 }
 
-TEST(LookAt, AlongTheUpDirectionStillHasAPicture) {
+TEST(LookAt, ViewAlongTheUpDirectionIsValid) {
     for (const Vec& up : {Vec{0, 1, 0}, Vec{0, 0, 1}, Vec{1, 0, 0}}) {
         const Matrix m = look_at(up * 5, Vec(0.0), up);
         expect_near(transform_point(m, Vec(0.0)), {0, 0, -5});
