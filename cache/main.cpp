@@ -16,14 +16,14 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {"info", "show the counts, ranges, bounds, labels and spacing of a cloud", "Look", true,
+    {"info", "show the counts, ranges, bounds, labels and spacing of a cloud", "Inspect", true,
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
      vx::cache::add_info},
-    {"check", "check that a file is complete, consistent, finite and plausible", "Look", true,
+    {"check", "check that a file is complete, consistent, finite and plausible", "Inspect", true,
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
-    {"view", "a picture of a cloud, or a page to look around in", "Look", false,
+    {"view", "render a cloud to a picture, or make an interactive page", "Inspect", false,
      "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
      "  vx_cache view shot.0001.pdc --html shot.html    opens in any browser\n"
      "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
@@ -32,33 +32,33 @@ constexpr Verb kVerbs[] = {
      "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
      "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
      vx::cache::add_view},
-    {"diff", "compare two clouds; the exit status is 1 when they differ", "Look", true,
+    {"diff", "compare two clouds; the exit status is 1 if they differ", "Inspect", true,
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
      "b.npz",
      vx::cache::add_diff},
     {"lookup",
      "show what vx_pc_read finds at a point: the points, their weights, the color, "
      "and why there is none",
-     "Look", true,
+     "Inspect", true,
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
      "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
      "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
      vx::cache::add_lookup},
-    {"convert", "write a cloud in another format", "Make", false,
+    {"convert", "write a cloud in another format", "Write", false,
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
      "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
      vx::cache::add_convert},
-    {"filter", "keep some of a cloud's points: by label, place, direction, opacity, or thinned",
-     "Make", false,
+    {"filter", "keep points by label, position, direction or opacity, or thin out a cloud", "Write",
+     false,
      "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
      "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
      vx::cache::add_filter},
-    {"merge", "join many clouds into one", "Make", false,
+    {"merge", "join many clouds into one", "Write", false,
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
      "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
      vx::cache::add_merge},
-    {"transform", "scale, rotate and move a cloud", "Make", false,
+    {"transform", "scale, rotate and move a cloud", "Write", false,
      "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
      "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
      vx::cache::add_transform},
@@ -66,7 +66,8 @@ constexpr Verb kVerbs[] = {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): two options of one name end the program at its start
+// NOLINTNEXTLINE(bugprone-exception-escape): CLI11 throws for duplicate options, a programming
+// error
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
     CLI::App app("vx_cache: inspect, check, convert, edit and view point caches");
@@ -83,24 +84,24 @@ int main(int argc, char** argv) {
                "  vx_cache view shot.0001.pdc -o shot.png         render it\n"
                "  vx_cache view shot.0001.pdc --html shot.html    orbit it in a browser\n"
                "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
-               "  vx_cache convert --help                         more on one verb\n"
+               "  vx_cache convert --help                         options of a verb\n"
                "\n"
-               "Exit status: 0 done, 1 something failed or differs, 2 wrong use.");
+               "Exit status: 0 success, 1 failure or difference, 2 invalid usage.");
     vx::cache::Session session;
     vx::cache::Run chosen;
     for (const Verb& verb : kVerbs) {
         CLI::App* const sub = app.add_subcommand(verb.name, verb.what);
         sub->group(verb.group);
         sub->footer(verb.examples);
-        sub->add_flag("-q,--quiet", session.quiet, "print errors only, no notes and warnings")
+        sub->add_flag("-q,--quiet", session.quiet, "print errors only, no notes or warnings")
             ->group("General");
-        sub->add_flag("-v,--verbose", session.verbose, "print what was done, too")
+        sub->add_flag("-v,--verbose", session.verbose, "print what was done as well")
             ->group("General");
         if (verb.reports) {
             sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
         }
         sub->add_option("--time", session.open_options.time,
-                        "usda files with values over time: which to read (default: the first)")
+                        "usda files with time samples: the time to read (default: the first)")
             ->group("General");
         sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });
     }

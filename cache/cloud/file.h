@@ -76,7 +76,6 @@ class ByteReader {
     }
     /// Of the next byte, in the file.
     std::int64_t offset() const { return m_base + static_cast<std::int64_t>(m_next); }
-    std::int64_t end() const { return m_end; }
     const InputFile& file() const { return m_file; }
     /// Reads up to the end of the line, and past it.
     /// @param out  the line without its end; valid until the next call

@@ -20,11 +20,12 @@ namespace {
 
 constexpr std::size_t kBlockBytes = 1 << 21;
 
-// The name of the unfinished output, for the signal handler: one at a time is written.
+// The name of the unfinished output, for the signal handler. Only one output is written at a time.
 char g_unfinished[4096];
 std::atomic<bool> g_is_unfinished{false};
 
-// While another writer has files of its own beside ours, a signal waits: they go when it is done.
+// While this is set, another writer has temporary files of its own; signals wait until it has
+// removed them.
 std::atomic<bool> g_is_held{false};
 std::atomic<int> g_held_signal{0};
 
@@ -36,7 +37,7 @@ void end_at(int signal) {
 extern "C" void remove_unfinished(int signal) {
     if (g_is_held.load()) {
         g_held_signal = signal;
-        // The hold may have ended in between, without having seen it.
+        // The hold may have ended before the signal was recorded.
         if (g_is_held.load()) return;
     }
     end_at(signal);
@@ -59,7 +60,7 @@ std::string folder_of(const std::string& path) {
 void clean_up_on_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
         (void)std::signal(signal, remove_unfinished);
-    // A closed pipe and a file beyond the limit are errors of write(2) like any other.
+    // write(2) then reports closed pipes and exceeded file size limits as errors.
     for (const int signal : {SIGPIPE, SIGXFSZ})
         (void)std::signal(signal, SIG_IGN);
 }
@@ -98,9 +99,9 @@ OutputFile::OutputFile(std::string path, bool force)
         const char* temporary = std::getenv("TMPDIR");
         folder = temporary != nullptr && *temporary != '\0' ? temporary : "/tmp";
     }
-    // A signal between the making of the file and the note of its name would leave it behind.
+    // A signal between the creation of the file and the record of its name would leave it behind.
     const HeldSignals held;
-    // Not mkstemp: the file gets the access rights that any new file gets.
+    // mkstemp() would ignore the umask and restrict the access rights.
     for (int attempt = 0; attempt < 1000 && m_file.get() < 0; ++attempt) {
         m_temporary = folder + "/.vx_cache-" + std::to_string(::getpid()) + "-" +
                       std::to_string(attempt) + ".part";
@@ -173,7 +174,7 @@ void OutputFile::commit() {
 
 void OutputFile::place() {
     if (!m_force) {
-        // A file that appeared in the meantime stays.
+        // Keep a file that another process has created in the meantime.
         if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_target.c_str(),
                         RENAME_NOREPLACE) == 0) {
             return;
@@ -189,7 +190,7 @@ void OutputFile::place() {
 void OutputFile::copy_out() {
     const Descriptor device(::open(m_path.c_str(), O_WRONLY | O_CLOEXEC));
     if (device.get() < 0) throw FileError(m_path, -1, std::strerror(errno));
-    // By name: a writer may have put a file of its own there.
+    // Remove by name, because a writer may have replaced the file.
     const InputFile whole(m_temporary);
     std::vector<char> buffer(1 << 20);
     for (std::int64_t at = 0; at < whole.size();) {

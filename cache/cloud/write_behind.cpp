@@ -71,7 +71,7 @@ void WriteBehind::run() {
         lock.unlock();
         std::exception_ptr failure;
         try {
-            // After a failure the file is given up.
+            // After a failure the remaining data is discarded.
             if (!m_failure) write_at_all(m_file.get(), m_offset, m_block.data(), m_bytes, m_name);
         } catch (...) {
             failure = std::current_exception();

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kLongestLine = 1 << 20;
 constexpr std::size_t kMostColumns = 4096;
 
-// A cloud of columns of text that have been read.
+// A cloud of parsed columns.
 class TableCloud final : public Cloud {
   public:
     explicit TableCloud(std::int64_t memory) : m_budget(memory) {}
@@ -223,7 +223,7 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
                 const std::size_t point = attribute.single ? 0 : static_cast<std::size_t>(i);
                 for (std::size_t k = 0; k < width; ++k) {
                     if (a + k > 0) text += ',';
-                    // The shortest text of a float reads back as another double.
+                    // The shortest text of a float does not read back as the same double.
                     if (attribute.type == Type::float32) {
                         float value = 0;
                         std::memcpy(&value, columns[a].data() + (point * width + k) * 4, 4);

@@ -13,13 +13,13 @@ std::string map_error(const Map_status& status) {
     case Map_status::File_could_not_be_opened:
         return "the map file cannot be opened";
     case Map_status::File_not_a_map:
-        return "not a map file, or one that is cut off or damaged";
+        return "not a map file, or truncated or damaged";
     case Map_status::File_version_unsupported:
         return "a map file of an unknown version";
     case Map_status::Failure:
         return "the map file cannot be written; the disk may be full";
     default:
-        return "the map cannot be handled (status " + std::to_string(status.get_code()) + ")";
+        return "the map cannot be processed (status " + std::to_string(status.get_code()) + ")";
     }
 }
 

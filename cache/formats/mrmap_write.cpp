@@ -43,7 +43,7 @@ class WrittenField {
         if (!m_reader || (single && first > 0)) return;
         m_values = m_reader->read(first, single ? 1 : n);
     }
-    // The values of a point, counted from the first one of the last read().
+    // The values of a point; `i` counts from the first point of the last read().
     const void* value(std::size_t point) const { return m_values + point * m_stride; }
     Map_field_type type() const { return m_type; }
     void report(Notes& notes) const {

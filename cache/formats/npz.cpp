@@ -32,7 +32,7 @@ float half_to_float(std::uint16_t bits) {
     return h.isNan() ? std::numeric_limits<float>::quiet_NaN() : static_cast<float>(h);
 }
 
-// One stored value, already in the machine's byte order, into the model's type.
+// Converts one stored value, in native byte order, to the type of the attribute.
 void put_value(const NpyLayout& a, const std::byte* in, std::byte* out) {
     const auto put = [out](auto value) { std::memcpy(out, &value, sizeof value); };
     if (a.kind == 'f') {
@@ -124,9 +124,9 @@ void NpzCloud::unpack(NpyArray& array) {
         array.unpacked->append(out.data(), got);
     }
     if (status != Z_STREAM_END || array.unpacked->size() != entry.size) {
-        fail(array, "its packed bytes are damaged");
+        fail(array, "its compressed data is damaged");
     }
-    if (crc != entry.crc) fail(array, "its check sum is wrong");
+    if (crc != entry.crc) fail(array, "its checksum is wrong");
 }
 
 bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
@@ -177,7 +177,8 @@ void NpzCloud::add_entries(Findings& findings) {
         if (entry.method == 8) {
             unpack(array);
         } else if (entry.method != 0) {
-            fail(array, "is packed with method " + std::to_string(entry.method));
+            fail(array,
+                 "is compressed with the unsupported method " + std::to_string(entry.method));
         }
         if (!parse_header(array, findings)) continue;
         Attribute a;
@@ -266,7 +267,7 @@ std::vector<std::pair<std::int64_t, std::string>> NpzCloud::verify() {
             crc = crc32_of(crc, block.data(), n);
         }
         if (crc != a.entry.crc) {
-            damage.emplace_back(a.entry.data, "'" + a.entry.name + "': its check sum is wrong");
+            damage.emplace_back(a.entry.data, "'" + a.entry.name + "': its checksum is wrong");
         }
     }
     return damage;

@@ -54,7 +54,7 @@ Attribute attribute_of_code(const std::string& name, std::int32_t code) {
     return a;
 }
 
-// Which of two records of one name the shaders take: the last one whose type fits the name.
+// Of several records with the same name the shaders use the last one whose type fits the name.
 bool fits_name(const Attribute& a) {
     if (a.name == "position" || a.name == "rgbPP" || a.name == "normalPP") return a.width == 3;
     if (a.name == "id" || a.name == "tag") return a.width == 1;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLongestLine = 1 << 20;
 
-// Moves `count` values that stand `stride` bytes apart into an array of the model's type.
+// Copies `count` values that are `stride` bytes apart to an array of the attribute's type.
 template <typename Stored, typename To>
 void gather(const std::byte* in, std::size_t stride, bool swap, To* out, std::size_t out_stride,
             std::size_t count, double scale) {
@@ -51,7 +51,7 @@ void gather(PlyType type, const std::byte* in, std::size_t stride, bool swap, To
     }
 }
 
-// The rows of one element: in the file when it is binary, else as its values were read.
+// The rows of one element: their place in a binary file, or the parsed values of a text file.
 class Rows {
   public:
     const PlyElement* element = nullptr;
@@ -114,7 +114,7 @@ class PlyCloud final : public Cloud {
                 using From = std::remove_pointer_t<decltype(kind)>;
                 const auto* values = reinterpret_cast<const From*>(m_raw.data());
                 for (std::size_t i = 0; i < points; ++i) {
-                    // A value of the type float is the float nearest to its text.
+                    // Round to float first, as a reader of 32-bit floats does.
                     const double value = type == PlyType::float32
                                              ? static_cast<double>(static_cast<float>(values[i]))
                                              : static_cast<double>(values[i]);
@@ -160,7 +160,7 @@ class PlyCloud final : public Cloud {
 
 std::int64_t PlyCloud::skip_binary(const PlyElement& element, std::int64_t at) const {
     if (!element.has_list()) {
-        // Rows without bytes may be as many as they like.
+        // Rows of zero bytes fit in any file.
         if (element.bytes() > 0 && element.count > (m_file->size() - at) / element.bytes()) {
             fail(element.offset, "the header counts " + std::to_string(element.count) +
                                      " rows of '" + element.name + "', which the file cannot hold");
@@ -237,7 +237,7 @@ void PlyCloud::add_fields(const Rows& rows, bool single, Findings& findings) {
             scale = stored == PlyType::uint16 ? 65535 : 255;
             g.attribute.type = Type::float32;
             findings.push_back(
-                {Severity::note, -1, "colors are integers in the file, here 0 to 1"});
+                {Severity::note, -1, "colors are stored as integers and are shown here as 0 to 1"});
         }
         if (find(g.attribute.name) >= 0) {
             findings.push_back({Severity::warning, rows.element->offset,
@@ -267,7 +267,7 @@ void PlyCloud::locate(Findings& findings) {
         if (rows == nullptr) {
             findings.push_back(
                 {Severity::note, element.offset, "element '" + element.name + "' is ignored"});
-            // Nothing behind the cloud matters, so that it need not be walked through.
+            // Elements after the cloud are not needed.
             if (has_vertices && &element == &m_header.elements.back()) break;
         }
         const auto least = static_cast<std::int64_t>(element.properties.size()) * 2;

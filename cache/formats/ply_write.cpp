@@ -12,8 +12,8 @@ namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t kRowsAtOnce = 16384; // read and put together
-constexpr std::size_t kRowsOfTile = 128;    // filled column by column: they stay in the first cache
+constexpr std::int64_t kRowsAtOnce = 16384; // rows per read
+constexpr std::size_t kRowsOfTile = 128;    // filled column by column within the L1 cache
 
 std::array<std::string, 3> well_known(std::string_view name) {
     if (name == "position") return {"x", "y", "z"};
@@ -22,7 +22,7 @@ std::array<std::string, 3> well_known(std::string_view name) {
     return {};
 }
 
-// The header is split at blanks.
+// Names in the header must not contain blanks.
 std::string safe(const std::string& name, Notes& notes) {
     std::string out = name.empty() ? "unnamed" : name;
     for (char& c : out) {
@@ -43,7 +43,7 @@ std::string_view ply_name(Type type) {
     }
 }
 
-// One attribute on its way into the rows.
+// One attribute and its columns in the rows.
 struct PlyColumn {
     PlyColumn(Cloud& cloud, std::size_t index, Type to, bool as_bytes)
         : source(cloud, index, to),

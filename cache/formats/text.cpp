@@ -13,7 +13,7 @@ std::optional<double> parse_double(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (end != text.data() + text.size() || text.empty()) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
-        // The library leaves the value alone: too small is 0, too large infinite.
+        // from_chars() leaves the value unset: use 0 for underflow, infinity for overflow.
         const std::size_t e = text.find_first_of("eE");
         const bool small =
             e != std::string_view::npos && text.find('-', e) != std::string_view::npos;

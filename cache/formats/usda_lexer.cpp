@@ -80,7 +80,7 @@ void UsdaLexer::next() {
         m_token.text += static_cast<char>(m_reader.get());
         if (m_token.text.size() > kLongestWord) fail("a word of more than 65536 bytes");
     }
-    if (m_token.text.empty()) fail("a byte that has no place here");
+    if (m_token.text.empty()) fail("unexpected character");
     // "float[]" is one word.
     if (m_reader.peek() == '[') {
         const std::int64_t at = m_reader.offset();

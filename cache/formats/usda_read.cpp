@@ -31,9 +31,9 @@ class UsdaCloud final : public Cloud {
     FilePtr m_file;
     SpoolBudget m_budget;
     std::optional<double> m_time;
-    std::set<std::string> m_constants; // attributes that are declared to have one value for all
+    std::set<std::string> m_constants; // attributes declared with constant interpolation
     std::vector<std::unique_ptr<UsdaArray>> m_arrays;
-    std::vector<bool> m_sampled; // of each array: whether its values are over time
+    std::vector<bool> m_sampled; // per array: whether it has time samples
 };
 
 std::string attribute_name(std::string_view name) {
@@ -54,7 +54,7 @@ void UsdaCloud::parse_property(UsdaLexer& lexer, Findings& findings) {
     if (lexer.token().kind != UsdaToken::Kind::word)
         lexer.fail("expected the type of an attribute");
     lexer.next();
-    // "prepend rel name", "variantSet "name" = {": words until the sign.
+    // Skip the words before the sign, as in "prepend rel name" or "variantSet "name" = {".
     std::string name = lexer.token().text;
     const std::int64_t offset = lexer.token().offset;
     while (lexer.token().kind == UsdaToken::Kind::word ||
@@ -81,14 +81,15 @@ void UsdaCloud::parse_property(UsdaLexer& lexer, Findings& findings) {
                 parse_usda_values(lexer, type, *array);
             }
             if (twin >= 0 && samples != m_sampled[static_cast<std::size_t>(twin)]) {
-                // Values over time are stronger than the one that is not.
+                // Time samples override the default value.
                 if (array && samples) {
                     attributes[static_cast<std::size_t>(twin)] = attribute;
                     m_arrays[static_cast<std::size_t>(twin)] = std::move(array);
                     m_sampled[static_cast<std::size_t>(twin)] = true;
                 }
             } else if (twin >= 0) {
-                throw FileError(m_file->name(), offset, "attribute '" + name + "' is there twice");
+                throw FileError(m_file->name(), offset,
+                                "attribute '" + name + "' is declared twice");
             } else if (array && (array->rows > 0 || attribute.name == "position")) {
                 attributes.push_back(attribute);
                 m_arrays.push_back(std::move(array));

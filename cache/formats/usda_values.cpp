@@ -36,8 +36,8 @@ void parse_number(UsdaLexer& lexer, UsdaArray& array) {
     lexer.next();
 }
 
-// Whether the sample at `time` counts rather than the one at `than`. Values hold until the next
-// sample, as they do where nothing can be interpolated.
+// Whether the sample at `time` is preferred to the one at `than`. Each value holds until the next
+// sample; nothing is interpolated.
 bool is_better(double time, double than, std::optional<double> wanted) {
     if (!wanted) return time < than;
     const bool reached = time <= *wanted;

@@ -13,7 +13,7 @@ namespace vx::cache {
 
 namespace {
 
-// The schema attribute that an attribute of this name and width is written as.
+// The schema attribute that stores an attribute of this name and width.
 struct SchemaAttribute {
     std::string_view name;
     std::string_view usd_type;

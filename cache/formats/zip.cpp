@@ -54,7 +54,7 @@ Directory find_directory(const InputFile& file) {
     return d;
 }
 
-// Reads the 64-bit values of the extra field, which has them only for fields that are all ones.
+// Reads the 64-bit values of the extra field, which are present only for fields that are all ones.
 void widen(std::string_view extra, std::uint64_t& size, std::uint64_t& packed,
            std::uint64_t& header) {
     for (std::size_t at = 0; at + 4 <= extra.size();) {
@@ -113,7 +113,7 @@ ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size
     }
     entry.data = static_cast<std::int64_t>(data);
     entry.packed = static_cast<std::int64_t>(packed);
-    // Deflate packs at most about a thousand to one.
+    // Deflate compresses by a factor of at most about a thousand.
     const bool possible = entry.method == 0 ? size == packed : size / 1040 <= packed;
     if (!possible) {
         throw FileError(file.name(), here,
@@ -149,7 +149,7 @@ std::string zip_local_header(const ZipEntry& entry) {
     append_little_endian(out, 0, 2);  // stored
     append_little_endian(out, 0, 2);  // time
     append_little_endian(out, 0x0021,
-                         2); // date: the first one there is, so that equal clouds make equal files
+                         2); // date: 1980-01-01, so that equal clouds give equal files
     append_little_endian(out, entry.crc, 4);
     append_little_endian(out, kFull32, 4);
     append_little_endian(out, kFull32, 4);

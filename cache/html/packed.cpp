@@ -43,7 +43,7 @@ PackedElements::PackedElements(OutputFile& out, std::size_t index)
              "\">"),
       m_stream(std::make_unique<Stream>()),
       m_packed(kElementBytes) {
-    // More effort makes floats hardly smaller.
+    // Higher levels hardly compress floats further.
     if (deflateInit(&m_stream->z, 1) != Z_OK) throw std::bad_alloc();
 }
 
@@ -52,7 +52,7 @@ PackedElements::~PackedElements() {
 }
 
 void PackedElements::write(std::span<const std::byte> bytes) {
-    // zlib counts in 32 bits.
+    // zlib's sizes have 32 bits.
     constexpr std::size_t kMost = std::size_t{1} << 30;
     for (; bytes.size() > kMost; bytes = bytes.subspan(kMost))
         deflate_some(bytes.first(kMost), false);
@@ -66,7 +66,7 @@ void PackedElements::finish() {
 
 void PackedElements::deflate_some(std::span<const std::byte> bytes, bool end) {
     z_stream& z = m_stream->z;
-    // zlib does not write through it.
+    // zlib does not write to its input.
     z.next_in = reinterpret_cast<Bytef*>(const_cast<std::byte*>(bytes.data()));
     z.avail_in = static_cast<uInt>(bytes.size());
     int status = Z_OK;

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::int64_t kGroupPoints = std::int64_t{1} << 16;
 
-// How the values of an attribute are stored in the page.
+// The encoding of an attribute in the page.
 struct PageColumn {
     Type type = Type::float32;
     std::int64_t rounded = 0;
@@ -34,7 +34,7 @@ using Point = std::array<double, 3>;
 struct Place {
     std::optional<std::array<Point, 2>> bounds; // of the finite positions, if there are any
     Point center{};
-    double error = 0; // largest difference to a position as the page has it
+    double error = 0; // largest difference between a position and its encoded value
     std::int64_t unfinite = 0;
 };
 
@@ -58,7 +58,8 @@ std::string number_text(double v) {
     return text;
 }
 
-// Calls f(first, n) for runs of points, one value for a single attribute of a cloud with points.
+// Calls f(first, n) for runs of points; once, with n = 1, for a single-valued attribute of a cloud
+// that is not empty.
 template <typename F>
 void for_groups(const Cloud& cloud, const Attribute& attribute, F&& f) {
     const std::int64_t count =
@@ -67,7 +68,7 @@ void for_groups(const Cloud& cloud, const Attribute& attribute, F&& f) {
         f(first, std::min(kGroupPoints, count - first));
 }
 
-// What the values of one attribute have in common.
+// Properties of all values of one attribute.
 class Survey {
   public:
     template <typename T>
@@ -97,7 +98,7 @@ class Survey {
   private:
     bool m_int32 = true;
     bool m_whole = true;
-    bool m_beyond = false; // of what 32-bit floats can hold
+    bool m_beyond = false; // a value exceeds the range of 32-bit floats
     std::int64_t m_rounded = 0;
 };
 
@@ -166,7 +167,7 @@ Place locate(Cloud& whole, SampledCloud& part, std::size_t position) {
     return place;
 }
 
-// Turns the bytes of n points so that all their first bytes come first, then all second ones, ...
+// Transposes the bytes of n points: all first bytes, then all second bytes, and so on.
 void to_planes(std::span<const std::byte> items, std::size_t n, std::vector<std::byte>& planes) {
     planes.resize(items.size());
     const std::size_t width = n == 0 ? 0 : items.size() / n;
@@ -181,7 +182,7 @@ void write_values(Cloud& cloud, std::size_t index, OutputFile& out, Change&& cha
     PackedElements elements(out, index);
     std::vector<std::byte> planes;
     std::vector<T> values;
-    // Through doubles only where that is what the file has: they do not hold all of int64.
+    // Only doubles are converted from doubles, which cannot hold every int64.
     const auto run = [&](auto& reader) {
         for_groups(cloud, cloud.attributes[index], [&](std::int64_t first, std::int64_t n) {
             const auto read = reader.read(first, n);
@@ -251,7 +252,7 @@ nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Plac
                         const std::vector<PageColumn>& columns, const Notes& notes) {
     nlohmann::json page;
     page["version"] = 1;
-    // Without its folders: pages are handed on.
+    // Without directories: pages are shared with others.
     page["file"] = std::filesystem::path(whole.file_name).filename().string();
     page["count"] = whole.count;
     page["points"] = part.count;
@@ -261,7 +262,7 @@ nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Plac
     page["bounds"] = nullptr;
     if (place.bounds) page["bounds"] = *place.bounds;
     page["notes"] = notes;
-    if (notes.empty()) page["notes"] = {"Every value is as in the file."};
+    if (notes.empty()) page["notes"] = {"All values are exact."};
     page["attributes"] = nlohmann::json::array();
     for (std::size_t a = 0; a < columns.size(); ++a) {
         const Attribute& attribute = part.attributes[a];
@@ -274,13 +275,13 @@ nlohmann::json describe(const Cloud& whole, const SampledCloud& part, const Plac
     return page;
 }
 
-// JSON that cannot end its element or open another, whatever names a file has.
+// JSON for a script element: no name in a file can close the element or open another.
 std::string element_text(const nlohmann::json& page) {
     const std::string text = page.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
     std::string out;
     out.reserve(text.size());
     for (const char c : text) {
-        // Outside of strings JSON has none of these.
+        // In JSON these characters occur in strings only.
         if (c == '<') {
             out += "\\u003c";
         } else if (c == '>') {

@@ -28,7 +28,7 @@ void SampledCloud::read(std::size_t attribute, std::int64_t first, std::int64_t 
     const std::size_t bytes = attributes[attribute].bytes();
     auto* target = static_cast<std::byte*>(out);
     for (std::int64_t i = first; i < first + n;) {
-        // As many of the points as one block of the source holds.
+        // The sampled points within one block of the source.
         const std::int64_t begin = source_of(i);
         std::int64_t last = begin;
         std::int64_t next = i + 1;

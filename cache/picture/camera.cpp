@@ -7,8 +7,7 @@ namespace vx::cache {
 
 namespace {
 
-// A direction across `up` that faces the viewer of a picture by custom: +z where y is up, -y where
-// z is up.
+// The direction toward the viewer in the usual front view: +z where y is up, -y where z is up.
 Vec facing(const Vec& up) {
     const Vec u = normalized(up);
     const Vec guess = std::abs(u.z) > 0.7 ? Vec{0, -1, 0} : Vec{0, 0, 1};

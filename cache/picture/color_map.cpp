@@ -14,7 +14,7 @@ struct Lab {
     double l, a, b;
 };
 
-// The two matrices are those that OKLab was published with.
+// The matrices are from B. Ottosson, "A perceptual color space for image processing" (2020).
 Color from_oklab(const Lab& c) {
     const double l = std::pow(c.l + 0.3963377774 * c.a + 0.2158037573 * c.b, 3);
     const double m = std::pow(c.l - 0.1055613458 * c.a - 0.0638541728 * c.b, 3);
@@ -33,7 +33,7 @@ bool is_shown(const Color& c) {
     return std::all_of(c.begin(), c.end(), [](float v) { return v >= 0.0f && v <= 1.0f; });
 }
 
-// The largest chroma up to `wanted` that a screen can show.
+// The largest chroma up to `wanted` that is inside the sRGB gamut.
 Color shown(double lightness, double wanted, double degrees) {
     double low = 0;
     double high = wanted;

@@ -58,7 +58,7 @@ std::vector<std::byte> encode_image(const Picture& picture, ImageFormat format, 
         shown.reserve(3 * picture.pixels.size());
         for (const Color& c : picture.pixels) {
             for (const float v : c) {
-                // Not-a-number becomes 0.
+                // NaN becomes 0.
                 const float value = raw ? (v > 0.0f ? std::min(v, 1.0f) : 0.0f) : to_display(v);
                 shown.push_back(static_cast<unsigned char>(std::lround(value * 255.0f)));
             }

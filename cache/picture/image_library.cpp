@@ -27,7 +27,7 @@ extern "C" const char* vx_encode_image(const char* format, int width, int height
             spec.attribute("oiio:ColorSpace", "sRGB");
         } else {
             spec.attribute("compression", "zip");
-            // Without one it would be the time of day, and no two files alike.
+            // OpenImageIO would store the current time, and equal pictures would differ.
             spec.attribute("DateTime", "1970:01:01 00:00:00");
         }
         std::vector<unsigned char> file;

@@ -12,14 +12,14 @@ namespace vx::cache {
 
 namespace {
 
-// Everything in pixels of the picture.
+// All sizes are in pixels.
 struct Layout {
     int scale, margin, line, swatch, gap;
     int bar_height, rows;
     int width; // of the widest line
 };
 
-// With as many decimals as show a thousandth of `size`, without the zeros at the end.
+// Formats a value with enough decimals for a thousandth of `size`, without trailing zeros.
 std::string number_text(double v, double size) {
     char text[64];
     const double large = std::max(std::abs(v), size);
@@ -126,7 +126,7 @@ std::vector<Tick> bar_ticks(double low, double high, int most) {
     }
     const double clear = std::min(0.75 * size / std::max(most - 1, 1), 0.3 * size);
     const double first = std::ceil(low / step);
-    // Counted, since a step may be too small to change a number so far from zero.
+    // Count steps: adding a small step to a large number may not change it.
     for (int k = 0; k <= std::clamp(most, 2, 100); ++k) {
         const double v = (first + k) * step;
         if (!std::isfinite(v) || v >= high) break;

@@ -7,7 +7,7 @@ namespace vx::cache {
 
 namespace {
 
-constexpr double kRim = 0.3; // how far the rim of a disc stands back, in radii
+constexpr double kRim = 0.3; // distance of the rim behind the center, in radii
 constexpr float kNothing = -std::numeric_limits<float>::infinity();
 
 } // namespace
@@ -18,7 +18,7 @@ Picture::Picture(int w, int h, const Color& fill)
       pixels(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), fill) {}
 
 // A disc's samples: those with a u^2 + 2 b u v + c v^2 + 2 d u + 2 e v + f <= 0, where (u, v) are
-// samples from the center's place. What decides on nearness is
+// samples relative to the center. The depth key, larger for nearer samples, is
 // key + key_u u + key_v v - (rim_uu u^2 + 2 rim_uv u v + rim_vv v^2), the larger the nearer.
 struct DiscRaster::Conic {
     double x, y; // the center in samples of the band
@@ -47,7 +47,7 @@ bool DiscRaster::draw(const Disc& disc) {
     const double depth = -p.z;
     if (!(depth > cam.near_limit)) return false;
 
-    // Of one sample, on the image plane and where the disc is.
+    // Size of a sample on the image plane, and at the distance of the disc.
     const double step_x = cam.scale_x / m_samples;
     const double step_y = cam.scale_y / m_samples;
     const double stretch = flat ? 1 : cam.focal / depth;
@@ -124,7 +124,7 @@ bool DiscRaster::draw(const Disc& disc) {
 bool DiscRaster::fill(const Conic& k, const Color& color) {
     const double det = k.a * k.c - k.b * k.b;
     if (!(k.a > 0 && det > 0)) return false;
-    // The lines where the conic has a run: (b v + d)^2 >= a (c v^2 + 2 e v + f).
+    // The rows that the conic intersects: (b v + d)^2 >= a (c v^2 + 2 e v + f).
     const double half = k.b * k.d - k.a * k.e;
     const double spread = half * half + det * (k.d * k.d - k.a * k.f);
     if (!(spread > 0)) return false;

@@ -20,7 +20,7 @@ Matrix to_double(const scene::Matrix& m) {
     return out;
 }
 
-// Keeps cameras and what they hang in, and stops at the render command that it looks for.
+// Keeps cameras, instances and groups; stops at the requested render command.
 class CameraFinder final : public scene::SceneReceiver {
   public:
     explicit CameraFinder(std::string wanted) : m_wanted(std::move(wanted)) {}
@@ -121,7 +121,8 @@ class CameraFinder final : public scene::SceneReceiver {
     std::map<std::string, std::vector<std::string>> m_groups;
 };
 
-// "scene.mi:name" at the first colon behind which a file ends; names have colons of their own.
+// Splits "scene.mi:name" at the first colon that ends the name of a file; names of elements may
+// contain colons.
 std::pair<std::string, std::string> split(const std::string& text) {
     std::error_code ignored;
     for (std::size_t colon = 0; !std::filesystem::exists(text, ignored);) {
@@ -159,7 +160,7 @@ SceneCamera read_scene_camera(const std::string& text, int width, int height) {
             names += (names.empty() ? "" : ", ") + ("'" + name + "'");
         if (names.empty()) throw FileError(file, -1, "there is no camera instance");
         throw FileError(file, -1,
-                        (wanted.empty() ? "which camera? there is no render command, and there are "
+                        (wanted.empty() ? "no render command names a camera, and there are "
                                         : "there is no camera instance '" + wanted + "', but ") +
                             names);
     }

@@ -22,7 +22,7 @@ miColor color_of(const Float3& v) {
     return {v[0], v[1], v[2], 1};
 }
 
-// A state of an instance whose parameters are connected to nothing.
+// A state of an instance without connected parameters.
 miState state_at(miFunction& function, const Float3& point, const Float3& normal,
                  const Float3& direction) {
     miState state{};
@@ -37,7 +37,7 @@ miState state_at(miFunction& function, const Float3& point, const Float3& normal
 
 ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& notes)
     : m_map(map_of(*cloud, notes)), m_cloud(std::move(cloud)) {
-    // No file name: the map is there already.
+    // No file name: the map is already loaded.
     m_parameters.radius = settings.radius;
     m_parameters.maxPoints = settings.max_points;
     m_parameters.useLabels = settings.labels ? miTRUE : miFALSE;

@@ -69,7 +69,7 @@ namespace {
 
 using vx::cache::SmallRenderer;
 
-// What an unknown element is: the caller does not expect null.
+// Stands for unknown elements, because callers do not expect null.
 char g_empty[1] = "";
 
 void add_message(const char* level, const char* format, va_list arguments) {

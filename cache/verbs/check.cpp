@@ -102,7 +102,7 @@ void check_ids(Cloud& cloud, std::size_t index, Findings& findings) {
         return;
     }
     std::vector<bool> seen(span + 1);
-    OddityCount twins(Severity::warning, "values of 'id' were there before");
+    OddityCount twins(Severity::warning, "values of 'id' occur more than once");
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         const auto ids = reader.read(first, n);
         for (std::size_t i = 0; i < ids.size(); ++i) {
@@ -126,7 +126,7 @@ Findings check_file(const std::string& path, const OpenOptions& options, std::st
         if (position < 0) findings.push_back({Severity::error, -1, "there is no 'position'"});
         if (position >= 0 && cloud.attributes[static_cast<std::size_t>(position)].single &&
             cloud.count > 1) {
-            findings.push_back({Severity::warning, -1, "all points stand at one place"});
+            findings.push_back({Severity::warning, -1, "all points are at one position"});
         }
         if (cloud.find("rgbPP") < 0) {
             findings.push_back(
@@ -155,11 +155,11 @@ Run add_check(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     app.add_option("files", o->files,
-                   "files to check; #### stands for the frame, - for the standard input")
+                   "files to check; #### stands for the frame number, - for standard input")
         ->required();
     app.add_option("--frames", o->frames,
-                   "only these frames of a #### name, as 1-100x2; without it all that are there");
-    app.add_flag("--strict", o->strict, "end with status 1 for warnings too");
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    app.add_flag("--strict", o->strict, "exit with status 1 for warnings, too");
     return [o](Session& session) {
         Json all = Json::array();
         const auto check = [&](const std::string& path) {

@@ -60,7 +60,7 @@ Coloring choose_coloring(const Cloud& cloud, const std::string& by) {
     for (const Attribute& a : cloud.attributes)
         names += (names.empty() ? "" : ", ") + a.name;
     throw FileError(cloud.file_name, -1,
-                    "there is no attribute '" + by + "' to color by; there are " + names);
+                    "there is no attribute '" + by + "' to color by; available: " + names);
 }
 
 void ColorScale::add(double value) {
@@ -133,8 +133,8 @@ Color ColorReader::color(std::size_t i, const ColorScale& scale) {
         t = {size.x > 0 ? t.x / size.x : 0.5, size.y > 0 ? t.y / size.y : 0.5,
              size.z > 0 ? t.z / size.z : 0.5};
     }
-    // Directions and places are seen as they are: halfway shows as the middle of the screen's
-    // range.
+    // Directions and positions are not converted from linear light: 0.5 is the middle of the
+    // display range.
     return from_display(
         Color{static_cast<float>(t.x), static_cast<float>(t.y), static_cast<float>(t.z)});
 }

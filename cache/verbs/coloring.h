@@ -1,4 +1,4 @@
-// Which attribute colors the points, and how.
+// Colors of points by an attribute.
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
@@ -25,7 +25,7 @@ enum class ColorKind { plain, color, normal, position, scalar, label };
 struct Coloring {
     ColorKind kind = ColorKind::plain;
     std::size_t attribute = 0;
-    int component = 0; // scalar: which value, -1: the length of the vector
+    int component = 0; // of a scalar coloring; -1: the length of the vector
     std::string title;
 };
 
@@ -39,7 +39,7 @@ struct ColorScale {
     double low = std::numeric_limits<double>::infinity(); // of finite values
     double high = -std::numeric_limits<double>::infinity();
     Vec corner_low{0.0}, corner_high{0.0}; // of the positions
-    std::set<std::int32_t> labels;         // those that are there
+    std::set<std::int32_t> labels;         // that occur
     void add(double value);
 };
 
@@ -61,7 +61,7 @@ class ColorReader {
     std::span<const double> m_values;
     std::span<const std::int32_t> m_labels;
     std::size_t m_width = 1;
-    std::optional<std::int32_t> m_counted; // neighbors often have one label
+    std::optional<std::int32_t> m_counted; // label counted last; neighbors often share one
     std::unordered_map<std::int32_t, Color> m_label_colors;
 };
 

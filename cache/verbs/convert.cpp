@@ -1,4 +1,4 @@
-// A cloud in another format.
+// convert: writes a cloud in another format.
 #include "cache/cloud/derived.h"
 #include "cache/verbs/input_output.h"
 #include "cache/verbs/selection.h"

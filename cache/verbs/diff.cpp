@@ -17,7 +17,7 @@ using Json = nlohmann::ordered_json;
 
 struct Difference {
     std::string attribute;
-    std::int64_t points = 0; // that differ by more than the tolerance
+    std::int64_t points = 0; // differing by more than the tolerance
     std::int64_t first = -1;
     double largest = 0;
     double sum = 0;
@@ -27,8 +27,8 @@ struct Comparison {
     std::int64_t count_a = 0;
     std::int64_t count_b = 0;
     std::int64_t compared = 0;
-    std::int64_t unmatched = 0;   // nearest: points of the first without one in the second
-    std::int64_t unmatched_b = 0; // and the other way round
+    std::int64_t unmatched = 0;   // --nearest: points of the first without one in the second
+    std::int64_t unmatched_b = 0; // and of the second without one in the first
     std::vector<std::string> only_a;
     std::vector<std::string> only_b;
     std::vector<Difference> differences;
@@ -47,7 +47,7 @@ struct Tolerance {
     double relative = 0;
 };
 
-// The larger of the two magnitudes scales the relative part. Two not-a-numbers are equal.
+// The relative tolerance refers to the larger magnitude. NaN equals NaN.
 void compare(std::span<const double> a, std::span<const double> b, std::size_t width,
              std::int64_t point, const Tolerance& tolerance, Difference& d) {
     bool differs = false;
@@ -94,7 +94,8 @@ PointSet positions_of(Cloud& cloud) {
     return set;
 }
 
-// For every point of `from` the index of the nearest point of `to`, -1 beyond the distance.
+// For each point of `from`, the index of the nearest point of `to`; -1 if none is within the
+// distance.
 std::vector<std::int64_t> match(const PointSet& from, const PointSet& to, double distance) {
     std::vector<std::int64_t> matches(from.kdtree_get_point_count(), -1);
     if (to.p.empty()) return matches;
@@ -166,7 +167,7 @@ class Differ {
         for (const auto& [i, k] : m_shared) {
             Difference d;
             d.attribute = m_a.attributes[i].name;
-            // Positions are within the distance by now, and ids name places in a file.
+            // The positions match within the distance, and ids are places in a file.
             if (d.attribute == "position" || d.attribute == "id") continue;
             const auto width = static_cast<std::size_t>(m_a.attributes[i].width);
             TypedReader<double> right(m_b, k);
@@ -210,14 +211,15 @@ void print(const Comparison& c) {
     for (const std::string& name : c.only_b)
         std::printf("'%s': only in the second\n", name.c_str());
     if (c.unmatched + c.unmatched_b > 0) {
-        std::printf("without a partner: %lld of the first, %lld of the second\n",
+        std::printf("unmatched: %lld of the first, %lld of the second\n",
                     static_cast<long long>(c.unmatched), static_cast<long long>(c.unmatched_b));
     }
     for (const Difference& d : c.differences) {
         if (d.points == 0) continue;
-        std::printf("'%s': %lld of %lld points differ, the first is point %lld, by at most %.6g\n",
-                    d.attribute.c_str(), static_cast<long long>(d.points),
-                    static_cast<long long>(c.compared), static_cast<long long>(d.first), d.largest);
+        std::printf(
+            "'%s': %lld of %lld points differ, the first is point %lld; largest difference %.6g\n",
+            d.attribute.c_str(), static_cast<long long>(d.points),
+            static_cast<long long>(c.compared), static_cast<long long>(d.first), d.largest);
     }
     std::printf(c.differs() ? "the clouds differ\n" : "the clouds agree\n");
 }
@@ -249,15 +251,17 @@ Run add_diff(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     app.add_option("first", o->a, "a cloud")->required();
-    app.add_option("second", o->b, "the cloud to compare it with")->required();
+    app.add_option("second", o->b, "the cloud to compare with")->required();
     app.add_option("--tolerance", o->tolerance.absolute,
-                   "differences of values up to this are none (default 0)")
+                   "largest difference of values that counts as equal (default 0)")
         ->check(CLI::NonNegativeNumber);
-    app.add_option("--relative", o->tolerance.relative, "the same, as a share of the larger value")
+    app.add_option("--relative", o->tolerance.relative,
+                   "relative tolerance, as a fraction of the larger value")
         ->check(CLI::NonNegativeNumber);
     app.add_flag("--nearest", o->nearest,
                  "compare each point with the nearest one of the other cloud");
-    app.add_option("--distance", o->distance, "with --nearest: how far a partner may be")
+    app.add_option("--distance", o->distance,
+                   "with --nearest: largest distance between matched points")
         ->check(CLI::NonNegativeNumber)
         ->needs("--nearest");
     return [o](Session& session) {

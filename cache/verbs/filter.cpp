@@ -1,4 +1,4 @@
-// Some of the points of a cloud.
+// filter: keeps some of the points of a cloud.
 #include "cache/cloud/derived.h"
 #include "cache/verbs/input_output.h"
 #include "cache/verbs/selection.h"
@@ -17,25 +17,24 @@ void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
            "--labels", [&c](const std::string& text) { c.labels = text; },
            "labels to keep, as 1,3,5-7")
         ->group("Criteria");
-    app.add_option("--box", texts[0], "x,y,z,X,Y,Z: points within the box of these corners")
+    app.add_option("--box", texts[0], "x,y,z,X,Y,Z: keep points inside the box with these corners")
         ->group("Criteria");
-    app.add_option("--around", texts[1], "x,y,z,r: points no farther than r from x,y,z")
+    app.add_option("--around", texts[1], "x,y,z,r: keep points within the distance r of x,y,z")
         ->group("Criteria");
     app.add_option("--cone", texts[2],
-                   "x,y,z,a: points whose normal is within an angle of a degrees of x,y,z")
+                   "x,y,z,a: keep points whose normal is within a degrees of the direction x,y,z")
         ->group("Criteria");
-    app.add_option("--opacity", texts[3], "least,most: points with an opacity in this range")
+    app.add_option("--opacity", texts[3], "min,max: keep points with an opacity in this range")
         ->group("Criteria");
     app.add_flag("--invert", c.invert,
-                 "keep the points that the criteria refuse; thinning comes after it")
+                 "keep the points that fail the criteria; applied before thinning")
         ->group("Criteria");
-    app.add_option("--random", c.random, "keep this share of the points, chosen at random")
+    app.add_option("--random", c.random, "keep this fraction of the points, chosen at random")
         ->check(CLI::Range(0.0, 1.0))
         ->group("Thinning");
-    app.add_option("--seed", c.seed, "a number that stands for another random choice (default 0)")
-        ->group("Thinning");
+    app.add_option("--seed", c.seed, "seed of the random choice (default 0)")->group("Thinning");
     app.add_option("--spacing", c.spacing,
-                   "keep points that are at least so far from all that were kept before")
+                   "keep points at least this far from all points kept before")
         ->check(CLI::NonNegativeNumber)
         ->group("Thinning");
 }

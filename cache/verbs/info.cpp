@@ -137,10 +137,10 @@ Run add_info(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     app.add_option("files", o->files,
-                   "files to look at; #### stands for the frame, - for the standard input")
+                   "files to read; #### stands for the frame number, - for standard input")
         ->required();
     app.add_option("--frames", o->frames,
-                   "only these frames of a #### name, as 1-100x2; without it all that are there");
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
     return [o](Session& session) {
         Json all = Json::array();
         for (const std::string& pattern : o->files) {

@@ -4,14 +4,14 @@ namespace vx::cache {
 
 void InputOutput::add(CLI::App& app) {
     app.add_option("input", input,
-                   "the cloud to read; #### stands for the frame, - for the standard input")
+                   "the cloud to read; #### stands for the frame number, - for standard input")
         ->required();
     app.add_option("output", output,
                    "the file to write; its extension determines the format; needs #### when the "
                    "input has it")
         ->required();
     app.add_option("--frames", frames,
-                   "only these frames of a #### name, as 1-100x2; without it all that are there");
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
     options.add(app);
 }
 

@@ -1,4 +1,4 @@
-// What convert, filter and transform share: one cloud in, one out, or a sequence of frames.
+// The input and output of convert, filter and transform: a cloud, or a sequence of frames.
 #pragma once
 
 #include "cache/verbs/output.h"

@@ -32,7 +32,7 @@ struct Options {
     std::string scale;
     ReaderSettings settings;
 
-    // Whether any answer depends on the normal.
+    // Whether the results depend on the normal.
     bool needs_normal() const {
         return settings.facing || settings.min_angle > 0 || settings.max_angle < 180;
     }
@@ -43,7 +43,7 @@ Float3 vector_of(const std::string& text, const std::string& option) {
     return {static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2])};
 }
 
-// Three or four numbers; the reader ignores alpha.
+// Parses three or four numbers; the reader ignores alpha.
 Float3 color_of(const std::string& text, const std::string& option) {
     const std::vector<double> v = parse_numbers(text, 0, option);
     if (v.size() != 3 && v.size() != 4) {
@@ -115,16 +115,16 @@ std::string count_of(std::int64_t n, const char* what) {
     return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
-// One sentence per reason why the answer is not a plain blend.
+// One sentence for each reason why the result is not a plain blend.
 std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, const Seen& seen) {
     const Tally& t = seen.tally;
     std::vector<std::string> out;
     if (probe.disabled()) {
-        out.emplace_back("the cloud has no rgbPP: the shader is switched off and gives black");
+        out.emplace_back("the cloud has no rgbPP: the shader is disabled and returns black");
         return out;
     }
     if (!seen.success) {
-        out.emplace_back("the cloud has no points: the shader gives black and reports failure");
+        out.emplace_back("the cloud has no points: the shader returns black and false");
         return out;
     }
     if (seen.found.empty()) {
@@ -135,7 +135,8 @@ std::vector<std::string> reasons(const ReaderProbe& probe, const Options& o, con
                           number(static_cast<double>(o.settings.radius)) +
                           (t.nearest < 0 ? "" : "; the nearest is " + number(t.nearest) + " away"));
         } else {
-            out.push_back("all " + count_of(t.within, "point") + " within the radius were refused");
+            out.push_back("all " + count_of(t.within, "point") +
+                          " within the radius were rejected");
         }
     } else if (seen.blended == 0) {
         out.emplace_back("every point that was found faces the same way as the normal: the mean is "
@@ -176,7 +177,7 @@ void print(const ReaderProbe& probe, const Options& o, const LookupPoint& q, con
     std::printf("\n");
     const double length = std::hypot(q.normal[0], q.normal[1], q.normal[2]);
     if (o.needs_normal() && !(std::abs(length - 1) < 1e-3)) {
-        std::printf("  mind      the normal has length %s, and the shader takes it as it is\n",
+        std::printf("  mind      the normal has length %s, and the shader does not normalize it\n",
                     number(length).c_str());
     }
     for (const std::string& why : reasons(probe, o, seen))
@@ -236,21 +237,24 @@ Json describe(const ReaderProbe& probe, const Options& o, const LookupPoint& q, 
 void add_parameters(CLI::App& app, Options& o) {
     ReaderSettings& s = o.settings;
     const auto shader = [](CLI::Option* option) { option->group("Parameters of vx_pc_read"); };
-    shader(
-        app.add_option("--radius", s.radius, "of the search, world units")->capture_default_str());
-    shader(app.add_option("--max-points", s.max_points, "most points that are blended")
+    shader(app.add_option("--radius", s.radius, "search radius in world units")
+               ->capture_default_str());
+    shader(app.add_option("--max-points", s.max_points, "largest number of points that are blended")
                ->capture_default_str());
     shader(app.add_option_function<std::string>(
         "--labels", [&s](const std::string& text) { s.labels = text; },
         "useLabels on, with this list, as 1,3,5-7"));
-    shader(app.add_flag("--facing", s.facing, "facing 1: points before the surface only"));
-    shader(app.add_option("--min-angle", s.min_angle, "least angle between the normals, degrees")
-               ->capture_default_str());
-    shader(app.add_option("--max-angle", s.max_angle, "greatest angle between the normals, degrees")
-               ->capture_default_str());
+    shader(app.add_flag("--facing", s.facing, "facing 1: only points in front of the surface"));
+    shader(
+        app.add_option("--min-angle", s.min_angle, "smallest angle between the normals, in degrees")
+            ->capture_default_str());
+    shader(
+        app.add_option("--max-angle", s.max_angle, "largest angle between the normals, in degrees")
+            ->capture_default_str());
     shader(app.add_option("--falloff", o.falloff, "r,g,b[,a]: exponents of the weights (1,1,1)"));
     shader(app.add_option("--scale", o.scale, "r,g,b[,a]: gains of the blend (1,1,1)"));
-    shader(app.add_flag("--use-opacity", s.use_opacity, "points weigh as much as they are opaque"));
+    shader(app.add_flag("--use-opacity", s.use_opacity,
+                        "multiply the weights by the opacity of the points"));
 }
 
 void look(Session& session, const Options& o, const std::string& path, Json& all) {
@@ -269,10 +273,10 @@ void look(Session& session, const Options& o, const std::string& path, Json& all
         }
     }
     if (format != Format::mrmap) {
-        session.details(path + ": looked at as the map that a conversion makes of it");
+        session.details(path + ": examined as the map that convert would make of it");
     } else if (MakeFrameFileName(path, "mrmap", 1).empty()) {
         session.note("warning: " + path +
-                     ": the shader finds no file of such a name: it needs a frame's number, as "
+                     ": the shader cannot find a file of this name, which needs a frame number, as "
                      "cloud.0001.mrmap");
     }
     Json file;
@@ -304,22 +308,22 @@ Run add_lookup(CLI::App& app) {
     auto o = std::make_shared<Options>();
     app.add_option(
            "files", o->files,
-           "map files, or other clouds, which are looked at as the map that convert would make; "
-           "#### stands for the frame")
+           "map files, or other clouds, which are examined as the map that convert would make; "
+           "#### stands for the frame number")
         ->required();
     app.add_option("--frames", o->frames,
-                   "only these frames of a #### name, as 1-100x2; without it all that are there");
-    const auto where = [](CLI::Option* option) { option->group("Where"); };
-    where(app.add_option("--point", o->points, "x,y,z: the shading point; may be given again")
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    const auto where = [](CLI::Option* option) { option->group("Shading points"); };
+    where(app.add_option("--point", o->points, "x,y,z: the shading point; repeatable")
               ->allow_extra_args(false));
     where(app.add_option("--normal", o->normals,
-                         "x,y,z: the surface's normal there, of length 1; one for all points or "
+                         "x,y,z: unit surface normal; one for all points or "
                          "one each")
               ->allow_extra_args(false));
     where(app.add_option("--points", o->queries,
-                         "points and normals from a file of any format that is read"));
+                         "points and normals from a file in any supported format"));
     where(app.add_option("--direction", o->direction,
-                         "x,y,z: the ray's; no test of the shader looks at it"));
+                         "x,y,z: direction of the ray; not used by any test of the shader"));
     add_parameters(app, *o);
     return [o](Session& session) {
         if (o->points.empty() && o->queries.empty()) {

@@ -1,4 +1,4 @@
-// Many clouds in one.
+// merge: joins clouds into one.
 #include "cache/cloud/derived.h"
 #include "cache/verbs/input_output.h"
 #include "cache/verbs/selection.h"
@@ -18,16 +18,18 @@ Run add_merge(CLI::App& app) {
         OutputOptions options;
     };
     auto o = std::make_shared<Options>();
-    app.add_option("inputs", o->inputs, "clouds to join; #### stands for the frame")->required();
+    app.add_option("inputs", o->inputs, "clouds to join; #### stands for the frame number")
+        ->required();
     app.add_option("-o,--output", o->output,
                    "the file to write; its extension determines the format")
         ->required();
     app.add_option("--frames", o->frames,
-                   "only these frames of a #### name, as 1-100x2; without it all that are there");
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
     app.add_option("--distance", o->distance,
-                   "drop points that are nearer than this to an earlier one")
+                   "drop points that are closer than this to an earlier one")
         ->check(CLI::NonNegativeNumber);
-    app.add_flag("--keep-ids", o->keep_ids, "keep ids as they are; without it they count from 0");
+    app.add_flag("--keep-ids", o->keep_ids,
+                 "keep ids unchanged (default: number the points from 0)");
     o->options.add(app);
     return [o](Session& session) {
         (void)o->options.write_options(o->options.format_for(o->output));

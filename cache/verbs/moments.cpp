@@ -28,7 +28,7 @@ std::size_t lanes_of(std::size_t width) {
 }
 
 #ifdef __x86_64__
-// As many whole rows of V vectors as there are; the number of values done.
+// Accumulates all complete rows of V vectors. Returns the number of values consumed.
 template <std::size_t V>
 __attribute__((target("avx2"))) std::size_t add_rows(Moments* lanes, const double* values,
                                                      std::size_t count) {
@@ -37,7 +37,7 @@ __attribute__((target("avx2"))) std::size_t add_rows(Moments* lanes, const doubl
     __m256d least[V];
     __m256d most[V];
     __m256d sum[V];
-    std::int64_t rows = 0; // all of whose values are finite
+    std::int64_t rows = 0; // with finite values only
     for (std::size_t j = 0; j < V; ++j) {
         const Moments* m = lanes + 4 * j;
         least[j] = _mm256_set_pd(m[3].least, m[2].least, m[1].least, m[0].least);

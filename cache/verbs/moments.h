@@ -15,11 +15,11 @@ struct Moments {
     std::int64_t finite;
 };
 
-// Values come in runs, point by point. Sums are kept in several lanes, which makes them more exact
-// than one long sum: value number i of the attribute goes to lane i mod 4 w for a width w of 3 or 4
-// and to lane i mod 16 for 1 or 2, as long as every run but the last has a multiple of 16 points;
-// result() adds the lanes in order. Other widths have one lane a component. So the sums do not
-// depend on the processor.
+// Accumulates runs of values, point by point. Sums are kept in several lanes, which is more
+// accurate than one sum: value number i of the attribute goes to lane i mod 4 w for a width w of 3
+// or 4 and to lane i mod 16 for 1 or 2, as long as every run but the last has a multiple of 16
+// points; result() adds the lanes in order. Other widths have one lane a component. So the sums do
+// not depend on the processor.
 class Accumulator {
   public:
     explicit Accumulator(std::size_t width);

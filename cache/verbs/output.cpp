@@ -19,11 +19,10 @@ void OutputOptions::add(CLI::App& app) {
                    "ply: little (default), big, ascii; mrmap: closed (default), open, ascii")
         ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
         ->group("Output");
-    app.add_flag("-f,--force", force, "replace files that are there")->group("Output");
+    app.add_flag("-f,--force", force, "replace existing files")->group("Output");
     app.add_flag("--byte-color", byte_color, "ply: colors as bytes, for viewers")->group("Output");
-    app.add_flag(
-           "--all-fields", all_fields,
-           "pdc to mrmap: carry every attribute, not only the four that the shaders' maps have")
+    app.add_flag("--all-fields", all_fields,
+                 "pdc to mrmap: write every attribute, not only the four of the shaders' maps")
         ->group("Output");
 }
 
@@ -75,7 +74,7 @@ LabelReader::LabelReader(Cloud& cloud) {
     const int tag = cloud.find("tag");
     if (tag < 0) return;
     const auto index = static_cast<std::size_t>(tag);
-    // The shaders take a label of several values for none.
+    // The shaders ignore labels with several values.
     if (cloud.attributes[index].width == 1) m_reader.emplace(cloud, index, IntegerRule::wrap);
 }
 

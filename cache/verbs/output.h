@@ -23,7 +23,7 @@ struct OutputOptions {
     // Throws UsageError if neither the option nor the name determines the format.
     Format format_for(const std::string& path) const;
     WriteOptions write_options(Format format) const;
-    // Writes the cloud and prints what the format could not hold.
+    // Writes the cloud and reports what the format cannot represent.
     void write(Session& session, Cloud& cloud, const std::string& path,
                std::optional<Format> source = std::nullopt) const;
 };
@@ -36,7 +36,6 @@ class LabelSet {
     LabelSet(const LabelSet&) = delete;
     LabelSet& operator=(const LabelSet&) = delete;
     bool holds(std::int32_t label) const;
-    int count() const { return m_count; }
     std::span<const int> values() const { return {m_labels, static_cast<std::size_t>(m_count)}; }
 
   private:

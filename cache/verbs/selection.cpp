@@ -34,7 +34,7 @@ void sift(Cloud& cloud, std::size_t attribute, std::vector<bool>& keep, Test&& w
     });
 }
 
-// The same share of points for a seed on every machine: a mixed count, as splitmix64 does it.
+// A hash of the index and the seed (splitmix64), so that a seed selects the same points everywhere.
 double random_of(std::uint64_t seed, std::uint64_t point) {
     std::uint64_t z = (seed + 1) * 0x9e3779b97f4a7c15u + point * 0xd1b54a32d192ed03u;
     z = (z ^ z >> 30) * 0xbf58476d1ce4e5b9u;
@@ -43,7 +43,7 @@ double random_of(std::uint64_t seed, std::uint64_t point) {
     return static_cast<double>(z >> 11) * 0x1.0p-53;
 }
 
-// The points kept so far, by cells as large as the spacing.
+// The points kept so far, in cells as large as the spacing.
 class KeptPoints {
   public:
     explicit KeptPoints(double spacing) : m_spacing(spacing) {}

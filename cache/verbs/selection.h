@@ -1,4 +1,4 @@
-// Which points of a cloud are kept.
+// Selection of points.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -20,7 +20,7 @@ struct Criteria {
     double random = 1; // share of the points that is kept
     std::uint64_t seed = 0;
     double spacing = 0;  // least distance between two points that are kept
-    bool invert = false; // keeps the others; thinning comes after it
+    bool invert = false; // keeps the other points; applied before thinning
 };
 
 // One bit per point. Throws FileError if an attribute that a criterion needs is missing.

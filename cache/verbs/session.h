@@ -1,4 +1,4 @@
-// What all verbs share: messages, progress, the names of frames.
+// Messages, progress and names of frames, for all verbs.
 #pragma once
 
 #include "cache/formats/format.h"
@@ -19,14 +19,14 @@ class Session {
     bool failed = false;
     OpenOptions open_options;
 
-    // "vx_cache: error: ..." on the standard error; the run ends with status 1.
+    // Prints "vx_cache: error: ..." to standard error; the exit status will be 1.
     void error(const std::string& text);
     void error(const FileError& why) { error(why.text()); }
     void note(const std::string& text) const;    // unless quiet
     void details(const std::string& text) const; // only when verbose
-    // Runs f for one file. Reports exceptions, so that the caller can go on with the next file.
+    // Runs f for one file. Reports exceptions, so that the caller can continue with the next file.
     void attempt(const std::function<void()>& f);
-    // Opens a cloud and prints what was found in it.
+    // Opens a cloud and prints the findings.
     OpenedCloud open(const std::string& path) const;
     // Returns a progress display on a terminal, an empty function elsewhere.
     std::function<void(std::int64_t, std::int64_t)> progress(std::string what) const;
@@ -34,12 +34,13 @@ class Session {
 
 struct Frames {
     std::vector<int> numbers;
-    // "1-100x2,200": UsageError for anything else.
+    // Parses "1-100x2,200". Throws UsageError.
     static Frames parse(const std::string& text);
 };
 
-// "shot.####.pdc" with frames: a name per frame, padded to the number of #. Without frames: the
-// files that exist, in order; FileError if there are none. A name without "#" is returned as it is.
+// Expands "shot.####.pdc" to a name per frame, padded to the number of #. Without frames, returns
+// the existing files, in order; throws FileError if there are none. Names without "#" are returned
+// unchanged.
 struct FramedName {
     std::string name;
     int frame = 0;
@@ -49,7 +50,7 @@ std::vector<FramedName> expand_frames(const std::string& pattern, const std::str
 bool has_frame_field(const std::string& pattern);
 std::string name_of_frame(const std::string& pattern, int frame);
 
-// "1,2,3" as numbers; UsageError unless there are `count` of them (0: any number).
+// Parses "1,2,3". Throws UsageError unless there are `count` numbers (0: any number).
 std::vector<double> parse_numbers(const std::string& text, std::size_t count,
                                   const std::string& option);
 

@@ -15,17 +15,17 @@ namespace vx::cache {
 namespace {
 
 constexpr std::int64_t kWantedSamples = 200;
-constexpr int kMostChained = 4; // samples that a point is measured against at most
+constexpr int kMostChained = 4; // samples that a point is compared with, at most
 constexpr int kMostCells = 128; // along each axis
-constexpr std::int64_t kPiecePoints = 8 * kBlockPoints; // that a thread takes at a time
+constexpr std::int64_t kPiecePoints = 8 * kBlockPoints; // per task of a thread
 
 struct Sample {
     std::array<double, 3> p;
     std::int64_t index;
 };
 
-// The samples whose nearest neighbor may lie in a cell. One bit per cell says whether there are
-// any, so that the walk over all points stays within the processor's cache.
+// The samples whose nearest neighbor may be in a cell. One bit per cell marks cells with samples,
+// so that the pass over all points stays within the processor's cache.
 class Grid {
   public:
     Grid(const std::array<double, 3>& low, double size, int cells)
@@ -34,7 +34,7 @@ class Grid {
         m_marked.assign(side * side * side / 64 + 1, 0);
     }
 
-    // Null in most places, for positions that are not finite too.
+    // Null for most cells, and for positions that are not finite.
     const std::vector<std::uint32_t>* near(const double* p) const {
         const double x = (p[0] - m_low[0]) * m_per_unit;
         const double y = (p[1] - m_low[1]) * m_per_unit;
@@ -43,8 +43,8 @@ class Grid {
         if ((m_marked[s / 64] >> (s % 64) & 1) == 0 || !std::isfinite(x + y + z)) return nullptr;
         return &m_samples.at(s);
     }
-    // False, and nothing is marked, where many samples are already: the points of a crowd would be
-    // measured against all of them.
+    // Returns false and marks nothing if the cell has many samples already; every point of a dense
+    // cluster would be compared with all of them.
     bool mark(const double* p, std::uint32_t sample) {
         int c[3];
         for (std::size_t k = 0; k < 3; ++k)
@@ -71,7 +71,7 @@ class Grid {
     }
 
   private:
-    // Not-a-number goes to cell 0.
+    // NaN is in cell 0.
     int cell(double v) const {
         const double last = m_cells - 1;
         return static_cast<int>(v > 0 ? (v < last ? v : last) : 0);
@@ -108,7 +108,7 @@ void measure_run(const Grid& grid, const std::vector<Sample>& samples, std::span
 
 Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double, 3>& low,
                      double size) {
-    // A surface of n points has about sqrt(n) of them along each axis.
+    // A surface of n points has about sqrt(n) points along each axis.
     const double wanted = std::sqrt(static_cast<double>(cloud.count)) / 2;
     const int cells = static_cast<int>(std::clamp(wanted, 1.0, static_cast<double>(kMostCells)));
     const double cell = size / cells;
@@ -149,7 +149,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
         double least = kInfinite;
         for (const auto& of_worker : nearest)
             least = std::min(least, of_worker[s]);
-        // Farther than a cell there may be nearer points that were not looked at.
+        // Beyond a cell, nearer points may not have been examined.
         if (least <= cell * cell) found.push_back(std::sqrt(least));
     }
     if (found.size() * 2 < samples.size() || found.empty()) return {};

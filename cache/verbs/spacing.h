@@ -1,4 +1,4 @@
-// How far points are from their nearest neighbors, by a sample of them.
+// Distances between nearest neighbors, estimated from a sample of the points.
 #pragma once
 
 #include "cache/cloud/cloud.h"
@@ -10,16 +10,16 @@
 namespace vx::cache {
 
 struct Spacing {
-    std::int64_t samples = 0; // points whose nearest neighbor was looked for; 0: no figures
+    std::int64_t samples = 0; // points whose nearest neighbor was found; 0: no estimate
     double median = 0;
     double most = 0;
 };
 
-// About 200 points, evenly out of the cloud's order, less those in crowds and those whose nearest
-// neighbor is farther than a cell of a grid over the cloud (sqrt(n)/2 cells, at most 128, along
-// the longest side); no figures when more than half are lost that way. One walk over all points, no
-// tree. `low` and `size` are the lower corner and the longest side of the finite positions. Throws
-// FileError.
+// Samples about 200 points at even intervals, except those in dense clusters and those whose
+// nearest neighbor is farther than a cell of a grid over the cloud (sqrt(n)/2 cells, at most 128,
+// along the longest side). There is no estimate if that excludes more than half. Takes one pass
+// over all points and no tree. `low` and `size` are the lower corner and the longest side of the
+// finite positions. Throws FileError.
 Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double, 3>& low,
                      double size);
 

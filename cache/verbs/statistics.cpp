@@ -15,9 +15,9 @@ namespace vx::cache {
 namespace {
 
 constexpr std::size_t kMostLabels = 100000;
-constexpr std::int64_t kReadValues = 8192;     // at a time: they stay in the processor's cache
-constexpr std::int64_t kMostPieces = 4096;     // of an attribute, so that memory stays flat
-constexpr std::int64_t kPiecePoints = 1 << 16; // what a thread takes at a time, at least
+constexpr std::int64_t kReadValues = 8192;     // per read, within the processor's cache
+constexpr std::int64_t kMostPieces = 4096;     // per attribute, to limit memory
+constexpr std::int64_t kPiecePoints = 1 << 16; // least size of a task
 
 class Labels {
   public:
@@ -56,14 +56,14 @@ class Labels {
         m_others[label] += times;
     }
 
-    // Small labels, which nearly all are; two tables, so that one addition need not wait for the
-    // one before. A label may stand in both kinds of table.
+    // Small labels, the usual ones. Two tables, so that successive additions are independent. A
+    // label may be in both kinds of table.
     std::array<std::array<std::int64_t, kFew>, 2> m_few{};
     std::unordered_map<std::int64_t, std::int64_t> m_others;
     bool m_many = false;
 };
 
-// Some points of one attribute, or all of it where labels are counted, which is done in order.
+// Some points of one attribute; all points if labels are counted, which is done in order.
 struct Task {
     std::size_t attribute;
     std::int64_t first;
@@ -156,7 +156,7 @@ Statistics measure(Cloud& cloud, const Progress& progress) {
         for (std::int64_t at = 0; at < points; at += whole ? points : piece)
             tasks.push_back({a, at, whole ? points : std::min(at + piece, points)});
     }
-    // The long task first, the others in the order of the points, which suits one reading thread.
+    // The longest task first; the others in the order of the points, for sequential reads.
     std::stable_sort(tasks.begin(), tasks.end(), [&](const Task& x, const Task& y) {
         const auto key = [&](const Task& t) {
             return has_labels && static_cast<int>(t.attribute) == tag ? -1 : t.first;

@@ -12,19 +12,19 @@
 
 namespace vx::cache {
 
-// Not-a-number without a finite value.
+// NaN if there is no finite value.
 struct Range {
     double least = 0;
     double most = 0;
-    double mean = 0;         // of sums over pieces of the cloud, added in their order
-    std::int64_t finite = 0; // values that the three are taken from
+    double mean = 0;         // from sums over pieces of the cloud, added in order
+    std::int64_t finite = 0; // number of finite values
     std::int64_t total = 0;
 };
 
 struct Statistics {
     std::vector<std::vector<Range>> ranges; // per attribute and component
     std::map<std::int64_t, std::int64_t> labels;
-    bool many_labels = false; // more than were counted apart
+    bool many_labels = false; // more labels than are counted
     Spacing spacing;
 };
 

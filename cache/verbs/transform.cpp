@@ -1,4 +1,4 @@
-// A cloud that is scaled, turned and moved.
+// transform: scales, rotates and moves a cloud.
 #include "cache/cloud/derived.h"
 #include "cache/verbs/input_output.h"
 #include "cache/verbs/verbs.h"
@@ -19,13 +19,14 @@ Run add_transform(CLI::App& app) {
     };
     auto o = std::make_shared<Options>();
     o->files.add(app);
-    app.add_option("--scale", o->scale, "a factor for all lengths; applied first");
-    app.add_option("--up", o->up, "turn the up axis: y-to-z or z-to-y; applied second")
+    app.add_option("--scale", o->scale, "scale factor; applied first");
+    app.add_option("--up", o->up, "convert the up axis: y-to-z or z-to-y; applied second")
         ->check(CLI::IsMember({"y-to-z", "z-to-y"}));
     app.add_option("--matrix", o->matrix,
-                   "16 numbers with commas, rows as in scene files, the translation in the last; "
+                   "16 numbers separated by commas, row by row as in scene files, with the "
+                   "translation in the last row; "
                    "applied third");
-    app.add_option("--translate", o->translate, "x,y,z to add; applied last");
+    app.add_option("--translate", o->translate, "x,y,z: translation; applied last");
     return [o](Session& session) {
         if (!(o->scale > 0) || !std::isfinite(o->scale))
             throw UsageError("--scale: must be above 0");

@@ -1,5 +1,5 @@
-// The verbs. Each function adds the options of its subcommand and returns a function that runs it.
-// That throws UsageError for invalid options; failed files are reported through the session.
+// The verbs. Each function adds the options of its subcommand and returns a function that runs it,
+// which throws UsageError for invalid options and reports failed files to the session.
 #pragma once
 
 #include "cache/verbs/session.h"

@@ -28,7 +28,7 @@ std::vector<Shot> shots_of(const ViewOptions& o) {
     return shots;
 }
 
-// Before anything is read; the file is looked at again when it is written.
+// Checks the output before anything is read; it is checked again when it is written.
 void refuse_existing(const std::string& name, bool force) {
     std::error_code ignored;
     if (!force && std::filesystem::is_regular_file(name, ignored)) {
@@ -86,15 +86,15 @@ class ViewRun {
         if (m_survey.points > 100 && m_survey.radius > across / 2) {
             m_session.note("radii up to " + number_of(m_survey.radius) + " in a cloud that is " +
                            number_of(across) +
-                           " across hide most of it, and take long; "
+                           " across hide most of it and are slow; "
                            "--radius or --radius-scale makes them smaller");
         }
         if (m_survey.points == 0) {
             throw FileError(m_options.input, -1,
-                            m_counted == 0 ? "there is nothing to see: the cloud has no points"
+                            m_counted == 0 ? "nothing to draw: the cloud has no points"
                             : m_options.style.labels
-                                ? "there is nothing to see: no point has one of the labels"
-                                : "there is nothing to see: no point has a finite position");
+                                ? "nothing to draw: no point has one of the labels"
+                                : "nothing to draw: no point has a finite position");
         }
         if (m_options.range) {
             m_survey.scale.low = m_options.range->first;
@@ -106,18 +106,18 @@ class ViewRun {
     }
 
   private:
-    // An open cloud, which stays at its place in memory while it is walked over.
+    // An open cloud at a stable address.
     struct Opened {
         OpenedCloud opened;
         std::unique_ptr<ViewCloud> points;
     };
 
-    // Each cloud of a sequence is opened again whenever it is needed; a single one stays open, so
-    // that it can come through a pipe.
+    // Clouds of a sequence are opened whenever they are needed; a single cloud stays open, because
+    // it may come from a pipe.
     ViewCloud& open(const std::string& name, bool first) {
         if (m_current.points && name == m_current_name) return *m_current.points;
         m_current.points.reset();
-        Findings ignored; // said the first time
+        Findings ignored; // reported the first time
         m_current.opened =
             first ? m_session.open(name) : open_cloud(name, ignored, m_session.open_options);
         const auto known = m_radii.find(name);
@@ -134,9 +134,9 @@ class ViewRun {
         const Cloud& file = *m_current.opened.cloud;
         m_coloring = cloud.coloring();
         if (m_options.range && m_coloring.kind != ColorKind::scalar) {
-            throw UsageError("--range is for numbers, which '" +
-                             (m_coloring.title.empty() ? "no attribute" : m_coloring.title) +
-                             "' is not colored by");
+            throw UsageError(
+                "--range applies to numbers; the points are colored by " +
+                (m_coloring.title.empty() ? "no attribute" : "'" + m_coloring.title + "'"));
         }
         m_counted += file.count;
         m_survey.add(cloud);
@@ -146,7 +146,7 @@ class ViewRun {
         }
         if (cloud.without_value > 0) {
             m_session.note(file.file_name + ": " + points_text(cloud.without_value) +
-                           " drawn in grey: '" + m_coloring.title + "' is not finite");
+                           " drawn in gray: '" + m_coloring.title + "' is not finite");
         }
     }
 
@@ -165,7 +165,7 @@ class ViewRun {
         const Matrix& m = m_placed.camera.to_camera;
         const Vec t = m.translation();
         const Vec eye(-t.dot(row_of(m, 0)), -t.dot(row_of(m, 1)), -t.dot(row_of(m, 2)));
-        m_session.details("the eye is at " + text_of(eye) + ", the middle of the cloud at " +
+        m_session.details("the eye is at " + text_of(eye) + ", the center of the cloud at " +
                           text_of((m_survey.low + m_survey.high) * 0.5));
         if (m_options.legend && m_legend.kind != Legend::Kind::none &&
             legend_width(m_legend, m_placed.camera.width, m_placed.camera.height) == 0) {

@@ -15,7 +15,7 @@ constexpr double kMargin = 0.05; // of the shorter side
 constexpr int kDefaultWidth = 1280;
 constexpr int kDefaultHeight = 960;
 
-// What a cloud sweeps when it turns about an axis: rings, as few as show its outline.
+// The volume that a cloud sweeps when it rotates about an axis, as a few rings of its outline.
 class Rings {
   public:
     Rings(const Vec& center, const Vec& up, double reach)
@@ -70,7 +70,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
             throw FileError(choice.scene, -1,
                             "a picture of the camera's " + std::to_string(placed.camera.width) +
                                 " x " + std::to_string(placed.camera.height) +
-                                " pixels cannot be made; say another --size");
+                                " pixels are not supported; choose another --size");
         }
         return placed;
     }
@@ -87,7 +87,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
     if (is_aimed) aside = 0;
     const Direction direction = named_direction(choice.view, choice.up);
     const Vec back = is_explicit ? normalized(*choice.from - placed.center) : direction.back;
-    if (!(length(back) > 0)) throw UsageError("--from is the middle of the cloud; say --to");
+    if (!(length(back) > 0)) throw UsageError("--from is the center of the cloud; give --to");
     const Matrix rotation = look_at(back, Vec(0.0), direction.up);
 
     const double free = 2 * kMargin * std::min(width, height);
@@ -96,7 +96,7 @@ PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& sur
     Framing framing(rotation, choice.orthographic, half * part_x, half * height / width * part_y);
     const auto add = [&](const Vec& p, double r) {
         framing.add(p, r);
-        // Both sides of what is aimed at count, so that it stays in the middle.
+        // Mirror the extent at the target, which stays in the center.
         if (is_aimed) framing.add(placed.center * 2 - p, r);
     };
     if (options.turntable > 0) {
@@ -121,7 +121,7 @@ Camera turned(const PlacedCamera& placed, const Vec& up, double degrees) {
     const double c = std::cos(a);
     const double s = std::sin(a);
     const Vec u = normalized(up);
-    // The world turns the other way about the axis: rows are what becomes of x, y and z.
+    // The world rotates in the opposite direction; the rows are the images of x, y and z.
     const auto turn = [&](const Vec& v) {
         return v * c + u.cross(v) * -s + u * (u.dot(v) * (1 - c));
     };

@@ -5,12 +5,12 @@
 
 namespace vx::cache {
 
-// A camera that frames all points. `each` calls its argument with the positions and
-// radii of the points. `aside`: width of the legend at the right, in pixels.
+// A camera that frames all points. `each` calls its argument with the positions and radii of the
+// points; `aside` is the width of the legend on the right, in pixels.
 using EachBall = std::function<void(const std::function<void(const Vec&, double)>&)>;
 struct PlacedCamera {
     Camera camera;
-    Vec center{0.0}; // what a turntable turns about
+    Vec center{0.0}; // of rotation, for turntables
 };
 PlacedCamera place_camera(const ViewOptions& options, const SequenceSummary& survey, int aside,
                           const EachBall& each);

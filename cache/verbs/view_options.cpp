@@ -28,32 +28,35 @@ bool is_possible_size(std::int64_t width, std::int64_t height) {
 }
 
 void ViewOptions::add(CLI::App& app) {
-    app.add_option("input", input, "a cloud; #### stands for a frame, - for the standard input")
+    app.add_option("input", input,
+                   "a cloud; #### stands for the frame number, - for standard input")
         ->required();
     app.add_option("-o,--output", output, "the picture: a name that ends in .png or .exr");
     app.add_option("--html", html,
-                   "a page to look around in with a browser: one file that needs no network");
+                   "an interactive page for browsers: one file, which needs no network");
     app.add_option("--max-points", page_points,
-                   "of the page; of a larger cloud it gets a part that is spread evenly")
+                   "number of points of the page; a larger cloud is sampled evenly")
         ->check(CLI::Range(std::int64_t{1}, kMostPagePoints))
         ->capture_default_str();
-    app.add_option("--frames", frames, "the frames of a pattern, as 1-100x2; else those there are");
-    app.add_flag("-f,--force", force, "replace files that are there");
+    app.add_option("--frames", frames,
+                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    app.add_flag("-f,--force", force, "replace existing files");
 
-    const char* const look = "Look";
+    const char* const look = "Appearance";
     app.add_option("--by", style.by,
-                   "attribute that colors the points; NAME.x, NAME.length or NAME.rgb of a vector "
+                   "attribute that colors the points; for vectors NAME.x, NAME.length or NAME.rgb "
                    "(default: rgbPP)")
         ->group(look);
-    app.add_option("--range", m_range,
-                   "lo,hi: values that the colors go between (default: those there are)")
+    app.add_option(
+           "--range", m_range,
+           "min,max: range of values that the colors cover (default: the range of the data)")
         ->group(look);
     app.add_flag_callback(
            "--flat", [this] { style.lit = false; },
-           "colors as they are; else lit from above left of the eye")
+           "unshaded colors (default: lit from the upper left)")
         ->group(look);
     app.add_flag("--raw", raw,
-                 "png: stored as the values are, as vx_render does; else for a screen (sRGB)")
+                 "png: store linear values, as vx_render does (default: sRGB, for display)")
         ->group(look);
     app.add_option_function<std::string>(
            "--labels", [this](const std::string& text) { style.labels = text; },
@@ -61,17 +64,18 @@ void ViewOptions::add(CLI::App& app) {
         ->group(look);
     app.add_option_function<double>(
            "--radius", [this](double r) { style.radius = r; },
-           "of every disc (default: its own, or the distance between neighbors)")
+           "radius of all discs (default: the radius of each point, or the distance between "
+           "neighbors)")
         ->group(look);
-    app.add_option("--radius-scale", style.radius_scale, "discs larger or smaller than they are")
+    app.add_option("--radius-scale", style.radius_scale, "factor for the radii of the discs")
         ->group(look);
     app.add_option("--background", m_background,
-                   "r,g,b from 0 to 1, as the file holds it (default: dark grey)")
+                   "r,g,b from 0 to 1, stored unchanged (default: dark gray)")
         ->group(look);
     app.add_flag_callback(
-           "--no-legend", [this] { legend = false; }, "without the color bar")
+           "--no-legend", [this] { legend = false; }, "omit the color bar")
         ->group(look);
-    app.add_option("--samples", style.samples, "per pixel and axis, against jagged edges")
+    app.add_option("--samples", style.samples, "antialiasing samples per pixel and axis")
         ->check(CLI::Range(1, 8))
         ->capture_default_str()
         ->group(look);
@@ -81,18 +85,18 @@ void ViewOptions::add(CLI::App& app) {
     app.add_option("--view", camera.view, "front, back, left, right, top or bottom")
         ->check(CLI::IsMember({"front", "back", "left", "right", "top", "bottom"}))
         ->group(where);
-    app.add_option("--from", m_from, "x,y,z: where the eye is")->group(where);
-    app.add_option("--to", m_to, "x,y,z: what it looks at (default: the middle)")->group(where);
-    app.add_option("--up", m_up, "x,y,z: which way is up (default: 0,1,0)")->group(where);
-    app.add_option("--fov", camera.field_of_view, "degrees across the width")
+    app.add_option("--from", m_from, "x,y,z: position of the eye")->group(where);
+    app.add_option("--to", m_to, "x,y,z: the point to look at (default: the center)")->group(where);
+    app.add_option("--up", m_up, "x,y,z: the up direction (default: 0,1,0)")->group(where);
+    app.add_option("--fov", camera.field_of_view, "horizontal field of view, in degrees")
         ->capture_default_str()
         ->group(where);
-    app.add_flag("--ortho", camera.orthographic, "without perspective")->group(where);
+    app.add_flag("--ortho", camera.orthographic, "orthographic projection")->group(where);
     app.add_option("--camera", camera.scene,
                    "scene.mi or scene.mi:instance: the camera of a scene, pixel by pixel")
         ->group(where);
     app.add_option("--turntable", turntable,
-                   "so many pictures around the up axis: NAME.0001.png, or #### in the name")
+                   "number of pictures around the up axis: NAME.0001.png, or #### in the name")
         ->check(CLI::Range(1, 100000))
         ->group(where);
 }
@@ -103,7 +107,7 @@ void ViewOptions::settle() {
         throw UsageError("--html: either both names have #### or neither");
     }
     if (!html.empty() && !output.empty() && input == "-") {
-        throw UsageError("the standard input is read once: --output or --html, not both");
+        throw UsageError("standard input can be read only once: use --output or --html, not both");
     }
     if (!m_range.empty()) {
         const std::vector<double> r = parse_numbers(m_range, 2, "--range");
@@ -119,7 +123,7 @@ void ViewOptions::settle() {
         if (placed || turntable > 0 || !m_size.empty() || !m_background.empty() || style.radius ||
             style.radius_scale != 1) {
             throw UsageError("of the options for looks and camera, --html knows --by, --range and "
-                             "--labels; the rest is set in the page");
+                             "--labels; the others are set in the page");
         }
         return;
     }
@@ -159,15 +163,15 @@ void ViewOptions::settle() {
         throw UsageError("--fov: must be from 0.1 to 170 degrees");
     }
     const bool placed = camera.from || camera.to;
-    if (placed && !camera.view.empty()) throw UsageError("--view leaves no --from and --to");
+    if (placed && !camera.view.empty()) throw UsageError("--view excludes --from and --to");
     if (camera.from && camera.to && *camera.from == *camera.to) {
         throw UsageError("--from and --to are the same place");
     }
     if (!camera.scene.empty() && (placed || !camera.view.empty() || camera.orthographic)) {
-        throw UsageError("--camera leaves no --from, --to, --view and --ortho");
+        throw UsageError("--camera excludes --from, --to, --view and --ortho");
     }
     if (turntable > 0 && has_frame_field(input)) {
-        throw UsageError("--turntable is for one cloud, not for a sequence of frames");
+        throw UsageError("--turntable applies to one cloud, not to a sequence of frames");
     }
     if (turntable == 0 && has_frame_field(input) != has_frame_field(output)) {
         throw UsageError("either both names have #### or neither");

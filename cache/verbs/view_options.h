@@ -1,4 +1,4 @@
-// The options of `view` as typed, and what they mean.
+// The options of `view`.
 #pragma once
 
 #include "cache/picture/camera.h"
@@ -18,14 +18,14 @@ struct CameraChoice {
     Vec up{0, 1, 0};
     std::string view; // of named_direction
     bool orthographic = false;
-    double field_of_view = 35; // degrees, across the width
+    double field_of_view = 35; // horizontal, in degrees
     std::string scene;         // "scene.mi:instance" instead of all of the above
-    int width = 0, height = 0; // 0: not said
+    int width = 0, height = 0; // 0: not given
 };
 
 struct ViewOptions {
     std::string input, output, frames;
-    std::string html; // a page instead of a picture, or beside it
+    std::string html; // name of the page, instead of or in addition to a picture
     std::int64_t page_points = 2'000'000;
     bool force = false;
     bool legend = true;

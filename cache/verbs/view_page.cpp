@@ -31,7 +31,7 @@ PageStart start_of(const Cloud& cloud, const ViewOptions& o) {
     start.attribute = coloring.attribute;
     start.component = coloring.component;
     if (o.range && start.mode != PageStart::Mode::value) {
-        throw UsageError("--range is for numbers: say which with --by");
+        throw UsageError("--range applies to numbers: choose an attribute with --by");
     }
     start.range = o.range;
     if (o.style.labels) {

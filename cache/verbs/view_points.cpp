@@ -17,7 +17,7 @@ std::optional<std::size_t> find(const Cloud& cloud, const char* name, int width)
     return static_cast<std::size_t>(at);
 }
 
-// How long a unit of the world is for a camera whose transformation scales.
+// The length of a world unit in camera space, whose transformation may scale.
 double camera_scale(const Matrix& m) {
     return std::cbrt(std::abs(row_of(m, 0).dot(row_of(m, 1).cross(row_of(m, 2)))));
 }
@@ -50,8 +50,8 @@ ViewCloud::ViewCloud(Cloud& cloud, const ViewStyle& style, std::optional<double>
 }
 
 // Discs as large as the distance to the nearest neighbor overlap on an even grid; scattered points
-// have larger gaps, up to about three times that. Where no neighbors can be told, it is half the
-// distance in a square sheet of as many points as large as the cloud.
+// have larger gaps, up to about three times that. Without an estimate, half the distance between
+// the points of an even square grid as large as the cloud with as many points.
 double ViewCloud::derived_radius() const {
     const Statistics s = measure(m_cloud, {});
     if (s.spacing.samples > 0 && s.spacing.median > 0) {
@@ -130,7 +130,7 @@ DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& ca
         std::int64_t done = 0;
         cloud.each([&](const ViewCloud::Point& p, ColorReader& colors) {
             if (progress && ++done % kBlockPoints == 0) {
-                // Bands count as a part of the work each.
+                // Each band is one part of the work.
                 progress(first * total + done * lines, total * camera.height);
             }
             Disc disc;

@@ -1,4 +1,4 @@
-// The points of a cloud on their way into a picture, a run at a time.
+// The points of a cloud for pictures, read a run at a time.
 #pragma once
 
 #include "cache/picture/camera.h"
@@ -10,7 +10,7 @@
 
 namespace vx::cache {
 
-// What is drawn of a cloud, and how.
+// Selection and size of the points that are drawn.
 struct ViewStyle {
     std::string by;
     std::optional<std::string> labels; // a list in the shaders' syntax
@@ -40,7 +40,7 @@ class ViewCloud {
 
     const Coloring& coloring() const { return m_coloring; }
     std::int64_t count() const { return m_cloud.count; }
-    // Of points without a radius of their own.
+    // The radius of points that have none.
     double fixed_radius() const { return m_fixed_radius; }
     // After each(): how many points of the wanted labels have no finite position, and how many have
     // no finite value to be colored by.
@@ -59,9 +59,9 @@ class ViewCloud {
     double m_fixed_radius = 0;
 };
 
-// What all clouds of a sequence have in common.
+// Totals over all clouds of a sequence.
 struct SequenceSummary {
-    std::int64_t points = 0; // that are drawn
+    std::int64_t points = 0; // drawn
     Vec low{0.0}, high{0.0}; // of their positions
     double radius = 0;       // the largest
     ColorScale scale;
@@ -71,14 +71,14 @@ struct SequenceSummary {
 // One picture, without its legend.
 struct DrawnCloud {
     Picture picture;
-    std::int64_t points = 0; // that lie within the picture, seen or hidden
+    std::int64_t points = 0; // within the picture, visible or hidden
 };
 DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
                       const ColorScale& scale, const Progress& progress);
 
-// How much of its color a surface shows: `normal` and `to_eye` in the camera's space, of length 1.
-// Two-sided; a soft light from above left of the eye, so that a surface that faces the eye is
-// bright and one that turns away fades without going black.
+// Shading factor of a two-sided surface under a soft light from the upper left of the eye. Surfaces
+// that face the eye are bright; grazing ones fade but do not turn black. `normal` and `to_eye` are
+// unit vectors in camera space.
 double shade(const Vec& normal, const Vec& to_eye);
 
 } // namespace vx::cache

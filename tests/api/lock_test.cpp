@@ -67,7 +67,7 @@ TEST_F(ApiLock, UninitializedLocksEndTheRender) {
                 HasSubstr("mi_unlock called on an uninitialized lock"));
 }
 
-TEST_F(ApiLock, UnlockingWhatIsNotLockedIsAWarning) {
+TEST_F(ApiLock, UnlockingAFreeLockIsAWarning) {
     inside([](void*, miState* s, void*) {
         mi_unlock(s->global_lock);
         return miTRUE;

@@ -55,7 +55,7 @@ TEST_F(ApiParameter, PlainParameterIsItsOwnPlace) {
     });
 }
 
-TEST_F(ApiParameter, MemoryThatIsNoParameterIsItsOwnPlace) {
+TEST_F(ApiParameter, MemoryOutsideParametersIsReturnedUnchanged) {
     shader("a", "test_constant");
     const miTag s = shader("s", "test_constant", {set("value", connection("a"))});
     inside([&](void*, miState* st, void*) {

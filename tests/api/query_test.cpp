@@ -64,7 +64,7 @@ TEST_F(ApiQuery, FunctionsAndDeclarationsCanBeAskedForByTag) {
     });
 }
 
-TEST_F(ApiQuery, WhatCannotBeAnsweredIsFalseAndLeavesTheVariableAlone) {
+TEST_F(ApiQuery, UnsupportedQueriesReturnFalseAndKeepTheVariable) {
     const miTag string = context.database.create_string("x");
     inside([&](void*, miState* s, void*) {
         miTag tag = 7;

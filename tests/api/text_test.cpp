@@ -20,7 +20,7 @@ TEST_F(ApiText, NamesAreReplaced) {
     EXPECT_STREQ(buffer, "/tree/b");
 }
 
-TEST_F(ApiText, WhatDoesNotFitIsCutAndStillEndsWithAZero) {
+TEST_F(ApiText, LongTextsAreTruncatedAndTerminated) {
     char buffer[] = "########";
     EXPECT_EQ(mi_string_substitute(buffer, "abcdefgh", 5), 4);
     EXPECT_STREQ(buffer, "abcd");

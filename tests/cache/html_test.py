@@ -119,7 +119,7 @@ class Data(Case):
 
     def test_without_rounding_the_page_says_that_all_is_exact(self):
         page, said = self.page([("position", 5, [0.0, 0.5, 1.0, 2.0, 3.0, 4.25])], 2)
-        self.assertEqual(page.about["notes"], ["Every value is as in the file."])
+        self.assertEqual(page.about["notes"], ["All values are exact."])
         self.assertEqual(page.position(), [0.0, 0.5, 1.0, 2.0, 3.0, 4.25])
         self.assertEqual(said, "")
 

@@ -263,7 +263,7 @@ class Answers(Case):
         self.assertTrue(far["success"])
         # Labels 0 and 1 are wanted; of these, point 1 alone is in the angles' range of none.
         none = self.one(file, (0, 0, 0), "--normal", "1,0,0", "--labels", "0-1", "--max-angle", "60")
-        self.assertEqual(none["because"], ["all 4 points within the radius were refused"])
+        self.assertEqual(none["because"], ["all 4 points within the radius were rejected"])
         self.assertEqual((none["tally"]["refused_by_label"], none["tally"]["refused_by_angle"]), (2, 2))
         behind = self.one(file, (0.25, 0, 0), "--normal", "1,0,0", "--facing", "--labels", "0-1")
         self.assertEqual((behind["tally"]["refused_by_label"], behind["tally"]["refused_by_facing"]), (2, 2))
@@ -349,7 +349,7 @@ class Inputs(Case):
     def test_a_name_that_the_shader_cannot_find_is_told(self):
         file = self.cloud_file(self.cloud, "cloud.mrmap")
         done = self.run_tool("lookup", file, "--point", "0,0,0")
-        self.assertIn("needs a frame's number", done.stderr.decode())
+        self.assertIn("needs a frame number", done.stderr.decode())
         self.assertEqual(self.run_tool("lookup", self.cloud_file(self.cloud), "--point", "0,0,0").stderr, b"")
 
     def test_wrong_use(self):

@@ -188,7 +188,7 @@ class Pictures(Case):
                                 heat=[1.0, nan, 2.0]))
         said = self.ok("a.pdc", "-o", "p.png", "--by", "heat")
         self.assertIn("a.pdc: 2 points left out: the position is not finite", said)
-        self.assertIn("a.pdc: 1 point drawn in grey: 'heat' is not finite", said)
+        self.assertIn("a.pdc: 1 point drawn in gray: 'heat' is not finite", said)
         self.assertEqual(self.ok("a.pdc", "-q", "-f", "-o", "p.png", "--by", "heat"), "")
 
     def test_a_picture_without_any_point_is_noted(self):
@@ -429,7 +429,7 @@ class Command(Case):
                 (["-o", "p.png", "--radius", "nan"], "--radius"),
                 (["-o", "p.png", "--radius-scale", "0"], "--radius-scale"),
                 (["-o", "p.png", "--range", "1"], "--range"), (["-o", "p.png", "--range", "2,1"], "--range"),
-                (["-o", "p.png", "--range", "0,1"], "--range is for numbers"),
+                (["-o", "p.png", "--range", "0,1"], "--range applies to numbers; the points are colored by 'rgbPP'"),
                 (["-o", "p.png", "--samples", "0"], "--samples"), (["-o", "p.png", "--samples", "99"], "--samples"),
                 (["-o", "p.png", "--background", "1"], "--background"),
                 (["-o", "p.png", "--turntable", "0"], "--turntable"),
@@ -444,12 +444,12 @@ class Command(Case):
         self.put("broken.pdc", cloud([(0, 0, 0)] * 5)[:-9])
         before = os.listdir(self.folder)
         for args, says in (
-                (["none.pdc"], "none.pdc: there is nothing to see: the cloud has no points"),
+                (["none.pdc"], "none.pdc: nothing to draw: the cloud has no points"),
                 (["nan.pdc"], "no point has a finite position"),
                 (["a.pdc", "--labels", "77"], "no point has one of the labels"),
                 (["flat.pdc"], "position"), (["broken.pdc"], "broken.pdc: byte"),
                 (["missing.pdc"], "missing.pdc"), (["nan.pdc", "--labels", "1"], "no attribute 'tag'"),
-                (["a.pdc", "--by", "heat"], "no attribute 'heat' to color by; there are position, radius, tag, rgbPP"),
+                (["a.pdc", "--by", "heat"], "no attribute 'heat' to color by; available: position, radius, tag, rgbPP"),
                 (["a.pdc", "--by", "position.w"], "position.w"), (["a.pdc", "--by", "tag.y"], "tag.y")):
             self.fails(*args, "-o", "p.png", says=says)
         self.fails("a.pdc", "-o", "no/such/folder/p.png", says="no/such/folder/p.png")
@@ -478,7 +478,7 @@ class Command(Case):
 
     def test_help_shows_how_to_see_a_cloud(self):
         whole = subprocess.run([PROGRAM, "--help"], capture_output=True, check=True).stdout.decode()
-        self.assertRegex(whole, r"(?s)Look:.*view +a picture of a cloud.*Make:")
+        self.assertRegex(whole, r"(?s)Inspect:.*view +render a cloud.*Write:")
         self.assertIn("vx_cache view shot.0001.pdc -o shot.png", whole)
         verb = subprocess.run([PROGRAM, "view", "--help"], capture_output=True, check=True).stdout.decode()
         for word in ("Examples:", "--camera scene.mi", "--turntable 48", "--by tag"):

@@ -222,7 +222,7 @@ class Verbs(Case):
         raw = bytearray(self.get("a.npz"))
         raw[raw.index(struct.pack("<d", 0.75))] ^= 1
         done = self.fails("check", self.put("bad.npz", raw))
-        self.assertIn(b"check sum", done.stdout)
+        self.assertIn(b"checksum", done.stdout)
 
     def test_filter_criteria(self):
         def kept(*args):

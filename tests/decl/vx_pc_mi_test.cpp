@@ -281,7 +281,7 @@ TEST(DeclarationFile, EveryMemberHasAShortNameOfItsOwn) {
     }
 }
 
-TEST(DeclarationFile, HintsAreThoseThatMayaKnowsForTheType) {
+TEST(DeclarationFile, HintsMatchTheTypesInMaya) {
     const std::map<std::string, std::set<std::string>> known = {
         {"boolean", {"shortname", "default"}},
         {"string", {"shortname"}},

@@ -133,7 +133,7 @@ TEST_F(Formats, EveryListedFormatComesBackWithItsColors) {
             }
 }
 
-TEST_F(Formats, FullDiskLeavesTheOldPictureWhateverTheFormat) {
+TEST_F(Formats, FullDiskKeepsTheOldPictureInEveryFormat) {
     const Frame frame = ramp_frame(64, 48);
     const std::string old = "the picture of yesterday";
     for (const Format& format : kFormats) {
@@ -175,7 +175,7 @@ TEST_F(Formats, FullDiskLeavesTheOldPictureWhateverTheFormat) {
     }
 }
 
-TEST_F(Formats, WhatCannotBeWrittenIsFoundOutBeforehand) {
+TEST_F(Formats, UnsupportedPicturesAreRefusedBeforehand) {
     const auto reason = [&](const char* name, const char* types, int width, int height) {
         return check_picture(request(name, types), width, height).value_or("");
     };

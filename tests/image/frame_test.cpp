@@ -50,7 +50,7 @@ TEST(Frame, WideFilterReachesIntoTheNeighbouringTile) {
     EXPECT_FLOAT_EQ(frame.color(0, 0).r, 4.0f);
 }
 
-TEST(Frame, DepthNormalAndLabelComeFromTheSampleNearestToTheCentre) {
+TEST(Frame, DepthNormalAndLabelComeFromTheSampleNearestToTheCenter) {
     Tile tile({0, 0, 1, 1}, Filter(FilterKind::box, 1, 1), true);
     Sample a = at(0.1f, 0.1f, 0);
     a.depth = 2.0f;

@@ -84,7 +84,7 @@ TEST_F(OutputFile, DanglingLinkMakesItsTarget) {
     EXPECT_EQ(slurp(folder / "store/deep/real.png"), "new");
 }
 
-TEST_F(OutputFile, LinksThatLeadNowhereAreRefused) {
+TEST_F(OutputFile, DanglingLinksAreRefused) {
     fs::create_symlink("b.png", folder / "a.png");
     fs::create_symlink("a.png", folder / "b.png");
     EXPECT_EQ(write(folder / "a.png"), "Too many levels of symbolic links");
@@ -130,7 +130,7 @@ TEST_F(OutputFile, PipeGetsTheWholePicture) {
     EXPECT_EQ(read, slurp(folder / "file.png"));
 }
 
-TEST_F(OutputFile, FoldersAreRefused) {
+TEST_F(OutputFile, DirectoriesAreRefused) {
     fs::create_directories(folder / "taken.png");
     EXPECT_EQ(write(folder / "taken.png"), "Is a directory");
     EXPECT_EQ(write(folder / "new/"), "the file has no name");
@@ -153,7 +153,7 @@ TEST_F(OutputFile, AccessRightsOfAReplacedFileAreKept) {
     ::umask(old_mask);
 }
 
-TEST_F(OutputFile, ProtectedFilesAndFoldersAreRefusedBeforehand) {
+TEST_F(OutputFile, ProtectedFilesAndDirectoriesAreRefusedBeforehand) {
     fs::permissions(folder, fs::perms(0777));
     put("a.png", "old");
     fs::permissions(folder / "a.png", fs::perms(0444));
@@ -180,7 +180,7 @@ TEST_F(OutputFile, LongestNamesAreWritten) {
     EXPECT_EQ(write(folder / ("x" + name)), "File name too long");
 }
 
-TEST_F(OutputFile, TemporaryFileOfAnotherRunIsLeftAlone) {
+TEST_F(OutputFile, TemporaryFileOfAnotherRunIsKept) {
     const std::string other = fmt::format(".vx_render-{}-0.part", ::getpid());
     put(other, "not ours");
     EXPECT_EQ(write(folder / "a.png"), "");

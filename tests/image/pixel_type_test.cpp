@@ -4,7 +4,7 @@
 
 using namespace vx::image;
 
-TEST(PixelType, NamesOfColoursWithTheirDepths) {
+TEST(PixelType, NamesOfColorsWithTheirDepths) {
     EXPECT_EQ(parse_pixel_type("rgb"), (PixelType{Channels::rgb, Depth::bits8, true}));
     EXPECT_EQ(parse_pixel_type("rgba_16"), (PixelType{Channels::rgba, Depth::bits16, true}));
     EXPECT_EQ(parse_pixel_type("rgba_h"), (PixelType{Channels::rgba, Depth::half, true}));
@@ -21,7 +21,7 @@ TEST(PixelType, OtherBuffersAreNotInterpolatedUnlessAskedFor) {
     EXPECT_EQ(parse_pixel_type("m"), (PixelType{Channels::motion, Depth::single, false}));
 }
 
-TEST(PixelType, AnythingElseIsNoType) {
+TEST(PixelType, OtherNamesAreNotTypes) {
     for (const char* const name : {"", "+", "rgbx", "rgba_", "rgba_8", "_fp", "z_fp", "RGB"})
         EXPECT_FALSE(parse_pixel_type(name)) << name;
 }

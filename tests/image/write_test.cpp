@@ -171,7 +171,7 @@ TEST_F(WritePicture, LabelsKeepAllThirtyTwoBitsWhereTheFormatHasThem) {
     }
 }
 
-TEST_F(WritePicture, UnknownFormatSaysSoAndLeavesNothing) {
+TEST_F(WritePicture, UnknownFormatIsAnErrorAndLeavesNoFile) {
     const auto error =
         write_picture(picture(), {folder / "sub" / "a.xyz", "", std::nullopt, "", 0, 0});
     ASSERT_TRUE(error);

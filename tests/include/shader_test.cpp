@@ -127,7 +127,7 @@ TEST(ShaderHeader, KnownValues) {
     EXPECT_TRUE((std::is_same_v<miTag, unsigned>));
 }
 
-TEST(ShaderHeader, RayTypeTestsTellThreeGroupsApart) {
+TEST(ShaderHeader, RayTypeTestsDistinguishThreeGroups) {
     EXPECT_TRUE(miRAY_PRIMARY(miRAY_EYE));
     EXPECT_FALSE(miRAY_PRIMARY(miRAY_REFLECT));
     EXPECT_TRUE(miRAY_SECONDARY(miRAY_REFLECT));

@@ -51,7 +51,7 @@ TEST(Declaration, EveryKindOfField) {
     EXPECT_TRUE(declaration->is_field_global(8));
 }
 
-TEST(Declaration, WhatAFieldMayNotBe) {
+TEST(Declaration, InvalidFields) {
     Map_declaration declaration(3);
     using T = Map_field_type;
     EXPECT_TRUE(declaration->append_field("", T::Scalar) == Map_status::Field_name_empty);
@@ -72,7 +72,7 @@ TEST(Declaration, WhatAFieldMayNotBe) {
     EXPECT_EQ(declaration->get_field_count(), 2u);
 }
 
-TEST(Declaration, ADimensionOutsideOneToSixIsRefusedFromThenOn) {
+TEST(Declaration, DimensionOutsideOneToSixIsRefused) {
     for (const miUint dimension : {0u, 7u, 1000u}) {
         Map_declaration declaration(dimension);
         EXPECT_EQ(declaration->get_dimension(), 0u);

@@ -115,7 +115,7 @@ TEST(Files, RoundTripsBetweenTheThreeFormsKeepEveryBit) {
     EXPECT_EQ(folder.count(), 2u) << "no temporary file is left";
 }
 
-TEST(Files, WhatWasReadCanBeSearched) {
+TEST(Files, LoadedMapsCanBeSearched) {
     const Folder folder;
     std::mt19937 random(4);
     std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
@@ -341,7 +341,7 @@ TEST(Files, DamageWithAMatchingChecksumNeitherCrashesNorAllocates) {
     }
 }
 
-TEST(Files, ARowThatIsNamedTwiceIsNoMap) {
+TEST(Files, RepeatedRowNameIsAnError) {
     const Folder folder;
     const auto map = map_of_points({1, 2, 3, 4, 5}, 1);
     const std::string file = folder.file("map");

@@ -201,22 +201,22 @@ void random_cases(unsigned seed, int cases) {
     }
 }
 
-TEST(Lookup, FindsWhatBruteForceFindsIn1Dimension) {
+TEST(Lookup, AgreesWithBruteForceIn1Dimension) {
     random_cases<1>(101, 120);
 }
-TEST(Lookup, FindsWhatBruteForceFindsIn2Dimensions) {
+TEST(Lookup, AgreesWithBruteForceIn2Dimensions) {
     random_cases<2>(102, 120);
 }
-TEST(Lookup, FindsWhatBruteForceFindsIn3Dimensions) {
+TEST(Lookup, AgreesWithBruteForceIn3Dimensions) {
     random_cases<3>(103, 240);
 }
-TEST(Lookup, FindsWhatBruteForceFindsIn4Dimensions) {
+TEST(Lookup, AgreesWithBruteForceIn4Dimensions) {
     random_cases<4>(104, 120);
 }
-TEST(Lookup, FindsWhatBruteForceFindsIn5Dimensions) {
+TEST(Lookup, AgreesWithBruteForceIn5Dimensions) {
     random_cases<5>(105, 120);
 }
-TEST(Lookup, FindsWhatBruteForceFindsIn6Dimensions) {
+TEST(Lookup, AgreesWithBruteForceIn6Dimensions) {
     random_cases<6>(106, 120);
 }
 

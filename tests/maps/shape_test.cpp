@@ -87,7 +87,7 @@ TEST(Shape, TheLargestMapFitsItsIndices) {
     EXPECT_GE(sections.bytes - sections.columns[0], count * 64);
 }
 
-TEST(Shape, SizesThatDoNotFitAreRefused) {
+TEST(Shape, WrongSizesAreRefused) {
     Declaration declaration(6);
     constexpr std::string_view kNames[] = {"a", "b", "c", "d"};
     for (std::size_t i = 0; i < 4; ++i) {

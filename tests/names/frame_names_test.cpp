@@ -136,7 +136,7 @@ TEST(GetTagString, ResultOfTheSubstitutionIsNotUsed) {
     }
 }
 
-TEST(GetTagString, TextBehindTheFirstZeroIsNotTaken) {
+TEST(GetTagString, TextAfterTheFirstZeroIsIgnored) {
     Renderer renderer;
     const miTag tag = renderer.add_string("abc");
     renderer.on_substitute = [](char* buffer, const char* /*text*/, int capacity) {

@@ -108,7 +108,7 @@ TEST(LabelList, PlusSignIsAccepted) {
     EXPECT_THAT(parsed("+3,5-+6"), ElementsAre(3, 5, 6));
 }
 
-TEST(LabelList, NumbersAreDecimalWhateverTheirPrefix) {
+TEST(LabelList, NumbersAreDecimalWithAnyPrefix) {
     EXPECT_THAT(parsed("010"), ElementsAre(10));
     EXPECT_THAT(parsed("0x10"), ElementsAre(0)); // "x10" is text after a number
     EXPECT_THAT(parsed("08-011"), ElementsAre(8, 9, 10, 11));
@@ -152,7 +152,7 @@ TEST(LabelList, ExistingArrayIsReused) {
     free(labels);
 }
 
-TEST(LabelList, ExistingArrayIsLeftAloneWithoutAnyValue) {
+TEST(LabelList, ExistingArrayIsKeptWithoutAnyValue) {
     auto* const before = static_cast<int*>(calloc(5, sizeof(int)));
     int* labels = before;
     EXPECT_EQ(parse_label_list("x", &labels), 0);

@@ -106,7 +106,7 @@ TEST(WdString, RTrimBetweenTakesTheNearestFirstBeforeTheLast) {
 
 // ---- the extension ----
 
-TEST(WdFilename, ExtensionIsWhatFollowsTheLastDot) {
+TEST(WdFilename, ExtensionFollowsTheLastDot) {
     EXPECT_EQ(CWdFilename(CWdString("shot.0012.pdc")).GetExtension(), "pdc");
 }
 
@@ -187,7 +187,7 @@ TEST(WdFilename, ExtensionComparisonIsExact) {
     EXPECT_EQ(analyzed("shot.0012.pd", "pdc"), kUntouched);
 }
 
-TEST(WdFilename, DotOfADirectoryCountsButItsFieldIsNoNumber) {
+TEST(WdFilename, DotOfADirectoryCountsButItsFieldIsNotANumber) {
     EXPECT_EQ(analyzed("./shot.pdc", "pdc"), kUntouched);
 }
 
@@ -263,7 +263,7 @@ TEST(WdFilename, EmptyTypeMatchesOnlyAnEmptyExtension) {
     EXPECT_EQ(analyzed("shot..12", ""), kUntouched); // the type between the dots must not be empty
 }
 
-TEST(WdFilename, FailedAnalysisKeepsWhatAnEarlierOneFound) {
+TEST(WdFilename, FailedAnalysisKeepsEarlierResults) {
     CWdFilename name(CWdString("shot.0012.pdc"));
     ASSERT_TRUE(name.SetType("pdc"));
     EXPECT_FALSE(name.SetType("mrmap"));

@@ -348,7 +348,7 @@ TEST(AttributeRead, WrittenAndReadBackThroughCode3IsTruncated) {
     EXPECT_EQ(back.integers, a.integers);
 }
 
-TEST(AttributeRead, ShortReadIsFalseAndKeepsWhatWasStored) {
+TEST(AttributeRead, ShortReadIsFalseAndKeepsEarlierValues) {
     CAttribute fl = made("f", 1, true);
     fl.floats = {9, 9, 9};
     const File f = pdc_bytes::file_of(Bytes().f64(1).raw("\x40\x00\x00\x00").text);

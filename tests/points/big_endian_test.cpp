@@ -66,7 +66,7 @@ TEST(BigEndian, AShortReadStoresTheWholeValuesBeforeIt) {
     EXPECT_EQ(back.back(), static_cast<double>(whole - 1));
 }
 
-TEST(BigEndian, ANullStreamIsAskedForNothing) {
+TEST(BigEndian, NullStreamIsNotRead) {
     const auto never = [](std::size_t) -> double {
         ADD_FAILURE();
         return 0;

@@ -353,7 +353,7 @@ TEST(PdcLoad, EndingInsideTheDataOfASkippedRecordThatIsNotTheLastFails) {
     EXPECT_EQ(l.result.error, PdcError::ShortRecord);
 }
 
-TEST(PdcLoad, TrailingBytesAreNotLookedAt) {
+TEST(PdcLoad, TrailingBytesAreIgnored) {
     EXPECT_TRUE(load(pdc_bytes::seven_attributes().raw("and more").text).ok);
     EXPECT_TRUE(load(Bytes().header(1, 0).raw("more").text).ok);
 }

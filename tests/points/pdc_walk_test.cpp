@@ -27,7 +27,7 @@ TEST(PdcDataSize, FollowsTheTableOfTypeCodes) {
     }
 }
 
-TEST(PdcDataSize, CannotBeToldForOtherCodesAndNegativeCounts) {
+TEST(PdcDataSize, IsUnknownForOtherCodesAndNegativeCounts) {
     EXPECT_EQ(PdcDataSize(6, 10), -1);
     EXPECT_EQ(PdcDataSize(-1, 10), -1);
     EXPECT_EQ(PdcDataSize(5, -1), -1);
@@ -102,7 +102,7 @@ TEST(PdcWalk, AnUnknownCodeRepeatsTheSizeOfTheLastSkippedRecord) {
     EXPECT_EQ(walk.Remaining(), 3);
 }
 
-TEST(PdcWalk, SkippingPastTheEndIsNoError) {
+TEST(PdcWalk, SkippingPastTheEndSucceeds) {
     const File f = pdc_bytes::file_of(Bytes().header(1000, 1).record("u", 5).text);
     CPdcWalk walk(f.get());
     ASSERT_TRUE(walk.ReadHeader());
@@ -112,7 +112,7 @@ TEST(PdcWalk, SkippingPastTheEndIsNoError) {
     EXPECT_FALSE(walk.NextRecord());
 }
 
-TEST(PdcWalk, TellsWhatIsWrongAndWhere) {
+TEST(PdcWalk, ReportsErrorAndOffset) {
     struct Row {
         const char* what;
         Bytes bytes;
@@ -210,7 +210,7 @@ TEST(PdcWalk, AStreamThatDoesNotSeekBackHasNoKnownSize) {
     EXPECT_EQ(CPdcWalk(f.get()).Remaining(), -1);
 }
 
-TEST(PdcWalk, ADeviceCannotTellItsSize) {
+TEST(PdcWalk, SizeOfADeviceIsUnknown) {
     const File f(std::fopen("/dev/zero", "rb"));
     ASSERT_NE(f, nullptr);
     CPdcWalk walk(f.get());
@@ -241,7 +241,7 @@ TEST(ReadGrowing, FailsWhereTheStreamEnds) {
     }
 }
 
-TEST(PdcErrorText, SaysWhatIsWrong) {
+TEST(PdcErrorText, DescribesTheError) {
     const std::pair<PdcError, const char*> table[] = {
         {PdcError::None, "no error"},
         {PdcError::ShortHeader, "the file ends inside the header"},
@@ -260,7 +260,7 @@ TEST(PdcErrorText, SaysWhatIsWrong) {
         EXPECT_STREQ(PdcErrorText(error), text);
 }
 
-TEST(PdcWalk, APipeCannotTellItsSizeAndRefusesToSkip) {
+TEST(PdcWalk, SizeOfAPipeIsUnknownAndSkippingFails) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const std::string bytes = Bytes().header(1, 1).record("a", 2).f64(1).text;

@@ -51,7 +51,7 @@ TEST(PointGrid, GrowingAndCuttingKeepsTheRowsThatStay) {
     EXPECT_EQ(grid.rows[0].points[1].tag, 4);
 }
 
-TEST(PointGrid, PointsForRowsThatAreNotThereAreDropped) {
+TEST(PointGrid, PointsForMissingRowsAreDropped) {
     CPointGrid grid;
     grid.Resize(2, 5);
     EXPECT_FALSE(grid.Append(-1, tagged(1)));
@@ -160,7 +160,7 @@ TEST(PointGridToPdc, RowsOfUnequalLengthAreConcatenatedWithoutGaps) {
     EXPECT_EQ(pdc.slots[10].integers, (std::vector<std::int64_t>{0, 1, 2, 3, 4, 5}));
 }
 
-TEST(PointGridToPdc, EveryFieldGoesToItsAttributeWidened) {
+TEST(PointGridToPdc, EveryFieldIsWidenedIntoItsAttribute) {
     CPointGrid grid;
     grid.Resize(1, 2);
     grid.Append(0, CPoint{0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f, 0.25f, 42});

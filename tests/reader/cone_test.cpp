@@ -90,7 +90,7 @@ TEST_F(ConeTest, WholeRangeOfAnglesMakesNoConeTestAndNoAcosf) {
     }
 }
 
-TEST_F(ConeTest, RangeBeyondTheWholeIsNoConeEither) {
+TEST_F(ConeTest, RangeBeyondTheSphereIsNotACone) {
     params.minAngle = -20;
     params.maxAngle = 360;
     EXPECT_EQ(of_cosine(0.3f), 1.0f);
@@ -210,7 +210,7 @@ TEST_F(ConeTest, AtThePolesTheAngleIsZeroOrPiToTheBit) {
     EXPECT_EQ(of_cosine(-0.9999f), kRejected);
 }
 
-TEST_F(ConeTest, CosineThatIsNoNumberCountsAsTheSameDirection) {
+TEST_F(ConeTest, NanCosineCountsAsTheSameDirection) {
     params.maxAngle = 10;
     EXPECT_EQ(of_cosine(kNan), 1.0f);
     params.minAngle = 1;

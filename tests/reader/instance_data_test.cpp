@@ -247,7 +247,7 @@ TEST_F(ReadInstanceDataTest, WithoutAnInterfaceThereIsNoMap) {
     EXPECT_THAT(renderer.messages(), IsEmpty());
 }
 
-TEST_F(ReadInstanceDataTest, MapWithoutOpacityNormalAndTagWarnsThreeTimesAndGoesOn) {
+TEST_F(ReadInstanceDataTest, MissingOptionalFieldsGiveThreeWarnings) {
     put_map_with({"rgbPP"});
     start();
     const auto record = make_record();
@@ -331,7 +331,7 @@ TEST_F(ReadInstanceDataTest, EndReleasesTheMap) {
     EXPECT_THAT(renderer.calls(), ElementsAre("access 1 destroyed"));
 }
 
-TEST_F(ReadInstanceDataTest, FailureHalfWayReleasesWhatThereIs) {
+TEST_F(ReadInstanceDataTest, PartialFailureReleasesEverything) {
     maps.files[kFrameFile] = content_of({{}});
     params.useLabels = miTRUE;
     labels = "1-30"; // a sanitizer sees whether they are released

@@ -246,7 +246,7 @@ TEST_F(LookupTest, LabelsPickPoints) {
 
 // ---- the walk ----
 
-TEST_F(LookupTest, VisitorSeesWhatTheBlendIsMadeOf) {
+TEST_F(LookupTest, VisitorGetsPointsDistancesAndWeights) {
     maps.files[kFrameFile] = content_of({
         {.position = {0, 0, 1}, .color = {1, 2, 4}, .normal = {0, 0, -0.5f}},
         {.position = {0, 0, 0.5f}, .color = {9, 9, 9}, .normal = {0, 0, 1}}, // faces away

@@ -34,7 +34,7 @@ TEST_F(MyDistanceTest, InheritsAllButTheElementDistance) {
     EXPECT_EQ(mi::shader_v3::map_euclidean_point(distance), distance.get_point());
 }
 
-TEST_F(MyDistanceTest, CarriesWhatTheStateSays) {
+TEST_F(MyDistanceTest, CopiesTheMembersOfTheState) {
     start();
     state.point = {1, 2, 3};
     state.normal = {4, 5, 6};

@@ -34,7 +34,7 @@ TEST(Diagnostics, AMessageWithoutPlaceIsOnlyText) {
     EXPECT_EQ(log.lines.at(0), "odd");
 }
 
-TEST(Diagnostics, SaysAKindOnceAndCounts) {
+TEST(Diagnostics, ReportsAKindOnceAndCounts) {
     Log log;
     EXPECT_TRUE(log.diagnostics.warning_once("hair", {}, "no hair"));
     EXPECT_FALSE(log.diagnostics.warning_once("hair", {}, "no hair"));

@@ -43,7 +43,7 @@ TEST(Lexer, Numbers) {
     EXPECT_THAT(tokens("99999999999999999999"), ElementsAre("r100000000000000000000.000000"));
 }
 
-TEST(Lexer, WhatIsNoNumber) {
+TEST(Lexer, InvalidNumbers) {
     EXPECT_THAT(tokens("1e400 ok"), ElementsAre("error 1:1: the number is too large", "'ok'"));
     EXPECT_THAT(tokens("12ab ok"),
                 ElementsAre("error 1:1: '12ab' is not a valid number or name", "'ok'"));

@@ -176,7 +176,7 @@ TEST(InstGroup, MembersNestingAndReplacement) {
     EXPECT_THAT(again.scene.groups.at("g").members, ElementsAre("b"));
 }
 
-TEST(InstGroup, AMemberThatIsNoInstanceIsAnErrorAndLeftOut) {
+TEST(InstGroup, MemberThatIsNotAnInstanceIsAnError) {
     const Reading r = read(kHead + "instance \"a\" \"l\" end instance\ninstgroup \"g\" \"l\" \"a\" "
                                    "end instgroup\n");
     EXPECT_EQ(r.message(), "error: test.mi:6:15: there is no instance 'l'");

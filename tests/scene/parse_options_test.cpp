@@ -122,12 +122,12 @@ TEST(Options, StringOptionsOfEachTypeTheLastOneWins) {
 }
 
 // The string after the number is always the type of the frame buffer, and may be empty.
-TEST(Options, AFrameBufferWithoutTypeTakesTheStringBehindIt) {
+TEST(Options, FrameBufferWithoutATypeTakesTheNextString) {
     const Options o = options("frame buffer 0 \"\" \"a\" on frame buffer 1 \"+rgba_fp\"");
     EXPECT_EQ(o.strings.size(), 1u);
 }
 
-TEST(Options, WhatIsNotSupportedIsReadWithoutAWord) {
+TEST(Options, UnsupportedOptionsAreReadSilently) {
     const Options o = options(R"(
         caustic on  caustic accuracy 64 0.5  caustic scale 1 1 1  caustic filter cone 1.1
         globillum off globillum 3 globillum importance 1 2
@@ -160,7 +160,7 @@ TEST(Options, OtherSpacesAreAWarning) {
               "warning: test.mi:1:13: only object space is supported; using it instead");
 }
 
-TEST(Options, ErrorsNameWhatWasFoundAndWhatWasExpected) {
+TEST(Options, ErrorsNameFoundAndExpectedTokens) {
     EXPECT_EQ(message("jumble"),
               "error: test.mi:1:13: expected an option or 'end options', found 'jumble'");
     EXPECT_EQ(message("samples 1.5"), "error: test.mi:1:21: expected an integer, found '1.5'");
@@ -178,7 +178,7 @@ TEST(Options, ErrorsNameWhatWasFoundAndWhatWasExpected) {
                                       "'on', 'off', a string or numbers, found 'maybe'");
 }
 
-TEST(Options, SeveralErrorsOfOneBlockAreToldTogether) {
+TEST(Options, SeveralErrorsOfABlockAreReported) {
     const Reading r = read("options \"o\"\n  samples x\n  jitter on\n  face both\n  shadow 1\nend "
                            "options\noptions \"p\" jitter 1 end options\n");
     EXPECT_EQ(r.errors, 3u);

@@ -131,7 +131,7 @@ TEST(ShaderLists, ANamedShaderMayBeAList) {
     EXPECT_EQ(r.scene.shaders.at("a").shaders.size(), 3u);
 }
 
-TEST(NamedShaders, AnIncrementalCallChangesWhatItNames) {
+TEST(NamedShaders, IncrementalCallChangesTheNamedParameters) {
     const Reading r = read("shader \"a\" \"d\" ( \"x\" 1, \"y\" 2 )\nincremental shader \"a\" "
                            "\"d\" ( \"y\" 3, \"z\" 4 )\n");
     EXPECT_TRUE(r.good) << r.message();

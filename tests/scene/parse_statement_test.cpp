@@ -63,7 +63,7 @@ TEST(Commands, DeleteForgetsAName) {
               "error: test.mi:1:8: there is no element 'x' to delete");
 }
 
-TEST(Commands, RenderIsCalledWhereItStandsAndReadingGoesOn) {
+TEST(Commands, RenderRunsInPlaceAndReadingContinues) {
     const Reading r = read(kWorld + "render \"w\" \"ci\" \"o\"\nincremental camera \"c\" frame 2 "
                                     "end camera\nrender \"w\" \"ci\" \"o\"\n");
     EXPECT_TRUE(r.good) << r.message();

@@ -175,7 +175,7 @@ TEST(Reader, RealsInExponentFormGiveTheSameScene) {
     expect_same_as_sample(joined(list, " "));
 }
 
-TEST(Reader, ErrorsOfSeveralStatementsAreToldInOneRun) {
+TEST(Reader, ErrorsOfSeveralStatementsAreReported) {
     const Reading r = read("options \"o\"\n  samples x\nend options\n"
                            "camera \"c\"\n  focal y\n  frame 1\nend camera\n"
                            "light \"l\" ??? end light\n"
@@ -197,7 +197,7 @@ TEST(Reader, ErrorsOfSeveralStatementsAreToldInOneRun) {
     EXPECT_EQ(r.scene.objects.count("t"), 0u);
 }
 
-TEST(Reader, AMissingEndIsToldAtTheNextStatement) {
+TEST(Reader, MissingEndIsReportedAtTheNextStatement) {
     const Reading r = read("camera \"c\"\n  frame 1\noptions \"o\"\n  jitter 1\nend options\nlight "
                            "\"l\" end light\n");
     ASSERT_GE(r.messages.size(), 1u);

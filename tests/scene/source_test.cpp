@@ -27,7 +27,7 @@ std::string text_of(const Source& source) {
     return {source.begin(), source.end()};
 }
 
-TEST(Source, ZerosStandBehindTheEnd) {
+TEST(Source, ZerosFollowTheEnd) {
     std::string error;
     for (const std::size_t size : {0u, 1u, 4096u, 1u << 20}) {
         const auto source = Source::from_text(std::string(size, 'x'), error);

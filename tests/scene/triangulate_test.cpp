@@ -112,7 +112,7 @@ TEST(Triangulate, AConcaveOutlineInAnyPlane) {
         }
 }
 
-TEST(Triangulate, AHoleIsLeftOutWhicheverWayItRuns) {
+TEST(Triangulate, HolesOfEitherOrientationAreCutOut) {
     for (const bool clockwise : {false, true}) {
         Polygon p;
         p.add_ring(square(0, 0, 10));
@@ -190,7 +190,7 @@ TEST(Triangulate, PolygonsThatCrossThemselvesOrHaveNoAreaEnd) {
     }
 }
 
-TEST(Triangulate, ALargeJaggedPolygonEndsSoon) {
+TEST(Triangulate, LargeJaggedPolygonIsFast) {
     // A comb: every second corner is reflex, and ears exist at the far end only.
     constexpr int kTeeth = 30000;
     std::vector<Vec3> ring;

@@ -6,7 +6,7 @@ using namespace vx::scene;
 
 namespace {
 
-TEST(Values, LightKindFollowsFromWhatIsThere) {
+TEST(Values, LightKindFollowsFromTheStatements) {
     struct Row {
         bool origin, direction, spread;
         LightKind kind;

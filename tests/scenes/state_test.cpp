@@ -181,7 +181,7 @@ TEST(Probe, WalksThroughAllLayersAndReflectionShadesEachOfThem) {
     EXPECT_FLOAT_EQ(center(s.frame).r, 1.0f) << "the eye ray itself is as it was";
 }
 
-TEST(Probe, ARayThatIsTracedAfterItsProbeStillSeesOnlyWhatExistsForIt) {
+TEST(Probe, TracedRayAfterItsProbeKeepsItsVisibility) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
         ASSERT_EQ(*shader_variable<int>("test_probe_count"), 3);
@@ -223,7 +223,7 @@ TEST(Probe, RaysThatStartOrGoElsewhereAreTracedAnew) {
     EXPECT_EQ(s.renders, 1);
 }
 
-TEST(Probe, ItsChildInheritsWhatNoSurfaceSets) {
+TEST(Probe, ChildInheritsTheOtherMembers) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
         const auto* const c = shader_variable<miState>("test_probe_child");

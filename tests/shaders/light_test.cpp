@@ -81,7 +81,7 @@ TEST(PointLight, ShadowsAreOffBlackOrLightenedByTheFactor) {
     }
 }
 
-TEST(ShadowTransparency, FiltersWhatTheSurfaceCoversAndPassesTheRest) {
+TEST(ShadowTransparency, FiltersByTheCoverage) {
     Scene s;
     render_base(s,
                 kWhite + plane("planeI", "m", -5) +

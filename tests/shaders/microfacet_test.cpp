@@ -18,7 +18,7 @@ double fresnel_by_angles(double cosine, double n) {
     return (s * s + p * p) / 2;
 }
 
-TEST(Fresnel, AgreesWithTheFormOfTwoPolarisations) {
+TEST(Fresnel, AgreesWithTheTwoPolarizationForm) {
     for (const float n : {1.1f, 1.33f, 1.5f, 2.4f, 0.7f})
         for (int i = 1; i < 20; ++i) {
             const float c = 0.05f * static_cast<float>(i);
@@ -59,7 +59,7 @@ TEST(BlinnHighlight, NothingBelowTheSurface) {
     EXPECT_EQ(blinn_highlight(n, n, below, 0.3f, 1.5f), 0);
 }
 
-TEST(BlinnHighlight, NoRoughnessIsNoDivisionByZero) {
+TEST(BlinnHighlight, ZeroRoughnessIsFinite) {
     const miVector n = {0, 0, 1}, a = {0.6f, 0, 0.8f};
     EXPECT_TRUE(std::isfinite(blinn_highlight(n, n, n, 0, 1.5f)));
     EXPECT_NEAR(blinn_highlight(n, a, n, 0, 1.5f), 0, 1e-6);

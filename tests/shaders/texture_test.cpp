@@ -36,7 +36,7 @@ V texture_coordinate(int i, int j) {
     return {(p.x + 75) / 150, (p.y + 75) / 150, 0};
 }
 
-TEST(TextureVector, SelectsWhatTheHitHas) {
+TEST(TextureVector, SelectsTheVectorsOfTheHit) {
     const V p = meets(9, 2, -5);
     expect_value(vector_shader("\"select\" 0"), 9, 2, texture_coordinate(9, 2));
     expect_value(vector_shader("\"select\" -11"), 9, 2, texture_coordinate(9, 2));

@@ -134,7 +134,7 @@ TEST_F(BlockTest, NamedElementsBecomeTags) {
     EXPECT_THAT(findings, IsEmpty());
 }
 
-TEST_F(BlockTest, UnknownNamesLeaveTheBlockIncompleteAndAreToldWhenAsked) {
+TEST_F(BlockTest, UnknownNamesAreReportedOnRequest) {
     const auto declared =
         declaration("x", Type::color, {parameter("l", Type::light), parameter("c", Type::color)});
     const std::vector<scene::Parameter> given = {set("l", text("nowhere"), 4),
@@ -149,7 +149,7 @@ TEST_F(BlockTest, UnknownNamesLeaveTheBlockIncompleteAndAreToldWhenAsked) {
     EXPECT_THAT(lines, ElementsAre(4, 5));
 }
 
-TEST_F(BlockTest, EveryMistakeIsToldAtItsPlace) {
+TEST_F(BlockTest, EveryErrorIsReportedAtItsPosition) {
     fill(declaration("x", Type::color,
                      {parameter("b", Type::boolean), parameter("i", Type::integer),
                       parameter("s", Type::scalar), parameter("v", Type::vector),
@@ -181,7 +181,7 @@ TEST_F(BlockTest, EveryMistakeIsToldAtItsPlace) {
     EXPECT_THAT(lines, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 15));
 }
 
-TEST_F(BlockTest, MistakesAreNotToldTwice) {
+TEST_F(BlockTest, ErrorsAreNotReportedTwice) {
     const auto declared = declaration("x", Type::color, {});
     fill(declared, {set("nope", numbers(1))}, {false, true});
     EXPECT_THAT(findings, IsEmpty());
@@ -199,7 +199,7 @@ TEST_F(BlockTest, IntegersStandForScalarsAndForBooleans) {
     EXPECT_THAT(findings, IsEmpty());
 }
 
-TEST_F(BlockTest, ArrayElementsLieWhereTheFirstIndexSays) {
+TEST_F(BlockTest, ArrayElementsFollowTheFirstIndex) {
     const auto declared =
         declaration("x", Type::color,
                     {parameter("before", Type::scalar), array_of(parameter("a", Type::vector)),
@@ -276,7 +276,7 @@ TEST_F(BlockTest, ConnectionLeadsToAShaderOrToAMemberOfItsResult) {
     EXPECT_THAT(findings, IsEmpty());
 }
 
-TEST_F(BlockTest, ConnectionThatCannotConvertIsAMistakeAndIsLeftOut) {
+TEST_F(BlockTest, ImpossibleConversionOfAConnectionIsAnError) {
     add_shader("s", 5, declaration("plain", Type::color, {}));
     const auto block = fill(declaration("x", Type::color, {parameter("t", Type::string)}),
                             {set("t", connection("s"), 3)});
@@ -286,7 +286,7 @@ TEST_F(BlockTest, ConnectionThatCannotConvertIsAMistakeAndIsLeftOut) {
     EXPECT_GE(at<miTag>(block, 0), 1000u);
 }
 
-TEST_F(BlockTest, UnknownMemberOfAResultIsTold) {
+TEST_F(BlockTest, UnknownMemberOfAResultIsAnError) {
     scene::Declaration ramp = declaration("ramp", Type::structure, {});
     ramp.result_fields = {parameter("outColor", Type::color)};
     add_shader("ramp1", 5, ramp);

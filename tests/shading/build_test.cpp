@@ -181,7 +181,7 @@ TEST_F(Build, NamedShaderKeepsItsTagWhenItChanges) {
     EXPECT_THAT(run(user), IsColor(0.25, 0.5, 0.75, 1));
 }
 
-TEST_F(Build, NamedShaderInTheMiddleOfAListDoesNotDragItsSuccessorAlong) {
+TEST_F(Build, NamedShaderInAListLosesItsOwnSuccessor) {
     const miTag named_tag = shader("n", "test_add", {set("value", numbers(1, 0, 0, 1))});
     material("m", {named("n"), call("test_add", {set("value", numbers(2, 0, 0, 2))}), named("n")});
     EXPECT_THAT(run(named_tag), IsColor(1, 0, 0, 1));
@@ -238,7 +238,7 @@ TEST_F(Build, NamedShaderOfAListHasTheNameOfItsFirst) {
     EXPECT_THAT(run(alias), IsColor(3, 0, 0, 12));
 }
 
-TEST_F(Build, NamesMayComeBeforeWhatTheyName) {
+TEST_F(Build, NamesMayPrecedeTheirElements) {
     const miTag user = shader("user", "test_constant", {set("value", connection("later"))});
     const miTag tagger = shader("tagger", "test_tag", {set("value", text("later"))});
     object("o", {"late material"});
@@ -266,7 +266,7 @@ TEST_F(Build, NamesMayComeBeforeWhatTheyName) {
     EXPECT_THAT(o->materials, ElementsAre(builder.find(Kind::material, "late material")));
 }
 
-TEST_F(Build, WhatIsUnknownInTheEndIsToldOnceWithItsPlaceAndNothingIsRendered) {
+TEST_F(Build, UnknownNamesAreReportedOnceAtTheEnd) {
     int rendered = 0;
     builder.render = [&](const RenderRequest&) {
         ++rendered;

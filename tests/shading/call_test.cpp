@@ -34,7 +34,7 @@ TEST_F(Call, PlainParametersAreReadWhereTheyLie) {
                 IsColor(1, 2, 3, 4));
 }
 
-TEST_F(Call, NullTagIsFalseAndAnyOtherTagThatIsNoShaderEndsTheRender) {
+TEST_F(Call, NullTagIsFalseAndTagsOfOtherElementsAbort) {
     miColor c{};
     EXPECT_FALSE(shading::call_list(context, miNULLTAG, &c, &state, miSHADER_MATERIAL));
     const miTag string = context.database.create_string("x");
@@ -216,7 +216,7 @@ TEST_F(Call, ConnectionsThatFormACycleEndTheRenderAndAreNamed) {
                                            HasSubstr("\"c\" -> \"a\" -> \"b\" -> \"c\"")));
 }
 
-TEST_F(Call, ALongChainOfConnectionsIsNoCycle) {
+TEST_F(Call, LongChainOfConnectionsIsNotACycle) {
     shader("s0", "test_constant", {set("value", numbers(1, 2, 3))});
     for (int i = 1; i < 150; ++i)
         shader(chain_name(i), "test_constant", {set("value", connection(chain_name(i - 1)))});

@@ -70,14 +70,14 @@ TEST_F(LibraryTest, TheSameFileIsAttachedOnce) {
     EXPECT_EQ(libraries.loaded().size(), 1u);
 }
 
-TEST_F(LibraryTest, MissingLibraryIsToldWithThePlacesThatWereTried) {
+TEST_F(LibraryTest, MissingLibraryIsReportedWithTheSearchedPlaces) {
     libraries.add_directory("/some/place");
     EXPECT_EQ(libraries.load("none.so"),
               "there is no library \"none.so\" (tried /some/place/none.so, none.so)");
     EXPECT_EQ(libraries.load("/none.so"), "there is no library \"/none.so\" (tried /none.so)");
 }
 
-TEST_F(LibraryTest, FileThatIsNoLibraryIsRefusedWithTheReason) {
+TEST_F(LibraryTest, InvalidLibraryIsRefusedWithTheReason) {
     std::ofstream(root / "a" / "text.so") << "not a library";
     const std::string why = libraries.load((root / "a" / "text.so").string());
     EXPECT_THAT(why, testing::HasSubstr("text.so"));

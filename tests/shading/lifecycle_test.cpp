@@ -79,7 +79,7 @@ TEST_F(Lifecycle, EndWithoutAnyCallRunsNoExit) {
     EXPECT_THAT(lines, IsEmpty());
 }
 
-TEST_F(Lifecycle, VersionThatDisagreesIsRefusedWithBothNumbers) {
+TEST_F(Lifecycle, DifferentVersionIsRefusedWithBothNumbers) {
     const miTag tag = shader("s", "test_newer");
     EXPECT_FALSE(context.shaders_failed());
     EXPECT_THAT(run(tag), IsColor(0, 0, 0, 0));

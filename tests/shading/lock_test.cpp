@@ -26,7 +26,7 @@ TEST(Lock, KeepsThreadsApart) {
     EXPECT_EQ(counter, 4000);
 }
 
-TEST(Lock, SecondTakeByTheSameThreadIsTold) {
+TEST(Lock, SecondLockByTheSameThreadIsReported) {
     shading::Context context;
     Lock lock;
     EXPECT_EQ(lock.take(context, false), Lock::Result::taken);
@@ -54,7 +54,7 @@ TEST(Lock, RecursiveTakesNeedAsManyGives) {
     EXPECT_TRUE(got);
 }
 
-TEST(Lock, AThreadThatDoesNotHoldItCannotGiveIt) {
+TEST(Lock, OnlyTheHolderCanUnlock) {
     shading::Context context;
     Lock lock;
     lock.take(context, false);

@@ -19,7 +19,7 @@ class StandIn : public ::testing::Test, protected Rig {
 
 } // namespace
 
-TEST_F(StandIn, IsToldOncePerName) {
+TEST_F(StandIn, IsReportedOncePerName) {
     shader("t", "nobody_knows");
     shader("u", "nor_this");
     EXPECT_THAT(findings,

@@ -100,7 +100,7 @@ TEST(Tag, OnlyTheFirstIntOfALongEntryCounts) {
     EXPECT_THAT(surface.color(miRAY_REFLECT), kIsColor());
 }
 
-TEST(Tag, OfAnEntryShorterThanAnIntNoMoreIsReadThanThereIs) {
+TEST(Tag, ShortEntryIsNotReadBeyondItsEnd) {
     Surface surface;
     surface.publish(char{1});
     EXPECT_THAT(surface.color(miRAY_REFLECT), kIsBakeColor());
@@ -129,7 +129,7 @@ TEST(Tag, SizeThatTheRendererLeavesAloneIsZero) {
     EXPECT_EQ(size_before, 0);
 }
 
-TEST(Tag, NullEntryMeansNoBakeWhateverItsSize) {
+TEST(Tag, NullEntryOfAnySizeMeansNoBake) {
     Surface surface;
     surface.renderer.on_shaderstate_get = [](miState*, int* size) {
         *size = 4;

@@ -59,7 +59,7 @@ TEST(Accel, FindsTheFirstSurfaceAndItsTriangle) {
     EXPECT_EQ(accel.triangle_count(), 4u);
 }
 
-TEST(Accel, RaysMeetOnlyWhatExistsForThem) {
+TEST(Accel, RaysHitVisibleObjectsOnly) {
     const auto mesh = square(0);
     const std::vector<Placement> placements{placed(mesh, kIdentity, mask_reflect | mask_probe)};
     const Accel accel(placements);

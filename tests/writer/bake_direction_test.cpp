@@ -15,7 +15,7 @@ using vx::stub::Probe;
 using vx::stub::text_of;
 using vx::test::LensScene;
 
-TEST(BakeDirection, GoesThroughTheSamplesOfTheImagePlane) {
+TEST(BakeDirection, PassesThroughTheSamplesOfTheImagePlane) {
     LensScene scene(4, 3);
     scene.renderer.camera.focal = 1.5f;
     scene.renderer.camera.aperture = 1.25f;
@@ -106,7 +106,7 @@ TEST(BakeDirection, OfNoLengthIsNotNormalized) {
                 ElementsAre("trace_probe(org 0 0 5, dir 0 0 0)"));
 }
 
-TEST(BakeDirection, OrthographicWindowAndOffsetAreNotLookedAt) {
+TEST(BakeDirection, OrthographicWindowAndOffsetAreIgnored) {
     const auto probes = [](bool special) {
         LensScene scene(2, 1);
         WriteInstanceData& data = scene.make({});

@@ -107,7 +107,7 @@ TEST(BakePass, ExactCallsForAnImageOfTwoByTwo) {
 
 // ---- the state ----
 
-TEST(BakePass, PutsBackWhatProbingAndTracingChange) {
+TEST(BakePass, RestoresTheStateAfterProbesAndRays) {
     LensScene scene;
     WriteInstanceData& data = scene.make({});
     const Surface surface = scene.tagged(1);
@@ -275,7 +275,7 @@ TEST(BakePass, NegativeTagsAreNotBaked) {
     EXPECT_THAT(scene.renderer.calls_starting_with("trace_reflection"), IsEmpty());
 }
 
-TEST(BakePass, ZeroIsATagLikeAnyOther) {
+TEST(BakePass, ZeroIsAValidTag) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({});
     scene.renderer.probes = {scene.hit_at(scene.tagged(0), {0, 0, 2})};

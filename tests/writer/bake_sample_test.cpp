@@ -43,7 +43,7 @@ class Sheets {
     WriteInstanceData& data;
 };
 
-TEST(BakeSample, ProbesAsManySurfacesAsThereAreLayers) {
+TEST(BakeSample, ProbesOneSurfacePerLayer) {
     Sheets sheets(3);
     BakePass(&sheets.scene.state, &sheets.data);
     EXPECT_THAT(row_of(sheets.data, 0),

@@ -268,7 +268,7 @@ TEST_F(Convert, SingleValuedPositionHoldsWhenTheFirstParticleIsLeftOut) {
     EXPECT_THAT(map.elements[0].position, ElementsAre(7, 8, 9));
 }
 
-TEST_F(Convert, SingleValuedSlotGivesElement0WhateverElseItsArrayHolds) {
+TEST_F(Convert, SingleValuedSlotGivesElement0) {
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, pdc_bytes::seven_attributes()));
     data.pdc->slots[kSlotPosition].perParticle = false;
@@ -416,7 +416,7 @@ TEST_F(Convert, EmptyPerParticleArraysGiveZeros) {
     EXPECT_THAT(field(map, "tag"), ElementsAre("integer 0"));
 }
 
-TEST_F(Convert, RefusedElementEndsTheLoopAndWhatThereIsIsWritten) {
+TEST_F(Convert, RefusedElementEndsTheLoopAndTheMapIsWritten) {
     WriteInstanceData& data = make();
     ASSERT_TRUE(read(data, tagged_particles({1, 2, 3, 4})));
     scene.maps.refuse_append = 2;
@@ -485,12 +485,12 @@ TEST_F(Convert, NothingIsMissingWhereTheLabelsLeaveOutEverythingBeyondTheLimit) 
     EXPECT_EQ(scene.maps.written.back().count, 2u);
 }
 
-TEST_F(Convert, SomethingIsMissingWhereTheLabelsKeepWhatIsBeyondTheLimit) {
+TEST_F(Convert, LabelsThatKeepParticlesBeyondTheLimitGiveAnIncompleteMap) {
     EXPECT_FALSE(counted(INT32_MAX, {3, 3, 4}, "4").PdcToMap("out.mrmap"));
     EXPECT_EQ(scene.maps.written.back().count, static_cast<size_t>(kUnbacked - 2));
 }
 
-TEST_F(Convert, NothingIsMissingFromACountBelowTheLimitWhateverTheLabelsLeaveOut) {
+TEST_F(Convert, CountsBelowTheLimitGiveACompleteMap) {
     EXPECT_TRUE(counted(100, {3, 3, 4}, "3").PdcToMap("out.mrmap"));
     EXPECT_EQ(scene.maps.written.back().count, 2u);
     scene.exit();

@@ -145,7 +145,7 @@ TEST(Lens, DisabledItDoesNotWarnOfTooManySamples) {
     EXPECT_THAT(scene.renderer.calls(), ElementsAre("query(51)", kEyeRay));
 }
 
-TEST(Lens, ConversionRunsWhateverTheNumberOfSamples) {
+TEST(Lens, ConversionRunsForAnyNumberOfSamples) {
     LensScene scene(3000, 3000);
     scene.make({.jitter = 1, .samples = 300, .pdc_file_name = "x", .output_mode = 3});
     scene.renderer.on_sample = no_bake;

@@ -292,7 +292,7 @@ TEST_F(Output, NameOfTheWrongTypeIsInvalid) {
                             "warning: vx_pc_write: Invalid file name for , aborting"));
 }
 
-TEST_F(Output, UnwritableFolderIsReportedAndThenTheFileAllTheSame) {
+TEST_F(Output, UnwritableDirectoryAndFileAreBothReported) {
     WriteInstanceData& data = make(1, "missing/a.0001.pdc");
     WriteOutput(&data);
     EXPECT_THAT(messages(), ElementsAre("warning: Cannot open missing/a.0012.pdc for writing",

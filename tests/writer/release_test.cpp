@@ -40,7 +40,7 @@ TEST(Release, CacheThenLabelsThenLockThenGridThenRecord) {
                             "delete(rows)", "delete(record)"));
 }
 
-TEST(Release, WithoutCacheAndLabelsThereIsTheRestAlone) {
+TEST(Release, WithoutCacheAndLabelsReleasesTheOthers) {
     LensScene scene;
     WriteInstanceData& data = scene.make({});
     const WatchedBlock record(&data, "record");
@@ -60,7 +60,7 @@ TEST(Release, EveryLabelListIsFreed) {
     EXPECT_EQ(blocks_held(), before);
 }
 
-TEST(Release, FailedInitLeavesNothingBehindAndPassesTheExceptionOn) {
+TEST(Release, FailedInitReleasesEverythingAndRethrows) {
     LensScene scene(1000, 1000); // the rows take 8 MB
     scene.set_up({.use_labels = 1, .labels = "1-9"});
     const long before = blocks_held();

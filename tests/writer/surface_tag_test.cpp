@@ -96,7 +96,7 @@ TEST_F(SurfaceTag, InstanceWithoutAListHasNone) {
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
-TEST_F(SurfaceTag, SinglePlainMaterialIsNoList) {
+TEST_F(SurfaceTag, SingleMaterialIsNotAList) {
     const Surface surface = scene.tagged(5);
     auto* instance = scene.renderer.record<miInstance>(surface.instance);
     instance->material = surface.material;
@@ -107,14 +107,14 @@ TEST_F(SurfaceTag, SinglePlainMaterialIsNoList) {
                 ElementsAre("db_access(" + tag + ")", "db_unpin(" + tag + ")"));
 }
 
-TEST_F(SurfaceTag, ListThatIsNotThereIsNotAccessed) {
+TEST_F(SurfaceTag, MissingListIsNotAccessed) {
     const Surface surface = scene.tagged(5);
     scene.renderer.record<miInstance>(surface.instance)->material = miNULLTAG;
     EXPECT_LT(find(surface), 0);
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
-TEST_F(SurfaceTag, EntriesBehindTheEndOfTheListDoNotCount) {
+TEST_F(SurfaceTag, EntriesAfterTheEndOfTheListAreIgnored) {
     const miTag instance = scene.renderer.add_instance({material(plain_shader()), tagged(5)});
     miState hit = scene.renderer.new_state(plain_shader());
     hit.instance = instance;
@@ -129,13 +129,13 @@ TEST_F(SurfaceTag, FirstMaterialThatYieldsATagWins) {
     EXPECT_THAT(scene.left_over(), IsEmpty());
 }
 
-TEST_F(SurfaceTag, ZeroEndsTheSearchLikeAnyOtherTag) {
+TEST_F(SurfaceTag, ZeroEndsTheSearchAsAnyTagDoes) {
     EXPECT_EQ(find_in({tagged(0), tagged(5)}), 0);
     EXPECT_EQ(scene.renderer.calls_starting_with("query(54").size(), 1u);
     EXPECT_EQ(find_in({tagged(-1), tagged(0), tagged(5)}), 0);
 }
 
-TEST_F(SurfaceTag, NegativeTagsAreNoneAndTheSearchGoesOn) {
+TEST_F(SurfaceTag, NegativeTagsAreSkipped) {
     EXPECT_EQ(find_in({tagged(-3), tagged(-1), tagged(9)}), 9);
     EXPECT_LT(find_in({tagged(-3)}), 0);
 }

@@ -58,7 +58,7 @@ TEST(ConvertValues, ToIntegersCutsTowardZeroAndAtTheRange) {
     EXPECT_EQ(to64.changed, 2);
 }
 
-TEST(ConvertValues, NotANumberStaysOneBetweenFloatsAndIsNoChange) {
+TEST(ConvertValues, NanConvertsBetweenFloatsUnchanged) {
     const auto c = convert<float, double>({kNanValue, kInfinite, 0.5, 0.1, 1e300});
     EXPECT_TRUE(std::isnan(c.values[0]));
     EXPECT_EQ(c.values[1], std::numeric_limits<float>::infinity());

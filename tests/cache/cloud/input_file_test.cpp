@@ -35,7 +35,7 @@ TEST(InputFile, ReadsAnywhereAndNamesWhereItEnds) {
     }
 }
 
-TEST(InputFile, RefusesFoldersDevicesAndWhatIsNotThere) {
+TEST(InputFile, RefusesDirectoriesDevicesAndMissingFiles) {
     const TestFolder folder;
     EXPECT_EQ(reason(folder.path("no")), folder.path("no") + ": No such file or directory");
     EXPECT_EQ(reason(folder.path("")), folder.path("") + ": Is a directory");

@@ -25,7 +25,7 @@ TEST(OutputFile, WithoutCommitNothingStays) {
     EXPECT_TRUE(folder.names().empty());
 }
 
-TEST(OutputFile, ReplacesOnlyWhenForcedAndKeepsWhatAppearedMeanwhile) {
+TEST(OutputFile, ReplacesOnlyIfForcedAndKeepsFilesCreatedMeanwhile) {
     const TestFolder folder;
     folder.put("a", "mine");
     EXPECT_THROW(OutputFile(folder.path("a"), false), FileError);

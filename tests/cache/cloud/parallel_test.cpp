@@ -19,7 +19,7 @@ TEST(RunWorkers, CallsEachOnceAndTheFirstHere) {
     EXPECT_EQ(first, std::this_thread::get_id());
 }
 
-TEST(RunWorkers, ThrowsWhatOneOfThemThrewOnceAllHaveEnded) {
+TEST(RunWorkers, RethrowsAfterAllWorkersHaveEnded) {
     std::atomic<int> ended = 0;
     EXPECT_THROW(run_workers(3,
                              [&](int worker) {

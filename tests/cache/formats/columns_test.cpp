@@ -32,7 +32,7 @@ TEST(GroupColumns, JoinsTheWellKnownNamesInAnyOrder) {
     EXPECT_EQ(groups[1].columns, (std::vector<std::size_t>{1, 5, 6}));
 }
 
-TEST(GroupColumns, WhatIsIncompleteStaysApart) {
+TEST(GroupColumns, IncompleteGroupsStaySeparate) {
     EXPECT_EQ(names_of(group({"x", "y"})), (Names{"x:1", "y:1"}));
     EXPECT_EQ(names_of(group({"r", "g", "alpha"})), (Names{"r:1", "g:1", "alpha:1"}));
     EXPECT_EQ(names_of(group({"v.x", "w.y"})), (Names{"v.x:1", "w.y:1"}));
@@ -62,7 +62,7 @@ TEST(GroupColumns, TakesTheTypeThatHoldsAllColumns) {
     EXPECT_EQ(type(Type::float32, Type::int32, Type::float32), Type::float64);
 }
 
-TEST(SplitCloud, CutsOtherWidthsIntoColumnsAndSaysSo) {
+TEST(SplitCloud, SplitsOtherWidthsIntoColumnsWithANote) {
     MemoryCloud cloud(2);
     cloud.add<float>("uv", 2, {1, 2, 3, 4}).add<double>("position", 3, {0, 1, 2, 3, 4, 5});
     Notes notes;

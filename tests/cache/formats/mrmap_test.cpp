@@ -12,7 +12,7 @@ using mi::shader_v3::Map_declaration;
 using mi::shader_v3::Map_element;
 using mi::shader_v3::Map_field_type;
 
-TEST(MapFile, TextsAreShownAndToldNotToBeCarried) {
+TEST(MapFile, TextsAreShownButNotConverted) {
     const TestFolder folder;
     Map_declaration declaration(3);
     declaration->append_field("author", Map_field_type::String, 40, true);

@@ -87,7 +87,7 @@ TEST(GuessedColumn, NarrowsIntegersThatFit) {
     EXPECT_EQ(out[1], std::numeric_limits<std::int32_t>::max());
 }
 
-TEST(Words, SplitsAtBlanksAndKnowsWhereTheyBegin) {
+TEST(Words, SplitsAtBlanksAndKeepsOffsets) {
     Words words("  one\ttwo\r ");
     EXPECT_EQ(words.next(), "one");
     EXPECT_EQ(words.offset(), 2U);

@@ -35,7 +35,7 @@ const char* const kOverTime = "    point3f[] points.timeSamples = {\n"
                               "        1: [(1, 0, 0)],\n        2: [(2, 0, 0)],\n"
                               "        4.5: [(4, 0, 0)],\n    }\n";
 
-TEST(Usda, OfValuesOverTimeTheFirstAreReadAndThatIsTold) {
+TEST(Usda, FirstTimeSampleIsReadWithANote) {
     const Read r = read(kOverTime);
     EXPECT_EQ(values_of<double>(*r.cloud, "position"), (Numbers{1, 0, 0}));
     ASSERT_EQ(r.findings.size(), 1U);

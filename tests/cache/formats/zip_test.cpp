@@ -8,7 +8,7 @@ namespace vx::cache {
 namespace {
 
 // What the directory's place and the local headers say of entries of any size, without their bytes.
-TEST(Zip, WhatIsWrittenReadsBack) {
+TEST(Zip, WrittenEntriesReadBack) {
     const TestFolder folder;
     ZipEntry a{"a.npy", 0, 0x12345678u, 5, 5, 0, 0};
     std::string bytes = zip_local_header(a) + "hello";

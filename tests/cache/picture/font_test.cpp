@@ -37,7 +37,7 @@ TEST(Font, TheDotsOfALetter) {
     EXPECT_EQ(glyph('1'), one);
 }
 
-TEST(Font, WhatIsNoPrintableLetterIsAQuestionMark) {
+TEST(Font, UnprintableCharactersAreQuestionMarks) {
     EXPECT_EQ(glyph('\n'), glyph('?'));
     EXPECT_EQ(glyph('\x7f'), glyph('?'));
     EXPECT_EQ(glyph(static_cast<char>(0xc3)), glyph('?'));
@@ -53,7 +53,7 @@ TEST(Font, TextIsScaledDotByDot) {
     EXPECT_EQ(text_width("", 3), 0);
 }
 
-TEST(Font, WhatLiesOutsideIsCutOff) {
+TEST(Font, TextOutsideThePictureIsClipped) {
     Picture picture(10, 10, kPaper);
     draw_text(picture, -3, -3, 2, "WWWW", kInk);
     draw_text(picture, 8, 8, 2, "WWWW", kInk);

@@ -4,7 +4,7 @@
 
 using namespace vx::cache;
 
-TEST(ImageFormat, IsToldByTheNamesEnd) {
+TEST(ImageFormat, FollowsFromTheExtension) {
     EXPECT_EQ(image_format_of_name("a.png"), ImageFormat::png);
     EXPECT_EQ(image_format_of_name("a.b/c.EXR"), ImageFormat::exr);
     EXPECT_FALSE(image_format_of_name("a.jpg"));

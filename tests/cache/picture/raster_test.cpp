@@ -74,7 +74,7 @@ TEST(DiscRaster, TheAreaOfATiltedDiscIsThatOfItsEllipse) {
     }
 }
 
-TEST(DiscRaster, PerspectiveDiscsCoverWhatTheLinesOfSightMeet) {
+TEST(DiscRaster, PerspectiveDiscsCoverTheIntersectedSamples) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> unit(-1, 1);
     const Camera c = square(64, false, 1.2);
@@ -110,7 +110,7 @@ TEST(DiscRaster, APointAtAKnownPlaceLandsInItsPixel) {
     }
 }
 
-TEST(DiscRaster, TheNearestWinsInWhateverOrder) {
+TEST(DiscRaster, NearestDiscWinsInAnyOrder) {
     const Color red{1, 0, 0};
     const Color green{0, 1, 0};
     for (const bool orthographic : {false, true}) {

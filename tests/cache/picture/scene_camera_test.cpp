@@ -113,7 +113,7 @@ TEST(SceneCamera, OfSeveralWithoutARenderCommandOneHasToBeNamed) {
     EXPECT_EQ(read_scene_camera(scene.name() + ":wide", 0, 0).instance, "wideInst");
 }
 
-TEST(SceneCamera, AnUnknownNameIsAnsweredWithThoseThereAre) {
+TEST(SceneCamera, UnknownNameListsTheCameras) {
     const SceneFile scene(kTwoCameras);
     EXPECT_THAT(why(scene.name() + ":nobody"), HasSubstr("there is no camera instance 'nobody'"));
     EXPECT_THAT(why(scene.name() + ":nobody"), HasSubstr("'flatInst', 'wideInst'"));
@@ -126,7 +126,7 @@ TEST(SceneCamera, AnErrorElsewhereInTheSceneDoesNotHideTheCamera) {
     EXPECT_EQ(read_scene_camera(scene.name(), 0, 0).instance, "i");
 }
 
-TEST(SceneCamera, WhatCannotBeReadSaysWhy) {
+TEST(SceneCamera, UnreadableScenesGiveTheReason) {
     EXPECT_THAT(why("no_such_scene.mi"), HasSubstr("no_such_scene.mi"));
     const SceneFile broken("camera \"c\" aperture");
     EXPECT_THAT(why(broken.name()), HasSubstr(broken.name()));

@@ -48,7 +48,7 @@ TEST(Moments, OfEveryWidthAndNumberOfPointsAgreeWithTheDefinition) {
     }
 }
 
-TEST(Moments, LeaveOutWhatIsNotFiniteWhereverItStands) {
+TEST(Moments, SkipNonFiniteValuesAtAnyPosition) {
     for (std::size_t place = 0; place < 48; ++place) {
         for (const double bad : {kNanValue, kInfinite, -kInfinite}) {
             std::vector<double> values(48, 2.0);

@@ -64,7 +64,7 @@ TEST_F(Selection, TheConeIsAboutADirectionOfAnyLength) {
     EXPECT_EQ(kept(c), (Points{3, 4, 5}));
 }
 
-TEST_F(Selection, OpacityThatIsNoNumberIsOutside) {
+TEST_F(Selection, NanOpacityIsOutside) {
     c.least_opacity = 0.25;
     c.most_opacity = 0.75;
     EXPECT_EQ(kept(c), (Points{1, 2, 3}));
@@ -85,7 +85,7 @@ TEST_F(Selection, SpacingKeepsTheEarlierPoint) {
     EXPECT_EQ(kept(c), (Points{0, 1, 2, 3, 4, 5}));
 }
 
-TEST_F(Selection, AttributesThatAreNotThereAreErrors) {
+TEST_F(Selection, MissingAttributesAreErrors) {
     MemoryCloud bare(1);
     bare.add<double>("position", 3, {0, 0, 0});
     c.least_opacity = 0;

@@ -71,7 +71,7 @@ TEST(FindSpacing, AgreesWithAllPairs) {
     EXPECT_TRUE(is_one_of(s.most));
 }
 
-TEST(FindSpacing, NoFiguresWhereThereAreNone) {
+TEST(FindSpacing, NoEstimateForSparseClouds) {
     EXPECT_EQ(spacing_of({0, 0, 0}).samples, 0);
     EXPECT_EQ(spacing_of({1, 2, 3, 1, 2, 3}).samples, 0); // no size
     const double nan = std::numeric_limits<double>::quiet_NaN();

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kNanValue = std::numeric_limits<double>::quiet_NaN();
 
-TEST(Measure, RangesMeansAndWhatIsNotFinite) {
+TEST(Measure, RangesMeansAndNonFiniteValues) {
     MemoryCloud cloud(4);
     cloud.add<float>("a", 1, {1, -2, std::numeric_limits<float>::infinity(), 4});
     cloud.add<std::int64_t>("b", 2, {1, 10, 2, 20, 3, 30, 4, 40});
