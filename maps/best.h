@@ -13,7 +13,8 @@ namespace vx::maps {
 // At most `wanted` results. Of two elements at the same distance, the one appended later counts as
 // the farther. Up to kMaxFew results are kept unsorted, with their distances in whole vectors and
 // the farthest known, because replacing the farthest is what a search does most; search_walk.h
-// maintains them, compiled for each instruction set. More results are kept in a heap.
+// maintains them, compiled for each instruction set. If more are wanted, candidates are collected
+// until there are half as many again, and then reduced to the nearest.
 struct Best {
     static constexpr std::uint32_t kMaxFew = 48;
 
@@ -27,6 +28,7 @@ struct Best {
     std::uint32_t rows[kMaxFew];
     // The results after a search, from near to far.
     Map_result sorted[kMaxFew];
+    // Candidates, and after a search the results from near to far, if more than few are wanted.
     std::vector<Map_result> many;
 
     void begin(std::uint32_t most, float max_distance, const std::uint32_t* row_order) {
@@ -42,12 +44,22 @@ struct Best {
         return is_few() ? count : static_cast<std::uint32_t>(many.size());
     }
 
-    // Adds a result to the heap; the distance must not exceed the limit. Throws std::bad_alloc.
-    void offer_many(float distance, std::uint32_t row);
+    // Adds a candidate; the distance must not exceed the limit. Throws std::bad_alloc.
+    void offer_many(float distance, std::uint32_t row) {
+        many.push_back({distance, row});
+        if (many.size() >= std::uint64_t{wanted} + wanted / 2) keep_nearest();
+    }
+    // Throws std::bad_alloc.
     void finish_many();
     // The slow paths for few results with equal distances.
     std::uint32_t farthest_of_equals(std::uint64_t equals) const;
     void sort_few();
+
+  private:
+    // Reduces the candidates to the `wanted` nearest and lowers the limit to the farthest of them.
+    void keep_nearest();
+
+    std::vector<Map_result> m_border; // of keep_nearest()
 };
 
 } // namespace vx::maps

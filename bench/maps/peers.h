@@ -18,8 +18,16 @@ class Peer {
                       const Search& search) const = 0;
 };
 
+// How a peer keeps the nearest elements of a search.
+enum class Collect {
+    sorted, // inserted in order, up to kMostSorted
+    buffer, // unsorted, cut by selection when twice as many as wanted are there, sorted at the end
+    all     // all elements within the radius, then selection and sort
+};
+inline constexpr unsigned kMostSorted = 256;
+
 // The cloud must outlive the peer.
-std::unique_ptr<Peer> make_nanoflann(const Cloud& cloud);
-std::unique_ptr<Peer> make_embree(const Cloud& cloud);
+std::unique_ptr<Peer> make_nanoflann(const Cloud& cloud, Collect collect = Collect::sorted);
+std::unique_ptr<Peer> make_embree(const Cloud& cloud, Collect collect = Collect::sorted);
 
 } // namespace vx::bench

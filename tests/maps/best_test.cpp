@@ -1,26 +1,119 @@
-// Results of a search: the heap, and the slow paths for ties.
+// Results of a search: many of them, and the slow paths for ties.
 #include "maps/best.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <utility>
+#include <vector>
+
 namespace {
 
 using vx::maps::Best;
+using vx::maps::Map_result;
 
-TEST(Best, TheHeapKeepsTheNearestAndOrdersTies) {
-    const std::uint32_t order[6] = {5, 4, 3, 2, 1, 0};
+// Offers all distances that the limit admits, as a search does, and compares with a full sort.
+void expect_nearest(std::uint32_t wanted, const std::vector<float>& distances) {
+    // An order of appending that differs from the rows: multiplied by a number prime to the count.
+    std::vector<std::uint32_t> order(distances.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = static_cast<std::uint32_t>((i * 7919 + 13) % order.size());
+
     Best best;
-    best.begin(100, 10.0f, order);
+    best.begin(wanted, std::numeric_limits<float>::infinity(), order.data());
     ASSERT_FALSE(best.is_few());
-    best.wanted = 3;
-    for (std::uint32_t row = 0; row < 6; ++row)
-        best.offer_many(row < 3 ? 2.0f : 1.0f, row);
+    std::vector<Map_result> all;
+    for (std::uint32_t row = 0; row < distances.size(); ++row) {
+        if (distances[row] <= best.limit) best.offer_many(distances[row], row);
+        all.push_back({distances[row], row});
+    }
     best.finish_many();
-    ASSERT_EQ(best.many.size(), 3u);
-    EXPECT_EQ(best.many[0].row, 5u);
-    EXPECT_EQ(best.many[1].row, 4u);
-    EXPECT_EQ(best.many[2].row, 3u);
-    EXPECT_EQ(best.limit, 1.0f);
+
+    std::sort(all.begin(), all.end(), [&](const Map_result& a, const Map_result& b) {
+        return std::pair(a.distance, order[a.row]) < std::pair(b.distance, order[b.row]);
+    });
+    if (all.size() > wanted) all.resize(wanted);
+    ASSERT_EQ(best.result_count(), all.size());
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        ASSERT_EQ(best.results()[i].row, all[i].row) << "result " << i << " of " << wanted;
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(best.results()[i].distance),
+                  std::bit_cast<std::uint32_t>(all[i].distance));
+    }
+}
+
+// Counts around the sizes at which candidates are reduced.
+constexpr std::uint32_t kWanted[] = {49, 64, 65, 200, 1000};
+constexpr std::size_t kOffered[] = {1, 48, 49, 72, 73, 74, 96, 97, 299, 300, 1499, 1500, 5003};
+
+void expect_nearest_of(const std::function<float(std::mt19937&)>& distance) {
+    std::mt19937 random(1);
+    for (const std::uint32_t wanted : kWanted) {
+        for (const std::size_t offered : kOffered) {
+            std::vector<float> distances(offered);
+            for (float& d : distances)
+                d = distance(random);
+            expect_nearest(wanted, distances);
+        }
+    }
+}
+
+TEST(Best, ManyResultsAreTheNearestInOrder) {
+    std::uniform_real_distribution<float> uniform(0.0f, 3.0f);
+    expect_nearest_of([&](std::mt19937& random) { return uniform(random); });
+}
+
+TEST(Best, ManyEqualDistancesAreInTheOrderOfAppending) {
+    expect_nearest_of([](std::mt19937& random) { return static_cast<float>(random() % 5); });
+    expect_nearest_of([](std::mt19937&) { return 0.25f; });
+}
+
+TEST(Best, ManyNegativeDistancesAndZerosOfBothSigns) {
+    expect_nearest_of([](std::mt19937& random) {
+        const float size = static_cast<float>(random() % 4);
+        return random() % 2 == 0 ? size : -size;
+    });
+}
+
+// Most distances are in one bucket.
+TEST(Best, ManyUnevenDistances) {
+    expect_nearest_of([](std::mt19937& random) {
+        return random() % 50 == 0 ? 1e30f : static_cast<float>(random() % 100000) * 1e-6f;
+    });
+    expect_nearest_of([](std::mt19937& random) {
+        return std::ldexp(1.0f, static_cast<int>(random() % 250) - 125);
+    });
+}
+
+TEST(Best, ManyDistancesBeyondTheRangeOfBuckets) {
+    constexpr float kGreatest = std::numeric_limits<float>::max();
+    constexpr float kTiny = std::numeric_limits<float>::denorm_min();
+    expect_nearest_of([](std::mt19937& random) {
+        const float some[] = {kGreatest, -kGreatest, 1.0f};
+        return some[random() % 3];
+    });
+    expect_nearest_of([](std::mt19937& random) {
+        return random() % 3 == 0 ? std::numeric_limits<float>::infinity() : 1.0f;
+    });
+    expect_nearest_of(
+        [](std::mt19937& random) { return kTiny * static_cast<float>(random() % 9); });
+}
+
+TEST(Best, LimitIsTheFarthestOfTheWantedOnceHalfAsManyMoreAreThere) {
+    std::vector<std::uint32_t> order(75);
+    std::iota(order.begin(), order.end(), 0u);
+    Best best;
+    best.begin(50, 100.0f, order.data());
+    for (std::uint32_t row = 0; row < 74; ++row)
+        best.offer_many(static_cast<float>(74 - row), row);
+    EXPECT_EQ(best.limit, 100.0f);
+    best.offer_many(0.5f, 74);
+    EXPECT_EQ(best.limit, 49.0f);
 }
 
 TEST(Best, OfEqualsTheOneAppendedLastIsTheFarthest) {
