@@ -1,6 +1,7 @@
 #include "cache/verbs/session.h"
 
 #include "cache/formats/text.h"
+#include "host/scene/frame_list.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -12,8 +13,6 @@
 namespace vx::cache {
 
 namespace {
-
-constexpr std::size_t kMostFrames = 1000000;
 
 void say(const char* kind, const std::string& text) {
     (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, text.c_str());
@@ -89,32 +88,8 @@ std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string wh
 
 Frames Frames::parse(const std::string& text) {
     Frames frames;
-    const auto wrong = [&text] {
-        throw UsageError("--frames: '" + text + "' is not like 1-100, 1-100x2 or 1,5,9");
-    };
-    for (std::size_t at = 0; at <= text.size();) {
-        const std::size_t end = std::min(text.find(',', at), text.size());
-        std::string item = text.substr(at, end - at);
-        at = end + 1;
-        std::int64_t step = 1;
-        if (const std::size_t x = item.find('x'); x != std::string::npos) {
-            const auto value = parse_int(item.substr(x + 1));
-            if (!value || *value < 1 || *value > 1000000) wrong();
-            step = *value;
-            item.resize(x);
-        }
-        const std::size_t dash = item.find('-', 1);
-        const auto first = parse_int(item.substr(0, dash));
-        const auto last = dash == std::string::npos ? first : parse_int(item.substr(dash + 1));
-        if (!first || !last || *last < *first || *first < -1000000000 || *last > 1000000000)
-            wrong();
-        for (std::int64_t f = *first; f <= *last; f += step) {
-            if (frames.numbers.size() == kMostFrames) {
-                throw UsageError("--frames: more than a million frames");
-            }
-            frames.numbers.push_back(static_cast<int>(f));
-        }
-    }
+    const std::string why = scene::parse_frame_list(text, frames.numbers);
+    if (!why.empty()) throw UsageError("--frames: " + why);
     return frames;
 }
 
