@@ -181,6 +181,10 @@ int Lexer::skip() {
             if (m_p < m_end) return 0;
             if (!pop()) return -1;
             break;
+        case '$':
+            if (!has(m_p[1], starts_word)) return '$';
+            open_variable();
+            break;
         default:
             return static_cast<unsigned char>(*m_p);
         }

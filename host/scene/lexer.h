@@ -104,6 +104,7 @@ class Lexer {
 
     int skip();
     void newline();
+    void open_variable();
     bool pop();
     void report_progress();
     Token number_token(Token token);

@@ -29,6 +29,10 @@ std::string_view take_word(std::string_view& rest) {
     return word;
 }
 
+bool is_name_character(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+}
+
 std::string dollar(std::string_view word) {
     std::string text(1, '$');
     return text.append(word);
@@ -250,6 +254,22 @@ bool Lexer::open_file(const std::string& path, Location from) {
 
 void Lexer::set_registry_actions(const std::string& name, std::string text) {
     m_registry_actions[name] = std::move(text);
+}
+
+// Continues with the value of the variable after a dollar sign within a line.
+void Lexer::open_variable() {
+    const Location where = place();
+    const char* const name_start = ++m_p;
+    while (is_name_character(*m_p))
+        ++m_p;
+    const std::string name(name_start, m_p);
+    const std::string value = m_substitution.variable(name);
+    if (value.empty()) throw SyntaxError{where, "there is no variable '" + name + "'"};
+    if (m_frames.size() > m_settings.include_limit || ++m_includes > kIncludeCountLimit)
+        throw SyntaxError{where, "variables refer to each other recursively"};
+    std::string error;
+    if (auto source = Source::from_text(value, error))
+        open(std::move(source), "variable " + name, where, m_frames.back().folder);
 }
 
 void Lexer::lookup(const std::string& name, Location where) {

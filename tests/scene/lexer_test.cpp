@@ -89,7 +89,7 @@ TEST(Lexer, OtherBytesAreErrorsThatNameThem) {
     EXPECT_THAT(tokens(std::string_view("a\0b", 3)),
                 ElementsAre("'a'", "error 1:2: unexpected character byte 0", "'b'"));
     EXPECT_THAT(tokens("\xff"), ElementsAre("error 1:1: unexpected character byte 255"));
-    EXPECT_THAT(tokens("a $b"), ElementsAre("'a'", "error 1:3: unexpected character '$'", "'b'"));
+    EXPECT_THAT(tokens("a $ b"), ElementsAre("'a'", "error 1:3: unexpected character '$'", "'b'"));
 }
 
 TEST(Lexer, PlacesCountFromOne) {
