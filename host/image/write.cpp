@@ -3,6 +3,7 @@
 #include "host/image/encode.h"
 #include "host/image/output_file.h"
 
+#include <OpenImageIO/imageio.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -84,6 +85,17 @@ Reason check_picture(const WriteRequest& request, int width, int height) {
     }
 }
 
+bool is_finished(const WriteRequest& request, int width, int height) {
+    std::error_code error;
+    if (!fs::is_regular_file(request.path, error)) return false;
+    const auto in = OIIO::ImageInput::open(request.path.string());
+    if (!in) {
+        (void)OIIO::geterror(); // else it would be reported with a later failure
+        return false;
+    }
+    return in->spec().width == width && in->spec().height == height;
+}
+
 std::vector<std::string> PictureFiles::check(std::span<const WriteRequest> pictures, int width,
                                              int height) const {
     std::vector<std::string> reasons;
@@ -107,12 +119,15 @@ std::vector<std::string> PictureFiles::check(std::span<const WriteRequest> pictu
     return reasons;
 }
 
-Reason PictureFiles::write(const Frame& frame, const WriteRequest& request) {
-    Reason reason = write_picture(frame, request);
-    if (reason) return reason;
+void PictureFiles::keep(const WriteRequest& request) {
     const fs::path file = identity(request);
     if (!file.empty()) m_written.insert_or_assign(file, request.path.string());
-    return std::nullopt;
+}
+
+Reason PictureFiles::write(const Frame& frame, const WriteRequest& request) {
+    Reason reason = write_picture(frame, request);
+    if (!reason) keep(request);
+    return reason;
 }
 
 } // namespace vx::image

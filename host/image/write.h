@@ -43,6 +43,10 @@ struct WriteRequest {
 [[nodiscard]] std::optional<std::string> check_picture(const WriteRequest& request, int width,
                                                        int height);
 
+// Whether the file exists and its header is that of a picture of this resolution. False for devices
+// and pipes.
+[[nodiscard]] bool is_finished(const WriteRequest& request, int width, int height);
+
 // The pictures of one run, each of which gets a file of its own.
 class PictureFiles {
   public:
@@ -51,6 +55,8 @@ class PictureFiles {
     // reason" for each picture that cannot be written.
     [[nodiscard]] std::vector<std::string> check(std::span<const WriteRequest> pictures, int width,
                                                  int height) const;
+    // Remembers the file of a picture that is not rendered again.
+    void keep(const WriteRequest& request);
     // write_picture(), and remembers the file.
     [[nodiscard]] std::optional<std::string> write(const Frame& frame, const WriteRequest& request);
 

@@ -130,9 +130,10 @@ miCamera* SceneRenderer::find_camera(const shading::RenderRequest& request) cons
 
 bool SceneRenderer::load_textures() {
     const auto failures = m_textures.load(m_context);
-    for (const auto& failure : failures)
+    for (const auto& failure : failures) {
         report_file(m_settings.texture_continue ? Level::warning : Level::error,
                     fmt::format("cannot read texture \"{}\": {}", failure.texture, failure.reason));
+    }
     return failures.empty() || m_settings.texture_continue;
 }
 
@@ -162,6 +163,7 @@ Outcome SceneRenderer::sample_frame(trace::TracedFrame& traced, const miCamera& 
         bool complete = true;
         image::Frame result = vx::render::render_frame(sampling, calls, complete);
         m_progress.finish();
+        m_eye_rays += traced.eye_rays();
         if (!complete || m_context.aborted()) return aborted_outcome();
         frame = std::move(result);
     } catch (const shading::RenderAborted&) {
@@ -239,6 +241,26 @@ bool SceneRenderer::can_write(const miCamera* scene_camera,
     return reasons.empty();
 }
 
+bool SceneRenderer::skip_frame(const miCamera& scene_camera,
+                               const std::vector<image::WriteRequest>& files) {
+    miCamera camera = scene_camera;
+    override_camera(m_settings, camera);
+    const bool finished =
+        !files.empty() && std::all_of(files.begin(), files.end(), [&](const auto& file) {
+            return image::is_finished(file, camera.x_resolution, camera.y_resolution);
+        });
+    if (!finished) return false;
+    for (const image::WriteRequest& file : files)
+        m_files.keep(file);
+    report(Level::progress, fmt::format("frame {}: skipped, its images exist", camera.frame));
+    return true;
+}
+
+int SceneRenderer::frame_number(const shading::RenderRequest& request) const {
+    const miCamera* const camera = find_camera(request);
+    return camera ? camera->frame : 0;
+}
+
 bool SceneRenderer::write_files(const image::Frame& frame,
                                 const std::vector<image::WriteRequest>& files, float gamma) {
     bool good = true;
@@ -258,7 +280,9 @@ bool SceneRenderer::write_files(const image::Frame& frame,
 
 Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     const std::vector<image::WriteRequest> files = output_files(request.camera_instance);
-    if (!can_write(find_camera(request), files)) return Outcome::failed;
+    const miCamera* const camera = find_camera(request);
+    if (!can_write(camera, files)) return Outcome::failed;
+    if (m_settings.skip_existing && camera && skip_frame(*camera, files)) return Outcome::skipped;
     if (files.empty())
         report(Level::warning, "the camera has no output files; the image is not saved");
 

@@ -14,7 +14,8 @@
 
 namespace vx::render {
 
-enum class Outcome { done, failed, interrupted };
+// `skipped`: the images exist (RenderSettings::skip_existing).
+enum class Outcome { done, skipped, failed, interrupted };
 
 class SceneRenderer {
   public:
@@ -34,6 +35,10 @@ class SceneRenderer {
     Outcome render(const shading::RenderRequest& request, image::Frame& frame,
                    bool surfaces = true);
 
+    // The frame of the camera of a render command; 0 without a camera.
+    [[nodiscard]] int frame_number(const shading::RenderRequest& request) const;
+    // Eye rays traced so far.
+    [[nodiscard]] std::uint64_t eye_rays() const { return m_eye_rays; }
     // Files written so far.
     [[nodiscard]] const std::vector<std::string>& written() const { return m_written; }
 
@@ -46,6 +51,9 @@ class SceneRenderer {
     // Checks, before anything is rendered, whether the files can be written; reports the reasons.
     [[nodiscard]] bool can_write(const miCamera* scene_camera,
                                  const std::vector<image::WriteRequest>& files) const;
+    // Whether the images of a frame exist; keeps them from being overwritten by later frames then.
+    [[nodiscard]] bool skip_frame(const miCamera& scene_camera,
+                                  const std::vector<image::WriteRequest>& files);
     [[nodiscard]] bool write_files(const image::Frame& frame,
                                    const std::vector<image::WriteRequest>& files, float gamma);
     [[nodiscard]] bool load_textures();
@@ -61,6 +69,7 @@ class SceneRenderer {
     trace::Textures m_textures;
     image::PictureFiles m_files;
     std::vector<std::string> m_written;
+    std::uint64_t m_eye_rays = 0;
 };
 
 } // namespace vx::render

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace vx::render {
@@ -19,6 +20,8 @@ struct RenderSettings {
     int threads = 0; // 0: all cores
     // Render commands to run, counted from 1. last == 0: up to the end of the scene.
     int first = 1, last = 0, step = 1;
+    std::set<int> frames;       // frames of cameras to render; empty: all
+    bool skip_existing = false; // leaves out frames whose images exist
 
     std::string file_name, file_type, file_dir;
     std::optional<std::array<int, 2>> resolution;
