@@ -1,5 +1,7 @@
 #include "host/render/progress.h"
 
+#include "host/render/json_line.h"
+
 #include <fmt/format.h>
 
 #include <cmath>
@@ -57,6 +59,20 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
         (void)std::fprintf(stderr, "\r\033[K%s", text.c_str());
         (void)std::fflush(stderr);
         m_drawn = true;
+        return;
+    }
+    if (m_style == Style::json) {
+        if (done < total && now - m_last < std::chrono::milliseconds(500)) return;
+        m_last = now;
+        const std::string text = JsonLine("progress")
+                                     .text("what", m_what)
+                                     .count("done", static_cast<std::int64_t>(done))
+                                     .count("total", static_cast<std::int64_t>(total))
+                                     .count("eye_rays", static_cast<std::int64_t>(rays))
+                                     .seconds("seconds", seconds)
+                                     .line();
+        lock.unlock();
+        m_line(text);
         return;
     }
     const std::uint64_t part = total > 0 ? done * 10 / total : 10;

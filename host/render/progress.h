@@ -1,5 +1,5 @@
-// Progress of a frame: one line that is updated in place on a terminal, occasional messages
-// elsewhere.
+// Progress of a frame: one line that is updated in place on a terminal, occasional messages or JSON
+// objects elsewhere.
 #pragma once
 
 #include <chrono>
@@ -17,8 +17,8 @@ namespace vx::render {
 
 class Progress {
   public:
-    enum class Style { none, lines, terminal };
-    // `line` receives each message, without a newline (Style::lines only).
+    enum class Style { none, lines, terminal, json };
+    // `line` receives each message or object, without a newline (not for Style::terminal).
     Progress(Style style, std::function<void(const std::string&)> line);
     ~Progress() { finish(); }
     Progress(const Progress&) = delete;
@@ -26,7 +26,8 @@ class Progress {
 
     void start(std::string what);
     // Thread-safe. Updates a terminal at most ten times per second; otherwise emits a message after
-    // every tenth of the frame, at least two seconds apart.
+    // every tenth of the frame, at least two seconds apart, or an object at most twice per second
+    // and at the end of the frame.
     void update(std::uint64_t done, std::uint64_t total, std::uint64_t rays);
     // Clears the line on the terminal. Must be called at the end of a frame and before any message
     // is written to the terminal; the next update redraws the line.
