@@ -22,6 +22,17 @@ std::string formatted(const char* format, std::va_list arguments) {
     return text;
 }
 
+// An error of a shader makes the render count as failed, a warning makes it count as incomplete.
+void report(Level level, const std::string& text) {
+    Context& context = Context::current();
+    const auto* const call = context.thread().top;
+    if (level == Level::error) context.count_as_failed();
+    if (level == Level::warning)
+        context.omissions.add(vx::scene::Omission::shader_warning,
+                              call == nullptr ? "no shader" : call->function.label());
+    context.say(level, text);
+}
+
 } // namespace
 
 #define VX_MESSAGE(function, level)                                                                \
@@ -30,7 +41,7 @@ std::string formatted(const char* format, std::va_list arguments) {
         va_start(arguments, message);                                                              \
         const std::string text = formatted(message, arguments);                                    \
         va_end(arguments);                                                                         \
-        Context::current().say(level, text);                                                       \
+        report(level, text);                                                                       \
     }
 
 VX_MESSAGE(mi_error, Level::error)

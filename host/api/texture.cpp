@@ -8,7 +8,7 @@ using vx::shading::Context;
 
 // Stores the value of an image in `color`, and the result of a texture shader in `other`, or in
 // `color` if `other` is null.
-bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
+bool find_value(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
     color = {};
     if (!state || !coord || tag == miNULLTAG) return false;
     Context& context = Context::current();
@@ -27,6 +27,12 @@ bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, v
     if (!(coord->x >= 0.0f && coord->x < 1.0f && coord->y >= 0.0f && coord->y < 1.0f)) return false;
     color = image->bilinear(coord->x, coord->y);
     return true;
+}
+
+bool look_up(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
+    const bool found = find_value(state, tag, coord, color, other);
+    if (!found) Context::current().thread().note_false_below();
+    return found;
 }
 
 bool is_shader(miTag tag) {

@@ -11,6 +11,12 @@ miBoolean truth(bool value) {
     return value ? miTRUE : miFALSE;
 }
 
+// The result of a ray that brings back a color.
+miBoolean seen(const TracedFrame& frame, bool value) {
+    if (!value) frame.context().thread().note_false_below();
+    return truth(value);
+}
+
 // A result color that exists even if the shader passes null.
 class Result {
   public:
@@ -29,32 +35,32 @@ miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVect
     if (!frame || !state) return miFALSE;
     const miVector from = origin ? *origin : state->org;
     const miVector along = direction ? *direction : state->dir;
-    return truth(vx::trace::trace_eye(*frame, Result(result), state, from, along));
+    return seen(*frame, vx::trace::trace_eye(*frame, Result(result), state, from, along));
 }
 
 miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
     if (!frame || !state || !direction) return miFALSE;
-    return truth(vx::trace::trace_reflection(*frame, Result(result), state, *direction));
+    return seen(*frame, vx::trace::trace_reflection(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_refraction(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
     if (!frame || !state || !direction) return miFALSE;
-    return truth(vx::trace::trace_refraction(*frame, Result(result), state, *direction));
+    return seen(*frame, vx::trace::trace_refraction(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_transparent(miColor* result, miState* state) {
     auto* const frame = TracedFrame::current();
     if (!frame || !state) return miFALSE;
-    return truth(vx::trace::trace_transparent(*frame, Result(result), state));
+    return seen(*frame, vx::trace::trace_transparent(*frame, Result(result), state));
 }
 
 miBoolean mi_trace_environment(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
     if (!frame || !state) return miFALSE;
-    return truth(vx::trace::trace_environment(*frame, Result(result), state,
-                                              direction ? *direction : state->dir));
+    return seen(*frame, vx::trace::trace_environment(*frame, Result(result), state,
+                                                     direction ? *direction : state->dir));
 }
 
 miBoolean mi_trace_probe(miState* state, miVector* direction, miVector* origin) {

@@ -106,15 +106,26 @@ std::vector<image::WriteRequest> output_files(const scene::Camera& camera,
                                               shading::Context& context) {
     OutputList list(settings, context);
     for (const scene::Output& output : camera.outputs) {
-        if (output.shader.empty())
+        if (output.shader.empty()) {
             list.add(request(output), output.types);
-        else
+        } else {
+            context.omissions.add(scene::Omission::statement, "output shader");
             context.messages.write(Level::warning, "RENDER", 0,
                                    "output shaders are not supported; ignored");
+        }
     }
-    for (const scene::FrameBuffer& buffer : camera.framebuffers)
-        if (!buffer.filename.empty() && !buffer.user.value_or(false))
+    for (const scene::FrameBuffer& buffer : camera.framebuffers) {
+        if (buffer.filename.empty()) continue;
+        if (!buffer.user.value_or(false)) {
             list.add(request(buffer), buffer.datatype);
+            continue;
+        }
+        context.omissions.add(scene::Omission::image, fmt::format("\"{}\"", buffer.filename));
+        context.messages.write(
+            Level::warning, "RENDER", 0,
+            fmt::format("user frame buffers are not supported; \"{}\" is not written to \"{}\"",
+                        buffer.name, buffer.filename));
+    }
     if (list.empty() && !settings.file_name.empty()) list.add({}, "");
     return list.take();
 }

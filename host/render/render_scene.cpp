@@ -131,6 +131,7 @@ miCamera* SceneRenderer::find_camera(const shading::RenderRequest& request) cons
 bool SceneRenderer::load_textures() {
     const auto failures = m_textures.load(m_context);
     for (const auto& failure : failures) {
+        m_context.omissions.add(scene::Omission::texture, '"' + failure.texture + '"');
         report_file(m_settings.texture_continue ? Level::warning : Level::error,
                     fmt::format("cannot read texture \"{}\": {}", failure.texture, failure.reason));
     }

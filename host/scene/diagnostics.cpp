@@ -51,6 +51,15 @@ bool Diagnostics::warning_once(std::string_view kind, Location where, std::strin
     return true;
 }
 
+void Diagnostics::omit(Omission kind, std::string_view name) {
+    if (m_omissions) m_omissions->add(kind, name);
+}
+
+void Diagnostics::skip(std::string_view kind, Location where, std::string text) {
+    omit(Omission::statement, kind);
+    warning_once(kind, where, std::move(text));
+}
+
 void Diagnostics::say(Severity severity, Location where, std::string text) {
     if (!m_sink) return;
     Diagnostic diagnostic;

@@ -1,6 +1,8 @@
 // Locations in scene text, and messages about them. Nothing is printed.
 #pragma once
 
+#include "host/scene/omissions.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -46,7 +48,9 @@ class Diagnostics {
   public:
     using Sink = std::function<void(const Diagnostic&)>;
 
-    explicit Diagnostics(Sink sink = {}) : m_sink(std::move(sink)) {}
+    // `omissions`, if not null, collects what omit() and skip() pass on.
+    explicit Diagnostics(Sink sink = {}, Omissions* omissions = nullptr)
+        : m_sink(std::move(sink)), m_omissions(omissions) {}
 
     // Registers a file. `included_from` is the location of the $include directive, if any.
     std::uint32_t add_file(std::string name, Location included_from = {});
@@ -59,6 +63,10 @@ class Diagnostics {
     // Issues only the first warning of each kind. `kind` is any string that identifies the kind.
     // Returns true if the warning was issued.
     bool warning_once(std::string_view kind, Location where, std::string text);
+    // Counts an omission, without a message.
+    void omit(Omission kind, std::string_view name);
+    // Counts a statement or property without effect; the first one of each kind gives a warning.
+    void skip(std::string_view kind, Location where, std::string text);
 
     std::size_t errors() const { return m_errors; }
     std::size_t warnings() const { return m_warnings; }
@@ -72,6 +80,7 @@ class Diagnostics {
     void say(Severity severity, Location where, std::string text);
 
     Sink m_sink;
+    Omissions* m_omissions;
     std::vector<File> m_files;
     std::set<std::string, std::less<>> m_issued;
     std::size_t m_errors = 0;

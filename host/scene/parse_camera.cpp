@@ -145,7 +145,7 @@ void parse_framebuffer(Cursor& cursor, Camera& camera) {
 
 void skip_pass(Context& c) {
     Cursor& cursor = c.cursor;
-    c.diagnostics.warning_once("pass", cursor.where(), "render passes are not supported; ignored");
+    c.diagnostics.skip("pass", cursor.where(), "render passes are not supported; ignored");
     if (cursor.accept("null")) return;
     if (cursor.accept("delete")) {
         cursor.string("the name of a pass");

@@ -222,8 +222,7 @@ void parse_declare(Context& c) {
     bool has_end = true;
     if (cursor.accept("map")) {
         cursor.name("the name of a map");
-        c.diagnostics.warning_once("declare map", where,
-                                   "map declarations are not supported; ignored");
+        c.diagnostics.skip("declare map", where, "map declarations are not supported; ignored");
         cursor.skip_brackets();
         cursor.expect("end");
         cursor.expect("declare");
@@ -232,9 +231,8 @@ void parse_declare(Context& c) {
     if (cursor.accept("phenomenon")) {
         declaration.kind = DeclarationKind::phenomenon;
         parse_header(c, declaration);
-        c.diagnostics.warning_once("phenomenon", where,
-                                   "phenomena are not supported: '" + declaration.name +
-                                       "' is skipped");
+        c.diagnostics.skip("phenomenon", where,
+                           "phenomena are not supported: '" + declaration.name + "' is skipped");
         for (bool end = false; !(end && cursor.accept("declare"));) {
             if (cursor.at_end()) cursor.fail("'end declare'");
             end = cursor.at("end");

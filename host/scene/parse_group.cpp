@@ -144,8 +144,8 @@ enum class Shape : std::uint8_t { convex, any, strip, fan };
 void add_polygon(Context& c, MeshBuilder& builder, Polygon& polygon, Shape shape, Location where) {
     for (const std::size_t ring : polygon.rings)
         if (ring < 3) {
-            c.diagnostics.warning_once("small polygon", where,
-                                       "polygons with fewer than three corners are ignored");
+            c.diagnostics.skip("small polygon", where,
+                               "polygons with fewer than three corners are ignored");
             return;
         }
     const bool holes = polygon.rings.size() > 1;
@@ -156,8 +156,10 @@ void add_polygon(Context& c, MeshBuilder& builder, Polygon& polygon, Shape shape
         clipped = builder.add_polygon(polygon.corners, polygon.rings);
     else
         builder.add_fan(polygon.corners);
-    if (!clipped)
+    if (!clipped) {
+        c.diagnostics.omit(Omission::statement, "complex polygon");
         c.diagnostics.warning(where, "the polygon is too complex; its triangulation may be wrong");
+    }
 }
 
 // Reads the keyword that begins a polygon.

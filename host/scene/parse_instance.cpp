@@ -28,6 +28,7 @@ Matrix parse_matrix(Context& c) {
     const Location where = c.cursor.where();
     const Matrix matrix = c.cursor.matrix();
     if (!singular(matrix)) return matrix;
+    c.diagnostics.omit(Omission::statement, "singular matrix");
     c.diagnostics.warning(where, "the matrix is singular; using the identity instead");
     return kIdentityMatrix;
 }
@@ -40,8 +41,8 @@ void parse_transform(Context& c, Instance& instance) {
         instance.transform = parse_matrix(c);
     } else if (at_shader(c)) {
         instance.transform_shader.push_back(parse_shader(c));
-        c.diagnostics.warning_once("transform shader", where,
-                                   "transform shaders are not supported; ignored");
+        c.diagnostics.skip("transform shader", where,
+                           "transform shaders are not supported; ignored");
     }
 }
 
@@ -215,6 +216,7 @@ void parse_placed(Context& c, Instance& instance, bool& good) {
         cursor.advance();
         instance.item.clear();
         instance.geometry_shaders = parse_shader_list(c);
+        c.diagnostics.omit(Omission::geometry, '"' + instance.name + '"');
         c.diagnostics.warning_once("geometry shader", where,
                                    "geometry shaders are not supported; their instances are empty");
         return;

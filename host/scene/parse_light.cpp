@@ -57,8 +57,8 @@ void parse_area(Context& c, Light& light, AreaKind kind) {
     }
     parse_area_samples(cursor, area);
     light.area = area;
-    c.diagnostics.warning_once("area light", where,
-                               "area lights are not supported; using point lights instead");
+    c.diagnostics.skip("area light", where,
+                       "area lights are not supported; using point lights instead");
 }
 
 bool skip_shadowmap_item(Context& c) {

@@ -109,9 +109,9 @@ void parse_data_body(Context& c, UserData& data, bool& known) {
     const auto declared = c.declarations.find(data.call->declaration);
     known = declared != c.declarations.end() && declared->second.kind == DeclarationKind::data;
     if (!known)
-        c.diagnostics.warning_once("data " + data.call->declaration, where,
-                                   "there is no declaration of data '" + data.call->declaration +
-                                       "'; ignored");
+        c.diagnostics.skip("data " + data.call->declaration, where,
+                           "there is no declaration of data '" + data.call->declaration +
+                               "'; ignored");
 }
 
 } // namespace

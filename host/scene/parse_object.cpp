@@ -117,10 +117,11 @@ bool parse_flag(Context& c, Object& object, bool& data_seen) {
 }
 
 // Skips unsupported geometry and everything after it, including `end object`.
-void skip_body(Context& c) {
+void skip_body(Context& c, const Object& object) {
     Cursor& cursor = c.cursor;
     const Location where = cursor.where();
     const std::string kind(cursor.token().text);
+    c.diagnostics.omit(Omission::geometry, '"' + object.name + '"');
     c.diagnostics.warning_once("object " + kind, where,
                                "geometry '" + kind + "' is not supported; ignored");
     // A bracketed count is the length of the following binary block in words.
@@ -147,7 +148,7 @@ void skip_body(Context& c) {
     }
 }
 
-void parse_body(Context& c, MeshBuilder& builder) {
+void parse_body(Context& c, const Object& object, MeshBuilder& builder) {
     Cursor& cursor = c.cursor;
     for (;;) {
         if (cursor.accept("end")) {
@@ -155,7 +156,7 @@ void parse_body(Context& c, MeshBuilder& builder) {
             return;
         }
         if (cursor.at("group")) {
-            if (!parse_group(c, builder)) return skip_body(c);
+            if (!parse_group(c, builder)) return skip_body(c, object);
         } else if (cursor.at("trilist")) {
             parse_trilist(c, builder);
         } else if (cursor.at_any(
@@ -163,7 +164,7 @@ void parse_body(Context& c, MeshBuilder& builder) {
             skip_approximation(cursor);
         } else if (cursor.at_any({"basis", "hair", "particle", "file", "intersection", "curve",
                                   "surface", "subdivision", "ccmesh", "space", "connect"})) {
-            return skip_body(c);
+            return skip_body(c, object);
         } else {
             cursor.fail("a body of the object or 'end object'");
         }
@@ -185,8 +186,8 @@ bool at_object_name(const Cursor& cursor) {
 
 void finish(Context& c, Object object, std::optional<Mesh> mesh) {
     if (object.name.empty()) {
-        c.diagnostics.warning_once("object without name", object.where,
-                                   "ignoring an object without a name");
+        c.diagnostics.skip("object without name", object.where,
+                           "ignoring an object without a name");
         return;
     }
     c.names.keep(object);
@@ -221,7 +222,7 @@ void parse_object(Context& c, bool incremental) {
             if (!incremental) mesh.emplace();
         } else {
             MeshBuilder builder(object.flags.tagged);
-            parse_body(c, builder);
+            parse_body(c, object, builder);
             mesh = builder.finish();
         }
         finish(c, std::move(object), std::move(mesh));

@@ -161,8 +161,7 @@ void parse_option(Context& c, Options& o, Seen& seen) {
         cursor.advance();
         cursor.expect("space");
         if (o.space != Space::object)
-            c.diagnostics.warning_once("space", where,
-                                       "only object space is supported; using it instead");
+            c.diagnostics.skip("space", where, "only object space is supported; using it instead");
     } else if (cursor.accept("max")) {
         cursor.expect("displace");
         o.max_displace = cursor.number();

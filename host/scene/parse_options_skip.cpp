@@ -1,5 +1,5 @@
 // Options of unsupported features. They are parsed and ignored without a warning, since they are
-// common in production scenes.
+// common in production scenes; indirect light that is on counts as an omission.
 #include "host/scene/parse.h"
 
 namespace vx::scene {
@@ -11,8 +11,10 @@ void skip_numbers(Cursor& cursor) {
         cursor.advance();
 }
 
-void skip_indirect(Context& c) {
+void skip_indirect(Context& c, const char* kind) {
     Cursor& cursor = c.cursor;
+    if (cursor.at_any({"on", "true", "fastlookup", "only"}))
+        c.diagnostics.omit(Omission::statement, kind);
     if (cursor.at_bool() || cursor.at_integer() || cursor.accept("fastlookup") ||
         cursor.accept("only")) {
         if (cursor.at_bool() || cursor.at_integer()) cursor.advance();
@@ -112,10 +114,12 @@ void skip_approximation(Context& c) {
 
 bool skip_option(Context& c) {
     Cursor& cursor = c.cursor;
-    if (cursor.accept("caustic") || cursor.accept("globillum") || cursor.accept("finalgather") ||
-        cursor.accept("photonvol")) {
-        skip_indirect(c);
-    } else if (cursor.accept("photon")) {
+    for (const char* const kind : {"caustic", "globillum", "finalgather", "photonvol"})
+        if (cursor.accept(kind)) {
+            skip_indirect(c, kind);
+            return true;
+        }
+    if (cursor.accept("photon")) {
         if (cursor.accept("autovolume")) {
             cursor.boolean();
         } else {

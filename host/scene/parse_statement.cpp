@@ -94,6 +94,7 @@ void parse_registry(Context& c) {
 }
 
 void parse_system(Context& c) {
+    c.diagnostics.omit(Omission::statement, "system");
     c.diagnostics.warning(c.cursor.where(), "shell commands are not supported; ignored");
     c.cursor.string("a command");
 }
@@ -180,8 +181,8 @@ void parse_call_command(Context& c, Location where) {
 void skip_element(Context& c, bool has_end) {
     Cursor& cursor = c.cursor;
     const std::string kind(cursor.token().text);
-    c.diagnostics.warning_once("element " + kind, cursor.where(),
-                               "'" + kind + "' is not supported; ignored");
+    c.diagnostics.skip("element " + kind, cursor.where(),
+                       "'" + kind + "' is not supported; ignored");
     cursor.advance();
     c.names.keep_name<Skipped>(parse_defined_name(c, kind.c_str()).name);
     if (!has_end) return;

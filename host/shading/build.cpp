@@ -105,7 +105,7 @@ void SceneBuilder::on_delete(const std::string& name, scene::Location where) {
 void SceneBuilder::on_call(const scene::ShaderList& /*shaders*/,
                            const std::string& /*camera_instance*/, const std::string& /*options*/,
                            scene::Location where) {
-    m_diagnostics.warning_once("call", where, "the command call is not carried out");
+    m_diagnostics.skip("call", where, "the command call is not carried out");
 }
 
 bool SceneBuilder::on_render(const std::string& root_group, const std::string& camera_instance,

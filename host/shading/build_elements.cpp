@@ -12,6 +12,8 @@ void SceneBuilder::on_options(const scene::Options& options) {
     const miTag tag = element(Kind::options, miSCENE_OPTIONS, sizeof(miOptions), options.name);
     auto& record = *m_context.database.find<miOptions>(tag, miSCENE_OPTIONS);
     record = options_record(options);
+    if (options.motion && options.shutter > 0)
+        m_diagnostics.omit(scene::Omission::statement, "motion blur");
     record.userdata = data_chain(options.data, options.where);
     m_options.insert_or_assign(tag, options);
 }
@@ -29,6 +31,8 @@ void SceneBuilder::on_camera(const scene::Camera& camera) {
         outputs.insert(outputs.end(), output.shader.begin(), output.shader.end());
     record.output = m_shaders.list(outputs, owned, camera.name);
     m_shaders.trim(owned);
+    if (camera.dof) m_diagnostics.omit(scene::Omission::statement, "dof");
+    if (camera.field != 0) m_diagnostics.omit(scene::Omission::statement, "field");
     record.userdata = data_chain(camera.data, camera.where);
     m_cameras.insert_or_assign(tag, camera);
 }
@@ -81,6 +85,9 @@ void SceneBuilder::on_material(const scene::Material& material) {
     record.photonvol = list(material.photonvol);
     record.lightmap = list(material.lightmap);
     record.hardware = list(material.hardware);
+    if (record.displace != miNULLTAG)
+        m_diagnostics.omit(scene::Omission::statement, "displacement");
+    if (record.contour != miNULLTAG) m_diagnostics.omit(scene::Omission::statement, "contour");
     m_shaders.trim(owned);
     m_shaders.mark_surface(record.shader);
 }
@@ -111,9 +118,9 @@ void SceneBuilder::on_data(const scene::UserData& data) {
         const DeclaredShader* const declaration =
             m_context.functions.declaration(data.call->declaration);
         if (declaration == nullptr || declaration->built_in) {
-            m_diagnostics.warning_once(
-                "undeclared data " + data.call->declaration, data.call->where,
-                "data \"" + data.call->declaration + "\" is not declared; its blocks are ignored");
+            m_diagnostics.skip("undeclared data " + data.call->declaration, data.call->where,
+                               "data \"" + data.call->declaration +
+                                   "\" is not declared; its blocks are ignored");
             m_shaders.skipped_data.insert(data.name);
             return;
         }

@@ -48,21 +48,41 @@ bool run(Context& context, const Function& function, void* result, miState* stat
     }
 }
 
+// Whether false is a failure. From lights and shadow shaders it means that no light arrives.
+bool false_is_failure(miShader_type role) {
+    return role != miSHADER_LIGHT && role != miSHADER_SHADOW;
+}
+
+// Counts a call that returned `lit`. A false result counts where it arises: not for a shader that
+// got false from a ray, a lookup or another shader before, since most such shaders pass it on.
+bool counted(Context& context, const CallFrame& frame, bool lit) {
+    if (!false_is_failure(frame.role)) return lit;
+    const Function& function = frame.function;
+    if (!function.declaration->built_in)
+        context.thread().count_call(function.index, !lit && !frame.false_below);
+    if (!lit && frame.previous != nullptr) frame.previous->false_below = true;
+    return lit;
+}
+
 bool call_function(Context& context, Function& function, void* result, miState* state,
                    miShader_type role, void* argument) {
     context.check_aborted();
     check_depth(context, function);
-    if (!context.ready(function, state)) return false;
+    if (!context.ready(function, state)) {
+        context.thread().note_false_below();
+        return false;
+    }
     if (argument == nullptr) {
         const CallFrame frame(context, function, state, role, function.record);
-        return run(context, function, result, state, function.record->parameters);
+        return counted(context, frame,
+                       run(context, function, result, state, function.record->parameters));
     }
     // The caller's block has no ghost block, so the record must not refer to one.
     miFunction record = *function.record;
     record.ghost_offs = 0;
     record.connected = 0;
     const CallFrame frame(context, function, state, role, &record);
-    return run(context, function, result, state, argument);
+    return counted(context, frame, run(context, function, result, state, argument));
 }
 
 Function* function_or_abort(Context& context, miTag tag) {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "host/db/database.h"
+#include "host/scene/omissions.h"
 #include "host/shading/errors.h"
 #include "host/shading/function.h"
 #include "host/shading/library.h"
@@ -53,6 +54,7 @@ class Context {
 
     db::Database database;
     Messages messages;
+    scene::Omissions omissions; // since the start of the program
     Libraries libraries;
     FunctionTable functions{database};
     // Replaces {NAME} in texts; may be empty. Must be safe to call from many threads.
@@ -74,10 +76,11 @@ class Context {
 
     // Prepares for calls of shaders; forgets an abort of the last render.
     void begin_render();
-    // Runs the exits of all initialized shaders: for each shader those of its instances, in the
-    // order of their creation, then its own. Resets user pointers and per-thread pointers to null
-    // and reports pins that were not released (debug). `state` has the camera and the options of
-    // the frame. No thread may be in a shader.
+    // Reports the calls that returned false, unless the render was aborted, and runs the exits of
+    // all initialized shaders: for each shader those of its instances, in the order of their
+    // creation, then its own. Resets user pointers and per-thread pointers to null and reports pins
+    // that were not released (debug). `state` has the camera and the options of the frame. No
+    // thread may be in a shader.
     void end_render(const miState& state);
 
     // Marks the render as aborted, reports the text with the running shader's name as a fatal
@@ -123,6 +126,7 @@ class Context {
     [[noreturn]] static void none_is_current();
     [[noreturn]] static void throw_aborted();
     ThreadContext& join_thread();
+    void report_failed_calls();
     bool start(Function& function, miState* state);
     bool start(DeclaredShader& declaration, Function& function, miState* state);
     void refuse(DeclaredShader& declaration, const std::string& why);

@@ -144,7 +144,32 @@ bool Context::start(Function& function, miState* state) {
     return true;
 }
 
+// One warning per instance, and forgets the counts.
+void Context::report_failed_calls() {
+    std::vector<CallCount> sums(functions.functions().size());
+    {
+        const std::lock_guard lock(m_threads_mutex);
+        for (const auto& thread : m_threads) {
+            for (std::size_t i = 0; i < thread->call_counts.size(); ++i) {
+                sums[i].calls += thread->call_counts[i].calls;
+                sums[i].failed += thread->call_counts[i].failed;
+            }
+            thread->call_counts.clear();
+        }
+    }
+    if (aborted()) return;
+    for (const auto& function : functions.functions()) {
+        const auto [calls, failed] = sums[function->index];
+        if (failed == 0) continue;
+        const std::string label = function->label();
+        omissions.add(scene::Omission::failed_call, label, failed);
+        say(Level::warning, label + " returned false for " + std::to_string(failed) + " of " +
+                                std::to_string(calls) + " calls");
+    }
+}
+
 void Context::end_render(const miState& state) {
+    report_failed_calls();
     std::map<const DeclaredShader*, std::vector<Function*>> initialized;
     for (const auto& function : functions.functions())
         if (function->needs_exit) initialized[function->declaration].push_back(function.get());

@@ -42,6 +42,8 @@ DeclaredShader& ShaderBuilder::declaration_for(const scene::ShaderCall& call) {
 miTag ShaderBuilder::build(const scene::ShaderCall& call, const std::string& name, miTag existing,
                            BlockReport report) {
     DeclaredShader& declaration = declaration_for(call);
+    if (declaration.built_in && !report.unknown)
+        m_diagnostics.omit(scene::Omission::stand_in, '"' + call.declaration + '"');
     static const std::vector<scene::Parameter> kNone;
     // The parameters of a stand-in are unknown.
     const ParameterBlock block = fill_block(

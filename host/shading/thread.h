@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -59,6 +60,9 @@ class CallFrame {
     CallFrame* const previous;
     const int depth;       // number of nested calls on this thread, including this one
     const int evaluations; // number of nested evaluations since the last call of any other kind
+    // A ray, a lookup or a shader below this call returned false: if this call returns false, too,
+    // it passes that result on.
+    bool false_below = false;
 
   private:
     struct Result {
@@ -72,6 +76,11 @@ class CallFrame {
     Result* m_results = nullptr;
 };
 
+// Calls of one shader instance by one thread.
+struct CallCount {
+    std::uint64_t calls = 0, failed = 0;
+};
+
 class ThreadContext {
   public:
     ThreadContext(int thread_number, db::Database& database)
@@ -82,6 +91,17 @@ class ThreadContext {
     StackMemory results;
     db::PinCache pins; // of elements that shaders access
     HeldLocks locks;
+    std::vector<CallCount> call_counts; // by Function::index, since the start of the render
+
+    void count_call(std::size_t index, bool failed) {
+        if (index >= call_counts.size()) call_counts.resize(index + 1);
+        ++call_counts[index].calls;
+        if (failed) ++call_counts[index].failed;
+    }
+    // A ray or a lookup by the running shader returned false.
+    void note_false_below() {
+        if (top != nullptr) top->false_below = true;
+    }
 
     // The text with the running shader in front; the text alone outside of shaders.
     [[nodiscard]] std::string with_shader(std::string_view text) const;

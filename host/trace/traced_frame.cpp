@@ -35,9 +35,10 @@ TracedFrame::~TracedFrame() {
 }
 
 void TracedFrame::warn_too_deep() {
-    if (!m_warned_too_deep.exchange(true))
-        m_context.say(shading::Level::warning,
-                      "rays nest too deep; rays beyond the limit return black (reported once)");
+    if (m_warned_too_deep.exchange(true)) return;
+    m_context.omissions.add(scene::Omission::ray, "nested too deep");
+    m_context.say(shading::Level::warning,
+                  "rays nest too deep; rays beyond the limit return black (reported once)");
 }
 
 } // namespace vx::trace

@@ -281,26 +281,31 @@ void World::check_materials(const ObjectLeaf& leaf) {
     const scene::Mesh& mesh = *leaf.object->description.mesh;
     if (mesh.triangles.empty()) return;
     const std::string& name = leaf.object->description.name;
+    const auto omit = [&] { m_context.omissions.add(scene::Omission::material, '"' + name + '"'); };
     if (leaf.object->description.flags.tagged) {
         const auto highest =
             std::max_element(mesh.triangle_material.begin(), mesh.triangle_material.end());
-        if (leaf.materials.empty())
+        if (leaf.materials.empty()) {
+            omit();
             m_context.messages.write(
                 shading::Level::warning, "RENDER", -1,
                 fmt::format("object \"{}\" is tagged, but instance \"{}\" gives it no materials",
                             name, m_context.database.name(leaf.instance)));
-        else if (highest != mesh.triangle_material.end() &&
-                 static_cast<std::size_t>(std::max(0, *highest)) >= leaf.materials.size())
+        } else if (highest != mesh.triangle_material.end() &&
+                   static_cast<std::size_t>(std::max(0, *highest)) >= leaf.materials.size()) {
+            omit();
             m_context.messages.write(
                 shading::Level::warning, "RENDER", -1,
                 fmt::format("object \"{}\" has label {}, but instance \"{}\" has {} materials; "
                             "using the last",
                             name, *highest, m_context.database.name(leaf.instance),
                             leaf.materials.size()));
+        }
         return;
     }
     for (std::uint32_t i = 0; i < mesh.triangles.size(); ++i)
         if (leaf.material(i) == miNULLTAG) {
+            omit();
             m_context.messages.write(shading::Level::warning, "RENDER", -1,
                                      fmt::format("object \"{}\" has surfaces without a material; "
                                                  "they stay black",
