@@ -1,18 +1,22 @@
 // vx_render: reads a scene, runs its render commands and writes the images.
 #include "host/api/map_store.h"
 #include "host/render/command_line.h"
+#include "host/render/json_line.h"
 #include "host/render/render_scene.h"
 #include "host/scene/reader.h"
 #include "host/shading/build.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -20,7 +24,13 @@ namespace {
 using vx::render::Outcome;
 using vx::shading::Level;
 
-enum ExitStatus { exit_ok = 0, exit_scene = 1, exit_render = 2, exit_usage = 3 };
+enum ExitStatus {
+    exit_ok = 0,
+    exit_scene = 1,
+    exit_render = 2,
+    exit_usage = 3,
+    exit_incomplete = 4
+};
 
 std::atomic<bool> interrupted{false};
 
@@ -50,6 +60,32 @@ std::string beside_program(const char* folder) {
     return error ? std::string() : (program.parent_path().parent_path() / folder).string();
 }
 
+void print_line(std::string_view text) {
+    const std::string whole = std::string(text) + "\n";
+    (void)std::fwrite(whole.data(), 1, whole.size(), stderr);
+    (void)std::fflush(stderr);
+}
+
+// Of the process so far, in bytes.
+std::int64_t peak_memory() {
+    rusage usage{};
+    return getrusage(RUSAGE_SELF, &usage) == 0 ? std::int64_t{usage.ru_maxrss} * 1024 : 0;
+}
+
+const char* name_of(Outcome outcome) {
+    switch (outcome) {
+    case Outcome::done:
+        return "done";
+    case Outcome::skipped:
+        return "skipped";
+    case Outcome::failed:
+        return "failed";
+    case Outcome::interrupted:
+        return "interrupted";
+    }
+    return "failed";
+}
+
 Level level_of(vx::scene::Severity severity) {
     switch (severity) {
     case vx::scene::Severity::error:
@@ -66,7 +102,10 @@ class Program {
   public:
     explicit Program(const vx::render::CommandLine& line)
         : m_line(line), m_progress(style(), [this](const std::string& text) {
-              m_context.messages.write(Level::progress, "RENDER", 0, text);
+              if (m_line.json_progress)
+                  print_line(text);
+              else
+                  m_context.messages.write(Level::progress, "RENDER", 0, text);
           }) {}
 
     int run() {
@@ -87,12 +126,18 @@ class Program {
                 reader.read_file(scene);
         }
         if (!m_stopped) m_builder.finish();
-        return finish();
+        const std::vector<std::string> omissions = m_context.omissions.lines();
+        const int status = finish(omissions);
+        summarize(status, omissions);
+        return status;
     }
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     [[nodiscard]] vx::render::Progress::Style style() const {
         using Style = vx::render::Progress::Style;
+        if (m_line.json_progress) return Style::json;
         if (m_line.quiet || (m_line.verbosity && *m_line.verbosity < vx::render::kDefaultVerbosity))
             return Style::none;
         return isatty(STDERR_FILENO) != 0 ? Style::terminal : Style::lines;
@@ -102,9 +147,7 @@ class Program {
         vx::shading::Messages& messages = m_context.messages;
         messages.set_sink([this](Level, std::string_view text) {
             m_progress.finish();
-            const std::string whole = std::string(text) + "\n";
-            (void)std::fwrite(whole.data(), 1, whole.size(), stderr);
-            (void)std::fflush(stderr);
+            print_line(m_line.json_progress ? vx::render::json_message(text) : std::string(text));
         });
         messages.set_level(vx::render::kDefaultVerbosity);
         if (m_line.quiet)
@@ -118,8 +161,10 @@ class Program {
             m_context.libraries.add_directory(directory);
         m_context.libraries.add_built_in_directory(beside_program("lib"));
         m_context.substitute = [this](std::string_view text) { return m_substitution.path(text); };
-        for (const auto& [name, value] : m_line.variables)
+        for (const auto& [name, value] : m_line.variables) {
             m_substitution.set_variable(name, value);
+            m_substitution.set_registry('{' + name + '}', value); // for file names
+        }
     }
 
     [[nodiscard]] vx::scene::ReaderSettings reader_settings() {
@@ -141,20 +186,46 @@ class Program {
                                  fmt::format("read {} of {} MiB", read >> 20, total >> 20));
     }
 
+    void error(const std::string& text) {
+        m_context.messages.write(Level::error, "RENDER", 0, text);
+    }
+
+    // Whether -render and -frames select the current render command.
+    bool is_selected(int frame) {
+        const vx::render::RenderSettings& r = m_line.render;
+        if (!r.frames.empty()) {
+            if (!r.frames.contains(frame)) return false;
+            m_found_frames.insert(frame);
+        }
+        return m_commands >= r.first && (m_commands - r.first) % r.step == 0 &&
+               (r.last == 0 || m_commands <= r.last);
+    }
+
     // Runs one render command. Returning false stops reading the scene.
     bool on_render(const vx::shading::RenderRequest& request) {
         ++m_commands;
-        if (m_line.parse_only) return true;
-        const vx::render::RenderSettings& r = m_line.render;
-        if (m_commands < r.first || (m_commands - r.first) % r.step != 0) return true;
-        if (r.last != 0 && m_commands > r.last) return true;
+        const int frame = m_renderer.frame_number(request);
+        if (m_line.parse_only || !is_selected(frame)) return true;
         if (interrupted) {
             report_interrupt();
             return false;
         }
+        const std::size_t files_before = m_renderer.written().size();
         const Outcome outcome = m_renderer.render(request);
         if (outcome == Outcome::done) ++m_rendered;
+        if (outcome == Outcome::skipped) ++m_skipped;
         if (outcome == Outcome::failed) m_failed = true;
+        if (m_line.json_progress) {
+            const auto& files = m_renderer.written();
+            print_line(
+                vx::render::JsonLine("frame")
+                    .count("command", m_commands)
+                    .count("frame", frame)
+                    .text("outcome", name_of(outcome))
+                    .list("files",
+                          {files.begin() + static_cast<std::ptrdiff_t>(files_before), files.end()})
+                    .line());
+        }
         if (outcome == Outcome::interrupted) report_interrupt();
         return outcome != Outcome::interrupted;
     }
@@ -168,20 +239,62 @@ class Program {
                         images, images == 1 ? "" : "s"));
     }
 
-    int finish() {
+    // Reports render commands and frames that were asked for and are not in the scene.
+    bool found_all_frames() {
+        const vx::render::RenderSettings& r = m_line.render;
+        const int last = r.last - (r.last - r.first) % r.step;
+        if (last > m_commands)
+            error(fmt::format("-render: there is no render command {}; the scene has {}", last,
+                              m_commands));
+        std::vector<int> missing;
+        std::set_difference(r.frames.begin(), r.frames.end(), m_found_frames.begin(),
+                            m_found_frames.end(), std::back_inserter(missing));
+        if (!missing.empty())
+            error(fmt::format("-frames: the scene does not render {} of {} frames; the first is {}",
+                              missing.size(), r.frames.size(), missing.front()));
+        return last <= m_commands && missing.empty();
+    }
+
+    int finish(const std::vector<std::string>& omissions) {
         if (interrupted && !m_stopped) report_interrupt();
+        for (const std::string& line : omissions)
+            m_context.messages.write(Level::warning, "RENDER", 0, "incomplete: " + line);
         if (m_diagnostics.errors() > 0) return exit_scene;
-        if (m_failed || m_stopped) return exit_render;
-        if (m_line.parse_only) return exit_ok;
-        if (m_commands == 0)
-            m_context.messages.write(Level::warning, "RENDER", 0,
-                                     "the scene has no render command");
-        else if (m_rendered == 0)
+        if (m_stopped) return exit_render;
+        if (!m_line.parse_only) {
+            if (m_commands == 0) {
+                error("the scene has no render command");
+                return exit_scene;
+            }
+            if (!found_all_frames() || m_failed) return exit_render;
+        }
+        return m_line.strict && !omissions.empty() ? exit_incomplete : exit_ok;
+    }
+
+    void summarize(int status, const std::vector<std::string>& omissions) {
+        const std::size_t files = m_renderer.written().size();
+        const double seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
+        if (m_line.json_progress) {
+            print_line(vx::render::JsonLine("end")
+                           .count("status", status)
+                           .count("rendered", m_rendered)
+                           .count("skipped", m_skipped)
+                           .count("files", static_cast<std::int64_t>(files))
+                           .count("eye_rays", static_cast<std::int64_t>(m_renderer.eye_rays()))
+                           .seconds("seconds", seconds)
+                           .count("peak_memory", peak_memory())
+                           .list("incomplete", omissions)
+                           .line());
+        } else if (m_commands > 0 && !m_line.parse_only) {
+            const auto plural = [](std::size_t n) { return n == 1 ? "" : "s"; };
+            const auto frames = static_cast<std::size_t>(m_rendered);
             m_context.messages.write(
-                Level::warning, "RENDER", 0,
-                fmt::format("-render selects none of the {} render commands of the scene",
-                            m_commands));
-        return exit_ok;
+                Level::progress, "RENDER", 0,
+                fmt::format("rendered {} frame{}, wrote {} file{}; {} eye rays, {:.1f} s, peak "
+                            "memory {} MiB",
+                            frames, plural(frames), files, plural(files), m_renderer.eye_rays(),
+                            seconds, peak_memory() >> 20));
+        }
     }
 
     const vx::render::CommandLine& m_line;
@@ -189,13 +302,17 @@ class Program {
     vx::render::Progress m_progress;
     vx::scene::Substitution m_substitution;
     vx::scene::Diagnostics m_diagnostics{[this](const vx::scene::Diagnostic& d) {
-        m_context.messages.write(level_of(d.severity), "SCENE", 0, vx::scene::format(d));
-    }};
+                                             m_context.messages.write(level_of(d.severity), "SCENE",
+                                                                      0, vx::scene::format(d));
+                                         },
+                                         &m_context.omissions};
     vx::shading::SceneBuilder m_builder{m_context, m_diagnostics};
     vx::render::SceneRenderer m_renderer{m_context, m_builder, m_line.render, m_progress,
                                          interrupted};
     std::uint64_t m_reported_bytes = 0;
-    int m_commands = 0, m_rendered = 0;
+    int m_commands = 0, m_rendered = 0, m_skipped = 0;
+    std::set<int> m_found_frames; // of those that -frames names
+    const Clock::time_point m_start = Clock::now();
     bool m_failed = false, m_stopped = false;
 };
 

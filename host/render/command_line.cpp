@@ -1,5 +1,7 @@
 #include "host/render/command_line.h"
 
+#include "host/scene/frame_list.h"
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -27,9 +29,13 @@ constexpr std::array kLongOptions{
     LongOption{"version"},
     LongOption{"parse"},
     LongOption{"quiet"},
+    LongOption{"strict"},
+    LongOption{"progress", 1},
     LongOption{"verbose", 1},
     LongOption{"threads", 1},
     LongOption{"render", 0, 3, true},
+    LongOption{"frames", 1},
+    LongOption{"skip_existing"},
     LongOption{"file_name", 1},
     LongOption{"file_type", 1},
     LongOption{"file_dir", 1},
@@ -221,6 +227,13 @@ void set_render_range(RenderSettings& r, const std::string& text) {
         throw Failure{fmt::format("-render: LAST ({}) is less than FIRST ({})", r.last, r.first)};
 }
 
+void set_frames(RenderSettings& r, const std::string& text) {
+    std::vector<int> frames;
+    if (const std::string why = scene::parse_frame_list(text, frames); !why.empty())
+        throw Failure{"-frames: " + why};
+    r.frames = {frames.begin(), frames.end()};
+}
+
 void set_samples(RenderSettings& r, const std::string& text) {
     const auto parts = split(text, ',');
     // A single number is the maximum, as in a scene.
@@ -295,10 +308,16 @@ void add_options(CLI::App& app, CommandLine& line) {
     app.add_flag("--version", line.version);
     app.add_flag("--parse", line.parse_only);
     app.add_flag("-q,--quiet", line.quiet);
+    app.add_flag("--strict", line.strict);
+    app.add_flag("--skip_existing", r.skip_existing);
     option("-v,--verbose", [&](Text, Text t) { line.verbosity = verbosity(t); });
     option("--threads", [&](Text n, Text t) { r.threads = integer(n, t, 0, 1024); });
     option("--task_size", [&](Text n, Text t) { r.task_size = integer(n, t, 0, 1024); });
     option("--render", [&](Text, Text t) { set_render_range(r, t); });
+    option("--frames", [&](Text, Text t) { set_frames(r, t); });
+    option("--progress", [&](Text n, Text t) {
+        line.json_progress = choice<bool>(n, t, {{"text", false}, {"json", true}});
+    });
     option("--file_name", [&](Text, Text t) { r.file_name = t; });
     option("--file_type", [&](Text, Text t) { r.file_type = t; });
     option("--file_dir", [&](Text, Text t) { r.file_dir = t; });

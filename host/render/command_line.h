@@ -23,6 +23,8 @@ struct CommandLine {
     std::optional<int> verbosity;
     bool quiet = false;
     bool parse_only = false;
+    bool strict = false;        // incomplete results are failures
+    bool json_progress = false; // messages and progress as JSON
     bool help = false;
     bool version = false;
 };

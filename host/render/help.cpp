@@ -16,7 +16,8 @@ Scene input:
                             MI_RAY_INCPATH
   -L DIR                    Add DIR to the library path (repeatable); searched before
                             MI_LIBRARY_PATH
-  -D NAME[=VALUE]           Set a variable for $ifdef etc. (repeatable)      default value: 1
+  -D NAME[=VALUE]           Set a variable for $ifdef etc., for $NAME in values, and for {NAME} in
+                            file names (repeatable)                          default value: 1
   -rc FILE                  Read FILE before the scene
   -parse                    Check the scene without rendering it
   -texture_continue on|off  Continue if a texture cannot be read             default: on
@@ -24,6 +25,10 @@ Scene input:
 Frames:
   -render FIRST [LAST [STEP]]
                             Run these render commands, counted from 1        default: all
+  -frames LIST              Render these frames of the cameras, such as 1-240x2,300
+                                                                             default: all
+  -skip_existing            Leave out frames whose images exist with the right resolution
+  -strict                   Exit with status 4 if a result is incomplete
   -threads N                Number of rendering threads                      default: all cores
   -task_size N              Tile size in pixels                              default: 32
 
@@ -61,15 +66,19 @@ Messages and help:
                             5 information, 6 and 7 debugging; on is 5, off is 2
                                                                              default: 4
   -quiet, -q                Print errors only, and no progress
+  -progress text|json       Print messages and progress as text or as JSON   default: text
   -help, -h                 Print this help and exit
   -version                  Print the version and exit
 
 Exit status:
-  0  all requested frames were rendered
-  1  error in the scene or while loading a shader library
-  2  rendering failed or was interrupted, or an image or a map file could not be
-     written or read
+  0  all requested frames were rendered and their images written; with -strict the results
+     are also complete
+  1  error in the scene or while loading a shader library, or no render command
+  2  rendering failed or was interrupted, a shader reported an error, an image or a map file
+     could not be written or read, or a requested frame is not in the scene
   3  invalid command line
+  4  with -strict: all images were written, but shaders failed or parts of the scene were
+     left out
 
 Examples:
   vx_render tent.mi

@@ -130,8 +130,9 @@ TEST_F(Program, RenderPicksCommandsByNumber) {
     EXPECT_EQ(run("--render 1 s.mi").status, 0);
     EXPECT_TRUE(exists("pic.1.png"));
     const Finished none = run("-render 9 s.mi");
-    EXPECT_EQ(none.status, 0);
-    EXPECT_NE(none.err.find("selects none of the 5 render commands"), std::string::npos)
+    EXPECT_EQ(none.status, 2);
+    EXPECT_NE(none.err.find("error: -render: there is no render command 9; the scene has 5"),
+              std::string::npos)
         << none.err;
 }
 
@@ -265,6 +266,10 @@ TEST_F(Program, HelpNamesEveryOptionAndEndsWell) {
                                    "-rc",
                                    "-render",
                                    "-parse",
+                                   "-frames",
+                                   "-skip_existing",
+                                   "-strict",
+                                   "-progress",
                                    "-texture_continue",
                                    "-file_name",
                                    "-file_type",
@@ -321,7 +326,8 @@ TEST_F(Program, VariablesAndStartupFilesComeBeforeTheScene) {
     EXPECT_EQ(run("-D wanted=1 -rc start.mi s.mi").status, 0);
     EXPECT_TRUE(exists("pic.1.png"));
     fs::remove(folder / "pic.1.png");
-    EXPECT_EQ(run("-rc start.mi s.mi").status, 0);
+    // Nothing is left of the scene.
+    EXPECT_EQ(run("-rc start.mi s.mi").status, 1);
     EXPECT_FALSE(exists("pic.1.png"));
 }
 
