@@ -458,8 +458,8 @@ TEST_F(Build, UndeclaredUserDataIsLeftOutWithOneWarningPerDeclaration) {
     c.name = "cam";
     c.data = {"a", "b"};
     builder.on_camera(c);
-    EXPECT_THAT(findings, ElementsAre("warning: data \"maya_stuff\" is not declared; blocks of it "
-                                      "are left out"));
+    EXPECT_THAT(findings, ElementsAre("warning: data \"maya_stuff\" is not declared; its "
+                                      "blocks are ignored"));
 }
 
 TEST_F(Build, DeletedElementsAreGone) {
