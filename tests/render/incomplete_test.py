@@ -1,6 +1,8 @@
 """Renders that leave something out: what the log lists, and what the exit status is."""
 
 import os
+import resource
+import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bake"))
@@ -9,6 +11,7 @@ from program_case import HEAD, HEIGHT, RED, RENDER, WIDTH, ProgramCase, camera, 
 import scenes
 
 PIXELS = WIDTH * HEIGHT
+WRITER = 'shader "vx_pc_write" (instance "cam / vx_pc_write")'
 
 
 class FalseResults(ProgramCase):
@@ -50,6 +53,17 @@ class FalseResults(ProgramCase):
 
     def test_background_behind_glass_is_no_failure(self):
         self.check(HEAD + camera() + square('"p_see_through" ( )') + RENDER)
+
+    def test_lookup_outside_a_texture_is_no_failure(self):
+        text = (HEAD + 'color texture "t" [ 1 1 1 ] \'ff\'\n' + camera() +
+                square('opaque "p_lookup" ( "texture" "t", "u" %g )') + RENDER)
+        self.check(text % 2)
+        self.check(text % 0.5)
+
+    def test_shader_that_is_in_no_library_fails_by_itself(self):
+        text = (HEAD + 'declare shader color "p_missing" ( ) version 1 end declare\n' +
+                camera('output "rgba" "png" "pic.png" lens "p_missing" ( )') + square(RED) + RENDER)
+        self.assertEqual(self.incomplete(self.render(text, status=2)), [])
 
     def test_surface_behind_glass_counts_once(self):
         text = HEAD + camera() + square('"p_see_through" ( )', extra='"backI"') + RENDER
@@ -183,8 +197,32 @@ class PointClouds(ProgramCase):
         # Without its map the reader fails.
         self.render(read.replace("cloud.0001.mrmap", "other.0001.mrmap"), "-strict", status=2)
 
-    def test_cache_that_cannot_be_written(self):
+    def test_cache_that_cannot_be_created(self):
         text = self.scene(scenes.writer(pdcFileName="missing/cloud.0001.pdc", outputMode=1))
-        expected = ['warnings from shaders: shader "vx_pc_write" (instance "cam / vx_pc_write")']
-        self.assertEqual(self.incomplete(self.render(text)), expected)
-        self.assertEqual(self.incomplete(self.render(text, "-strict", status=4)), expected)
+        lines = self.render(text, status=2)
+        self.assertIn('RC 0.0 error: %s: cannot write "missing/cloud.0001.pdc": No such file or directory' %
+                      WRITER, lines)
+        self.assertIn("RC 0.0 warning: Cannot open missing/cloud.0001.pdc for writing", lines)
+        self.assertEqual(self.incomplete(lines), ["warnings from shaders: " + WRITER])
+
+    def test_cache_that_does_not_fit_on_the_disk(self):
+        self.write("scene.mi", self.scene(scenes.writer(outputMode=1)))
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
+
+        run = subprocess.run([os.environ["VX_RENDER"], "-threads", "1", "scene.mi"], cwd=self.folder,
+                             preexec_fn=limit, stderr=subprocess.PIPE, timeout=60)
+        log = run.stderr.decode()
+        self.assertEqual(run.returncode, 2, log)
+        self.assertIn('RC 0.0 error: %s: cannot write "%s": ' %
+                      (WRITER, os.path.realpath(self.path("cloud.0001.pdc"))), log)
+        self.assertEqual(os.path.getsize(self.path("cloud.0001.pdc")), 4096)
+
+    def test_cache_that_cannot_be_read_is_no_failed_write(self):
+        lines = self.render(self.scene(scenes.writer(outputMode=3)))
+        self.assertEqual(self.incomplete(lines), ["warnings from shaders: %s (2 times)" % WRITER])
+        # A directory can be opened, but not read.
+        os.mkdir(self.path("cloud.0001.pdc"))
+        lines = self.render(self.scene(scenes.writer(outputMode=3)))
+        self.assertEqual(self.incomplete(lines), ["warnings from shaders: " + WRITER])

@@ -19,6 +19,7 @@ declare shader color "p_say" ( integer "severity" ) version 1 end declare
 declare shader color "p_color" ( color "color" ) version 1 end declare
 declare shader color "p_see_through" ( ) version 1 end declare
 declare shader color "p_lit" ( ) version 1 end declare
+declare shader color "p_lookup" ( color texture "texture", scalar "u" ) version 1 end declare
 declare shader color "p_lens" ( ) version 1 end declare
 options "opt" samples 0 0 trace on trace depth 2 2 4 shadow on end options
 """

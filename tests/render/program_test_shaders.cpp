@@ -9,6 +9,10 @@ struct FalseParameters {
 struct SayParameters {
     miInteger severity;
 };
+struct LookupParameters {
+    miTag texture;
+    miScalar u;
+};
 struct ColorParameters {
     miColor color;
 };
@@ -26,6 +30,9 @@ DLLEXPORT int p_see_through_version() {
     return 1;
 }
 DLLEXPORT int p_lit_version() {
+    return 1;
+}
+DLLEXPORT int p_lookup_version() {
     return 1;
 }
 DLLEXPORT int p_lens_version() {
@@ -72,6 +79,12 @@ DLLEXPORT miBoolean p_lit(miColor* result, miState* state, void*) {
         while (mi_sample_light(result, &direction, &cosine, state, lights[i], &samples)) {
         }
     return miTRUE;
+}
+
+// Passes the result of the lookup on.
+DLLEXPORT miBoolean p_lookup(miColor* result, miState* state, LookupParameters* params) {
+    miVector place = {*mi_eval_scalar(&params->u), 0.5f, 0};
+    return mi_lookup_color_texture(result, state, *mi_eval_tag(&params->texture), &place);
 }
 
 DLLEXPORT miBoolean p_lens(miColor* result, miState* state, void*) {
