@@ -47,6 +47,10 @@ class OutputList {
     void add(image::WriteRequest file, const std::string& types) {
         if (m_context.substitute) file.path = m_context.substitute(file.path.string());
         if (!types.empty()) file.type = parse_type(file, first_type(types));
+        if (const std::size_t comma = types.find(','); comma != std::string::npos)
+            m_context.omissions.add(
+                scene::Omission::image,
+                fmt::format("\"{}\" of \"{}\"", types.substr(comma + 1), file.path.string()));
         override_file(file);
         m_files.push_back(std::move(file));
     }
@@ -58,11 +62,13 @@ class OutputList {
     [[nodiscard]] std::optional<image::PixelType> parse_type(const image::WriteRequest& file,
                                                              const std::string& type) const {
         const auto parsed = image::parse_pixel_type(type);
-        if (!parsed)
+        if (!parsed) {
+            m_context.omissions.add(scene::Omission::statement, "unknown pixel type");
             m_context.messages.write(
                 Level::warning, "IMG", 0,
                 fmt::format("{}: unknown pixel type \"{}\", using the default of the file format",
                             file.path.string(), type));
+        }
         return parsed;
     }
 

@@ -150,6 +150,11 @@ class Omissions(ProgramCase):
         # Without a file name there is nothing to write.
         self.assertEqual(self.render(text.replace('filename "extra.png"', ""), "-strict", "-v", "3"), [])
 
+    def test_pixel_types(self):
+        self.check(HEAD + camera('output "rgba,z,n" "png" "a.png" output "pink" "png" "b.png"') +
+                   square(RED) + RENDER, "statements without effect: unknown pixel type",
+                   'images not written: "z,n" of "a.png"')
+
     def test_output_shader(self):
         self.check(HEAD + camera('output "rgba" "png" "pic.png" output "rgba" "p_lens" ( )') + square(RED) +
                    RENDER, "statements without effect: output shader")
