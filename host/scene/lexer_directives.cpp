@@ -225,10 +225,18 @@ void Lexer::include(std::string_view rest, Location where) {
     }
     const std::string wanted = m_substitution.path(*name);
     const std::string found = find_include(wanted, path_first);
-    if (found.empty())
-        m_diagnostics.error(where, "cannot find include file '" + wanted + "'");
-    else
+    if (!found.empty()) {
         open_file(found, where);
+        return;
+    }
+    const std::string text = "cannot find include file '" + wanted + "'";
+    // Files without a directory are mostly declarations of shader libraries, which scenes often
+    // include without using them. References to what else is missing are errors where they occur.
+    const bool own = !path_first && std::filesystem::path(wanted).has_parent_path();
+    if (own)
+        m_diagnostics.error(where, text);
+    else
+        m_diagnostics.warning(where, text);
 }
 
 bool Lexer::open_file(const std::string& path, Location from) {

@@ -220,6 +220,9 @@ Shader parse_shader(Context& c) {
         return reference;
     }
     reference.name = c.used(cursor.name("the name of a shader"));
+    // The receiver uses a stand-in, as for other calls of undeclared shaders.
+    if (!c.names.find(reference.name) && !c.declarations.contains(reference.name))
+        return ShaderCall{reference.name, {}, reference.where};
     if (!c.names.find_as<NamedShader>(reference.name))
         cursor.fail_at(reference.where, Names::no_element<NamedShader>(reference.name));
     return reference;

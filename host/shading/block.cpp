@@ -239,7 +239,9 @@ class Filler {
         if (basic_size(type) != 4 || type < miTYPE_SHADER) return false;
         miTag tag = miNULLTAG;
         if (!text.empty()) {
-            const std::optional<miTag> found = m_names.reference(type, text);
+            std::optional<miTag> found = m_names.reference(type, text);
+            if (!found && type == miTYPE_SHADER && m_report.unknown)
+                if (const Function* const made = m_names.stand_in(text, where)) found = made->tag;
             if (found)
                 tag = *found;
             else
@@ -261,6 +263,9 @@ class Filler {
                 field = std::string_view(source).substr(dot + 1);
             }
         }
+        if (function == nullptr && m_report.unknown)
+            function =
+                m_names.stand_in(std::string_view(source).substr(0, source.rfind('.')), where);
         if (function == nullptr) {
             unknown(where, "parameter \"" + name + "\" is connected to \"" + source +
                                "\", which is not the name of a shader");
@@ -293,6 +298,8 @@ class Filler {
         const bool whole_struct = connection.source_type == miTYPE_STRUCT &&
                                   member.type == miTYPE_STRUCT && from.result_size == member.size;
         if (!whole_struct && !convertible(connection.source_type, member.type)) {
+            // The type of the result that a stand-in replaces is unknown.
+            if (from.built_in) return;
             mistake(where, "parameter \"" + name + "\" is a " +
                                std::string(param_type_name(member.type)) + " and cannot take the " +
                                std::string(param_type_name(connection.source_type)) + " of \"" +

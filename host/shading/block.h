@@ -22,6 +22,9 @@ class NameResolver {
     virtual std::optional<miTag> reference(miParam_type type, std::string_view name) = 0;
     // A named shader; null if it is not known (yet).
     virtual const Function* shader(std::string_view name) = 0;
+    // Makes a stand-in for a shader that does not exist and warns about it; null if a declared
+    // shader has that name.
+    virtual const Function* stand_in(std::string_view name, scene::Location where) = 0;
     // The string element of a text.
     virtual miTag text(std::string_view text) = 0;
 };

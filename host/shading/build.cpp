@@ -62,8 +62,14 @@ void SceneBuilder::complete() {
 }
 
 void SceneBuilder::on_link(const std::string& path, scene::Location where) {
-    const std::string failure = m_context.libraries.load(path);
-    if (!failure.empty()) m_diagnostics.error(where, failure);
+    bool missing = false;
+    const std::string failure = m_context.libraries.load(path, &missing);
+    if (failure.empty()) return;
+    // Scenes often link more libraries than they use.
+    if (missing)
+        m_diagnostics.warning(where, failure);
+    else
+        m_diagnostics.error(where, failure);
 }
 
 void SceneBuilder::on_declare(const scene::Declaration& declaration) {

@@ -29,7 +29,8 @@ Libraries::~Libraries() {
         dlclose(library->handle);
 }
 
-std::string Libraries::load(const std::string& path) {
+std::string Libraries::load(const std::string& path, bool* missing) {
+    if (missing != nullptr) *missing = false;
     std::vector<fs::path> candidates;
     if (fs::path(path).is_absolute()) {
         candidates.emplace_back(path);
@@ -59,6 +60,7 @@ std::string Libraries::load(const std::string& path) {
         m_libraries.push_back({full.string(), handle});
         return {};
     }
+    if (missing != nullptr) *missing = true;
     std::string tried;
     for (const fs::path& candidate : candidates)
         tried += (tried.empty() ? "" : ", ") + candidate.lexically_normal().string();

@@ -22,8 +22,9 @@ class Libraries {
     }
 
     // Loads a library, once per file. A relative path is searched for in the directories, then used
-    // as it is. Returns the reason of a failure, else an empty text.
-    std::string load(const std::string& path);
+    // as it is. Returns the reason of a failure, else an empty text. `missing`, which may be null,
+    // is set to whether there is no such file.
+    std::string load(const std::string& path, bool* missing = nullptr);
     // The symbol of the first library that has it; null if none has.
     [[nodiscard]] void* symbol(const std::string& name) const;
     // Full paths of the libraries, in the order of loading.

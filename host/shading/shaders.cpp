@@ -230,6 +230,15 @@ const Function* ShaderBuilder::shader(std::string_view name) {
     return tag == miNULLTAG ? nullptr : m_context.functions.find(tag);
 }
 
+const Function* ShaderBuilder::stand_in(std::string_view name, scene::Location where) {
+    const std::string text(name);
+    const DeclaredShader* const known = m_context.functions.declaration(text);
+    if (known != nullptr && !known->built_in) return nullptr;
+    const miTag tag = build({text, {}, where}, text, miNULLTAG, {});
+    m_names.set(Kind::shader, text, tag);
+    return m_context.functions.find(tag);
+}
+
 miTag ShaderBuilder::text(std::string_view text) {
     const auto known = m_texts.find(text);
     if (known != m_texts.end()) return known->second;

@@ -87,6 +87,7 @@ class ShaderBuilder final : public NameResolver {
 
     std::optional<miTag> reference(miParam_type type, std::string_view name) override;
     const Function* shader(std::string_view name) override;
+    const Function* stand_in(std::string_view name, scene::Location where) override;
     miTag text(std::string_view text) override;
 
     // Names of user data blocks that were left out; using them is not an error.

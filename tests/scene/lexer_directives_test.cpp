@@ -165,10 +165,18 @@ TEST(Include, AFileIncludedTwiceUnderItsGuardDeclaresOnce) {
 }
 
 TEST(Include, AMissingFileIsNamed) {
-    EXPECT_EQ(read("$include \"none.mi\"\n").message(),
-              "error: test.mi:1:1: cannot find include file 'none.mi'");
+    EXPECT_EQ(read("$include \"a/none.mi\"\n").message(),
+              "error: test.mi:1:1: cannot find include file 'a/none.mi'");
     EXPECT_EQ(read("$include none\n").message(),
               "error: test.mi:1:1: expected \"file\" or <file> after $include");
+}
+
+TEST(Include, AMissingFileThatMayDeclareALibraryIsAWarning) {
+    const Reading r = read("$include \"paint.mi\"\n$include <a/paint.mi>\nverbose 3\n");
+    EXPECT_TRUE(r.good);
+    EXPECT_THAT(r.messages,
+                ElementsAre("warning: test.mi:1:1: cannot find include file 'paint.mi'",
+                            "warning: test.mi:2:1: cannot find include file 'a/paint.mi'"));
 }
 
 TEST(Include, AFileThatIncludesItselfIsOneError) {

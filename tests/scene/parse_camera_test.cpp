@@ -133,7 +133,6 @@ TEST(Camera, Errors) {
     EXPECT_EQ(message("output \"png\""),
               "error: test.mi:1:25: expected the format and the name of an output file, found "
               "'end'");
-    EXPECT_EQ(message("lens = \"none\""), "error: test.mi:1:19: there is no shader 'none'");
     EXPECT_EQ(message("zoom 1"),
               "error: test.mi:1:12: expected a camera item or 'end camera', found 'zoom'");
 }

@@ -150,6 +150,24 @@ TEST(NamedShaders, AnIncrementalCallOfAnotherShaderStartsAnew) {
     EXPECT_EQ(call.parameters.size(), 1u);
 }
 
+TEST(ShaderLists, AnUnknownNameIsACallWithoutParameters) {
+    const Reading r = read("material \"m\" = \"unknown\" end material\n");
+    EXPECT_TRUE(r.good) << r.message();
+    const auto& call = std::get<ShaderCall>(r.scene.materials.at("m").surface.at(0));
+    EXPECT_EQ(call.declaration, "unknown");
+    EXPECT_EQ(call.where.column, 16u);
+    EXPECT_TRUE(call.parameters.empty());
+}
+
+TEST(ShaderLists, NamesOfDeclarationsAndOfOtherElementsAreErrors) {
+    EXPECT_EQ(read("declare shader color \"d\" () end declare\nmaterial \"m\" = \"d\" end "
+                   "material\n")
+                  .message(),
+              "error: test.mi:2:16: there is no shader 'd'");
+    EXPECT_EQ(read("material \"n\" end material\nmaterial \"m\" = \"n\" end material\n").message(),
+              "error: test.mi:2:16: there is no shader 'n'");
+}
+
 TEST(NamedShaders, Errors) {
     EXPECT_EQ(read("shader \"a\"\n").message(), "error: test.mi:2:1: expected a shader: \"name\" ( "
                                                 "… ) or = \"name\", found the end of the file");

@@ -25,6 +25,9 @@ class Names final : public shading::NameResolver {
         const auto found = shaders.find(std::string(name));
         return found == shaders.end() ? nullptr : &found->second;
     }
+    const shading::Function* stand_in(std::string_view, scene::Location) override {
+        return nullptr;
+    }
     miTag text(std::string_view text) override {
         texts.emplace_back(text);
         return 999 + static_cast<miTag>(texts.size());

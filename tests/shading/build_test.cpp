@@ -279,8 +279,7 @@ TEST_F(Build, UnknownNamesAreReportedOnceAtTheEnd) {
     builder.on_instance(i);
     EXPECT_TRUE(builder.on_render("", "", "", {}));
     EXPECT_THAT(findings,
-                ElementsAre("error: shader \"test_constant\": parameter \"value\" is connected to "
-                            "\"nobody\", which is not the name of a shader",
+                ElementsAre("warning: shader \"nobody\" is not declared; a stand-in is used for it",
                             "error: instance \"inst\": there is no light \"no light\"",
                             "error: object \"o\": there is no material \"no material\""));
     EXPECT_THAT(places, ElementsAre(12, 88, 77));
@@ -477,11 +476,14 @@ TEST_F(Build, DeletedElementsAreGone) {
     EXPECT_THAT(findings, ElementsAre("warning: there is no element \"nothing\" to delete"));
 }
 
-TEST_F(Build, MissingLibraryIsAnErrorOfTheScene) {
+TEST_F(Build, MissingLibraryIsAWarningAndABrokenOneAnErrorOfTheScene) {
     builder.on_link("no_such_library.so", {1, 3, 6});
     ASSERT_EQ(findings.size(), 1u);
-    EXPECT_THAT(findings[0], ::testing::HasSubstr("error: there is no library"));
-    EXPECT_THAT(places, ElementsAre(3));
+    EXPECT_THAT(findings[0], ::testing::HasSubstr("warning: there is no library"));
+    builder.on_link("/proc/version", {1, 4, 6}); // a file that is no library
+    ASSERT_EQ(findings.size(), 2u);
+    EXPECT_THAT(findings[1], ::testing::StartsWith("error: /proc/version"));
+    EXPECT_THAT(places, ElementsAre(3, 4));
 }
 
 TEST_F(Build, VerboseAndEchoReachTheLog) {
