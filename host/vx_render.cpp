@@ -1,10 +1,13 @@
 // vx_render: reads a scene, runs its render commands and writes the images.
 #include "host/api/map_store.h"
+#include "host/image/output_file.h"
 #include "host/render/command_line.h"
 #include "host/render/json_line.h"
 #include "host/render/render_scene.h"
 #include "host/scene/reader.h"
 #include "host/shading/build.h"
+#include "host/shading/crash.h"
+#include "maps/interface.h"
 
 #include <fmt/format.h>
 
@@ -51,6 +54,12 @@ void install_signal_handlers() {
 void ignore_write_signals() {
     for (const int number : {SIGPIPE, SIGXFSZ})
         (void)std::signal(number, SIG_IGN);
+}
+
+// For a handler of crashes.
+void remove_unfinished_files() {
+    vx::image::remove_unfinished_output();
+    vx::maps::remove_unfinished_files();
 }
 
 // A folder next to the folder of the program, such as ../lib; empty if the program is unknown.
@@ -345,6 +354,7 @@ int main(int argc, char** argv) {
     }
     install_signal_handlers();
     ignore_write_signals();
+    vx::shading::report_crashes(remove_unfinished_files);
     try {
         return Program(line).run();
     } catch (const std::exception& e) {

@@ -62,4 +62,8 @@ void set_map_store(MapStore* store);
 /// @return false if the map is pinned, or if the tag does not name a map of that store
 bool remove_map(miTag tag);
 
+/// Removes the temporary files of maps that are being written. Async-signal-safe, for handlers that
+/// end the process.
+void remove_unfinished_files() noexcept;
+
 } // namespace vx::maps

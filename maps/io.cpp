@@ -1,5 +1,8 @@
 #include "maps/io.h"
 
+#include "maps/interface.h"
+
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -16,7 +19,26 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 20;
 
+// Names of the temporary files that exist, for remove_unfinished_files(). Further ones are not
+// removed.
+constexpr std::size_t kMaxUnfinished = 64;
+std::array<std::atomic<const char*>, kMaxUnfinished> unfinished_files;
+
+std::atomic<const char*>* remember(const char* name) {
+    for (std::atomic<const char*>& entry : unfinished_files) {
+        const char* none = nullptr;
+        if (entry.compare_exchange_strong(none, name)) return &entry;
+    }
+    return nullptr;
+}
+
 } // namespace
+
+void remove_unfinished_files() noexcept {
+    // The names must not be freed meanwhile, so forget() waits for what is taken from the table.
+    for (std::atomic<const char*>& entry : unfinished_files)
+        if (const char* const name = entry.exchange(nullptr)) ::unlink(name);
+}
 
 MappedFile::~MappedFile() {
     if (m_data) munmap(m_data, m_size);
@@ -51,7 +73,18 @@ ReplacedFile::~ReplacedFile() {
     if (m_file >= 0) {
         ::close(m_file);
         ::unlink(m_temporary.c_str());
+        forget();
     }
+}
+
+void ReplacedFile::forget() noexcept {
+    if (m_unfinished == nullptr) return;
+    const char* name = m_temporary.c_str();
+    // The process is ending, and its handler uses the name.
+    if (!m_unfinished->compare_exchange_strong(name, nullptr))
+        for (;;)
+            ::pause();
+    m_unfinished = nullptr;
 }
 
 Status ReplacedFile::open(const char* name) {
@@ -79,6 +112,7 @@ Status ReplacedFile::open(const char* name) {
         m_error = errno;
         return Map_status::File_could_not_be_opened;
     }
+    m_unfinished = remember(m_temporary.c_str());
     if (exists && ::fchmod(m_file, mode) != 0) fail();
     m_buffer.reserve(kBufferSize);
     return Map_status::OK;
@@ -133,10 +167,9 @@ Status ReplacedFile::commit() {
     if (::close(m_file) != 0) fail();
     m_file = -1;
     if (!m_failed && ::rename(m_temporary.c_str(), m_name.c_str()) != 0) fail();
-    if (m_failed) {
-        ::unlink(m_temporary.c_str());
-        return Map_status::Failure;
-    }
+    if (m_failed) ::unlink(m_temporary.c_str());
+    forget();
+    if (m_failed) return Map_status::Failure;
     // Flush the folder so that the new name survives a crash. Not all file systems support this.
     const std::size_t slash = m_name.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : m_name.substr(0, slash + 1);

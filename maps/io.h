@@ -3,6 +3,7 @@
 
 #include "maps/names.h"
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -55,6 +56,7 @@ class ReplacedFile {
     void append(const unsigned char* data, std::size_t bytes);
     void put(std::size_t offset, const unsigned char* data, std::size_t bytes);
     void fail();
+    void forget() noexcept;
 
     int m_file = -1;
     bool m_failed = false;
@@ -62,6 +64,7 @@ class ReplacedFile {
     std::size_t m_size = 0; // of what was appended to the file
     std::string m_name;
     std::string m_temporary;
+    std::atomic<const char*>* m_unfinished = nullptr; // entry in the table of temporary files
     std::vector<unsigned char> m_buffer;
 };
 

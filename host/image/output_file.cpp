@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -67,16 +68,23 @@ class Descriptor {
     int m_number;
 };
 
+// The temporary file, if there is one. Pictures are written one at a time.
+std::atomic<const char*> unfinished{nullptr};
+
 // A new file in a folder, which is removed unless it is renamed.
 class TemporaryFile {
   public:
     explicit TemporaryFile(const fs::path& folder) : m_file(create(folder, m_path)) {
-        if (m_file.get() < 0) m_error = errno;
+        if (m_file.get() < 0)
+            m_error = errno;
+        else
+            unfinished = m_path.c_str();
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
     ~TemporaryFile() {
         if (m_error == 0) (void)::unlink(m_path.c_str());
+        unfinished = nullptr;
     }
     [[nodiscard]] int error() const { return m_error; }
     Descriptor& file() { return m_file; }
@@ -221,6 +229,10 @@ Reason write_output(const fs::path& name, std::span<const unsigned char> bytes) 
     OutputTarget target;
     if (Reason reason = resolve_output(name, target)) return reason;
     return target.stream ? write_stream(target.path, bytes) : write_file(target, bytes);
+}
+
+void remove_unfinished_output() noexcept {
+    if (const char* const path = unfinished) (void)::unlink(path);
 }
 
 } // namespace vx::image

@@ -30,4 +30,8 @@ struct OutputTarget {
 [[nodiscard]] std::optional<std::string> write_output(const std::filesystem::path& name,
                                                       std::span<const unsigned char> bytes);
 
+// Removes the temporary file that write_output() is writing, if any. Async-signal-safe, for
+// handlers that end the process.
+void remove_unfinished_output() noexcept;
+
 } // namespace vx::image

@@ -73,13 +73,14 @@ Messages and help:
 Exit status:
   0  all requested frames were rendered and their images written; with -strict the results
      are also complete
-  1  error in the scene or while loading a shader library, or no render command
+  1  error in the scene, a shader library that cannot be loaded, or no render command
   2  rendering failed or was interrupted, a shader reported an error, an image, a map file or
      a file of a shader could not be written, a map file could not be read, or a requested
      frame is not in the scene
   3  invalid command line
   4  with -strict: all images were written, but shaders failed or parts of the scene were
      left out
+  5  a shader, a shader library or the reader of a texture crashed
 
 Examples:
   vx_render tent.mi

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <set>
 #include <string>
@@ -54,7 +55,7 @@ class Diagnostics {
 
     // Registers a file. `included_from` is the location of the $include directive, if any.
     std::uint32_t add_file(std::string name, Location included_from = {});
-    // Empty for an unknown file.
+    // Empty for an unknown file. Valid as long as the object.
     std::string_view file_name(std::uint32_t file) const;
 
     void error(Location where, std::string text);
@@ -81,7 +82,7 @@ class Diagnostics {
 
     Sink m_sink;
     Omissions* m_omissions;
-    std::vector<File> m_files;
+    std::deque<File> m_files; // which don't move
     std::set<std::string, std::less<>> m_issued;
     std::size_t m_errors = 0;
     std::size_t m_warnings = 0;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/shading/crash.h"
+
 namespace vx::shading {
 
 namespace {
@@ -27,6 +29,7 @@ void Context::none_is_current() {
 }
 
 ThreadContext& Context::join_thread() {
+    prepare_thread_for_crashes();
     const std::lock_guard lock(m_threads_mutex);
     m_threads.push_back(
         std::make_unique<ThreadContext>(static_cast<int>(m_threads.size()), database));

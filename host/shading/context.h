@@ -70,6 +70,13 @@ class Context {
         return m_my_thread.context == m_id ? *m_my_thread.thread : join_thread();
     }
 
+    // The calling thread's part of the current context; null if there is none. Async-signal-safe.
+    static const ThreadContext* thread_if_current() noexcept {
+        const Context* const context = m_current.load(std::memory_order_acquire);
+        return context != nullptr && m_my_thread.context == context->m_id ? m_my_thread.thread
+                                                                          : nullptr;
+    }
+
     // Releases the pins that threads keep for later use, so that the database's counts are exact.
     // No thread may be in a shader.
     void settle_pins();

@@ -75,6 +75,7 @@ struct DeclaredShader {
     // Life cycle, guarded by the init lock of the context.
     Stage stage = Stage::cold;
     ShaderCode code;
+    std::string library;        // file that contains the code
     bool instance_init = false; // the shader wants an init per instance
 
     [[nodiscard]] const std::string& name() const { return source.name; }

@@ -84,6 +84,8 @@ struct Function {
     miFunction* record = nullptr;
     std::vector<Connection> connections; // by offset
     bool surface = false;                // surface shader of a material
+    std::string_view file;               // of the scene, where the shader is called
+    std::uint32_t line = 0;
 
     void* user_pointer = nullptr;
     miLock lock = nullptr;

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "host/scene/substitution.h"
+#include "host/shading/crash.h"
 
 namespace vx::shading {
 
@@ -25,8 +26,10 @@ constexpr int kKeepLoaded = 0;
 } // namespace
 
 Libraries::~Libraries() {
-    for (auto library = m_libraries.rbegin(); library != m_libraries.rend(); ++library)
+    for (auto library = m_libraries.rbegin(); library != m_libraries.rend(); ++library) {
+        const Activity unloading("shader library", library->path);
         dlclose(library->handle);
+    }
 }
 
 std::string Libraries::load(const std::string& path, bool* missing) {
@@ -52,6 +55,8 @@ std::string Libraries::load(const std::string& path, bool* missing) {
         const fs::path full = fs::canonical(candidate, ignored);
         const auto same = [&](const Library& library) { return library.path == full.string(); };
         if (std::any_of(m_libraries.begin(), m_libraries.end(), same)) return {};
+        const std::string& name = full.native();
+        const Activity loading("shader library", name);
         void* const handle = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL | kKeepLoaded);
         if (handle == nullptr) {
             const char* const why = dlerror();
@@ -67,9 +72,12 @@ std::string Libraries::load(const std::string& path, bool* missing) {
     return "there is no library \"" + path + "\" (tried " + tried + ")";
 }
 
-void* Libraries::symbol(const std::string& name) const {
+void* Libraries::symbol(const std::string& name, std::string* path) const {
     for (const Library& library : m_libraries)
-        if (void* const address = dlsym(library.handle, name.c_str())) return address;
+        if (void* const address = dlsym(library.handle, name.c_str())) {
+            if (path != nullptr) *path = library.path;
+            return address;
+        }
     return nullptr;
 }
 

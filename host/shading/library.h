@@ -25,8 +25,9 @@ class Libraries {
     // as it is. Returns the reason of a failure, else an empty text. `missing`, which may be null,
     // is set to whether there is no such file.
     std::string load(const std::string& path, bool* missing = nullptr);
-    // The symbol of the first library that has it; null if none has.
-    [[nodiscard]] void* symbol(const std::string& name) const;
+    // The symbol of the first library that has it; null if none has. `path`, which may be null, is
+    // set to the path of that library.
+    [[nodiscard]] void* symbol(const std::string& name, std::string* path = nullptr) const;
     // Full paths of the libraries, in the order of loading.
     [[nodiscard]] std::vector<std::string> loaded() const;
 

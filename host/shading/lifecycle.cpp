@@ -2,6 +2,7 @@
 #include <map>
 
 #include "host/shading/context.h"
+#include "host/shading/crash.h"
 
 namespace vx::shading {
 
@@ -58,7 +59,8 @@ bool Context::start(DeclaredShader& declaration, Function& function, miState* st
     if (declaration.built_in) {
         code = *declaration.built_in;
     } else {
-        code.main = reinterpret_cast<ShaderCode::Main>(libraries.symbol(name));
+        code.main =
+            reinterpret_cast<ShaderCode::Main>(libraries.symbol(name, &declaration.library));
         code.init = reinterpret_cast<ShaderCode::Init>(libraries.symbol(name + "_init"));
         code.exit = reinterpret_cast<ShaderCode::Exit>(libraries.symbol(name + "_exit"));
         code.version = reinterpret_cast<ShaderCode::Version>(libraries.symbol(name + "_version"));
@@ -71,7 +73,10 @@ bool Context::start(DeclaredShader& declaration, Function& function, miState* st
             say(Level::warning,
                 "shader \"" + name + "\" has no function " + name +
                     "_version; its version cannot be compared with the declaration");
-        } else if (const std::string why = failure_of([&] { version = code.version(); });
+        } else if (const std::string why = failure_of([&] {
+                       const Activity checking("version of shader", name);
+                       version = code.version();
+                   });
                    !why.empty()) {
             refuse(declaration, name + "_version: " + why);
             return false;
@@ -190,7 +195,10 @@ void Context::end_render(const miState& state) {
                                       function->record);
                 exit(&exit_state, function->record->parameters);
             });
-        run_exit("shader \"" + name + '"', name, [&] { exit(&exit_state, nullptr); });
+        run_exit("shader \"" + name + '"', name, [&] {
+            const Activity ending("exit of shader", name);
+            exit(&exit_state, nullptr);
+        });
     }
     m_started.clear();
     m_aborted.store(was_aborted, std::memory_order_relaxed);

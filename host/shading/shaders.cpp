@@ -56,6 +56,8 @@ miTag ShaderBuilder::build(const scene::ShaderCall& call, const std::string& nam
                                 std::to_string(RecordMemory::kGhostDistance) + " bytes");
         return miNULLTAG;
     }
+    function->file = m_diagnostics.file_name(call.where.file);
+    function->line = call.where.line;
     if (!block.bytes.empty())
         std::memcpy(function->record->parameters, block.bytes.data(), block.bytes.size());
     function->connections = block.connections;
@@ -73,6 +75,8 @@ miTag ShaderBuilder::copy(miTag original, const std::string& name, miTag existin
     Function* const to = m_context.functions.create(*from->declaration, bytes, name, existing);
     std::memcpy(to->record->parameters, from->record->parameters, bytes);
     to->connections = from->connections;
+    to->file = from->file;
+    to->line = from->line;
     FunctionTable::connect(*to);
     m_copies[to->tag] = original;
     return to->tag;

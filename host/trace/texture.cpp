@@ -1,5 +1,7 @@
 #include "host/trace/texture.h"
 
+#include "host/shading/crash.h"
+
 #include <OpenImageIO/imageio.h>
 #include <fmt/format.h>
 
@@ -158,6 +160,7 @@ std::vector<Textures::Failure> Textures::load(shading::Context& context) {
         } else {
             const std::string& file = texture.description.file;
             const std::string path = context.substitute ? context.substitute(file) : file;
+            const shading::Activity reading("texture", path);
             entry.image = read_texture(path, reason);
             if (!entry.image) reason = fmt::format("{}: {}", path, reason);
         }

@@ -5,10 +5,13 @@
 #include "host/image/write.h"
 
 #include <algorithm>
+#include <csignal>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -218,6 +221,26 @@ TEST_F(OutputFile, PicturesOfOneRunMustNotShareAFile) {
     EXPECT_EQ(reasons[0],
               fmt::format("{}: this is the picture '{}' of an earlier frame, which would be lost",
                           (folder / "store/a.png").string(), (folder / "link.png").string()));
+}
+
+// The kernel sends SIGXFSZ in the middle of the write.
+TEST_F(OutputFile, AHandlerThatEndsTheProcessRemovesTheTemporaryFile) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        (void)std::signal(SIGXFSZ, [](int) {
+            remove_unfinished_output();
+            ::_exit(9);
+        });
+        const rlimit tight{10, 10};
+        ::setrlimit(RLIMIT_FSIZE, &tight);
+        (void)write(folder / "a.png", std::string(100, 'x'));
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 9);
+    EXPECT_EQ(files(), 0u);
 }
 
 TEST_F(OutputFile, PipesTakeAnyNumberOfPictures) {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <limits>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -506,6 +508,29 @@ TEST(Files, AFullDiskLeavesTheOldFileAndNothingElse) {
     (void)std::signal(SIGXFSZ, old_handler);
     EXPECT_EQ(bytes_of(file), before);
     EXPECT_EQ(folder.count(), 1u);
+}
+
+// The kernel sends SIGXFSZ in the middle of a write.
+TEST(Files, AHandlerThatEndsTheProcessRemovesTheTemporaryFile) {
+    const Folder folder;
+    const std::string file = folder.file("map");
+    const auto map = awkward_map(5000);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        (void)std::signal(SIGXFSZ, [](int) {
+            vx::maps::remove_unfinished_files();
+            ::_exit(9);
+        });
+        const rlimit tight{100000, 100000};
+        setrlimit(RLIMIT_FSIZE, &tight);
+        (*map)->write(file.c_str(), false);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 9);
+    EXPECT_EQ(folder.count(), 0u);
 }
 
 TEST(Files, ALinkStaysALink) {
