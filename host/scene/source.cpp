@@ -14,8 +14,9 @@ namespace {
 
 constexpr std::size_t kPadding = 16;
 constexpr std::size_t kGrowth = std::size_t{1} << 20;
-// Limits decompression, as a protection against decompression bombs.
-constexpr std::size_t kMaxDecompressedSize = std::size_t{1} << 36;
+// Small files must not expand without limit. Scene texts take about a tenth of their size.
+constexpr std::size_t kMaxExpansion = 64;
+constexpr std::size_t kAlwaysAllowedSize = std::size_t{64} << 20;
 
 class Descriptor {
   public:
@@ -52,16 +53,33 @@ void Source::finish() {
 }
 
 std::unique_ptr<Source> Source::from_file(const std::string& path, std::string& error) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Opening a pipe without a writer must not block.
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.number() < 0) {
         error = reason(errno);
         return nullptr;
     }
-    return from_descriptor(file.number(), error);
+    auto source = std::make_unique<Source>();
+    struct stat status {};
+    if (::fstat(file.number(), &status) == 0 && S_ISFIFO(status.st_mode) &&
+        source->reserve(kGrowth)) {
+        const ssize_t got = ::read(file.number(), source->m_bytes.get(), 1);
+        if (got == 0) {
+            error = "it is a pipe without a writer";
+            return nullptr;
+        }
+        if (got > 0) source->m_size = 1;
+    }
+    (void)::fcntl(file.number(), F_SETFL, O_RDONLY);
+    return read_rest(std::move(source), file.number(), error);
 }
 
 std::unique_ptr<Source> Source::from_descriptor(int descriptor, std::string& error) {
-    auto source = std::make_unique<Source>();
+    return read_rest(std::make_unique<Source>(), descriptor, error);
+}
+
+std::unique_ptr<Source> Source::read_rest(std::unique_ptr<Source> source, int descriptor,
+                                          std::string& error) {
     struct stat status {};
     std::size_t expected = kGrowth;
     // One byte more than the file, so that the end is detected without growing the buffer.
@@ -122,10 +140,16 @@ std::unique_ptr<Source> Source::unpack(std::unique_ptr<Source> packed, std::stri
     while (status != Z_STREAM_END || used < packed->m_size) {
         if (status == Z_STREAM_END) inflateReset(&stream);
         if (plain->m_size == plain->m_capacity) {
+            const std::size_t limit = std::max(kAlwaysAllowedSize, packed->m_size * kMaxExpansion);
             const std::size_t wanted =
                 plain->m_capacity == 0 ? packed->m_size * 4 + kGrowth : plain->m_capacity * 2;
-            if (wanted > kMaxDecompressedSize || !plain->reserve(wanted)) {
-                error = "decompressed data is too large";
+            if (plain->m_capacity > limit) {
+                error = "decompressed data is too large (more than " + std::to_string(limit) +
+                        " bytes from " + std::to_string(packed->m_size) + ")";
+                return nullptr;
+            }
+            if (!plain->reserve(std::min(wanted, limit + 1))) {
+                error = "out of memory";
                 return nullptr;
             }
         }

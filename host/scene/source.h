@@ -17,7 +17,9 @@ class Source {
     const char* end() const { return m_bytes.get() + m_size; }
     std::size_t size() const { return m_size; }
 
-    // Returns null and sets `error` if the input cannot be read or decompressed.
+    // Returns null and sets `error` if the input cannot be read or decompressed. Compressed data
+    // that expands to more than 64 times its size and 64 MiB is an error, and so is a pipe that
+    // no process has opened for writing.
     static std::unique_ptr<Source> from_file(const std::string& path, std::string& error);
     static std::unique_ptr<Source> from_descriptor(int descriptor, std::string& error);
     static std::unique_ptr<Source> from_text(std::string_view text, std::string& error);
@@ -28,6 +30,9 @@ class Source {
     };
     using Bytes = std::unique_ptr<char, Free>;
 
+    // Appends what the descriptor has.
+    static std::unique_ptr<Source> read_rest(std::unique_ptr<Source> source, int descriptor,
+                                             std::string& error);
     static std::unique_ptr<Source> unpack(std::unique_ptr<Source> packed, std::string& error);
     bool reserve(std::size_t capacity);
     void finish();

@@ -118,9 +118,10 @@ bool SceneBuilder::on_render(const std::string& root_group, const std::string& c
                              const std::string& options, scene::Location where) {
     complete();
     if (m_diagnostics.errors() > 0) return true;
-    const RenderRequest request{m_names.find(Kind::group, root_group),
-                                m_names.find(Kind::instance, camera_instance),
-                                m_names.find(Kind::options, options), where};
+    const RenderRequest request{
+        m_names.find(Kind::group, root_group), m_names.find(Kind::instance, camera_instance),
+        m_names.find(Kind::options, options), where,
+        std::string(m_diagnostics.file_name(where.file)) + ':' + std::to_string(where.line)};
     return !render || render(request);
 }
 

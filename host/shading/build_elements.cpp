@@ -1,5 +1,6 @@
 // SceneBuilder: options, user data, and the elements that hold shaders.
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -98,6 +99,13 @@ void SceneBuilder::on_shader(const scene::NamedShader& shader) {
 
 std::vector<std::byte> SceneBuilder::file_contents(const scene::UserData& data) {
     const std::string path = m_context.substitute ? m_context.substitute(data.file) : data.file;
+    std::error_code ignored;
+    // Opening a pipe without a writer would block.
+    if (std::filesystem::exists(path, ignored) &&
+        !std::filesystem::is_regular_file(path, ignored)) {
+        m_diagnostics.error(data.where, "cannot read \"" + path + "\": it is not a regular file");
+        return {};
+    }
     std::ifstream file(path, std::ios::binary);
     const std::vector<char> text{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad()) {

@@ -1,6 +1,7 @@
 // Contents of the database elements that are C++ objects, and what a render is asked to show.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "host/scene/description.h"
@@ -27,6 +28,7 @@ struct RenderRequest {
     miTag camera_instance = miNULLTAG;
     miTag options = miNULLTAG;
     scene::Location where;
+    std::string place; // `where` as text, for messages
 };
 
 } // namespace vx::shading

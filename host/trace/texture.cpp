@@ -8,12 +8,17 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 namespace vx::trace {
 
 namespace {
 
-constexpr std::int64_t kMaxTextureValues = std::int64_t{1} << 32;
+// Limits of the pixels in memory. Small files must not expand without limit: picture formats reach
+// a thousandfold where all pixels are alike.
+constexpr std::uint64_t kMaxTextureBytes = std::uint64_t{8} << 30;
+constexpr std::uint64_t kMaxExpansion = 4096;
+constexpr std::uint64_t kAlwaysAllowedBytes = std::uint64_t{64} << 20;
 
 std::size_t value_count(int width, int height, int components) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
@@ -111,6 +116,13 @@ miColor TextureImage::bilinear(float u, float v) const {
 }
 
 std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string& reason) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (const fs::file_status status = fs::status(path, error);
+        fs::exists(status) && !fs::is_regular_file(status)) {
+        reason = "it is not a regular file"; // opening a pipe would block
+        return nullptr;
+    }
     const auto in = OIIO::ImageInput::open(path);
     if (!in) {
         reason = OIIO::geterror();
@@ -118,9 +130,17 @@ std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string&
     }
     const OIIO::ImageSpec spec = in->spec();
     const int components = std::min(spec.nchannels, 4);
-    if (spec.width <= 0 || spec.height <= 0 || components < 1 ||
-        std::int64_t{spec.width} * spec.height * components > kMaxTextureValues) {
+    if (spec.width <= 0 || spec.height <= 0 || components < 1) {
         reason = fmt::format("its size of {} x {} pixels is not sensible", spec.width, spec.height);
+        return nullptr;
+    }
+    const std::uint64_t file_bytes = fs::file_size(path, error);
+    const std::uint64_t bytes = std::uint64_t{value_count(spec.width, spec.height, components)} *
+                                (spec.format == OIIO::TypeDesc::UINT8 ? 1 : sizeof(float));
+    if (bytes > kMaxTextureBytes ||
+        bytes > std::max(kAlwaysAllowedBytes, file_bytes * kMaxExpansion)) {
+        reason = fmt::format("its {} x {} pixels are too many for a file of {} bytes", spec.width,
+                             spec.height, file_bytes);
         return nullptr;
     }
     const std::size_t count = value_count(spec.width, spec.height, components);

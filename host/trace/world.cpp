@@ -12,7 +12,10 @@ namespace vx::trace {
 namespace {
 
 constexpr int kMaxGraphDepth = 200;
-constexpr std::size_t kMaxLeaves = 20'000'000;
+// A leaf takes 1.3 KB, an entry of its material list 4 bytes.
+constexpr std::size_t kMaxLeaves = 4'000'000;
+constexpr std::size_t kMaxMaterials = 500'000'000;
+constexpr std::size_t kMaxVisits = 20'000'000;
 
 // Bits 1 and 2 switch a flag on, bits 4 and 8 switch it off; flags that are not given are
 // inherited.
@@ -84,7 +87,7 @@ miTag ObjectLeaf::find_material(std::uint32_t triangle) const {
 
 World::World(shading::Context& context, const shading::RenderRequest& request,
              const std::string& embree_config)
-    : m_context(context), m_wanted_camera(request.camera_instance) {
+    : m_context(context), m_wanted_camera(request.camera_instance), m_place(request.place) {
     try {
         visit_group(request.root, Inherited{}, 0);
         if (m_camera == miNULLTAG) {
@@ -149,6 +152,7 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
     const auto* const instance = m_context.database.find<miInstance>(tag, miSCENE_INSTANCE);
     if (!instance || instance->off) return;
 
+    if (++m_visits > kMaxVisits) too_large(fmt::format("{} instances and groups", kMaxVisits));
     Inherited here = above;
     here.instance = tag;
     if (!instance->tf.identity) {
@@ -210,8 +214,16 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
 
 void World::count_leaf() {
     if (m_elements.size() >= kMaxLeaves)
-        throw std::runtime_error(fmt::format(
-            "groups instance each other into more than {} objects and lights", kMaxLeaves));
+        too_large(fmt::format("{} objects and lights", kMaxLeaves));
+}
+
+void World::too_large(const std::string& what) const {
+    // The root group comes first.
+    const miTag outermost = m_path.size() > 1 ? m_path[1] : miNULLTAG;
+    throw std::runtime_error(
+        fmt::format("{}: too many nested instances: instance \"{}\" brings the "
+                    "scene to more than {}",
+                    m_place, m_context.database.name(outermost), what));
 }
 
 miTag World::new_leaf(miTag item, const Inherited& reach) {
@@ -261,6 +273,9 @@ void World::add_object(miTag item, const Inherited& reach) {
     else if (reach.material != miNULLTAG)
         leaf.materials = {reach.material};
     leaf.override_material = reach.override_material;
+    m_materials += leaf.materials.size();
+    if (m_materials > kMaxMaterials)
+        too_large(fmt::format("{} entries of material lists", kMaxMaterials));
 
     const scene::ObjectFlags& flags = object->description.flags;
     leaf.visible = reach.visible == 0 ? flags.visible : reach.visible == 2;

@@ -83,10 +83,14 @@ class World {
     void add_light(miTag item, const Inherited& reach, const std::vector<miTag>& path);
     miTag new_leaf(miTag item, const Inherited& reach);
     void count_leaf();
+    [[noreturn]] void too_large(const std::string& what) const;
     void check_materials(const ObjectLeaf& leaf);
 
     shading::Context& m_context;
     miTag m_wanted_camera;
+    std::string m_place;         // of the render command
+    std::size_t m_visits = 0;    // of instances
+    std::size_t m_materials = 0; // entries of the leaves' lists
     miTag m_camera = miNULLTAG;
     std::vector<ObjectLeaf> m_objects;
     std::vector<LightLeaf> m_lights;
