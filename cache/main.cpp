@@ -1,5 +1,6 @@
 // vx_cache: the command line.
 #include "cache/verbs/verbs.h"
+#include "host/scene/printable.h"
 
 #include <cstdio>
 #include <exception>
@@ -116,7 +117,8 @@ int main(int argc, char** argv) {
             session.error("standard output: cannot be written");
         }
     } catch (const vx::cache::UsageError& why) {
-        (void)std::fprintf(stderr, "vx_cache: error: %s\n", why.what());
+        (void)std::fprintf(stderr, "vx_cache: error: %s\n",
+                           vx::scene::printable(why.what()).c_str());
         return 2;
     } catch (const std::exception& why) {
         session.error(why.what());

@@ -4,6 +4,7 @@
 #include "host/render/command_line.h"
 #include "host/render/json_line.h"
 #include "host/render/render_scene.h"
+#include "host/scene/printable.h"
 #include "host/scene/reader.h"
 #include "host/shading/build.h"
 #include "host/shading/crash.h"
@@ -327,7 +328,7 @@ class Program {
 
 int usage_error(const std::string& text) {
     (void)std::fprintf(stderr, "vx_render: error: %s\nvx_render: try 'vx_render -help'\n",
-                       text.c_str());
+                       vx::scene::printable(text).c_str());
     return exit_usage;
 }
 
@@ -358,7 +359,8 @@ int main(int argc, char** argv) {
     try {
         return Program(line).run();
     } catch (const std::exception& e) {
-        (void)std::fprintf(stderr, "vx_render: error: %s\n", e.what());
+        (void)std::fprintf(stderr, "vx_render: error: %s\n",
+                           vx::scene::printable(e.what()).c_str());
         return exit_render;
     }
 }

@@ -2,6 +2,7 @@
 
 #include "cache/formats/text.h"
 #include "host/scene/frame_list.h"
+#include "host/scene/printable.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -15,7 +16,7 @@ namespace vx::cache {
 namespace {
 
 void say(const char* kind, const std::string& text) {
-    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, text.c_str());
+    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, scene::printable(text).c_str());
 }
 
 std::string seconds(double s) {
@@ -80,7 +81,8 @@ std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string wh
             return;
         }
         const double rate = static_cast<double>(done) / std::max(used, 1e-3);
-        (void)std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left", what.c_str(),
+        (void)std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left",
+                           scene::printable(what).c_str(),
                            100.0 * static_cast<double>(done) / static_cast<double>(total),
                            rate * 1e-6, seconds(static_cast<double>(total - done) / rate).c_str());
     };

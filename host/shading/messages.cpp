@@ -1,9 +1,12 @@
 #include "host/shading/messages.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <string>
 #include <utility>
+
+#include "host/scene/printable.h"
 
 namespace vx::shading {
 
@@ -49,8 +52,10 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
     line.append(" ").append(kLevelNames[index]).append(": ");
     while (!text.empty() && text.back() == '\n')
         text.remove_suffix(1);
-    for (const char c : text)
-        line.push_back(c == '\n' || c == '\r' ? ' ' : c);
+    std::string one_line(text);
+    std::replace_if(
+        one_line.begin(), one_line.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+    line += scene::printable(one_line);
 
     const std::lock_guard lock(m_mutex);
     if (m_sink) {

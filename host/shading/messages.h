@@ -2,8 +2,8 @@
 //
 //     MODULE host.thread level: text
 //
-// The host number is always 0. Newlines in the text become spaces. Lines from different threads are
-// not mixed.
+// The host number is always 0. Newlines in the text become spaces, other control characters \xNN.
+// Lines from different threads are not mixed.
 #pragma once
 
 #include <array>
