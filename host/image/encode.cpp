@@ -1,6 +1,5 @@
-#include "host/image/encode.h"
-
 #include "host/image/memory_file.h"
+#include "host/image/openimageio.h"
 
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
@@ -17,7 +16,7 @@
 #include <memory>
 #include <span>
 
-namespace vx::image {
+namespace vx::image::openimageio {
 
 namespace {
 
@@ -376,4 +375,4 @@ Reason encode_picture(const Frame& frame, const WriteRequest& request, Bytes& by
     return fmt::format("cannot be encoded as '{}': {}", request.format, one_line(*reason));
 }
 
-} // namespace vx::image
+} // namespace vx::image::openimageio

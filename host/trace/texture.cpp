@@ -1,24 +1,17 @@
 #include "host/trace/texture.h"
 
+#include "host/image/formats.h"
 #include "host/shading/crash.h"
 
-#include <OpenImageIO/imageio.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 
 namespace vx::trace {
 
 namespace {
-
-// Limits of the pixels in memory. Small files must not expand without limit: picture formats reach
-// a thousandfold where all pixels are alike.
-constexpr std::uint64_t kMaxTextureBytes = std::uint64_t{8} << 30;
-constexpr std::uint64_t kMaxExpansion = 4096;
-constexpr std::uint64_t kAlwaysAllowedBytes = std::uint64_t{64} << 20;
 
 std::size_t value_count(int width, int height, int components) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) *
@@ -116,52 +109,19 @@ miColor TextureImage::bilinear(float u, float v) const {
 }
 
 std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string& reason) {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    if (const fs::file_status status = fs::status(path, error);
-        fs::exists(status) && !fs::is_regular_file(status)) {
-        reason = "it is not a regular file"; // opening a pipe would block
+    image::Pixels pixels;
+    if (const auto failure = image::read_picture(path, pixels)) {
+        reason = *failure;
         return nullptr;
     }
-    const auto in = OIIO::ImageInput::open(path);
-    if (!in) {
-        reason = OIIO::geterror();
-        return nullptr;
+    if (!pixels.bytes.empty()) {
+        turn_over(pixels.bytes, pixels.height);
+        return std::make_unique<TextureImage>(pixels.width, pixels.height, pixels.components,
+                                              std::move(pixels.bytes));
     }
-    const OIIO::ImageSpec spec = in->spec();
-    const int components = std::min(spec.nchannels, 4);
-    if (spec.width <= 0 || spec.height <= 0 || components < 1) {
-        reason = fmt::format("its size of {} x {} pixels is not sensible", spec.width, spec.height);
-        return nullptr;
-    }
-    const std::uint64_t file_bytes = fs::file_size(path, error);
-    const std::uint64_t bytes = std::uint64_t{value_count(spec.width, spec.height, components)} *
-                                (spec.format == OIIO::TypeDesc::UINT8 ? 1 : sizeof(float));
-    if (bytes > kMaxTextureBytes ||
-        bytes > std::max(kAlwaysAllowedBytes, file_bytes * kMaxExpansion)) {
-        reason = fmt::format("its {} x {} pixels are too many for a file of {} bytes", spec.width,
-                             spec.height, file_bytes);
-        return nullptr;
-    }
-    const std::size_t count = value_count(spec.width, spec.height, components);
-    const auto read = [&](auto& values, OIIO::TypeDesc type) {
-        values.resize(count);
-        if (!in->read_image(0, 0, 0, components, type, values.data())) {
-            reason = in->geterror();
-            return false;
-        }
-        turn_over(values, spec.height);
-        return true;
-    };
-    if (spec.format == OIIO::TypeDesc::UINT8) {
-        std::vector<std::uint8_t> values;
-        if (!read(values, OIIO::TypeDesc::UINT8)) return nullptr;
-        return std::make_unique<TextureImage>(spec.width, spec.height, components,
-                                              std::move(values));
-    }
-    std::vector<float> values;
-    if (!read(values, OIIO::TypeDesc::FLOAT)) return nullptr;
-    return std::make_unique<TextureImage>(spec.width, spec.height, components, std::move(values));
+    turn_over(pixels.floats, pixels.height);
+    return std::make_unique<TextureImage>(pixels.width, pixels.height, pixels.components,
+                                          std::move(pixels.floats));
 }
 
 std::vector<Textures::Failure> Textures::load(shading::Context& context) {
@@ -180,7 +140,7 @@ std::vector<Textures::Failure> Textures::load(shading::Context& context) {
         } else {
             const std::string& file = texture.description.file;
             const std::string path = context.substitute ? context.substitute(file) : file;
-            const shading::Activity reading("texture", path);
+            const shading::Activity reading("reader of texture", path);
             entry.image = read_texture(path, reason);
             if (!entry.image) reason = fmt::format("{}: {}", path, reason);
         }
