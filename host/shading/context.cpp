@@ -1,6 +1,7 @@
 #include "host/shading/context.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "host/shading/crash.h"
@@ -13,8 +14,11 @@ std::atomic<std::uint64_t> last_id{0};
 
 } // namespace
 
-Context::Context() : global_lock(make_lock()), m_id(++last_id) {
-    m_current.store(this, std::memory_order_release);
+Context::Context() : m_id(++last_id) {
+    Context* none = nullptr;
+    if (!m_current.compare_exchange_strong(none, this))
+        throw std::logic_error("a process can have only one renderer at a time");
+    global_lock = make_lock();
     thread(); // numbers the thread that makes the context 0
 }
 

@@ -39,12 +39,12 @@ struct UserDataElement {
 
 class Context {
   public:
-    Context();
+    Context(); // throws std::logic_error while another one exists
     ~Context();
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    // The context of the interface functions, which is the one made last. Throws RenderAborted if
+    // The context of the interface functions, the only one of the process. Throws RenderAborted if
     // there is none.
     static Context& current() {
         Context* const context = m_current.load(std::memory_order_acquire);

@@ -162,14 +162,17 @@ TEST_F(ApiMapStore, ThreadsStoreAndReadAtOnce) {
     EXPECT_THAT(context.database.left_over_pins(false), IsEmpty());
 }
 
-TEST_F(ApiMapStore, AWrapperThatOutlivesTheRendererKeepsItsMap) {
-    std::optional<shading::Context> other(std::in_place);
+// Without the fixture, which has a renderer of its own.
+TEST(ApiMapStoreEnd, AWrapperThatOutlivesTheRendererKeepsItsMap) {
+    std::optional<shading::Context> renderer(std::in_place);
+    api::store_maps_in_database();
     const auto map = map_of(7);
     const miTag tag = map->store();
     auto access = std::make_unique<Access_map>(tag);
-    EXPECT_EQ(other->database.type(tag), miSCENE_MAP);
-    other.reset();
+    EXPECT_EQ(renderer->database.type(tag), miSCENE_MAP);
+    renderer.reset();
     EXPECT_EQ((*access)->size(), 1u);
     access.reset();
     EXPECT_EQ((*map)->size(), 1u);
+    maps::set_map_store(nullptr);
 }

@@ -812,11 +812,13 @@ TEST(Texture, MissingFileIsAWarningOrEndsTheRender) {
                               "color texture \"t\" \"no_such_picture.png\"\n"
                               "material \"m\" \"t_texture\" ( \"texture\" \"t\" ) end material\n" +
                               placed("p", "plane", "material \"m\"", 0, 0, -4) + graph("\"p\"");
-    Scene on;
-    on.run(scene);
-    EXPECT_EQ(on.outcome, Outcome::done);
-    EXPECT_EQ(on.frame.color(0, 0).r, 9.0f) << "the lookup failed";
-    EXPECT_NE(on.all_messages().find("no_such_picture.png"), std::string::npos);
+    {
+        Scene on;
+        on.run(scene);
+        EXPECT_EQ(on.outcome, Outcome::done);
+        EXPECT_EQ(on.frame.color(0, 0).r, 9.0f) << "the lookup failed";
+        EXPECT_NE(on.all_messages().find("no_such_picture.png"), std::string::npos);
+    }
     vx::render::RenderSettings settings;
     settings.texture_continue = false;
     Scene off(settings);

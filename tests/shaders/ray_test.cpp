@@ -48,13 +48,15 @@ TEST(Reflect, SeesTheMirroredPoint) {
 
 TEST(Reflect, TransparentBlackCastsNoRayAndNotraceAsksTheEnvironment) {
     const std::string environment = "environment \"t_constant\" ( \"color\" 0 0 1 1 )";
-    Scene dull;
-    render_base(dull,
-                constant("green", "0 1 0 1") +
-                    "material \"m\" \"mib_reflect\" ( \"input\" 1 0.5 0.25 1 ) end material\n" +
-                    plane("mirrorI", "m", -5) + wall("green"),
-                "\"mirrorI\" \"wallI\"");
-    expect_color(dull, 5, 4, {1, 0.5, 0.25});
+    {
+        Scene dull;
+        render_base(dull,
+                    constant("green", "0 1 0 1") +
+                        "material \"m\" \"mib_reflect\" ( \"input\" 1 0.5 0.25 1 ) end material\n" +
+                        plane("mirrorI", "m", -5) + wall("green"),
+                    "\"mirrorI\" \"wallI\"");
+        expect_color(dull, 5, 4, {1, 0.5, 0.25});
+    }
     Scene sky;
     render_base(sky,
                 constant("green", "0 1 0 1") +

@@ -192,3 +192,13 @@ TEST(InstancePointers, AreNullUntilSetAndKeptPerIndex) {
     thread.clear_instance_pointers();
     EXPECT_EQ(thread.instance_pointer(1000), nullptr);
 }
+
+TEST(Contexts, ASecondOneIsRefusedWhileTheFirstExists) {
+    for (int round = 0; round < 2; ++round) {
+        shading::Context first;
+        const int number = first.thread().number;
+        EXPECT_THROW(shading::Context(), std::logic_error);
+        EXPECT_EQ(&shading::Context::current(), &first);
+        EXPECT_EQ(first.thread().number, number);
+    }
+}
