@@ -26,7 +26,7 @@ LIBRARIES = {
     "zlib.h": "zlib",
 }
 # What the table calls "system", likewise.
-SYSTEM = ("dlfcn.h", "emmintrin.h", "fcntl.h", "immintrin.h", "sanitizer/", "sys/", "unistd.h")
+SYSTEM = ("dlfcn.h", "emmintrin.h", "fcntl.h", "immintrin.h", "pthread.h", "sanitizer/", "sys/", "unistd.h")
 # The standard library: C++ headers have no suffix, these are C's.
 C_STANDARD = {"assert.h", "ctype.h", "errno.h", "float.h", "inttypes.h", "limits.h", "locale.h", "math.h",
               "setjmp.h", "signal.h", "stdarg.h", "stdbool.h", "stddef.h", "stdint.h", "stdio.h", "stdlib.h",
