@@ -17,15 +17,15 @@ class ReadPicture : public vx::test::PictureFolder {
   protected:
     // A picture of 9 x 7 pixels, white below a line of black. The name does not give the format
     // away.
-    std::string picture(const std::string& plugin, OIIO::TypeDesc type, int channels) const {
+    std::string picture(const std::string& plugin, const OIIO::TypeDesc& type, int channels) const {
         OIIO::ImageSpec spec(9, 7, channels, type);
-        std::vector<float> values(static_cast<std::size_t>(9 * 7 * channels), 1.0f);
+        std::vector<float> values(std::size_t{9} * 7 * static_cast<std::size_t>(channels), 1.0f);
         std::fill_n(values.begin(), 9 * channels, 0.0f);
         const std::string named = (folder / ("file." + plugin)).string();
         const auto out = OIIO::ImageOutput::create(plugin);
         EXPECT_TRUE(out && out->open(named, spec) &&
                     out->write_image(OIIO::TypeDesc::FLOAT, values.data()) && out->close());
-        const std::string path = (folder / (plugin + ".none")).string();
+        std::string path = (folder / (plugin + ".none")).string();
         std::filesystem::rename(named, path);
         return path;
     }
@@ -65,7 +65,7 @@ TEST_F(ReadPicture, TheFormatIsThatOfTheContents) {
         EXPECT_EQ(pixels.width, 9) << f.plugin;
         EXPECT_EQ(pixels.height, 7) << f.plugin;
         EXPECT_EQ(pixels.components, f.channels) << f.plugin;
-        const std::size_t size = static_cast<std::size_t>(9 * 7 * f.channels);
+        const std::size_t size = std::size_t{9} * 7 * static_cast<std::size_t>(f.channels);
         if (f.type == u8) {
             ASSERT_EQ(pixels.bytes.size(), size) << f.plugin;
             EXPECT_EQ(pixels.bytes.front(), 0) << f.plugin;
