@@ -127,6 +127,11 @@ std::string Function::label() const {
     return "shader \"" + declaration->name() + "\" (instance \"" + name + "\")";
 }
 
+FunctionTable::FunctionTable(db::Database& database)
+    : m_database(database), m_no_shader(m_memory.allocate(0)) {
+    m_no_shader->connected = 1;
+}
+
 FunctionTable::~FunctionTable() {
     for (const auto& function : m_functions)
         delete_lock(function->lock);

@@ -72,7 +72,8 @@ struct Connection {
 bool convertible(miParam_type from, miParam_type to);
 void convert(miParam_type from, const void* value, miParam_type to, void* result);
 
-// The host's data about one shader instance. record->spare[0] points to it.
+// The host's data about one shader instance. record->spare[0] points to it; it is null in
+// FunctionTable::no_shader.
 struct Function {
     enum class Stage { cold, starting, ready, refused };
 
@@ -103,7 +104,7 @@ inline Function* function_of(const miFunction* record) {
 // Declared shaders by name, and all shader instances. Changes between renders only.
 class FunctionTable {
   public:
-    explicit FunctionTable(db::Database& database) : m_database(database) {}
+    explicit FunctionTable(db::Database& database);
     ~FunctionTable();
     FunctionTable(const FunctionTable&) = delete;
     FunctionTable& operator=(const FunctionTable&) = delete;
@@ -120,6 +121,11 @@ class FunctionTable {
                      miTag existing = miNULLTAG);
     // Sets the ghost words and the flag of the record from function.connections.
     static void connect(Function& function);
+
+    // A record for states in which no shader runs, such as those of hits on materials without a
+    // surface shader. It has no parameters and no Function, but the ghost offset and the flag of a
+    // surface shader's record, so that parameters of other functions can be evaluated through it.
+    [[nodiscard]] miFunction* no_shader() const { return m_no_shader; }
 
     // Removes an instance; its Function stays, with a null record.
     void remove(miTag tag);
@@ -140,6 +146,7 @@ class FunctionTable {
   private:
     db::Database& m_database;
     RecordMemory m_memory;
+    miFunction* const m_no_shader;
     std::vector<std::unique_ptr<DeclaredShader>> m_declarations;
     std::unordered_map<std::string, DeclaredShader*> m_by_name;
     std::unordered_map<miTag, DeclaredShader*> m_by_tag;

@@ -18,13 +18,12 @@ const miMaterial* enter_surface(TracedFrame& frame, const Hit& hit, const Surfac
     fill_surface(frame.world(), hit, surface, ray);
     miState& state = ray.state;
     state.refraction_volume = miNULLTAG;
+    state.shader = frame.context().functions.no_shader();
     const db::Database& database = frame.context().database;
     const auto* const material = database.find<miMaterial>(state.material, miSCENE_MATERIAL);
-    if (!material) {
-        state.shader = nullptr;
-        return nullptr;
-    }
-    state.shader = database.find<miFunction>(material->shader, miSCENE_FUNCTION);
+    if (!material) return nullptr;
+    if (auto* const shader = database.find<miFunction>(material->shader, miSCENE_FUNCTION))
+        state.shader = shader;
     state.refraction_volume = material->volume;
     if (material->environment != miNULLTAG) state.environment = material->environment;
     return material;

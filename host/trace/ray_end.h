@@ -6,7 +6,8 @@
 namespace vx::trace {
 
 // Sets the members of a ray's state that describe the hit: the surface, the material's shader, its
-// environment and the volume behind it. Returns the material, or null if the surface has none.
+// environment and the volume behind it. Without a surface shader, `shader` is
+// FunctionTable::no_shader. Returns the material, or null if the surface has none.
 const miMaterial* enter_surface(TracedFrame& frame, const Hit& hit, const SurfaceGeometry& surface,
                                 RayState& ray);
 // The same, with the surface measured here; for `face_ray` see measure_surface.

@@ -269,6 +269,22 @@ shader "number" "bake_test_integer" ( "value" 42 )
         self.assertEqual(cloud.count, 12)
         self.assertEqual(set(cloud["tag"]), {42})
 
+    def check_tag_beside_a_material_without_a_surface_shader(self, tag, before, expected):
+        """The hit is on a material without a surface shader; the next entry of the list has the tag."""
+        cloud = self.bake('material "empty" opaque end material\n' + before + self.WRAPPED %
+                          (tag, "", '= "inner"'), ["empty", "a"])
+        self.assertEqual(cloud.count, 12)
+        self.assertEqual(set(cloud["tag"]), {expected})
+        # No shader computes a color.
+        self.assertEqual(set(cloud["rgbPP"]), {(0, 0, 0)})
+        self.assertEqual(set(cloud["opacityPP"]), {0})
+
+    def test_tag_beside_a_material_without_a_surface_shader(self):
+        self.check_tag_beside_a_material_without_a_surface_shader("9", "", 9)
+
+    def test_connected_tag_beside_a_material_without_a_surface_shader(self):
+        self.check_tag_beside_a_material_without_a_surface_shader('= "number"', self.INTEGER, 42)
+
     def test_connected_tag(self):
         self.check_connected('= "inner"')
 
