@@ -423,7 +423,7 @@ typedef struct miState {
     short thread;
     // Ray.
     struct miState* parent;
-    struct miState* child; ///< of the last trace call; null after a miss
+    struct miState* child; ///< of the last trace call; null before the first
     miRay_type type;
     miCBoolean scanline;
     void* cache; ///< intersection cache of the ray; directly precedes org
@@ -522,8 +522,8 @@ miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshor
 // ---- tracing ----
 //
 // The functions return true if any of the shaders that they call returns true. The state of the new
-// ray becomes state->child and is valid until the next trace call for the same state; after a miss
-// state->child is null. The functions do not change other variables of the state, except as stated
+// ray becomes state->child and is valid until the next trace call for the same state. After a miss,
+// its members that describe an intersection are zero or null. The functions do not change other variables of the state, except as stated
 // with mi_trace_eye(). Directions need not be normalized.
 
 /// Calls the next lens shader or casts the eye ray. For lens shaders only. Stores origin and
@@ -536,7 +536,7 @@ miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVect
 /// Casts a reflection ray from state->point.
 /// @param result  receives the color
 /// @return miFALSE also if the reflection depth or the sum of both depths is exceeded;
-///         state->child does not change then
+///         state->child does not change then, unless it is null
 miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction);
 
 /// Casts a refraction ray from state->point.

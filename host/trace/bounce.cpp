@@ -57,7 +57,12 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
             Bounce kind) {
     *result = {};
     frame.context().check_aborted();
-    if (!allowed(frame, *state, kind)) return false;
+    if (!allowed(frame, *state, kind)) {
+        // No ray is sent: the child stays what it was.
+        if (!state->child)
+            if (RayState* const ray = child_state(frame, state)) clear_hit(ray->state);
+        return false;
+    }
     const bool reflects = kind == Bounce::reflection;
     const ProbedRay& probed = frame.arena().probed;
     const miVector dir = probed.known && same_bits(probed.given, direction) ? probed.direction
@@ -73,7 +78,6 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
     const SurfaceGeometry* known = nullptr;
     const bool met = intersect_once(frame, query, hit, known);
     RayState* const ray = met ? child_state_at_surface(frame, state) : child_state(frame, state);
-    state->child = nullptr;
     if (!ray) return false;
     miState& c = ray->state;
     c.type = reflects                     ? miRAY_REFLECT
@@ -93,12 +97,11 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
     const ThreadArena::Running running(frame.arena(), ray);
     if (!met) {
         const bool lit = leave_scene(frame, result, *ray);
-        state->child = nullptr;
+        clear_hit(c);
         return lit;
     }
     const miMaterial* const material =
         known ? enter_surface(frame, hit, *known, *ray) : enter_surface(frame, hit, true, *ray);
-    state->child = &c;
     return shade(frame, result, *ray, material);
 }
 
@@ -123,8 +126,7 @@ bool trace_environment(TracedFrame& frame, miColor* result, miState* state,
     *result = {};
     const miVector dir = normalized(direction);
     RayState* const ray = child_state(frame, state);
-    state->child = nullptr;
-    if (!ray || state->environment == miNULLTAG) return false;
+    if (!ray) return false;
     miState& c = ray->state;
     c.type = miRAY_ENVIRONMENT;
     c.org = state->point;
@@ -132,8 +134,10 @@ bool trace_environment(TracedFrame& frame, miColor* result, miState* state,
     c.dist = 0.0;
     const shading::StateScope scope(frame.context().thread(), c);
     const ThreadArena::Running running(frame.arena(), ray);
-    return shading::call_list(frame.context(), state->environment, result, &c,
-                              miSHADER_ENVIRONMENT);
+    const bool lit =
+        shading::call_list(frame.context(), state->environment, result, &c, miSHADER_ENVIRONMENT);
+    clear_hit(c);
+    return lit;
 }
 
 bool trace_probe(TracedFrame& frame, miState* state, const miVector& direction,
@@ -144,25 +148,26 @@ bool trace_probe(TracedFrame& frame, miState* state, const miVector& direction,
     const miVector dir = normalized(given);
     Primitive ignored;
     const Ray query = ray_from(*state, start, dir, mask_probe, ignored);
-    state->child = nullptr;
     ProbedRay& probed = frame.arena().probed;
     probed.origin = query.origin;
     probed.given = given;
     probed.direction = dir;
     probed.known = query.ignore == nullptr;
     probed.met = frame.world().accel().intersect(query, probed.hit);
-    if (!probed.met) return false;
-    measure_surface(frame.world(), probed.hit, start, dir, true, probed.surface);
-    RayState* const ray = child_state_at_surface(frame, state);
+    if (probed.met) measure_surface(frame.world(), probed.hit, start, dir, true, probed.surface);
+    RayState* const ray =
+        probed.met ? child_state_at_surface(frame, state) : child_state(frame, state);
     if (!ray) return false;
     miState& c = ray->state;
     c.type = miRAY_PROBE;
     c.scanline = miFALSE;
     c.org = start;
     c.dir = dir;
-    enter_surface(frame, probed.hit, probed.surface, *ray);
-    state->child = &c;
-    return true;
+    if (probed.met)
+        enter_surface(frame, probed.hit, probed.surface, *ray);
+    else
+        clear_hit(c);
+    return probed.met;
 }
 
 } // namespace vx::trace

@@ -6,6 +6,8 @@
 
 namespace vx::trace {
 
+// If the options or the flags of the surface rule out a reflection, refraction or transparency ray,
+// the child of the state stays what it was, or becomes that of a miss if there was none.
 bool trace_reflection(TracedFrame& frame, miColor* result, miState* state,
                       const miVector& direction);
 bool trace_refraction(TracedFrame& frame, miColor* result, miState* state,

@@ -1,7 +1,9 @@
 #include "host/trace/child_state.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 
 namespace vx::trace {
 
@@ -19,16 +21,30 @@ void copy_except_surface(miState& to, const miState& from) {
                 sizeof to - kEnd);
 }
 
-RayState* take(TracedFrame& frame, const miState* parent) {
-    RayState* const ray = frame.arena().take(parent);
-    if (!ray) frame.warn_too_deep();
-    return ray;
-}
-
 void attach(miState& child, miState* parent) {
     child.parent = parent;
     child.child = nullptr;
     child.cache = nullptr;
+    parent->child = &child;
+}
+
+// The child of a state whose rays are not traced because they nest too deep.
+void attach_untraced(TracedFrame& frame, miState* parent) {
+    frame.warn_too_deep();
+    miState& child = frame.arena().untraced;
+    if (parent == &child) {
+        child.child = &child;
+        return;
+    }
+    child = *parent;
+    attach(child, parent);
+    clear_hit(child);
+}
+
+RayState* take(TracedFrame& frame, miState* parent) {
+    RayState* const ray = frame.arena().take(parent);
+    if (!ray) attach_untraced(frame, parent);
+    return ray;
 }
 
 } // namespace
@@ -48,6 +64,30 @@ RayState* child_state_at_surface(TracedFrame& frame, miState* parent) {
     copy_except_surface(ray->state, *parent);
     attach(ray->state, parent);
     return ray;
+}
+
+void clear_hit(miState& state) {
+    state.cache = nullptr;
+    state.refraction_volume = miNULLTAG;
+    state.label = 0;
+    state.instance = miNULLTAG;
+    state.light_instance = miNULLTAG;
+    std::fill(std::begin(state.bary), std::end(state.bary), 0.0f);
+    state.point = {};
+    state.normal = {};
+    state.normal_geom = {};
+    state.inv_normal = miFALSE;
+    state.dot_nd = 0.0f;
+    state.dist = 0.0;
+    state.material = miNULLTAG;
+    state.pri = nullptr;
+    state.shadow_tol = 0.0;
+    state.tex_list = nullptr;
+    state.bump_x_list = nullptr;
+    state.bump_y_list = nullptr;
+    state.tex = {};
+    state.motion = {};
+    std::fill(std::begin(state.derivs), std::end(state.derivs), nullptr);
 }
 
 } // namespace vx::trace

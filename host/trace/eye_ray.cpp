@@ -37,23 +37,22 @@ bool shoot_eye(TracedFrame& frame, miColor* result, RayState& ray, bool& hit) {
     hit = frame.world().accel().intersect(query, found);
     if (!hit) return leave_scene(frame, result, ray);
     const miMaterial* const material = enter_surface(frame, found, true, ray);
-    if (state.parent) state.parent->child = &ray.state;
     return shade(frame, result, ray, material);
 }
 
 // Traces the eye ray behind the last lens shader, whose state is `state`.
 bool cast_eye(TracedFrame& frame, miColor* result, miState* state) {
     RayState* const ray = child_state(frame, state);
-    state->child = nullptr;
     if (!ray) return false;
     miState& c = ray->state;
     c.type = miRAY_EYE;
     const shading::StateScope scope(frame.context().thread(), c);
     bool hit = false;
     const bool lit = shoot_eye(frame, result, *ray, hit);
-    if (!hit) return lit;
-    state->child = &c;
-    copy_hit(*state, c);
+    if (hit)
+        copy_hit(*state, c);
+    else
+        clear_hit(c);
     return lit;
 }
 
@@ -80,7 +79,7 @@ EyeResult send_eye_ray(TracedFrame& frame, const EyeRay& ray) {
     if (frame.options().lens && lens != miNULLTAG) {
         const ThreadArena::Running running(memory, first);
         shading::call_one(frame.context(), lens, &result.color, &state, miSHADER_LENS);
-        result.hit = state.child != nullptr;
+        result.hit = sent_ray_hit(state);
     } else {
         // Without a lens shader the material's state is the first one: it has no parent.
         shoot_eye(frame, &result.color, *first, result.hit);
@@ -105,18 +104,15 @@ bool trace_eye(TracedFrame& frame, miColor* result, miState* state, const miVect
     if (next == miNULLTAG) return cast_eye(frame, result, state);
 
     RayState* const ray = child_state(frame, state);
-    if (!ray) {
-        state->child = nullptr;
-        return false;
-    }
+    if (!ray) return false;
     miState& c = ray->state;
     const shading::StateScope scope(frame.context().thread(), c);
     const ThreadArena::Running running(frame.arena(), ray);
-    state->child = &c;
     const bool lit = shading::call_one(frame.context(), next, result, &c, miSHADER_LENS);
-    const bool hit = c.child != nullptr;
-    state->child = hit ? &c : nullptr;
-    if (hit) copy_hit(*state, c);
+    if (sent_ray_hit(c))
+        copy_hit(*state, c);
+    else
+        clear_hit(c);
     return lit;
 }
 

@@ -25,7 +25,6 @@ bool trace_leaf(TracedFrame& frame, miColor* result, miVector* dir, miScalar* do
 
     const SurfacePoint* const surface = static_cast<const SurfacePoint*>(state->cache);
     RayState* const ray = child_state(frame, state);
-    state->child = nullptr;
     if (!ray) return false;
     miState& c = ray->state;
     c.type = miRAY_LIGHT;
@@ -44,7 +43,6 @@ bool trace_leaf(TracedFrame& frame, miColor* result, miVector* dir, miScalar* do
                            static_cast<double>(d.y) * static_cast<double>(d.y) +
                            static_cast<double>(d.z) * static_cast<double>(d.z));
     }
-    state->child = &c;
     const shading::StateScope scope(frame.context().thread(), c);
     const ThreadArena::Running running(frame.arena(), ray);
     const bool lit =

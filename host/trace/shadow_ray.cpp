@@ -23,7 +23,6 @@ bool black(const miColor& c) {
 bool run_shadow_shader(TracedFrame& frame, miColor* result, miState* light_state, const Hit& hit,
                        float length) {
     RayState* const ray = child_state(frame, light_state);
-    light_state->child = nullptr;
     if (!ray) {
         *result = {};
         return false;
@@ -36,7 +35,6 @@ bool run_shadow_shader(TracedFrame& frame, miColor* result, miState* light_state
         *result = {};
         return false;
     }
-    light_state->child = &c;
     const shading::StateScope scope(frame.context().thread(), c);
     const ThreadArena::Running running(frame.arena(), ray);
     if (!shading::call_list(frame.context(), material->shadow, result, &c, miSHADER_SHADOW))

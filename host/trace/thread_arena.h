@@ -119,6 +119,7 @@ class ThreadArena {
     };
 
     std::array<miVector, 3> corners{}; // result of mi_tri_vectors
+    miState untraced{};                // child of states at the limit of the depth
     ProbedRay probed;
 
     void begin_eye_ray(std::uint64_t key) {

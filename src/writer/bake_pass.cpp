@@ -60,7 +60,7 @@ void ShadePoint(miState* state, WriteInstanceData* data, int cell, int tag, miVe
     mi_trace_reflection(&color, state, direction);
     const miState* shaded = state->child;
     // At the edge of a surface, the shading ray may miss what the probe hit.
-    if (shaded == nullptr) return;
+    if (shaded == nullptr || shaded->dist == 0.0) return;
     data->grid.Append(cell, {shaded->point.x, shaded->point.y, shaded->point.z, shaded->normal.x,
                              shaded->normal.y, shaded->normal.z, color.r, color.g, color.b, color.a,
                              tag});

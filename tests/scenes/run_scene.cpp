@@ -15,6 +15,7 @@ std::string shader_declarations() {
          {"t_constant", "t_lambert", "t_shadow", "t_shadow_seg", "t_pass", "t_fail"})
         declare(name, "color \"color\"");
     declare("t_light", "color \"color\", boolean \"shadow\", scalar \"falloff\"");
+    declare("t_child", "integer \"call\", vector \"direction\", boolean \"before\"");
     declare("t_glass", "scalar \"ior\"");
     declare("t_transparent", "color \"tint\"");
     declare("t_texture", "color texture \"texture\"");
@@ -23,7 +24,7 @@ std::string shader_declarations() {
     declare("t_probe_lens", "integer \"n\"");
     for (const char* const name :
          {"t_mirror", "t_position", "t_object_position", "t_normal", "t_environment", "t_label",
-          "t_keep_state", "t_keep_child", "t_other_ray", "t_twice"})
+          "t_keep_state", "t_keep_child", "t_other_ray", "t_twice", "t_call_child", "t_mirrors"})
         declare(name, "");
     return text;
 }

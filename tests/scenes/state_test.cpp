@@ -173,7 +173,8 @@ TEST(Probe, WalksThroughAllLayersAndReflectionShadesEachOfThem) {
         EXPECT_FLOAT_EQ(t[1].reflected_point.z, -4.0f);
         EXPECT_FLOAT_EQ(t[2].color.b, 1.0f);
         EXPECT_FALSE(t[3].hit);
-        EXPECT_TRUE(t[3].child_null) << "no child after a miss";
+        EXPECT_FALSE(t[3].child_null);
+        EXPECT_EQ(t[3].dist, 0.0) << "of the child after a miss";
     };
     s.run(options() + camera(3, 3, "lens \"t_probe_lens\" ( \"n\" 2 )") + kThreeLayers);
     ASSERT_EQ(s.outcome, Outcome::done) << s.all_messages();
@@ -451,10 +452,11 @@ TEST(Child, OfATraceStaysCompleteAfterwards) {
     EXPECT_EQ(s.outcome, Outcome::done) << s.all_messages();
 }
 
-TEST(Child, IsNullWhenTheRayLeavesTheScene) {
+TEST(Child, OfARayThatLeavesTheSceneIsMadeAfterItsEnvironment) {
     Scene s;
     s.on_rendered = [&](const vx::shading::RenderRequest&) {
-        EXPECT_NE(*shader_variable<int>("test_state_parent_null"), 0);
+        EXPECT_EQ(*shader_variable<int>("test_state_parent_null"), 0);
+        EXPECT_EQ(shader_variable<miState>("test_state")->dist, 0.0);
     };
     s.run(options() + camera(1, 1, "environment \"t_environment\" ()") + square("plane", 3) +
           "material \"near\" \"t_keep_child\" () end material\n" +

@@ -374,13 +374,13 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
             t.child_null = state->child == nullptr;
             t.point_kept =
                 state->point.x == start.x && state->point.y == start.y && state->point.z == start.z;
+            if (state->child) t.dist = state->child->dist;
             if (!t.hit || !state->child || state->child->dist == 0.0) break;
             const miState* const c = state->child;
             t.point = c->point;
             t.normal = c->normal;
             t.normal_geom = c->normal_geom;
             t.inv_normal = c->inv_normal;
-            t.dist = c->dist;
             t.instance = c->instance;
             t.material = c->material;
             t.label = c->label;

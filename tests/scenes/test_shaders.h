@@ -3,6 +3,16 @@
 
 #include "shader.h"
 
+// The calls of t_child.
+enum TestCall {
+    test_eye,
+    test_reflection,
+    test_refraction,
+    test_transparent,
+    test_environment,
+    test_probe
+};
+
 // One probe of t_probe_lens.
 struct TestProbe {
     int hit;

@@ -198,6 +198,18 @@ TEST(BakeSample, ShadingRayThatSetsNoColorLeavesBlackWithoutOpacity) {
                 ElementsAre("0 0 2 | 0 0 1 | 1 2 3 4 | 1", "0 0 1 | 0 0 1 | 0 0 0 0 | 1"));
 }
 
+TEST(BakeSample, ShadingRayWhoseChildHasDistanceZeroLeavesNoPoint) {
+    LensScene scene(1, 1);
+    WriteInstanceData& data = scene.make({});
+    scene.renderer.probes = {scene.hit_at(scene.tagged(1), {0, 0, 2})};
+    Shaded missed = shaded({1, 2, 3, 0.5f}, {7, 8, 9});
+    missed.end->dist = 0;
+    scene.renderer.shadings = {missed};
+    BakePass(&scene.state, &data);
+    EXPECT_EQ(row_of(data, 0).size(), 0u);
+    EXPECT_THAT(scene.renderer.messages(), ElementsAre("info: vx_pc_write: 1 points written"));
+}
+
 TEST(BakeSample, ShadingRayThatMissesCountsButLeavesNoPoint) {
     LensScene scene(1, 1);
     WriteInstanceData& data = scene.make({.layers = 2});
