@@ -43,12 +43,16 @@ extern "C" void on_interrupt(int) {
 }
 
 // The first signal stops the render cleanly; SA_RESETHAND lets the second one end the process.
+// Signals that the parent process ignores, as nohup does, stay ignored.
 void install_signal_handlers() {
     struct sigaction action {};
     action.sa_handler = on_interrupt;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction inherited {};
+        if (sigaction(number, nullptr, &inherited) == 0 && inherited.sa_handler != SIG_IGN)
+            sigaction(number, &action, nullptr);
+    }
 }
 
 // Writing to a closed pipe or beyond the limit of the file size then fails with an error code.
@@ -135,7 +139,7 @@ class Program {
             else
                 reader.read_file(scene);
         }
-        if (!m_stopped) m_builder.finish();
+        if (!m_stopped && !interrupted) m_builder.finish();
         const std::vector<std::string> omissions = m_context.omissions.lines();
         const int status = finish(omissions);
         summarize(status, omissions);
@@ -181,6 +185,7 @@ class Program {
         vx::scene::ReaderSettings settings;
         settings.include_directories = m_line.include_directories;
         settings.built_in_includes = {beside_program("include"), "/usr/include"};
+        settings.interrupt = &interrupted;
         settings.progress = [this](std::uint64_t read, std::uint64_t total) {
             report_reading(read, total);
         };
@@ -243,10 +248,11 @@ class Program {
     void report_interrupt() {
         m_stopped = true;
         const std::size_t images = m_renderer.written().size();
-        m_context.messages.write(
-            Level::error, "RENDER", 0,
-            fmt::format("interrupted at render command {}; kept {} finished image{}", m_commands,
-                        images, images == 1 ? "" : "s"));
+        const std::string where = m_commands == 0 ? "before the first render command"
+                                                  : fmt::format("at render command {}", m_commands);
+        m_context.messages.write(Level::error, "RENDER", 0,
+                                 fmt::format("interrupted {}; kept {} finished image{}", where,
+                                             images, images == 1 ? "" : "s"));
     }
 
     // Reports render commands and frames that were asked for and are not in the scene.
@@ -269,8 +275,8 @@ class Program {
         if (interrupted && !m_stopped) report_interrupt();
         for (const std::string& line : omissions)
             m_context.messages.write(Level::warning, "RENDER", 0, "incomplete: " + line);
-        if (m_diagnostics.errors() > 0) return exit_scene;
         if (m_stopped) return exit_render;
+        if (m_diagnostics.errors() > 0) return exit_scene;
         if (!m_line.parse_only) {
             if (m_commands == 0) {
                 error("the scene has no render command");

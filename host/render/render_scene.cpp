@@ -108,7 +108,9 @@ SceneRenderer::SceneRenderer(shading::Context& context, const shading::SceneBuil
       m_builder(builder),
       m_settings(settings),
       m_progress(progress),
-      m_interrupt(interrupt) {}
+      m_interrupt(interrupt) {
+    context.watch(interrupt);
+}
 
 void SceneRenderer::report(Level level, const std::string& text) const {
     m_context.messages.write(level, "RENDER", 0, text);
@@ -152,10 +154,7 @@ Outcome SceneRenderer::sample_frame(trace::TracedFrame& traced, const miCamera& 
         m_context.thread().end_tile();
         m_progress.update(done, total, traced.eye_rays());
     };
-    calls.cancelled = [&] {
-        if (m_interrupt.load(std::memory_order_relaxed) && !m_context.aborted()) m_context.cancel();
-        return m_context.aborted();
-    };
+    calls.cancelled = [&] { return m_context.aborted(); };
 
     const RenderPhase phase(m_context, traced.state());
     const auto start = Clock::now();
@@ -194,6 +193,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
         return Outcome::failed;
     }
     if (!load_textures()) return Outcome::failed;
+    if (m_interrupt) return Outcome::interrupted;
 
     const auto start = Clock::now();
     const trace::World world(m_context, request);

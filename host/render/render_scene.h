@@ -20,7 +20,7 @@ enum class Outcome { done, skipped, failed, interrupted };
 class SceneRenderer {
   public:
     // All arguments must outlive the renderer. `interrupt` may be set at any time, from any thread
-    // or signal handler.
+    // or signal handler; renders then end early. The context watches it from now on.
     SceneRenderer(shading::Context& context, const shading::SceneBuilder& builder,
                   const RenderSettings& settings, Progress& progress,
                   const std::atomic<bool>& interrupt);

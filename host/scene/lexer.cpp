@@ -111,7 +111,7 @@ void Lexer::open(std::unique_ptr<Source> source, const std::string& name, Locati
     m_file = frame.file;
     frame.source = std::move(source);
     m_frames.push_back(std::move(frame));
-    m_progress_mark = m_frames.size() == 1 && m_settings.progress ? m_p : m_end;
+    m_progress_mark = m_p;
     if (*m_p == '$') directive();
 }
 
@@ -136,7 +136,7 @@ bool Lexer::pop() {
     m_line = frame.line;
     m_line_start = frame.line_start;
     m_file = frame.file;
-    m_progress_mark = m_frames.size() == 1 && m_settings.progress ? m_p : m_end;
+    m_progress_mark = m_p;
     return true;
 }
 
@@ -148,8 +148,11 @@ void Lexer::close_all() {
 }
 
 void Lexer::report_progress() {
-    const auto done = static_cast<std::size_t>(m_p - m_frames.front().source->begin());
-    m_settings.progress(done, m_frames.front().source->size());
+    if (m_settings.interrupted()) throw ReadingInterrupted{};
+    if (m_frames.size() == 1 && m_settings.progress) {
+        const auto done = static_cast<std::size_t>(m_p - m_frames.front().source->begin());
+        m_settings.progress(done, m_frames.front().source->size());
+    }
     m_progress_mark = remaining() > kProgressStep ? m_p + kProgressStep : m_end;
 }
 

@@ -39,6 +39,9 @@ struct Token {
 // The token as it appears in error messages: 'word', "string", the end of the file.
 std::string describe(const Token& token);
 
+// Thrown by a lexer that finds ReaderSettings::interrupt set.
+struct ReadingInterrupted {};
+
 // next() returns tokens for the parser. The raw functions read numbers, letters and binary data of
 // geometry directly from the buffer. Included files are part of the same stream.
 class Lexer {

@@ -41,13 +41,18 @@ class Reader::Impl {
         if (stopped()) return false;
         const std::size_t before = m_diagnostics.errors();
         if (!source) {
+            if (m_settings.interrupted()) return false;
             m_diagnostics.error({}, "cannot read '" + name + "': " + error);
             return false;
         }
-        m_lexer.open(std::move(source), name, {}, folder_of(name));
-        m_cursor.advance();
-        while (!m_cursor.at_end() && !stopped())
-            statement();
+        try {
+            m_lexer.open(std::move(source), name, {}, folder_of(name));
+            m_cursor.advance();
+            while (!m_cursor.at_end() && !stopped())
+                statement();
+        } catch (const ReadingInterrupted&) {
+            // The unfinished statement is dropped.
+        }
         m_lexer.close_all();
         m_lexer.retire();
         if (m_diagnostics.errors() >= m_settings.error_limit && !m_limit_reported) {
@@ -58,7 +63,8 @@ class Reader::Impl {
     }
 
     bool stopped() const {
-        return m_context.stop || m_diagnostics.errors() >= m_settings.error_limit;
+        return m_context.stop || m_settings.interrupted() ||
+               m_diagnostics.errors() >= m_settings.error_limit;
     }
 
   private:

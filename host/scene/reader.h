@@ -4,6 +4,7 @@
 #include "host/scene/description.h"
 #include "host/scene/substitution.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -23,6 +24,12 @@ struct ReaderSettings {
     // Called repeatedly while a top-level file is read, and at its end, with the number of bytes
     // read and the size of the file.
     std::function<void(std::uint64_t read, std::uint64_t total)> progress;
+    // If not null: reading stops once it is true, without an error. A signal handler may set it.
+    const std::atomic<bool>* interrupt = nullptr;
+
+    [[nodiscard]] bool interrupted() const {
+        return interrupt && interrupt->load(std::memory_order_relaxed);
+    }
 };
 
 // Multiple files read by one reader form one scene. Errors are reported to the diagnostics; reading
@@ -45,8 +52,8 @@ class Reader {
     // As read_file, from memory.
     bool read_text(std::string_view text, const std::string& name);
 
-    // Whether the receiver stopped reading or the error limit was reached. Further files are
-    // ignored.
+    // Whether the receiver stopped reading, an interrupt did, or the error limit was reached.
+    // Further files are ignored.
     bool stopped() const;
 
   private:

@@ -97,7 +97,7 @@ std::unique_ptr<Source> Source::read_rest(std::unique_ptr<Source> source, int de
         }
         const ssize_t got = ::read(descriptor, source->m_bytes.get() + source->m_size,
                                    source->m_capacity - source->m_size);
-        if (got < 0 && errno == EINTR) continue;
+        // Also if a signal interrupts it: the only handlers are those that end the program.
         if (got < 0) {
             error = reason(errno);
             return nullptr;

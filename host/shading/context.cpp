@@ -57,15 +57,18 @@ void Context::throw_aborted() {
 
 void Context::abort_render(std::string_view text) {
     const std::string message = thread().with_shader(text);
+    const bool was_interrupted = interrupted();
     // Only the first reason is reported; the other threads end because of it.
-    if (!m_aborted.exchange(true, std::memory_order_relaxed)) say(Level::fatal, message);
+    if (!m_aborted.exchange(true, std::memory_order_relaxed) && !was_interrupted)
+        say(Level::fatal, message);
     throw RenderAborted(message);
 }
 
 void Context::abort_call(std::uint64_t locks_before) {
     // Before the locks are released, so that threads that wait for one give up instead of using
     // unfinished data.
-    const bool was_aborted = m_aborted.exchange(true, std::memory_order_relaxed);
+    const bool was_interrupted = interrupted();
+    const bool was_aborted = m_aborted.exchange(true, std::memory_order_relaxed) || was_interrupted;
     thread().locks.give_back_since(locks_before);
     if (was_aborted) throw_aborted();
     const std::string message = thread().with_shader(caught_reason());

@@ -81,6 +81,13 @@ class Context {
     // No thread may be in a shader.
     void settle_pins();
 
+    // From now on renders end early once `interrupt` is true, as after cancel(); the exits of
+    // shaders still run. A signal handler may set it. It must outlive the last render.
+    void watch(const std::atomic<bool>& interrupt) noexcept { m_interrupt = &interrupt; }
+    [[nodiscard]] bool interrupted() const noexcept {
+        return m_interrupt->load(std::memory_order_relaxed);
+    }
+
     // Prepares for calls of shaders; forgets an abort of the last render.
     void begin_render();
     // Reports the calls that returned false, unless the render was aborted, and runs the exits of
@@ -100,7 +107,7 @@ class Context {
     // shader call or ray.
     void cancel() noexcept { m_aborted.store(true, std::memory_order_relaxed); }
     [[nodiscard]] bool aborted() const noexcept {
-        return m_aborted.load(std::memory_order_relaxed);
+        return m_aborted.load(std::memory_order_relaxed) || interrupted();
     }
     // Throws RenderAborted if the render is aborted.
     void check_aborted() const {
@@ -147,6 +154,8 @@ class Context {
     static inline thread_local constinit MyThread m_my_thread{0, nullptr};
 
     const std::uint64_t m_id;
+    static inline const std::atomic<bool> m_never{false};
+    const std::atomic<bool>* m_interrupt = &m_never;
     std::atomic<bool> m_aborted{false};
     std::atomic<bool> m_failed{false};
     Lock m_init_lock;

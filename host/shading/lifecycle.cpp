@@ -1,5 +1,6 @@
 // Init and exit of shaders and their instances.
 #include <map>
+#include <utility>
 
 #include "host/shading/context.h"
 #include "host/shading/crash.h"
@@ -185,6 +186,7 @@ void Context::end_render(const miState& state) {
     exit_state.shader = nullptr;
     // Exits run after an aborted render, too, and they may wait for locks.
     const bool was_aborted = m_aborted.exchange(false, std::memory_order_relaxed);
+    const std::atomic<bool>& interrupt = *std::exchange(m_interrupt, &m_never);
     for (DeclaredShader* const declaration : m_started) {
         const ShaderCode::Exit exit = declaration->code.exit;
         if (exit == nullptr) continue;
@@ -202,6 +204,7 @@ void Context::end_render(const miState& state) {
     }
     m_started.clear();
     m_aborted.store(was_aborted, std::memory_order_relaxed);
+    watch(interrupt);
 
     for (const auto& declaration : functions.declarations()) {
         declaration->stage = DeclaredShader::Stage::cold;

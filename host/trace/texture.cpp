@@ -127,6 +127,7 @@ std::unique_ptr<TextureImage> read_texture(const std::string& path, std::string&
 std::vector<Textures::Failure> Textures::load(shading::Context& context) {
     std::vector<Failure> failures;
     context.database.for_each(miSCENE_TEXTURE, [&](miTag tag, void* element) {
+        if (context.interrupted()) return;
         const auto& texture = *static_cast<const shading::TextureElement*>(element);
         const auto found = m_entries.find(tag);
         if (found != m_entries.end() && found->second.revision == texture.revision &&

@@ -386,4 +386,46 @@ TEST(Files, ProgressGrowsAndEndsAtTheWhole) {
     EXPECT_EQ(seen.back(), all);
 }
 
+struct Interrupted {
+    std::atomic<bool> interrupt{false};
+    ReaderSettings settings;
+    Interrupted() { settings.interrupt = &interrupt; }
+};
+
+TEST(Interrupt, EndsReadingBeforeTheNextStatementWithoutAnError) {
+    Session s;
+    Interrupted i;
+    i.interrupt = true;
+    Reader reader(s.reading.scene, s.diagnostics, s.substitution, i.settings);
+    reader.read_text("echo \"one\"\n", "t");
+    EXPECT_TRUE(s.reading.scene.echoes.empty());
+    EXPECT_TRUE(reader.stopped());
+    EXPECT_EQ(s.diagnostics.errors(), 0u);
+}
+
+TEST(Interrupt, EndsReadingWithinALongStatement) {
+    Session s;
+    Interrupted i;
+    // Comes while the second of two cameras is read.
+    std::string text = "camera \"one\" end camera\ncamera \"two\"\n";
+    for (int line = 0; line < 2'000'000; ++line)
+        text += "frame 1\n";
+    text += "end camera\ncamera \"three\" end camera\n";
+    i.settings.progress = [&](std::uint64_t read, std::uint64_t) { i.interrupt = read > 1000; };
+    Reader reader(s.reading.scene, s.diagnostics, s.substitution, i.settings);
+    reader.read_text(text, "t");
+    EXPECT_EQ(s.reading.scene.cameras.size(), 1u);
+    EXPECT_TRUE(reader.stopped());
+    EXPECT_EQ(s.diagnostics.errors(), 0u);
+}
+
+TEST(Interrupt, ThatDoesNotComeChangesNothing) {
+    Session s;
+    Interrupted i;
+    Reader reader(s.reading.scene, s.diagnostics, s.substitution, i.settings);
+    EXPECT_TRUE(reader.read_text("echo \"one\"\n", "t"));
+    EXPECT_EQ(s.reading.scene.echoes.size(), 1u);
+    EXPECT_FALSE(reader.stopped());
+}
+
 } // namespace

@@ -856,3 +856,14 @@ TEST(Threads, SamePictureWithOneTwoAndSixteen) {
         EXPECT_EQ(first, now) << threads << " threads";
     }
 }
+
+TEST(Interrupt, EndsAFrameBeforeItsTexturesAreRead) {
+    Scene s;
+    s.interrupt = true;
+    s.run("color texture \"absent\" \"there_is_no_such_picture.png\"\n" + options() + camera(1, 1) +
+          square("plane", 3) + constant("m", "1 1 1 1") +
+          placed("n", "plane", "material \"m\"", 0, 0, -4) + graph("\"n\""));
+    EXPECT_EQ(s.renders, 1);
+    EXPECT_EQ(s.outcome, Outcome::interrupted);
+    EXPECT_TRUE(s.errors.empty()) << s.all_messages();
+}

@@ -208,6 +208,23 @@ TEST_F(Lifecycle, ExitsRunAfterAnAbortToo) {
     EXPECT_FALSE(context.aborted());
 }
 
+TEST_F(Lifecycle, ExitsRunAfterAnInterruptToo) {
+    const miTag a = life("a", 1);
+    std::atomic<bool> interrupt{false};
+    context.watch(interrupt);
+    run(a);
+    lines.clear();
+    interrupt = true;
+    EXPECT_TRUE(context.aborted());
+    EXPECT_THROW(run(a), shading::RenderAborted);
+    context.end_render(state);
+    // No message reports the interrupt as a failure of a shader.
+    EXPECT_THAT(lines,
+                ElementsAre("RC 0.0 info: life exit a after 1 calls", "RC 0.0 info: life exit"));
+    context.begin_render();
+    EXPECT_TRUE(context.aborted()) << "the next render ends as well";
+}
+
 TEST_F(Lifecycle, PinsThatWereGivenBackAreNotLeftOver) {
     const miTag text_tag = context.database.create_string("given back");
     inside([&](void*, miState*, void*) {

@@ -80,3 +80,23 @@ TEST(Lock, WaitingThreadsGiveUpWhenTheRenderIsCancelled) {
     EXPECT_TRUE(thrown);
     lock.give();
 }
+
+TEST(Lock, WaitingThreadsGiveUpWhenAnInterruptComes) {
+    shading::Context context;
+    std::atomic<bool> interrupt{false};
+    context.watch(interrupt);
+    Lock lock;
+    lock.take(context, false);
+    std::atomic<bool> thrown{false};
+    std::thread waiting([&] {
+        try {
+            lock.take(context, false);
+        } catch (const shading::RenderAborted&) {
+            thrown = true;
+        }
+    });
+    interrupt = true;
+    waiting.join();
+    EXPECT_TRUE(thrown);
+    lock.give();
+}
