@@ -15,6 +15,17 @@ struct NoiseParameters {
     miColor color;
     miInteger n;
 };
+struct SoftParameters {
+    miColor color;
+    miInteger n;
+    int i_lights;
+    int n_lights;
+    miTag lights[1];
+};
+struct GlossyParameters {
+    miColor color;
+    miInteger n;
+};
 struct GreedyParameters {
     miInteger block;
     miScalar from;
@@ -94,6 +105,61 @@ DLLEXPORT miBoolean bake_test_noise(miColor* result, miState* state, NoiseParame
         sum += sample[0] + sample[1];
     const auto f = static_cast<miScalar>(0.5 + sum / (2 * n));
     *result = {color.r * f, color.g * f, color.b * f, color.a};
+    return miTRUE;
+}
+
+DLLEXPORT int bake_test_soft_version() {
+    return 1;
+}
+
+// A matte surface that takes n samples per sample of a light, as if the lights had areas.
+DLLEXPORT miBoolean bake_test_soft(miColor* result, miState* state, SoftParameters* params) {
+    const miColor color = *mi_eval_color(&params->color);
+    const auto n = static_cast<miUint>(*mi_eval_integer(&params->n));
+    const miTag* const lights = mi_eval_tag(params->lights) + *mi_eval_integer(&params->i_lights);
+    *result = {0, 0, 0, color.a};
+    for (int i = 0; i < *mi_eval_integer(&params->n_lights); ++i) {
+        miColor light;
+        miVector dir;
+        miScalar cosine = 0;
+        int light_samples = 0;
+        while (mi_sample_light(&light, &dir, &cosine, state, lights[i], &light_samples)) {
+            double sample[2];
+            int instance = 0;
+            while (mi_sample(sample, &instance, state, 2, &n)) {
+                const auto f = static_cast<miScalar>((sample[0] + sample[1]) / n) * cosine;
+                result->r += f * light.r * color.r;
+                result->g += f * light.g * color.g;
+                result->b += f * light.b * color.b;
+            }
+        }
+    }
+    return miTRUE;
+}
+
+DLLEXPORT int bake_test_glossy_version() {
+    return 1;
+}
+
+// The mean of n reflections around the direction of the mirror.
+DLLEXPORT miBoolean bake_test_glossy(miColor* result, miState* state, GlossyParameters* params) {
+    const miColor color = *mi_eval_color(&params->color);
+    const auto n = static_cast<miUint>(*mi_eval_integer(&params->n));
+    miVector mirror;
+    mi_reflection_dir(&mirror, state);
+    double sample[3];
+    int instance = 0;
+    *result = {0.1f, 0.1f, 0.1f, 1};
+    while (mi_sample(sample, &instance, state, 3, &n)) {
+        miVector dir = {mirror.x + static_cast<miScalar>(0.2 * sample[0] - 0.1),
+                        mirror.y + static_cast<miScalar>(0.2 * sample[1] - 0.1),
+                        mirror.z + static_cast<miScalar>(0.2 * sample[2] - 0.1)};
+        miColor seen = {0, 0, 0, 0};
+        if (!mi_trace_reflection(&seen, state, &dir)) continue;
+        result->r += color.r * seen.r / static_cast<miScalar>(n);
+        result->g += color.g * seen.g / static_cast<miScalar>(n);
+        result->b += color.b * seen.b / static_cast<miScalar>(n);
+    }
     return miTRUE;
 }
 

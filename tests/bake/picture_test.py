@@ -27,6 +27,20 @@ material "planeMtl" opaque "vx_pc_tag" ( "color" = "rough", "bakeColor" = "noisy
 material "ballMtl" opaque "vx_pc_tag" ( "color" = "shiny", "bakeColor" = "rough", "tag" 2 ) end material
 """
 
+# As SURFACES, with a sample of its own for each sample of a light, and a glossy ball.
+SAMPLED = TEXTURED + """
+declare shader color "bake_test_soft" ( color "color", integer "n", array light "lights" ) version 1 end declare
+declare shader color "bake_test_glossy" ( color "color", integer "n" ) version 1 end declare
+declare shader color "bake_test_blur" ( ) version 1 end declare
+link "bake_test_shaders.so"
+shader "soft" "bake_test_soft" ( "color" = "texel", "n" 3, "lights" [ "lampInst", "sunInst" ] )
+shader "sunny" "bake_test_soft" ( "color" = "texel", "n" 5, "lights" [ "sunInst" ] )
+shader "glossy" "bake_test_glossy" ( "color" 0.5 0.5 0.5 1, "n" 4 )
+shader "glossier" "bake_test_glossy" ( "color" 1 1 1 1, "n" 3 )
+material "planeMtl" opaque "vx_pc_tag" ( "color" = "soft", "bakeColor" = "sunny", "tag" 1 ) end material
+material "ballMtl" opaque "vx_pc_tag" ( "color" = "glossy", "bakeColor" = "glossier", "tag" 2 ) end material
+"""
+
 OUTPUTS = 'output "rgba_fp" "tif" "out.tif" output "z" "tif" "z.tif" output "n" "tif" "n.tif"'
 BLUR = '"bake_test_blur" ( )'
 BAKE = writer(jitter=True, samples=3, layers=2)
@@ -53,18 +67,21 @@ class Picture(BakeCase):
             os.remove(self.path("cloud.0001.pdc"))
         return [self.tif_digest(name) for name in PICTURES]
 
-    def check(self, lenses_without, *lenses_with, jitter=0):
-        without = self.pictures(lenses_without, 1, jitter)
+    def check(self, lenses_without, *lenses_with, jitter=0, surfaces=SURFACES):
+        without = self.pictures(lenses_without, 1, jitter, surfaces)
         self.assertEqual(len(set(without)), 3)
         for lenses in (lenses_without,) + lenses_with:
             for threads in (1, 4):
-                self.assertEqual(self.pictures(lenses, threads, jitter), without, (lenses, threads))
+                self.assertEqual(self.pictures(lenses, threads, jitter, surfaces), without, (lenses, threads))
 
     def test_with_a_writer_with_a_disabled_one_and_without_a_lens(self):
         self.check([], [BAKE], [writer(disable=True)])
 
     def test_jittered(self):
         self.check([], [BAKE], jitter=1)
+
+    def test_samples_of_lights_and_of_reflections(self):
+        self.check([], [BAKE], [writer(disable=True)], jitter=1, surfaces=SAMPLED)
 
     def test_beside_a_lens_that_samples(self):
         self.check([BLUR], [BAKE, BLUR], [BLUR, BAKE])

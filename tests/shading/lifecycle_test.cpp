@@ -214,6 +214,11 @@ TEST_F(Lifecycle, ExitsRunAfterAnInterruptToo) {
     context.watch(interrupt);
     run(a);
     lines.clear();
+    bool exits_can_wait = true; // for locks, for example
+    context.messages.set_sink([&](shading::Level, std::string_view line) {
+        lines.emplace_back(line);
+        exits_can_wait = exits_can_wait && !context.aborted();
+    });
     interrupt = true;
     EXPECT_TRUE(context.aborted());
     EXPECT_THROW(run(a), shading::RenderAborted);
@@ -221,6 +226,7 @@ TEST_F(Lifecycle, ExitsRunAfterAnInterruptToo) {
     // No message reports the interrupt as a failure of a shader.
     EXPECT_THAT(lines,
                 ElementsAre("RC 0.0 info: life exit a after 1 calls", "RC 0.0 info: life exit"));
+    EXPECT_TRUE(exits_can_wait);
     context.begin_render();
     EXPECT_TRUE(context.aborted()) << "the next render ends as well";
 }
