@@ -1,5 +1,6 @@
 #include "host/db/database.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -151,14 +152,15 @@ void* Database::access(miTag tag, bool* over_limit) {
     return s.address.load(std::memory_order_acquire);
 }
 
-bool Database::unpin(miTag tag, std::uint32_t times) {
+std::uint32_t Database::unpin(miTag tag, std::uint32_t times) {
     Slot& s = existing(tag, "unpinning");
     std::uint32_t count = s.pins.load(std::memory_order_relaxed);
+    std::uint32_t released = 0;
     do {
-        if (count < times) return false;
-    } while (!s.pins.compare_exchange_weak(count, count - times, std::memory_order_release,
+        released = std::min(count, times);
+    } while (!s.pins.compare_exchange_weak(count, count - released, std::memory_order_release,
                                            std::memory_order_relaxed));
-    return true;
+    return released;
 }
 
 std::vector<LeftOverPin> Database::left_over_pins(bool clear) {

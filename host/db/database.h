@@ -105,8 +105,10 @@ class Database {
     // true on the one call that raises the pin count above kMaxPins, and to false otherwise. The
     // pin is counted in either case.
     void* access(miTag tag, bool* over_limit = nullptr);
-    // Returns false and does nothing if the element has fewer than `times` pins. Throws BadTag.
-    bool unpin(miTag tag, std::uint32_t times = 1);
+    // Returns false if the element has no pin. Throws BadTag.
+    bool unpin(miTag tag) { return unpin(tag, 1) == 1; }
+    // Releases up to `times` pins and returns their number. Throws BadTag.
+    std::uint32_t unpin(miTag tag, std::uint32_t times);
     [[nodiscard]] std::uint32_t pins(miTag tag) const noexcept {
         const Slot* const s = slot(tag);
         return s == nullptr ? 0 : s->pins.load(std::memory_order_relaxed);

@@ -1,19 +1,24 @@
 #include "host/db/pin_cache.h"
 
+#include <utility>
+
 namespace vx::db {
 
-void PinCache::give_back(Entry& entry) noexcept {
+void PinCache::give_back(Entry& entry) {
+    const Entry old = std::exchange(entry, {});
+    if (old.spares == 0) return;
     try {
-        if (entry.spares > 0) m_database.unpin(entry.tag, entry.spares);
+        const std::uint32_t released = m_database.unpin(old.tag, old.spares);
+        if (released < old.spares) m_surplus.push_back({old.tag, old.spares - released});
     } catch (const BadTag&) {
         // The element was removed together with its pins.
     }
-    entry = {};
 }
 
-void PinCache::give_back_all() noexcept {
+std::vector<PinCache::Surplus> PinCache::give_back_all() {
     for (Entry& entry : m_entries)
         give_back(entry);
+    return std::exchange(m_surplus, {});
 }
 
 bool PinCache::take_entry(Entry& entry, miTag tag) {

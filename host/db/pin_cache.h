@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "host/db/database.h"
 
@@ -29,8 +30,8 @@ class PinCache {
         return entry.address;
     }
 
-    // See Database::unpin. If several threads hold spares of an element, an excess unpin may be
-    // detected only when one of them gives back its spares.
+    // See Database::unpin. If several threads hold spares of an element, a surplus unpin may be
+    // detected only when one of them gives back its spares, see give_back_all.
     bool unpin(miTag tag) {
         Entry& entry = entry_of(tag);
         if (entry.tag == tag && entry.spares < kMaxSpares) {
@@ -43,8 +44,14 @@ class PinCache {
         return take_entry(entry, tag);
     }
 
-    // Must be called before pin counts are read and before elements are replaced.
-    void give_back_all() noexcept;
+    // The unpins of one element that no pin matched.
+    struct Surplus {
+        miTag tag;
+        std::uint32_t unpins;
+    };
+    // Must be called before pin counts are read and before elements are replaced. Returns the
+    // surplus unpins that unpin() did not detect, since the last call.
+    std::vector<Surplus> give_back_all();
 
   private:
     struct Entry {
@@ -56,11 +63,12 @@ class PinCache {
     static constexpr std::uint32_t kMaxSpares = 4;
 
     Entry& entry_of(miTag tag) noexcept { return m_entries[tag % kEntryCount]; }
-    void give_back(Entry& entry) noexcept;
+    void give_back(Entry& entry);
     bool take_entry(Entry& entry, miTag tag);
 
     Database& m_database;
     std::array<Entry, kEntryCount> m_entries{};
+    std::vector<Surplus> m_surplus;
 };
 
 } // namespace vx::db

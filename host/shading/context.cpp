@@ -1,6 +1,7 @@
 #include "host/shading/context.h"
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -42,9 +43,17 @@ ThreadContext& Context::join_thread() {
 }
 
 void Context::settle_pins() {
-    const std::lock_guard lock(m_threads_mutex);
-    for (const auto& thread : m_threads)
-        thread->pins.give_back_all();
+    std::map<miTag, std::uint32_t> surplus;
+    {
+        const std::lock_guard lock(m_threads_mutex);
+        for (const auto& thread : m_threads)
+            for (const auto& [tag, unpins] : thread->pins.give_back_all())
+                surplus[tag] += unpins;
+    }
+    for (const auto& [tag, unpins] : surplus)
+        say(Level::warning, "element " + std::to_string(tag) + " \"" + database.name(tag) +
+                                "\" was unpinned " + std::to_string(unpins) +
+                                (unpins == 1 ? " time" : " times") + " without a pin");
 }
 
 void Context::say(Level level, std::string_view text) {

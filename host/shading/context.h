@@ -77,8 +77,8 @@ class Context {
                                                                           : nullptr;
     }
 
-    // Releases the pins that threads keep for later use, so that the database's counts are exact.
-    // No thread may be in a shader.
+    // Releases the pins that threads keep for later use, so that the database's counts are exact,
+    // and reports surplus unpins that are only detected now. No thread may be in a shader.
     void settle_pins();
 
     // From now on renders end early once `interrupt` is true, as after cancel(); the exits of

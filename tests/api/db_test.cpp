@@ -88,6 +88,22 @@ TEST_F(ApiDb, UnpinWithoutAPinIsAWarning) {
     EXPECT_THAT(lines, ElementsAre(HasSubstr("is unpinned but not pinned")));
 }
 
+TEST_F(ApiDb, UnpinTooManyInAnotherThreadIsAWarningAtTheEnd) {
+    const miTag tag = context.database.create_string("x");
+    context.database.set_name(tag, "shared");
+    mi_db_access(tag);
+    mi_db_unpin(tag);
+    std::thread other([&] { mi_db_unpin(tag); });
+    other.join();
+    EXPECT_TRUE(lines.empty());
+    context.settle_pins();
+    EXPECT_THAT(lines, ElementsAre("RC 0.0 warning: element " + std::to_string(tag) +
+                                   " \"shared\" was unpinned 1 time without a pin"));
+    lines.clear();
+    context.settle_pins();
+    EXPECT_TRUE(lines.empty());
+}
+
 TEST_F(ApiDb, ThreadsAccessAtOnce) {
     const miTag tag = context.database.create_string("x");
     std::vector<std::thread> threads;

@@ -58,6 +58,47 @@ TEST(PinCache, AnUnpinWithoutAPinIsRefusedWhereSparesAreHeld) {
     EXPECT_FALSE(pins.unpin(tag));
 }
 
+TEST(PinCache, AnUnpinTooManyInAnotherThreadIsReturnedWithTheSpares) {
+    Database db;
+    const miTag tag = db.create_string("x");
+    PinCache one(db), other(db);
+    for (int i = 0; i < 3; ++i)
+        one.access(tag);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(one.unpin(tag));
+    // The spares of `one` hide that `other` has no pins.
+    EXPECT_TRUE(other.unpin(tag));
+    EXPECT_TRUE(other.unpin(tag));
+    EXPECT_EQ(db.pins(tag), 3u);
+    EXPECT_TRUE(other.give_back_all().empty());
+    EXPECT_EQ(db.pins(tag), 1u);
+    const auto surplus = one.give_back_all();
+    ASSERT_EQ(surplus.size(), 1u);
+    EXPECT_EQ(surplus[0].tag, tag);
+    EXPECT_EQ(surplus[0].unpins, 2u);
+    EXPECT_EQ(db.pins(tag), 0u) << "the pins that exist are released";
+    EXPECT_TRUE(one.give_back_all().empty()) << "returned once";
+}
+
+TEST(PinCache, AnUnpinTooManyIsNotForgottenWhenAnotherElementTakesItsPlace) {
+    Database db;
+    std::vector<miTag> tags;
+    for (int i = 0; i < 65; ++i)
+        tags.push_back(db.create_string(std::to_string(i)));
+    PinCache one(db), other(db);
+    one.access(tags[0]);
+    EXPECT_TRUE(one.unpin(tags[0]));
+    EXPECT_TRUE(other.unpin(tags[0]));
+    one.give_back_all();
+    // The tags differ by the number of places, so the second element takes that of the first.
+    other.access(tags[64]);
+    EXPECT_TRUE(other.unpin(tags[64]));
+    const auto surplus = other.give_back_all();
+    ASSERT_EQ(surplus.size(), 1u);
+    EXPECT_EQ(surplus[0].tag, tags[0]);
+    EXPECT_EQ(surplus[0].unpins, 1u);
+}
+
 TEST(PinCache, BadTagsAreThrown) {
     Database db;
     PinCache pins(db);
