@@ -154,8 +154,8 @@ class Context {
     static inline thread_local constinit MyThread m_my_thread{0, nullptr};
 
     const std::uint64_t m_id;
-    static inline const std::atomic<bool> m_never{false};
-    const std::atomic<bool>* m_interrupt = &m_never;
+    static inline const std::atomic<bool> kNever{false};
+    const std::atomic<bool>* m_interrupt = &kNever;
     std::atomic<bool> m_aborted{false};
     std::atomic<bool> m_failed{false};
     Lock m_init_lock;

@@ -186,7 +186,7 @@ void Context::end_render(const miState& state) {
     exit_state.shader = nullptr;
     // Exits run after an aborted render, too, and they may wait for locks.
     const bool was_aborted = m_aborted.exchange(false, std::memory_order_relaxed);
-    const std::atomic<bool>& interrupt = *std::exchange(m_interrupt, &m_never);
+    const std::atomic<bool>& interrupt = *std::exchange(m_interrupt, &kNever);
     for (DeclaredShader* const declaration : m_started) {
         const ShaderCode::Exit exit = declaration->code.exit;
         if (exit == nullptr) continue;
