@@ -232,14 +232,13 @@ class Program {
         if (outcome == Outcome::failed) m_failed = true;
         if (m_line.json_progress) {
             const auto& files = m_renderer.written();
-            print_line(
-                vx::render::JsonLine("frame")
-                    .count("command", m_commands)
-                    .count("frame", frame)
-                    .text("outcome", name_of(outcome))
-                    .list("files",
-                          {files.begin() + static_cast<std::ptrdiff_t>(files_before), files.end()})
-                    .line());
+            const std::vector<std::string> written(
+                files.begin() + static_cast<std::ptrdiff_t>(files_before), files.end());
+            print_line(vx::render::json_line({{"event", "frame"},
+                                              {"command", m_commands},
+                                              {"frame", frame},
+                                              {"outcome", name_of(outcome)},
+                                              {"files", written}}));
         }
         if (outcome == Outcome::interrupted) report_interrupt();
         return outcome != Outcome::interrupted;
@@ -291,16 +290,15 @@ class Program {
         const std::size_t files = m_renderer.written().size();
         const double seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
         if (m_line.json_progress) {
-            print_line(vx::render::JsonLine("end")
-                           .count("status", status)
-                           .count("rendered", m_rendered)
-                           .count("skipped", m_skipped)
-                           .count("files", static_cast<std::int64_t>(files))
-                           .count("eye_rays", static_cast<std::int64_t>(m_renderer.eye_rays()))
-                           .seconds("seconds", seconds)
-                           .count("peak_memory", peak_memory())
-                           .list("incomplete", omissions)
-                           .line());
+            print_line(vx::render::json_line({{"event", "end"},
+                                              {"status", status},
+                                              {"rendered", m_rendered},
+                                              {"skipped", m_skipped},
+                                              {"files", files},
+                                              {"eye_rays", m_renderer.eye_rays()},
+                                              {"seconds", seconds},
+                                              {"peak_memory", peak_memory()},
+                                              {"incomplete", omissions}}));
         } else if (m_commands > 0 && !m_line.parse_only) {
             const auto plural = [](std::size_t n) { return n == 1 ? "" : "s"; };
             const auto frames = static_cast<std::size_t>(m_rendered);

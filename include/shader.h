@@ -523,8 +523,8 @@ miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshor
 //
 // The functions return true if any of the shaders that they call returns true. The state of the new
 // ray becomes state->child and is valid until the next trace call for the same state. After a miss,
-// its members that describe an intersection are zero or null. The functions do not change other variables of the state, except as stated
-// with mi_trace_eye(). Directions need not be normalized.
+// its members that describe an intersection are zero or null. The functions do not change other
+// variables of the state, except as stated with mi_trace_eye(). Directions need not be normalized.
 
 /// Calls the next lens shader or casts the eye ray. For lens shaders only. Stores origin and
 /// direction in the state first; copies label, point, normal, dist and motion from the child.

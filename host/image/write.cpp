@@ -1,9 +1,9 @@
 #include "host/image/write.h"
 
 #include "host/image/encode.h"
+#include "host/image/formats.h"
 #include "host/image/output_file.h"
 
-#include <OpenImageIO/imageio.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -86,14 +86,9 @@ Reason check_picture(const WriteRequest& request, int width, int height) {
 }
 
 bool is_finished(const WriteRequest& request, int width, int height) {
-    std::error_code error;
-    if (!fs::is_regular_file(request.path, error)) return false;
-    const auto in = OIIO::ImageInput::open(request.path.string());
-    if (!in) {
-        (void)OIIO::geterror(); // else it would be reported with a later failure
-        return false;
-    }
-    return in->spec().width == width && in->spec().height == height;
+    Pixels pixels;
+    return !read_picture(request.path.string(), pixels) && pixels.width == width &&
+           pixels.height == height;
 }
 
 std::vector<std::string> PictureFiles::check(std::span<const WriteRequest> pictures, int width,

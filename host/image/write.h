@@ -43,8 +43,8 @@ struct WriteRequest {
 [[nodiscard]] std::optional<std::string> check_picture(const WriteRequest& request, int width,
                                                        int height);
 
-// Whether the file exists and its header is that of a picture of this resolution. False for devices
-// and pipes.
+// Whether the file is a complete picture of this resolution. Decodes it. False for devices and
+// pipes.
 [[nodiscard]] bool is_finished(const WriteRequest& request, int width, int height);
 
 // The pictures of one run, each of which gets a file of its own.

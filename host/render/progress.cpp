@@ -64,13 +64,12 @@ void Progress::update(std::uint64_t done, std::uint64_t total, std::uint64_t ray
     if (m_style == Style::json) {
         if (done < total && now - m_last < std::chrono::milliseconds(500)) return;
         m_last = now;
-        const std::string text = JsonLine("progress")
-                                     .text("what", m_what)
-                                     .count("done", static_cast<std::int64_t>(done))
-                                     .count("total", static_cast<std::int64_t>(total))
-                                     .count("eye_rays", static_cast<std::int64_t>(rays))
-                                     .seconds("seconds", seconds)
-                                     .line();
+        const std::string text = json_line({{"event", "progress"},
+                                            {"what", m_what},
+                                            {"done", done},
+                                            {"total", total},
+                                            {"eye_rays", rays},
+                                            {"seconds", seconds}});
         lock.unlock();
         m_line(text);
         return;

@@ -233,10 +233,12 @@ void Lexer::include(std::string_view rest, Location where) {
     // Files without a directory are mostly declarations of shader libraries, which scenes often
     // include without using them. References to what else is missing are errors where they occur.
     const bool own = !path_first && std::filesystem::path(wanted).has_parent_path();
-    if (own)
+    if (own) {
         m_diagnostics.error(where, text);
-    else
-        m_diagnostics.warning(where, text);
+        return;
+    }
+    m_diagnostics.omit(Omission::file, '"' + wanted + '"');
+    m_diagnostics.warning(where, text);
 }
 
 bool Lexer::open_file(const std::string& path, Location from) {

@@ -9,15 +9,16 @@ namespace {
 constexpr std::size_t kMaxNameLength = 100;
 
 // In the order of the enumerators.
-constexpr std::array<std::string_view, 9> kTitles = {"stand-ins for undeclared shaders",
-                                                     "statements without effect",
-                                                     "objects without geometry",
-                                                     "objects without materials",
-                                                     "unreadable textures",
-                                                     "images not written",
-                                                     "rays",
-                                                     "shader calls that returned false",
-                                                     "warnings from shaders"};
+constexpr std::array<std::string_view, 10> kTitles = {"missing files",
+                                                      "stand-ins for undeclared shaders",
+                                                      "statements without effect",
+                                                      "objects without geometry",
+                                                      "objects without materials",
+                                                      "unreadable textures",
+                                                      "images not written",
+                                                      "rays",
+                                                      "shader calls that returned false",
+                                                      "warnings from shaders"};
 
 std::string shortened(const std::string& name) {
     return name.size() <= kMaxNameLength ? name : name.substr(0, kMaxNameLength) + "...";

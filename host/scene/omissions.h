@@ -13,6 +13,7 @@
 namespace vx::scene {
 
 enum class Omission : std::uint8_t {
+    file,           // a shader library or an include file that cannot be found
     stand_in,       // a shader that is not declared; a stand-in runs in its place
     statement,      // a statement or property without effect
     geometry,       // an object or instance that lost its geometry
@@ -36,7 +37,7 @@ class Omissions {
     [[nodiscard]] std::vector<std::string> lines() const;
 
   private:
-    static constexpr std::size_t kKinds = 9;
+    static constexpr std::size_t kKinds = 10;
     mutable std::mutex m_mutex;
     std::array<std::map<std::string, std::uint64_t, std::less<>>, kKinds> m_counts;
 };

@@ -66,10 +66,12 @@ void SceneBuilder::on_link(const std::string& path, scene::Location where) {
     const std::string failure = m_context.libraries.load(path, &missing);
     if (failure.empty()) return;
     // Scenes often link more libraries than they use.
-    if (missing)
-        m_diagnostics.warning(where, failure);
-    else
+    if (!missing) {
         m_diagnostics.error(where, failure);
+        return;
+    }
+    m_diagnostics.omit(scene::Omission::file, '"' + path + '"');
+    m_diagnostics.warning(where, failure);
 }
 
 void SceneBuilder::on_declare(const scene::Declaration& declaration) {

@@ -13,6 +13,11 @@ class Missing(FailureCase):
         self.assertIn("SCENE 0.0 warning: scene.mi:2:1: cannot find include file 'contour.mi'\n", log)
         self.assertIn("SCENE 0.0 warning: scene.mi:3:1: cannot find include file 'physics.mi'\n", log)
 
+    def test_missing_files_are_listed_as_incomplete(self):
+        log = self.render(self.scene('"grey" ()', STOCK), "-strict", status=4)
+        self.assertPicture()
+        self.assertIn('warning: incomplete: missing files: "contour.mi", "contour.so", "physics.mi"\n', log)
+
     def test_a_missing_file_of_a_directory_is_an_error(self):
         log = self.render(self.scene('"grey" ()', quad='$include "parts/quad.mi"\n'), status=1)
         self.assertIn("error: scene.mi:3:1: cannot find include file 'parts/quad.mi'", log)

@@ -18,7 +18,7 @@ class Startup(FailureCase):
         return self.log
 
     def test_picture_formats_are_loaded_when_they_are_needed(self):
-        self.assertNotIn("OpenImageIO", self.loaded("verbose 3\n"))
+        self.assertNotIn("OpenImageIO", self.loaded("verbose 3\n", status=1))
         self.assertIn("OpenImageIO", self.loaded(self.scene('"grey" ()')))
         self.assertPicture()
 

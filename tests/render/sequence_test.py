@@ -102,11 +102,12 @@ class ExistingImages(ProgramCase):
         self.put("pic.1.png", kept)
         self.put("pic.2.png", kept[:20])           # ends within the header
         self.put("pic.3.png", png(WIDTH, HEIGHT + 1))
-        lines = self.render(sequence(1, 2, 3, 4), "-skip_existing")
+        self.put("pic.5.png", kept[:-30])          # ends within the pixels
+        lines = self.render(sequence(1, 2, 3, 4, 5), "-skip_existing")
         self.assertEqual(self.content("pic.1.png"), kept)
         self.assertIn("RENDER 0.0 progress: frame 1: skipped, its images exist", lines)
         self.assertEqual([line for line in lines if " wrote " in line and line.startswith("IMG")],
-                         ["IMG 0.0 progress: wrote pic.%d.png" % f for f in (2, 3, 4)])
+                         ["IMG 0.0 progress: wrote pic.%d.png" % f for f in (2, 3, 4, 5)])
         # All are complete now.
         again = self.render(sequence(1, 2, 3, 4), "-skip_existing")
         self.assertEqual(sum("skipped" in line for line in again), 4)

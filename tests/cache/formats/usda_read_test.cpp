@@ -108,7 +108,7 @@ TEST(Usda, NumbersThatTheTypeCannotHoldAreErrors) {
 
 TEST(Usda, TheSameAttributeTwiceIsAnError) {
     EXPECT_EQ(reason("float[] a = [1]\nfloat[] a = [2]\npoint3f[] points = [(0,0,0)]\n"),
-              "byte 51: attribute 'a' is there twice");
+              "byte 51: attribute 'a' is declared twice");
 }
 
 } // namespace
