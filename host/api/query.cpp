@@ -113,7 +113,7 @@ miBoolean query_data(const Context& context, miTag tag, miQ_type query, void* re
 miBoolean mi_query(const miQ_type query, miState* const state, miTag tag, void* const result, ...) {
     if (result == nullptr) return miFALSE;
     Context& context = Context::current();
-    static char date[] = "November 2026";
+    static char date[] = VX_BUILD_DATE;
 
     switch (query) {
     case miQ_DECL_LOCK:

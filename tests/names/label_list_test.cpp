@@ -18,7 +18,7 @@ std::vector<int> parsed(const char* text) {
     int* labels = nullptr;
     const int count = parse_label_list(text, &labels);
     EXPECT_EQ(labels == nullptr, count == 0) << text;
-    const std::vector<int> values(labels, labels + count);
+    std::vector<int> values(labels, labels + count);
     free(labels);
     return values;
 }
