@@ -299,7 +299,7 @@ Status read_elements(Scanner& scan, Map& map) {
             return Map_status::File_not_a_map;
         }
         std::uint32_t* const words = map.extend();
-        if (!words) return Map_status::Insufficient_memory;
+        if (words == nullptr) return Map_status::Insufficient_memory;
         for (unsigned axis = 0; axis < declaration.dimension; ++axis) {
             if (!scan.value(words[axis], false)) return Map_status::File_not_a_map;
         }

@@ -19,7 +19,7 @@ Memory::Memory(std::size_t bytes) : m_bytes(bytes) {
 }
 
 Memory::~Memory() {
-    if (m_data) munmap(m_data, m_bytes);
+    if (m_data != nullptr) munmap(m_data, m_bytes);
 }
 
 bool lay_out(const Declaration& declaration, const Shape& shape, Sections& sections) {

@@ -91,7 +91,8 @@ Map_status DeclarationObject::append_field(const char* name, const Map_field_typ
                                            const miUint length, const bool is_global) {
     try {
         const auto changed = std::make_shared<Declaration>(*m_content);
-        const Status status = changed->append(name ? name : "", type.get_type(), length, is_global);
+        const Status status =
+            changed->append(name != nullptr ? name : "", type.get_type(), length, is_global);
         if (status == Map_status::OK) m_content = changed;
         return status;
     } catch (const std::bad_alloc&) {
@@ -100,11 +101,11 @@ Map_status DeclarationObject::append_field(const char* name, const Map_field_typ
 }
 
 bool DeclarationObject::has_field(const char* name) const {
-    return name && m_content->find(name) != map_no_such_field;
+    return name != nullptr && m_content->find(name) != map_no_such_field;
 }
 
 Map_field_id DeclarationObject::get_field_id(const char* name, Map_status* status) const {
-    const Map_field_id id = name ? m_content->find(name) : map_no_such_field;
+    const Map_field_id id = name != nullptr ? m_content->find(name) : map_no_such_field;
     report(status, id == map_no_such_field ? Map_status::No_such_field : Map_status::OK);
     return id;
 }
@@ -132,7 +133,8 @@ bool DeclarationObject::is_field_global(const Map_field_id field_id) const {
 
 bool DeclarationObject::is_equal(const Map_declaration_base* other) const {
     // This engine creates all declarations.
-    return other && *m_content == *static_cast<const DeclarationObject*>(other)->m_content;
+    return other != nullptr &&
+           *m_content == *static_cast<const DeclarationObject*>(other)->m_content;
 }
 
 } // namespace vx::maps

@@ -9,14 +9,14 @@ void ElementObject::adopt(DeclarationPtr declaration) {
 
 Map_status ElementObject::set_position(const float* position) {
     if (!m_declaration) return Map_status::No_declaration;
-    if (!position) return Map_status::Failure;
+    if (position == nullptr) return Map_status::Failure;
     std::memcpy(m_words.data(), position, m_declaration->dimension * sizeof(float));
     return Map_status::OK;
 }
 
 Map_status ElementObject::get_position(float* position) const {
     if (!m_declaration) return Map_status::No_declaration;
-    if (!position) return Map_status::Failure;
+    if (position == nullptr) return Map_status::Failure;
     std::memcpy(position, m_words.data(), m_declaration->dimension * sizeof(float));
     return Map_status::OK;
 }
@@ -26,7 +26,7 @@ Status ElementObject::copy_out(Map_field_id id, Map_field_type::Type type, void*
     const Field* field = nullptr;
     const Status status = m_declaration->locate(id, type, false, field);
     if (status != Map_status::OK) return status;
-    if (!value) return Map_status::Field_null_array;
+    if (value == nullptr) return Map_status::Field_null_array;
     std::memcpy(value, m_words.data() + field->offset, field->bytes());
     return Map_status::OK;
 }
@@ -36,7 +36,7 @@ Status ElementObject::copy_in(Map_field_id id, Map_field_type::Type type, const 
     const Field* field = nullptr;
     const Status status = m_declaration->locate(id, type, false, field);
     if (status != Map_status::OK) return status;
-    if (!value) return Map_status::Field_null_array;
+    if (value == nullptr) return Map_status::Field_null_array;
     std::memcpy(m_words.data() + field->offset, value, field->bytes());
     return Map_status::OK;
 }

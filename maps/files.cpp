@@ -16,7 +16,7 @@ std::atomic<Notify> notify_function{nullptr};
 // Reports one file operation, from its construction to finish().
 class Report {
   public:
-    explicit Report(const char* file_name) : m_file_name(file_name ? file_name : "") {}
+    explicit Report(const char* file_name) : m_file_name(file_name != nullptr ? file_name : "") {}
 
     // Takes the reason of a failed system call; 0: the name belongs to something other than a
     // regular file.
@@ -27,7 +27,7 @@ class Report {
     void finish(const Map_status& status, std::uint64_t elements, const char* done,
                 const char* undone) {
         const Notify notify = notify_function.load();
-        if (!notify) return;
+        if (notify == nullptr) return;
         try {
             if (status.is_ok()) {
                 char rest[96];
@@ -36,7 +36,7 @@ class Report {
                 notify(false, ("map file " + m_file_name + rest).c_str());
             } else {
                 notify(true, ("map file " + m_file_name + " cannot " + undone + ": " +
-                              (m_reason ? m_reason : reason_of(status)))
+                              (m_reason != nullptr ? m_reason : reason_of(status)))
                                  .c_str());
             }
         } catch (const std::bad_alloc&) {

@@ -17,7 +17,7 @@ std::atomic<MapStore*> host_store{nullptr};
 
 MapStore& current_store() {
     MapStore* const store = host_store.load(std::memory_order_acquire);
-    return store ? *store : Registry::instance();
+    return store != nullptr ? *store : Registry::instance();
 }
 
 // Pins a map, and stores it first unless it is stored already. The null tag if the store is full.
@@ -123,7 +123,7 @@ class InterfaceObject final : public Interface {
         return guarded<Edit_map_dbhandle>(nullptr, [&] {
             const auto* const object = static_cast<const DeclarationObject*>(map_declaration);
             return new EditHandle(
-                std::make_shared<Map>(object ? object->snapshot() : DeclarationPtr()));
+                std::make_shared<Map>(object != nullptr ? object->snapshot() : DeclarationPtr()));
         });
     }
     Access_map_dbhandle* accessMap(const miTag map_tag) override {
@@ -146,8 +146,8 @@ class InterfaceObject final : public Interface {
     }
     Map_declaration_base* copyMapDeclaration(const Map_declaration_base* other,
                                              Map_status* status) override {
-        report(status, other ? Map_status::OK : Map_status::No_declaration);
-        if (!other) return nullptr;
+        report(status, other != nullptr ? Map_status::OK : Map_status::No_declaration);
+        if (other == nullptr) return nullptr;
         return guarded<Map_declaration_base>(status, [&] {
             return new DeclarationObject(static_cast<const DeclarationObject*>(other)->content());
         });
@@ -155,26 +155,28 @@ class InterfaceObject final : public Interface {
     Map_declaration_base* copyMapDeclaration(const Map_element_base* map_element,
                                              Map_status* status) override {
         const auto* const object = static_cast<const ElementObject*>(map_element);
-        return copy_declaration(object ? object->declaration() : DeclarationPtr(), status);
+        return copy_declaration(object != nullptr ? object->declaration() : DeclarationPtr(),
+                                status);
     }
     Map_declaration_base* copyMapDeclaration(const Map_base* map, Map_status* status) override {
         const auto* const object = static_cast<const Map*>(map);
-        return copy_declaration(object ? object->declaration() : DeclarationPtr(), status);
+        return copy_declaration(object != nullptr ? object->declaration() : DeclarationPtr(),
+                                status);
     }
     Map_element_base* createMapElement(const Map_declaration_base* declaration) override {
         return guarded<Map_element_base>(nullptr, [&] {
             const auto* const object = static_cast<const DeclarationObject*>(declaration);
-            return new ElementObject(object ? object->snapshot() : DeclarationPtr());
+            return new ElementObject(object != nullptr ? object->snapshot() : DeclarationPtr());
         });
     }
     Map_element_base* copyMapElement(const Map_element_base* other) override {
-        if (!other) return nullptr;
+        if (other == nullptr) return nullptr;
         return guarded<Map_element_base>(
             nullptr, [&] { return new ElementObject(*static_cast<const ElementObject*>(other)); });
     }
     Map_iterator_base* createMapIterator(const Map_base* map, Map_status* status) override {
-        report(status, map ? Map_status::OK : Map_status::Iterator_invalid);
-        if (!map) return nullptr;
+        report(status, map != nullptr ? Map_status::OK : Map_status::Iterator_invalid);
+        if (map == nullptr) return nullptr;
         return guarded<Map_iterator_base>(
             status, [&] { return new MapIterator(*static_cast<const Map*>(map)); });
     }
@@ -185,7 +187,7 @@ class InterfaceObject final : public Interface {
             return guarded<Map_iterator_base>(status, [&] { return new MapIterator(*whole); });
         }
         const auto* const candidate = dynamic_cast<const Candidate*>(other);
-        if (candidate && candidate->map()) {
+        if (candidate != nullptr && candidate->map() != nullptr) {
             return guarded<Map_iterator_base>(
                 status, [&] { return new MapIterator(*candidate->map(), candidate->get_index()); });
         }
@@ -193,19 +195,19 @@ class InterfaceObject final : public Interface {
         return nullptr;
     }
     Map_lookup_base* createMapLookup(const Map_base* map, Map_status* status) override {
-        report(status, map ? Map_status::OK : Map_status::Lookup_invalid);
-        if (!map) return nullptr;
+        report(status, map != nullptr ? Map_status::OK : Map_status::Lookup_invalid);
+        if (map == nullptr) return nullptr;
         return guarded<Map_lookup_base>(
             status, [&] { return new LookupObject(*static_cast<const Map*>(map)); });
     }
     Map_lookup_base* copyMapLookup(const Map_lookup_base* other, Map_status* status) override {
-        report(status, other ? Map_status::OK : Map_status::Lookup_invalid);
-        if (!other) return nullptr;
+        report(status, other != nullptr ? Map_status::OK : Map_status::Lookup_invalid);
+        if (other == nullptr) return nullptr;
         return guarded<Map_lookup_base>(
             status, [&] { return new LookupObject(*static_cast<const LookupObject*>(other)); });
     }
     Access_map_dbhandle* shareMap(const Access_map_dbhandle* other) override {
-        if (!other) return nullptr;
+        if (other == nullptr) return nullptr;
         return guarded<Access_map_dbhandle>(
             nullptr, [&] { return new AccessHandle(*static_cast<const AccessHandle*>(other)); });
     }

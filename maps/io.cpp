@@ -41,12 +41,12 @@ void remove_unfinished_files() noexcept {
 }
 
 MappedFile::~MappedFile() {
-    if (m_data) munmap(m_data, m_size);
+    if (m_data != nullptr) munmap(m_data, m_size);
 }
 
 Status MappedFile::open(const char* name) {
     // Opening a pipe without a writer must not block.
-    const int file = ::open(name ? name : "", O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = ::open(name != nullptr ? name : "", O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) {
         m_error = errno;
         return Map_status::File_could_not_be_opened;
@@ -88,7 +88,7 @@ void ReplacedFile::forget() noexcept {
 }
 
 Status ReplacedFile::open(const char* name) {
-    if (!name || !*name) {
+    if (name == nullptr || !*name) {
         m_error = ENOENT;
         return Map_status::File_could_not_be_opened;
     }

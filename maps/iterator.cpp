@@ -22,7 +22,7 @@ void Candidate::detach() {
 }
 
 miUint Candidate::get_index() const {
-    return m_body ? m_body->order()[m_row] : 0;
+    return m_body != nullptr ? m_body->order()[m_row] : 0;
 }
 
 MapIterator::MapIterator(const Map& map, miUint index) : m_map(&map), m_index(index) {

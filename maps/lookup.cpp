@@ -82,7 +82,7 @@ Map_status LookupObject::search_with(const Map_distance_base& distance,
     }
     // A limit that is not a number excludes everything.
     const bool hopeless = max_count <= 0 || max_squared_distance != max_squared_distance;
-    if (hopeless || !body || body->shape.count == 0) return Map_status::OK;
+    if (hopeless || body == nullptr || body->shape.count == 0) return Map_status::OK;
     m_columns = m_map->columns();
     m_all_columns = m_map->column_count();
     m_candidate.attach(*m_map, *body, m_columns, m_all_columns);
@@ -131,7 +131,7 @@ Map_status LookupObject::get_index(miUint& index) const {
 Map_status LookupObject::get_position(float* position) const {
     const Status status = current();
     if (status != Map_status::OK) return status;
-    if (!position) return Map_status::Failure;
+    if (position == nullptr) return Map_status::Failure;
     m_body->copy_position(m_current->row, position);
     return Map_status::OK;
 }

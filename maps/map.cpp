@@ -88,7 +88,7 @@ void Map::copy_record(std::uint32_t index, std::uint32_t* words) const {
 Status Map::fitting(const Map_element& element, std::span<const std::uint32_t>& words) const {
     if (!m_declaration) return Map_status::No_declaration;
     const ElementObject* const object = object_of(element);
-    if (!object || !object->declaration()) return Map_status::No_declaration;
+    if (object == nullptr || !object->declaration()) return Map_status::No_declaration;
     if (!same(object->declaration(), m_declaration)) return Map_status::Declaration_mismatch;
     words = object->words();
     return Map_status::OK;
@@ -96,7 +96,7 @@ Status Map::fitting(const Map_element& element, std::span<const std::uint32_t>& 
 
 Map_status Map::get(const miUint index, Map_element& map_element) const {
     ElementObject* const object = object_of(map_element);
-    if (!object) return Map_status::Failure;
+    if (object == nullptr) return Map_status::Failure;
     if (!m_declaration) return Map_status::No_declaration;
     if (index >= size()) return Map_status::Out_of_bounds;
     try {
@@ -132,7 +132,7 @@ Map_status Map::append(const Map_element& map_element) {
     if (status != Map_status::OK) return status;
     try {
         std::uint32_t* const record = extend();
-        if (!record) return Map_status::Insufficient_memory;
+        if (record == nullptr) return Map_status::Insufficient_memory;
         std::memcpy(record, words.data(), words.size_bytes());
     } catch (const std::bad_alloc&) {
         return Map_status::Insufficient_memory;
@@ -165,7 +165,7 @@ Status Map::copy_global(Map_field_id id, Map_field_type::Type type, void* value)
     const Field* field = nullptr;
     const Status status = m_declaration->locate(id, type, true, field);
     if (status != Map_status::OK) return status;
-    if (!value) return Map_status::Field_null_array;
+    if (value == nullptr) return Map_status::Field_null_array;
     std::memcpy(value, m_globals.data() + field->offset, field->bytes());
     return Map_status::OK;
 }
@@ -175,7 +175,7 @@ Status Map::store_global(Map_field_id id, Map_field_type::Type type, const void*
     const Field* field = nullptr;
     const Status status = m_declaration->locate(id, type, true, field);
     if (status != Map_status::OK) return status;
-    if (!value) return Map_status::Field_null_array;
+    if (value == nullptr) return Map_status::Field_null_array;
     std::uint32_t* const words = m_globals.data() + field->offset;
     if (type == Map_field_type::String) {
         const std::size_t length = strnlen(static_cast<const char*>(value), field->length + 1u);

@@ -26,7 +26,7 @@ inline constexpr unsigned kMaxDimension = 6;
 
 // Stores a status unless the caller passed null.
 inline void report(Map_status* where, Status status) {
-    if (where) *where = status;
+    if (where != nullptr) *where = status;
 }
 
 } // namespace vx::maps

@@ -133,14 +133,14 @@ BakeRun run_bake(const std::filesystem::path& folder, const char* threads) {
     double first = 0;
     double last = 0;
     double counted = 0;
-    while (std::fgets(line.data(), line.size(), lines)) {
+    while (std::fgets(line.data(), line.size(), lines) != nullptr) {
         const double moment = now();
         const char* text = std::strstr(line.data(), "vx_pc_write: ");
-        if (!text) continue;
+        if (text == nullptr) continue;
         text += std::strlen("vx_pc_write: ");
         if (std::strncmp(text, "line 100 ", 9) == 0) first = moment;
         if (std::strncmp(text, "line 900 ", 9) == 0) last = moment;
-        if (std::strstr(text, "points written")) {
+        if (std::strstr(text, "points written") != nullptr) {
             counted = moment;
             run.points = std::strtol(text, nullptr, 10);
         }

@@ -226,17 +226,17 @@ class Embree final : public Peer {
   public:
     Embree(const Cloud& cloud, const char* name)
         : m_name(name), m_cloud(cloud), m_device(rtcNewDevice("threads=1")) {
-        if (!m_device) throw std::runtime_error("no Embree device");
+        if (m_device == nullptr) throw std::runtime_error("no Embree device");
     }
     Embree(const Embree&) = delete;
     Embree& operator=(const Embree&) = delete;
     ~Embree() override {
-        if (m_scene) rtcReleaseScene(m_scene);
+        if (m_scene != nullptr) rtcReleaseScene(m_scene);
         rtcReleaseDevice(m_device);
     }
     const char* name() const override { return m_name; }
     void build() override {
-        if (m_scene) rtcReleaseScene(m_scene);
+        if (m_scene != nullptr) rtcReleaseScene(m_scene);
         m_scene = rtcNewScene(m_device);
         RTCGeometry geometry = rtcNewGeometry(m_device, RTC_GEOMETRY_TYPE_USER);
         rtcSetGeometryUserPrimitiveCount(geometry, static_cast<unsigned>(m_cloud.points.size()));

@@ -48,36 +48,37 @@ void deliver(std::vector<miTag>&& list, int* n, miTag** lights) {
 miBoolean mi_trace_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
                          miTag light) {
     TracedFrame* const frame = TracedFrame::current();
-    if (!frame || !state || !result) return miFALSE;
+    if (frame == nullptr || state == nullptr || result == nullptr) return miFALSE;
     return vx::trace::trace_light(*frame, result, dir, dot_nl, state, light) ? miTRUE : miFALSE;
 }
 
 miBoolean mi_sample_light(miColor* result, miVector* dir, miScalar* dot_nl, miState* state,
                           miTag light, miInteger* samples) {
     TracedFrame* const frame = TracedFrame::current();
-    if (!frame || !state || !result || !samples) return miFALSE;
+    if (frame == nullptr || state == nullptr || result == nullptr || samples == nullptr)
+        return miFALSE;
     return vx::trace::sample_light(*frame, result, dir, dot_nl, state, light, samples) ? miTRUE
                                                                                        : miFALSE;
 }
 
 void mi_inclusive_lightlist(int* n, miTag** lights, miState* state) {
     const TracedFrame* const frame = TracedFrame::current();
-    if (!frame || !state) return;
+    if (frame == nullptr || state == nullptr) return;
     deliver(resolved(*frame, *lights, static_cast<std::size_t>(std::max(0, *n))), n, lights);
 }
 
 void mi_exclusive_lightlist(int* n, miTag** lights, miState* state) {
     const TracedFrame* const frame = TracedFrame::current();
-    if (!frame || !state) return;
+    if (frame == nullptr || state == nullptr) return;
     deliver(all_but(*frame, resolved(*frame, *lights, static_cast<std::size_t>(std::max(0, *n)))),
             n, lights);
 }
 
 void mi_instance_lightlist(int* n, miTag** lights, miState* state) {
     const TracedFrame* const frame = TracedFrame::current();
-    if (!frame || !state) return;
+    if (frame == nullptr || state == nullptr) return;
     const auto* const leaf = frame->world().find_object(state->instance);
-    if (!leaf || leaf->record->light_obj_ring == miNULLTAG) {
+    if (leaf == nullptr || leaf->record->light_obj_ring == miNULLTAG) {
         deliver(all_lights(*frame), n, lights);
         return;
     }
@@ -85,7 +86,8 @@ void mi_instance_lightlist(int* n, miTag** lights, miState* state) {
     const miTag ring = leaf->record->light_obj_ring;
     const auto* const tags = database.find<miTag>(ring, miSCENE_TAGS);
     const std::vector<miTag> named =
-        tags ? resolved(*frame, tags, database.size(ring) / sizeof(miTag)) : std::vector<miTag>{};
+        tags != nullptr ? resolved(*frame, tags, database.size(ring) / sizeof(miTag))
+                        : std::vector<miTag>{};
     deliver(leaf->record->light_exclusive ? all_but(*frame, named) : std::vector<miTag>(named), n,
             lights);
 }

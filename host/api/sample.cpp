@@ -16,9 +16,10 @@ using vx::trace::ThreadArena;
 // shader generates for a whole frame during that ray (a bake) are therefore the same for every
 // window and any number of threads.
 std::uint64_t new_seed(ThreadArena& arena, const miState* state) {
-    const auto* const function =
-        state && state->shader ? vx::shading::function_of(state->shader) : nullptr;
-    const std::uint64_t name = function ? function->name_hash : 0;
+    const auto* const function = state != nullptr && (state->shader != nullptr)
+                                     ? vx::shading::function_of(state->shader)
+                                     : nullptr;
+    const std::uint64_t name = function != nullptr ? function->name_hash : 0;
     const auto& sampling = arena.sampling;
     auto entry =
         std::find_if(arena.asked.begin() + static_cast<std::ptrdiff_t>(sampling.first_asked),
@@ -51,14 +52,14 @@ void end_loop(ThreadArena& arena, const int* counter) {
 miBoolean mi_sample(double* sample, int* instance, miState* state, const miUshort dimension,
                     const miUint* n) {
     auto* const frame = vx::trace::TracedFrame::current();
-    if (!frame || !sample) return miFALSE;
+    if (frame == nullptr || sample == nullptr) return miFALSE;
     ThreadArena& arena = frame->arena();
     const std::span<double> out(sample, dimension);
-    if (!instance) {
+    if (instance == nullptr) {
         vx::sampling::owen_sobol(new_seed(arena, state), 0, out);
         return miTRUE;
     }
-    const miUint wanted = n ? *n : 1;
+    const miUint wanted = n != nullptr ? *n : 1;
     const auto number = static_cast<miUint>(std::max(0, *instance));
     if (number >= wanted) {
         end_loop(arena, instance);

@@ -10,23 +10,27 @@ using vx::shading::Context;
 const miTransform* transform(miTag instance) {
     const auto* const record =
         Context::current().database.find<miInstance>(instance, miSCENE_INSTANCE);
-    return record && !record->tf.identity ? &record->tf : nullptr;
+    return record != nullptr && !record->tf.identity ? &record->tf : nullptr;
 }
 
 enum class Way { to, from };
 
 void convert_point(const miTransform* tf, Way way, miVector* r, const miVector* v) {
-    *r = tf ? vx::trace::point(way == Way::to ? tf->global_to_local : tf->local_to_global, *v) : *v;
+    *r = tf != nullptr
+             ? vx::trace::point(way == Way::to ? tf->global_to_local : tf->local_to_global, *v)
+             : *v;
 }
 
 void convert_vector(const miTransform* tf, Way way, miVector* r, const miVector* v) {
-    *r = tf ? vx::trace::direction(way == Way::to ? tf->global_to_local : tf->local_to_global, *v)
-            : *v;
+    *r = tf != nullptr
+             ? vx::trace::direction(way == Way::to ? tf->global_to_local : tf->local_to_global, *v)
+             : *v;
 }
 
 void convert_normal(const miTransform* tf, Way way, miVector* r, const miVector* v) {
-    *r =
-        tf ? vx::trace::normal(way == Way::to ? tf->local_to_global : tf->global_to_local, *v) : *v;
+    *r = tf != nullptr
+             ? vx::trace::normal(way == Way::to ? tf->local_to_global : tf->global_to_local, *v)
+             : *v;
 }
 
 } // namespace

@@ -10,20 +10,20 @@ using vx::shading::Context;
 // `color` if `other` is null.
 bool find_value(miState* state, miTag tag, const miVector* coord, miColor& color, void* other) {
     color = {};
-    if (!state || !coord || tag == miNULLTAG) return false;
+    if (state == nullptr || coord == nullptr || tag == miNULLTAG) return false;
     Context& context = Context::current();
     if (context.database.type(tag) == miSCENE_FUNCTION) {
         const miVector before = state->tex;
         state->tex = *coord;
-        const bool ok =
-            vx::shading::call_list(context, tag, other ? other : &color, state, miSHADER_TEXTURE);
+        const bool ok = vx::shading::call_list(context, tag, other != nullptr ? other : &color,
+                                               state, miSHADER_TEXTURE);
         state->tex = before;
         return ok;
     }
     const auto* const frame = vx::trace::TracedFrame::current();
-    const auto* const textures = frame ? frame->textures() : nullptr;
-    const auto* const image = textures ? textures->find(tag) : nullptr;
-    if (!image) return false;
+    const auto* const textures = frame != nullptr ? frame->textures() : nullptr;
+    const auto* const image = textures != nullptr ? textures->find(tag) : nullptr;
+    if (image == nullptr) return false;
     if (!(coord->x >= 0.0f && coord->x < 1.0f && coord->y >= 0.0f && coord->y < 1.0f)) return false;
     color = image->bilinear(coord->x, coord->y);
     return true;

@@ -21,7 +21,7 @@ miBoolean seen(const TracedFrame& frame, bool value) {
 class Result {
   public:
     explicit Result(miColor* given) : m_given(given) {}
-    operator miColor*() { return m_given ? m_given : &m_own; }
+    operator miColor*() { return m_given != nullptr ? m_given : &m_own; }
 
   private:
     miColor* m_given;
@@ -32,58 +32,59 @@ class Result {
 
 miBoolean mi_trace_eye(miColor* result, miState* state, miVector* origin, miVector* direction) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state) return miFALSE;
-    const miVector from = origin ? *origin : state->org;
-    const miVector along = direction ? *direction : state->dir;
+    if (frame == nullptr || state == nullptr) return miFALSE;
+    const miVector from = origin != nullptr ? *origin : state->org;
+    const miVector along = direction != nullptr ? *direction : state->dir;
     return seen(*frame, vx::trace::trace_eye(*frame, Result(result), state, from, along));
 }
 
 miBoolean mi_trace_reflection(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state || !direction) return miFALSE;
+    if (frame == nullptr || state == nullptr || direction == nullptr) return miFALSE;
     return seen(*frame, vx::trace::trace_reflection(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_refraction(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state || !direction) return miFALSE;
+    if (frame == nullptr || state == nullptr || direction == nullptr) return miFALSE;
     return seen(*frame, vx::trace::trace_refraction(*frame, Result(result), state, *direction));
 }
 
 miBoolean mi_trace_transparent(miColor* result, miState* state) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state) return miFALSE;
+    if (frame == nullptr || state == nullptr) return miFALSE;
     return seen(*frame, vx::trace::trace_transparent(*frame, Result(result), state));
 }
 
 miBoolean mi_trace_environment(miColor* result, miState* state, miVector* direction) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state) return miFALSE;
-    return seen(*frame, vx::trace::trace_environment(*frame, Result(result), state,
-                                                     direction ? *direction : state->dir));
+    if (frame == nullptr || state == nullptr) return miFALSE;
+    return seen(*frame,
+                vx::trace::trace_environment(*frame, Result(result), state,
+                                             direction != nullptr ? *direction : state->dir));
 }
 
 miBoolean mi_trace_probe(miState* state, miVector* direction, miVector* origin) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state || !direction) return miFALSE;
-    return truth(
-        vx::trace::trace_probe(*frame, state, *direction, origin ? *origin : state->point));
+    if (frame == nullptr || state == nullptr || direction == nullptr) return miFALSE;
+    return truth(vx::trace::trace_probe(*frame, state, *direction,
+                                        origin != nullptr ? *origin : state->point));
 }
 
 miBoolean mi_trace_shadow(miColor* result, miState* state) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state) return miFALSE;
+    if (frame == nullptr || state == nullptr) return miFALSE;
     return truth(vx::trace::trace_shadow(*frame, Result(result), state));
 }
 
 miBoolean mi_trace_shadow_seg(miColor* result, miState* state) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state) return miFALSE;
+    if (frame == nullptr || state == nullptr) return miFALSE;
     return truth(vx::trace::trace_shadow_segment(*frame, Result(result), state));
 }
 
 void mi_flush_cache(miState* state) {
-    if (state) state->cache = nullptr;
+    if (state != nullptr) state->cache = nullptr;
 }
 
 void mi_reflection_dir(miVector* dir, miState* state) {
@@ -117,7 +118,7 @@ miBoolean mi_refraction_dir(miVector* dir, miState* state, miScalar ior_in, miSc
 miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miVector** b,
                          miVector** c) {
     auto* const frame = TracedFrame::current();
-    if (!frame || !state || !state->pri) return miFALSE;
+    if (frame == nullptr || state == nullptr || state->pri == nullptr) return miFALSE;
     const auto primitive = vx::trace::Primitive::from_handle(state->pri);
     if (primitive.placement >= frame->world().object_count()) return miFALSE;
     const auto& placement = frame->world().accel().placement(primitive.placement);
@@ -141,7 +142,7 @@ miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miV
     default:
         return miFALSE;
     }
-    if (source) {
+    if (source != nullptr) {
         if (source->empty()) return miFALSE;
         for (std::size_t i = 0; i < 3; ++i) {
             const vx::scene::Vec3& v = (*source)[indices[i]];
@@ -151,8 +152,8 @@ miBoolean mi_tri_vectors(miState* state, int which, int space, miVector** a, miV
                     vx::trace::normalized(vx::trace::normal(placement.to_local, corners[i]));
         }
     }
-    if (a) *a = &corners[0];
-    if (b) *b = &corners[1];
-    if (c) *c = &corners[2];
+    if (a != nullptr) *a = &corners[0];
+    if (b != nullptr) *b = &corners[1];
+    if (c != nullptr) *c = &corners[2];
     return miTRUE;
 }

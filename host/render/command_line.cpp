@@ -92,7 +92,7 @@ const LongOption* find_option(std::string_view name) {
     for (const LongOption& option : kLongOptions) {
         if (option.name == name) return &option;
         if (name.size() < 2 || !option.name.starts_with(name)) continue;
-        candidates += (found ? ", -" : "-") + std::string(option.name);
+        candidates += (found != nullptr ? ", -" : "-") + std::string(option.name);
         ambiguous = found != nullptr;
         found = &option;
     }
@@ -149,7 +149,7 @@ std::vector<std::string> normalized(const std::vector<std::string>& arguments) {
         const std::string body = argument.substr(argument.starts_with("--") ? 2 : 1);
         const std::size_t equals = body.find('=');
         const LongOption* const option = long_option(argument, body.substr(0, equals));
-        if (!option) {
+        if (option == nullptr) {
             out.push_back(argument);
             continue;
         }

@@ -73,7 +73,7 @@ image::Sample trace_sample(trace::TracedFrame& traced, const CameraRays& camera_
 trace::Matrix camera_to_world(const shading::Context& context, const trace::World& world) {
     const auto* const leaf =
         context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
-    return leaf ? trace::to_matrix(leaf->tf.local_to_global) : trace::kIdentity;
+    return leaf != nullptr ? trace::to_matrix(leaf->tf.local_to_global) : trace::kIdentity;
 }
 
 // Calls begin_render and, however the frame ends, end_render, which runs the exit functions of
@@ -127,7 +127,8 @@ Outcome SceneRenderer::aborted_outcome() const {
 miCamera* SceneRenderer::find_camera(const shading::RenderRequest& request) const {
     const auto* const instance =
         m_context.database.find<miInstance>(request.camera_instance, miSCENE_INSTANCE);
-    return instance ? m_context.database.find<miCamera>(instance->item, miSCENE_CAMERA) : nullptr;
+    return instance != nullptr ? m_context.database.find<miCamera>(instance->item, miSCENE_CAMERA)
+                               : nullptr;
 }
 
 bool SceneRenderer::load_textures() {
@@ -181,7 +182,7 @@ Outcome SceneRenderer::render_frame(const shading::RenderRequest& request, image
                                     bool surfaces) {
     miCamera* const camera = find_camera(request);
     auto* const options = m_context.database.find<miOptions>(request.options, miSCENE_OPTIONS);
-    if (!camera || !options) {
+    if (camera == nullptr || options == nullptr) {
         report(Level::error, "render command without a valid camera or options");
         return Outcome::failed;
     }
@@ -224,8 +225,9 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request, image::Fram
 std::vector<image::WriteRequest> SceneRenderer::output_files(miTag camera_instance) const {
     const auto* const instance =
         m_context.database.find<miInstance>(camera_instance, miSCENE_INSTANCE);
-    const scene::Camera* const camera = m_builder.camera(instance ? instance->item : miNULLTAG);
-    if (!camera) return {};
+    const scene::Camera* const camera =
+        m_builder.camera(instance != nullptr ? instance->item : miNULLTAG);
+    if (camera == nullptr) return {};
     return vx::render::output_files(*camera, m_settings, m_context);
 }
 
@@ -259,7 +261,7 @@ bool SceneRenderer::skip_frame(const miCamera& scene_camera,
 
 int SceneRenderer::frame_number(const shading::RenderRequest& request) const {
     const miCamera* const camera = find_camera(request);
-    return camera ? camera->frame : 0;
+    return camera != nullptr ? camera->frame : 0;
 }
 
 bool SceneRenderer::write_files(const image::Frame& frame,
@@ -283,7 +285,8 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     const std::vector<image::WriteRequest> files = output_files(request.camera_instance);
     const miCamera* const camera = find_camera(request);
     if (!can_write(camera, files)) return Outcome::failed;
-    if (m_settings.skip_existing && camera && skip_frame(*camera, files)) return Outcome::skipped;
+    if (m_settings.skip_existing && camera != nullptr && skip_frame(*camera, files))
+        return Outcome::skipped;
     if (files.empty())
         report(Level::warning, "the camera has no output files; the image is not saved");
 
@@ -293,7 +296,8 @@ Outcome SceneRenderer::render(const shading::RenderRequest& request) {
     // A frame that is complete is written even if shaders failed.
     if (outcome == Outcome::interrupted || frame.width() == 0) return outcome;
     const scene::Options* const options = m_builder.options(request.options);
-    return write_files(frame, files, options ? options->gamma : 1.0f) ? outcome : Outcome::failed;
+    return write_files(frame, files, options != nullptr ? options->gamma : 1.0f) ? outcome
+                                                                                 : Outcome::failed;
 }
 
 } // namespace vx::render

@@ -164,7 +164,7 @@ void TileSampler::fine_tile(Tile& tile, const std::vector<char>* wanted) const {
     const Rect& rect = tile.rect();
     const Cells own{rect.x0, rect.y0, rect.x1, rect.y1};
     const auto is_wanted = [&](int x, int y) {
-        return !wanted || (own.contains(x, y) && (*wanted)[own.index(x, y)] != 0);
+        return wanted == nullptr || (own.contains(x, y) && (*wanted)[own.index(x, y)] != 0);
     };
 
     // The first samples of the tile and of a border of one pixel around it.
@@ -214,7 +214,7 @@ void TileSampler::uniform_tile(Tile& tile, const std::vector<char>* wanted) cons
     Samples samples;
     for (int y = rect.y0; y < rect.y1; ++y)
         for (int x = rect.x0; x < rect.x1; ++x) {
-            if (wanted && (*wanted)[own.index(x, y)] == 0) continue;
+            if (wanted != nullptr && (*wanted)[own.index(x, y)] == 0) continue;
             if (m_pixel_level == 0) {
                 tile.add(take(pixel_request(x, y, 0, 0, 0)), 1.0f);
                 continue;

@@ -52,7 +52,7 @@ bool Diagnostics::warning_once(std::string_view kind, Location where, std::strin
 }
 
 void Diagnostics::omit(Omission kind, std::string_view name) {
-    if (m_omissions) m_omissions->add(kind, name);
+    if (m_omissions != nullptr) m_omissions->add(kind, name);
 }
 
 void Diagnostics::skip(std::string_view kind, Location where, std::string text) {

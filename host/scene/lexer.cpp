@@ -177,7 +177,7 @@ int Lexer::skip() {
             break;
         case '#': {
             const void* const found = std::memchr(m_p, '\n', remaining());
-            m_p = found ? static_cast<const char*>(found) : m_end;
+            m_p = found != nullptr ? static_cast<const char*>(found) : m_end;
             break;
         }
         case '\0':
@@ -324,7 +324,7 @@ Token Lexer::next() {
     ++m_p;
     if (byte == '`') {
         token.kind = TokenKind::backquote;
-    } else if (c > 0 && std::strchr("()[]{},=%", c)) {
+    } else if (c > 0 && std::strchr("()[]{},=%", c) != nullptr) {
         token.kind = TokenKind::mark;
     } else {
         constexpr int kFirstPrintable = 0x20, kDelete = 0x7f;

@@ -46,7 +46,7 @@ std::string folder_of(const std::string& path) {
 
 std::string_view Lexer::rest_of_line() {
     const void* const found = std::memchr(m_p, '\n', remaining());
-    const char* const last = found ? static_cast<const char*>(found) : m_end;
+    const char* const last = found != nullptr ? static_cast<const char*>(found) : m_end;
     const std::string_view line(m_p, static_cast<std::size_t>(last - m_p));
     m_p = last;
     return line;

@@ -63,7 +63,7 @@ void parse_motion(Context& c, Instance& instance) {
 void parse_material_name(Context& c, Instance& instance) {
     const Location where = c.cursor.where();
     std::string name = c.used(c.cursor.name("the name of a material"));
-    if (!c.names.find_as<Material>(name))
+    if (c.names.find_as<Material>(name) == nullptr)
         c.diagnostics.error(where, Names::no_element<Material>(name));
     else
         instance.materials.push_back(std::move(name));
@@ -199,8 +199,8 @@ void parse_item(Context& c, Instance& instance, Seen& seen) {
 }
 
 bool can_be_placed(const Names::Content& content) {
-    return Names::as<Camera>(content) || Names::as<Light>(content) || Names::as<Object>(content) ||
-           Names::as<InstanceGroup>(content);
+    return Names::as<Camera>(content) != nullptr || Names::as<Light>(content) != nullptr ||
+           Names::as<Object>(content) != nullptr || Names::as<InstanceGroup>(content) != nullptr;
 }
 
 // The item of the instance, between its name and its properties. An unquoted word is an item name
@@ -228,11 +228,12 @@ void parse_placed(Context& c, Instance& instance, bool& good) {
     }
     std::string name = c.used(cursor.name("a name"));
     const Names::Content* const content = c.names.find(name);
-    if (!content || !can_be_placed(*content)) {
+    if (content == nullptr || !can_be_placed(*content)) {
         const std::string problem =
-            content ? Names::quote(name) + " is " + Names::kind_of(*content) +
-                          ", which cannot be instanced"
-                    : "there is no camera, light, object or instgroup " + Names::quote(name);
+            content != nullptr
+                ? Names::quote(name) + " is " + Names::kind_of(*content) +
+                      ", which cannot be instanced"
+                : "there is no camera, light, object or instgroup " + Names::quote(name);
         c.diagnostics.error(where, problem);
         good = false;
         return;
@@ -246,7 +247,7 @@ void parse_member(Context& c, InstanceGroup& group, bool& replaced) {
     replaced = true;
     const Location where = c.cursor.where();
     std::string name = c.used(c.cursor.name("the name of an instance or 'end instgroup'"));
-    if (c.names.find_as<Instance>(name))
+    if (c.names.find_as<Instance>(name) != nullptr)
         group.members.push_back(std::move(name));
     else
         c.diagnostics.error(where, Names::no_element<Instance>(name));

@@ -166,7 +166,7 @@ void parse_data(Context& c, bool incremental) {
     c.cursor.advance();
     const DefinedName name = parse_defined_name(c, "data");
     try {
-        if (c.names.find_as<Skipped>(name.name)) c.names.erase(name.name);
+        if (c.names.find_as<Skipped>(name.name) != nullptr) c.names.erase(name.name);
         auto data = c.names.start<UserData>(name.name, name.where, incremental);
         bool known = true;
         parse_data_body(c, data, known);

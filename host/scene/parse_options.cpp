@@ -238,7 +238,7 @@ void parse_string_option(Context& c, std::map<std::string, OptionValue, std::les
     } else {
         cursor.fail("a value of the string option: 'on', 'off', a string or numbers");
     }
-    if (strings) strings->insert_or_assign(std::move(name), std::move(value));
+    if (strings != nullptr) strings->insert_or_assign(std::move(name), std::move(value));
 }
 
 void skip_attribute(Context& c) {
@@ -261,8 +261,9 @@ void parse_data_item(Context& c, std::vector<std::string>& list, bool& seen) {
     const Location where = cursor.where();
     std::string name = c.used(cursor.name("the name of user data, or 'null'"));
     // Data of an undeclared type was ignored with a warning.
-    if (c.names.find_as<Skipped>(name)) return;
-    if (!c.names.find_as<UserData>(name)) cursor.fail_at(where, Names::no_element<UserData>(name));
+    if (c.names.find_as<Skipped>(name) != nullptr) return;
+    if (c.names.find_as<UserData>(name) == nullptr)
+        cursor.fail_at(where, Names::no_element<UserData>(name));
     list.push_back(std::move(name));
 }
 

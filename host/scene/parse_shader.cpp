@@ -153,7 +153,7 @@ void merge_call(ShaderList& present, ShaderList& changed) {
     if (present.size() != 1 || changed.size() != 1) return;
     const auto* const before = std::get_if<ShaderCall>(&present.front());
     auto* const after = std::get_if<ShaderCall>(&changed.front());
-    if (!before || !after || before->declaration != after->declaration) return;
+    if (before == nullptr || after == nullptr || before->declaration != after->declaration) return;
     std::vector<Parameter> merged = before->parameters;
     merged.insert(merged.end(), std::make_move_iterator(after->parameters.begin()),
                   std::make_move_iterator(after->parameters.end()));
@@ -221,9 +221,9 @@ Shader parse_shader(Context& c) {
     }
     reference.name = c.used(cursor.name("the name of a shader"));
     // The receiver uses a stand-in, as for other calls of undeclared shaders.
-    if (!c.names.find(reference.name) && !c.declarations.contains(reference.name))
+    if (c.names.find(reference.name) == nullptr && !c.declarations.contains(reference.name))
         return ShaderCall{reference.name, {}, reference.where};
-    if (!c.names.find_as<NamedShader>(reference.name))
+    if (c.names.find_as<NamedShader>(reference.name) == nullptr)
         cursor.fail_at(reference.where, Names::no_element<NamedShader>(reference.name));
     return reference;
 }

@@ -153,7 +153,7 @@ std::string parse_camera_instance(Context& c) {
     const Location where = c.cursor.where();
     std::string name = parse_reference<Instance>(c, "the name of a camera instance");
     const auto* const instance = c.names.find_as<Instance>(name);
-    if (instance && !c.names.find_as<Camera>(instance->item))
+    if (instance != nullptr && c.names.find_as<Camera>(instance->item) == nullptr)
         c.diagnostics.error(where,
                             "instance " + Names::quote(name) + " is not an instance of a camera");
     return name;

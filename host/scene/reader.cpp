@@ -14,7 +14,7 @@ std::string Context::defined(const std::string& name) const {
 std::string Context::used(std::string name) const {
     if (name.starts_with("::")) return name.substr(2);
     for (auto space = spaces.rbegin(); space != spaces.rend(); ++space)
-        if (names.find(*space + name)) return *space + name;
+        if (names.find(*space + name) != nullptr) return *space + name;
     return name;
 }
 

@@ -28,7 +28,7 @@ struct ReaderSettings {
     const std::atomic<bool>* interrupt = nullptr;
 
     [[nodiscard]] bool interrupted() const {
-        return interrupt && interrupt->load(std::memory_order_relaxed);
+        return interrupt != nullptr && interrupt->load(std::memory_order_relaxed);
     }
 };
 

@@ -41,7 +41,7 @@ std::string reason(int number) {
 bool Source::reserve(std::size_t capacity) {
     if (capacity <= m_capacity) return true;
     void* const grown = std::realloc(m_bytes.get(), capacity + kPadding);
-    if (!grown) return false;
+    if (grown == nullptr) return false;
     (void)m_bytes.release();
     m_bytes.reset(static_cast<char*>(grown));
     m_capacity = capacity;

@@ -100,7 +100,7 @@ std::size_t closing_brace(std::string_view text, std::size_t open) {
 
 std::string environment(const std::string& name) {
     const char* const value = std::getenv(name.c_str()); // NOLINT(concurrency-mt-unsafe)
-    return value ? value : "";
+    return value != nullptr ? value : "";
 }
 
 } // namespace
@@ -147,7 +147,8 @@ bool substitute_into(const Substitution& names, std::string& result, std::string
         const std::string_view inside = text.substr(open + 1, close - open - 1);
         if (dollar && inside.starts_with('?')) {
             const std::string name(inside.substr(1));
-            if (std::getenv(name.c_str())) result += '1'; // NOLINT(concurrency-mt-unsafe)
+            if (std::getenv(name.c_str()) != nullptr)
+                result += '1'; // NOLINT(concurrency-mt-unsafe)
         } else if (dollar) {
             result += environment(std::string(inside));
         } else if (inside.starts_with('$')) {
@@ -185,7 +186,7 @@ std::string Substitution::substitute(std::string_view text) const {
 std::string Substitution::path(std::string_view text) const {
     const std::string plain = substitute(text);
     const char* const rules = std::getenv("MI_RAY_SUBSTITUTE"); // NOLINT(concurrency-mt-unsafe)
-    return apply_path_rules(rules ? std::string_view(rules) : kBuiltInRules, plain);
+    return apply_path_rules(rules != nullptr ? std::string_view(rules) : kBuiltInRules, plain);
 }
 
 std::string apply_path_rules(std::string_view rules, std::string_view text) {

@@ -23,7 +23,7 @@ VX_SHADER(mib_texture_lookup2, miColor, TextureLookup2Parameters) {
     const miScalar given = *mi_eval_scalar(&parameters->factor);
     const miScalar factor = given == 0 ? 1 : given;
     *result = {0, 0, 0, 0};
-    if (texture == miNULLTAG || !state->tex_list) return miTRUE;
+    if (texture == miNULLTAG || state->tex_list == nullptr) return miTRUE;
     const miVector t = state->tex_list[0];
     miVector coord = {fraction(t.x * factor), fraction(t.y * factor), fraction(t.z * factor)};
     if (!mi_lookup_color_texture(result, state, texture, &coord)) *result = {0, 0, 0, 0};

@@ -39,7 +39,7 @@ bool texture_space(miState* state, int space, int vertex, miVector* v) {
         *v = *c;
         return true;
     default:
-        if (!state->tex_list) return false;
+        if (state->tex_list == nullptr) return false;
         *v = state->tex_list[space];
         return true;
     }
@@ -87,7 +87,7 @@ bool select_vector(miState* state, int select, int space, int vertex, miVector* 
     if (select >= 0) return texture_space(state, select, vertex, v);
     if (select <= kFirstDerivative && select >= kLastDerivative) {
         const miVector* const derivative = state->derivs[kFirstDerivative - select];
-        if (!derivative) return false;
+        if (derivative == nullptr) return false;
         *v = *derivative;
         vector_in_space(state, space, v, false);
         return true;

@@ -27,7 +27,7 @@ std::uint32_t placement_of(const RTCHit& hit) {
 
 bool accepted(const IntersectContext& context, const RTCRay& ray, const RTCHit& hit) {
     const std::uint32_t placement = placement_of(hit);
-    if (context.ignore && context.ignore->placement == placement &&
+    if (context.ignore != nullptr && context.ignore->placement == placement &&
         context.ignore->triangle == hit.primID)
         return false;
     if (context.faces) {
@@ -51,7 +51,7 @@ void filter(const RTCFilterFunctionNArguments* args) {
         args->valid[0] = 0;
         return;
     }
-    if (context.all) {
+    if (context.all != nullptr) {
         context.all->push_back({{placement_of(hit), hit.primID}, ray.tfar, hit.u, hit.v});
         // Embree goes on to the next surface after each one that is rejected.
         if (context.all->size() < context.limit) args->valid[0] = 0;
@@ -69,13 +69,13 @@ class Accel::Impl {
   public:
     explicit Impl(const std::string& config) {
         device = rtcNewDevice(config.empty() ? nullptr : config.c_str());
-        if (!device) throw std::runtime_error("the ray tracer cannot start");
+        if (device == nullptr) throw std::runtime_error("the ray tracer cannot start");
         top = new_scene();
     }
     ~Impl() {
         top.reset();
         shared.clear();
-        if (device) rtcReleaseDevice(device);
+        if (device != nullptr) rtcReleaseDevice(device);
     }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
@@ -107,14 +107,14 @@ class Accel::Impl {
         auto* const indices = static_cast<std::uint32_t*>(rtcSetNewGeometryBuffer(
             geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(std::uint32_t),
             std::max<std::size_t>(1, mesh.triangles.size())));
-        if (!vertices || !indices) {
+        if (vertices == nullptr || indices == nullptr) {
             rtcReleaseGeometry(geometry);
             check("mesh");
             throw std::runtime_error("the ray tracer fails (mesh): out of memory");
         }
         for (std::size_t i = 0; i < mesh.positions.size(); ++i) {
             miVector p = to_vector(mesh.positions[i]);
-            if (to_world) p = point(*to_world, p);
+            if (to_world != nullptr) p = point(*to_world, p);
             vertices[3 * i] = p.x;
             vertices[3 * i + 1] = p.y;
             vertices[3 * i + 2] = p.z;
@@ -203,7 +203,7 @@ IntersectContext make_context(const Ray& ray, const std::vector<Placement>& plac
     context.placements = &placements;
     context.ignore = ray.ignore;
     context.faces = faces;
-    if (ray.ignore || faces) context.base.filter = filter;
+    if (ray.ignore != nullptr || faces) context.base.filter = filter;
     return context;
 }
 

@@ -22,7 +22,7 @@ bool intersect_once(TracedFrame& frame, const Ray& ray, Hit& hit, const SurfaceG
     surface = nullptr;
     const Accel& accel = frame.world().accel();
     const ProbedRay& probed = frame.arena().probed;
-    if (probed.known && !ray.ignore && same_bits(probed.direction, ray.direction) &&
+    if (probed.known && ray.ignore == nullptr && same_bits(probed.direction, ray.direction) &&
         same_bits(probed.origin, ray.origin)) {
         if (!probed.met) return false;
         if ((accel.placement(probed.hit.primitive.placement).mask & ray.mask) != 0) {
@@ -46,7 +46,7 @@ bool allowed(const TracedFrame& frame, const miState& state, Bounce kind) {
                   : state.refraction_level >= options.refraction_depth))
         return false;
     const ObjectLeaf* const from = frame.world().find_object(state.instance);
-    if (!from) return true;
+    if (from == nullptr) return true;
     const unsigned char flags = reflects                     ? from->reflection
                                 : kind == Bounce::refraction ? from->refraction
                                                              : from->transparency;
@@ -59,7 +59,7 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
     frame.context().check_aborted();
     if (!allowed(frame, *state, kind)) {
         // No ray is sent: the child stays what it was.
-        if (!state->child)
+        if (state->child == nullptr)
             if (RayState* const ray = child_state(frame, state)) clear_hit(ray->state);
         return false;
     }
@@ -78,7 +78,7 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
     const SurfaceGeometry* known = nullptr;
     const bool met = intersect_once(frame, query, hit, known);
     RayState* const ray = met ? child_state_at_surface(frame, state) : child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     c.type = reflects                     ? miRAY_REFLECT
              : kind == Bounce::refraction ? miRAY_REFRACT
@@ -100,8 +100,8 @@ bool bounce(TracedFrame& frame, miColor* result, miState* state, const miVector&
         clear_hit(c);
         return lit;
     }
-    const miMaterial* const material =
-        known ? enter_surface(frame, hit, *known, *ray) : enter_surface(frame, hit, true, *ray);
+    const miMaterial* const material = known != nullptr ? enter_surface(frame, hit, *known, *ray)
+                                                        : enter_surface(frame, hit, true, *ray);
     return shade(frame, result, *ray, material);
 }
 
@@ -126,7 +126,7 @@ bool trace_environment(TracedFrame& frame, miColor* result, miState* state,
     *result = {};
     const miVector dir = normalized(direction);
     RayState* const ray = child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     c.type = miRAY_ENVIRONMENT;
     c.org = state->point;
@@ -157,7 +157,7 @@ bool trace_probe(TracedFrame& frame, miState* state, const miVector& direction,
     if (probed.met) measure_surface(frame.world(), probed.hit, start, dir, true, probed.surface);
     RayState* const ray =
         probed.met ? child_state_at_surface(frame, state) : child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     c.type = miRAY_PROBE;
     c.scanline = miFALSE;

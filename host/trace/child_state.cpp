@@ -43,7 +43,7 @@ void attach_untraced(TracedFrame& frame, miState* parent) {
 
 RayState* take(TracedFrame& frame, miState* parent) {
     RayState* const ray = frame.arena().take(parent);
-    if (!ray) attach_untraced(frame, parent);
+    if (ray == nullptr) attach_untraced(frame, parent);
     return ray;
 }
 
@@ -52,7 +52,7 @@ RayState* take(TracedFrame& frame, miState* parent) {
 RayState* child_state(TracedFrame& frame, miState* parent) {
     frame.context().check_aborted();
     RayState* const ray = take(frame, parent);
-    if (!ray) return nullptr;
+    if (ray == nullptr) return nullptr;
     ray->state = *parent;
     attach(ray->state, parent);
     return ray;
@@ -60,7 +60,7 @@ RayState* child_state(TracedFrame& frame, miState* parent) {
 
 RayState* child_state_at_surface(TracedFrame& frame, miState* parent) {
     RayState* const ray = take(frame, parent);
-    if (!ray) return nullptr;
+    if (ray == nullptr) return nullptr;
     copy_except_surface(ray->state, *parent);
     attach(ray->state, parent);
     return ray;

@@ -43,7 +43,7 @@ bool shoot_eye(TracedFrame& frame, miColor* result, RayState& ray, bool& hit) {
 // Traces the eye ray behind the last lens shader, whose state is `state`.
 bool cast_eye(TracedFrame& frame, miColor* result, miState* state) {
     RayState* const ray = child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     c.type = miRAY_EYE;
     const shading::StateScope scope(frame.context().thread(), c);
@@ -62,7 +62,7 @@ EyeResult send_eye_ray(TracedFrame& frame, const EyeRay& ray) {
     ThreadArena& memory = frame.arena();
     memory.begin_eye_ray(ray.key);
     RayState* const first = memory.take(nullptr);
-    if (!first) return {};
+    if (first == nullptr) return {};
     shading::ThreadContext& thread = frame.context().thread();
     miState& state = first->state;
     state = frame.state();
@@ -100,11 +100,11 @@ bool trace_eye(TracedFrame& frame, miColor* result, miState* state, const miVect
     state->dir = dir;
     *result = {};
     const ThreadArena::BehindLens behind(frame.arena());
-    const miTag next = state->shader ? state->shader->next_function : miNULLTAG;
+    const miTag next = state->shader != nullptr ? state->shader->next_function : miNULLTAG;
     if (next == miNULLTAG) return cast_eye(frame, result, state);
 
     RayState* const ray = child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     const shading::StateScope scope(frame.context().thread(), c);
     const ThreadArena::Running running(frame.arena(), ray);

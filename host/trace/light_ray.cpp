@@ -18,14 +18,14 @@ bool trace_leaf(TracedFrame& frame, miColor* result, miVector* dir, miScalar* do
     const miVector to_light = -from_light;
     const bool has_normal = dot(state->normal, state->normal) > 0.0f;
     const float cosine = dot(state->normal, to_light);
-    if (dir) *dir = to_light;
-    if (dot_nl) *dot_nl = std::max(0.0f, cosine);
+    if (dir != nullptr) *dir = to_light;
+    if (dot_nl != nullptr) *dot_nl = std::max(0.0f, cosine);
     // A light behind the surface contributes nothing, so its shader does not run.
     if (has_normal && !(cosine > 0.0f)) return false;
 
     const SurfacePoint* const surface = static_cast<const SurfacePoint*>(state->cache);
     RayState* const ray = child_state(frame, state);
-    if (!ray) return false;
+    if (ray == nullptr) return false;
     miState& c = ray->state;
     c.type = miRAY_LIGHT;
     c.scanline = miFALSE;
@@ -56,17 +56,17 @@ bool trace_leaf(TracedFrame& frame, miColor* result, miVector* dir, miScalar* do
 bool trace_light(TracedFrame& frame, miColor* result, miVector* dir, miScalar* dot_nl,
                  miState* state, miTag light) {
     *result = {};
-    if (dot_nl) *dot_nl = 0.0f;
+    if (dot_nl != nullptr) *dot_nl = 0.0f;
     const World& world = frame.world();
     const std::vector<miTag>& leaves = world.light_leaves(light);
     const LightLeaf* const leaf = leaves.empty() ? nullptr : world.find_light(leaves.front());
-    return leaf && trace_leaf(frame, result, dir, dot_nl, state, *leaf);
+    return leaf != nullptr && trace_leaf(frame, result, dir, dot_nl, state, *leaf);
 }
 
 bool sample_light(TracedFrame& frame, miColor* result, miVector* dir, miScalar* dot_nl,
                   miState* state, miTag light, int* samples) {
     *result = {};
-    if (dot_nl) *dot_nl = 0.0f;
+    if (dot_nl != nullptr) *dot_nl = 0.0f;
     const std::vector<miTag>& leaves = frame.world().light_leaves(light);
     const auto number = static_cast<std::size_t>(std::max(0, *samples));
     if (number >= leaves.size()) return false;

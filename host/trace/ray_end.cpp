@@ -21,7 +21,7 @@ const miMaterial* enter_surface(TracedFrame& frame, const Hit& hit, const Surfac
     state.shader = frame.context().functions.no_shader();
     const db::Database& database = frame.context().database;
     const auto* const material = database.find<miMaterial>(state.material, miSCENE_MATERIAL);
-    if (!material) return nullptr;
+    if (material == nullptr) return nullptr;
     if (auto* const shader = database.find<miFunction>(material->shader, miSCENE_FUNCTION))
         state.shader = shader;
     state.refraction_volume = material->volume;
@@ -37,7 +37,7 @@ const miMaterial* enter_surface(TracedFrame& frame, const Hit& hit, bool face_ra
 
 bool shade(TracedFrame& frame, miColor* result, RayState& ray, const miMaterial* material) {
     bool lit = false;
-    if (material && material->shader != miNULLTAG)
+    if (material != nullptr && material->shader != miNULLTAG)
         lit = shading::call_list(frame.context(), material->shader, result, &ray.state,
                                  miSHADER_MATERIAL);
     run_volume(frame, result, ray);

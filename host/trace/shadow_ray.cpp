@@ -23,7 +23,7 @@ bool black(const miColor& c) {
 bool run_shadow_shader(TracedFrame& frame, miColor* result, miState* light_state, const Hit& hit,
                        float length) {
     RayState* const ray = child_state(frame, light_state);
-    if (!ray) {
+    if (ray == nullptr) {
         *result = {};
         return false;
     }
@@ -31,7 +31,7 @@ bool run_shadow_shader(TracedFrame& frame, miColor* result, miState* light_state
     c.type = miRAY_SHADOW;
     const miMaterial* const material = enter_surface(frame, hit, false, *ray);
     c.dist = static_cast<double>(std::max(0.0f, length - hit.distance));
-    if (!material || material->shadow == miNULLTAG) {
+    if (material == nullptr || material->shadow == miNULLTAG) {
         *result = {};
         return false;
     }
@@ -104,7 +104,7 @@ bool trace_shadow(TracedFrame& frame, miColor* result, miState* state) {
 
 bool trace_shadow_segment(TracedFrame& frame, miColor* result, miState* state) {
     ThreadArena::Occluders* const found = frame.arena().occluders;
-    if (!found || found->next >= found->hits.size()) return true;
+    if (found == nullptr || found->next >= found->hits.size()) return true;
     const Hit hit = found->hits[found->next++];
     return run_shadow_shader(frame, result, state, hit, found->length);
 }

@@ -193,7 +193,7 @@ void fill_surface(const World& world, const Hit& hit, const SurfaceGeometry& sur
     state.tex_list = interpolated(mesh.textures, ray.textures);
     state.bump_x_list = interpolated(mesh.bump_x, ray.bump_x);
     state.bump_y_list = interpolated(mesh.bump_y, ray.bump_y);
-    state.tex = state.tex_list ? *state.tex_list : miVector{};
+    state.tex = state.tex_list != nullptr ? *state.tex_list : miVector{};
     state.motion = miVector{};
     if (!mesh.motion.empty() && !mesh.motion.front().empty())
         state.motion = direction(
@@ -209,7 +209,7 @@ Ray ray_from(const miState& state, const miVector& origin, const miVector& direc
     ray.direction = direction;
     ray.mask = mask;
     const auto* const surface = static_cast<const SurfacePoint*>(state.cache);
-    if (!surface || !same(surface->point, origin)) return ray;
+    if (surface == nullptr || !same(surface->point, origin)) return ray;
     ignored = surface->primitive;
     ray.ignore = &ignored;
     const float side = dot(surface->normal_geom, direction) < 0.0f ? -1.0f : 1.0f;

@@ -38,7 +38,7 @@ class ThreadArena {
     // Memory for a child of `parent` (null: the first state), or null if calls nest too deep.
     RayState* take(const miState* parent) {
         std::size_t at = m_active;
-        if (parent) {
+        if (parent != nullptr) {
             const std::size_t own = index_of(parent);
             if (own != kNone && own + 1 > at) at = own + 1;
         }

@@ -11,7 +11,8 @@ TracedFrame::TracedFrame(shading::Context& context, const World& world, miCamera
       m_textures(textures) {
     const auto* const instance =
         context.database.find<miInstance>(world.camera_instance(), miSCENE_INSTANCE);
-    const Matrix to_world = instance ? to_matrix(instance->tf.local_to_global) : kIdentity;
+    const Matrix to_world =
+        instance != nullptr ? to_matrix(instance->tf.local_to_global) : kIdentity;
     m_camera_origin = point(to_world, {0.0f, 0.0f, 0.0f});
     m_camera_forward = normalized(direction(to_world, {0.0f, 0.0f, -1.0f}));
     m_state.version = 2;

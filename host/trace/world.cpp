@@ -45,7 +45,7 @@ unsigned char resolve_bits(unsigned char inherited, unsigned char object) {
 
 std::vector<miTag> tags_of(const db::Database& database, miTag list) {
     const auto* const tags = database.find<miTag>(list, miSCENE_TAGS);
-    if (!tags) return {};
+    if (tags == nullptr) return {};
     return {tags, tags + database.size(list) / sizeof(miTag)};
 }
 
@@ -96,7 +96,7 @@ World::World(shading::Context& context, const shading::RenderRequest& request,
         }
         const auto* const options =
             m_context.database.find<miOptions>(request.options, miSCENE_OPTIONS);
-        const int options_face = options ? options->face : miFACE_BOTH;
+        const int options_face = options != nullptr ? options->face : miFACE_BOTH;
         std::vector<Placement> placements;
         placements.reserve(m_objects.size());
         for (std::size_t i = 0; i < m_objects.size(); ++i) {
@@ -150,7 +150,7 @@ void World::visit_instance(miTag tag, const Inherited& above, int depth) {
             fmt::format("instance \"{}\" contains itself, or groups nest deeper than {}",
                         m_context.database.name(tag), kMaxGraphDepth));
     const auto* const instance = m_context.database.find<miInstance>(tag, miSCENE_INSTANCE);
-    if (!instance || instance->off) return;
+    if (instance == nullptr || instance->off) return;
 
     if (++m_visits > kMaxVisits) too_large(fmt::format("{} instances and groups", kMaxVisits));
     Inherited here = above;
@@ -263,7 +263,7 @@ miTag World::new_leaf(miTag item, const Inherited& reach) {
 void World::add_object(miTag item, const Inherited& reach) {
     const auto* const object =
         m_context.database.find<shading::ObjectElement>(item, miSCENE_OBJECT);
-    if (!object || !object->description.mesh) return;
+    if (object == nullptr || !object->description.mesh) return;
     ObjectLeaf leaf;
     leaf.instance = new_leaf(item, reach);
     leaf.record = static_cast<const miInstance*>(m_context.database.find(leaf.instance));
@@ -331,7 +331,7 @@ void World::check_materials(const ObjectLeaf& leaf) {
 
 void World::add_light(miTag item, const Inherited& reach, const std::vector<miTag>& path) {
     const auto* const light = m_context.database.find<miLight>(item, miSCENE_LIGHT);
-    if (!light) return;
+    if (light == nullptr) return;
     LightLeaf leaf;
     leaf.instance = new_leaf(item, reach);
     leaf.light = light;

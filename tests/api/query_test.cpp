@@ -39,7 +39,7 @@ TEST_F(ApiQuery, ARunningShaderCanQueryAllOfItsProperties) {
     EXPECT_NE(q.next, 0u);
     EXPECT_EQ(q.parameters, f.record->parameters);
     EXPECT_EQ(q.parameter_size, 16);
-    EXPECT_THAT(q.date, testing::MatchesRegex("[0-3][0-9] [A-Z][a-z]+ 20[0-9][0-9]"));
+    EXPECT_THAT(q.date, ::testing::MatchesRegex("[0-3][0-9] [A-Z][a-z]+ 20[0-9][0-9]"));
     EXPECT_EQ(q.final_gather, 0);
     EXPECT_EQ(q.moving, 0);
     ASSERT_EQ(q.light_count, 2);

@@ -123,9 +123,9 @@ std::vector<std::string> tokens_of(const std::string& text) {
         if (text[i] == '#') {
             while (i < text.size() && text[i] != '\n')
                 ++i;
-        } else if (std::strchr(" \t\r\n", text[i])) {
+        } else if (std::strchr(" \t\r\n", text[i]) != nullptr) {
             ++i;
-        } else if (std::strchr("(){},", text[i])) {
+        } else if (std::strchr("(){},", text[i]) != nullptr) {
             tokens.emplace_back(1, text[i++]);
         } else if (text[i] == '"') {
             std::string value = "\"";
@@ -143,7 +143,7 @@ std::vector<std::string> tokens_of(const std::string& text) {
             tokens.push_back(value);
         } else {
             std::string value;
-            while (i < text.size() && !std::strchr(" \t\r\n(){},\"#", text[i]))
+            while (i < text.size() && std::strchr(" \t\r\n(){},\"#", text[i]) == nullptr)
                 value += text[i++];
             tokens.push_back(value);
         }

@@ -44,7 +44,7 @@ Frame render(const SamplingSettings& s, const std::function<float(float, float)>
              std::atomic<int>* rays = nullptr) {
     SamplingCalls calls;
     calls.eye = [&](const EyeRequest& r) {
-        if (rays) ++*rays;
+        if (rays != nullptr) ++*rays;
         return shaded(r, scene(r.x, r.y));
     };
     bool complete = false;

@@ -107,7 +107,7 @@ void expect_same(const Recorder& a, const Recorder& b) {
             EXPECT_EQ(x[i].name, y[i].name);
             const auto* const p = std::get_if<std::vector<Number>>(&x[i].value.content);
             const auto* const q = std::get_if<std::vector<Number>>(&y[i].value.content);
-            if (!p || !q) {
+            if (p == nullptr || q == nullptr) {
                 EXPECT_TRUE(x[i].value == y[i].value) << name << ' ' << x[i].name;
                 continue;
             }

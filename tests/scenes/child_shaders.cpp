@@ -50,10 +50,10 @@ DLLEXPORT miBoolean t_child(miColor* result, miState* state, Child* p) {
     const miVector forward = state->dir;
     if (p->before) trace(&color, state, p->call, forward);
     test_child_was_null = state->child == nullptr;
-    if (state->child) test_child_before = *state->child;
+    if (state->child != nullptr) test_child_before = *state->child;
     trace(&color, state, p->call, p->direction);
     test_child_is_null = state->child == nullptr;
-    if (state->child) test_child = *state->child;
+    if (state->child != nullptr) test_child = *state->child;
     return miTRUE;
 }
 
@@ -84,14 +84,14 @@ DLLEXPORT miBoolean t_mirrors(miColor* result, miState* state, void*) {
     miVector dir;
     mi_reflection_dir(&dir, state);
     mi_trace_reflection(result, state, &dir);
-    if (!state->child) {
+    if (state->child == nullptr) {
         ++test_null_children;
     } else if (state->child->dist == 0.0) {
         ++test_missed_children;
         test_child = *state->child;
         // A ray of such a child is not traced either.
         mi_trace_reflection(result, state->child, &dir);
-        if (!state->child || !state->child->child) ++test_null_children;
+        if (state->child == nullptr || state->child->child == nullptr) ++test_null_children;
     }
     return miTRUE;
 }

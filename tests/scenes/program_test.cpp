@@ -421,7 +421,7 @@ TEST_F(Program, InterruptKeepsFinishedPicturesAndReportsTheRest) {
     ASSERT_GE(child, 0);
     if (child == 0) {
         (void)!chdir(folder.c_str());
-        (void)!freopen("err.txt", "w", stderr);
+        (void)freopen("err.txt", "w", stderr);
         execl(VX_RENDER_PROGRAM, VX_RENDER_PROGRAM, "-threads", "2", "s.mi", nullptr);
         _exit(99);
     }

@@ -224,7 +224,7 @@ struct Texture {
     miTag texture;
 };
 DLLEXPORT miBoolean t_texture(miColor* result, miState* state, Texture* p) {
-    miVector coord = state->tex_list ? state->tex_list[0] : miVector{0, 0, 0};
+    miVector coord = state->tex_list != nullptr ? state->tex_list[0] : miVector{0, 0, 0};
     if (!mi_lookup_color_texture(result, state, p->texture, &coord)) *result = {9, 9, 9, 9};
     return miTRUE;
 }
@@ -266,7 +266,7 @@ DLLEXPORT int t_keep_child_version(void) {
 DLLEXPORT miBoolean t_keep_child(miColor* result, miState* state, void*) {
     miVector dir = state->dir;
     mi_trace_reflection(result, state, &dir);
-    if (state->child) test_state = *state->child;
+    if (state->child != nullptr) test_state = *state->child;
     test_state_parent_null = state->child == nullptr;
     return miTRUE;
 }
@@ -374,8 +374,8 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
             t.child_null = state->child == nullptr;
             t.point_kept =
                 state->point.x == start.x && state->point.y == start.y && state->point.z == start.z;
-            if (state->child) t.dist = state->child->dist;
-            if (!t.hit || !state->child || state->child->dist == 0.0) break;
+            if (state->child != nullptr) t.dist = state->child->dist;
+            if (!t.hit || state->child == nullptr || state->child->dist == 0.0) break;
             const miState* const c = state->child;
             t.point = c->point;
             t.normal = c->normal;
@@ -385,7 +385,7 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
             t.material = c->material;
             t.label = c->label;
             t.shader = c->shader;
-            t.texture = c->tex_list ? c->tex_list[0] : miVector{-1, -1, -1};
+            t.texture = c->tex_list != nullptr ? c->tex_list[0] : miVector{-1, -1, -1};
             const auto* const instance = static_cast<miInstance*>(mi_db_access(c->instance));
             t.material_list = instance->mtl_array_size;
             mi_db_unpin(c->instance);
@@ -401,7 +401,7 @@ DLLEXPORT miBoolean t_probe_lens(miColor* result, miState* state, Mean* p) {
             }
             mi_flush_cache(state);
             t.reflected = mi_trace_reflection(&t.color, state, &shade);
-            if (state->child) t.reflected_point = state->child->point;
+            if (state->child != nullptr) t.reflected_point = state->child->point;
             state->point = {hit.x + 0.005f * dir.x, hit.y + 0.005f * dir.y, hit.z + 0.005f * dir.z};
             mi_flush_cache(state);
         }
