@@ -67,8 +67,7 @@ constexpr Verb kVerbs[] = {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): CLI11 throws for duplicate options, a programming
-// error
+// NOLINTNEXTLINE(bugprone-exception-escape): CLI11 throws for duplicate options, our mistake
 int main(int argc, char** argv) {
     vx::cache::clean_up_on_signals();
     CLI::App app("vx_cache: inspect, check, convert, edit and view point caches");

@@ -123,7 +123,7 @@ void measure(const Case& c, unsigned wanted, unsigned rounds) {
                 per_query, own / std::max(points, 1.0) * 1e9, best->name.c_str(),
                 best->total() / static_cast<double>(count) * 1e6, ratio,
                 ratio > aim ? "  MISSED" : "");
-    std::fflush(stdout);
+    (void)std::fflush(stdout);
 }
 
 } // namespace
