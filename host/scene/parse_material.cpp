@@ -78,8 +78,6 @@ void parse_texture_body(Context& c, Texture& texture) {
     texture.shaders.insert(texture.shaders.end(), std::make_move_iterator(more.begin()),
                            std::make_move_iterator(more.end()));
     if (texture.shaders.empty()) cursor.fail("a file name, '[' or a shader");
-    c.diagnostics.warning_once("procedural texture", where,
-                               "procedural textures are not supported");
 }
 
 void parse_data_body(Context& c, UserData& data, bool& known) {
