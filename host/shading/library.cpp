@@ -89,11 +89,4 @@ std::vector<std::string> Libraries::loaded() const {
     return paths;
 }
 
-std::string library_directory_of_program() {
-    std::error_code failed;
-    const fs::path program = fs::read_symlink("/proc/self/exe", failed);
-    if (failed) return {};
-    return (program.parent_path().parent_path() / "lib").string();
-}
-
 } // namespace vx::shading

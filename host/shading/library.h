@@ -40,7 +40,4 @@ class Libraries {
     std::vector<Library> m_libraries;
 };
 
-// <directory of the running program>/../lib; empty if it is unknown.
-std::string library_directory_of_program();
-
 } // namespace vx::shading

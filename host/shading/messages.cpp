@@ -1,6 +1,7 @@
 #include "host/shading/messages.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdio>
 #include <string>
@@ -12,12 +13,11 @@ namespace vx::shading {
 
 namespace {
 
-std::size_t level_index(Level level) {
-    return static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(level)));
+std::string_view name_of(Level level) {
+    constexpr std::array<std::string_view, 7> kNames = {"fatal", "error", "warning", "progress",
+                                                        "info",  "debug", "vdebug"};
+    return kNames[static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(level)))];
 }
-
-constexpr std::array<std::string_view, 7> kLevelNames = {"fatal", "error", "warning", "progress",
-                                                         "info",  "debug", "vdebug"};
 
 } // namespace
 
@@ -41,15 +41,13 @@ void Messages::set_level(int n) {
 }
 
 void Messages::write(Level level, std::string_view module, int thread, std::string_view text) {
-    const std::size_t index = level_index(level);
-    m_counts[index].fetch_add(1, std::memory_order_relaxed);
     if (!shows(level)) return;
 
     std::string line;
     line.reserve(module.size() + text.size() + 32);
     line.append(module).append(" 0");
     if (thread >= 0) line.append(".").append(std::to_string(thread));
-    line.append(" ").append(kLevelNames[index]).append(": ");
+    line.append(" ").append(name_of(level)).append(": ");
     while (!text.empty() && text.back() == '\n')
         text.remove_suffix(1);
     std::string one_line(text);
@@ -65,10 +63,6 @@ void Messages::write(Level level, std::string_view module, int thread, std::stri
     line.push_back('\n');
     (void)std::fwrite(line.data(), 1, line.size(), stderr);
     (void)std::fflush(stderr);
-}
-
-std::uint64_t Messages::count(Level level) const {
-    return m_counts[level_index(level)].load(std::memory_order_relaxed);
 }
 
 } // namespace vx::shading

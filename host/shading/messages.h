@@ -6,9 +6,7 @@
 // Lines from different threads are not mixed.
 #pragma once
 
-#include <array>
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string_view>
@@ -48,13 +46,10 @@ class Messages {
     [[nodiscard]] bool shows(Level level) const { return (bits() & static_cast<int>(level)) != 0; }
     // If `thread` is negative, the line has no thread number.
     void write(Level level, std::string_view module, int thread, std::string_view text);
-    // Number of messages of a level so far, shown or not.
-    [[nodiscard]] std::uint64_t count(Level level) const;
 
   private:
     std::atomic<int> m_bits{miERR_DEFAULT};
     std::atomic<bool> m_fixed{false};
-    std::array<std::atomic<std::uint64_t>, 7> m_counts{};
     std::mutex m_mutex;
     Sink m_sink;
 };

@@ -87,7 +87,3 @@ TEST_F(LibraryTest, InvalidLibraryIsRefusedWithTheReason) {
 TEST_F(LibraryTest, SystemLibrariesAreNotSearched) {
     EXPECT_NE(libraries.load("libm.so.6"), "");
 }
-
-TEST_F(LibraryTest, ProgramsLibraryDirectoryIsBesideItsOwn) {
-    EXPECT_EQ(fs::path(vx::shading::library_directory_of_program()).filename(), "lib");
-}

@@ -51,15 +51,12 @@ TEST(Messages, VerbosityNumbersAddOneClassEach) {
     EXPECT_EQ(verbosity_bits(-1), miERR_NONE);
 }
 
-TEST(Messages, OnlyShownLevelsReachTheSinkButAllAreCounted) {
+TEST(Messages, OnlyShownLevelsReachTheSink) {
     Captured c;
     c.messages.set_level(3);
     c.messages.write(Level::info, "RC", 0, "hidden");
     c.messages.write(Level::warning, "RC", 0, "shown");
     EXPECT_THAT(c.lines, testing::ElementsAre("RC 0.0 warning: shown"));
-    EXPECT_EQ(c.messages.count(Level::info), 1u);
-    EXPECT_EQ(c.messages.count(Level::warning), 1u);
-    EXPECT_EQ(c.messages.count(Level::error), 0u);
 }
 
 TEST(Messages, LevelOfTheCommandLineStays) {
