@@ -185,7 +185,7 @@ void print(const ReaderProbe& probe, const Options& o, const LookupPoint& q, con
     if (t.within > 0) {
         std::printf("  within    %s within the radius", count_of(t.within, "point").c_str());
         if (t.by_label > 0)
-            std::printf(", %lld refused by label", static_cast<long long>(t.by_label));
+            std::printf(", %lld rejected by label", static_cast<long long>(t.by_label));
         if (t.by_cone > 0) std::printf(", %lld by the angles", static_cast<long long>(t.by_cone));
         if (t.by_facing > 0) std::printf(", %lld by facing", static_cast<long long>(t.by_facing));
         if (t.passed > seen.point_count) {
