@@ -19,6 +19,10 @@ if(VX_INSTRUMENT STREQUAL "address")
     target_compile_options(vx_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all
                                                 -fno-omit-frame-pointer)
     target_link_options(vx_options INTERFACE -fsanitize=address,undefined)
+    target_sources(
+        vx_options
+        INTERFACE
+            "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/tests/sanitizer_options.cpp>")
 elseif(VX_INSTRUMENT STREQUAL "thread")
     target_compile_options(vx_options INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
     target_link_options(vx_options INTERFACE -fsanitize=thread)
