@@ -14,7 +14,8 @@ namespace vx::maps {
 // the farther. Up to kMaxFew results are kept unsorted, with their distances in whole vectors and
 // the farthest known, because replacing the farthest is what a search does most; search_walk.h
 // maintains them, compiled for each instruction set. If more are wanted, candidates are collected
-// until there are half as many again, and then reduced to the nearest.
+// until there are half as many again, and then reduced to little more than `wanted`. They are
+// sorted once, at the end.
 struct Best {
     static constexpr std::uint32_t kMaxFew = 48;
 
@@ -31,13 +32,8 @@ struct Best {
     // Candidates, and after a search the results from near to far, if more than few are wanted.
     std::vector<Map_result> many;
 
-    void begin(std::uint32_t most, float max_distance, const std::uint32_t* row_order) {
-        wanted = most;
-        count = 0;
-        limit = max_distance;
-        order = row_order;
-        many.clear();
-    }
+    // Throws std::bad_alloc.
+    void begin(std::uint32_t most, float max_distance, const std::uint32_t* row_order);
     bool is_few() const { return wanted <= kMaxFew; }
     const Map_result* results() const { return is_few() ? sorted : many.data(); }
     std::uint32_t result_count() const {
@@ -47,7 +43,7 @@ struct Best {
     // Adds a candidate; the distance must not exceed the limit. Throws std::bad_alloc.
     void offer_many(float distance, std::uint32_t row) {
         many.push_back({distance, row});
-        if (many.size() >= std::uint64_t{wanted} + wanted / 2) keep_nearest();
+        if (many.size() >= capacity()) keep_nearest();
     }
     // Throws std::bad_alloc.
     void finish_many();
@@ -56,10 +52,16 @@ struct Best {
     void sort_few();
 
   private:
-    // Reduces the candidates to the `wanted` nearest and lowers the limit to the farthest of them.
+    // The number of candidates that are reduced.
+    std::uint64_t capacity() const { return std::uint64_t{wanted} + wanted / 2; }
+    // Drops candidates that are not among the `wanted` nearest, all or most of them, and lowers the
+    // limit accordingly.
     void keep_nearest();
+    void sort_many();
 
-    std::vector<Map_result> m_border; // of keep_nearest()
+    // The memory of sort_many().
+    std::vector<Map_result> m_sorted;
+    std::vector<std::uint32_t> m_places;
 };
 
 } // namespace vx::maps

@@ -86,9 +86,9 @@ Map_status LookupObject::search_with(const Map_distance_base& distance,
     m_columns = m_map->columns();
     m_all_columns = m_map->column_count();
     m_candidate.attach(*m_map, *body, m_columns, m_all_columns);
-    m_best.begin(static_cast<std::uint32_t>(max_count), max_squared_distance, body->order());
     Status status = Map_status::OK;
     try {
+        m_best.begin(static_cast<std::uint32_t>(max_count), max_squared_distance, body->order());
         search_for(declaration->dimension)(
             {body, &distance, euclidean_point, &m_candidate, &m_best});
     } catch (const std::bad_alloc&) {

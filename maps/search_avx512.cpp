@@ -74,6 +74,17 @@ struct Vector {
         }
         return mask;
     }
+    static VX_INLINE void visit_keys(const float* near, std::int32_t* keys) {
+        // The last three bits number the places, so that all keys differ.
+        const __m256i bits = _mm256_castps_si256(_mm256_load_ps(near));
+        const __m256i rounded = _mm256_andnot_si256(_mm256_set1_epi32(7), bits);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(keys),
+                           _mm256_or_si256(rounded, _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
+    }
+    static VX_INLINE unsigned greater(const std::int32_t* keys, std::int32_t key) {
+        const __m256i all = _mm256_load_si256(reinterpret_cast<const __m256i*>(keys));
+        return _mm256_cmpgt_epi32_mask(all, _mm256_set1_epi32(key));
+    }
 };
 
 } // namespace

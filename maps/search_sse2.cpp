@@ -75,6 +75,26 @@ struct Vector {
         }
         return mask;
     }
+    static VX_INLINE void visit_keys(const float* near, std::int32_t* keys) {
+        // The last three bits number the places, so that all keys differ.
+        __m128i place = _mm_setr_epi32(0, 1, 2, 3);
+        for (unsigned half = 0; half < 2; ++half) {
+            const __m128i bits = _mm_castps_si128(_mm_load_ps(near + half * 4));
+            const __m128i rounded = _mm_andnot_si128(_mm_set1_epi32(7), bits);
+            _mm_store_si128(reinterpret_cast<__m128i*>(keys + half * 4),
+                            _mm_or_si128(rounded, place));
+            place = _mm_add_epi32(place, _mm_set1_epi32(4));
+        }
+    }
+    static VX_INLINE unsigned greater(const std::int32_t* keys, std::int32_t key) {
+        unsigned mask = 0;
+        for (unsigned half = 0; half < 2; ++half) {
+            const auto* const part = reinterpret_cast<const __m128i*>(keys + half * 4);
+            const __m128i more = _mm_cmpgt_epi32(_mm_load_si128(part), _mm_set1_epi32(key));
+            mask |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(more))) << (half * 4);
+        }
+        return mask;
+    }
 };
 
 } // namespace

@@ -6,6 +6,8 @@
 //   replace(distances, place, value)  stores one distance
 //   farthest(distances, chunks)       mask of the places that hold the largest distance
 //   nearer(distances, chunks, value)  mask of the places that hold a smaller one
+//   visit_keys(near, keys)            8 different integers that grow with the distances
+//   greater(keys, key)                mask of the places that hold a greater one
 // Distances are summed axis by axis, in order and without fused operations, so that all instruction
 // sets compute the same bits.
 //
@@ -39,6 +41,11 @@ inline constexpr unsigned kMaxPending = kMaxLevels * (kFanOut - 1) + 2;
 
 // Updates the farthest of few results. Distances beyond the count must be minus infinity.
 VX_INLINE void find_farthest(Best& best) {
+    if (best.wanted == 1) {
+        best.farthest = 0;
+        best.limit = best.distances[0];
+        return;
+    }
     const unsigned chunks = (best.count + 15) / 16;
     const std::uint64_t there = (std::uint64_t{1} << best.count) - 1;
     const std::uint64_t equals = Vector::farthest(best.distances, chunks) & there;
@@ -161,20 +168,20 @@ VX_TARGET void walk(const Query& query) {
                 --level;
                 continue;
             }
-            const unsigned begin = waiting;
-            while (open != 0) {
-                const auto c = static_cast<unsigned>(std::countr_zero(open));
-                open &= open - 1;
+            // The nearest child is visited first. Its place is the number of those farther away.
+            alignas(32) std::int32_t keys[kFanOut];
+            Vector::visit_keys(near, keys);
+            for (std::uint32_t rest = open; rest != 0; rest &= rest - 1) {
+                const auto c = static_cast<unsigned>(std::countr_zero(rest));
                 const std::uint64_t child = number * kFanOut + c;
-                unsigned place = waiting++;
-                for (; place > begin && stack[place - 1].distance < near[c]; --place) {
-                    stack[place] = stack[place - 1];
-                }
-                stack[place].distance = near[c];
-                stack[place].number = static_cast<std::uint32_t>(child) & 0x0fffffffu;
-                stack[place].level = (level - 1) & 0xfu;
+                const std::uint32_t farther = Vector::greater(keys, keys[c]) & open;
+                Pending& pending = stack[waiting + static_cast<unsigned>(std::popcount(farther))];
+                pending.distance = near[c];
+                pending.number = static_cast<std::uint32_t>(child) & 0x0fffffffu;
+                pending.level = (level - 1) & 0xfu;
                 if (level == 1) __builtin_prefetch(positions + child * leaf_floats(D));
             }
+            waiting += static_cast<unsigned>(std::popcount(open));
         }
         const float far = q ? slack : query.best->limit;
         do {
