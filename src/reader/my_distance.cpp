@@ -24,6 +24,13 @@ float AngleOf(float cosine) {
     return cosine < kEqualCosine ? acosf(cosine) : 0.0f;
 }
 
+// The cosine of a limit; beyond all cosines if the limit excludes nothing or everything.
+float CosineOf(float angle) {
+    constexpr float kBeyond = 2.0f;
+    if (angle <= 0.0f) return kBeyond;
+    return angle >= kPi ? -kBeyond : cosf(angle);
+}
+
 } // namespace
 
 My_distance::My_distance(const miState* state, float minAngle, float maxAngle,
@@ -33,7 +40,14 @@ My_distance::My_distance(const miState* state, float minAngle, float maxAngle,
       m_direction(state->dir),
       m_minAngle(ToRadians(minAngle)),
       m_maxAngle(ToRadians(maxAngle)),
-      m_record(record) {}
+      m_record(record) {
+    // Far more than acosf and cosf are off together: angles differ by more than their cosines do.
+    constexpr float kMargin = 1e-5f;
+    const float nearest = CosineOf(m_minAngle);
+    const float farthest = CosineOf(m_maxAngle);
+    m_inside = {fmaxf(farthest + kMargin, kOppositeCosine), fminf(nearest - kMargin, kEqualCosine)};
+    m_outside = {farthest - kMargin, nearest + kMargin};
+}
 
 inline bool My_distance::IsLabelRejected(const mi::shader_v3::Map_iterator_base& element) const {
     if (m_record->useLabels == miFALSE) return false;
@@ -55,7 +69,13 @@ inline bool My_distance::IsOutsideCone(const mi::shader_v3::Map_iterator_base& e
     const miVector normal =
         map_read::Field(element, m_record->normalField, miVector{0.0f, 0.0f, 0.0f});
     if (!(m_minAngle > 0.0f || m_maxAngle < kPi)) return false;
-    const float angle = AngleOf(Dot(m_normal, normal));
+    const float cosine = Dot(m_normal, normal);
+    if (cosine > m_inside.least && cosine < m_inside.most) return false;
+    if (cosine > kOppositeCosine && cosine < kEqualCosine &&
+        (cosine < m_outside.least || cosine > m_outside.most)) {
+        return true;
+    }
+    const float angle = AngleOf(cosine);
     return angle < m_minAngle || angle > m_maxAngle;
 }
 

@@ -40,6 +40,14 @@ class My_distance final : public mi::shader_v3::Map_distance<3> {
     const ReadInstanceData* m_record;
 
   private:
+    struct Cosines {
+        float least, most;
+    };
+    // Between the first two an angle is surely within its limits; below or above the others it
+    // surely is not. Only in between is the angle computed.
+    Cosines m_inside;
+    Cosines m_outside;
+
     // The tests. `position` is the element's. `squared` becomes its squared distance, a partial sum
     // if the element is farther away than the radius.
     bool IsLabelRejected(const mi::shader_v3::Map_iterator_base& element) const;
