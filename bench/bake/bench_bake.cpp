@@ -5,6 +5,8 @@
 // thread. The program is run as a user runs it; the moments come from the lines that it prints: the
 // pass prints one every tenth of the image, then the number of points, then one line per written
 // file.
+#include "bench/ratio.h"
+
 #include <embree3/rtcore.h>
 
 #include <sys/resource.h>
@@ -295,13 +297,15 @@ int main() {
     std::printf(
         "  peak memory            %.0f MiB, %.0f MiB of it the scene (same program, writer off)\n",
         bake.peak_mib, scene_mib);
-    std::printf("ratio  points per second / hits of the bare loop   %.2f  (aim: at least 0.40)\n",
-                bake_rate / bare_rate);
-    std::printf("ratio  output stage / pass                         %.2f  (aim: at most 0.25)\n",
-                bake.output / bake.pass);
-    std::printf("ratio  output stage with two threads / pass        %.2f\n",
-                two_threads_output / bake.pass);
-    std::printf("figure bytes per point beside the scene            %.0f   (aim: at most 260)\n",
-                (bake.peak_mib - scene_mib) * 1048576 / static_cast<double>(bake.points));
+    using vx::bench::Aim;
+    using vx::bench::print_ratio;
+    print_ratio("bake: points per second / hits of the bare Embree loop", bake_rate / bare_rate,
+                Aim::at_least, 0.45);
+    print_ratio("bake: output stage / pass", bake.output / bake.pass);
+    print_ratio("bake: output stage with two threads / pass", two_threads_output / bake.pass,
+                Aim::at_most, 0.35);
+    print_ratio("bake: bytes per point beside the scene",
+                (bake.peak_mib - scene_mib) * 1048576 / static_cast<double>(bake.points),
+                Aim::at_most, 260);
     return 0;
 }

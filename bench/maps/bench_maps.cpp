@@ -8,6 +8,7 @@
 #include "bench/maps/clouds.h"
 #include "bench/maps/own_map.h"
 #include "bench/maps/peers.h"
+#include "bench/ratio.h"
 
 #include <algorithm>
 #include <chrono>
@@ -24,10 +25,12 @@
 namespace {
 
 using namespace mi::shader_v3;
+using vx::bench::Aim;
 using vx::bench::Cloud;
 using vx::bench::Filter;
 using vx::bench::Found;
 using vx::bench::OwnMap;
+using vx::bench::print_ratio;
 using vx::bench::Queries;
 using vx::bench::Search;
 
@@ -144,9 +147,10 @@ void measure(const Case& c, const OwnMap& own, const std::vector<vx::bench::Peer
     double best = 1e30;
     for (std::size_t i = 1; i < runs.size(); ++i)
         best = std::min(best, one[i]);
-    std::printf("  ratio to the better peer %.3f (aim %.2f)%s, two threads %.2fx (aim 1.90)%s\n",
-                one[0] / best, c.aim, one[0] / best <= c.aim ? "" : "  MISSED", one[0] / two[0],
-                one[0] / two[0] >= 1.9 ? "" : "  MISSED");
+    print_ratio(std::string("maps: ") + c.name + ", of the better peer", one[0] / best,
+                Aim::at_most, c.aim);
+    print_ratio(std::string("maps: ") + c.name + ", two threads", one[0] / two[0], Aim::at_least,
+                1.9);
 }
 
 double build_own(OwnMap& own, const Cloud& cloud) {
@@ -192,8 +196,7 @@ int main(int argc, char** argv) {
     std::printf(
         "building, surface of %zu points: map engine %.1f ms, nanoflann %.1f ms, Embree %.1f ms\n",
         count, built[0] * 1e3, built[1] * 1e3, built[2] * 1e3);
-    std::printf("  ratio to nanoflann %.3f (aim 1.40)%s\n", built[0] / built[1],
-                built[0] / built[1] <= 1.4 ? "" : "  MISSED");
+    print_ratio("maps: building, of nanoflann", built[0] / built[1], Aim::at_most, 1.4);
 
     const std::string file = (std::filesystem::temp_directory_path() /
                               ("bench_maps." + std::to_string(getpid()) + ".mrmap"))
@@ -207,8 +210,8 @@ int main(int argc, char** argv) {
         if (map->size() != count) ++failures;
     }
     std::filesystem::remove(file);
-    std::printf("loading a closed binary map: %.2f ms\n  ratio to building %.3f (aim 0.10)%s\n",
-                loaded * 1e3, loaded / built[0], loaded / built[0] <= 0.1 ? "" : "  MISSED");
+    std::printf("loading a closed binary map: %.2f ms\n", loaded * 1e3);
+    print_ratio("maps: loading, of building", loaded / built[0], Aim::at_most, 0.1);
 
     build_own(own_cube, cube);
     nanoflann_cube->build();

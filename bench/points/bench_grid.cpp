@@ -3,6 +3,7 @@
 //
 // Every measurement runs in its own process, so that its peak memory can be read. The variants take
 // turns and the fastest run of each counts. Times are those of the processor, with page faults.
+#include "bench/ratio.h"
 #include "src/points/pdc_file.h"
 #include "src/points/point_grid.h"
 
@@ -212,8 +213,9 @@ int main(int argc, char** argv) {
         print("grid", grid);
         print("flat", flat);
         const auto all = [](const Measured& m) { return m.fill + m.convert + m.free; };
-        std::printf("  ratio  grid to one array: time %.2f, peak memory %.2f\n",
-                    all(grid) / all(flat), grid.peak_bytes / flat.peak_bytes);
+        const std::string name = std::string("grid: ") + what.name + ", of one array: ";
+        vx::bench::print_ratio(name + "time", all(grid) / all(flat));
+        vx::bench::print_ratio(name + "peak memory", grid.peak_bytes / flat.peak_bytes);
     }
     return 0;
 }

@@ -3,6 +3,7 @@
 //
 // The variants take turns and the fastest run of each counts, so that a busy neighbor hits all
 // alike.
+#include "bench/ratio.h"
 #include "src/points/pdc_file.h"
 #include "src/points/point_grid.h"
 
@@ -270,10 +271,10 @@ int main(int argc, char** argv) {
         const auto x = reporter.fastest.find(a);
         const auto y = reporter.fastest.find(b);
         if (x == reporter.fastest.end() || y == reporter.fastest.end()) return;
-        std::printf("%-42s %5.2f  (aim: at most %.2f)\n", what, x->second / y->second, aim);
+        vx::bench::print_ratio(what, x->second / y->second, vx::bench::Aim::at_most, aim);
     };
-    ratio("write, of one fwrite per value", "write_blocks", "write_values", 0.35);
-    ratio("write, of one fwrite of ready bytes", "write_blocks", "write_floor", 1.5);
-    ratio("read, of one fread per value", "read_blocks", "read_values", 0.5);
+    ratio("pdc: write, of one fwrite per value", "write_blocks", "write_values", 0.35);
+    ratio("pdc: write, of one fwrite of ready bytes", "write_blocks", "write_floor", 1.5);
+    ratio("pdc: read, of one fread per value", "read_blocks", "read_values", 0.5);
     return 0;
 }

@@ -7,6 +7,7 @@
 // and the fastest round of each slice counts, so that other load on the machine affects both alike.
 // The bare search keeps one lookup for all queries and walks no result; the shader makes its own
 // and everything else that it has to.
+#include "bench/ratio.h"
 #include "cache/reader/small_renderer.h"
 #include "mi_shader_if.h"
 #include "src/platform/map_read.h"
@@ -267,7 +268,8 @@ int main(int argc, char** argv) {
         }
         entry<Exit>(library, "vx_pc_read_exit")(&state, &params);
     }
-    std::printf("ratio: the shader adds %.2f of the search's time at most (aim 0.35)\n", worst);
+    vx::bench::print_ratio("reader: time that the shader adds / search, the worst case", worst,
+                           vx::bench::Aim::at_most, 0.35);
     std::filesystem::remove_all(folder);
     return EXIT_SUCCESS;
 }

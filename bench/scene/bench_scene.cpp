@@ -2,6 +2,7 @@
 // that should lie in memory.
 //
 //     bench_scene [--megabytes N] [--folder DIR] [--runs N]
+#include "bench/ratio.h"
 #include "host/scene/reader.h"
 
 #include <algorithm>
@@ -168,6 +169,7 @@ int main(int argc, char** argv) {
                                {"shaders", shaders}};
     const std::string path = folder + "/vx_bench_scene.mi";
     std::string summary;
+    std::vector<std::pair<std::string, double>> figures;
     bool good = true;
     for (const Case& c : kCases) {
         if (!generate(path, megabytes * 1000000, c.piece)) {
@@ -197,8 +199,11 @@ int main(int argc, char** argv) {
         (void)std::snprintf(line, sizeof line, "%-22s %6.1f MB/s, %6.1f MB per processor second\n",
                             c.name, size / best, size / best_cpu);
         summary += line;
+        figures.emplace_back(std::string("scene: ") + c.name + ", MB per second", size / best);
     }
     std::filesystem::remove(path);
     std::printf("\nscene reading, one thread, best of %d:\n%s", runs, summary.c_str());
+    for (const auto& [name, rate] : figures)
+        vx::bench::print_ratio(name, rate, vx::bench::Aim::at_least, 100);
     return good ? 0 : 1;
 }
