@@ -200,7 +200,7 @@ int main() {
     Clocks start;
     Clocks stop;
     scene.context.messages.set_sink([&](vx::shading::Level, std::string_view line) {
-        if (line.find(" ready after ") != std::string_view::npos) start = Clocks::now();
+        if (line.find("prepared ") != std::string_view::npos) start = Clocks::now();
         if (line.find(" eye rays in ") != std::string_view::npos) stop = Clocks::now();
         scene.messages.emplace_back(line);
     });
