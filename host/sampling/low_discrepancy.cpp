@@ -29,12 +29,16 @@ constexpr std::uint32_t scramble(std::uint32_t x, std::uint32_t seed) {
     return reverse_bits(lower_bits_hash(reverse_bits(x), seed));
 }
 
-// The second dimension of the Sobol sequence. The first is the bit-reversed index.
-constexpr std::uint32_t sobol_second(std::uint32_t index) {
-    std::uint32_t result = 0;
-    for (std::uint32_t v = 1u << 31; index != 0; index >>= 1, v ^= v >> 1)
-        if ((index & 1u) != 0) result ^= v;
-    return result;
+// The second dimension of the Sobol sequence, with its bits reversed. Its generator matrix is
+// Pascal's triangle modulo 2, in which bit k contributes to bit j if k contains all bits of j
+// (Lucas's theorem): a sum over supersets, one step for each of the five bits of a bit number.
+constexpr std::uint32_t reversed_sobol_second(std::uint32_t index) {
+    index ^= (index >> 1) & 0x55555555u;
+    index ^= (index >> 2) & 0x33333333u;
+    index ^= (index >> 4) & 0x0f0f0f0fu;
+    index ^= (index >> 8) & 0x00ff00ffu;
+    index ^= index >> 16;
+    return index;
 }
 
 constexpr double unit(std::uint32_t x) {
@@ -48,11 +52,13 @@ void owen_sobol(std::uint64_t seed, std::uint32_t index, std::span<double> out) 
         const std::uint64_t pair = combine(seed, d);
         const std::uint32_t shuffled = scramble(index, static_cast<std::uint32_t>(pair));
         const std::uint64_t digits = mix(pair + 1);
-        // scramble() would reverse its argument first; the first dimension is already reversed.
-        out[d] = unit(reverse_bits(lower_bits_hash(shuffled, static_cast<std::uint32_t>(digits))));
-        if (d + 1 < out.size())
-            out[d + 1] =
-                unit(scramble(sobol_second(shuffled), static_cast<std::uint32_t>(digits >> 32)));
+        // The first dimension is the reversed index; scrambling would reverse it again. The second
+        // is computed in that order.
+        const auto first = static_cast<std::uint32_t>(digits);
+        out[d] = unit(reverse_bits(lower_bits_hash(shuffled, first)));
+        if (d + 1 == out.size()) return;
+        const auto second = static_cast<std::uint32_t>(digits >> 32);
+        out[d + 1] = unit(reverse_bits(lower_bits_hash(reversed_sobol_second(shuffled), second)));
     }
 }
 
