@@ -61,7 +61,10 @@ struct WriteOptions {
     /// ply: little, big or ascii; mrmap: closed, open or ascii. Empty: the first.
     std::string encoding;
     bool byte_color = false; ///< ply: colors as bytes, for viewers
-    bool all_fields = true;  ///< mrmap: every attribute, or the four of the shaders' own maps
+    /// pdc: keep int32 attributes and single values. Otherwise every attribute is an array of
+    /// numbers or of vectors, as in bakes.
+    bool pdc_keep_types = false;
+    bool all_fields = true; ///< mrmap: every attribute, or the four of the shaders' own maps
     std::function<void(std::int64_t done, std::int64_t total)> progress;
 };
 

@@ -154,6 +154,49 @@ CloudPtr open_pdc(FilePtr file, Findings& findings, const OpenOptions&) {
     return cloud;
 }
 
+// One record of a file that is written.
+struct PdcRecord {
+    PdcRecord(Cloud& cloud, std::size_t index, const Attribute& stored_as)
+        : stored(stored_as), source(cloud, index, stored_as.type) {}
+    // Code of the type in the file: 0 and 1 are integers, 2 and 3 numbers, 4 and 5 vectors; even
+    // codes have one value for all points.
+    int code() const {
+        const int base = stored.type == Type::int32 ? 0 : stored.width == 3 ? 4 : 2;
+        return base + (stored.single ? 0 : 1);
+    }
+    std::size_t values() const { return static_cast<std::size_t>(stored.width); }
+
+    Attribute stored;
+    AttributeReader source;
+    std::int64_t offset = 0; // of the values in the file
+};
+
+// Bakes write the codes 3 and 5 only, and some readers know no others.
+Attribute stored_attribute(const Attribute& a, bool keep_types) {
+    Attribute stored = a;
+    const bool integer = keep_types && a.type == Type::int32 && a.width == 1;
+    stored.type = integer ? Type::int32 : Type::float64;
+    stored.single = a.single && keep_types;
+    return stored;
+}
+
+// Writes the values of `points` points, starting with point `first`.
+void put_points(PdcRecord& record, std::int64_t first, std::int64_t points, OutputFile& out,
+                std::vector<std::byte>& block) {
+    const std::size_t size = type_size(record.stored.type);
+    const bool repeat = record.source.attribute().single;
+    const std::size_t read = (repeat ? 1 : static_cast<std::size_t>(points)) * record.values();
+    const std::byte* values = record.source.read(repeat ? 0 : first, repeat ? 1 : points);
+    block.assign(values, values + read * size);
+    swap_words(block.data(), read, size);
+    const std::size_t bytes = static_cast<std::size_t>(points) * record.stored.bytes();
+    block.resize(bytes);
+    for (std::size_t at = read * size; at < bytes; ++at)
+        block[at] = block[at - read * size];
+    out.write_at(record.offset + first * static_cast<std::int64_t>(record.stored.bytes()),
+                 block.data(), bytes);
+}
+
 void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
     if (cloud.count > std::numeric_limits<std::int32_t>::max()) {
         throw FileError(out.name(), -1,
@@ -169,49 +212,38 @@ void write_pdc(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         put(field);
     }
     std::int64_t position = 0;
-    std::vector<std::int64_t> offsets;
-    std::vector<AttributeReader> columns;
-    std::vector<Type> types;
+    std::vector<PdcRecord> records;
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
-        const Type type = a.type == Type::int32 && a.width == 1 ? Type::int32 : Type::float64;
-        const int base = type == Type::int32 ? 0 : a.width == 3 ? 4 : 2;
+        PdcRecord& record =
+            records.emplace_back(cloud, i, stored_attribute(a, options.pdc_keep_types));
+        if (a.single && !record.stored.single) {
+            notes.push_back("'" + a.name + "': one value for all points is written for " +
+                            (cloud.count > 0 ? "every point" : "none, since there are no points"));
+        }
         put(std::ssize(a.name));
         head += a.name;
-        put(base + (a.single ? 0 : 1));
+        put(record.code());
         out.write_at(position, head.data(), head.size());
         position += std::ssize(head);
         head.clear();
-        offsets.push_back(position);
-        types.push_back(type);
-        columns.emplace_back(cloud, i, type);
-        position +=
-            (a.single ? 1 : cloud.count) * a.width * static_cast<std::int64_t>(type_size(type));
+        record.offset = position;
+        position += (record.stored.single ? 1 : cloud.count) *
+                    static_cast<std::int64_t>(record.stored.bytes());
     }
     if (!head.empty()) out.write_at(0, head.data(), head.size());
     std::vector<std::byte> block;
-    const auto copy = [&](std::size_t i, std::int64_t first, std::int64_t n) {
-        const std::size_t size = type_size(types[i]);
-        const auto values =
-            static_cast<std::size_t>(n) * static_cast<std::size_t>(cloud.attributes[i].width);
-        const std::byte* source = columns[i].read(first, n);
-        block.assign(source, source + values * size);
-        swap_words(block.data(), values, size);
-        const std::int64_t at =
-            offsets[i] + first * cloud.attributes[i].width * static_cast<std::int64_t>(size);
-        out.write_at(at, block.data(), block.size());
-    };
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        if (cloud.attributes[i].single) copy(i, 0, 1);
+    for (PdcRecord& record : records) {
+        if (record.stored.single) put_points(record, 0, 1, out, block);
     }
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            if (!cloud.attributes[i].single) copy(i, first, n);
+        for (PdcRecord& record : records) {
+            if (!record.stored.single) put_points(record, first, n, out, block);
         }
         if (options.progress) options.progress(first + n, cloud.count);
     });
-    for (const AttributeReader& column : columns)
-        note_rounding(column, notes);
+    for (const PdcRecord& record : records)
+        note_rounding(record.source, notes);
 }
 
 bool is_pdc(std::string_view start) {

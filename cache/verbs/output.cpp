@@ -21,6 +21,11 @@ void OutputOptions::add(CLI::App& app) {
         ->group("Output");
     app.add_flag("-f,--force", force, "replace existing files")->group("Output");
     app.add_flag("--byte-color", byte_color, "ply: colors as bytes, for viewers")->group("Output");
+    app.add_option("--pdc-types", pdc_types,
+                   "pdc: bake (default): arrays of numbers and vectors, as bakes have them; keep: "
+                   "the cloud's own types, integers and single values too")
+        ->check(CLI::IsMember({"bake", "keep"}))
+        ->group("Output");
     app.add_flag("--all-fields", all_fields,
                  "pdc to mrmap: write every attribute, not only the four of the shaders' maps")
         ->group("Output");
@@ -39,6 +44,7 @@ WriteOptions OutputOptions::write_options(Format target) const {
     w.force = force;
     w.byte_color = byte_color;
     w.encoding = encoding;
+    w.pdc_keep_types = pdc_types == "keep";
     if (encoding.empty()) return w;
     const auto encodings = traits_of(target).encodings;
     if (encodings.empty()) throw UsageError("--encoding is for ply and mrmap");

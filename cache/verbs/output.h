@@ -18,6 +18,7 @@ struct OutputOptions {
     bool force = false;
     bool byte_color = false;
     bool all_fields = false;
+    std::string pdc_types = "bake";
 
     void add(CLI::App& app);
     // Throws UsageError if neither the option nor the name determines the format.
