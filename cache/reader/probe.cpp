@@ -1,12 +1,16 @@
 #include "cache/reader/probe.h"
 
 #include "cache/cloud/attribute_reader.h"
+#include "cache/cloud/label_set.h"
 #include "src/platform/map_read.h"
 #include "src/reader/blend.h"
 #include "src/reader/lookup.h"
 #include "src/reader/my_distance.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <new>
 
 namespace vx::cache {
 
@@ -41,7 +45,7 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
     m_parameters.radius = settings.radius;
     m_parameters.maxPoints = settings.max_points;
     m_parameters.useLabels = settings.labels ? miTRUE : miFALSE;
-    m_parameters.labels = m_renderer.add_string(settings.labels.value_or(""));
+    m_parameters.labels = m_renderer.add_string("");
     m_parameters.facing = settings.facing ? 1 : 0;
     m_parameters.minAngle = settings.min_angle;
     m_parameters.maxAngle = settings.max_angle;
@@ -51,6 +55,7 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
     miFunction function{};
     miState state = state_at(function, {}, {}, {});
     m_record = std::make_unique<ReadInstanceData>(&state, &m_parameters);
+    if (settings.labels) set_labels(*settings.labels);
     m_record->TakeMap(m_map->access().release(), m_cloud->file_name.c_str());
     for (const SmallRenderer::Message& message : m_renderer.take_messages())
         notes.push_back(message.level + ": " + message.text);
@@ -62,6 +67,17 @@ ReaderProbe::ReaderProbe(CloudPtr cloud, const ReaderSettings& settings, Notes& 
 }
 
 ReaderProbe::~ReaderProbe() = default;
+
+// The shader expands ranges to lists of their values. The same points pass with the values that
+// occur in the cloud.
+void ReaderProbe::set_labels(const std::string& text) {
+    const std::vector<std::int32_t> found = LabelSet(text).found_in(*m_cloud);
+    std::free(m_record->labelValues);
+    m_record->labelCount = static_cast<int>(found.size());
+    m_record->labelValues = static_cast<int*>(std::calloc(found.size() + 1, sizeof(int)));
+    if (m_record->labelValues == nullptr) throw std::bad_alloc();
+    std::copy(found.begin(), found.end(), m_record->labelValues);
+}
 
 void ReaderProbe::check_renderer() const {
     if (m_renderer.error()) throw FileError(m_cloud->file_name, -1, *m_renderer.error());

@@ -91,7 +91,9 @@ class ReaderProbe {
     void find_points(const miState& state, Seen& seen) const;
     Tally tally(const miState& state) const;
 
-    void check_renderer() const; // throws FileError if the shader's results are worthless
+    void check_renderer() const;
+    void
+    set_labels(const std::string& text); // throws FileError if the shader's results are worthless
 
     SmallRenderer m_renderer;
     std::unique_ptr<SharedMap> m_map; // outlives the cloud, which holds on to it

@@ -1,10 +1,8 @@
 #include "cache/verbs/output.h"
 
 #include "cache/formats/format_traits.h"
-#include "src/names/label_list.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace vx::cache {
 
@@ -64,30 +62,6 @@ void OutputOptions::write(Session& session, Cloud& cloud, const std::string& pat
     for (const std::string& note : write_cloud(cloud, path, target, w))
         session.note(path + ": " + note);
     session.details(path + ": " + std::to_string(cloud.count) + " points");
-}
-
-LabelSet::LabelSet(const std::string& text) : m_count(parse_label_list(text.c_str(), &m_labels)) {}
-
-LabelSet::~LabelSet() {
-    std::free(m_labels);
-}
-
-bool LabelSet::holds(std::int32_t label) const {
-    return in_label_list(m_labels, m_count, label) != 0;
-}
-
-LabelReader::LabelReader(Cloud& cloud) {
-    const int tag = cloud.find("tag");
-    if (tag < 0) return;
-    const auto index = static_cast<std::size_t>(tag);
-    // The shaders ignore labels with several values.
-    if (cloud.attributes[index].width == 1) m_reader.emplace(cloud, index, IntegerRule::wrap);
-}
-
-std::span<const std::int32_t> LabelReader::read(std::int64_t first, std::int64_t n) {
-    if (m_reader) return m_reader->read(first, n);
-    m_zeros.resize(static_cast<std::size_t>(n));
-    return m_zeros;
 }
 
 } // namespace vx::cache

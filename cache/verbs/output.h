@@ -1,13 +1,12 @@
 // The options of every verb that writes a cloud.
 #pragma once
 
-#include "cache/cloud/attribute_reader.h"
+#include "cache/cloud/label_set.h"
 #include "cache/verbs/session.h"
 
 #include <CLI/CLI.hpp>
 
 #include <optional>
-#include <span>
 #include <string>
 
 namespace vx::cache {
@@ -27,32 +26,6 @@ struct OutputOptions {
     // Writes the cloud and reports what the format cannot represent.
     void write(Session& session, Cloud& cloud, const std::string& path,
                std::optional<Format> source = std::nullopt) const;
-};
-
-// The labels of a list in the shaders' syntax.
-class LabelSet {
-  public:
-    explicit LabelSet(const std::string& text);
-    ~LabelSet();
-    LabelSet(const LabelSet&) = delete;
-    LabelSet& operator=(const LabelSet&) = delete;
-    bool holds(std::int32_t label) const;
-    std::span<const int> values() const { return {m_labels, static_cast<std::size_t>(m_count)}; }
-
-  private:
-    int* m_labels = nullptr;
-    int m_count = 0;
-};
-
-// The label of every point as the shaders read it: truncated, its low 32 bits; 0 without labels.
-class LabelReader {
-  public:
-    explicit LabelReader(Cloud& cloud);
-    std::span<const std::int32_t> read(std::int64_t first, std::int64_t n);
-
-  private:
-    std::optional<TypedReader<std::int32_t>> m_reader;
-    std::vector<std::int32_t> m_zeros;
 };
 
 } // namespace vx::cache

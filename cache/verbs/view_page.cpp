@@ -24,7 +24,7 @@ PageStart::Mode mode_of(ColorKind kind) {
     return PageStart::Mode::plain;
 }
 
-PageStart start_of(const Cloud& cloud, const ViewOptions& o) {
+PageStart start_of(Cloud& cloud, const ViewOptions& o) {
     PageStart start;
     const Coloring coloring = choose_coloring(cloud, o.style.by);
     if (!o.style.by.empty()) start.mode = mode_of(coloring.kind);
@@ -37,8 +37,7 @@ PageStart start_of(const Cloud& cloud, const ViewOptions& o) {
     if (o.style.labels) {
         if (cloud.find("tag") < 0)
             throw FileError(cloud.file_name, -1, "no attribute 'tag' (label)");
-        const LabelSet labels(*o.style.labels);
-        start.labels.emplace(labels.values().begin(), labels.values().end());
+        start.labels = LabelSet(*o.style.labels).found_in(cloud);
     }
     return start;
 }
