@@ -26,11 +26,32 @@ struct Grouped {
 std::vector<Grouped> group_columns(const std::vector<std::string>& names,
                                    const std::vector<Type>& types);
 
+/// Columns of a table beyond which it is neither written nor read.
+inline constexpr std::size_t kMostColumns = 4096;
+
+/// The spelling of attributes in a table.
+struct ColumnNames {
+    std::vector<std::string> attributes;           ///< what group_columns() calls each attribute
+    std::vector<std::vector<std::string>> columns; ///< of each attribute
+};
+
+/// Names columns such that all differ and group_columns() joins the columns of every attribute of
+/// several values to one attribute again. Attributes keep the wanted name if that is possible, else
+/// a number is appended.
+/// @param wanted  a name for each attribute, without what the format cannot store
+/// @param known   whether three values of position, normalPP and rgbPP have the well-known names
+ColumnNames name_columns(const std::vector<Attribute>& attributes,
+                         const std::vector<std::string>& wanted, bool known);
+
+/// The number of columns of all attributes together.
+std::size_t count_columns(const std::vector<Attribute>& attributes);
+
 /// A cloud whose attributes have only certain widths. The cloud must outlive it.
 class SplitCloud final : public Cloud {
   public:
     /// @param widths  attributes of other widths are split into attributes of one value, with a
     /// note
+    /// @throws FileError  if an attribute to be split has more than kMostColumns values
     SplitCloud(Cloud& cloud, std::span<const int> widths, Notes& notes);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 
@@ -41,7 +62,10 @@ class SplitCloud final : public Cloud {
     };
     Cloud& m_cloud;
     std::vector<Part> m_parts;
-    std::vector<std::byte> m_raw;
+    std::vector<std::byte> m_raw; // the last run of an attribute that was read to be split
+    std::size_t m_raw_attribute = 0;
+    std::int64_t m_raw_first = 0;
+    std::int64_t m_raw_count = 0;
 };
 
 } // namespace vx::cache

@@ -1,16 +1,19 @@
 // Tables: a line of column names, then a line per point.
 #include "cache/formats/columns.h"
 #include "cache/formats/format_traits.h"
+#include "cache/formats/names.h"
 #include "cache/formats/text.h"
 
+#include <algorithm>
 #include <cstring>
+#include <unordered_set>
 
 namespace vx::cache {
 
 namespace {
 
 constexpr std::size_t kLongestLine = 1 << 20;
-constexpr std::size_t kMostColumns = 4096;
+constexpr std::size_t kBlockBytes = 1 << 20;
 
 // A cloud of parsed columns.
 class TableCloud final : public Cloud {
@@ -23,13 +26,22 @@ class TableCloud final : public Cloud {
     }
     GuessedColumn& column(std::size_t i) { return m_columns[i]; }
 
-    void finish(const std::vector<std::string>& names) {
+    void finish(const std::vector<std::string>& names, Findings& findings) {
         std::vector<Type> types;
         for (const GuessedColumn& c : m_columns)
             types.push_back(c.type());
         m_groups = group_columns(names, types);
-        for (const Grouped& g : m_groups)
+        for (const Grouped& g : m_groups) {
             attributes.push_back(g.attribute);
+            for (const std::size_t c : g.columns) {
+                const std::int64_t inexact = m_columns[c].inexact();
+                if (inexact == 0 || g.attribute.type != Type::float64) continue;
+                findings.push_back({Severity::warning, -1,
+                                    "column '" + names[c] + "': " + std::to_string(inexact) +
+                                        " whole numbers have more digits than a 64-bit float "
+                                        "holds and were rounded"});
+            }
+        }
     }
 
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
@@ -100,9 +112,20 @@ char separator_of(std::string_view header) {
     return ',';
 }
 
+// Spreadsheets run cells that begin with these characters, and take numbers for values: an
+// apostrophe marks such a name as text.
+bool needs_mark(std::string_view name) {
+    // Marks of names that begin with an apostrophe themselves are told apart this way.
+    name.remove_prefix(std::min(name.find_first_not_of('\''), name.size()));
+    if (name.empty()) return false;
+    return std::string_view("=+-@").find(name[0]) != std::string_view::npos ||
+           parse_double(name).has_value();
+}
+
 std::vector<std::string> read_names(const std::string& file, std::string_view header,
                                     char separator) {
     std::vector<std::string> names;
+    std::unordered_set<std::string> different;
     std::string cell;
     for (std::size_t at = 0; at <= header.size();) {
         const std::size_t begin = at;
@@ -116,22 +139,33 @@ std::vector<std::string> read_names(const std::string& file, std::string_view he
         if (names.size() == kMostColumns) {
             throw FileError(file, static_cast<std::int64_t>(begin), "more than 4096 columns");
         }
+        if (cell[0] == '\'' && needs_mark(cell)) cell.erase(0, 1);
+        if (!different.insert(cell).second) {
+            throw FileError(file, static_cast<std::int64_t>(begin), "two columns '" + cell + "'");
+        }
         names.push_back(cell);
     }
     return names;
 }
 
-void append_quoted(std::string& out, const std::string& name) {
-    if (name.find_first_of(",;\t\"\n\r") == std::string::npos) {
-        out += name;
-        return;
+// A name as a cell that reads as the same name.
+std::string cell_of(const std::string& name) {
+    std::string text = needs_mark(name) ? "'" + name : name;
+    const bool plain = text.find_first_of(",;\t\"") == std::string::npos && text.front() != ' ' &&
+                       text.back() != ' ' && !text.starts_with("\xef\xbb\xbf");
+    if (plain) return text;
+    for (std::size_t at = text.find('"'); at != std::string::npos; at = text.find('"', at + 2))
+        text.insert(at, 1, '"');
+    return '"' + text + '"';
+}
+
+// Lines end at control characters, and a name has at least one character.
+std::string safe(const std::string& name) {
+    std::string out = name.empty() ? "unnamed" : name.substr(0, kLongestName);
+    for (char& c : out) {
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '_';
     }
-    out += '"';
-    for (const char c : name) {
-        if (c == '"') out += '"';
-        out += c == '\n' || c == '\r' ? ' ' : c;
-    }
-    out += '"';
+    return out;
 }
 
 CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) {
@@ -143,11 +177,6 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
     if (header.starts_with("\xef\xbb\xbf")) header.erase(0, 3);
     const char separator = separator_of(header);
     const std::vector<std::string> names = read_names(name, header, separator);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        for (std::size_t k = 0; k < i; ++k) {
-            if (names[i] == names[k]) throw FileError(name, 0, "two columns '" + names[i] + "'");
-        }
-    }
     auto cloud = std::make_unique<TableCloud>(options.memory_bytes);
     cloud->start(names.size());
     std::string cell;
@@ -184,13 +213,29 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
         findings.push_back(
             {Severity::note, -1, std::to_string(blank_lines) + " empty lines were skipped"});
     }
-    cloud->finish(names);
+    cloud->finish(names, findings);
     return cloud;
 }
 
-void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+void write_header(const Cloud& cloud, OutputFile& out, Notes& notes) {
+    if (count_columns(cloud.attributes) > kMostColumns) {
+        throw FileError(out.name(), -1,
+                        "a table of " + std::to_string(count_columns(cloud.attributes)) +
+                            " columns; the most are " + std::to_string(kMostColumns));
+    }
+    if (cloud.attributes.empty()) {
+        throw FileError(out.name(), -1, "a table needs at least one attribute");
+    }
+    std::vector<std::string> wanted;
+    for (const Attribute& a : cloud.attributes)
+        wanted.push_back(safe(a.name));
+    const ColumnNames names = name_columns(cloud.attributes, wanted, false);
     std::string text;
-    for (const Attribute& a : cloud.attributes) {
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const Attribute& a = cloud.attributes[i];
+        if (a.name != names.attributes[i]) {
+            notes.push_back(note_of_name(a.name, names.attributes[i]));
+        }
         if (a.single) {
             notes.push_back("'" + a.name +
                             "': one value for all points is written for every point");
@@ -199,13 +244,23 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
             notes.push_back("'" + a.name +
                             "': 32-bit floats are written exactly and read back as 64-bit ones");
         }
-        for (int k = 0; k < a.width; ++k) {
+        for (const std::string& name : names.columns[i]) {
             if (!text.empty()) text += ',';
-            append_quoted(text, a.name + component_suffix(a.width, k));
+            text += cell_of(name);
         }
+    }
+    if (text.size() >= kLongestLine) {
+        throw FileError(out.name(), -1,
+                        "the names of the columns have more than " + std::to_string(kLongestLine) +
+                            " bytes");
     }
     text += '\n';
     out.write(text);
+}
+
+void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    write_header(cloud, out, notes);
+    std::string text;
     std::vector<std::vector<std::byte>> columns(cloud.attributes.size());
     for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
         for (std::size_t a = 0; a < columns.size(); ++a) {
@@ -234,6 +289,9 @@ void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
                 }
             }
             text += '\n';
+            if (text.size() < kBlockBytes) continue;
+            out.write(text);
+            text.clear();
         }
         out.write(text);
         if (options.progress) options.progress(first + n, cloud.count);

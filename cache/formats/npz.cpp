@@ -2,7 +2,9 @@
 // (N, width); one value for all: shape () or (1, width).
 #include "cache/cloud/bytes.h"
 #include "cache/cloud/hash.h"
+#include "cache/formats/columns.h"
 #include "cache/formats/format_traits.h"
+#include "cache/formats/names.h"
 #include "cache/formats/npy_header.h"
 #include "cache/formats/zip.h"
 
@@ -12,12 +14,14 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <unordered_set>
 
 namespace vx::cache {
 
 namespace {
 
-constexpr std::int64_t kWidest = 4096;
+constexpr auto kWidest = static_cast<std::int64_t>(kMostColumns);
+constexpr std::string_view kCommentStart = "vx_cache name ";
 
 struct NpyArray {
     ZipEntry entry;
@@ -69,10 +73,10 @@ class NpzCloud final : public Cloud {
                (attributes[attribute].single ? 0 : point) * attributes[attribute].width *
                    a.layout.size;
     }
-    std::vector<std::pair<std::int64_t, std::string>> verify() override;
 
   private:
     void unpack(NpyArray& array);
+    void check_stored(const NpyArray& array) const;
     bool parse_header(NpyArray& array, Findings& findings);
     void settle();
     void read_bytes(const NpyArray& a, std::int64_t at, void* out, std::size_t bytes) const {
@@ -129,6 +133,18 @@ void NpzCloud::unpack(NpyArray& array) {
     if (crc != entry.crc) fail(array, "its checksum is wrong");
 }
 
+void NpzCloud::check_stored(const NpyArray& array) const {
+    std::vector<unsigned char> block(1 << 18);
+    std::uint32_t crc = 0;
+    for (std::int64_t at = 0; at < array.entry.size; at += std::ssize(block)) {
+        const auto n = static_cast<std::size_t>(
+            std::min<std::int64_t>(std::ssize(block), array.entry.size - at));
+        m_file->read(array.entry.data + at, block.data(), n);
+        crc = crc32_of(crc, block.data(), n);
+    }
+    if (crc != array.entry.crc) fail(array, "its checksum is wrong");
+}
+
 bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
     const std::int64_t size = array.entry.size;
     if (size < kLeastNpyPrefixBytes) fail(array, "is too short for an array");
@@ -167,6 +183,7 @@ bool NpzCloud::parse_header(NpyArray& array, Findings& findings) {
 }
 
 void NpzCloud::add_entries(Findings& findings) {
+    std::unordered_set<std::string> names;
     for (const ZipEntry& entry : read_zip(*m_file)) {
         if (!entry.name.ends_with(".npy")) {
             findings.push_back({Severity::note, entry.header, "'" + entry.name + "' is ignored"});
@@ -179,6 +196,8 @@ void NpzCloud::add_entries(Findings& findings) {
         } else if (entry.method != 0) {
             fail(array,
                  "is compressed with the unsupported method " + std::to_string(entry.method));
+        } else {
+            check_stored(array);
         }
         if (!parse_header(array, findings)) continue;
         Attribute a;
@@ -186,7 +205,11 @@ void NpzCloud::add_entries(Findings& findings) {
         a.type = array.layout.model_type();
         const std::vector<std::int64_t>& shape = array.layout.shape;
         a.width = shape.size() == 2 ? static_cast<int>(shape[1]) : 1;
-        if (find(a.name) >= 0) fail(array, "is there twice");
+        // write_npz() stores names here that a file in an archive cannot have.
+        if (entry.comment.starts_with(kCommentStart)) {
+            a.name = entry.comment.substr(kCommentStart.size());
+        }
+        if (!names.insert(a.name).second) fail(array, "is there twice");
         attributes.push_back(a);
         m_arrays.push_back(std::move(array));
     }
@@ -254,33 +277,12 @@ void NpzCloud::read(std::size_t attribute, std::int64_t first, std::int64_t n, v
     }
 }
 
-std::vector<std::pair<std::int64_t, std::string>> NpzCloud::verify() {
-    std::vector<std::pair<std::int64_t, std::string>> damage;
-    std::vector<unsigned char> block(1 << 18);
-    for (const NpyArray& a : m_arrays) {
-        if (a.unpacked) continue; // checked while it was unpacked
-        std::uint32_t crc = 0;
-        for (std::int64_t at = 0; at < a.entry.size; at += std::ssize(block)) {
-            const auto n = static_cast<std::size_t>(
-                std::min<std::int64_t>(std::ssize(block), a.entry.size - at));
-            m_file->read(a.entry.data + at, block.data(), n);
-            crc = crc32_of(crc, block.data(), n);
-        }
-        if (crc != a.entry.crc) {
-            damage.emplace_back(a.entry.data, "'" + a.entry.name + "': its checksum is wrong");
-        }
-    }
-    return damage;
-}
-
 // File names within the archive.
-std::string safe(const std::string& name, Notes& notes) {
-    std::string out = name.empty() ? "unnamed" : name;
+std::string safe(const std::string& name) {
+    std::string out = name.empty() ? "unnamed" : name.substr(0, kLongestName);
     for (char& c : out) {
         if (static_cast<unsigned char>(c) < ' ' || c == '/' || c == '\\') c = '_';
     }
-    if (out.size() > 1024) out.resize(1024);
-    if (out != name) notes.push_back("'" + name + "': is called '" + out + "' in the file");
     return out;
 }
 
@@ -295,9 +297,27 @@ void write_npz(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     std::vector<std::string> heads;
     std::vector<std::int64_t> offsets;
     std::int64_t position = 0;
-    for (const Attribute& a : cloud.attributes) {
+    std::vector<std::string> attributes;
+    for (const Attribute& a : cloud.attributes)
+        attributes.push_back(a.name);
+    NameSet set;
+    const std::vector<std::string> names = add_names(set, attributes, safe);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const Attribute& a = cloud.attributes[i];
+        const std::string& name = names[i];
+        if (a.width > kWidest) {
+            throw FileError(out.name(), -1,
+                            "'" + a.name + "' has " + std::to_string(a.width) +
+                                " values per point; the most are " + std::to_string(kWidest));
+        }
         ZipEntry entry;
-        entry.name = safe(a.name, notes) + ".npy";
+        entry.name = name + ".npy";
+        if (name != a.name) {
+            notes.push_back(note_of_name(a.name, name));
+            if (!a.name.empty() && a.name.size() <= kLongestName) {
+                entry.comment = std::string(kCommentStart) + a.name;
+            }
+        }
         heads.push_back(npy_header(a, cloud.count));
         const std::int64_t bytes =
             (a.single ? 1 : cloud.count) * static_cast<std::int64_t>(a.bytes());

@@ -4,8 +4,11 @@
 #include "cache/formats/format_traits.h"
 #include "src/points/pdc_walk.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
+#include <unordered_map>
 
 namespace vx::cache {
 
@@ -30,7 +33,14 @@ class PdcCloud final : public Cloud {
         const Attribute& a = attributes[attribute];
         return m_offsets[attribute] + (a.single ? 0 : point) * static_cast<std::int64_t>(a.bytes());
     }
+    // As find(), but the time does not depend on the number of attributes.
+    std::optional<std::size_t> index_of(const std::string& name) const {
+        const auto found = m_index.find(name);
+        if (found == m_index.end()) return std::nullopt;
+        return found->second;
+    }
     void add(const Attribute& attribute, std::int64_t offset) {
+        m_index.emplace(attribute.name, attributes.size());
         attributes.push_back(attribute);
         m_offsets.push_back(offset);
     }
@@ -43,6 +53,7 @@ class PdcCloud final : public Cloud {
   private:
     FilePtr m_file;
     std::vector<std::int64_t> m_offsets;
+    std::unordered_map<std::string, std::size_t> m_index; // of the attributes
 };
 
 Attribute attribute_of_code(const std::string& name, std::int32_t code) {
@@ -107,17 +118,28 @@ void add_record(PdcCloud& cloud, const CPdcWalk& walk, Findings& findings) {
                             " particles, the file has " + std::to_string(left) + " left");
     }
     const Attribute a = attribute_of_code(walk.name, walk.code);
-    const int twin = cloud.find(a.name);
-    if (twin < 0) {
+    const std::optional<std::size_t> twin = cloud.index_of(a.name);
+    if (!twin) {
         cloud.add(a, walk.dataOffset);
         return;
     }
-    const auto index = static_cast<std::size_t>(twin);
-    const bool later = fits_name(a) || !fits_name(cloud.attributes[index]);
+    const bool later = fits_name(a) || !fits_name(cloud.attributes[*twin]);
     findings.push_back({Severity::warning, walk.dataOffset,
                         "attribute '" + a.name + "' is there twice; the " +
                             (later ? "later" : "earlier") + " one counts"});
-    if (later) cloud.replace(index, a, walk.dataOffset);
+    if (later) cloud.replace(*twin, a, walk.dataOffset);
+}
+
+// Nothing in a file backs its count of points if it has no array. The conversion of the shaders
+// cuts larger counts, too.
+void check_unbacked(const Cloud& cloud, const InputFile& file) {
+    constexpr std::int64_t kMostUnbacked = std::int64_t{1} << 20;
+    const auto& all = cloud.attributes;
+    const bool backed = std::any_of(all.begin(), all.end(), [](auto& a) { return !a.single; });
+    if (backed || cloud.count <= kMostUnbacked) return;
+    throw FileError(file.name(), 20,
+                    "the header counts " + std::to_string(cloud.count) +
+                        " particles, but no attribute has an array of values");
 }
 
 CloudPtr open_pdc(FilePtr file, Findings& findings, const OpenOptions&) {
@@ -150,6 +172,7 @@ CloudPtr open_pdc(FilePtr file, Findings& findings, const OpenOptions&) {
             {Severity::warning, end,
              std::to_string(input.size() - end) + " bytes after the last attribute"});
     }
+    check_unbacked(*cloud, input);
     cloud->details.emplace_back("version", std::to_string(walk.header.formatVersion));
     return cloud;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <unordered_set>
 
 namespace vx::cache {
 
@@ -107,6 +108,7 @@ class HeaderReader {
         element.count = *count;
         element.offset = m_start;
         m_header.elements.push_back(element);
+        m_names.clear();
     }
     void read_property(Words& words) {
         if (m_header.elements.empty()) fail("a property before any element");
@@ -124,8 +126,8 @@ class HeaderReader {
         property.type = *type;
         property.name = words.next();
         if (property.name.empty()) fail("a property without a name");
-        for (const PlyProperty& other : m_header.elements.back().properties) {
-            if (other.name == property.name) fail("two properties '" + property.name + "'");
+        if (!m_names.insert(property.name).second) {
+            fail("two properties '" + property.name + "'");
         }
         m_header.elements.back().properties.push_back(property);
     }
@@ -135,6 +137,7 @@ class HeaderReader {
     PlyHeader m_header;
     std::string_view m_line;
     std::int64_t m_start = 0;
+    std::unordered_set<std::string> m_names; // of the last element's properties
 };
 
 } // namespace
@@ -142,6 +145,11 @@ class HeaderReader {
 std::size_t ply_size(PlyType type) {
     constexpr std::array<std::size_t, 8> kSizes{1, 1, 2, 2, 4, 4, 4, 8};
     return kSizes[static_cast<std::size_t>(type)];
+}
+
+std::string_view ply_type_name(PlyType type) {
+    // Every type has two names, the first of which is the original one.
+    return kTypeNames[2 * static_cast<std::size_t>(type)].name;
 }
 
 Type ply_model_type(PlyType type) {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vx::cache {
@@ -15,6 +16,8 @@ enum class PlyEncoding { little, big, ascii };
 enum class PlyType { int8, uint8, int16, uint16, int32, uint32, float32, float64 };
 /// Bytes of a value.
 std::size_t ply_size(PlyType type);
+/// "char", "uchar", "short", "ushort", "int", "uint", "float" or "double".
+std::string_view ply_type_name(PlyType type);
 /// The type of a cloud's attribute that holds every value.
 Type ply_model_type(PlyType type);
 

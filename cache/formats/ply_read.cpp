@@ -2,9 +2,14 @@
 // all points share. Other elements are skipped.
 #include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
+#include "cache/formats/names.h"
 #include "cache/formats/ply.h"
 #include "cache/formats/ply_header.h"
 #include "cache/formats/text.h"
+
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace vx::cache {
 
@@ -51,6 +56,22 @@ void gather(PlyType type, const std::byte* in, std::size_t stride, bool swap, To
     }
 }
 
+// Whether a text is a whole number in the range of an integer type.
+bool fits(PlyType type, std::string_view text) {
+    const std::optional<std::int64_t> value = parse_int(text);
+    const auto bytes = ply_size(type);
+    const bool is_signed =
+        type == PlyType::int8 || type == PlyType::int16 || type == PlyType::int32;
+    const std::int64_t values = std::int64_t{1} << (8 * bytes);
+    const std::int64_t least = is_signed ? -values / 2 : 0;
+    return value && *value >= least && *value < least + values;
+}
+
+// What integer colors are divided by.
+double color_scale(PlyType type) {
+    return type == PlyType::uint8 ? 255 : type == PlyType::uint16 ? 65535 : 1;
+}
+
 // The rows of one element: their place in a binary file, or the parsed values of a text file.
 class Rows {
   public:
@@ -88,7 +109,7 @@ class PlyCloud final : public Cloud {
     struct Field {
         const Rows* rows;
         std::vector<std::size_t> columns;
-        double scale;
+        std::vector<double> scales; // divisors of the columns
     };
 
     template <typename T>
@@ -101,7 +122,7 @@ class PlyCloud final : public Cloud {
             for (std::size_t k = 0; k < width; ++k) {
                 const std::size_t c = f.columns[k];
                 gather(rows.element->properties[c].type, raw + rows.offsets[c], stride, m_swap,
-                       out + k, width, points, f.scale);
+                       out + k, width, points, f.scales[k]);
             }
             return;
         }
@@ -118,7 +139,7 @@ class PlyCloud final : public Cloud {
                     const double value = type == PlyType::float32
                                              ? static_cast<double>(static_cast<float>(values[i]))
                                              : static_cast<double>(values[i]);
-                    out[i * width + k] = static_cast<T>(value / f.scale);
+                    out[i * width + k] = static_cast<T>(value / f.scales[k]);
                 }
             });
         }
@@ -137,9 +158,12 @@ class PlyCloud final : public Cloud {
         return m_rows.data();
     }
 
+    // Returns the offset of the next line that is not empty, or of the end.
+    static std::int64_t skip_empty_lines(ByteReader& reader);
     std::int64_t skip_binary(const PlyElement& element, std::int64_t at) const;
     void read_ascii(Rows& rows, ByteReader& reader);
     void add_fields(const Rows& rows, bool single, Findings& findings);
+    void apply_comments();
     [[noreturn]] void fail(std::int64_t offset, const std::string& why) const {
         throw FileError(m_file->name(), offset, why);
     }
@@ -151,6 +175,7 @@ class PlyCloud final : public Cloud {
     Rows m_vertices;
     Rows m_shared;
     std::vector<Field> m_fields;
+    std::unordered_set<std::string> m_names; // of the attributes
     std::vector<std::byte> m_raw;
     const Rows* m_cached = nullptr;
     std::int64_t m_cached_first = 0;
@@ -206,19 +231,17 @@ void PlyCloud::read_ascii(Rows& rows, ByteReader& reader) {
             if (!rows.columns[k].append(word)) {
                 fail(offset, "'" + std::string(word.substr(0, 40)) + "' is not a number");
             }
+            const PlyType type = element.properties[k].type;
+            if (is_integer(ply_model_type(type)) && !fits(type, word)) {
+                fail(offset, "'" + std::string(word.substr(0, 40)) + "' is not a valid " +
+                                 std::string(ply_type_name(type)));
+            }
             if (k + 1 == element.properties.size()) {
                 if (!words.next().empty()) {
                     fail(start, "a row of '" + element.name + "' has too many values");
                 }
                 ++i;
             }
-        }
-    }
-    for (std::size_t k = 0; k < rows.columns.size(); ++k) {
-        const Type declared = ply_model_type(element.properties[k].type);
-        if (is_integer(declared) && rows.columns[k].type() == Type::float64) {
-            fail(element.offset, "property '" + element.properties[k].name +
-                                     "' is declared as an integer and has other values");
         }
     }
 }
@@ -231,23 +254,53 @@ void PlyCloud::add_fields(const Rows& rows, bool single, Findings& findings) {
         types.push_back(ply_model_type(p.type));
     }
     for (Grouped& g : group_columns(names, types)) {
-        double scale = 1;
-        if (g.attribute.name == "rgbPP" && is_integer(g.attribute.type)) {
-            const PlyType stored = rows.element->properties[g.columns[0]].type;
-            scale = stored == PlyType::uint16 ? 65535 : 255;
-            g.attribute.type = Type::float32;
+        std::vector<double> scales(g.columns.size(), 1.0);
+        bool scaled = false;
+        for (std::size_t k = 0; k < scales.size() && g.attribute.name == "rgbPP"; ++k) {
+            scales[k] = color_scale(rows.element->properties[g.columns[k]].type);
+            scaled = scaled || scales[k] != 1;
+        }
+        if (scaled) {
+            if (g.attribute.type != Type::float64) g.attribute.type = Type::float32;
             findings.push_back(
                 {Severity::note, -1, "colors are stored as integers and are shown here as 0 to 1"});
         }
-        if (find(g.attribute.name) >= 0) {
+        if (!m_names.insert(g.attribute.name).second) {
             findings.push_back({Severity::warning, rows.element->offset,
                                 "'" + g.attribute.name + "' is there twice; the first one counts"});
             continue;
         }
         g.attribute.single = single;
         attributes.push_back(g.attribute);
-        m_fields.push_back({&rows, g.columns, scale});
+        m_fields.push_back({&rows, g.columns, std::move(scales)});
     }
+}
+
+// Comments of write_ply() hold the names that a header cannot.
+void PlyCloud::apply_comments() {
+    std::unordered_map<std::string, std::string> renamed;
+    for (const std::string& comment : m_header.comments) {
+        Words words(comment);
+        const bool is_name = words.next() == "vx_cache" && words.next() == "name";
+        const std::string in_file = is_name ? std::string(words.next()) : "";
+        const std::optional<std::string> name =
+            is_name ? percent_decoded(words.next()) : std::nullopt;
+        if (!name || !words.next().empty()) {
+            details.emplace_back("comment", comment);
+        } else {
+            renamed.emplace(in_file, *name);
+        }
+    }
+    rename_attributes(attributes, renamed);
+}
+
+std::int64_t PlyCloud::skip_empty_lines(ByteReader& reader) {
+    int c = reader.peek();
+    while (c == ' ' || c == '\t' || c == '\r' || c == '\n') {
+        reader.get();
+        c = reader.peek();
+    }
+    return reader.offset();
 }
 
 void PlyCloud::locate(Findings& findings) {
@@ -309,14 +362,14 @@ void PlyCloud::locate(Findings& findings) {
     const bool cloud_is_last =
         !m_header.elements.empty() && (&m_header.elements.back() == m_vertices.element ||
                                        &m_header.elements.back() == m_shared.element);
-    if (!ascii && cloud_is_last && at < m_file->size()) {
+    if (ascii) at = skip_empty_lines(reader);
+    if (cloud_is_last && at < m_file->size()) {
         findings.push_back({Severity::warning, at,
                             std::to_string(m_file->size() - at) + " bytes after the last row"});
     }
     constexpr std::string_view kWords[] = {"binary little-endian", "binary big-endian", "ASCII"};
     details.emplace_back("encoding", kWords[static_cast<std::size_t>(m_header.encoding)]);
-    for (const std::string& comment : m_header.comments)
-        details.emplace_back("comment", comment);
+    apply_comments();
 }
 
 } // namespace

@@ -1,10 +1,10 @@
 #include "cache/cloud/bytes.h"
 #include "cache/formats/columns.h"
+#include "cache/formats/names.h"
 #include "cache/formats/ply.h"
 #include "cache/formats/text.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -15,21 +15,30 @@ namespace {
 constexpr std::int64_t kRowsAtOnce = 16384; // rows per read
 constexpr std::size_t kRowsOfTile = 128;    // filled column by column within the L1 cache
 
-std::array<std::string, 3> well_known(std::string_view name) {
-    if (name == "position") return {"x", "y", "z"};
-    if (name == "normalPP") return {"nx", "ny", "nz"};
-    if (name == "rgbPP") return {"red", "green", "blue"};
-    return {};
-}
-
 // Names in the header must not contain blanks.
-std::string safe(const std::string& name, Notes& notes) {
-    std::string out = name.empty() ? "unnamed" : name;
+std::string safe(const std::string& name) {
+    std::string out = name.empty() ? "unnamed" : name.substr(0, kLongestName);
     for (char& c : out) {
         if (static_cast<unsigned char>(c) <= ' ' || c == '\x7f') c = '_';
     }
-    if (out != name) notes.push_back("'" + name + "': is called '" + out + "' in the file");
     return out;
+}
+
+// The names of the columns; a comment for each attribute that read_ply() is to rename.
+ColumnNames column_names(const Cloud& cloud, Notes& notes, std::string& comments) {
+    std::vector<std::string> wanted;
+    for (const Attribute& a : cloud.attributes)
+        wanted.push_back(safe(a.name));
+    ColumnNames names = name_columns(cloud.attributes, wanted, true);
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const std::string& name = cloud.attributes[i].name;
+        const std::string& in_file = names.attributes[i];
+        if (name == in_file) continue;
+        notes.push_back(note_of_name(name, in_file));
+        if (name.empty() || name.size() > kLongestName) continue;
+        comments += "comment vx_cache name " + in_file + " " + percent_encoded(name) + "\n";
+    }
+    return names;
 }
 
 std::string_view ply_name(Type type) {
@@ -125,6 +134,13 @@ void put_text(std::vector<PlyColumn*>& columns, std::size_t points, std::string&
 } // namespace
 
 void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
+    if (count_columns(cloud.attributes) > kMostColumns) {
+        throw FileError(out.name(), -1,
+                        "a header of " + std::to_string(count_columns(cloud.attributes)) +
+                            " properties; the most are " + std::to_string(kMostColumns));
+    }
+    std::string comments;
+    const ColumnNames names = column_names(cloud, notes, comments);
     std::vector<PlyColumn> columns;
     columns.reserve(cloud.attributes.size());
     std::vector<PlyColumn*> rows;
@@ -138,12 +154,7 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
         columns.emplace_back(cloud, i, type, bytes);
         (a.single ? shared : rows).push_back(&columns.back());
         if (bytes) notes.push_back("'rgbPP': cut to 0..1 and rounded to bytes");
-        const std::array<std::string, 3> known =
-            a.width == 3 ? well_known(a.name) : std::array<std::string, 3>{};
-        const std::string base = known[0].empty() ? safe(a.name, notes) : "";
-        for (int k = 0; k < a.width; ++k) {
-            const std::string name = known[0].empty() ? base + component_suffix(a.width, k)
-                                                      : known[static_cast<std::size_t>(k)];
+        for (const std::string& name : names.columns[i]) {
             (a.single ? element : vertex) +=
                 "property " + std::string(bytes ? "uchar" : ply_name(type)) + " " + name + "\n";
         }
@@ -152,8 +163,8 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     const bool big = options.encoding == "big";
     std::string header = "ply\nformat ";
     header += ascii ? "ascii" : big ? "binary_big_endian" : "binary_little_endian";
-    header += " 1.0\ncomment written by vx_cache\nelement vertex " + std::to_string(cloud.count) +
-              "\n" + vertex;
+    header += " 1.0\ncomment written by vx_cache\n" + comments + "element vertex " +
+              std::to_string(cloud.count) + "\n" + vertex;
     if (!shared.empty()) header += "element cloud 1\n" + element;
     header += "end_header\n";
     out.write(header);

@@ -40,6 +40,25 @@ void append_value(std::string& out, Type type, const std::byte* values, std::siz
     });
 }
 
+namespace {
+
+// Whether a 64-bit float differs from a whole number of the same text.
+bool is_inexact(std::int64_t whole) {
+    constexpr std::int64_t kLimit = std::int64_t{1} << 53;
+    if (whole >= -kLimit && whole <= kLimit) return false;
+    const auto rounded = static_cast<double>(whole);
+    return rounded >= 0x1p63 || static_cast<std::int64_t>(rounded) != whole;
+}
+bool is_inexact(double value, std::string_view text) {
+    if (std::abs(value) < 0x1p53) return false;
+    const std::string_view digits = text.substr(text[0] == '-' || text[0] == '+' ? 1 : 0);
+    if (digits.find_first_not_of("0123456789") != std::string_view::npos) return false;
+    const std::optional<std::int64_t> whole = parse_int(text);
+    return !whole || is_inexact(*whole);
+}
+
+} // namespace
+
 bool GuessedColumn::append(std::string_view text) {
     std::uint64_t word = 0;
     const std::optional<std::int64_t> whole = m_first_double < 0 ? parse_int(text) : std::nullopt;
@@ -47,12 +66,14 @@ bool GuessedColumn::append(std::string_view text) {
         m_least = m_count == 0 ? *whole : std::min(m_least, *whole);
         m_most = m_count == 0 ? *whole : std::max(m_most, *whole);
         word = std::bit_cast<std::uint64_t>(*whole);
+        if (is_inexact(*whole)) ++m_inexact;
     } else {
         const std::optional<double> value =
             text.empty() ? std::numeric_limits<double>::quiet_NaN() : parse_double(text);
         if (!value) return false;
         if (m_first_double < 0) m_first_double = m_count;
         word = std::bit_cast<std::uint64_t>(*value);
+        if (is_inexact(*value, text)) ++m_inexact;
     }
     m_values.append(&word, sizeof word);
     ++m_count;

@@ -51,6 +51,8 @@ class GuessedColumn {
     /// Reads values as type().
     void read(std::int64_t first, std::int64_t n, void* out) const;
     std::int64_t size() const { return m_count; }
+    /// Whole numbers among the values that a 64-bit float cannot hold.
+    std::int64_t inexact() const { return m_inexact; }
 
   private:
     Spool m_values; // 8 bytes each: integers before m_first_double, then doubles
@@ -58,6 +60,7 @@ class GuessedColumn {
     std::int64_t m_first_double = -1;
     std::int64_t m_least = 0;
     std::int64_t m_most = 0;
+    std::int64_t m_inexact = 0;
 };
 
 /// The words of a line, which blanks separate. The text must outlive the object.

@@ -1,5 +1,7 @@
 #include "cache/formats/usda_lexer.h"
 
+#include <cctype>
+#include <charconv>
 #include <cstring>
 
 namespace vx::cache {
@@ -23,6 +25,31 @@ void UsdaLexer::skip_blanks() {
     }
 }
 
+// The character that an escape sequence stands for, or -1 at the end of the file.
+int UsdaLexer::read_escape() {
+    const int c = m_reader.get();
+    switch (c) {
+    case 'n':
+        return '\n';
+    case 'r':
+        return '\r';
+    case 't':
+        return '\t';
+    case 'x':
+        break;
+    default:
+        return c;
+    }
+    char digits[2] = {};
+    for (char& digit : digits) {
+        if (std::isxdigit(m_reader.peek()) == 0) fail("\\x without two hexadecimal digits");
+        digit = static_cast<char>(m_reader.get());
+    }
+    unsigned value = 0;
+    std::from_chars(digits, digits + 2, value, 16);
+    return static_cast<int>(value);
+}
+
 void UsdaLexer::read_quoted(char quote) {
     m_reader.get();
     bool triple = false;
@@ -41,7 +68,7 @@ void UsdaLexer::read_quoted(char quote) {
         }
         m_token.text.append(static_cast<std::size_t>(run), quote);
         run = 0;
-        if (c == '\\') c = m_reader.get();
+        if (c == '\\') c = read_escape();
         if (c >= 0) m_token.text += static_cast<char>(c);
         if (m_token.text.size() > kLongestWord) fail("a string of more than 65536 bytes");
     }

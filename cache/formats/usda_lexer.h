@@ -55,6 +55,7 @@ class UsdaLexer {
 
   private:
     void skip_blanks();
+    int read_escape();
     void read_quoted(char quote);
 
     ByteReader m_reader;

@@ -1,11 +1,13 @@
 // The first Points prim of a USD text file: arrays of numbers, and constant values. Animated values
 // are read at one time.
+#include "cache/formats/names.h"
 #include "cache/formats/usda.h"
 #include "cache/formats/usda_lexer.h"
 #include "cache/formats/usda_values.h"
 
 #include <cstring>
 #include <set>
+#include <unordered_map>
 
 namespace vx::cache {
 
@@ -26,6 +28,8 @@ class UsdaCloud final : public Cloud {
   private:
     void parse_prim(UsdaLexer& lexer, Findings& findings);
     void parse_property(UsdaLexer& lexer, Findings& findings);
+    void parse_metadata(UsdaLexer& lexer, const std::string& attribute);
+    void parse_custom_data(UsdaLexer& lexer, const std::string& attribute);
     void settle();
 
     FilePtr m_file;
@@ -33,7 +37,9 @@ class UsdaCloud final : public Cloud {
     std::optional<double> m_time;
     std::set<std::string> m_constants; // attributes declared with constant interpolation
     std::vector<std::unique_ptr<UsdaArray>> m_arrays;
-    std::vector<bool> m_sampled; // per array: whether it has time samples
+    std::vector<bool> m_sampled;                          // per array: whether it has time samples
+    std::unordered_map<std::string, std::size_t> m_index; // of the arrays
+    std::unordered_map<std::string, std::string> m_custom_names; // of write_usda(), by attribute
 };
 
 std::string attribute_name(std::string_view name) {
@@ -71,7 +77,8 @@ void UsdaCloud::parse_property(UsdaLexer& lexer, Findings& findings) {
     if (lexer.is('=')) {
         lexer.next();
         if (numbers && !lexer.is_word("None")) {
-            const int twin = find(attribute.name);
+            const auto found = m_index.find(attribute.name);
+            const int twin = found == m_index.end() ? -1 : static_cast<int>(found->second);
             auto array = std::make_unique<UsdaArray>(attribute, m_budget);
             array->offset = offset;
             if (name == "widths") array->scale = 0.5;
@@ -91,6 +98,7 @@ void UsdaCloud::parse_property(UsdaLexer& lexer, Findings& findings) {
                 throw FileError(m_file->name(), offset,
                                 "attribute '" + name + "' is declared twice");
             } else if (array && (array->rows > 0 || attribute.name == "position")) {
+                m_index.emplace(attribute.name, attributes.size());
                 attributes.push_back(attribute);
                 m_arrays.push_back(std::move(array));
                 m_sampled.push_back(samples);
@@ -102,19 +110,42 @@ void UsdaCloud::parse_property(UsdaLexer& lexer, Findings& findings) {
     if (name.starts_with("xformOp:")) {
         findings.push_back({Severity::warning, offset, "the prim's own transform is not applied"});
     }
-    if (lexer.is('(')) {
-        lexer.next();
-        while (!lexer.is(')')) {
-            if (lexer.is_word("interpolation")) {
-                lexer.next();
-                if (lexer.is('=')) lexer.next();
-                if (lexer.token().text == "constant") m_constants.insert(attribute.name);
-            }
-            lexer.skip_value();
-        }
-        lexer.next();
-    }
+    if (lexer.is('(')) parse_metadata(lexer, attribute.name);
     if (!type.array) m_constants.insert(attribute.name);
+}
+
+void UsdaCloud::parse_metadata(UsdaLexer& lexer, const std::string& attribute) {
+    lexer.next();
+    while (!lexer.is(')')) {
+        if (lexer.is_word("interpolation")) {
+            lexer.next();
+            if (lexer.is('=')) lexer.next();
+            if (lexer.token().text == "constant") m_constants.insert(attribute);
+        } else if (lexer.is_word("customData")) {
+            lexer.next();
+            if (lexer.is('=')) lexer.next();
+            if (lexer.is('{')) {
+                parse_custom_data(lexer, attribute);
+                continue;
+            }
+        }
+        lexer.skip_value();
+    }
+    lexer.next();
+}
+
+void UsdaCloud::parse_custom_data(UsdaLexer& lexer, const std::string& attribute) {
+    lexer.next();
+    while (!lexer.is('}')) {
+        const bool is_name = lexer.is_word("vx_cache_name");
+        lexer.skip_value();
+        if (!is_name || !lexer.is('=')) continue;
+        lexer.next();
+        if (lexer.token().kind == UsdaToken::Kind::string) {
+            m_custom_names.emplace(attribute, lexer.token().text);
+        }
+    }
+    lexer.next();
 }
 
 void UsdaCloud::parse_prim(UsdaLexer& lexer, Findings& findings) {
@@ -156,6 +187,7 @@ void UsdaCloud::settle() {
         }
         attributes[i] = a.attribute;
     }
+    rename_attributes(attributes, m_custom_names);
 }
 
 void UsdaCloud::parse(Findings& findings) {

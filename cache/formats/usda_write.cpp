@@ -1,4 +1,5 @@
 #include "cache/cloud/attribute_reader.h"
+#include "cache/formats/names.h"
 #include "cache/formats/text.h"
 #include "cache/formats/usda.h"
 
@@ -29,14 +30,86 @@ constexpr std::array<SchemaAttribute, 6> kKnown{
      {"radius", "float[]", "widths", 1, Type::float32},
      {"id", "int64[]", "ids", 1, Type::int64}}};
 
-std::string safe(const std::string& name, Notes& notes) {
-    std::string out = name.empty() ? "unnamed" : name;
+// An identifier.
+std::string safe(const std::string& name) {
+    std::string out = name.empty() ? "unnamed" : name.substr(0, kLongestName);
     for (char& c : out) {
         if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_') c = '_';
     }
     if (std::isdigit(static_cast<unsigned char>(out[0])) != 0) out.insert(0, "_");
-    if (out != name) notes.push_back("'" + name + "': is called '" + out + "' in the file");
     return out;
+}
+
+const SchemaAttribute* schema_of(const Attribute& a) {
+    for (const SchemaAttribute& k : kKnown) {
+        if (k.name == a.name && k.width == a.width) return &k;
+    }
+    return nullptr;
+}
+
+// Names of attributes in the file, the schema's or primvars.
+std::vector<std::string> choose_names(const Cloud& cloud, Notes& notes) {
+    constexpr std::string_view kPrefix = "primvars:";
+    NameSet taken;
+    // Readers take these for the color and the opacity of the schema.
+    taken.insert("displayColor");
+    taken.insert("displayOpacity");
+    std::vector<std::string> others;
+    for (const Attribute& a : cloud.attributes) {
+        if (schema_of(a) != nullptr) {
+            taken.insert(a.name);
+        } else {
+            others.push_back(a.name);
+        }
+    }
+    const std::vector<std::string> chosen = add_names(taken, others, safe);
+    std::vector<std::string> names;
+    std::size_t next = 0;
+    for (const Attribute& a : cloud.attributes) {
+        if (const SchemaAttribute* schema = schema_of(a); schema != nullptr) {
+            names.emplace_back(schema->usd_name);
+            continue;
+        }
+        const std::string& name = chosen[next++];
+        if (name != a.name) notes.push_back(note_of_name(a.name, name));
+        names.push_back(std::string(kPrefix) + name);
+    }
+    return names;
+}
+
+// A quoted string; other characters than those of ASCII are written byte by byte.
+std::string quoted(const std::string& text) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string out = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte >= 0x7f) {
+            out += "\\x";
+            out += kDigits[byte >> 4];
+            out += kDigits[byte & 15];
+        } else {
+            if (c == '"' || c == '\\') out += '\\';
+            out += c;
+        }
+    }
+    return out + '"';
+}
+
+// The metadata behind a value: how it is interpolated, and the attribute's name if the file has
+// another one.
+std::string metadata(const Attribute& a, const std::string& usd_name) {
+    const bool is_primvar = usd_name.starts_with("primvars:");
+    std::string out;
+    if (is_primvar || a.name == "normalPP" || a.name == "radius") {
+        out +=
+            std::string("        interpolation = \"") + (a.single ? "constant" : "vertex") + "\"\n";
+    }
+    const bool renamed = is_primvar && schema_of(a) == nullptr && usd_name.substr(9) != a.name;
+    if (renamed && !a.name.empty() && a.name.size() <= kLongestName) {
+        out += "        customData = {\n            string vx_cache_name = " + quoted(a.name) +
+               "\n        }\n";
+    }
+    return out.empty() ? out : " (\n" + out + "    )";
 }
 
 std::string generic_type(const Attribute& a) {
@@ -121,6 +194,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         throw FileError(out.name(), -1,
                         "a Points prim needs the attribute 'position' with three values");
     }
+    const std::vector<std::string> names = choose_names(cloud, notes);
     out.write("#usda 1.0\n(\n    defaultPrim = \"cloud\"\n    upAxis = \"Y\"\n)\n\n"
               "def Points \"cloud\"\n{\n");
     write_extent(cloud, out);
@@ -133,21 +207,15 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         if (options.progress) options.progress(done, total);
     };
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
-        Attribute a = cloud.attributes[i];
-        const SchemaAttribute* schema = nullptr;
-        for (const SchemaAttribute& k : kKnown) {
-            if (k.name == a.name && k.width == a.width) schema = &k;
-        }
+        const Attribute& a = cloud.attributes[i];
+        const SchemaAttribute* const schema = schema_of(a);
         const Type type = schema != nullptr ? schema->type : a.type;
         const std::string usd_type =
             schema != nullptr ? std::string(schema->usd_type) : generic_type(a);
-        const std::string usd_name =
-            schema != nullptr ? std::string(schema->usd_name) : "primvars:" + safe(a.name, notes);
-        const bool is_primvar = usd_name.starts_with("primvars:");
         // The schema allows neither a constant position nor a constant id.
         const bool spread =
             a.single && (a.name == "position" || a.name == "id") && schema != nullptr;
-        out.write("    " + usd_type + " " + usd_name + " = [");
+        out.write("    " + usd_type + " " + names[i] + " = [");
         AttributeReader source(cloud, i, type);
         const double scale = schema != nullptr && a.name == "radius" ? 2.0 : 1.0;
         if (spread) {
@@ -167,13 +235,7 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
         } else {
             write_values(cloud, out, source, a, type, scale, step);
         }
-        out.write("]");
-        const bool says = is_primvar || a.name == "normalPP" || a.name == "radius";
-        if (says) {
-            out.write(std::string(" (\n        interpolation = \"") +
-                      (a.single ? "constant" : "vertex") + "\"\n    )");
-        }
-        out.write("\n");
+        out.write("]" + metadata(a, names[i]) + "\n");
         note_rounding(source, notes);
     }
     out.write("}\n");

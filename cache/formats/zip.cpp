@@ -92,6 +92,7 @@ ZipEntry read_entry(const InputFile& file, std::string_view directory, std::size
     std::uint64_t size = little_endian_at(directory, at + 24, 4);
     std::uint64_t header = little_endian_at(directory, at + 42, 4);
     entry.name = directory.substr(at + 46, name);
+    entry.comment = directory.substr(at + 46 + name + extra, comment);
     widen(directory.substr(at + 46 + name, extra), size, packed, header);
     at += 46 + name + extra + comment;
 
@@ -192,13 +193,14 @@ std::string zip_directory(const std::vector<ZipEntry>& entries, std::int64_t off
         append_little_endian(out, large ? kFull32 : size, 4);
         append_little_endian(out, entry.name.size(), 2);
         append_little_endian(out, extra.size(), 2);
-        append_little_endian(out, 0, 2);
+        append_little_endian(out, entry.comment.size(), 2);
         append_little_endian(out, 0, 2);
         append_little_endian(out, 0, 2);
         append_little_endian(out, 0, 4);
         append_little_endian(out, far ? kFull32 : header, 4);
         out += entry.name;
         out += extra;
+        out += entry.comment;
     }
     const std::uint64_t size = out.size();
     const auto start = static_cast<std::uint64_t>(offset);

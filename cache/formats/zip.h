@@ -19,6 +19,7 @@ struct ZipEntry {
     std::int64_t size = 0;   ///< bytes when unpacked
     std::int64_t header = 0; ///< offset of the local header
     std::int64_t data = 0;   ///< offset of the packed bytes
+    std::string comment;     ///< in the directory; at most 65535 bytes
 };
 
 /// Reads the directory. All entries lie within the file, and their sizes are plausible.

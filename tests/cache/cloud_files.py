@@ -7,13 +7,13 @@ import zipfile
 
 def pdc(attributes, count, version=1, declared=None):
     """attributes: (name, code, values), values flat; codes as in the format."""
-    out = b"PDC " + struct.pack(
-        ">6i", version, 1, 0, 0, count, len(attributes) if declared is None else declared)
+    parts = [b"PDC " + struct.pack(
+        ">6i", version, 1, 0, 0, count, len(attributes) if declared is None else declared)]
     for name, code, values in attributes:
         raw = name.encode()
-        out += struct.pack(">i", len(raw)) + raw + struct.pack(">i", code)
-        out += struct.pack(">%d%s" % (len(values), "i" if code < 2 else "d"), *values)
-    return out
+        parts.append(struct.pack(">i", len(raw)) + raw + struct.pack(">i", code))
+        parts.append(struct.pack(">%d%s" % (len(values), "i" if code < 2 else "d"), *values))
+    return b"".join(parts)
 
 
 def read_pdc(data):

@@ -87,6 +87,22 @@ TEST(GuessedColumn, NarrowsIntegersThatFit) {
     EXPECT_EQ(out[1], std::numeric_limits<std::int32_t>::max());
 }
 
+TEST(GuessedColumn, CountsWholeNumbersThatDoublesCannotHold) {
+    const auto inexact = [](std::initializer_list<const char*> texts) {
+        SpoolBudget budget;
+        GuessedColumn column(budget);
+        for (const char* text : texts)
+            EXPECT_TRUE(column.append(text)) << text;
+        return column.inexact();
+    };
+    // 2^53 and what lies next to it.
+    EXPECT_EQ(inexact({"9007199254740991", "9007199254740992", "-9007199254740992"}), 0);
+    EXPECT_EQ(inexact({"9007199254740993", "-9007199254740993", "9007199254740994"}), 2);
+    EXPECT_EQ(inexact({"0.5", "9007199254740993", "9007199254740994", "+9007199254740995"}), 2);
+    EXPECT_EQ(inexact({"9223372036854775807", "-9223372036854775808"}), 1);
+    EXPECT_EQ(inexact({"100000000000000000001", "1e20", "1e300", "inf", "-inf", "nan"}), 1);
+}
+
 TEST(Words, SplitsAtBlanksAndKeepsOffsets) {
     Words words("  one\ttwo\r ");
     EXPECT_EQ(words.next(), "one");

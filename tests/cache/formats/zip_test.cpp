@@ -10,9 +10,10 @@ namespace {
 // What the directory's place and the local headers say of entries of any size, without their bytes.
 TEST(Zip, WrittenEntriesReadBack) {
     const TestFolder folder;
-    ZipEntry a{"a.npy", 0, 0x12345678u, 5, 5, 0, 0};
+    ZipEntry a{"a.npy", 0, 0x12345678u, 5, 5, 0, 0, {}};
     std::string bytes = zip_local_header(a) + "hello";
-    ZipEntry b{"b.npy", 0, 7, 0, 0, std::ssize(bytes), 0};
+    ZipEntry b{"b.npy", 0, 7, 0, 0, std::ssize(bytes), 0, {}};
+    b.comment = "a note";
     bytes += zip_local_header(b);
     bytes += zip_directory({a, b}, std::ssize(bytes));
     const InputFile file(folder.put("a.npz", bytes));
@@ -23,12 +24,14 @@ TEST(Zip, WrittenEntriesReadBack) {
     EXPECT_EQ(entries[0].size, 5);
     EXPECT_EQ(bytes.substr(static_cast<std::size_t>(entries[0].data), 5), "hello");
     EXPECT_EQ(entries[1].size, 0);
+    EXPECT_EQ(entries[0].comment, "");
+    EXPECT_EQ(entries[1].comment, "a note");
 }
 
 // By the format's description: the 32-bit fields are full and the extra field of kind 1 has the
 // size twice; the directory's own 64-bit record follows where it begins beyond 4 GiB.
 TEST(Zip, SizesAndPlacesBeyond32Bits) {
-    const ZipEntry far{"f", 0, 1, 5000000000, 5000000000, 6000000000, 0};
+    const ZipEntry far{"f", 0, 1, 5000000000, 5000000000, 6000000000, 0, {}};
     const std::string text = zip_directory({far}, 11000000000);
     EXPECT_EQ(text.substr(20, 8), std::string(8, '\xff')); // both sizes
     EXPECT_EQ(text.substr(42, 4), std::string(4, '\xff')); // the header's offset
@@ -52,7 +55,7 @@ std::string reason(const std::string& bytes) {
 }
 
 TEST(Zip, DirectoriesThatLieAreErrors) {
-    ZipEntry a{"a", 0, 0, 5, 5, 0, 0};
+    ZipEntry a{"a", 0, 0, 5, 5, 0, 0, {}};
     const std::string body = zip_local_header(a) + "hello";
     const auto with = [&](const ZipEntry& entry) {
         return body + zip_directory({entry}, std::ssize(body));
