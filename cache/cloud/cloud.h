@@ -35,10 +35,6 @@ class Cloud {
     /// The offset of a point's first value in its file, or -1 if the value is not stored as such.
     virtual std::int64_t byte_offset(std::size_t, std::int64_t) const { return -1; }
 
-    /// Reads the whole file and checks what read() does not: checksums.
-    /// @return offset and description of each damage
-    virtual std::vector<std::pair<std::int64_t, std::string>> verify() { return {}; }
-
     int find(std::string_view name) const { return find_attribute(attributes, name); }
 
     std::string file_name; ///< for messages
