@@ -41,7 +41,7 @@ Spelling spell(const std::string& name, int width, bool known) {
         out.columns.push_back(name);
         return out;
     }
-    out.reserved = {name, name + ".x", name + ".0"};
+    out.reserved = {name, name + ".x", name + ".y", name + ".z", name + ".0"};
     for (const KnownGroup& group : kKnownGroups) {
         if (group.attribute != name) continue;
         if (known && width == 3 && out.columns.empty()) {
@@ -52,7 +52,6 @@ Spelling spell(const std::string& name, int width, bool known) {
     if (out.columns.empty()) {
         for (int k = 0; k < width; ++k)
             out.columns.push_back(name + component_suffix(width, k));
-        if (width == 2) out.reserved.push_back(name + ".z");
         if (width > 3) out.reserved.push_back(name + "." + std::to_string(width));
     }
     return out;

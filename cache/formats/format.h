@@ -56,11 +56,21 @@ struct OpenedCloud {
 /// @throws FileError
 OpenedCloud open_cloud(const std::string& path, Findings& findings, const OpenOptions& = {});
 
+/// Colors as bytes, from linear values cut to 0 to 1.
+enum class ByteColor {
+    none,
+    linear, ///< 255 times the value
+    srgb    ///< 255 times the value on the sRGB curve, as displays expect it
+};
+
 struct WriteOptions {
     bool force = false;
     /// ply: little, big or ascii; mrmap: closed, open or ascii. Empty: the first.
     std::string encoding;
-    bool byte_color = false; ///< ply: colors as bytes, for viewers
+    /// ply: byte colors in addition to rgbPP, for viewers.
+    ByteColor byte_color = ByteColor::none;
+    /// ply: all bits of 64-bit values, which are 32-bit floats and integers otherwise.
+    bool full_precision = false;
     /// pdc: keep int32 attributes and single values. Otherwise every attribute is an array of
     /// numbers or of vectors, as in bakes.
     bool pdc_keep_types = false;

@@ -72,6 +72,13 @@ double color_scale(PlyType type) {
     return type == PlyType::uint8 ? 255 : type == PlyType::uint16 ? 65535 : 1;
 }
 
+// Whether a group is one of the bytes that write_ply() adds to rgbPP.
+bool is_color_byte(const PlyElement& element, const Grouped& group) {
+    const std::string& name = group.attribute.name;
+    return element.properties[group.columns[0]].type == PlyType::uint8 &&
+           (name == "red" || name == "green" || name == "blue");
+}
+
 // The rows of one element: their place in a binary file, or the parsed values of a text file.
 class Rows {
   public:
@@ -163,7 +170,7 @@ class PlyCloud final : public Cloud {
     std::int64_t skip_binary(const PlyElement& element, std::int64_t at) const;
     void read_ascii(Rows& rows, ByteReader& reader);
     void add_fields(const Rows& rows, bool single, Findings& findings);
-    void apply_comments();
+    void parse_comments();
     [[noreturn]] void fail(std::int64_t offset, const std::string& why) const {
         throw FileError(m_file->name(), offset, why);
     }
@@ -175,7 +182,9 @@ class PlyCloud final : public Cloud {
     Rows m_vertices;
     Rows m_shared;
     std::vector<Field> m_fields;
-    std::unordered_set<std::string> m_names; // of the attributes
+    std::unordered_set<std::string> m_names;                // of the attributes
+    std::unordered_map<std::string, std::string> m_renamed; // names by those in the file
+    bool m_bytes_are_copies = false; // the bytes of red, green and blue are those of rgbPP
     std::vector<std::byte> m_raw;
     const Rows* m_cached = nullptr;
     std::int64_t m_cached_first = 0;
@@ -254,6 +263,7 @@ void PlyCloud::add_fields(const Rows& rows, bool single, Findings& findings) {
         types.push_back(ply_model_type(p.type));
     }
     for (Grouped& g : group_columns(names, types)) {
+        if (m_bytes_are_copies && is_color_byte(*rows.element, g)) continue;
         std::vector<double> scales(g.columns.size(), 1.0);
         bool scaled = false;
         for (std::size_t k = 0; k < scales.size() && g.attribute.name == "rgbPP"; ++k) {
@@ -276,22 +286,21 @@ void PlyCloud::add_fields(const Rows& rows, bool single, Findings& findings) {
     }
 }
 
-// Comments of write_ply() hold the names that a header cannot.
-void PlyCloud::apply_comments() {
-    std::unordered_map<std::string, std::string> renamed;
+void PlyCloud::parse_comments() {
     for (const std::string& comment : m_header.comments) {
-        Words words(comment);
-        const bool is_name = words.next() == "vx_cache" && words.next() == "name";
-        const std::string in_file = is_name ? std::string(words.next()) : "";
-        const std::optional<std::string> name =
-            is_name ? percent_decoded(words.next()) : std::nullopt;
-        if (!name || !words.next().empty()) {
-            details.emplace_back("comment", comment);
-        } else {
-            renamed.emplace(in_file, *name);
+        const std::string line = "comment " + comment;
+        if (line.starts_with(kPlyByteComment)) m_bytes_are_copies = true;
+        if (line.starts_with(kPlyNameComment)) {
+            Words words(std::string_view(line).substr(kPlyNameComment.size()));
+            const std::string in_file(words.next());
+            const std::optional<std::string> name = percent_decoded(words.next());
+            if (name && words.next().empty()) {
+                m_renamed.emplace(in_file, *name);
+                continue;
+            }
         }
+        details.emplace_back("comment", comment);
     }
-    rename_attributes(attributes, renamed);
 }
 
 std::int64_t PlyCloud::skip_empty_lines(ByteReader& reader) {
@@ -357,8 +366,10 @@ void PlyCloud::locate(Findings& findings) {
     }
     if (!has_vertices) fail(0, "there is no element 'vertex'");
     count = m_vertices.element->count;
+    parse_comments();
     add_fields(m_vertices, false, findings);
     if (m_shared.element != nullptr) add_fields(m_shared, true, findings);
+    rename_attributes(attributes, m_renamed);
     const bool cloud_is_last =
         !m_header.elements.empty() && (&m_header.elements.back() == m_vertices.element ||
                                        &m_header.elements.back() == m_shared.element);
@@ -369,7 +380,6 @@ void PlyCloud::locate(Findings& findings) {
     }
     constexpr std::string_view kWords[] = {"binary little-endian", "binary big-endian", "ASCII"};
     details.emplace_back("encoding", kWords[static_cast<std::size_t>(m_header.encoding)]);
-    apply_comments();
 }
 
 } // namespace

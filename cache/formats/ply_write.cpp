@@ -1,12 +1,14 @@
 #include "cache/cloud/bytes.h"
+#include "cache/formats/byte_color.h"
 #include "cache/formats/columns.h"
+#include "cache/formats/integers.h"
 #include "cache/formats/names.h"
 #include "cache/formats/ply.h"
 #include "cache/formats/text.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
+#include <optional>
 
 namespace vx::cache {
 
@@ -36,9 +38,18 @@ ColumnNames column_names(const Cloud& cloud, Notes& notes, std::string& comments
         if (name == in_file) continue;
         notes.push_back(note_of_name(name, in_file));
         if (name.empty() || name.size() > kLongestName) continue;
-        comments += "comment vx_cache name " + in_file + " " + percent_encoded(name) + "\n";
+        comments += std::string(kPlyNameComment) + in_file + " " + percent_encoded(name) + "\n";
     }
     return names;
+}
+
+// The attribute that is written as bytes, too.
+std::optional<std::size_t> byte_color_attribute(const Cloud& cloud, const WriteOptions& options) {
+    const int at = cloud.find("rgbPP");
+    if (options.byte_color == ByteColor::none || at < 0) return std::nullopt;
+    const Attribute& a = cloud.attributes[static_cast<std::size_t>(at)];
+    if (a.single || a.width != 3) return std::nullopt;
+    return static_cast<std::size_t>(at);
 }
 
 std::string_view ply_name(Type type) {
@@ -54,24 +65,22 @@ std::string_view ply_name(Type type) {
 
 // One attribute and its columns in the rows.
 struct PlyColumn {
-    PlyColumn(Cloud& cloud, std::size_t index, Type to, bool as_bytes)
+    PlyColumn(Cloud& cloud, std::size_t index, Type to, ByteColor as_bytes = ByteColor::none)
         : source(cloud, index, to),
           width(static_cast<std::size_t>(cloud.attributes[index].width)),
           type(to),
-          bytes(as_bytes) {}
+          curve(as_bytes),
+          bytes(as_bytes != ByteColor::none) {}
     std::size_t size() const { return bytes ? 1 : type_size(type); }
 
     AttributeReader source;
     std::size_t width;
     Type type;
+    ByteColor curve;
     bool bytes;
     const std::byte* values = nullptr;
     std::vector<std::byte> swapped;
 };
-
-std::uint8_t color_byte(double value) {
-    return static_cast<std::uint8_t>(std::lround(255.0 * std::clamp(value, 0.0, 1.0)));
-}
 
 std::size_t row_bytes(const std::vector<PlyColumn*>& columns) {
     std::size_t bytes = 0;
@@ -100,7 +109,7 @@ void put_binary(std::vector<PlyColumn*>& columns, std::size_t points, bool big, 
                     double value = 0;
                     std::memcpy(&value, source + i * 8, 8);
                     out[i / c->width * stride + i % c->width] =
-                        static_cast<char>(color_byte(value));
+                        static_cast<char>(color_byte(value, c->curve));
                 }
             } else {
                 scatter(c->values + first * item, item, out, stride, n);
@@ -121,7 +130,7 @@ void put_text(std::vector<PlyColumn*>& columns, std::size_t points, std::string&
                 if (c->bytes) {
                     double value = 0;
                     std::memcpy(&value, c->values + (i * c->width + k) * 8, 8);
-                    append_number(text, static_cast<int>(color_byte(value)));
+                    append_number(text, static_cast<int>(color_byte(value, c->curve)));
                 } else {
                     append_value(text, c->type, c->values, i * c->width + k);
                 }
@@ -142,22 +151,33 @@ void write_ply(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes
     std::string comments;
     const ColumnNames names = column_names(cloud, notes, comments);
     std::vector<PlyColumn> columns;
-    columns.reserve(cloud.attributes.size());
+    columns.reserve(cloud.attributes.size() + 1);
     std::vector<PlyColumn*> rows;
     std::vector<PlyColumn*> shared;
     std::string vertex;
     std::string element;
+    const std::optional<std::size_t> color = byte_color_attribute(cloud, options);
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
-        const bool bytes = options.byte_color && a.name == "rgbPP" && a.width == 3;
-        const Type type = bytes || a.type == Type::int64 ? Type::float64 : a.type;
-        columns.emplace_back(cloud, i, type, bytes);
+        const Type full = a.type == Type::int64 ? Type::float64 : a.type;
+        const Type type = options.full_precision ? full : narrow_type(cloud, i);
+        columns.emplace_back(cloud, i, type);
         (a.single ? shared : rows).push_back(&columns.back());
-        if (bytes) notes.push_back("'rgbPP': cut to 0..1 and rounded to bytes");
-        for (const std::string& name : names.columns[i]) {
+        std::vector<std::string> own = names.columns[i];
+        // The well-known names are those of the bytes then.
+        for (std::size_t k = 0; i == color && k < 3; ++k)
+            own[k] = a.name + component_suffix(3, static_cast<int>(k));
+        for (const std::string& name : own)
             (a.single ? element : vertex) +=
-                "property " + std::string(bytes ? "uchar" : ply_name(type)) + " " + name + "\n";
-        }
+                "property " + std::string(ply_name(type)) + " " + name + "\n";
+    }
+    if (color) {
+        columns.emplace_back(cloud, *color, Type::float64, options.byte_color);
+        rows.push_back(&columns.back());
+        for (const std::string& name : names.columns[*color])
+            vertex += "property uchar " + name + "\n";
+        comments += std::string(kPlyByteComment) + "rgbPP, cut to 0 to 1, " +
+                    (options.byte_color == ByteColor::srgb ? "sRGB" : "linear") + "\n";
     }
     const bool ascii = options.encoding == "ascii";
     const bool big = options.encoding == "big";

@@ -18,7 +18,15 @@ void OutputOptions::add(CLI::App& app) {
         ->check(CLI::IsMember({"little", "big", "ascii", "closed", "open"}))
         ->group("Output");
     app.add_flag("-f,--force", force, "replace existing files")->group("Output");
-    app.add_flag("--byte-color", byte_color, "ply: colors as bytes, for viewers")->group("Output");
+    app.add_flag(
+           "--byte-color{srgb}", byte_color,
+           "ply: colors as bytes too, for viewers, with the sRGB curve or --byte-color=linear; "
+           "pts: the curve of the colors (default: linear)")
+        ->check(CLI::IsMember({"srgb", "linear"}))
+        ->group("Output");
+    app.add_flag("--double", full_precision,
+                 "ply: 64-bit values with all their bits, not as 32-bit floats and integers")
+        ->group("Output");
     app.add_option("--pdc-types", pdc_types,
                    "pdc: bake (default): arrays of numbers and vectors, as bakes have them; keep: "
                    "the cloud's own types, integers and single values too")
@@ -40,7 +48,10 @@ Format OutputOptions::format_for(const std::string& path) const {
 WriteOptions OutputOptions::write_options(Format target) const {
     WriteOptions w;
     w.force = force;
-    w.byte_color = byte_color;
+    w.byte_color = byte_color.empty()       ? ByteColor::none
+                   : byte_color == "linear" ? ByteColor::linear
+                                            : ByteColor::srgb;
+    w.full_precision = full_precision;
     w.encoding = encoding;
     w.pdc_keep_types = pdc_types == "keep";
     if (encoding.empty()) return w;

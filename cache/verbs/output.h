@@ -15,7 +15,8 @@ struct OutputOptions {
     std::string format;
     std::string encoding;
     bool force = false;
-    bool byte_color = false;
+    std::string byte_color;
+    bool full_precision = false;
     bool all_fields = false;
     std::string pdc_types = "bake";
 

@@ -65,7 +65,7 @@ class Numpy(FolderCase):
 
     def test_binary_ply_rows_as_numpy_records(self):
         for encoding, order in (("little", "<"), ("big", ">")):
-            done = subprocess.run([PROGRAM, "convert", "-qf", "--encoding", encoding, self.path("a.pdc"),
+            done = subprocess.run([PROGRAM, "convert", "-qf", "--double", "--encoding", encoding, self.path("a.pdc"),
                                    self.path("a.ply")], capture_output=True, timeout=60)
             self.assertEqual(done.returncode, 0, done.stderr)
             with open(self.path("a.ply"), "rb") as f:

@@ -66,7 +66,7 @@ class Formats(Case):
         data = cf.pdc([("velocity", 5, POSITION), ("mass", 2, [2.5]), ("group", 0, [-3]),
                        ("n", 1, TAG), ("up", 4, [0, 1, 2]), ("position", 5, POSITION), ("age", 3, OPACITY)], N)
         for name in ("ply", "npz"):
-            self.ok("convert", self.put("six.pdc", data), self.path("six." + name))
+            self.ok("convert", "--double", self.put("six.pdc", data), self.path("six." + name))
             self.ok("convert", "-f", "--pdc-types", "keep", self.path("six." + name), self.path("back.pdc"))
             self.assertEqual(sorted(cf.read_pdc(self.get("back.pdc"))[1].items()),
                              sorted(cf.read_pdc(data)[1].items()), name)
@@ -74,18 +74,13 @@ class Formats(Case):
     def test_ply_in_every_encoding_by_an_independent_reader(self):
         for encoding in ("little", "big", "ascii"):
             out = self.path(encoding + ".ply")
-            self.ok("convert", "--encoding", encoding, self.source, out)
+            self.ok("convert", "--double", "--encoding", encoding, self.source, out)
             _, ply = cf.read_ply(self.get(encoding + ".ply"))
             self.assertEqual(ply["vertex"]["x"], POSITION[0::3])
             self.assertEqual(ply["vertex"]["nz"], NORMAL[2::3])
             self.assertEqual(ply["vertex"]["green"], COLOR[1::3])
             self.assertEqual(ply["vertex"]["tag"], TAG)
             self.assertEqual(ply["cloud"]["radius"], [0.05])
-
-    def test_byte_colors_are_cut_and_rounded(self):
-        self.ok("convert", "--byte-color", self.source, self.path("b.ply"))
-        _, ply = cf.read_ply(self.get("b.ply"))
-        self.assertEqual(ply["vertex"]["red"], [round(255 * c) for c in COLOR[0::3]])
 
     def test_npz_by_an_independent_reader(self):
         self.ok("convert", self.source, self.path("a.npz"))
