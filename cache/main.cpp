@@ -74,8 +74,8 @@ int main(int argc, char** argv) {
     app.name("vx_cache");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vx_cache " VX_VERSION);
-    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz. The format is detected from the content "
-               "of a\nfile, then from its name.\n"
+    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz, bgeo, xyz, pts. The format is detected from the "
+               "content\nof a file, then from its name.\n"
                "\n"
                "Examples:\n"
                "  vx_cache info shot.0001.pdc                     what it contains\n"

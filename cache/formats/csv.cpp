@@ -1,74 +1,15 @@
 // Tables: a line of column names, then a line per point.
-#include "cache/formats/columns.h"
 #include "cache/formats/format_traits.h"
 #include "cache/formats/names.h"
-#include "cache/formats/text.h"
+#include "cache/formats/table.h"
 
 #include <algorithm>
-#include <cstring>
+#include <numeric>
 #include <unordered_set>
 
 namespace vx::cache {
 
 namespace {
-
-constexpr std::size_t kLongestLine = 1 << 20;
-constexpr std::size_t kBlockBytes = 1 << 20;
-
-// A cloud of parsed columns.
-class TableCloud final : public Cloud {
-  public:
-    explicit TableCloud(std::int64_t memory) : m_budget(memory) {}
-
-    void start(std::size_t columns) {
-        while (m_columns.size() < columns)
-            m_columns.emplace_back(m_budget);
-    }
-    GuessedColumn& column(std::size_t i) { return m_columns[i]; }
-
-    void finish(const std::vector<std::string>& names, Findings& findings) {
-        std::vector<Type> types;
-        for (const GuessedColumn& c : m_columns)
-            types.push_back(c.type());
-        m_groups = group_columns(names, types);
-        for (const Grouped& g : m_groups) {
-            attributes.push_back(g.attribute);
-            for (const std::size_t c : g.columns) {
-                const std::int64_t inexact = m_columns[c].inexact();
-                if (inexact == 0 || g.attribute.type != Type::float64) continue;
-                findings.push_back({Severity::warning, -1,
-                                    "column '" + names[c] + "': " + std::to_string(inexact) +
-                                        " whole numbers have more digits than a 64-bit float "
-                                        "holds and were rounded"});
-            }
-        }
-    }
-
-    void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
-        const Grouped& g = m_groups[attribute];
-        const auto points = static_cast<std::size_t>(n);
-        const std::size_t size = type_size(g.attribute.type);
-        const std::size_t width = g.columns.size();
-        for (std::size_t k = 0; k < width; ++k) {
-            const GuessedColumn& column = m_columns[g.columns[k]];
-            m_raw.resize(points * 8);
-            m_typed.resize(points * size);
-            column.read(first, n, m_raw.data());
-            convert_values(column.type(), m_raw.data(), g.attribute.type, m_typed.data(), points);
-            for (std::size_t i = 0; i < points; ++i) {
-                std::memcpy(static_cast<std::byte*>(out) + (i * width + k) * size,
-                            m_typed.data() + i * size, size);
-            }
-        }
-    }
-
-  private:
-    SpoolBudget m_budget;
-    std::vector<GuessedColumn> m_columns;
-    std::vector<Grouped> m_groups;
-    std::vector<std::byte> m_raw;
-    std::vector<std::byte> m_typed;
-};
 
 std::string_view trimmed(std::string_view text) {
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
@@ -172,7 +113,7 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
     const std::string& name = file->name();
     ByteReader reader(*file, 0, file->size());
     std::string_view line;
-    if (!reader.line(line, kLongestLine)) throw FileError(name, 0, "the file is empty");
+    if (!reader.line(line, kLongestTableLine)) throw FileError(name, 0, "the file is empty");
     std::string header(line);
     if (header.starts_with("\xef\xbb\xbf")) header.erase(0, 3);
     const char separator = separator_of(header);
@@ -181,7 +122,7 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
     cloud->start(names.size());
     std::string cell;
     std::int64_t blank_lines = 0;
-    for (std::int64_t start = reader.offset(); reader.line(line, kLongestLine);
+    for (std::int64_t start = reader.offset(); reader.line(line, kLongestTableLine);
          start = reader.offset()) {
         if (trimmed(line).empty()) {
             ++blank_lines;
@@ -213,7 +154,7 @@ CloudPtr open_csv(FilePtr file, Findings& findings, const OpenOptions& options) 
         findings.push_back(
             {Severity::note, -1, std::to_string(blank_lines) + " empty lines were skipped"});
     }
-    cloud->finish(names, findings);
+    cloud->finish(names, false, findings);
     return cloud;
 }
 
@@ -249,10 +190,10 @@ void write_header(const Cloud& cloud, OutputFile& out, Notes& notes) {
             text += cell_of(name);
         }
     }
-    if (text.size() >= kLongestLine) {
+    if (text.size() >= kLongestTableLine) {
         throw FileError(out.name(), -1,
-                        "the names of the columns have more than " + std::to_string(kLongestLine) +
-                            " bytes");
+                        "the names of the columns have more than " +
+                            std::to_string(kLongestTableLine) + " bytes");
     }
     text += '\n';
     out.write(text);
@@ -260,42 +201,9 @@ void write_header(const Cloud& cloud, OutputFile& out, Notes& notes) {
 
 void write_csv(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {
     write_header(cloud, out, notes);
-    std::string text;
-    std::vector<std::vector<std::byte>> columns(cloud.attributes.size());
-    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
-        for (std::size_t a = 0; a < columns.size(); ++a) {
-            const Attribute& attribute = cloud.attributes[a];
-            if (attribute.single && first > 0) continue;
-            const std::int64_t points = attribute.single ? 1 : n;
-            columns[a].resize(static_cast<std::size_t>(points) * attribute.bytes());
-            cloud.read(a, attribute.single ? 0 : first, points, columns[a].data());
-        }
-        text.clear();
-        for (std::int64_t i = 0; i < n; ++i) {
-            for (std::size_t a = 0; a < columns.size(); ++a) {
-                const Attribute& attribute = cloud.attributes[a];
-                const auto width = static_cast<std::size_t>(attribute.width);
-                const std::size_t point = attribute.single ? 0 : static_cast<std::size_t>(i);
-                for (std::size_t k = 0; k < width; ++k) {
-                    if (a + k > 0) text += ',';
-                    // The shortest text of a float does not read back as the same double.
-                    if (attribute.type == Type::float32) {
-                        float value = 0;
-                        std::memcpy(&value, columns[a].data() + (point * width + k) * 4, 4);
-                        append_number(text, static_cast<double>(value));
-                    } else {
-                        append_value(text, attribute.type, columns[a].data(), point * width + k);
-                    }
-                }
-            }
-            text += '\n';
-            if (text.size() < kBlockBytes) continue;
-            out.write(text);
-            text.clear();
-        }
-        out.write(text);
-        if (options.progress) options.progress(first + n, cloud.count);
-    });
+    std::vector<std::size_t> order(cloud.attributes.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    write_table_rows(cloud, order, ',', out, options);
 }
 
 constexpr std::string_view kExtensions[] = {"csv"};

@@ -11,8 +11,9 @@ namespace vx::cache {
 
 namespace {
 
-constexpr const FormatTraits* kTable[] = {&kPdcFormat, &kMrmapFormat, &kPlyFormat,
-                                          &kCsvFormat, &kUsdaFormat,  &kNpzFormat};
+constexpr const FormatTraits* kTable[] = {&kPdcFormat,  &kMrmapFormat, &kPlyFormat,
+                                          &kCsvFormat,  &kUsdaFormat,  &kNpzFormat,
+                                          &kBgeoFormat, &kXyzFormat,   &kPtsFormat};
 
 bool is_number(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(),

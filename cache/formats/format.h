@@ -17,7 +17,7 @@
 
 namespace vx::cache {
 
-enum class Format { pdc, mrmap, ply, csv, usda, npz };
+enum class Format { pdc, mrmap, ply, csv, usda, npz, bgeo, xyz, pts };
 
 std::string_view format_name(Format format);
 /// The format of a file name's extension; case is ignored, and a frame number may follow it.
@@ -67,7 +67,8 @@ struct WriteOptions {
     bool force = false;
     /// ply: little, big or ascii; mrmap: closed, open or ascii. Empty: the first.
     std::string encoding;
-    /// ply: byte colors in addition to rgbPP, for viewers.
+    /// ply: byte colors in addition to rgbPP, for viewers; pts: the curve of the colors, which are
+    /// bytes always (none: linear).
     ByteColor byte_color = ByteColor::none;
     /// ply: all bits of 64-bit values, which are 32-bit floats and integers otherwise.
     bool full_precision = false;

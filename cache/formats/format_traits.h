@@ -41,6 +41,9 @@ extern const FormatTraits kPlyFormat;
 extern const FormatTraits kCsvFormat;
 extern const FormatTraits kUsdaFormat;
 extern const FormatTraits kNpzFormat;
+extern const FormatTraits kBgeoFormat;
+extern const FormatTraits kXyzFormat;
+extern const FormatTraits kPtsFormat;
 
 /// Adds a note if values that the reader has read do not fit their type.
 void note_rounding(const AttributeReader& reader, Notes& notes);

@@ -27,12 +27,12 @@ std::string note_of_name(const std::string& name, const std::string& in_file) {
     return "'" + name + "': is called '" + in_file + "' in the file";
 }
 
-std::string percent_encoded(std::string_view text) {
+std::string percent_encoded(std::string_view text, bool every) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::string out;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte > ' ' && byte != 0x7f && c != '%') {
+        if (!every && byte > ' ' && byte != 0x7f && c != '%') {
             out += c;
             continue;
         }

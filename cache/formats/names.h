@@ -65,8 +65,9 @@ void rename_attributes(std::vector<Attribute>& attributes,
 /// The note for an attribute whose name differs in the file.
 std::string note_of_name(const std::string& name, const std::string& in_file);
 
-/// Replaces blanks, control characters and "%" by "%" and two hexadecimal digits.
-std::string percent_encoded(std::string_view text);
+/// Replaces blanks, control characters and "%", or every character, by "%" and two hexadecimal
+/// digits.
+std::string percent_encoded(std::string_view text, bool every = false);
 /// @return none if a "%" is not followed by two hexadecimal digits
 std::optional<std::string> percent_decoded(std::string_view text);
 

@@ -116,7 +116,7 @@ class Formats(Case):
         # Values that 32-bit floats hold, so that every format can hold all of them.
         exact = [(n, c, [f32(v) for v in values]) for n, c, values in SEVEN]
         source = self.put("exact.pdc", cf.pdc(exact, N))
-        formats = ("pdc", "ply", "csv", "usda", "npz", "mrmap")
+        formats = ("pdc", "ply", "csv", "usda", "npz", "mrmap", "bgeo", "xyz")
         for first in formats:
             one = self.path("one." + first)
             self.ok("convert", "-f", "--all-fields", source, one)
@@ -155,7 +155,7 @@ class Formats(Case):
 
     def test_empty_clouds_in_every_format(self):
         source = self.put("none.pdc", cf.pdc([("position", 5, []), ("tag", 3, [])], 0))
-        for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
+        for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap", "bgeo", "xyz", "pts"):
             self.ok("convert", "-f", source, self.path("none2." + name))
             info = json.loads(self.ok("info", "--json", self.path("none2." + name)).stdout)[0]
             self.assertEqual(info["points"], 0, name)
@@ -163,7 +163,7 @@ class Formats(Case):
     def test_not_a_number_and_infinity_survive(self):
         odd = [float("nan"), float("inf"), float("-inf")]
         source = self.put("odd.pdc", cf.pdc([("position", 5, [0.0] * 9), ("opacityPP", 3, odd)], 3))
-        for name in ("ply", "csv", "usda", "npz", "mrmap"):
+        for name in ("ply", "csv", "usda", "npz", "mrmap", "bgeo", "xyz"):
             self.ok("convert", "-f", "--all-fields", source, self.path("odd." + name))
             self.ok("diff", source, self.path("odd." + name))
 
@@ -283,7 +283,7 @@ class Command(Case):
         self.source = self.put("a.pdc", cf.pdc(SEVEN, N))
 
     def test_wrong_use_is_status_2(self):
-        for args in ((), ("nothing",), ("convert", self.source), ("convert", self.source, self.path("b.xyz")),
+        for args in ((), ("nothing",), ("convert", self.source), ("convert", self.source, self.path("b.abc")),
                      ("filter", "--box", "1,2", self.source, self.path("b.ply")),
                      ("convert", "--encoding", "open", self.source, self.path("b.ply"))):
             self.fails(*args, status=2)
@@ -338,7 +338,7 @@ class Command(Case):
             self.nothing_left(*kept)
 
     def test_full_device(self):
-        for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
+        for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap", "bgeo", "xyz", "pts"):
             self.fails("convert", "--to", name, self.source, "/dev/full", says="No space left")
         with open("/dev/full", "w") as full:
             done = subprocess.run([PROGRAM, "info", self.source], stdout=full, stderr=subprocess.PIPE)
@@ -359,7 +359,7 @@ class Command(Case):
 
 
 class Hostile(Case):
-    FORMATS = ("pdc", "ply", "csv", "usda", "npz", "mrmap")
+    FORMATS = ("pdc", "ply", "csv", "usda", "npz", "mrmap", "bgeo", "xyz", "pts")
 
     def small(self, name):
         data = cf.pdc([("position", 5, [0, 1, 2, 3, 4, 5]), ("tag", 3, [1, 2]), ("radius", 2, [0.5])], 2)
@@ -379,7 +379,7 @@ class Hostile(Case):
             self.harmless([self.put("p%d.%s" % (i, name), data[:i]) for i in range(len(data))])
 
     def test_truncated_binary_files_are_errors(self):
-        for name in ("pdc", "ply", "npz", "mrmap"):
+        for name in ("pdc", "ply", "npz", "mrmap", "bgeo"):
             data = self.small(name)
             for size in random.Random(1).sample(range(len(data)), 12):
                 self.fails("info", self.put("cut." + name, data[:size]))

@@ -11,7 +11,8 @@ namespace {
 TEST(FormatTable, HoldsEveryFormatAtItsPlace) {
     const std::pair<Format, std::string_view> formats[] = {
         {Format::pdc, "pdc"}, {Format::mrmap, "mrmap"}, {Format::ply, "ply"},
-        {Format::csv, "csv"}, {Format::usda, "usda"},   {Format::npz, "npz"}};
+        {Format::csv, "csv"}, {Format::usda, "usda"},   {Format::npz, "npz"},
+        {Format::bgeo, "bgeo"}, {Format::xyz, "xyz"},     {Format::pts, "pts"}};
     ASSERT_EQ(format_table().size(), std::size(formats));
     for (const auto& [format, name] : formats) {
         EXPECT_EQ(traits_of(format).format, format);
@@ -52,7 +53,7 @@ TEST(OpenCloud, TheContentCountsBeforeTheName) {
 
 TEST(OpenCloud, WithoutContentOrNameThereIsNoFormat) {
     const TestFolder folder;
-    EXPECT_EQ(reason(folder.put("a.xyz", "1 2 3")),
+    EXPECT_EQ(reason(folder.put("a.abc", "1 2 3")),
               "its format is recognized neither by content nor by name");
     EXPECT_EQ(reason(folder.put("b", "")),
               "the file is empty, and its name has no known extension");

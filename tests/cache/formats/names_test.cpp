@@ -63,6 +63,7 @@ TEST(PercentEncoding, KeepsEveryByte) {
     EXPECT_EQ(encoded.find_first_of(std::string(" \t\n\r\0", 5)), std::string::npos);
     EXPECT_EQ(percent_decoded(encoded), all);
     EXPECT_EQ(percent_encoded("a b%"), "a%20b%25");
+    EXPECT_EQ(percent_encoded("Rf", true), "%52%66");
     for (const char* bad : {"%", "%4", "a%g0", "%0g", "%-1"})
         EXPECT_FALSE(percent_decoded(bad).has_value()) << bad;
 }
