@@ -1,4 +1,5 @@
 #include "cache/cloud/attribute_reader.h"
+#include "cache/formats/integers.h"
 #include "cache/formats/names.h"
 #include "cache/formats/text.h"
 #include "cache/formats/usda.h"
@@ -112,12 +113,18 @@ std::string metadata(const Attribute& a, const std::string& usd_name) {
     return out.empty() ? out : " (\n" + out + "    )";
 }
 
-std::string generic_type(const Attribute& a) {
-    std::string word = a.type == Type::int32     ? "int"
-                       : a.type == Type::int64   ? "int64"
-                       : a.type == Type::float32 ? "float"
-                                                 : "double";
-    if (a.width > 1) word += std::to_string(a.width);
+// Labels are integers, whatever their type.
+Type own_type(Cloud& cloud, std::size_t index) {
+    const Type type = cloud.attributes[index].type;
+    return !is_integer(type) && holds_int32(cloud, index) ? Type::int32 : type;
+}
+
+std::string generic_type(Type type, int width) {
+    std::string word = type == Type::int32     ? "int"
+                       : type == Type::int64   ? "int64"
+                       : type == Type::float32 ? "float"
+                                               : "double";
+    if (width > 1) word += std::to_string(width);
     return word + "[]";
 }
 
@@ -195,7 +202,8 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
                         "a Points prim needs the attribute 'position' with three values");
     }
     const std::vector<std::string> names = choose_names(cloud, notes);
-    out.write("#usda 1.0\n(\n    defaultPrim = \"cloud\"\n    upAxis = \"Y\"\n)\n\n"
+    out.write("#usda 1.0\n(\n    defaultPrim = \"cloud\"\n    metersPerUnit = 0.01\n    upAxis = "
+              "\"Y\"\n)\n\n"
               "def Points \"cloud\"\n{\n");
     write_extent(cloud, out);
     std::int64_t total = 0;
@@ -209,9 +217,9 @@ void write_usda(Cloud& cloud, OutputFile& out, const WriteOptions& options, Note
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
         const SchemaAttribute* const schema = schema_of(a);
-        const Type type = schema != nullptr ? schema->type : a.type;
+        const Type type = schema != nullptr ? schema->type : own_type(cloud, i);
         const std::string usd_type =
-            schema != nullptr ? std::string(schema->usd_type) : generic_type(a);
+            schema != nullptr ? std::string(schema->usd_type) : generic_type(type, a.width);
         // The schema allows neither a constant position nor a constant id.
         const bool spread =
             a.single && (a.name == "position" || a.name == "id") && schema != nullptr;

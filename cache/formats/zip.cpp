@@ -144,6 +144,14 @@ std::vector<ZipEntry> read_zip(const InputFile& file) {
 }
 
 std::string zip_local_header(const ZipEntry& entry) {
+    constexpr std::size_t kFixedBytes = 30;
+    constexpr std::size_t kSizesBytes = 20;    // the extra field with the sizes
+    constexpr std::size_t kPaddingBytes = 6;   // the extra field of the padding, at least
+    constexpr std::size_t kPaddingId = 0xd935; // registered for the alignment of data
+    const std::size_t bytes =
+        static_cast<std::size_t>(entry.header) + kFixedBytes + entry.name.size() + kSizesBytes;
+    const std::size_t padding =
+        kPaddingBytes + (kZipAlignment - (bytes + kPaddingBytes) % kZipAlignment) % kZipAlignment;
     std::string out = "PK\x03\x04";
     append_little_endian(out, 45, 2); // version needed: 64-bit sizes
     append_little_endian(out, 0, 2);  // flags
@@ -155,12 +163,16 @@ std::string zip_local_header(const ZipEntry& entry) {
     append_little_endian(out, kFull32, 4);
     append_little_endian(out, kFull32, 4);
     append_little_endian(out, entry.name.size(), 2);
-    append_little_endian(out, 20, 2);
+    append_little_endian(out, kSizesBytes + padding, 2);
     out += entry.name;
     append_little_endian(out, 1, 2);
     append_little_endian(out, 16, 2);
     append_little_endian(out, static_cast<std::uint64_t>(entry.size), 8);
     append_little_endian(out, static_cast<std::uint64_t>(entry.size), 8);
+    append_little_endian(out, kPaddingId, 2);
+    append_little_endian(out, padding - 4, 2);
+    append_little_endian(out, kZipAlignment, 2);
+    out.append(padding - kPaddingBytes, '\0');
     return out;
 }
 

@@ -26,8 +26,12 @@ struct ZipEntry {
 /// @throws FileError
 std::vector<ZipEntry> read_zip(const InputFile& file);
 
-/// The local header of a stored entry. Its length depends on the entry's name only: sizes always
-/// have 64 bits.
+/// What the offsets of the bytes of written entries are multiples of, so that programs can map
+/// them.
+inline constexpr std::size_t kZipAlignment = 64;
+
+/// The local header of a stored entry, whose bytes follow at a multiple of kZipAlignment. Its
+/// length depends on the entry's name and offset only: sizes always have 64 bits.
 std::string zip_local_header(const ZipEntry& entry);
 /// The directory of stored entries and the records that end the archive. Sizes and offsets have 64
 /// bits where they need them.

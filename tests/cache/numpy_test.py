@@ -1,9 +1,11 @@
 """NumPy and vx_cache read what the other one writes. Arguments: the program, then unittest's own."""
 
 import os
+import struct
 import subprocess
 import sys
 import unittest
+import zipfile
 
 import numpy as np
 
@@ -38,6 +40,22 @@ class Numpy(FolderCase):
             np.testing.assert_array_equal(arrays["tag"], TAG)
             self.assertEqual(arrays["tag"].dtype, np.int32)
             self.assertEqual((arrays["radius"].shape, float(arrays["radius"])), ((), 0.125))
+
+    def test_arrays_can_be_mapped_where_they_are_in_the_archive(self):
+        self.convert("a.pdc", "a.npz")
+        path = self.path("a.npz")
+        with zipfile.ZipFile(path) as archive, open(path, "rb") as f:
+            self.assertIsNone(archive.testzip())
+            for info in archive.infolist():
+                f.seek(info.header_offset + 26)
+                f.seek(sum(struct.unpack("<2H", f.read(4))), 1)
+                self.assertEqual(np.lib.format.read_magic(f), (1, 0))
+                shape, fortran, dtype = np.lib.format.read_array_header_1_0(f)
+                self.assertEqual((f.tell() % 64, fortran), (0, False))
+                if shape == ():
+                    continue
+                mapped = np.memmap(path, dtype, "r", f.tell(), shape)
+                np.testing.assert_array_equal(mapped, np.load(path)[info.filename[:-4]])
 
     def test_we_read_every_number_type_that_numpy_saves(self):
         halves = np.array([0.5, -2.25, 65504, 6e-8, np.inf, -np.inf, 0, -0.0, 1 / 3], "f2")

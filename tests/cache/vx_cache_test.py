@@ -110,7 +110,7 @@ class Formats(Case):
         self.assertEqual([f32(v) for v in prim["points"][1]], [f32(v) for v in POSITION])
         self.assertEqual([f32(v) for v in prim["widths"][1]], [f32(2 * f32(0.05))])
         self.assertEqual(prim["ids"], ("int64[]", list(range(N))))
-        self.assertEqual(prim["primvars:tag"], ("double[]", TAG))
+        self.assertEqual(prim["primvars:tag"], ("int[]", TAG))
 
     def test_round_trips_through_every_pair_of_formats(self):
         # Values that 32-bit floats hold, so that every format can hold all of them.
