@@ -74,19 +74,20 @@ int main(int argc, char** argv) {
     app.name("vx_cache");
     app.require_subcommand(1);
     app.set_version_flag("--version", "vx_cache " VX_VERSION);
-    app.footer("Formats: pdc, mrmap, ply, csv, usda, npz, bgeo, xyz, pts. The format is detected from the "
-               "content\nof a file, then from its name.\n"
-               "\n"
-               "Examples:\n"
-               "  vx_cache info shot.0001.pdc                     what it contains\n"
-               "  vx_cache check 'shot.####.pdc'                  are all frames complete\n"
-               "  vx_cache lookup shot.0001.mrmap --point 0,1,0   why is it black there\n"
-               "  vx_cache view shot.0001.pdc -o shot.png         render it\n"
-               "  vx_cache view shot.0001.pdc --html shot.html    orbit it in a browser\n"
-               "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
-               "  vx_cache convert --help                         options of a verb\n"
-               "\n"
-               "Exit status: 0 success, 1 failure or difference, 2 invalid usage.");
+    app.footer(
+        "Formats: pdc, mrmap, ply, csv, usda, npz, bgeo, xyz, pts. The format is detected from the "
+        "content\nof a file, then from its name.\n"
+        "\n"
+        "Examples:\n"
+        "  vx_cache info shot.0001.pdc                     what it contains\n"
+        "  vx_cache check 'shot.####.pdc'                  are all frames complete\n"
+        "  vx_cache lookup shot.0001.mrmap --point 0,1,0   why is it black there\n"
+        "  vx_cache view shot.0001.pdc -o shot.png         render it\n"
+        "  vx_cache view shot.0001.pdc --html shot.html    orbit it in a browser\n"
+        "  vx_cache convert shot.0001.pdc shot.0001.ply    for other programs\n"
+        "  vx_cache convert --help                         options of a verb\n"
+        "\n"
+        "Exit status: 0 success, 1 failure or difference, 2 invalid usage.");
     vx::cache::Session session;
     vx::cache::Run chosen;
     for (const Verb& verb : kVerbs) {

@@ -10,8 +10,8 @@ namespace {
 
 TEST(FormatTable, HoldsEveryFormatAtItsPlace) {
     const std::pair<Format, std::string_view> formats[] = {
-        {Format::pdc, "pdc"}, {Format::mrmap, "mrmap"}, {Format::ply, "ply"},
-        {Format::csv, "csv"}, {Format::usda, "usda"},   {Format::npz, "npz"},
+        {Format::pdc, "pdc"},   {Format::mrmap, "mrmap"}, {Format::ply, "ply"},
+        {Format::csv, "csv"},   {Format::usda, "usda"},   {Format::npz, "npz"},
         {Format::bgeo, "bgeo"}, {Format::xyz, "xyz"},     {Format::pts, "pts"}};
     ASSERT_EQ(format_table().size(), std::size(formats));
     for (const auto& [format, name] : formats) {
