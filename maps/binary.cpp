@@ -1,13 +1,12 @@
 #include "maps/checksum.h"
 #include "maps/formats.h"
+#include "maps/verify.h"
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cstring>
 #include <string_view>
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
+#include <tbb/parallel_invoke.h>
 
 namespace vx::maps {
 
@@ -79,6 +78,15 @@ void set_size(std::vector<unsigned char>& head, std::uint64_t data_bytes) {
     std::memcpy(head.data() + offsetof(Header, file_bytes), &bytes, sizeof bytes);
 }
 
+std::uint64_t checksum_of(const MappedFile& file, const Header& header) {
+    Header unsigned_header = header;
+    unsigned_header.checksum = 0;
+    Checksum checksum;
+    checksum.add(&unsigned_header, sizeof unsigned_header);
+    checksum.add(file.data() + sizeof header, file.size() - sizeof header);
+    return checksum.value();
+}
+
 Status read_fields(std::span<const unsigned char> head, std::uint32_t count,
                    Declaration& declaration, std::size_t& at) {
     at = sizeof(Header);
@@ -113,25 +121,8 @@ bool globals_are_sound(const Declaration& declaration, const unsigned char* valu
                        });
 }
 
-// Checks that order and rank are inverse permutations. This is all that a search relies on.
-bool rows_are_sound(const Body& body) {
-    const std::uint32_t* const order = body.order();
-    const std::uint32_t* const rank = body.rank();
-    const auto count = static_cast<std::uint32_t>(body.shape.count);
-    std::atomic<bool> sound{true};
-    tbb::parallel_for(tbb::blocked_range<std::uint64_t>(0, count, 65536),
-                      [&](const tbb::blocked_range<std::uint64_t>& range) {
-                          bool good = true;
-                          for (std::uint64_t row = range.begin(); row != range.end(); ++row) {
-                              const std::uint32_t index = order[row];
-                              good = good && index < count && rank[index] == row;
-                          }
-                          if (!good) sound = false;
-                      });
-    return sound;
-}
-
-Status read_closed(const std::shared_ptr<const MappedFile>& file, const Header& header, Map& map) {
+Status read_closed(const std::shared_ptr<const MappedFile>& file, const Header& header,
+                   Extent extent, Map& map) {
     const auto body = std::make_shared<Body>();
     body->declaration = map.declaration();
     body->shape = shape_of(header.elements);
@@ -141,7 +132,8 @@ Status read_closed(const std::shared_ptr<const MappedFile>& file, const Header& 
     }
     body->base = file->data() + header.head_bytes;
     body->owner = file;
-    if (!rows_are_sound(*body)) return Map_status::File_not_a_map;
+    const bool sound = extent == Extent::whole ? rows_are_inverse(*body) : rows_are_in_range(*body);
+    if (!sound) return Map_status::File_not_a_map;
     map.adopt(body);
     return Map_status::OK;
 }
@@ -165,7 +157,7 @@ bool is_binary(std::span<const unsigned char> file) {
     return file.size() >= sizeof kMagic && std::equal(kMagic, kMagic + sizeof kMagic, file.begin());
 }
 
-Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
+Status read_binary(const std::shared_ptr<const MappedFile>& file, Extent extent, Map& map,
                    Map_base::File_format& format) {
     Header header;
     if (file->size() < sizeof header) return Map_status::File_not_a_map;
@@ -182,12 +174,12 @@ Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
         header.fields > kMaxFields) {
         return Map_status::File_not_a_map;
     }
-    Header unsigned_header = header;
-    unsigned_header.checksum = 0;
-    Checksum checksum;
-    checksum.add(&unsigned_header, sizeof unsigned_header);
-    checksum.add(file->data() + sizeof header, file->size() - sizeof header);
-    if (checksum.value() != header.checksum) return Map_status::File_not_a_map;
+    format = static_cast<Map_base::File_format>(header.format);
+    // Reading an open file reads all of it anyway.
+    if (format == Map_base::Open_binary) extent = Extent::whole;
+    if (extent == Extent::whole && checksum_of(*file, header) != header.checksum) {
+        return Map_status::File_not_a_map;
+    }
 
     const std::span<const unsigned char> all(file->data(), file->size());
     const auto head = all.first(header.head_bytes);
@@ -201,9 +193,8 @@ Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
     }
     map.declare(declaration);
     if (global_bytes > 0) std::memcpy(map.globals(), head.data() + at, global_bytes);
-    format = static_cast<Map_base::File_format>(header.format);
     return format == Map_base::Closed_binary
-               ? read_closed(file, header, map)
+               ? read_closed(file, header, extent, map)
                : read_open(all.subspan(header.head_bytes), header, map);
 }
 
@@ -213,11 +204,13 @@ void write_closed(ReplacedFile& file, const Map& map) {
     set_size(head, body->sections.bytes);
     Checksum checksum;
     checksum.add(head.data(), head.size());
-    checksum.add(body->base, body->sections.bytes);
+    tbb::parallel_invoke([&] { checksum.add(body->base, body->sections.bytes); },
+                         [&] {
+                             file.write(head.data(), head.size());
+                             file.write(body->base, body->sections.bytes);
+                         });
     const std::uint64_t value = checksum.value();
-    std::memcpy(head.data() + offsetof(Header, checksum), &value, sizeof value);
-    file.write(head.data(), head.size());
-    file.write(body->base, body->sections.bytes);
+    file.write_at(offsetof(Header, checksum), &value, sizeof value);
 }
 
 void write_open(ReplacedFile& file, const Map& map) {

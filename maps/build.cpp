@@ -132,6 +132,7 @@ class Sorter {
             --level;
         if (level == 0) return;
         const std::uint64_t unit = Shape::span(level - 1);
+        // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): a span has at least the rows of a leaf
         const std::uint64_t children = (count + unit - 1) / unit;
         const auto wanted = static_cast<std::size_t>(children / 2 * unit);
         if (m_axes == Axes::from_extent) cell = extent_of(begin, end);
@@ -184,15 +185,15 @@ class Sorter {
     Axes m_axes;
 };
 
-template <class Each>
-void for_each_block(std::uint64_t count, std::uint64_t elements_each, const Each& each) {
-    if (count * elements_each < kParallelFrom) {
+template <std::uint64_t ElementsEach, class Each>
+void for_each_block(std::uint64_t count, const Each& each) {
+    if (count * ElementsEach < kParallelFrom) {
         for (std::uint64_t i = 0; i < count; ++i)
             each(i);
         return;
     }
-    const std::uint64_t grain = std::max<std::uint64_t>(1, 4096 / elements_each);
-    tbb::parallel_for(tbb::blocked_range<std::uint64_t>(0, count, grain),
+    constexpr std::uint64_t kGrain = std::max<std::uint64_t>(1, 4096 / ElementsEach);
+    tbb::parallel_for(tbb::blocked_range<std::uint64_t>(0, count, kGrain),
                       [&](const tbb::blocked_range<std::uint64_t>& range) {
                           for (std::uint64_t i = range.begin(); i != range.end(); ++i)
                               each(i);
@@ -230,7 +231,7 @@ void bound_node(const float* below, unsigned count, float* node, unsigned child)
 template <unsigned D>
 void bound_all(const Shape& shape, const float* positions, float* nodes) {
     for (unsigned level = 1; level <= shape.top; ++level) {
-        for_each_block(shape.size[level], Shape::span(1), [&](std::uint64_t j) {
+        for_each_block<kLeafSize * kFanOut>(shape.size[level], [&](std::uint64_t j) {
             float* const node = nodes + (shape.first[level] + j) * node_floats(D);
             for (unsigned c = 0; c < shape.child_count(level, j); ++c) {
                 const std::uint64_t child = j * kFanOut + c;
@@ -263,68 +264,150 @@ inline void copy_words(const std::uint32_t* from, std::uint64_t words, std::uint
     }
 }
 
+// The steps of BodyBuilder for one dimension.
 template <unsigned D>
-void fill(const Declaration& declaration, const Records& records, Axes axes, const Shape& shape,
-          const Sections& sections, unsigned char* base) {
-    const std::uint64_t count = shape.count;
-    Memory memory(count * sizeof(Key<D>));
-    auto* const keys = reinterpret_cast<Key<D>*>(memory.data());
-    for_each_block((count + 4095) / 4096, 4096, [&](std::uint64_t block) {
-        for (std::uint64_t i = block * 4096; i < std::min(count, (block + 1) * 4096); ++i) {
-            std::memcpy(keys[i].p, records[i], sizeof keys[i].p);
-            keys[i].index = static_cast<std::uint32_t>(i);
+struct Steps {
+    static void set_positions(unsigned char* memory, std::uint64_t first, std::uint64_t count,
+                              const unsigned char* positions, std::size_t stride) {
+        Key<D>* const keys = reinterpret_cast<Key<D>*>(memory) + first;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            std::memcpy(keys[i].p, positions + i * stride, sizeof keys[i].p);
+            keys[i].index = static_cast<std::uint32_t>(first + i);
         }
-    });
-    Sorter<D>(axes).sort(keys, keys + count, shape.top, extent_of(keys, keys + count));
+    }
 
-    auto* const positions = reinterpret_cast<float*>(base + sections.positions);
-    auto* const order = reinterpret_cast<std::uint32_t*>(base + sections.order);
-    auto* const rank = reinterpret_cast<std::uint32_t*>(base + sections.rank);
-    for_each_block(shape.leaves(), kLeafSize, [&](std::uint64_t leaf) {
-        float* const block = positions + leaf * leaf_floats(D);
-        const std::uint64_t first = leaf * kLeafSize;
-        const unsigned here = shape.leaf_count(leaf);
-        for (unsigned i = 0; i < here; ++i) {
-            const Key<D>& key = keys[first + i];
-            for (unsigned a = 0; a < D; ++a)
-                block[a * kLeafSize + i] = key.p[a];
-            order[first + i] = key.index;
-            rank[key.index] = static_cast<std::uint32_t>(first + i);
-        }
-        for (unsigned i = 0; i < here; ++i) {
-            const std::uint32_t* const record = records[keys[first + i].index];
-            for (std::size_t f = 0; f < declaration.fields.size(); ++f) {
-                const Field& field = declaration.fields[f];
-                if (field.is_global) continue;
-                auto* const column = reinterpret_cast<std::uint32_t*>(base + sections.columns[f]);
-                copy_words(record + field.offset, field.words, column + (first + i) * field.words);
+    static void sort(unsigned char* memory, Axes axes, const Shape& shape, const Sections& sections,
+                     unsigned char* base) {
+        const std::uint64_t count = shape.count;
+        auto* const keys = reinterpret_cast<Key<D>*>(memory);
+        Sorter<D>(axes).sort(keys, keys + count, shape.top, extent_of(keys, keys + count));
+        auto* const positions = reinterpret_cast<float*>(base + sections.positions);
+        auto* const order = reinterpret_cast<std::uint32_t*>(base + sections.order);
+        auto* const rank = reinterpret_cast<std::uint32_t*>(base + sections.rank);
+        for_each_block<kLeafSize>(shape.leaves(), [&](std::uint64_t leaf) {
+            float* const block = positions + leaf * leaf_floats(D);
+            const std::uint64_t first = leaf * kLeafSize;
+            for (unsigned i = 0; i < shape.leaf_count(leaf); ++i) {
+                const Key<D>& key = keys[first + i];
+                for (unsigned a = 0; a < D; ++a)
+                    block[a * kLeafSize + i] = key.p[a];
+                order[first + i] = key.index;
+                rank[key.index] = static_cast<std::uint32_t>(first + i);
             }
-        }
-    });
-    bound_all<D>(shape, positions, reinterpret_cast<float*>(base + sections.nodes));
+        });
+        bound_all<D>(shape, positions, reinterpret_cast<float*>(base + sections.nodes));
+    }
+};
+
+using SetPositions = void (*)(unsigned char*, std::uint64_t, std::uint64_t, const unsigned char*,
+                              std::size_t);
+using Sort = void (*)(unsigned char*, Axes, const Shape&, const Sections&, unsigned char*);
+constexpr SetPositions kSetPositions[kMaxDimension] = {
+    Steps<1>::set_positions, Steps<2>::set_positions, Steps<3>::set_positions,
+    Steps<4>::set_positions, Steps<5>::set_positions, Steps<6>::set_positions};
+constexpr Sort kSorts[kMaxDimension] = {Steps<1>::sort, Steps<2>::sort, Steps<3>::sort,
+                                        Steps<4>::sort, Steps<5>::sort, Steps<6>::sort};
+
+std::size_t key_bytes(unsigned dimension) {
+    return dimension * sizeof(float) + sizeof(std::uint32_t);
+}
+
+// Distance, in elements, at which rows are fetched into the cache before they are written.
+constexpr std::uint64_t kLookAhead = 24;
+
+// Writes values of Words words (0: `words`) to the rows of consecutive elements.
+template <std::uint64_t Words>
+void scatter(const std::uint32_t* rank, std::uint64_t count, const unsigned char* values,
+             std::size_t stride, std::uint32_t* column, std::uint64_t words) {
+    const std::uint64_t each = Words > 0 ? Words : words;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (i + kLookAhead < count) __builtin_prefetch(column + rank[i + kLookAhead] * each, 1);
+        std::memcpy(column + rank[i] * each, values + i * stride, each * 4);
+    }
 }
 
 } // namespace
 
-BodyPtr build_body(const DeclarationPtr& declaration, const Records& records, float quality) {
-    const auto body = std::make_shared<Body>();
-    body->declaration = declaration;
-    body->shape = shape_of(records.count());
-    if (!lay_out(*declaration, body->shape, body->sections)) throw std::bad_alloc();
-    const auto memory = std::make_shared<Memory>(body->sections.bytes);
+BodyBuilder::BodyBuilder(const DeclarationPtr& declaration, std::uint64_t count)
+    : m_body(std::make_shared<Body>()) {
+    m_body->declaration = declaration;
+    m_body->shape = shape_of(count);
+    if (!lay_out(*declaration, m_body->shape, m_body->sections)) throw std::bad_alloc();
+    m_memory = std::make_shared<Memory>(m_body->sections.bytes);
+    m_keys.emplace(count * key_bytes(declaration->dimension));
+    m_body->base = m_memory->data();
+    m_body->owner = m_memory;
+}
+
+void BodyBuilder::set_positions(std::uint64_t first, std::uint64_t count, const void* positions,
+                                std::size_t stride) {
+    kSetPositions[m_body->declaration->dimension - 1](
+        m_keys->data(), first, count, static_cast<const unsigned char*>(positions), stride);
+}
+
+void BodyBuilder::sort(float quality) {
     const Axes axes = !(quality >= 0.3f)    ? Axes::from_cell
                       : !(quality >= 0.85f) ? Axes::from_extent
                                             : Axes::try_all;
-    using Fill = void (*)(const Declaration&, const Records&, Axes, const Shape&, const Sections&,
-                          unsigned char*);
-    constexpr Fill kFills[kMaxDimension] = {fill<1>, fill<2>, fill<3>, fill<4>, fill<5>, fill<6>};
-    if (records.count() > 0) {
-        kFills[declaration->dimension - 1](*declaration, records, axes, body->shape, body->sections,
-                                           memory->data());
+    if (m_body->shape.count > 0) {
+        kSorts[m_body->declaration->dimension - 1](m_keys->data(), axes, m_body->shape,
+                                                   m_body->sections, m_memory->data());
     }
-    body->base = memory->data();
-    body->owner = memory;
-    return body;
+    m_keys.reset();
+}
+
+void BodyBuilder::set_values(std::size_t field, std::uint64_t first, std::uint64_t count,
+                             const void* values, std::size_t stride) {
+    auto* const column =
+        reinterpret_cast<std::uint32_t*>(m_memory->data() + m_body->sections.columns[field]);
+    const std::uint32_t* const rank = m_body->rank() + first;
+    const auto* const from = static_cast<const unsigned char*>(values);
+    const std::uint64_t words = m_body->declaration->fields[field].words;
+    switch (words) {
+    case 1:
+        return scatter<1>(rank, count, from, stride, column, words);
+    case 3:
+        return scatter<3>(rank, count, from, stride, column, words);
+    case 4:
+        return scatter<4>(rank, count, from, stride, column, words);
+    default:
+        return scatter<0>(rank, count, from, stride, column, words);
+    }
+}
+
+void BodyBuilder::gather(const Records& records) {
+    const Body& body = *m_body;
+    const std::uint32_t* const order = body.order();
+    for_each_block<kLeafSize>(body.shape.leaves(), [&](std::uint64_t leaf) {
+        const std::uint64_t first = leaf * kLeafSize;
+        for (std::uint64_t row = first; row < first + body.shape.leaf_count(leaf); ++row) {
+            const std::uint32_t* const record = records[order[row]];
+            for (std::size_t f = 0; f < body.declaration->fields.size(); ++f) {
+                const Field& field = body.declaration->fields[f];
+                if (field.is_global) continue;
+                auto* const column =
+                    reinterpret_cast<std::uint32_t*>(m_memory->data() + body.sections.columns[f]);
+                copy_words(record + field.offset, field.words, column + row * field.words);
+            }
+        }
+    });
+}
+
+BodyPtr build_body(const DeclarationPtr& declaration, const Records& records, float quality) {
+    const std::uint64_t count = records.count();
+    BodyBuilder builder(declaration, count);
+    constexpr std::uint64_t kBlock = 4096;
+    for_each_block<kBlock>((count + kBlock - 1) / kBlock, [&](std::uint64_t block) {
+        const std::uint64_t end = std::min(count, (block + 1) * kBlock);
+        std::uint64_t run = 0;
+        for (std::uint64_t i = block * kBlock; i < end; i += run) {
+            run = std::min(records.run(i), end - i);
+            builder.set_positions(i, run, records[i], records.words() * 4);
+        }
+    });
+    builder.sort(quality);
+    builder.gather(records);
+    return builder.body();
 }
 
 } // namespace vx::maps

@@ -1,11 +1,13 @@
 #include "maps/formats.h"
 #include "maps/interface.h"
+#include "maps/verify.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 
 namespace vx::maps {
 
@@ -64,7 +66,9 @@ class Report {
     const char* m_reason = nullptr;
 };
 
-Status load(const char* file_name, Map& map, Map_base::File_format& format, Report& report) {
+// Without an extent, that of opening a file.
+Status load(const char* file_name, Map& map, Map_base::File_format& format, Report& report,
+            std::optional<Extent> extent = std::nullopt) {
     const auto file = std::make_shared<MappedFile>();
     Status status = file->open(file_name);
     if (status == Map_status::File_could_not_be_opened) report.set_error(file->error());
@@ -72,7 +76,8 @@ Status load(const char* file_name, Map& map, Map_base::File_format& format, Repo
     const std::span<const unsigned char> content(file->data(), file->size());
     const bool binary = is_binary(content);
     if (!binary) format = Map_base::Open_ASCII;
-    status = binary ? read_binary(file, map, format) : read_ascii(content, map);
+    if (!extent) extent = file->size() <= verified_size() ? Extent::whole : Extent::needed;
+    status = binary ? read_binary(file, *extent, map, format) : read_ascii(content, map);
     if (status == Map_status::File_not_a_map)
         report.set_reason(binary ? "truncated or damaged" : "not a map file");
     return status;
@@ -131,6 +136,15 @@ Map_status guarded(const Operation& operation) {
 
 void set_notify(Notify notify) {
     notify_function = notify;
+}
+
+Map_status verify_file(const char* file_name) {
+    Report report(file_name);
+    return guarded([&] {
+        Map map;
+        Map_base::File_format format = Map_base::Closed_binary;
+        return load(file_name, map, format, report, Extent::whole);
+    });
 }
 
 Map_status Map::read(const char* file_name, const bool notify) {

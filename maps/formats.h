@@ -17,8 +17,10 @@ inline constexpr std::uint32_t kFileVersion = 1;
 // file claims.
 
 bool is_binary(std::span<const unsigned char> file);
+// How much of a closed file is checked: all of it, or what a map relies on (see verify.h).
+enum class Extent { whole, needed };
 // Reads either binary format. A closed file stays mapped for as long as the map uses it.
-Status read_binary(const std::shared_ptr<const MappedFile>& file, Map& map,
+Status read_binary(const std::shared_ptr<const MappedFile>& file, Extent extent, Map& map,
                    Map_base::File_format& format);
 Status read_ascii(std::span<const unsigned char> file, Map& map);
 

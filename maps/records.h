@@ -1,6 +1,7 @@
 // Elements in record form, in the order of appending. Growing does not move records.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -27,6 +28,10 @@ class Records {
     }
     std::uint32_t* operator[](std::uint64_t index) {
         return m_chunks[index >> m_shift].get() + (index & mask()) * m_words;
+    }
+    // How many records from this one on lie one behind the other in memory.
+    std::uint64_t run(std::uint64_t index) const {
+        return std::min(mask() + 1 - (index & mask()), m_count - index);
     }
     // Appends a record for the caller to fill. Throws std::bad_alloc, and changes nothing then.
     std::uint32_t* extend() {

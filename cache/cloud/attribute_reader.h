@@ -29,15 +29,26 @@ class AttributeReader {
     /// @return n * width values, valid until the next call
     /// @throws FileError
     const std::byte* read(std::int64_t first, std::int64_t n);
+    /// Like read(), for rows (see Cloud).
+    const std::byte* read_rows(std::int64_t first, std::int64_t n);
 
     const Attribute& attribute() const { return m_cloud.attributes[m_index]; }
     Type type() const { return m_to; }
+    /// Counts the values that another reader of the attribute has read as read by this one.
+    void add_counts(const AttributeReader& other) {
+        m_converted += other.m_converted;
+        m_changed += other.m_changed;
+    }
     /// Values read so far.
     std::int64_t converted() const { return m_converted; }
     /// Values read so far that the type cannot hold.
     std::int64_t changed() const { return m_changed; }
 
   private:
+    // Returns the number of values of n points.
+    std::size_t make_room(std::int64_t n);
+    const std::byte* convert(std::size_t values);
+
     Cloud& m_cloud;
     std::size_t m_index;
     Type m_to;

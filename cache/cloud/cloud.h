@@ -32,8 +32,19 @@ class Cloud {
     /// @throws FileError
     virtual void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) = 0;
     virtual bool reads_in_parallel() const { return false; }
+    /// Like read(), for rows: the points in the order in which the file stores them. Reading all of
+    /// a file is fastest row by row.
+    virtual void read_rows(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) {
+        read(attribute, first, n, out);
+    }
+    /// The row of a point.
+    virtual std::int64_t stored_row(std::int64_t point) const { return point; }
     /// The offset of a point's first value in its file, or -1 if the value is not stored as such.
     virtual std::int64_t byte_offset(std::size_t, std::int64_t) const { return -1; }
+
+    /// Reads the whole file and checks what read() does not: checksums.
+    /// @return offset and description of each damage
+    virtual std::vector<std::pair<std::int64_t, std::string>> verify() { return {}; }
 
     int find(std::string_view name) const { return find_attribute(attributes, name); }
 

@@ -1,4 +1,5 @@
 #include "cache/formats/mrmap.h"
+#include "maps/interface.h"
 
 #include <cstring>
 
@@ -11,8 +12,9 @@ using mi::shader_v3::Map_base;
 using mi::shader_v3::Map_declaration;
 using mi::shader_v3::Map_field_id;
 using mi::shader_v3::Map_field_type;
-using mi::shader_v3::Map_iterator;
 using mi::shader_v3::Map_status;
+
+constexpr std::int64_t kChecksumAt = 56; // in the header of a binary map file
 
 Attribute attribute_of_field(const Map_declaration& declaration, Map_field_id id) {
     Attribute a;
@@ -45,48 +47,19 @@ Attribute attribute_of_field(const Map_declaration& declaration, Map_field_id id
     return a;
 }
 
-// Reads one field into the bytes of an attribute; Source is the map (global fields) or an iterator.
-template <typename Source>
-Map_status get_field(const Source& source, Map_field_id id, Map_field_type type, void* out) {
-    switch (type.get_type()) {
-    case Map_field_type::Integer: {
-        int value = 0;
-        const Map_status status = source.get(id, value);
-        std::memcpy(out, &value, sizeof value);
-        return status;
-    }
-    case Map_field_type::Scalar: {
-        float value = 0;
-        const Map_status status = source.get(id, value);
-        std::memcpy(out, &value, sizeof value);
-        return status;
-    }
-    case Map_field_type::Vector: {
-        miVector value{};
-        const Map_status status = source.get(id, value);
-        std::memcpy(out, &value, sizeof value);
-        return status;
-    }
-    case Map_field_type::Color: {
-        miColor value{};
-        const Map_status status = source.get(id, value);
-        std::memcpy(out, &value, sizeof value);
-        return status;
-    }
-    case Map_field_type::Transform:
-        return source.get(id, static_cast<miMatrix*>(out));
-    case Map_field_type::Integer_array:
-        return source.get(id, static_cast<int*>(out));
-    default:
-        return source.get(id, static_cast<float*>(out));
-    }
+// Copies the values of rows out of a column. Bytes is 0 if their size is known at run time only.
+template <std::size_t Bytes>
+void gather(const unsigned char* column, const std::uint32_t* rows, std::size_t count,
+            std::size_t bytes, std::byte* out) {
+    const std::size_t each = Bytes > 0 ? Bytes : bytes;
+    for (std::size_t i = 0; i < count; ++i)
+        std::memcpy(out + i * each, column + rows[i] * each, each);
 }
 
 class MapCloud final : public Cloud {
   public:
-    MapCloud(const InputFile& file, Findings& findings)
-        : m_file_name(file.name()),
-          m_map(("/proc/self/fd/" + std::to_string(file.descriptor())).c_str(), &m_status) {
+    MapCloud(FilePtr file, Findings& findings)
+        : m_file(std::move(file)), m_map(path().c_str(), &m_status) {
         if (m_status != Map_status::OK) fail(map_error(m_status));
         const Map_base& map = *m_map.operator->();
         if (!map.has_declaration()) fail("the map has no declaration");
@@ -95,10 +68,11 @@ class MapCloud final : public Cloud {
             fail("a map of dimension " + std::to_string(declaration->get_dimension()) +
                  "; the points of a cloud have 3");
         }
-        m_iterator = std::make_unique<Map_iterator>(m_map);
+        // A map that was just read has rows.
+        m_rows = vx::maps::rows_of(map).value();
         count = map.size();
         attributes.push_back({"position", Type::float32, 3, false});
-        m_fields.push_back({});
+        m_columns.push_back(nullptr);
         for (Map_field_id id = 0; id < declaration->get_field_count(); ++id) {
             const std::string field = declaration->get_field_name(id);
             const Map_field_type type = declaration->get_field_type(id);
@@ -113,39 +87,63 @@ class MapCloud final : public Cloud {
                 continue;
             }
             attributes.push_back(attribute_of_field(declaration, id));
-            m_fields.push_back({id, type});
+            m_columns.push_back(m_rows.columns[id].data);
         }
     }
 
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
         const Attribute& a = attributes[attribute];
-        auto* target = static_cast<std::byte*>(out);
-        const StoredField field = m_fields[attribute];
+        auto* const target = static_cast<std::byte*>(out);
+        const std::uint32_t* const rows = m_rows.rank + first;
+        const auto points = static_cast<std::size_t>(n);
         if (a.single) {
-            const Map_base& map = *m_map.operator->();
-            check(get_field(map, field.id, field.type, target));
+            std::memcpy(target, m_columns[attribute], a.bytes());
+        } else if (attribute == 0) {
+            auto* const positions = static_cast<float*>(out);
+            for (std::size_t i = 0; i < points; ++i)
+                copy_position(rows[i], positions + 3 * i);
+        } else if (a.bytes() == 4) {
+            gather<4>(m_columns[attribute], rows, points, 4, target);
+        } else if (a.bytes() == 12) {
+            gather<12>(m_columns[attribute], rows, points, 12, target);
+        } else {
+            gather<0>(m_columns[attribute], rows, points, a.bytes(), target);
+        }
+    }
+    void read_rows(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override {
+        const Attribute& a = attributes[attribute];
+        if (attribute == 0) {
+            auto* positions = static_cast<float*>(out);
+            for (std::int64_t row = first; row < first + n; ++row, positions += 3)
+                copy_position(static_cast<std::uint32_t>(row), positions);
             return;
         }
-        auto& row = *m_iterator->operator->();
-        for (std::int64_t i = 0; i < n; ++i, target += a.bytes()) {
-            check(i == 0 ? row.go_to(static_cast<miUint>(first)) : row.next());
-            if (attribute == 0) {
-                std::memcpy(target, row.get_position(), 12);
-            } else {
-                check(get_field(row, field.id, field.type, target));
-            }
-        }
+        const auto skipped = a.single ? std::size_t{0} : static_cast<std::size_t>(first);
+        std::memcpy(out, m_columns[attribute] + skipped * a.bytes(),
+                    static_cast<std::size_t>(n) * a.bytes());
+    }
+    std::int64_t stored_row(std::int64_t point) const override { return m_rows.rank[point]; }
+    bool reads_in_parallel() const override { return true; }
+
+    std::vector<std::pair<std::int64_t, std::string>> verify() override {
+        const Map_status status = vx::maps::verify_file(path().c_str());
+        if (status == Map_status::OK) return {};
+        return {{kChecksumAt, "the checksum does not match the contents, or the rows are not a "
+                              "permutation of the points"}};
     }
 
     // A tag for further accesses to the same map.
     miTag tag() { return m_map.store(); }
 
   private:
-    // The map's field behind an attribute; that of "position" is not used.
-    struct StoredField {
-        Map_field_id id = 0;
-        Map_field_type type;
-    };
+    // The engine opens files by name.
+    std::string path() const { return "/proc/self/fd/" + std::to_string(m_file->descriptor()); }
+    void copy_position(std::uint32_t row, float* out) const {
+        const float* const leaf = m_rows.positions + row / 16 * 48 + row % 16;
+        out[0] = leaf[0];
+        out[1] = leaf[16];
+        out[2] = leaf[32];
+    }
     // A cloud holds numbers only: texts are shown but not converted.
     void add_text(const Map_base& map, const std::string& field, Map_field_id id, miUint length,
                   Findings& findings) {
@@ -159,22 +157,25 @@ class MapCloud final : public Cloud {
             {Severity::warning, -1,
              "field '" + field + "' is a text: info shows it, conversions do not carry it"});
     }
-    [[noreturn]] void fail(const std::string& why) const { throw FileError(m_file_name, -1, why); }
+    [[noreturn]] void fail(const std::string& why) const {
+        throw FileError(m_file->name(), -1, why);
+    }
     void check(const Map_status& status) const {
         if (status != Map_status::OK) fail(map_error(status));
     }
 
-    std::string m_file_name;
+    FilePtr m_file;
     Map_status m_status;
     Access_map m_map;
-    std::unique_ptr<Map_iterator> m_iterator;
-    std::vector<StoredField> m_fields;
+    vx::maps::Rows m_rows;
+    // Per attribute, the values of its rows; null for "position".
+    std::vector<const unsigned char*> m_columns;
 };
 
 } // namespace
 
 CloudPtr open_mrmap(FilePtr file, Findings& findings, const OpenOptions&) {
-    return std::make_unique<MapCloud>(*file, findings);
+    return std::make_unique<MapCloud>(std::move(file), findings);
 }
 
 bool store_map_of(Cloud& cloud, miTag& tag) {

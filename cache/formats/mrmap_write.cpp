@@ -1,11 +1,18 @@
+#include "cache/cloud/parallel.h"
 #include "cache/formats/mrmap.h"
+#include "maps/interface.h"
 #include "src/writer/map_fields.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <span>
 
 namespace vx::cache {
 
@@ -14,38 +21,44 @@ namespace {
 using mi::shader_v3::Edit_map;
 using mi::shader_v3::Map_base;
 using mi::shader_v3::Map_declaration;
-using mi::shader_v3::Map_element;
 using mi::shader_v3::Map_field_id;
 using mi::shader_v3::Map_field_type;
 using mi::shader_v3::Map_status;
 
-constexpr float kZeros[3] = {};
+constexpr float kZeros[16] = {};
 
-// One field of a map, and where its values come from.
+// One field of a map, and where its values come from. A copy reads the same attribute, for another
+// thread; the value that all points share stays that of the original.
 class WrittenField {
   public:
     // Zeros: one of the baked fields that the cloud lacks, or the position.
     explicit WrittenField(Map_field_type type) : m_type(type) {}
     // An attribute of the cloud, converted as the shaders do it: floats are rounded, labels are cut
     // to their low 32 bits.
-    WrittenField(Map_field_type type, Cloud& cloud, std::size_t attribute) : m_type(type) {
+    WrittenField(Map_field_type type, Cloud& cloud, std::size_t attribute)
+        : m_type(type), m_reader(reader(type, cloud, attribute)) {
         const Attribute& a = cloud.attributes[attribute];
-        const bool integers =
-            type == Map_field_type::Integer || type == Map_field_type::Integer_array;
-        m_reader = std::make_unique<AttributeReader>(
-            cloud, attribute, integers ? Type::int32 : Type::float32, IntegerRule::wrap);
         m_stride = a.single ? 0 : static_cast<std::size_t>(a.width) * 4;
     }
 
-    // Call before value() of these points.
-    void read(std::int64_t first, std::int64_t n) {
-        const bool single = m_stride == 0;
-        if (!m_reader || (single && first > 0)) return;
-        m_values = m_reader->read(first, single ? 1 : n);
+    // Reads the value that all points share.
+    void read_single() {
+        if (m_reader && m_stride == 0) m_values = m_reader->read(0, 1);
     }
-    // The values of a point; `i` counts from the first point of the last read().
-    const void* value(std::size_t point) const { return m_values + point * m_stride; }
+    // Reads points, unless all have the same value.
+    void read(std::int64_t first, std::int64_t n) {
+        if (m_stride > 0) m_values = m_reader->read(first, n);
+    }
+    // The values of the point read first, and the bytes from point to point: 0 if all have the
+    // same.
+    const std::byte* values() const { return m_values; }
+    std::size_t stride() const { return m_stride; }
+    bool is_zero() const { return !m_reader; }
     Map_field_type type() const { return m_type; }
+    // Adds what another object for the same field has read.
+    void add_counts(const WrittenField& other) {
+        if (m_stride > 0) m_reader->add_counts(*other.m_reader);
+    }
     void report(Notes& notes) const {
         if (m_reader) note_rounding(*m_reader, notes);
     }
@@ -54,9 +67,15 @@ class WrittenField {
     bool global = false; // one value of the map, not of its elements
 
   private:
+    static AttributeReader reader(Map_field_type type, Cloud& cloud, std::size_t attribute) {
+        const bool integers =
+            type == Map_field_type::Integer || type == Map_field_type::Integer_array;
+        return {cloud, attribute, integers ? Type::int32 : Type::float32, IntegerRule::wrap};
+    }
+
     Map_field_type m_type;
-    std::unique_ptr<AttributeReader> m_reader;
-    std::size_t m_stride = 0; // bytes from point to point; 0: one value for all
+    std::optional<AttributeReader> m_reader;
+    std::size_t m_stride = 0;
     const std::byte* m_values = reinterpret_cast<const std::byte*>(kZeros);
 };
 
@@ -130,26 +149,49 @@ std::vector<WrittenField> choose_fields(Cloud& cloud, const WriteOptions& option
     return fields;
 }
 
-// Target is the wrapper of an element, or of the map for its global fields.
-template <typename Target>
-Map_status set_field(Target& target, const WrittenField& f, std::size_t point) {
-    const void* const value = f.value(point);
+Map_status set_global(Edit_map& map, const WrittenField& f) {
+    const void* const value = f.values();
     switch (f.type().get_type()) {
     case Map_field_type::Integer:
-        return target->set(f.id, *static_cast<const int*>(value));
+        return map->set(f.id, *static_cast<const int*>(value));
     case Map_field_type::Integer_array:
-        return target->set(f.id, static_cast<const int*>(value));
+        return map->set(f.id, static_cast<const int*>(value));
     case Map_field_type::Scalar:
-        return target->set(f.id, *static_cast<const float*>(value));
+        return map->set(f.id, *static_cast<const float*>(value));
     case Map_field_type::Vector:
-        return target->set(f.id, *static_cast<const miVector*>(value));
+        return map->set(f.id, *static_cast<const miVector*>(value));
     case Map_field_type::Color:
-        return target->set(f.id, *static_cast<const miColor*>(value));
+        return map->set(f.id, *static_cast<const miColor*>(value));
     case Map_field_type::Transform:
-        return target->set(f.id, static_cast<const miMatrix*>(value));
+        return map->set(f.id, static_cast<const miMatrix*>(value));
     default:
-        return target->set(f.id, static_cast<const float*>(value));
+        return map->set(f.id, static_cast<const float*>(value));
     }
+}
+
+// Reads all points of some fields, on several threads if the cloud allows it, and calls
+// store(field, first, n) for each run of points that a field has read.
+template <typename Store, typename Progress>
+void read_points(Cloud& cloud, std::span<WrittenField> fields, const Progress& progress,
+                 const Store& store) {
+    std::atomic<std::int64_t> next = 0;
+    std::mutex mutex;
+    run_workers(cloud.reads_in_parallel() ? worker_count() : 1, [&](int worker) {
+        std::vector<WrittenField> own(fields.begin(), fields.end());
+        for (;;) {
+            const std::int64_t first = next.fetch_add(kBlockPoints);
+            if (first >= cloud.count) break;
+            const std::int64_t n = std::min(kBlockPoints, cloud.count - first);
+            for (WrittenField& f : own) {
+                f.read(first, n);
+                store(f, first, n);
+            }
+            if (worker == 0) progress(first + n);
+        }
+        const std::lock_guard lock(mutex);
+        for (std::size_t i = 0; i < own.size(); ++i)
+            fields[i].add_counts(own[i]);
+    });
 }
 
 Map_base::File_format file_format(std::string_view encoding) {
@@ -178,33 +220,40 @@ std::unique_ptr<Edit_map> build_map(Cloud& cloud, const std::string& name,
         placed ? WrittenField(Map_field_type::Vector, cloud, static_cast<std::size_t>(at))
                : WrittenField(Map_field_type::Vector);
 
-    auto owned = std::make_unique<Edit_map>(declaration);
-    Edit_map& map = *owned;
-    Map_element element(declaration);
-    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
-        position.read(first, n);
-        for (WrittenField& f : fields) {
-            if (!f.global) f.read(first, n);
-        }
-        for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
-            ok(element->set_position(static_cast<const float*>(position.value(i))));
-            for (const WrittenField& f : fields) {
-                if (!f.global) ok(set_field(element, f, i));
-            }
-            ok(map->append(element));
-        }
-        if (options.progress) options.progress(first + n, cloud.count);
-    });
+    auto map = std::make_unique<Edit_map>(declaration);
+    if (cloud.count > 0) position.read_single();
     for (WrittenField& f : fields) {
-        if (!f.global) continue;
-        f.read(0, 1);
-        ok(set_field(map, f, 0));
+        if (f.global || cloud.count > 0) f.read_single();
+        if (f.global) ok(set_global(*map, f));
     }
-    map->consolidate(kMapTreeQuality);
+    const auto show = [&](std::int64_t done) {
+        if (options.progress) options.progress(done, 2 * cloud.count);
+    };
+    try {
+        vx::maps::MapBuilder builder(*map->operator->(), static_cast<std::uint64_t>(cloud.count));
+        read_points(cloud, {&position, 1}, show,
+                    [&](const WrittenField& f, std::int64_t first, std::int64_t n) {
+                        builder.set_positions(
+                            static_cast<std::uint64_t>(first), static_cast<std::uint64_t>(n),
+                            reinterpret_cast<const float*>(f.values()), f.stride());
+                    });
+        builder.sort(kMapTreeQuality);
+        read_points(
+            cloud, fields, [&](std::int64_t done) { show(cloud.count + done); },
+            [&](const WrittenField& f, std::int64_t first, std::int64_t n) {
+                if (f.global || f.is_zero()) return;
+                builder.set_values(f.id, static_cast<std::uint64_t>(first),
+                                   static_cast<std::uint64_t>(n), f.values(), f.stride());
+            });
+        builder.finish();
+    } catch (const std::bad_alloc&) {
+        ok(Map_status::Insufficient_memory);
+    }
+    show(2 * cloud.count);
     position.report(notes);
     for (const WrittenField& f : fields)
         f.report(notes);
-    return owned;
+    return map;
 }
 
 void write_mrmap(Cloud& cloud, OutputFile& out, const WriteOptions& options, Notes& notes) {

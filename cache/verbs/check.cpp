@@ -132,6 +132,8 @@ Findings check_file(const std::string& path, const OpenOptions& options, std::st
             findings.push_back(
                 {Severity::warning, -1, "there is no 'rgbPP': the reader shader needs it"});
         }
+        for (const auto& [offset, text] : cloud.verify())
+            findings.push_back({Severity::error, offset, text});
         for (std::size_t i = 0; i < cloud.attributes.size(); ++i)
             check_values(cloud, i, findings);
         if (const int id = cloud.find("id"); id >= 0) {

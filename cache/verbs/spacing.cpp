@@ -21,7 +21,7 @@ constexpr std::int64_t kPiecePoints = 8 * kBlockPoints; // per task of a thread
 
 struct Sample {
     std::array<double, 3> p;
-    std::int64_t index;
+    std::int64_t row;
 };
 
 // The samples whose nearest neighbor may be in a cell. One bit per cell marks cells with samples,
@@ -95,7 +95,7 @@ void measure_run(const Grid& grid, const std::vector<Sample>& samples, std::span
         const auto* const near = grid.near(&p[i]);
         if (near == nullptr) continue;
         for (const std::uint32_t s : *near) {
-            if (samples[s].index == first + static_cast<std::int64_t>(i / 3)) continue;
+            if (samples[s].row == first + static_cast<std::int64_t>(i / 3)) continue;
             const double dx = p[i] - samples[s].p[0];
             const double dy = p[i + 1] - samples[s].p[1];
             const double dz = p[i + 2] - samples[s].p[2];
@@ -123,7 +123,7 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
         const auto p = reader.read(at, 1);
         if (!std::isfinite(p[0] + p[1] + p[2])) continue;
         if (grid.mark(p.data(), static_cast<std::uint32_t>(samples.size()))) {
-            samples.push_back({{p[0], p[1], p[2]}, at});
+            samples.push_back({{p[0], p[1], p[2]}, cloud.stored_row(at)});
         }
     }
 
@@ -133,14 +133,16 @@ Spacing find_spacing(Cloud& cloud, std::size_t position, const std::array<double
                                              std::vector<double>(samples.size(), kInfinite));
     std::atomic<std::int64_t> next = 0;
     run_workers(workers, [&](int worker) {
-        TypedReader<double> own(cloud, position);
+        AttributeReader own(cloud, position, Type::float64);
         for (;;) {
             const std::int64_t begin = next.fetch_add(kPiecePoints);
             const std::int64_t end = std::min(begin + kPiecePoints, cloud.count);
             if (begin >= end) return;
             for (std::int64_t at = begin; at < end; at += kBlockPoints / 4) {
-                const auto p = own.read(at, std::min(kBlockPoints / 4, end - at));
-                measure_run(grid, samples, p, at, nearest[static_cast<std::size_t>(worker)]);
+                const std::int64_t n = std::min(kBlockPoints / 4, end - at);
+                const auto* const p = reinterpret_cast<const double*>(own.read_rows(at, n));
+                measure_run(grid, samples, {p, static_cast<std::size_t>(3 * n)}, at,
+                            nearest[static_cast<std::size_t>(worker)]);
             }
         }
     });

@@ -63,7 +63,7 @@ class Labels {
     bool m_many = false;
 };
 
-// Some points of one attribute; all points if labels are counted, which is done in order.
+// Some rows of one attribute; all rows if labels are counted, which is done in order.
 struct Task {
     std::size_t attribute;
     std::int64_t first;
@@ -75,7 +75,7 @@ class Worker {
   public:
     explicit Worker(Cloud& cloud) : m_cloud(cloud) {}
 
-    // The moments of each piece of `piece` points; `labels` may be null.
+    // The moments of each piece of `piece` rows; `labels` may be null.
     void run(const Task& task, std::int64_t piece, std::vector<std::vector<Moments>>& out,
              Labels* labels) {
         const Attribute& a = m_cloud.attributes[task.attribute];
@@ -101,7 +101,7 @@ class Worker {
             m_raw.resize(values * type_size(a.type));
             raw = m_raw.data();
         }
-        m_cloud.read(index, first, n, raw);
+        m_cloud.read_rows(index, first, n, raw);
         with_type(a.type, [&](auto* kind) {
             const auto* source = static_cast<decltype(kind)>(raw);
             if (labels != nullptr) labels->add(source, points, a.single ? m_cloud.count : 1);
@@ -156,7 +156,7 @@ Statistics measure(Cloud& cloud, const Progress& progress) {
         for (std::int64_t at = 0; at < points; at += whole ? points : piece)
             tasks.push_back({a, at, whole ? points : std::min(at + piece, points)});
     }
-    // The longest task first; the others in the order of the points, for sequential reads.
+    // The longest task first; the others in the order of the rows, for sequential reads.
     std::stable_sort(tasks.begin(), tasks.end(), [&](const Task& x, const Task& y) {
         const auto key = [&](const Task& t) {
             return has_labels && static_cast<int>(t.attribute) == tag ? -1 : t.first;

@@ -16,7 +16,7 @@ namespace vx::cache {
 struct Range {
     double least = 0;
     double most = 0;
-    double mean = 0;         // from sums over pieces of the cloud, added in order
+    double mean = 0;         // from sums over pieces of the file, added in order
     std::int64_t finite = 0; // number of finite values
     std::int64_t total = 0;
 };

@@ -1,8 +1,13 @@
 #include "cache/formats/format.h"
 #include "cache/formats/map_access.h"
+#include "cache/verbs/statistics.h"
+#include "maps/testing.h"
 #include "tests/cache/memory_cloud.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
 
 namespace vx::cache {
 namespace {
@@ -73,6 +78,142 @@ TEST(WriteMap, CountsTheRoundedValueOfAGlobalFieldOnce) {
     Findings findings;
     const OpenedCloud opened = open_cloud(folder.path("a.mrmap"), findings);
     EXPECT_EQ(values_of<float>(*opened.cloud, "scale"), (std::vector<float>{0.1f, 0.1f}));
+}
+
+// Adds an attribute of every width that maps have fields for, and one of another.
+void fill_widely(MemoryCloud& cloud) {
+    const std::int64_t count = cloud.count;
+    std::mt19937 random(8);
+    const auto values = [&](int width) {
+        std::vector<float> out(static_cast<std::size_t>(count * width));
+        for (float& x : out)
+            x = static_cast<float>(random() % 4096) / 64;
+        return out;
+    };
+    std::vector<std::int32_t> pairs(static_cast<std::size_t>(2 * count));
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = static_cast<std::int32_t>(i);
+    for (const int width : {3, 1, 4, 16, 5}) {
+        cloud.add(width == 3 ? "position" : "w" + std::to_string(width), width, values(width));
+    }
+    cloud.add("pair", 2, pairs).add<float>("all", 3, {1, 2, 3}, true);
+}
+
+std::vector<std::byte> bytes_of(Cloud& cloud, std::size_t attribute, std::int64_t first,
+                                std::int64_t n) {
+    std::vector<std::byte> out(cloud.attributes[attribute].bytes() * static_cast<std::size_t>(n));
+    cloud.read(attribute, first, n, out.data());
+    return out;
+}
+
+TEST(MapFile, KeepsTheOrderOfThePoints) {
+    const TestFolder folder;
+    MemoryCloud cloud(20000);
+    fill_widely(cloud);
+    for (const bool parallel : {false, true}) {
+        cloud.parallel = parallel;
+        WriteOptions options;
+        options.force = true;
+        write_cloud(cloud, folder.path("a.mrmap"), Format::mrmap, options);
+        Findings findings;
+        const OpenedCloud opened = open_cloud(folder.path("a.mrmap"), findings);
+        Cloud& read = *opened.cloud;
+        ASSERT_EQ(read.count, cloud.count);
+        ASSERT_EQ(read.attributes.size(), cloud.attributes.size());
+        for (std::size_t a = 0; a < read.attributes.size(); ++a) {
+            const auto twin = static_cast<std::size_t>(cloud.find(read.attributes[a].name));
+            ASSERT_EQ(read.attributes[a], cloud.attributes[twin]);
+            const std::int64_t n = read.attributes[a].single ? 1 : read.count;
+            EXPECT_EQ(bytes_of(read, a, 0, n), bytes_of(cloud, twin, 0, n));
+            if (n > 1) {
+                EXPECT_EQ(bytes_of(read, a, 17, 5), bytes_of(cloud, twin, 17, 5));
+            }
+        }
+    }
+}
+
+// The rows of a map are in another order than its points; stored_row() gives the row of each.
+TEST(MapFile, RowsAreThePointsInAnotherOrder) {
+    const TestFolder folder;
+    MemoryCloud cloud(3000);
+    fill_widely(cloud);
+    write_cloud(cloud, folder.path("a.mrmap"), Format::mrmap, {});
+    Findings findings;
+    const OpenedCloud opened = open_cloud(folder.path("a.mrmap"), findings);
+    Cloud& map = *opened.cloud;
+    EXPECT_TRUE(map.reads_in_parallel());
+    std::int64_t moved = 0;
+    for (std::size_t a = 0; a < map.attributes.size(); ++a) {
+        if (map.attributes[a].single) continue;
+        const std::size_t size = map.attributes[a].bytes();
+        std::vector<std::byte> rows(size * 3000);
+        // In two runs, the second of which begins within a leaf of the tree.
+        map.read_rows(a, 0, 1001, rows.data());
+        map.read_rows(a, 1001, 1999, rows.data() + 1001 * size);
+        const std::vector<std::byte> points = bytes_of(map, a, 0, 3000);
+        for (std::int64_t point = 0; point < 3000; ++point) {
+            const std::int64_t row = map.stored_row(point);
+            const auto* const in_rows = rows.data() + static_cast<std::size_t>(row) * size;
+            const auto* const in_points = points.data() + static_cast<std::size_t>(point) * size;
+            ASSERT_TRUE(std::equal(in_rows, in_rows + size, in_points)) << a << ' ' << point;
+            moved += row == point ? 0 : 1;
+        }
+    }
+    EXPECT_GT(moved, 3000);
+}
+
+// Measured by rows, a map has the same extremes, labels and distances as the cloud it was made of.
+TEST(MapFile, MeasuresAsTheCloudItWasMadeOf) {
+    const TestFolder folder;
+    MemoryCloud cloud(40000);
+    std::mt19937 random(5);
+    std::vector<float> position(3 * 40000);
+    std::vector<std::int32_t> tag(40000);
+    for (std::size_t i = 0; i < tag.size(); ++i) {
+        position[3 * i] = static_cast<float>(i % 200) + static_cast<float>(random() % 64) / 256;
+        position[3 * i + 1] = static_cast<float>(i / 200);
+        tag[i] = static_cast<std::int32_t>(random() % 3000);
+    }
+    cloud.add("position", 3, position).add("tag", 1, tag);
+    write_cloud(cloud, folder.path("a.mrmap"), Format::mrmap, {});
+    Findings findings;
+    const OpenedCloud opened = open_cloud(folder.path("a.mrmap"), findings);
+    const Statistics a = measure(cloud, {});
+    const Statistics b = measure(*opened.cloud, {});
+    EXPECT_EQ(a.labels, b.labels);
+    EXPECT_GT(a.spacing.samples, 100);
+    EXPECT_EQ(a.spacing.samples, b.spacing.samples);
+    EXPECT_EQ(a.spacing.median, b.spacing.median);
+    EXPECT_EQ(a.spacing.most, b.spacing.most);
+    const auto p = static_cast<std::size_t>(opened.cloud->find("position"));
+    for (std::size_t k = 0; k < 3; ++k) {
+        EXPECT_EQ(a.ranges[0][k].least, b.ranges[p][k].least);
+        EXPECT_EQ(a.ranges[0][k].most, b.ranges[p][k].most);
+        // The coordinates are multiples of 1/256: their sums are exact.
+        EXPECT_EQ(a.ranges[0][k].mean, b.ranges[p][k].mean);
+    }
+}
+
+TEST(MapFile, VerificationNoticesAChangedValue) {
+    const TestFolder folder;
+    MemoryCloud cloud(100);
+    fill_widely(cloud);
+    write_cloud(cloud, folder.path("a.mrmap"), Format::mrmap, {});
+    std::string bytes = folder.get("a.mrmap");
+    Findings findings;
+    EXPECT_TRUE(open_cloud(folder.path("a.mrmap"), findings).cloud->verify().empty());
+    bytes[bytes.size() - 100] = static_cast<char>(bytes[bytes.size() - 100] + 1);
+    folder.put("b.mrmap", bytes);
+    EXPECT_THROW(open_cloud(folder.path("b.mrmap"), findings), FileError);
+    // As if the file were large.
+    vx::maps::set_verified_size(0);
+    const OpenedCloud opened = open_cloud(folder.path("b.mrmap"), findings);
+    vx::maps::set_verified_size(vx::maps::kVerifiedBytes);
+    const auto damage = opened.cloud->verify();
+    ASSERT_EQ(damage.size(), 1U);
+    EXPECT_EQ(damage[0].first, 56);
+    EXPECT_EQ(damage[0].second, "the checksum does not match the contents, or the rows are not a "
+                                "permutation of the points");
 }
 
 } // namespace
