@@ -11,7 +11,12 @@
 
 namespace vx::cache {
 
-/// The number of threads to use, 1 to 4: the work is limited by memory bandwidth.
+/// The number of processors, at least 1.
+inline int processor_count() {
+    return static_cast<int>(std::max(std::thread::hardware_concurrency(), 1U));
+}
+
+/// The number of threads to use for work that is limited by memory bandwidth, 1 to 4.
 inline int worker_count() {
     return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 4U));
 }

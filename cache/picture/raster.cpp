@@ -17,16 +17,6 @@ Picture::Picture(int w, int h, const Color& fill)
       height(h),
       pixels(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), fill) {}
 
-// A disc's samples: those with a u^2 + 2 b u v + c v^2 + 2 d u + 2 e v + f <= 0, where (u, v) are
-// samples relative to the center. The depth key, larger for nearer samples, is
-// key + key_u u + key_v v - (rim_uu u^2 + 2 rim_uv u v + rim_vv v^2), the larger the nearer.
-struct DiscRaster::Conic {
-    double x, y; // the center in samples of the band
-    double a, b, c, d, e, f;
-    double key, key_u, key_v;
-    double rim_uu, rim_uv, rim_vv;
-};
-
 DiscRaster::DiscRaster(const Camera& camera, int samples, int first, int lines)
     : m_camera(camera),
       m_samples(samples),
@@ -40,7 +30,7 @@ DiscRaster::DiscRaster(const Camera& camera, int samples, int first, int lines)
     m_colors.resize(count);
 }
 
-bool DiscRaster::draw(const Disc& disc) {
+bool DiscRaster::project(const Disc& disc, Footprint& k) const {
     const Camera& cam = m_camera;
     const bool flat = cam.orthographic;
     const Vec& p = disc.center;
@@ -55,7 +45,8 @@ bool DiscRaster::draw(const Disc& disc) {
     const double radius = std::max(disc.radius > 0 ? disc.radius : 0.0, half_pixel);
     if (!(radius < std::numeric_limits<float>::max())) return false;
 
-    Conic k{};
+    k = {};
+    k.color = disc.color;
     k.x = (p.x * stretch - cam.shift_x) / step_x;
     k.y = (p.y * stretch - cam.shift_y) / step_y - static_cast<double>(m_first) * m_samples;
 
@@ -118,13 +109,14 @@ bool DiscRaster::draw(const Disc& disc) {
     k.rim_uu = uu * rim_scale;
     k.rim_uv = uv * rim_scale;
     k.rim_vv = vv * rim_scale;
-    return fill(k, disc.color);
+    return find_rows(k);
 }
 
-bool DiscRaster::fill(const Conic& k, const Color& color) {
+// The rows that the conic intersects.
+bool DiscRaster::find_rows(Footprint& k) const {
     const double det = k.a * k.c - k.b * k.b;
     if (!(k.a > 0 && det > 0)) return false;
-    // The rows that the conic intersects: (b v + d)^2 >= a (c v^2 + 2 e v + f).
+    // (b v + d)^2 >= a (c v^2 + 2 e v + f)
     const double half = k.b * k.d - k.a * k.e;
     const double spread = half * half + det * (k.d * k.d - k.a * k.f);
     if (!(spread > 0)) return false;
@@ -132,10 +124,15 @@ bool DiscRaster::fill(const Conic& k, const Color& color) {
     const double low = k.y + (half - root) / det;
     const double high = k.y + (half + root) / det;
     if (!(high > 0 && low < m_rows)) return false;
-    const int first = static_cast<int>(std::ceil(std::max(low - 0.5, 0.0)));
-    const int last = static_cast<int>(std::floor(std::min(high - 0.5, m_rows - 1.0)));
+    k.first_row = static_cast<int>(std::ceil(std::max(low - 0.5, 0.0)));
+    k.last_row = static_cast<int>(std::floor(std::min(high - 0.5, m_rows - 1.0)));
+    return k.first_row <= k.last_row;
+}
+
+bool DiscRaster::fill(const Footprint& k, int begin_row, int end_row) {
+    const int last = std::min(k.last_row, end_row - 1);
     bool covered = false;
-    for (int row = first; row <= last; ++row) {
+    for (int row = std::max(k.first_row, begin_row); row <= last; ++row) {
         const double v = row + 0.5 - k.y;
         const double middle = -(k.b * v + k.d);
         const double inside = middle * middle - k.a * ((k.c * v + 2 * k.e) * v + k.f);
@@ -161,7 +158,7 @@ bool DiscRaster::fill(const Conic& k, const Color& color) {
             const float key = base + u * (slope - bend * u);
             if (key > depth[i]) {
                 depth[i] = key;
-                colors[i] = color;
+                colors[i] = k.color;
             }
         }
     }

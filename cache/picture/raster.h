@@ -48,16 +48,39 @@ class DiscRaster {
     /// @param first,lines  the band: lines of the image, counted from the bottom
     DiscRaster(const Camera& camera, int samples, int first, int lines);
 
+    /// A disc's samples: those with a u^2 + 2 b u v + c v^2 + 2 d u + 2 e v + f <= 0, where (u, v)
+    /// are samples relative to the center. The depth key, larger for nearer samples, is
+    /// key + key_u u + key_v v - (rim_uu u^2 + 2 rim_uv u v + rim_vv v^2), the larger the nearer.
+    struct Footprint {
+        double x, y; ///< the center in samples of the band
+        double a, b, c, d, e, f;
+        double key, key_u, key_v;
+        double rim_uu, rim_uv, rim_vv;
+        int first_row, last_row; ///< of samples, in the band; it may cover fewer
+        Color color;
+    };
+
+    /// @return whether the disc may cover samples of the band; if not, `footprint` is not complete
+    bool project(const Disc& disc, Footprint& footprint) const;
+    /// Draws rows begin to end - 1 of a footprint. Threads may draw different rows at the same
+    /// time.
+    /// @return whether any sample of these rows is covered, visible or hidden
+    bool fill(const Footprint& footprint, int begin, int end);
+    /// The number of rows of samples in the band.
+    int rows() const { return m_rows; }
+
     /// @return whether the disc covers any sample, visible or hidden
-    bool draw(const Disc& disc);
+    bool draw(const Disc& disc) {
+        Footprint footprint;
+        return project(disc, footprint) && fill(footprint, 0, m_rows);
+    }
 
     /// Stores the means of the samples in the lines of the picture. Samples that are not covered
     /// have the color `background`. The mean of equal colors is exact.
     void resolve(Picture& picture, const Color& background) const;
 
   private:
-    struct Conic;
-    bool fill(const Conic& conic, const Color& color);
+    bool find_rows(Footprint& footprint) const;
 
     Camera m_camera;
     int m_samples, m_first, m_lines;

@@ -182,6 +182,7 @@ class ViewRun {
             return;
         }
         const auto progress = m_session.progress(m_options.output);
+        if (m_options.turntable > 1) cloud.keep(m_survey.scale);
         for (int i = 0; i < m_options.turntable; ++i) {
             m_session.attempt([&] {
                 const std::string name = name_of_frame(m_options.output, i + 1);

@@ -1,8 +1,12 @@
 #include "cache/verbs/view_points.h"
 
 #include "cache/cloud/attribute_reader.h"
+#include "cache/cloud/parallel.h"
+
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <mutex>
 
 namespace vx::cache {
 
@@ -22,8 +26,23 @@ double camera_scale(const Matrix& m) {
     return std::cbrt(std::abs(row_of(m, 0).dot(row_of(m, 1).cross(row_of(m, 2)))));
 }
 
-Vec vec_at(std::span<const double> values, std::size_t i) {
-    return {values[3 * i], values[3 * i + 1], values[3 * i + 2]};
+// Calls f(part, first, n) for each block of a cloud, on several threads. Each thread has a part of
+// its own, which make() returns and merge(part) receives in the end, one after the other.
+template <typename Make, typename F, typename Merge>
+void for_blocks_in_parallel(std::int64_t count, int workers, const Make& make, const F& f,
+                            const Merge& merge) {
+    std::atomic<std::int64_t> next = 0;
+    std::mutex mutex;
+    run_workers(workers, [&](int) {
+        auto part = make();
+        for (;;) {
+            const std::int64_t first = next.fetch_add(kBlockPoints);
+            if (first >= count) break;
+            f(part, first, std::min(kBlockPoints, count - first));
+        }
+        const std::lock_guard lock(mutex);
+        merge(part);
+    });
 }
 
 } // namespace
@@ -65,46 +84,93 @@ double ViewCloud::derived_radius() const {
     return size / (2 * std::sqrt(static_cast<double>(m_cloud.count)));
 }
 
+ViewCloud::Reader::Reader(ViewCloud& cloud)
+    : m_view(cloud),
+      m_positions(cloud.m_cloud, cloud.m_position),
+      m_normals(cloud.m_cloud, cloud.m_normal.value_or(cloud.m_position)),
+      m_radii(cloud.m_cloud, cloud.m_radius.value_or(cloud.m_position)),
+      m_colors(cloud.m_cloud, cloud.m_coloring) {
+    if (cloud.m_labels) m_labels.emplace(cloud.m_cloud);
+}
+
 void ViewCloud::each(const std::function<void(const Point&, ColorReader&)>& f) {
-    without_position = without_value = 0;
-    TypedReader<double> positions(m_cloud, m_position);
-    TypedReader<double> normals(m_cloud, m_normal.value_or(m_position));
-    TypedReader<double> radii(m_cloud, m_radius.value_or(m_position));
-    ColorReader colors(m_cloud, m_coloring);
-    std::optional<LabelReader> labels;
-    if (m_labels) labels.emplace(m_cloud);
-    for_blocks(m_cloud.count, [&](std::int64_t first, std::int64_t n) {
-        const auto p = positions.read(first, n);
-        const auto d = m_normal ? normals.read(first, n) : std::span<const double>{};
-        const auto r = m_radius ? radii.read(first, n) : std::span<const double>{};
-        const auto l = labels ? labels->read(first, n) : std::span<const std::int32_t>{};
-        colors.read(first, n);
-        for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
-            if (labels && !m_labels->holds(l[i])) continue;
-            Point point{vec_at(p, i), Vec(0.0), m_fixed_radius, i};
-            if (!is_finite(point.position)) {
-                ++without_position;
-                continue;
-            }
-            if (m_normal) point.normal = vec_at(d, i);
-            if (m_radius) point.radius = std::isfinite(r[i]) ? std::max(r[i], 0.0) : 0;
-            point.radius *= m_style.radius_scale;
-            if (!colors.has_value(i)) ++without_value;
-            f(point, colors);
-        }
-    });
+    Reader reader(*this);
+    for_blocks(m_cloud.count,
+               [&](std::int64_t first, std::int64_t n) { reader.each(first, n, f); });
+    without_position = reader.without_position;
+    without_value = reader.without_value;
+}
+
+int ViewCloud::readers() const {
+    return m_cloud.reads_in_parallel() ? processor_count() : 1;
+}
+
+void ViewCloud::keep(const ColorScale& scale) {
+    if (m_cloud.count == 0 || m_cloud.count > kMostKept) return;
+    m_kept.clear();
+    m_kept.resize(static_cast<std::size_t>((m_cloud.count + kBlockPoints - 1) / kBlockPoints));
+    for_blocks_in_parallel(
+        m_cloud.count, readers(), [&] { return Reader(*this); },
+        [&](Reader& reader, std::int64_t first, std::int64_t n) {
+            auto& block = m_kept[static_cast<std::size_t>(first / kBlockPoints)];
+            block.reserve(static_cast<std::size_t>(n));
+            reader.each(first, n, [&](const Point& p, ColorReader& colors) {
+                block.push_back({p.position, p.normal, p.radius, colors.color(p.index, scale)});
+            });
+        },
+        [](const Reader&) {});
+}
+
+void SequenceSummary::add(const ViewCloud::Point& p, ColorReader& colors) {
+    if (points++ == 0) low = high = p.position;
+    low = {std::min(low.x, p.position.x), std::min(low.y, p.position.y),
+           std::min(low.z, p.position.z)};
+    high = {std::max(high.x, p.position.x), std::max(high.y, p.position.y),
+            std::max(high.z, p.position.z)};
+    radius = std::max(radius, p.radius);
+    colors.measure(p.index, scale);
+}
+
+void SequenceSummary::add(const SequenceSummary& other) {
+    if (other.points == 0) return;
+    if (points == 0) {
+        low = other.low;
+        high = other.high;
+    }
+    points += other.points;
+    low = {std::min(low.x, other.low.x), std::min(low.y, other.low.y),
+           std::min(low.z, other.low.z)};
+    high = {std::max(high.x, other.high.x), std::max(high.y, other.high.y),
+            std::max(high.z, other.high.z)};
+    radius = std::max(radius, other.radius);
+    scale.low = std::min(scale.low, other.scale.low);
+    scale.high = std::max(scale.high, other.scale.high);
+    scale.labels.insert(other.scale.labels.begin(), other.scale.labels.end());
 }
 
 void SequenceSummary::add(ViewCloud& cloud) {
-    cloud.each([this](const ViewCloud::Point& p, ColorReader& colors) {
-        if (points++ == 0) low = high = p.position;
-        low = {std::min(low.x, p.position.x), std::min(low.y, p.position.y),
-               std::min(low.z, p.position.z)};
-        high = {std::max(high.x, p.position.x), std::max(high.y, p.position.y),
-                std::max(high.z, p.position.z)};
-        radius = std::max(radius, p.radius);
-        colors.measure(p.index, scale);
-    });
+    struct Part {
+        ViewCloud::Reader reader;
+        SequenceSummary summary;
+    };
+    // The labels are those of the first points if there are too many of them.
+    const int workers = cloud.coloring().kind == ColorKind::label ? 1 : cloud.readers();
+    cloud.without_position = cloud.without_value = 0;
+    for_blocks_in_parallel(
+        cloud.count(), workers,
+        [&] {
+            return Part{ViewCloud::Reader(cloud), {}};
+        },
+        [](Part& part, std::int64_t first, std::int64_t n) {
+            part.reader.each(first, n, [&](const ViewCloud::Point& p, ColorReader& colors) {
+                part.summary.add(p, colors);
+            });
+        },
+        [&](const Part& part) {
+            add(part.summary);
+            cloud.without_position += part.reader.without_position;
+            cloud.without_value += part.reader.without_value;
+        });
     scale.corner_low = low;
     scale.corner_high = high;
 }
@@ -116,6 +182,128 @@ double shade(const Vec& normal, const Vec& to_eye) {
     return 0.12 + 0.88 * half * half;
 }
 
+namespace {
+
+// How points become discs.
+struct View {
+    const Camera& camera;
+    double size; // of a world unit in camera space
+    bool lit;
+    const ColorScale& scale;
+};
+
+// Point is a ViewCloud::Point or a ViewCloud::Kept.
+template <typename Point>
+Disc disc_of(const Point& p, const Color& color, const View& view) {
+    const Camera& camera = view.camera;
+    Disc disc;
+    disc.center = transform_point(camera.to_camera, p.position);
+    disc.normal = normalized(transform_direction(camera.to_camera, p.normal));
+    disc.radius = p.radius * view.size;
+    disc.color = color;
+    if (view.lit && disc.normal.dot(disc.normal) > 0.5) {
+        const Vec to_eye = camera.orthographic ? Vec{0, 0, 1} : normalized(disc.center) * -1;
+        const auto share = static_cast<float>(shade(disc.normal, to_eye));
+        for (float& channel : disc.color)
+            channel *= share;
+    }
+    return disc;
+}
+
+// Draws the points of a cloud into a raster, chunk by chunk. The threads first project the blocks
+// of a chunk, then each fills strips of the raster with all blocks in order. So every sample sees
+// the discs in the order of the points, and the picture does not depend on the number of threads.
+class ParallelDrawing {
+  public:
+    ParallelDrawing(ViewCloud& cloud, const View& view, DiscRaster& raster)
+        : m_cloud(cloud),
+          m_view(view),
+          m_raster(raster),
+          m_workers(processor_count()),
+          m_blocks(kChunkBlocks) {
+        const int readers = cloud.kept(0) != nullptr ? m_workers : cloud.readers();
+        for (int i = 0; i < readers; ++i)
+            m_readers.emplace_back(cloud);
+    }
+
+    static constexpr std::int64_t kChunkPoints = 16 * kBlockPoints;
+
+    // Returns how many of the points are within the raster, visible or hidden.
+    std::int64_t draw(std::int64_t first, std::int64_t n) {
+        const std::int64_t blocks = (n + kBlockPoints - 1) / kBlockPoints;
+        std::atomic<std::int64_t> next = 0;
+        run_workers(static_cast<int>(m_readers.size()), [&](int worker) {
+            for (std::int64_t i = next++; i < blocks; i = next++) {
+                const std::int64_t at = i * kBlockPoints;
+                project(m_readers[static_cast<std::size_t>(worker)], first + at,
+                        std::min(kBlockPoints, n - at), m_blocks[static_cast<std::size_t>(i)]);
+            }
+        });
+        const std::int64_t strips = std::int64_t{m_workers} * kStripsEach;
+        std::atomic<std::int64_t> strip = 0;
+        run_workers(m_workers, [&](int) {
+            for (std::int64_t i = strip++; i < strips; i = strip++) {
+                const auto begin = static_cast<int>(m_raster.rows() * i / strips);
+                const auto end = static_cast<int>(m_raster.rows() * (i + 1) / strips);
+                for (std::int64_t b = 0; b < blocks; ++b)
+                    fill(m_blocks[static_cast<std::size_t>(b)], begin, end);
+            }
+        });
+        std::int64_t covered = 0;
+        for (std::int64_t b = 0; b < blocks; ++b) {
+            const auto& seen = m_blocks[static_cast<std::size_t>(b)].covered;
+            covered += std::count(seen.begin(), seen.end(), 1);
+        }
+        return covered;
+    }
+
+  private:
+    static constexpr std::size_t kChunkBlocks = kChunkPoints / kBlockPoints;
+    static constexpr int kStripsEach = 4; // per thread, because strips differ in their work
+
+    struct Block {
+        std::vector<DiscRaster::Footprint> footprints;
+        std::vector<unsigned char> covered; // of each footprint: whether it covers a sample
+    };
+
+    void project(ViewCloud::Reader& reader, std::int64_t first, std::int64_t n,
+                 Block& block) const {
+        block.footprints.clear();
+        const auto add = [&](const auto& point, const Color& color) {
+            DiscRaster::Footprint& next = block.footprints.emplace_back();
+            if (!m_raster.project(disc_of(point, color, m_view), next)) block.footprints.pop_back();
+        };
+        if (const auto* const kept = m_cloud.kept(first / kBlockPoints)) {
+            for (const ViewCloud::Kept& p : *kept)
+                add(p, p.color);
+        } else {
+            reader.each(first, n, [&](const ViewCloud::Point& p, ColorReader& colors) {
+                add(p, colors.color(p.index, m_view.scale));
+            });
+        }
+        block.covered.assign(block.footprints.size(), 0);
+    }
+    void fill(Block& block, int begin, int end) const {
+        for (std::size_t i = 0; i < block.footprints.size(); ++i) {
+            const DiscRaster::Footprint& f = block.footprints[i];
+            if (f.last_row < begin || f.first_row >= end) continue;
+            // Several threads may set the same mark.
+            if (m_raster.fill(f, begin, end)) {
+                std::atomic_ref(block.covered[i]).store(1, std::memory_order_relaxed);
+            }
+        }
+    }
+
+    const ViewCloud& m_cloud;
+    const View& m_view;
+    DiscRaster& m_raster;
+    int m_workers;
+    std::vector<ViewCloud::Reader> m_readers;
+    std::vector<Block> m_blocks;
+};
+
+} // namespace
+
 DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& camera,
                       const ColorScale& scale, const Progress& progress) {
     DrawnCloud out{Picture(camera.width, camera.height, style.background), 0};
@@ -123,30 +311,17 @@ DrawnCloud draw_cloud(ViewCloud& cloud, const ViewStyle& style, const Camera& ca
         static_cast<std::int64_t>(camera.width) * style.samples * style.samples;
     const int lines = static_cast<int>(
         std::clamp<std::int64_t>(kBandSamples / line, 1, static_cast<std::int64_t>(camera.height)));
-    const double size = camera_scale(camera.to_camera);
+    const View view{camera, camera_scale(camera.to_camera), style.lit, scale};
     const std::int64_t total = cloud.count();
     for (int first = 0; first < camera.height; first += lines) {
         DiscRaster raster(camera, style.samples, first, std::min(lines, camera.height - first));
-        std::int64_t done = 0;
-        cloud.each([&](const ViewCloud::Point& p, ColorReader& colors) {
-            if (progress && ++done % kBlockPoints == 0) {
-                // Each band is one part of the work.
-                progress(first * total + done * lines, total * camera.height);
-            }
-            Disc disc;
-            disc.center = transform_point(camera.to_camera, p.position);
-            disc.normal = normalized(transform_direction(camera.to_camera, p.normal));
-            disc.radius = p.radius * size;
-            disc.color = colors.color(p.index, scale);
-            if (style.lit && disc.normal.dot(disc.normal) > 0.5) {
-                const Vec to_eye =
-                    camera.orthographic ? Vec{0, 0, 1} : normalized(disc.center) * -1;
-                const auto share = static_cast<float>(shade(disc.normal, to_eye));
-                for (float& channel : disc.color)
-                    channel *= share;
-            }
-            if (raster.draw(disc)) ++out.points;
-        });
+        ParallelDrawing drawing(cloud, view, raster);
+        for (std::int64_t at = 0; at < total; at += ParallelDrawing::kChunkPoints) {
+            const std::int64_t n = std::min(ParallelDrawing::kChunkPoints, total - at);
+            out.points += drawing.draw(at, n);
+            // Each band is one part of the work.
+            if (progress) progress(first * total + (at + n) * lines, total * camera.height);
+        }
         raster.resolve(out.picture, style.background);
     }
     if (progress) progress(1, 1);

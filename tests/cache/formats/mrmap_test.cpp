@@ -171,7 +171,7 @@ TEST(MapFile, MeasuresAsTheCloudItWasMadeOf) {
     std::vector<std::int32_t> tag(40000);
     for (std::size_t i = 0; i < tag.size(); ++i) {
         position[3 * i] = static_cast<float>(i % 200) + static_cast<float>(random() % 64) / 256;
-        position[3 * i + 1] = static_cast<float>(i / 200);
+        position[3 * i + 1] = static_cast<float>(tag.size() - i) / 256;
         tag[i] = static_cast<std::int32_t>(random() % 3000);
     }
     cloud.add("position", 3, position).add("tag", 1, tag);

@@ -231,3 +231,47 @@ TEST(DiscRaster, BandsMakeTheSamePictureAsTheWhole) {
     }
     EXPECT_EQ(banded.pixels, drawn(c, discs, 2).pixels);
 }
+
+TEST(DiscRaster, StripsOfRowsAreTheWholePicture) {
+    const Camera c = square(60, false, 1);
+    std::mt19937 random(4);
+    std::uniform_real_distribution<double> uniform(-1, 1);
+    std::vector<Disc> discs;
+    for (int i = 0; i < 300; ++i) {
+        const float gray = static_cast<float>(i) / 300;
+        discs.push_back({{uniform(random), uniform(random), -2 + uniform(random) / 2},
+                         {uniform(random), uniform(random), 1},
+                         0.1,
+                         {gray, gray, gray}});
+    }
+    constexpr int kSamples = 2;
+    const Picture whole = drawn(c, discs, kSamples);
+    Picture parts(60, 60, kBlack);
+    DiscRaster raster(c, kSamples, 0, 60);
+    ASSERT_EQ(raster.rows(), 120);
+    const int borders[] = {0, 1, 50, 51, 120};
+    for (int i = 3; i >= 0; --i) {
+        for (const Disc& d : discs) {
+            DiscRaster::Footprint f;
+            if (raster.project(d, f)) raster.fill(f, borders[i], borders[i + 1]);
+        }
+    }
+    raster.resolve(parts, kBlack);
+    EXPECT_EQ(parts.pixels, whole.pixels);
+    EXPECT_GT(covered(whole), 100);
+}
+
+TEST(DiscRaster, RowsBoundAFootprint) {
+    // Orthographic, a pixel to a unit: a disc of radius 10 about the center of the image touches
+    // the rows 40 to 59.
+    const Camera c = square(100, true, 100);
+    DiscRaster raster(c, 1, 0, 100);
+    DiscRaster::Footprint f;
+    ASSERT_TRUE(raster.project({{0, 0, -5}, {0, 0, 1}, 10, kWhite}, f));
+    EXPECT_EQ(f.first_row, 40);
+    EXPECT_EQ(f.last_row, 59);
+    EXPECT_FALSE(raster.fill(f, 0, 40));
+    EXPECT_FALSE(raster.fill(f, 60, 100));
+    EXPECT_TRUE(raster.fill(f, 0, 41));
+    EXPECT_FALSE(raster.project({{0, 80, -5}, {0, 0, 1}, 10, kWhite}, f)) << "above the image";
+}
