@@ -1,6 +1,7 @@
 #include "cache/formats/mrmap.h"
 #include "maps/interface.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vx::cache {
@@ -114,8 +115,15 @@ class MapCloud final : public Cloud {
         const Attribute& a = attributes[attribute];
         if (attribute == 0) {
             auto* positions = static_cast<float*>(out);
-            for (std::int64_t row = first; row < first + n; ++row, positions += 3)
-                copy_position(static_cast<std::uint32_t>(row), positions);
+            for (std::int64_t row = first; row < first + n;) {
+                const std::int64_t end = std::min(row / 16 * 16 + 16, first + n);
+                const float* const leaf = m_rows.positions + row / 16 * 48;
+                for (std::int64_t lane = row % 16; row < end; ++row, ++lane, positions += 3) {
+                    positions[0] = leaf[lane];
+                    positions[1] = leaf[lane + 16];
+                    positions[2] = leaf[lane + 32];
+                }
+            }
             return;
         }
         const auto skipped = a.single ? std::size_t{0} : static_cast<std::size_t>(first);
