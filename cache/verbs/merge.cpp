@@ -45,16 +45,19 @@ Run add_merge(CLI::App& app) {
             return;
         }
         session.attempt([&] {
-            MergedCloud all(std::move(clouds), !o->keep_ids);
+            std::vector<CloudPtr> layers;
+            std::vector<Cloud*> filled;
+            for (const CloudPtr& cloud : clouds)
+                filled.push_back(&o->options.fill(*cloud, layers));
+            MergedCloud all(std::move(filled), !o->keep_ids);
             if (!(o->distance > 0)) {
                 o->options.write(session, all, o->output);
                 return;
             }
             Criteria criteria;
             criteria.spacing = o->distance;
-            std::vector<CloudPtr> one;
-            one.push_back(std::make_unique<SelectedCloud>(all, select_points(all, criteria)));
-            MergedCloud renumbered(std::move(one), !o->keep_ids);
+            SelectedCloud some(all, select_points(all, criteria));
+            MergedCloud renumbered({&some}, !o->keep_ids);
             report_kept(session, o->output, renumbered, all);
             o->options.write(session, renumbered, o->output);
         });

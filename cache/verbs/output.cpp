@@ -1,5 +1,6 @@
 #include "cache/verbs/output.h"
 
+#include "cache/cloud/edited.h"
 #include "cache/formats/format_traits.h"
 #include "src/names/label_list.h"
 
@@ -7,6 +8,41 @@
 #include <cstdlib>
 
 namespace vx::cache {
+
+namespace {
+
+bool has(const Cloud& cloud, const char* name) {
+    const int at = cloud.find(name);
+    return at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == known_width(name);
+}
+
+// Without positions or colors a map is of no use to vx_pc_read; other missing attributes make some
+// of its parameters useless.
+void check_map(const Session& session, const Cloud& cloud, const std::string& path) {
+    struct Need {
+        const char* name;
+        const char* fill;
+    };
+    for (const Need& need : {Need{"position", "position=0,0,0"}, Need{"rgbPP", "rgbPP=1,1,1"}}) {
+        if (has(cloud, need.name)) continue;
+        throw FileError(path, -1,
+                        std::string("the points have no '") + need.name +
+                            "', without which vx_pc_read cannot use a map; --fill " + need.fill +
+                            " would give them one");
+    }
+    struct Use {
+        const char* name;
+        const char* parameters;
+    };
+    for (const Use& use : {Use{"normalPP", "facing, minAngle and maxAngle"},
+                           Use{"opacityPP", "useOpacity"}, Use{"tag", "useLabels"}}) {
+        if (has(cloud, use.name)) continue;
+        session.note(path + ": '" + use.name + "': missing, so " + use.parameters +
+                     " of vx_pc_read will not work on this map");
+    }
+}
+
+} // namespace
 
 void OutputOptions::add(CLI::App& app) {
     std::vector<std::string> names;
@@ -24,6 +60,28 @@ void OutputOptions::add(CLI::App& app) {
     app.add_flag("--all-fields", all_fields,
                  "pdc to mrmap: write every attribute, not only the four of the shaders' maps")
         ->group("Output");
+    app.add_option(
+           "--fill", fills,
+           "NAME=VALUES, as rgbPP=1,1,1: values for points without this attribute; repeatable")
+        ->allow_extra_args(false)
+        ->group("Output");
+}
+
+Cloud& OutputOptions::fill(Cloud& cloud, std::vector<CloudPtr>& layers) const {
+    Cloud* last = &cloud;
+    for (const std::string& text : fills) {
+        const std::size_t equal = text.find('=');
+        if (equal == 0 || equal == std::string::npos) {
+            throw UsageError("--fill: '" + text + "' is not NAME=VALUES");
+        }
+        const std::string name = text.substr(0, equal);
+        const auto width = static_cast<std::size_t>(known_width(name));
+        std::vector<double> values = parse_numbers(text.substr(equal + 1), width, "--fill " + name);
+        if (last->find(name) >= 0) continue;
+        layers.push_back(std::make_unique<FilledCloud>(*last, name, std::move(values)));
+        last = layers.back().get();
+    }
+    return *last;
 }
 
 Format OutputOptions::format_for(const std::string& path) const {
@@ -49,9 +107,12 @@ WriteOptions OutputOptions::write_options(Format target) const {
     return w;
 }
 
-void OutputOptions::write(Session& session, Cloud& cloud, const std::string& path,
+void OutputOptions::write(Session& session, Cloud& source_cloud, const std::string& path,
                           std::optional<Format> source) const {
+    std::vector<CloudPtr> layers;
+    Cloud& cloud = fill(source_cloud, layers);
     const Format target = format_for(path);
+    if (target == Format::mrmap) check_map(session, cloud, path);
     WriteOptions w = write_options(target);
     w.all_fields = all_fields || source != Format::pdc;
     w.progress = session.progress(path);

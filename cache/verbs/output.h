@@ -18,12 +18,17 @@ struct OutputOptions {
     bool force = false;
     bool byte_color = false;
     bool all_fields = false;
+    std::vector<std::string> fills; // NAME=VALUES
 
     void add(CLI::App& app);
     // Throws UsageError if neither the option nor the name determines the format.
     Format format_for(const std::string& path) const;
     WriteOptions write_options(Format format) const;
-    // Writes the cloud and reports what the format cannot represent.
+    // Adds an attribute for each of `fills` that the cloud lacks; returns the cloud itself if there
+    // are none. The layers own what is added; the cloud must outlive them. Throws UsageError.
+    Cloud& fill(Cloud& cloud, std::vector<CloudPtr>& layers) const;
+    // Writes the cloud and reports what the format cannot represent. Refuses maps that vx_pc_read
+    // cannot use.
     void write(Session& session, Cloud& cloud, const std::string& path,
                std::optional<Format> source = std::nullopt) const;
 };

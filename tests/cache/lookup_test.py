@@ -330,11 +330,9 @@ class Inputs(Case):
         self.assertEqual(self.look(file, "--points", self.path("places.csv"), "--facing"), alone)
 
     def test_a_map_without_colors_switches_the_shader_off(self):
-        data = cf.pdc([("position", 5, [0.0] * 3), ("tag", 3, [1])], 1)
-        with open(self.path("bare.pdc"), "wb") as f:
-            f.write(data)
         file = self.path("bare.0001.mrmap")
-        self.run_tool("convert", "-q", "--all-fields", self.path("bare.pdc"), file)
+        with open(file, "w") as f:
+            f.write('declare map "e" ( dim 3, integer "tag" ) end declare map "m" "e" { 0 0 0, 1 } end map')
         done = self.run_tool("lookup", "--json", file, "--point", "0,0,0")
         self.assertIn("vx_pc_read: %s does not have a rgbPP attribute, aborting" % file, done.stderr.decode())
         answer = json.loads(done.stdout)[0]["lookups"][0]

@@ -159,7 +159,7 @@ class Formats(Case):
         self.assertEqual(info["points"], 0)
 
     def test_empty_clouds_in_every_format(self):
-        source = self.put("none.pdc", cf.pdc([("position", 5, []), ("tag", 3, [])], 0))
+        source = self.put("none.pdc", cf.pdc([("position", 5, []), ("rgbPP", 5, []), ("tag", 3, [])], 0))
         for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
             self.ok("convert", "-f", source, self.path("none2." + name))
             info = json.loads(self.ok("info", "--json", self.path("none2." + name)).stdout)[0]
@@ -167,7 +167,8 @@ class Formats(Case):
 
     def test_not_a_number_and_infinity_survive(self):
         odd = [float("nan"), float("inf"), float("-inf")]
-        source = self.put("odd.pdc", cf.pdc([("position", 5, [0.0] * 9), ("opacityPP", 3, odd)], 3))
+        source = self.put("odd.pdc", cf.pdc([("position", 5, [0.0] * 9), ("rgbPP", 5, [0.5] * 9),
+                                               ("opacityPP", 3, odd)], 3))
         for name in ("ply", "csv", "usda", "npz", "mrmap"):
             self.ok("convert", "-f", "--all-fields", source, self.path("odd." + name))
             self.ok("diff", source, self.path("odd." + name))
@@ -315,7 +316,7 @@ class Command(Case):
             for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
                 if limit == 300000 and name in ("csv", "usda", "mrmap"):
                     continue  # smaller than that
-                self.fails("convert", "-q", source, self.path("b." + name), preexec_fn=lower,
+                self.fails("convert", "-q", "--fill", "rgbPP=1,1,1", source, self.path("b." + name), preexec_fn=lower,
                            says="b." + name + ": ")
                 self.nothing_left("a.pdc", "large.pdc")
 
@@ -330,7 +331,8 @@ class Command(Case):
         for name, number in (("csv", signal.SIGINT), ("usda", signal.SIGHUP), ("mrmap", signal.SIGTERM),
                              ("npz", signal.SIGTERM), ("ply", signal.SIGTERM), ("pdc", signal.SIGQUIT)):
             for _ in range(20):
-                with subprocess.Popen([PROGRAM, "convert", "-q", self.path("large.pdc"), self.path("b." + name)],
+                with subprocess.Popen([PROGRAM, "convert", "-q", "--fill", "rgbPP=1,1,1", self.path("large.pdc"),
+                                       self.path("b." + name)],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run_now:
                     while run_now.poll() is None and sorted(os.listdir(self.folder)) == kept:
                         time.sleep(0.0005)
@@ -368,7 +370,8 @@ class Hostile(Case):
 
     def small(self, name):
         data = cf.pdc([("position", 5, [0, 1, 2, 3, 4, 5]), ("tag", 3, [1, 2]), ("radius", 2, [0.5])], 2)
-        self.ok("convert", "-f", "--all-fields", self.put("src.pdc", data), self.path("small." + name))
+        fill = ("--fill", "rgbPP=1,1,1") if name == "mrmap" else ()
+        self.ok("convert", "-f", "--all-fields", *fill, self.put("src.pdc", data), self.path("small." + name))
         return self.get("small." + name)
 
     def harmless(self, paths):
