@@ -84,9 +84,16 @@ Map_status get_field(const Source& source, Map_field_id id, Map_field_type type,
 
 class MapCloud final : public Cloud {
   public:
-    MapCloud(const InputFile& file, Findings& findings)
-        : m_file_name(file.name()),
-          m_map(("/proc/self/fd/" + std::to_string(file.descriptor())).c_str(), &m_status) {
+    MapCloud(FilePtr file, Findings& findings)
+        : m_file(std::move(file)),
+          m_file_name(m_file->name()),
+          m_map(("/proc/self/fd/" + std::to_string(m_file->descriptor())).c_str(), &m_status) {
+        if (m_status == Map_status::File_not_a_map ||
+            m_status == Map_status::File_version_unsupported) {
+            const MapDamage damage = find_map_damage(*m_file);
+            throw FileError(m_file_name, damage.offset,
+                            map_error(m_status) + (damage.what.empty() ? "" : ": " + damage.what));
+        }
         if (m_status != Map_status::OK) fail(map_error(m_status));
         const Map_base& map = *m_map.operator->();
         if (!map.has_declaration()) fail("the map has no declaration");
@@ -137,6 +144,12 @@ class MapCloud final : public Cloud {
         }
     }
 
+    std::vector<std::pair<std::int64_t, std::string>> verify() override {
+        const MapDamage damage = find_map_damage(*m_file);
+        if (damage.offset < 0) return {};
+        return {{damage.offset, damage.what}};
+    }
+
     // A tag for further accesses to the same map.
     miTag tag() { return m_map.store(); }
 
@@ -164,6 +177,7 @@ class MapCloud final : public Cloud {
         if (status != Map_status::OK) fail(map_error(status));
     }
 
+    FilePtr m_file;
     std::string m_file_name;
     Map_status m_status;
     Access_map m_map;
@@ -174,7 +188,7 @@ class MapCloud final : public Cloud {
 } // namespace
 
 CloudPtr open_mrmap(FilePtr file, Findings& findings, const OpenOptions&) {
-    return std::make_unique<MapCloud>(*file, findings);
+    return std::make_unique<MapCloud>(std::move(file), findings);
 }
 
 bool store_map_of(Cloud& cloud, miTag& tag) {

@@ -20,6 +20,7 @@ Run add_convert(CLI::App& app) {
         "--labels", [o](const std::string& text) { o->labels = text; },
         "keep the points of these labels only, as 1,3,5-7");
     return [o](Session& session) {
+        if (o->labels) need_labels("--labels", *o->labels);
         o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
             if (!o->labels) {
                 o->files.options.write(session, *opened.cloud, path, opened.format);

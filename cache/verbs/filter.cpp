@@ -40,6 +40,7 @@ void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
 }
 
 void take_texts(Criteria& c, const std::vector<std::string>& texts) {
+    if (c.labels) need_labels("--labels", *c.labels);
     if (!texts[0].empty()) c.box = parse_numbers(texts[0], 6, "--box");
     if (!texts[1].empty()) c.around = parse_numbers(texts[1], 4, "--around");
     if (!texts[2].empty()) c.cone = parse_numbers(texts[2], 4, "--cone");

@@ -16,6 +16,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::size_t kLabelsShown = 20;
 
 std::string number(double v) {
+    if (std::isnan(v)) return "-"; // no finite value
     char text[40];
     (void)std::snprintf(text, sizeof text, "%.6g", v);
     return text;
@@ -103,7 +104,7 @@ void print(const OpenedCloud& opened, const Statistics& s) {
         }
         std::printf("\n");
     }
-    if (const int p = cloud.find("position"); p >= 0) {
+    if (const int p = cloud.find("position"); p >= 0 && cloud.count > 0) {
         std::string size;
         for (const Range& r : s.ranges[static_cast<std::size_t>(p)])
             size += (size.empty() ? "" : " x ") + number(r.most - r.least);

@@ -35,6 +35,7 @@ void report_kept(const Session& session, const std::string& path, const Cloud& s
                  const Cloud& all) {
     session.details(path + ": kept " + std::to_string(some.count) + " of " +
                     std::to_string(all.count) + " points");
+    if (some.count == 0 && all.count > 0) session.note("warning: " + path + ": no point is left");
 }
 
 } // namespace vx::cache

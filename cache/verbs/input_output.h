@@ -23,7 +23,7 @@ struct InputOutput {
               const std::function<void(const OpenedCloud&, const std::string& path)>& f) const;
 };
 
-// Prints how many points were kept if the session is verbose.
+// Prints how many points were kept if the session is verbose, and a warning if none were.
 void report_kept(const Session& session, const std::string& path, const Cloud& some,
                  const Cloud& all);
 

@@ -121,6 +121,11 @@ void OutputOptions::write(Session& session, Cloud& source_cloud, const std::stri
     session.details(path + ": " + std::to_string(cloud.count) + " points");
 }
 
+void need_labels(const std::string& option, const std::string& text) {
+    if (!LabelSet(text).values().empty()) return;
+    throw UsageError(option + ": '" + text + "' has no label; lists look like 1,3,5-7");
+}
+
 LabelSet::LabelSet(const std::string& text) : m_count(parse_label_list(text.c_str(), &m_labels)) {}
 
 LabelSet::~LabelSet() {

@@ -33,6 +33,9 @@ struct OutputOptions {
                std::optional<Format> source = std::nullopt) const;
 };
 
+// Throws UsageError if a list in the shaders' syntax has no label at all.
+void need_labels(const std::string& option, const std::string& text);
+
 // The labels of a list in the shaders' syntax.
 class LabelSet {
   public:

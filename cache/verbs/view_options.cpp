@@ -109,6 +109,7 @@ void ViewOptions::settle() {
     if (!html.empty() && !output.empty() && input == "-") {
         throw UsageError("standard input can be read only once: use --output or --html, not both");
     }
+    if (style.labels) need_labels("--labels", *style.labels);
     if (!m_range.empty()) {
         const std::vector<double> r = parse_numbers(m_range, 2, "--range");
         if (!(r[0] < r[1]) || !std::isfinite(r[1] - r[0])) {

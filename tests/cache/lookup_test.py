@@ -263,7 +263,8 @@ class Answers(Case):
         self.assertTrue(far["success"])
         # Labels 0 and 1 are wanted; of these, point 1 alone is in the angles' range of none.
         none = self.one(file, (0, 0, 0), "--normal", "1,0,0", "--labels", "0-1", "--max-angle", "60")
-        self.assertEqual(none["because"], ["all 4 points within the radius were rejected"])
+        self.assertEqual(none["because"], ["all 4 points within the radius were rejected; "
+                                           "the points rejected by label carry 2 (1), 3 (1)"])
         self.assertEqual((none["tally"]["refused_by_label"], none["tally"]["refused_by_angle"]), (2, 2))
         behind = self.one(file, (0.25, 0, 0), "--normal", "1,0,0", "--facing", "--labels", "0-1")
         self.assertEqual((behind["tally"]["refused_by_label"], behind["tally"]["refused_by_facing"]), (2, 2))

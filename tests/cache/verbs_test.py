@@ -1,13 +1,16 @@
 """The verbs of vx_cache, run as a pipeline runs them. Arguments: the program, then unittest's own."""
 
 import json
+import math
 import os
+import struct
 import subprocess
 import sys
 import unittest
 
 import cloud_files as cf
 from folder_case import FolderCase
+import image_files
 
 PROGRAM = os.path.abspath(sys.argv.pop(1))
 POSITION = [0, 0, 0, 1, 0, 0, 2, 0, 0]
@@ -16,6 +19,10 @@ OPACITY = [0.25, 0.5, 1.0]
 TAG = [1, 2, 4]
 FULL = [("position", 5, POSITION), ("normalPP", 5, [0, 1, 0] * 3), ("rgbPP", 5, COLOR), ("opacityPP", 3, OPACITY),
         ("tag", 3, TAG)]
+
+
+def f32(v):
+    return struct.unpack("f", struct.pack("f", v))[0]
 
 
 def without(*names):
@@ -81,6 +88,127 @@ class Fill(Case):
         for fill in ("rgbPP=1", "rgbPP", "=1", "tag=", "tag=x", "tag=1,2"):
             self.run_tool("convert", "a.pdc", "b.pdc", "--fill", fill, status=2, says="--fill")
         self.assertFalse(os.path.exists(self.path("b.pdc")))
+
+
+class Labels(Case):
+    def test_lists_without_a_label_are_wrong_use(self):
+        self.cloud("a.pdc")
+        for labels in ("", "x", "3-1", "-4", ","):
+            for verb, *output in (("convert", "b.pdc"), ("filter", "b.pdc"), ("view", "-o", "b.png")):
+                self.run_tool(verb, "--labels", labels, "a.pdc", *output, status=2, says="has no label")
+        self.assertEqual(os.listdir(self.folder), ["a.pdc"])
+
+    def test_a_selection_that_leaves_nothing_is_a_warning(self):
+        self.cloud("a.pdc")
+        self.run_tool("filter", "--labels", "9", "a.pdc", "b.pdc", says="no point is left")
+        text = self.run_tool("info", "b.pdc").stdout.decode()
+        self.assertIn("points    0\n", text)
+        self.assertNotIn("nan", text)
+        self.assertNotIn("size", text)
+
+    def test_rejected_labels_are_listed(self):
+        self.cloud("a.pdc", [a if a[0] != "tag" else ("tag", 3, [5, 8, 5]) for a in FULL])
+        args = ("lookup", "a.pdc", "--point", "0,0,0", "--radius", "5", "--labels", "7")
+        self.assertIn("carry 5 (2), 8 (1)\n", self.run_tool(*args).stdout.decode())
+        tally = json.loads(self.run_tool(*args, "--json").stdout)[0]["lookups"][0]["tally"]
+        self.assertEqual(tally["refused_labels"], {"5": 2, "8": 1})
+
+
+class NotANumber(Case):
+    def look(self, *args):
+        return json.loads(self.run_tool("lookup", "--json", "a.pdc", *args).stdout)[0]["lookups"][0]
+
+    def single(self, position=(0, 0, 0), color=(1, 1, 1)):
+        self.put("a.pdc", cf.pdc([("position", 5, position), ("normalPP", 5, (0, 1, 0)), ("rgbPP", 5, color),
+                                  ("opacityPP", 3, [1]), ("tag", 3, [0])], 1))
+
+    def test_a_color_that_is_not_a_number(self):
+        self.single(color=(1, math.nan, 0.5))
+        found = self.look("--point", "0,0,0")
+        self.assertEqual(found["because"], ["green is not a number, since that of point 0 is not"])
+        self.assertEqual(found["color"], [1, None, 0.5, 0])
+
+    def test_a_fractional_falloff_just_inside_the_radius(self):
+        # In single precision, 1 - (3tt - 2ttt) is below 0 for some t just below 1.
+        def falloff(t):
+            a = f32(f32(f32(f32(t * t) * -2.0) * t) + f32(f32(t * t) * 3.0))
+            return f32(1.0 - a)
+        steps = (1 - k * 2.0 ** -24 for k in range(1, 1000))
+        distance = next(t for t in steps if falloff(t) < 0)
+        self.single((distance, 0, 0))
+        found = self.look("--point", "0,0,0", "--radius", "1", "--falloff", "0.5,1,1")
+        self.assertIsNone(found["color"][0])
+        self.assertEqual(len(found["because"]), 1)
+        self.assertIn("red is not a number: point 0 is just inside the radius", found["because"][0])
+        self.assertIn("no power 0.5", found["because"][0])
+        self.assertEqual(self.look("--point", "0,0,0", "--radius", "1")["because"], [])
+
+
+class CutMaps(Case):
+    def findings(self, data):
+        done = subprocess.run([PROGRAM, "check", "--json", self.put("cut.mrmap", data)], capture_output=True)
+        return [(f["offset"], f["severity"]) for f in json.loads(done.stdout)[0]["findings"]]
+
+    def test_every_cut_has_an_offset(self):
+        self.cloud("a.pdc")
+        for encoding in ("closed", "open", "ascii"):
+            self.run_tool("convert", "-f", "--encoding", encoding, "a.pdc", "a.mrmap")
+            data = self.get("a.mrmap")
+            self.assertEqual(self.findings(data), [])
+            for size in (0, 1, 7, 8, 40, 63, 64, 100, len(data) // 2, len(data) - 3):
+                self.assertEqual(self.findings(data[:size]), [(size, "error")], (encoding, size))
+
+    def test_other_damage_of_binary_maps(self):
+        self.cloud("a.pdc")
+        self.run_tool("convert", "-f", "a.pdc", "a.mrmap")
+        data = self.get("a.mrmap")
+        self.assertEqual(self.findings(data + b"\0" * 64), [(len(data), "error")])
+        self.assertEqual(self.findings(data[:8] + b"\1" + data[9:]), [(8, "error")])
+        # A color of a point: no structure depends on it.
+        color = data.index(struct.pack("<f", f32(0.4)))
+        self.assertEqual(self.findings(data[:color] + b"\x99" + data[color + 1:]), [(56, "error")])
+
+
+class Diff(Case):
+    def test_only_and_ignore(self):
+        self.cloud("a.pdc", FULL + [("radius", 2, [0.5])])
+        self.cloud("b.pdc")
+        self.run_tool("diff", "a.pdc", "b.pdc", status=1)
+        self.run_tool("diff", "--ignore", "radius", "a.pdc", "b.pdc")
+        self.run_tool("diff", "--only", "rgbPP,tag", "a.pdc", "b.pdc")
+        self.run_tool("diff", "--only", "radius,tag", "a.pdc", "b.pdc", status=1)
+        self.run_tool("diff", "--only", "rgb", "a.pdc", "b.pdc", status=1, says="no attribute 'rgb'")
+
+    def test_a_cloud_agrees_with_its_own_map(self):
+        exact = [(n, c, [f32(v) for v in values]) for n, c, values in FULL]
+        self.cloud("a.pdc", exact + [("radius", 2, [0.5]), ("id", 3, [0, 1, 2])])
+        self.run_tool("convert", "a.pdc", "a.mrmap")
+        self.run_tool("diff", "--ignore", "radius,id", "a.pdc", "a.mrmap")
+
+    def test_the_worst_pairs_are_shown(self):
+        self.put("a.csv", b"position.x,position.y,position.z,w\n" + b"0,0,0,1\n" * 5)
+        self.put("b.csv", b"position.x,position.y,position.z,w\n" +
+                 b"".join(b"0,0,0,%d\n" % v for v in (1, 3, 9, 2, 7)))
+        done = self.run_tool("diff", "a.csv", "b.csv", status=1).stdout.decode()
+        self.assertIn("  point 2: 1 and 9\n  point 4: 1 and 7\n  point 1: 1 and 3\n", done)
+        self.assertNotIn("point 3: ", done)
+
+
+class Palette(Case):
+    def test_pictures_and_pages_color_labels_alike(self):
+        script = ('import { labelColor } from "%s"; console.log(JSON.stringify(process.argv.slice(1).map((v) => '
+                  'labelColor(v.endsWith("n") ? BigInt(v.slice(0, -1)) : Number(v)))))' % os.environ["VX_COLOR_JS"])
+        labels = [0, 1, 2, 3, 7, 12, 13, 100, 1000000, -4, 4294967301]
+        done = subprocess.run([os.environ["VX_NODE"], "--input-type=module", "-e", script, "--", *map(str, labels)],
+                              capture_output=True, check=True)
+        page = json.loads(done.stdout)
+        for label, color in zip(labels, page):
+            self.put("a.pdc", cf.pdc([("position", 5, [0, 0, 0]), ("tag", 3, [label])], 1))
+            self.run_tool("view", "-q", "-f", "a.pdc", "-o", "a.png", "--by", "tag", "--flat", "--radius", "1",
+                          "--size", "9x9", "--no-legend")
+            picture = image_files.read_png(self.get("a.png"))[4][4]
+            for a, b in zip(picture, color):
+                self.assertLessEqual(abs(a - b), 1, (label, picture, color))
 
 
 if __name__ == "__main__":

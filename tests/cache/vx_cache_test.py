@@ -153,11 +153,6 @@ class Formats(Case):
         self.assertEqual(values["tag"][1], [1, 1, 2, 7])
         self.assertEqual([f32(v) for v in values["opacityPP"][1]], [f32(v) for v in (1.0, 0.25, 0.75, 0.1)])
 
-    def test_map_of_an_empty_label_list_is_empty(self):
-        self.ok("convert", "--labels", "", self.source, self.path("e.mrmap"))
-        info = json.loads(self.ok("info", "--json", self.path("e.mrmap")).stdout)[0]
-        self.assertEqual(info["points"], 0)
-
     def test_empty_clouds_in_every_format(self):
         source = self.put("none.pdc", cf.pdc([("position", 5, []), ("rgbPP", 5, []), ("tag", 3, [])], 0))
         for name in ("pdc", "ply", "csv", "usda", "npz", "mrmap"):
