@@ -1,6 +1,6 @@
 // vx_cache: the command line.
+#include "cache/verbs/typos.h"
 #include "cache/verbs/verbs.h"
-#include "host/scene/printable.h"
 
 #include <cstdio>
 #include <exception>
@@ -108,7 +108,11 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& why) {
-        return app.exit(why) == 0 ? 0 : 2;
+        if (why.get_exit_code() == 0) return app.exit(why); // --help and --version
+        const std::string typo = vx::cache::find_typo(app, {argv + 1, argv + argc});
+        session.error(typo.empty() ? why.what() : typo);
+        session.note("'vx_cache --help' lists the verbs, 'vx_cache VERB --help' their options");
+        return 2;
     }
     try {
         chosen(session);
@@ -116,8 +120,7 @@ int main(int argc, char** argv) {
             session.error("standard output: cannot be written");
         }
     } catch (const vx::cache::UsageError& why) {
-        (void)std::fprintf(stderr, "vx_cache: error: %s\n",
-                           vx::scene::printable(why.what()).c_str());
+        session.error(why.what());
         return 2;
     } catch (const std::exception& why) {
         session.error(why.what());
