@@ -178,8 +178,8 @@ Run add_check(CLI::App& app) {
                 } else if (f.severity != Severity::note || session.verbose) {
                     const std::string where =
                         f.offset < 0 ? "" : "byte " + std::to_string(f.offset) + ": ";
-                    std::printf("%s: %s: %s%s\n", path.c_str(), word.c_str(), where.c_str(),
-                                f.text.c_str());
+                    std::printf("%s: %s: %s%s\n", shown(path).c_str(), word.c_str(), where.c_str(),
+                                shown(f.text).c_str());
                 }
             }
             session.failed = session.failed || bad;
@@ -187,7 +187,7 @@ Run add_check(CLI::App& app) {
                 all.push_back(
                     {{"file", path}, {"format", format}, {"ok", !bad}, {"findings", list}});
             } else if (!bad && !session.quiet) {
-                std::printf("%s: ok (%s)\n", path.c_str(), format.c_str());
+                std::printf("%s: ok (%s)\n", shown(path).c_str(), format.c_str());
             }
         };
         for (const std::string& pattern : o->files) {

@@ -257,9 +257,9 @@ void print(const Comparison& c) {
                     static_cast<long long>(c.count_b));
     }
     for (const std::string& name : c.only_a)
-        std::printf("'%s': only in the first\n", name.c_str());
+        std::printf("'%s': only in the first\n", shown(name).c_str());
     for (const std::string& name : c.only_b)
-        std::printf("'%s': only in the second\n", name.c_str());
+        std::printf("'%s': only in the second\n", shown(name).c_str());
     if (c.unmatched + c.unmatched_b > 0) {
         std::printf("unmatched: %lld of the first, %lld of the second\n",
                     static_cast<long long>(c.unmatched), static_cast<long long>(c.unmatched_b));
@@ -268,7 +268,7 @@ void print(const Comparison& c) {
         if (d.points == 0) continue;
         std::printf(
             "'%s': %lld of %lld points differ, the first is point %lld; largest difference %.6g\n",
-            d.attribute.c_str(), static_cast<long long>(d.points),
+            shown(d.attribute).c_str(), static_cast<long long>(d.points),
             static_cast<long long>(c.compared), static_cast<long long>(d.first), d.largest);
         for (const Pair& pair : d.worst) {
             std::printf("  point %lld: %s and %s\n", static_cast<long long>(pair.point),

@@ -85,17 +85,17 @@ Json describe(const OpenedCloud& opened, const Statistics& s) {
 
 void print(const OpenedCloud& opened, const Statistics& s) {
     const Cloud& cloud = *opened.cloud;
-    std::printf("%s\n  format    %s", cloud.file_name.c_str(),
+    std::printf("%s\n  format    %s", shown(cloud.file_name).c_str(),
                 std::string(format_name(opened.format)).c_str());
     for (const auto& [name, text] : cloud.details)
-        std::printf(", %s %s", name.c_str(), text.c_str());
+        std::printf(", %s %s", shown(name).c_str(), shown(text).c_str());
     std::printf("\n  points    %lld\n", static_cast<long long>(cloud.count));
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
         std::string kind(type_name(a.type));
         if (a.width > 1) kind += " x" + std::to_string(a.width);
         if (a.single) kind += ", one for all";
-        std::printf("  %-12s %-12s min %s  max %s  mean %s", a.name.c_str(), kind.c_str(),
+        std::printf("  %-12s %-12s min %s  max %s  mean %s", shown(a.name).c_str(), kind.c_str(),
                     components(s.ranges[i], &Range::least).c_str(),
                     components(s.ranges[i], &Range::most).c_str(),
                     components(s.ranges[i], &Range::mean).c_str());

@@ -116,7 +116,7 @@ void look(Session& session, const LookupOptions& o, const std::string& path, Jso
     file["format"] = format_name(format);
     file["lookups"] = Json::array();
     if (!session.json) {
-        std::printf("%s\n  %s, %lld points\n", path.c_str(),
+        std::printf("%s\n  %s, %lld points\n", shown(path).c_str(),
                     format == Format::mrmap
                         ? "mrmap"
                         : (std::string(format_name(format)) + ", as the map made of it").c_str(),

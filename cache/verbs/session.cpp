@@ -16,7 +16,7 @@ namespace vx::cache {
 namespace {
 
 void say(const char* kind, const std::string& text) {
-    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, scene::printable(text).c_str());
+    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, shown(text).c_str());
 }
 
 std::string seconds(double s) {
@@ -26,6 +26,18 @@ std::string seconds(double s) {
 }
 
 } // namespace
+
+std::string shown(std::string_view text) {
+    std::string line;
+    for (const char c : scene::printable(text)) {
+        if (c == '\n' || c == '\t') {
+            line += c == '\n' ? "\\x0a" : "\\x09";
+        } else {
+            line += c;
+        }
+    }
+    return line;
+}
 
 void Session::error(const std::string& text) {
     failed = true;
@@ -82,7 +94,7 @@ std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string wh
         }
         const double rate = static_cast<double>(done) / std::max(used, 1e-3);
         (void)std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left",
-                           scene::printable(what).c_str(),
+                           shown(what).c_str(),
                            100.0 * static_cast<double>(done) / static_cast<double>(total),
                            rate * 1e-6, seconds(static_cast<double>(total - done) / rate).c_str());
     };

@@ -6,9 +6,14 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vx::cache {
+
+// A text from a file on one line of a terminal: control characters, line ends and bytes that are
+// not UTF-8 as "\xNN".
+std::string shown(std::string_view text);
 
 // Verbosity of a run, and whether anything has failed so far.
 class Session {

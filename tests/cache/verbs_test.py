@@ -3,9 +3,12 @@
 import json
 import math
 import os
+import re
+import signal
 import struct
 import subprocess
 import sys
+import time
 import unittest
 
 import cloud_files as cf
@@ -209,6 +212,124 @@ class Palette(Case):
             picture = image_files.read_png(self.get("a.png"))[4][4]
             for a, b in zip(picture, color):
                 self.assertLessEqual(abs(a - b), 1, (label, picture, color))
+
+
+class Typos(Case):
+    def test_the_word_is_named_and_the_nearest_suggested(self):
+        for args, says in ((("filtr", "--lables", "3"), "unknown verb 'filtr'; did you mean 'filter'?"),
+                           (("filter", "--lables", "3", "a", "b"), "'--lables' of filter; did you mean '--labels'?"),
+                           (("convert", "--force"), "input is required"),
+                           ((), "subcommand")):
+            done = self.run_tool(*args, status=2, says=says)
+            self.assertTrue(done.stderr.startswith(b"vx_cache: error: "), done.stderr)
+            self.assertEqual(done.stdout, b"")
+
+
+class Terminal(Case):
+    EVIL = "a\x1b]0;pwned\x07\nvx_cache: ok\x7f\x9b"
+
+    def test_control_characters_of_files_do_not_reach_the_terminal(self):
+        name = self.EVIL.encode("latin-1")
+        evil = cf.pdc(FULL + [("NAME", 3, [1.5, math.inf, 2])], 3)
+        evil = evil.replace(struct.pack(">i", 4) + b"NAME", struct.pack(">i", len(name)) + name)
+        self.put("a.pdc", evil)
+        self.cloud("b.pdc")
+        self.put("c.csv", b"x,y,z\n1,2,3\x1b[2J\n")
+        self.put("d.mrmap", b'declare map "e" ( dim 3, global string 40 "by" ) end declare map "m" "e" '
+                            b'global { "x\\x1b[2J\\x0ay\\x9b" } end map')
+        for args in (("info", "a.pdc"), ("check", "a.pdc"), ("diff", "a.pdc", "b.pdc"), ("info", "c.csv"),
+                     ("info", "d.mrmap"), ("convert", "a.pdc", "a.0001.mrmap"), ("info", "no" + self.EVIL),
+                     ("view", "a.pdc", "-o", "b.png", "--by", "no")):
+            done = subprocess.run([PROGRAM, *args], capture_output=True, cwd=self.folder, timeout=60)
+            text = done.stdout + done.stderr
+            self.assertNotEqual(text, b"")
+            self.assertIsNone(re.search(rb"[\x00-\x08\x0b-\x1f\x7f]", text), (args, text))
+            text.decode("utf-8")
+            for line in text.splitlines():
+                self.assertFalse(line.startswith(b"vx_cache: ok"), (args, text))
+        self.assertIn(b"a\\x1b]0;pwned\\x07\\x0avx_cache: ok",
+                      self.run_tool("info", "a.pdc").stdout)
+
+    def test_nohup(self):
+        self.put("a.pdc", cf.pdc(FULL, 3))
+        code = ("import os, signal, sys; signal.signal(signal.SIGHUP, signal.SIG_IGN); "
+                "os.execv(sys.argv[1], sys.argv[1:])")
+        for ignored in (False, True):
+            start = [sys.executable, "-c", code] if ignored else []
+            with subprocess.Popen([*start, PROGRAM, "info", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE) as running:
+                running.stdin.write(self.get("a.pdc"))
+                running.stdin.flush()
+                while f"/{os.path.basename(PROGRAM)}" not in os.readlink(f"/proc/{running.pid}/exe"):
+                    time.sleep(0.01)
+                while not catches_or_ignores(running.pid, signal.SIGHUP):
+                    time.sleep(0.01)
+                running.send_signal(signal.SIGHUP)
+                running.communicate(timeout=60)
+            self.assertEqual(running.returncode, 0 if ignored else 128 + signal.SIGHUP)
+
+
+def catches_or_ignores(pid, number):
+    with open(f"/proc/{pid}/status") as f:
+        masks = dict(line.split(":", 1) for line in f)
+    return any(int(masks[m], 16) >> (number - 1) & 1 for m in ("SigCgt", "SigIgn"))
+
+
+class Outputs(Case):
+    def test_access_rights_of_replaced_files_stay(self):
+        self.cloud("a.pdc")
+        for name in ("b.ply", "b.mrmap", "b.npz"):
+            for mode in (0o600, 0o640, 0o755):
+                self.put(name, b"old")
+                os.chmod(self.path(name), mode)
+                self.run_tool("convert", "-q", "--force", "a.pdc", name)
+                self.assertEqual(os.stat(self.path(name)).st_mode & 0o7777, mode, name)
+
+    def test_links_stay_links(self):
+        self.cloud("a.pdc")
+        os.mkdir(self.path("real"))
+        for force in ((), ("--force",)):
+            os.symlink("real/b.ply", self.path("link.ply"))
+            self.run_tool("convert", *force, "a.pdc", "link.ply")
+            self.assertEqual(os.readlink(self.path("link.ply")), "real/b.ply")
+            self.assertEqual(len(cf.read_ply(self.get("real/b.ply"))[1]["vertex"]["x"]), 3)
+            os.unlink(self.path("real/b.ply"))
+            os.unlink(self.path("link.ply"))
+
+    def test_standard_output(self):
+        self.cloud("a.pdc")
+        done = self.run_tool("filter", "a.pdc", "-", "--to", "ply", "--labels", "2")
+        self.assertEqual(cf.read_ply(done.stdout)[1]["vertex"]["x"], [1])
+        again = self.run_tool("info", "--json", "-", input=done.stdout)
+        self.assertEqual(json.loads(again.stdout)[0]["points"], 1)
+        done = self.run_tool("merge", "-v", "a.pdc", "a.pdc", "-o", "-", "--to", "pdc")
+        self.assertEqual(cf.read_pdc(done.stdout)[0], 6)
+        self.assertIn("6 points", done.stderr.decode())
+        self.run_tool("convert", "a.pdc", "-", status=2, says="--to")
+        self.assertEqual(os.listdir(self.folder), ["a.pdc"])
+
+    def test_closed_pipes_end_quietly(self):
+        count = 20000
+        self.put("a.pdc", cf.pdc([("position", 5, [0.5] * 3 * count)], count))
+        for args in (("convert", "a.pdc", "-", "--to", "csv"), ("info", *["a.pdc"] * 2000)):
+            environment = {**os.environ, "TMPDIR": self.folder}
+            with subprocess.Popen([PROGRAM, *args], stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=self.folder,
+                                  env=environment) as running:
+                running.stdout.read(10)
+                running.stdout.close()
+                self.assertEqual(running.stderr.read(), b"")
+                self.assertEqual(running.wait(timeout=60), 128 + signal.SIGPIPE)
+            self.assertEqual(os.listdir(self.folder), ["a.pdc"])
+
+    def test_clouds_are_not_for_terminals(self):
+        self.cloud("a.pdc")
+        terminal, side = os.openpty()
+        done = subprocess.run([PROGRAM, "convert", "a.pdc", "-", "--to", "ply"], stdout=side, stderr=subprocess.PIPE,
+                              cwd=self.folder)
+        os.close(side)
+        os.close(terminal)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"terminal", done.stderr)
 
 
 if __name__ == "__main__":
