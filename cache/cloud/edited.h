@@ -2,6 +2,7 @@
 /// Clouds with other attributes than the cloud that they are made from.
 #pragma once
 
+#include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/cloud.h"
 
 #include <cstddef>
@@ -37,6 +38,28 @@ class FilledCloud final : public Cloud {
     Cloud& m_cloud;
     std::vector<double> m_values;
 };
+
+/// A cloud, with one attribute in another type. The cloud must outlive it.
+class ConvertedCloud final : public Cloud {
+  public:
+    ConvertedCloud(Cloud& cloud, std::size_t attribute, Type type);
+    void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
+
+    const Attribute& converted() const { return attributes[m_index]; }
+    /// Whether any value that was read so far does not fit the type.
+    bool changed() const { return m_reader.changed() > 0; }
+
+  private:
+    Cloud& m_cloud;
+    std::size_t m_index;
+    AttributeReader m_reader;
+};
+
+/// Renames attributes that other programs call differently: P, N, Cd, Alpha and pscale become
+/// position, normalPP, rgbPP, opacityPP and radius, unless an attribute has that name already or
+/// the number of values is not that of the attribute.
+/// @return what was renamed, one sentence per attribute
+std::vector<std::string> rename_aliases(Cloud& cloud);
 
 /// The number of values per point of an attribute with this name if its meaning is fixed, else 0.
 int known_width(std::string_view name);
