@@ -1,8 +1,8 @@
 #include "cache/cloud/attribute_reader.h"
+#include "cache/verbs/sequence.h"
 #include "cache/verbs/verbs.h"
 
 #include <nanoflann.hpp>
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -12,8 +12,6 @@
 namespace vx::cache {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kWorstShown = 3;
 
@@ -291,10 +289,15 @@ Json describe(const Comparison& c) {
                         {"sum", d.sum},
                         {"worst", std::move(worst)}});
     }
-    return {{"differs", c.differs()},       {"points", {c.count_a, c.count_b}},
-            {"compared", c.compared},       {"only_first", c.only_a},
-            {"only_second", c.only_b},      {"unmatched", {c.unmatched, c.unmatched_b}},
-            {"attributes", std::move(list)}};
+    Json out;
+    out["differs"] = c.differs();
+    out["points"] = {c.count_a, c.count_b};
+    out["compared"] = c.compared;
+    out["only_first"] = c.only_a;
+    out["only_second"] = c.only_b;
+    out["unmatched"] = {c.unmatched, c.unmatched_b};
+    out["attributes"] = std::move(list);
+    return out;
 }
 
 } // namespace
@@ -307,6 +310,7 @@ Run add_diff(CLI::App& app) {
         NameFilter compares;
         bool nearest = false;
         double distance = std::numeric_limits<double>::infinity();
+        SequenceOptions sequence;
     };
     auto o = std::make_shared<Options>();
     app.add_option("first", o->a, "a cloud")->required();
@@ -329,10 +333,11 @@ Run add_diff(CLI::App& app) {
                    "with --nearest: largest distance between matched points")
         ->check(CLI::NonNegativeNumber)
         ->needs("--nearest");
+    o->sequence.add(app, false);
     return [o](Session& session) {
-        session.attempt([&] {
-            const OpenedCloud a = session.open(o->a);
-            const OpenedCloud b = session.open(o->b);
+        const auto compare_pair = [&](const Step& step) {
+            const OpenedCloud a = session.open(step.inputs[0]);
+            const OpenedCloud b = session.open(step.inputs[1]);
             o->compares.check(*a.cloud, *b.cloud);
             Differ differ(*a.cloud, *b.cloud, o->tolerance, o->compares);
             if (o->nearest) {
@@ -340,14 +345,19 @@ Run add_diff(CLI::App& app) {
             } else {
                 differ.by_index();
             }
-            if (session.json) {
-                std::printf("%s\n", describe(differ.result)
-                                        .dump(2, ' ', false, Json::error_handler_t::replace)
-                                        .c_str());
-            } else if (!session.quiet) {
+            session.record().update(describe(differ.result));
+            if (!session.json && !session.quiet) {
+                if (step.framed) std::printf("frame %d: ", step.frame);
                 print(differ.result);
             }
-            session.failed = session.failed || differ.result.differs();
+            if (differ.result.differs()) {
+                session.failed = true;
+                session.record()["ok"] = false;
+            }
+        };
+        session.attempt([&] {
+            const std::vector<Step> steps = o->sequence.steps(session, {o->a, o->b});
+            o->sequence.run(session, steps, compare_pair);
         });
     };
 }

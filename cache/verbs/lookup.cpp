@@ -42,8 +42,7 @@ std::vector<LookupPoint> queries_of_options(const LookupOptions& o) {
     return queries;
 }
 
-void queries_of_file(const Session& session, const LookupOptions& o,
-                     std::vector<LookupPoint>& queries) {
+void queries_of_file(Session& session, const LookupOptions& o, std::vector<LookupPoint>& queries) {
     const OpenedCloud opened = session.open(o.queries);
     Cloud& cloud = *opened.cloud;
     TypedReader<float> positions(cloud, need_position(cloud));
@@ -89,7 +88,7 @@ void add_parameters(CLI::App& app, LookupOptions& o) {
                         "multiply the weights by the opacity of the points"));
 }
 
-void look(Session& session, const LookupOptions& o, const std::string& path, Json& all) {
+void look(Session& session, const LookupOptions& o, const std::string& path) {
     std::vector<LookupPoint> queries = queries_of_options(o);
     if (!o.queries.empty()) queries_of_file(session, o, queries);
     const Float3 direction = o.direction.empty() ? Float3{} : vector_of(o.direction, "--direction");
@@ -99,7 +98,7 @@ void look(Session& session, const LookupOptions& o, const std::string& path, Jso
     ReaderProbe probe(std::move(opened.cloud), o.settings, notes);
     for (const std::string& note : notes) {
         if (note.starts_with("warning: ")) {
-            session.note(note);
+            session.warning(note.substr(std::string_view("warning: ").size()));
         } else {
             session.details(path + ": " + note);
         }
@@ -107,12 +106,11 @@ void look(Session& session, const LookupOptions& o, const std::string& path, Jso
     if (format != Format::mrmap) {
         session.details(path + ": examined as the map that convert would make of it");
     } else if (MakeFrameFileName(path, "mrmap", 1).empty()) {
-        session.note("warning: " + path +
-                     ": the shader cannot find a file of this name, which needs a frame number, as "
-                     "cloud.0001.mrmap");
+        session.warning(
+            path + ": the shader cannot find a file of this name, which needs a frame number, as "
+                   "cloud.0001.mrmap");
     }
-    Json file;
-    file["file"] = path;
+    Json& file = session.record();
     file["format"] = format_name(format);
     file["lookups"] = Json::array();
     if (!session.json) {
@@ -131,7 +129,6 @@ void look(Session& session, const LookupOptions& o, const std::string& path, Jso
             print_lookup(probe, o, queries[i], seen);
         }
     }
-    all.push_back(file);
 }
 
 } // namespace
@@ -143,8 +140,7 @@ Run add_lookup(CLI::App& app) {
            "map files, or other clouds, which are examined as the map that convert would make; "
            "#### stands for the frame number")
         ->required();
-    app.add_option("--frames", o->frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    o->sequence.add(app, false);
     const auto where = [](CLI::Option* option) { option->group("Shading points"); };
     where(app.add_option("--point", o->points, "x,y,z: the shading point; repeatable")
               ->allow_extra_args(false));
@@ -171,15 +167,12 @@ Run add_lookup(CLI::App& app) {
         if (!o->scale.empty()) o->settings.scale = color_of(o->scale, "--scale");
         (void)queries_of_options(*o);
         if (!o->direction.empty()) (void)vector_of(o->direction, "--direction");
-        Json all = Json::array();
         for (const std::string& pattern : o->files) {
             session.attempt([&] {
-                for (const FramedName& file : expand_frames(pattern, o->frames))
-                    session.attempt([&] { look(session, *o, file.name, all); });
+                const std::vector<Step> steps = o->sequence.steps(session, {pattern});
+                o->sequence.run(session, steps,
+                                [&](const Step& step) { look(session, *o, step.inputs[0]); });
             });
-        }
-        if (session.json) {
-            std::printf("%s\n", all.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
         }
     };
 }

@@ -2,15 +2,12 @@
 #pragma once
 
 #include "cache/reader/probe.h"
-
-#include <nlohmann/json.hpp>
+#include "cache/verbs/sequence.h"
 
 #include <string>
 #include <vector>
 
 namespace vx::cache {
-
-using Json = nlohmann::ordered_json;
 
 struct LookupPoint {
     Float3 point{};
@@ -19,7 +16,7 @@ struct LookupPoint {
 
 struct LookupOptions {
     std::vector<std::string> files;
-    std::string frames;
+    SequenceOptions sequence;
     std::vector<std::string> points;
     std::vector<std::string> normals;
     std::string queries;

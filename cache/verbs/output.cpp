@@ -16,9 +16,14 @@ bool has(const Cloud& cloud, const char* name) {
     return at >= 0 && cloud.attributes[static_cast<std::size_t>(at)].width == known_width(name);
 }
 
+Json describe_attribute(const Attribute& a) {
+    return {
+        {"name", a.name}, {"type", type_name(a.type)}, {"width", a.width}, {"single", a.single}};
+}
+
 // Without positions or colors a map is of no use to vx_pc_read; other missing attributes make some
 // of its parameters useless.
-void check_map(const Session& session, const Cloud& cloud, const std::string& path) {
+void check_map(Session& session, const Cloud& cloud, const std::string& path) {
     struct Need {
         const char* name;
         const char* fill;
@@ -65,6 +70,7 @@ void OutputOptions::add(CLI::App& app) {
            "NAME=VALUES, as rgbPP=1,1,1: values for points without this attribute; repeatable")
         ->allow_extra_args(false)
         ->group("Output");
+    edits.add(app);
 }
 
 Cloud& OutputOptions::fill(Cloud& cloud, std::vector<CloudPtr>& layers) const {
@@ -110,15 +116,25 @@ WriteOptions OutputOptions::write_options(Format target) const {
 void OutputOptions::write(Session& session, Cloud& source_cloud, const std::string& path,
                           std::optional<Format> source) const {
     std::vector<CloudPtr> layers;
-    Cloud& cloud = fill(source_cloud, layers);
+    EditLayers chosen;
+    Cloud& cloud = edits.choose(fill(source_cloud, layers), chosen);
     const Format target = format_for(path);
     if (target == Format::mrmap) check_map(session, cloud, path);
     WriteOptions w = write_options(target);
     w.all_fields = all_fields || source != Format::pdc;
     w.progress = session.progress(path);
+    if (path == "-" && session.json) {
+        throw UsageError("the standard output cannot take both the cloud and the report of --json");
+    }
     for (const std::string& note : write_cloud(cloud, path, target, w))
         session.note(path + ": " + note);
     session.details(path + ": " + std::to_string(cloud.count) + " points");
+    Json& record = session.record();
+    record["format"] = format_name(target);
+    record["points"] = cloud.count;
+    record["attributes"] = Json::array();
+    for (const Attribute& a : cloud.attributes)
+        record["attributes"].push_back(describe_attribute(a));
 }
 
 void need_labels(const std::string& option, const std::string& text) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cache/cloud/attribute_reader.h"
+#include "cache/verbs/edits.h"
 #include "cache/verbs/session.h"
 
 #include <CLI/CLI.hpp>
@@ -19,6 +20,7 @@ struct OutputOptions {
     bool byte_color = false;
     bool all_fields = false;
     std::vector<std::string> fills; // NAME=VALUES
+    Edits edits;
 
     void add(CLI::App& app);
     // Throws UsageError if neither the option nor the name determines the format.

@@ -130,7 +130,7 @@ class Formats(Case):
                 self.ok("convert", "-f", "--all-fields", one, two)
                 done = run("diff", "--json", source, two)
                 self.assertEqual(done.returncode, 0, (first, second, done.stdout, done.stderr))
-                self.assertEqual(len(json.loads(done.stdout)["attributes"]), 7)
+                self.assertEqual(len(json.loads(done.stdout)[0]["attributes"]), 7)
 
     def test_map_holds_the_four_fields_of_the_shaders_maps(self):
         self.ok("convert", self.source, self.path("a.mrmap"))
@@ -267,7 +267,7 @@ class Verbs(Case):
                    for n, c, vs in SEVEN]
         other = self.put("b.pdc", cf.pdc(changed, N))
         done = self.fails("diff", "--json", self.source, other)
-        opacity = [d for d in json.loads(done.stdout)["attributes"] if d["name"] == "opacityPP"][0]
+        opacity = [d for d in json.loads(done.stdout)[0]["attributes"] if d["name"] == "opacityPP"][0]
         self.assertEqual((opacity["points"], opacity["first"], opacity["max"]), (1, 2, 0.25))
         self.ok("diff", "--tolerance", "0.25", self.source, other)
         back = [(n, c, (vs if c % 2 == 0 else

@@ -1,5 +1,5 @@
-#include "cache/verbs/expression.h"
 #include "cache/cloud/error.h"
+#include "cache/verbs/expression.h"
 #include "tests/cache/memory_cloud.h"
 
 #include <gtest/gtest.h>
