@@ -61,14 +61,14 @@ std::optional<FrameField> find_field(const std::string& pattern) {
     return last;
 }
 
-// Whether the file exists and none of the inputs was changed after it.
+// Whether the output exists and none of the inputs was changed after it, as make decides it.
 bool is_newer(const Step& step) {
     std::error_code why;
     const auto written = fs::last_write_time(step.output, why);
     if (why) return false;
     return std::all_of(step.inputs.begin(), step.inputs.end(), [&](const std::string& input) {
         const auto changed = fs::last_write_time(input, why);
-        return !why && changed < written;
+        return !why && changed <= written;
     });
 }
 
@@ -155,7 +155,7 @@ void SequenceOptions::add(CLI::App& app, bool writes) {
         ->group(group);
     if (!writes) return;
     app.add_flag("--newer", newer,
-                 "skip outputs that are newer than their inputs, and replace the others")
+                 "skip outputs that are not older than their inputs, and replace the others")
         ->group(group);
 }
 
@@ -229,7 +229,7 @@ void SequenceOptions::run(Session& session, const std::vector<Step>& steps,
         if (newer && !step.output.empty() && is_newer(step)) {
             session.begin(step.inputs, step.output);
             session.record()["skipped"] = true;
-            session.details(step.output + ": newer than its input, skipped");
+            session.details(step.output + ": not older than its input, skipped");
             session.end(false);
             ++skipped;
         } else {
