@@ -13,6 +13,7 @@ TEST(NearestWord, IsAtMostAThirdOfTheLettersAway) {
     EXPECT_EQ(nearest_word("duff", words), "diff");        // another letter
     EXPECT_EQ(nearest_word("--lable", words), "--labels"); // two changes of seven letters
     EXPECT_EQ(nearest_word("into", words), "info");
+    EXPECT_EQ(nearest_word("inof", words), "info");
     EXPECT_EQ(nearest_word("duct", words), ""); // three changes of four letters
     EXPECT_EQ(nearest_word("", words), "");
 }
