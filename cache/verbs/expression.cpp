@@ -65,10 +65,10 @@ double negate(double v) {
 
 // One value per point of an attribute.
 struct Expression::Variable {
-    Variable(Cloud& cloud, std::size_t attribute, int value)
+    Variable(Cloud& cloud, std::size_t attribute, int which)
         : reader(cloud, attribute),
           single(cloud.attributes[attribute].single),
-          component(static_cast<std::size_t>(value)),
+          component(static_cast<std::size_t>(which)),
           values(static_cast<std::size_t>(kBlockPoints)) {}
 
     void read(std::int64_t first, std::int64_t n) {
@@ -81,7 +81,8 @@ struct Expression::Variable {
     TypedReader<double> reader;
     bool single;
     std::size_t component;
-    std::vector<double> values; // at a fixed address
+    std::vector<double> values; // of a run
+    double value = 0;           // of the point that is evaluated
 };
 
 Expression::Expression(Cloud& cloud, const std::string& option, const std::string& text, int width,
@@ -109,7 +110,10 @@ Expression::Expression(Cloud& cloud, const std::string& option, const std::strin
         for (const auto& [name, unused] : used)
             bind(name, width, component);
         m_parser->SetExpr(text);
-        (void)evaluate(0, std::min<std::int64_t>(cloud.count, 1));
+        (void)m_parser->Eval(); // finds the remaining mistakes
+        if (m_parser->GetNumResults() > 1) {
+            fail(split_expressions(text)[0].size() + 1, "',' outside parentheses");
+        }
     } catch (const mu::ParserError& why) {
         const auto position = static_cast<std::size_t>(std::max(why.GetPos(), 0));
         fail(std::min(position, text.size()) + 1, why.GetMsg());
@@ -149,13 +153,19 @@ void Expression::bind(const std::string& name, int width, int component) {
                             name + "'; available: " + known);
     }
     m_variables.push_back(std::make_unique<Variable>(m_cloud, *at, value));
-    m_parser->DefineVar(name, m_variables.back()->values.data());
+    m_parser->DefineVar(name, &m_variables.back()->value);
 }
 
 std::span<const double> Expression::evaluate(std::int64_t first, std::int64_t n) {
     for (const auto& variable : m_variables)
         variable->read(first, n);
-    m_parser->Eval(m_results.data(), static_cast<int>(n));
+    // One after the other: muParser's own loop over arrays starts threads, which is slower for runs
+    // as short as these, and more so when several frames are processed at the same time.
+    for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+        for (const auto& variable : m_variables)
+            variable->value = variable->values[i];
+        m_results[i] = m_parser->Eval();
+    }
     return {m_results.data(), static_cast<std::size_t>(n)};
 }
 

@@ -71,6 +71,7 @@ TEST_F(Expressions, MistakesHaveAColumn) {
     EXPECT_NE(error("position.x + position.w").find("column 14: "), std::string::npos);
     EXPECT_NE(error("(tag + 1").find("column 9: "), std::string::npos) << error("(tag + 1");
     EXPECT_NE(error("tag + * 2").find("column 7: "), std::string::npos) << error("tag + * 2");
+    EXPECT_NE(error("max(1, 2), tag").find("column 10: "), std::string::npos);
     EXPECT_NE(error("").find("column 1: "), std::string::npos) << error("");
     EXPECT_THROW(results("tag +"), UsageError);
     EXPECT_THROW(results("nothing"), FileError);
