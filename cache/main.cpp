@@ -34,7 +34,7 @@ constexpr Verb kVerbs[] = {
      vx::cache::add_view},
     {"diff", "compare two clouds; the exit status is 1 if they differ", "Inspect",
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
-     "b.npz",
+     "b.npz\n  vx_cache diff --ignore radius,id 'shot.####.pdc' 'shot.####.mrmap'",
      vx::cache::add_diff},
     {"lookup",
      "show what vx_pc_read finds at a point: the points, their weights, the color, "
@@ -47,11 +47,15 @@ constexpr Verb kVerbs[] = {
     {"convert", "write a cloud in another format", "Write",
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
-     "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
+     "  vx_cache convert 'shot.####.pdc' 'shot.$F4.usda' --frames 1-24 --jobs 4 --newer\n"
+     "  vx_cache convert shot.0001.pdc dim.0001.pdc --set 'rgbPP=rgbPP*0.5' --drop radius\n"
+     "  vx_cache convert shot.0001.pdc - --to ply | other_program",
      vx::cache::add_convert},
     {"filter", "keep points by label, position, direction or opacity, or thin out a cloud", "Write",
      "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
-     "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
+     "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply\n"
+     "  vx_cache filter --where 'opacityPP > 0.5 && position.y < 1' in.pdc out.pdc\n"
+     "  vx_cache filter --for-radius 0.5 --points 16 in.pdc wide.pdc",
      vx::cache::add_filter},
     {"merge", "join many clouds into one", "Write",
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
