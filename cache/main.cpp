@@ -1,6 +1,6 @@
 // vx_cache: the command line.
+#include "cache/verbs/typos.h"
 #include "cache/verbs/verbs.h"
-#include "host/scene/printable.h"
 
 #include <cstdio>
 #include <exception>
@@ -11,20 +11,19 @@ struct Verb {
     const char* name;
     const char* what;
     const char* group;
-    bool reports; // has --json
     const char* examples;
     vx::cache::Run (*add)(CLI::App&);
 };
 
 constexpr Verb kVerbs[] = {
-    {"info", "show the counts, ranges, bounds, labels and spacing of a cloud", "Inspect", true,
+    {"info", "show the counts, ranges, bounds, labels and spacing of a cloud", "Inspect",
      "Examples:\n  vx_cache info shot.0001.pdc\n  vx_cache info --json 'shot.####.pdc' --frames "
      "1-100x2",
      vx::cache::add_info},
-    {"check", "check that a file is complete, consistent, finite and plausible", "Inspect", true,
+    {"check", "check that a file is complete, consistent, finite and plausible", "Inspect",
      "Examples:\n  vx_cache check shot.0001.pdc\n  vx_cache check --strict 'shot.####.pdc'",
      vx::cache::add_check},
-    {"view", "render a cloud to a picture, or make an interactive page", "Inspect", false,
+    {"view", "render a cloud to a picture, or make an interactive page", "Inspect",
      "Examples:\n  vx_cache view shot.0001.pdc -o shot.png\n"
      "  vx_cache view shot.0001.pdc --html shot.html    opens in any browser\n"
      "  vx_cache view shot.0001.pdc -o tags.png --by tag --labels 1-4\n"
@@ -33,33 +32,36 @@ constexpr Verb kVerbs[] = {
      "  vx_cache view shot.0001.pdc -o turn.png --turntable 48\n"
      "  vx_cache view 'shot.####.pdc' -o 'shot.####.png' --view top --ortho",
      vx::cache::add_view},
-    {"diff", "compare two clouds; the exit status is 1 if they differ", "Inspect", true,
+    {"diff", "compare two clouds; the exit status is 1 if they differ", "Inspect",
      "Examples:\n  vx_cache diff a.pdc b.ply\n  vx_cache diff --tolerance 1e-4 --nearest a.pdc "
-     "b.npz",
+     "b.npz\n  vx_cache diff --ignore radius,id 'shot.####.pdc' 'shot.####.mrmap'",
      vx::cache::add_diff},
     {"lookup",
      "show what vx_pc_read finds at a point: the points, their weights, the color, "
      "and why there is none",
-     "Inspect", true,
+     "Inspect",
      "Examples:\n  vx_cache lookup shot.0001.mrmap --point 0,1,0 --radius 0.2\n"
      "  vx_cache lookup shot.0001.mrmap --point 0,1,0 --normal 0,1,0 --facing --labels 1-4\n"
      "  vx_cache lookup shot.0001.mrmap --points places.csv --json",
      vx::cache::add_lookup},
-    {"convert", "write a cloud in another format", "Write", false,
+    {"convert", "write a cloud in another format", "Write",
      "Examples:\n  vx_cache convert shot.0001.pdc shot.0001.ply\n"
      "  vx_cache convert --labels 1,3-5 shot.0001.pdc shot.0001.npz\n"
-     "  vx_cache convert 'shot.####.pdc' 'shot.####.usda' --frames 1-24",
+     "  vx_cache convert 'shot.####.pdc' 'shot.$F4.usda' --frames 1-24 --jobs 4 --newer\n"
+     "  vx_cache convert shot.0001.pdc dim.0001.pdc --set 'rgbPP=rgbPP*0.5' --drop radius\n"
+     "  vx_cache convert shot.0001.pdc - --to ply | other_program",
      vx::cache::add_convert},
     {"filter", "keep points by label, position, direction or opacity, or thin out a cloud", "Write",
-     false,
      "Examples:\n  vx_cache filter --labels 1,3 in.pdc out.pdc\n"
-     "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply",
+     "  vx_cache filter --box 0,0,0,1,1,1 --spacing 0.01 in.ply out.ply\n"
+     "  vx_cache filter --where 'opacityPP > 0.5 && position.y < 1' in.pdc out.pdc\n"
+     "  vx_cache filter --for-radius 0.5 --points 16 in.pdc wide.pdc",
      vx::cache::add_filter},
-    {"merge", "join many clouds into one", "Write", false,
+    {"merge", "join many clouds into one", "Write",
      "Examples:\n  vx_cache merge a.pdc b.pdc -o all.pdc\n"
      "  vx_cache merge 'shot.####.pdc' -o all.ply --distance 0.01",
      vx::cache::add_merge},
-    {"transform", "scale, rotate and move a cloud", "Write", false,
+    {"transform", "scale, rotate and move a cloud", "Write",
      "Examples:\n  vx_cache transform --scale 0.01 --up z-to-y in.ply out.pdc\n"
      "  vx_cache transform --translate 0,2.5,0 shot.0001.pdc moved.0001.pdc",
      vx::cache::add_transform},
@@ -98,27 +100,32 @@ int main(int argc, char** argv) {
             ->group("General");
         sub->add_flag("-v,--verbose", session.verbose, "print what was done as well")
             ->group("General");
-        if (verb.reports) {
-            sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
-        }
+        sub->add_flag("--json", session.json, "report as JSON, for scripts")->group("General");
         sub->add_option("--time", session.open_options.time,
                         "usda files with time samples: the time to read (default: the first)")
             ->group("General");
-        sub->callback([&chosen, run = verb.add(*sub)] { chosen = run; });
+        sub->callback([&session, &chosen, name = verb.name, run = verb.add(*sub)] {
+            session.verb = name;
+            chosen = run;
+        });
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& why) {
-        return app.exit(why) == 0 ? 0 : 2;
+        if (why.get_exit_code() == 0) return app.exit(why); // --help and --version
+        const std::string typo = vx::cache::find_typo(app, {argv + 1, argv + argc});
+        session.error(typo.empty() ? why.what() : typo);
+        session.note("'vx_cache --help' lists the verbs, 'vx_cache VERB --help' their options");
+        return 2;
     }
     try {
         chosen(session);
+        session.print_report();
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
             session.error("standard output: cannot be written");
         }
     } catch (const vx::cache::UsageError& why) {
-        (void)std::fprintf(stderr, "vx_cache: error: %s\n",
-                           vx::scene::printable(why.what()).c_str());
+        session.error(why.what());
         return 2;
     } catch (const std::exception& why) {
         session.error(why.what());

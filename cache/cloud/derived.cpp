@@ -103,9 +103,9 @@ void TransformedCloud::read(std::size_t attribute, std::int64_t first, std::int6
     convert_values(Type::float64, m_values.data(), a.type, out, m_values.size());
 }
 
-MergedCloud::MergedCloud(std::vector<CloudPtr> clouds, bool renumber)
+MergedCloud::MergedCloud(std::vector<Cloud*> clouds, bool renumber)
     : m_clouds(std::move(clouds)), m_renumber(renumber) {
-    for (const CloudPtr& c : m_clouds) {
+    for (const Cloud* const c : m_clouds) {
         m_starts.push_back(count);
         count += c->count;
         for (const Attribute& a : c->attributes) {
@@ -128,6 +128,16 @@ MergedCloud::MergedCloud(std::vector<CloudPtr> clouds, bool renumber)
         }
     }
     if (m_clouds.empty()) return;
+    for (const Attribute& a : attributes) {
+        if (renumber && a.name == "id" && a.width == 1) continue;
+        for (const Cloud* const c : m_clouds) {
+            if (c->find(a.name) >= 0) continue;
+            throw FileError(c->file_name, -1,
+                            "has no '" + a.name + "', which other clouds have; --fill " + a.name +
+                                "=VALUES gives its points one, --drop " + a.name +
+                                " leaves it out");
+        }
+    }
     file_name = m_clouds[0]->file_name;
     // A value for all of one cloud is not one for all of several.
     for (Attribute& a : attributes)
@@ -138,13 +148,8 @@ void MergedCloud::read_part(std::size_t attribute, std::size_t cloud, std::int64
                             std::int64_t n, std::byte* out) {
     const Attribute& a = attributes[attribute];
     Cloud& source = *m_clouds[cloud];
-    const int at = source.find(a.name);
     const auto points = static_cast<std::size_t>(n);
-    if (at < 0) {
-        std::memset(out, 0, points * a.bytes());
-        return;
-    }
-    const auto index = static_cast<std::size_t>(at);
+    const auto index = static_cast<std::size_t>(source.find(a.name));
     const Attribute& own = source.attributes[index];
     const std::size_t stored = own.single ? 1 : points;
     m_raw.resize(stored * own.bytes());

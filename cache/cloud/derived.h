@@ -50,20 +50,20 @@ class TransformedCloud final : public Cloud {
     std::vector<double> m_values;
 };
 
-/// Clouds one after the other, with the attributes of all of them. Points of a cloud without an
-/// attribute have the value 0. Types widen to hold all values.
+/// Clouds one after the other, with the attributes that all of them have. Types widen to hold all
+/// values. The clouds must outlive it.
 class MergedCloud final : public Cloud {
   public:
-    /// @param renumber  whether "id" counts from 0
-    /// @throws FileError  if attributes with the same name differ in width
-    MergedCloud(std::vector<CloudPtr> clouds, bool renumber);
+    /// @param renumber  whether "id" counts from 0, also for clouds without ids
+    /// @throws FileError  if a cloud lacks an attribute of another, or if their widths differ
+    MergedCloud(std::vector<Cloud*> clouds, bool renumber);
     void read(std::size_t attribute, std::int64_t first, std::int64_t n, void* out) override;
 
   private:
     void read_part(std::size_t attribute, std::size_t cloud, std::int64_t first, std::int64_t n,
                    std::byte* out);
 
-    std::vector<CloudPtr> m_clouds;
+    std::vector<Cloud*> m_clouds;
     std::vector<std::int64_t> m_starts;
     bool m_renumber;
     std::vector<std::byte> m_raw;

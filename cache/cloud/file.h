@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -98,10 +99,12 @@ class ByteReader {
 class WriteBehind;
 
 /// A file that is written to a temporary file in the same folder, which commit() renames. Without a
-/// commit() the destructor removes it. Devices and pipes receive all bytes at commit(). One may
-/// exist at a time. All members throw FileError.
+/// commit() the destructor removes it. A file that is replaced passes on its access rights.
+/// Devices and pipes receive all bytes at commit(). One may exist at a time. All members throw
+/// FileError.
 class OutputFile {
   public:
+    /// @param path   "-" stands for the standard output
     /// @param force  whether to replace an existing file; otherwise it is an error
     OutputFile(std::string path, bool force);
     OutputFile(const OutputFile&) = delete;
@@ -138,6 +141,8 @@ class OutputFile {
     std::string m_temporary;
     bool m_force;
     bool m_device = false;
+    bool m_standard_output = false;
+    std::optional<unsigned> m_mode; // of the file that is replaced
     bool m_done = false;
     Descriptor m_file;
     std::int64_t m_position = 0;
@@ -146,9 +151,9 @@ class OutputFile {
     std::unique_ptr<WriteBehind> m_behind;
 };
 
-/// Installs signal handlers for programs: SIGINT, SIGTERM, SIGHUP and SIGQUIT remove unfinished
-/// output and exit with status 128 + signal; SIGPIPE and SIGXFSZ are ignored, so that write(2)
-/// fails instead.
+/// Installs signal handlers for programs: SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGPIPE remove
+/// unfinished output and exit with status 128 + signal, unless they are ignored already; SIGXFSZ is
+/// ignored, so that write(2) fails instead.
 void clean_up_on_signals();
 
 /// Delays these signals during its lifetime: while a library that has temporary files of its own

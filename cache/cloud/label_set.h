@@ -19,6 +19,7 @@ namespace vx::cache {
 class LabelSet {
   public:
     explicit LabelSet(const std::string& text);
+    bool empty() const { return m_ranges.empty(); }
     bool holds(std::int32_t label) const;
     /// The labels of the set that points of the cloud have, in rising order.
     /// @throws FileError

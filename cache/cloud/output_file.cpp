@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
@@ -50,6 +51,18 @@ void remember(const std::string& name) {
     g_is_unfinished = true;
 }
 
+// Where a symbolic link that leads to no file points to, or the path itself.
+std::string end_of_links(std::string path) {
+    constexpr int kMostLinks = 40;
+    for (int i = 0; i < kMostLinks; ++i) {
+        std::error_code why;
+        const std::filesystem::path next = std::filesystem::read_symlink(path, why);
+        if (why) break;
+        path = (std::filesystem::path(path).parent_path() / next).string();
+    }
+    return path;
+}
+
 std::string folder_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
@@ -58,11 +71,12 @@ std::string folder_of(const std::string& path) {
 } // namespace
 
 void clean_up_on_signals() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
-        (void)std::signal(signal, remove_unfinished);
-    // write(2) then reports closed pipes and exceeded file size limits as errors.
-    for (const int signal : {SIGPIPE, SIGXFSZ})
-        (void)std::signal(signal, SIG_IGN);
+    // What the caller ignores stays ignored, as under nohup or in the background of a shell.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+        if (std::signal(signal, remove_unfinished) == SIG_IGN) (void)std::signal(signal, SIG_IGN);
+    }
+    // write(2) then reports exceeded file size limits as errors.
+    (void)std::signal(SIGXFSZ, SIG_IGN);
 }
 
 HeldSignals::HeldSignals() {
@@ -76,9 +90,20 @@ HeldSignals::~HeldSignals() {
 
 OutputFile::OutputFile(std::string path, bool force)
     : m_path(std::move(path)), m_target(m_path), m_force(force) {
+    if (m_path == "-") {
+        m_path = "standard output";
+        m_device = true;
+        m_standard_output = true;
+        if (::isatty(STDOUT_FILENO) != 0) {
+            throw FileError(m_path, -1, "a cloud is not for a terminal; redirect it");
+        }
+    }
     struct stat status {};
-    std::string folder = folder_of(m_path);
-    if (::stat(m_path.c_str(), &status) == 0) {
+    std::string folder;
+    mode_t mode = 0666;
+    if (m_standard_output) {
+        // Nothing to look at.
+    } else if (::stat(m_path.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode)) throw FileError(m_path, -1, std::strerror(EISDIR));
         m_device = !S_ISREG(status.st_mode);
         if (!m_device && !force) {
@@ -87,14 +112,17 @@ OutputFile::OutputFile(std::string path, bool force)
         if (!m_device && ::access(m_path.c_str(), W_OK) != 0) {
             throw FileError(m_path, -1, std::strerror(errno));
         }
-        if (char* const real = ::realpath(m_path.c_str(), nullptr); real != nullptr && !m_device) {
-            m_target = real;
-            folder = folder_of(m_target);
+        if (!m_device) {
+            char* const real = ::realpath(m_path.c_str(), nullptr);
+            if (real != nullptr) m_target = real;
             std::free(real);
-        } else {
-            std::free(real);
+            m_mode = status.st_mode & 07777u;
+            mode = 0600;
         }
+    } else {
+        m_target = end_of_links(m_path);
     }
+    if (!m_device) folder = folder_of(m_target);
     if (m_device) {
         const char* temporary = std::getenv("TMPDIR");
         folder = temporary != nullptr && *temporary != '\0' ? temporary : "/tmp";
@@ -106,7 +134,7 @@ OutputFile::OutputFile(std::string path, bool force)
         m_temporary = folder + "/.vx_cache-" + std::to_string(::getpid()) + "-" +
                       std::to_string(attempt) + ".part";
         m_file =
-            Descriptor(::open(m_temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+            Descriptor(::open(m_temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
         if (m_file.get() < 0 && errno != EEXIST) break;
     }
     if (m_file.get() < 0) {
@@ -173,6 +201,10 @@ void OutputFile::commit() {
 }
 
 void OutputFile::place() {
+    // By name, because a writer may have replaced the file.
+    if (m_mode && ::chmod(m_temporary.c_str(), *m_mode) != 0) {
+        throw FileError(m_path, -1, std::strerror(errno));
+    }
     if (!m_force) {
         // Keep a file that another process has created in the meantime.
         if (::renameat2(AT_FDCWD, m_temporary.c_str(), AT_FDCWD, m_target.c_str(),
@@ -188,7 +220,8 @@ void OutputFile::place() {
 }
 
 void OutputFile::copy_out() {
-    const Descriptor device(::open(m_path.c_str(), O_WRONLY | O_CLOEXEC));
+    const Descriptor device(m_standard_output ? ::dup(STDOUT_FILENO)
+                                              : ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC));
     if (device.get() < 0) throw FileError(m_path, -1, std::strerror(errno));
     // Remove by name, because a writer may have replaced the file.
     const InputFile whole(m_temporary);

@@ -27,6 +27,16 @@ std::unique_ptr<mi::shader_v3::Edit_map> build_map(Cloud& cloud, const std::stri
 /// @return false, with `tag` unchanged, for other clouds
 bool store_map_of(Cloud& cloud, miTag& tag);
 
+/// The first damage of a map file, for messages.
+struct MapDamage {
+    std::int64_t offset = -1; ///< in bytes; -1: none was found
+    std::string what;
+};
+/// Examines what a map file says about itself: its end, its header, its checksum. Reads the whole
+/// file.
+/// @throws FileError
+MapDamage find_map_damage(const InputFile& file);
+
 /// The reason for a failed call of the map interface, for messages.
 std::string map_error(const mi::shader_v3::Map_status& status);
 

@@ -15,8 +15,6 @@ using mi::shader_v3::Map_field_id;
 using mi::shader_v3::Map_field_type;
 using mi::shader_v3::Map_status;
 
-constexpr std::int64_t kChecksumAt = 56; // in the header of a binary map file
-
 Attribute attribute_of_field(const Map_declaration& declaration, Map_field_id id) {
     Attribute a;
     a.name = declaration->get_field_name(id);
@@ -61,6 +59,12 @@ class MapCloud final : public Cloud {
   public:
     MapCloud(FilePtr file, Findings& findings)
         : m_file(std::move(file)), m_map(path().c_str(), &m_status) {
+        if (m_status == Map_status::File_not_a_map ||
+            m_status == Map_status::File_version_unsupported) {
+            const MapDamage damage = find_map_damage(*m_file);
+            throw FileError(m_file->name(), damage.offset,
+                            map_error(m_status) + (damage.what.empty() ? "" : ": " + damage.what));
+        }
         if (m_status != Map_status::OK) fail(map_error(m_status));
         const Map_base& map = *m_map.operator->();
         if (!map.has_declaration()) fail("the map has no declaration");
@@ -136,8 +140,9 @@ class MapCloud final : public Cloud {
     std::vector<std::pair<std::int64_t, std::string>> verify() override {
         const Map_status status = vx::maps::verify_file(path().c_str());
         if (status == Map_status::OK) return {};
-        return {{kChecksumAt, "the checksum does not match the contents, or the rows are not a "
-                              "permutation of the points"}};
+        const MapDamage damage = find_map_damage(*m_file);
+        if (!damage.what.empty()) return {{damage.offset, damage.what}};
+        return {{-1, "the rows are not a permutation of the points"}};
     }
 
     // A tag for further accesses to the same map.

@@ -141,9 +141,12 @@ Tally ReaderProbe::tally(const miState& state) const {
         switch (functor.Classify(row)) {
         case Rejection::Distance:
             continue;
-        case Rejection::Label:
+        case Rejection::Label: {
+            int label = 0;
             ++t.by_label;
+            if (row.get(m_record->tagField, label).is_ok()) ++t.labels[label];
             break;
+        }
         case Rejection::Cone:
             ++t.by_cone;
             break;

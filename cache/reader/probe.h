@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -55,6 +56,7 @@ struct Tally {
     std::int64_t total = 0;
     std::int64_t within = 0; ///< not farther away than the radius
     std::int64_t by_label = 0;
+    std::map<int, std::int64_t> labels; ///< of the points rejected by label, and their number
     std::int64_t by_cone = 0;
     std::int64_t by_facing = 0;
     std::int64_t passed = 0; ///< of which at most max_points are found

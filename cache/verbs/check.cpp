@@ -1,7 +1,7 @@
 #include "cache/cloud/attribute_reader.h"
+#include "cache/cloud/edited.h"
+#include "cache/verbs/sequence.h"
 #include "cache/verbs/verbs.h"
-
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -12,8 +12,6 @@
 namespace vx::cache {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // Counts one kind of problem and keeps the position of the first.
 class OddityCount {
@@ -120,6 +118,8 @@ Findings check_file(const std::string& path, const OpenOptions& options, std::st
     try {
         const OpenedCloud opened = open_cloud(path, findings, options);
         Cloud& cloud = *opened.cloud;
+        for (const std::string& renamed : rename_aliases(cloud))
+            findings.push_back({Severity::note, -1, renamed});
         format = format_name(opened.format);
         if (cloud.count == 0) findings.push_back({Severity::warning, -1, "there are no points"});
         const int position = cloud.find("position");
@@ -150,18 +150,16 @@ Findings check_file(const std::string& path, const OpenOptions& options, std::st
 Run add_check(CLI::App& app) {
     struct Options {
         std::vector<std::string> files;
-        std::string frames;
+        SequenceOptions sequence;
         bool strict = false;
     };
     auto o = std::make_shared<Options>();
     app.add_option("files", o->files,
                    "files to check; #### stands for the frame number, - for standard input")
         ->required();
-    app.add_option("--frames", o->frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    o->sequence.add(app, false);
     app.add_flag("--strict", o->strict, "exit with status 1 for warnings, too");
     return [o](Session& session) {
-        Json all = Json::array();
         const auto check = [&](const std::string& path) {
             std::string format = "unknown";
             const Findings findings = check_file(path, session.open_options, format);
@@ -178,26 +176,23 @@ Run add_check(CLI::App& app) {
                 } else if (f.severity != Severity::note || session.verbose) {
                     const std::string where =
                         f.offset < 0 ? "" : "byte " + std::to_string(f.offset) + ": ";
-                    std::printf("%s: %s: %s%s\n", path.c_str(), word.c_str(), where.c_str(),
-                                f.text.c_str());
+                    std::printf("%s: %s: %s%s\n", shown(path).c_str(), word.c_str(), where.c_str(),
+                                shown(f.text).c_str());
                 }
             }
             session.failed = session.failed || bad;
-            if (session.json) {
-                all.push_back(
-                    {{"file", path}, {"format", format}, {"ok", !bad}, {"findings", list}});
-            } else if (!bad && !session.quiet) {
-                std::printf("%s: ok (%s)\n", path.c_str(), format.c_str());
+            session.record()["format"] = format;
+            session.record()["findings"] = std::move(list);
+            if (bad) session.record()["ok"] = false;
+            if (!session.json && !bad && !session.quiet) {
+                std::printf("%s: ok (%s)\n", shown(path).c_str(), format.c_str());
             }
         };
         for (const std::string& pattern : o->files) {
             session.attempt([&] {
-                for (const FramedName& file : expand_frames(pattern, o->frames))
-                    check(file.name);
+                const std::vector<Step> steps = o->sequence.steps(session, {pattern});
+                o->sequence.run(session, steps, [&](const Step& step) { check(step.inputs[0]); });
             });
-        }
-        if (session.json) {
-            std::printf("%s\n", all.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
         }
     };
 }

@@ -5,31 +5,29 @@
 #include "cache/verbs/verbs.h"
 
 #include <memory>
-#include <optional>
 
 namespace vx::cache {
 
 Run add_convert(CLI::App& app) {
     struct Options {
         InputOutput files;
-        std::optional<std::string> labels;
+        Criteria criteria;
     };
     auto o = std::make_shared<Options>();
     o->files.add(app);
     app.add_option_function<std::string>(
-        "--labels", [o](const std::string& text) { o->labels = text; },
+        "--labels", [o](const std::string& text) { o->criteria.labels = text; },
         "keep the points of these labels only, as 1,3,5-7");
     return [o](Session& session) {
-        o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
-            if (!o->labels) {
-                o->files.options.write(session, *opened.cloud, path, opened.format);
+        if (o->criteria.labels) need_labels("--labels", *o->criteria.labels);
+        o->files.each(session, [&](const EditedInput& in, const std::string& path) {
+            if (!o->criteria.labels) {
+                o->files.options.write(session, in.cloud, path, in.format);
                 return;
             }
-            Criteria criteria;
-            criteria.labels = o->labels;
-            SelectedCloud some(*opened.cloud, select_points(*opened.cloud, criteria));
-            report_kept(session, path, some, *opened.cloud);
-            o->files.options.write(session, some, path, opened.format);
+            SelectedCloud some(in.cloud, select_points(in.cloud, o->criteria));
+            report_kept(session, path, some, in.cloud);
+            o->files.options.write(session, some, path, in.format);
         });
     };
 }

@@ -1,8 +1,8 @@
 #include "cache/cloud/attribute_reader.h"
+#include "cache/verbs/sequence.h"
 #include "cache/verbs/verbs.h"
 
 #include <nanoflann.hpp>
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -13,7 +13,14 @@ namespace vx::cache {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+constexpr std::size_t kWorstShown = 3;
+
+// Two values of a point that differ.
+struct Pair {
+    std::int64_t point = 0;
+    double error = 0;
+    std::vector<double> a, b;
+};
 
 struct Difference {
     std::string attribute;
@@ -21,6 +28,7 @@ struct Difference {
     std::int64_t first = -1;
     double largest = 0;
     double sum = 0;
+    std::vector<Pair> worst; // by decreasing error
 };
 
 struct Comparison {
@@ -51,6 +59,7 @@ struct Tolerance {
 void compare(std::span<const double> a, std::span<const double> b, std::size_t width,
              std::int64_t point, const Tolerance& tolerance, Difference& d) {
     bool differs = false;
+    double worst = 0;
     for (std::size_t k = 0; k < width; ++k) {
         const double x = a[k];
         const double y = b[k];
@@ -59,15 +68,18 @@ void compare(std::span<const double> a, std::span<const double> b, std::size_t w
         const double size = std::max(std::abs(x), std::abs(y));
         const bool within = error <= tolerance.absolute + tolerance.relative * size;
         differs = differs || !within;
-        if (std::isnan(error)) {
-            d.largest = std::numeric_limits<double>::infinity();
-        } else {
-            d.largest = std::max(d.largest, error);
-            d.sum += error;
-        }
+        if (!std::isnan(error)) d.sum += error;
+        worst =
+            std::max(worst, std::isnan(error) ? std::numeric_limits<double>::infinity() : error);
     }
+    d.largest = std::max(d.largest, worst);
     if (!differs) return;
     if (d.points++ == 0) d.first = point;
+    if (d.worst.size() == kWorstShown && !(worst > d.worst.back().error)) return;
+    if (d.worst.size() == kWorstShown) d.worst.pop_back();
+    const auto place = std::find_if(d.worst.begin(), d.worst.end(),
+                                    [&](const Pair& pair) { return pair.error < worst; });
+    d.worst.insert(place, {point, worst, {a.begin(), a.end()}, {b.begin(), b.end()}});
 }
 
 struct PointSet {
@@ -112,12 +124,37 @@ std::vector<std::int64_t> match(const PointSet& from, const PointSet& to, double
     return matches;
 }
 
+// The attributes that are compared.
+struct NameFilter {
+    std::vector<std::string> only; // empty: all
+    std::vector<std::string> ignore;
+
+    bool operator()(const std::string& name) const {
+        const auto has = [&](const std::vector<std::string>& list) {
+            return std::find(list.begin(), list.end(), name) != list.end();
+        };
+        return (only.empty() || has(only)) && !has(ignore);
+    }
+    // Names that neither cloud has are mistakes.
+    void check(const Cloud& a, const Cloud& b) const {
+        for (const auto* list : {&only, &ignore}) {
+            for (const std::string& name : *list) {
+                if (a.find(name) >= 0 || b.find(name) >= 0) continue;
+                throw FileError(a.file_name, -1,
+                                "has no attribute '" + name + "', and neither has " + b.file_name);
+            }
+        }
+    }
+};
+
 class Differ {
   public:
-    Differ(Cloud& a, Cloud& b, Tolerance tolerance) : m_a(a), m_b(b), m_tolerance(tolerance) {
+    Differ(Cloud& a, Cloud& b, Tolerance tolerance, const NameFilter& compares)
+        : m_a(a), m_b(b), m_tolerance(tolerance) {
         result.count_a = a.count;
         result.count_b = b.count;
         for (std::size_t i = 0; i < a.attributes.size(); ++i) {
+            if (!compares(a.attributes[i].name)) continue;
             const int at = b.find(a.attributes[i].name);
             const bool same = at >= 0 && b.attributes[static_cast<std::size_t>(at)].width ==
                                              a.attributes[i].width;
@@ -128,6 +165,7 @@ class Differ {
             }
         }
         for (const Attribute& other : b.attributes) {
+            if (!compares(other.name)) continue;
             const int at = a.find(other.name);
             if (at < 0 || a.attributes[static_cast<std::size_t>(at)].width != other.width) {
                 result.only_b.push_back(other.name);
@@ -201,15 +239,25 @@ class Differ {
     std::vector<std::pair<std::size_t, std::size_t>> m_shared;
 };
 
+std::string numbers(const std::vector<double>& values) {
+    std::string text;
+    for (const double v : values) {
+        char one[40];
+        (void)std::snprintf(one, sizeof one, "%s%.9g", text.empty() ? "" : " ", v);
+        text += one;
+    }
+    return text;
+}
+
 void print(const Comparison& c) {
     if (c.count_a != c.count_b) {
         std::printf("points: %lld and %lld\n", static_cast<long long>(c.count_a),
                     static_cast<long long>(c.count_b));
     }
     for (const std::string& name : c.only_a)
-        std::printf("'%s': only in the first\n", name.c_str());
+        std::printf("'%s': only in the first\n", shown(name).c_str());
     for (const std::string& name : c.only_b)
-        std::printf("'%s': only in the second\n", name.c_str());
+        std::printf("'%s': only in the second\n", shown(name).c_str());
     if (c.unmatched + c.unmatched_b > 0) {
         std::printf("unmatched: %lld of the first, %lld of the second\n",
                     static_cast<long long>(c.unmatched), static_cast<long long>(c.unmatched_b));
@@ -218,8 +266,12 @@ void print(const Comparison& c) {
         if (d.points == 0) continue;
         std::printf(
             "'%s': %lld of %lld points differ, the first is point %lld; largest difference %.6g\n",
-            d.attribute.c_str(), static_cast<long long>(d.points),
+            shown(d.attribute).c_str(), static_cast<long long>(d.points),
             static_cast<long long>(c.compared), static_cast<long long>(d.first), d.largest);
+        for (const Pair& pair : d.worst) {
+            std::printf("  point %lld: %s and %s\n", static_cast<long long>(pair.point),
+                        numbers(pair.a).c_str(), numbers(pair.b).c_str());
+        }
     }
     std::printf(c.differs() ? "the clouds differ\n" : "the clouds agree\n");
 }
@@ -227,16 +279,25 @@ void print(const Comparison& c) {
 Json describe(const Comparison& c) {
     Json list = Json::array();
     for (const Difference& d : c.differences) {
+        Json worst = Json::array();
+        for (const Pair& pair : d.worst)
+            worst.push_back({{"point", pair.point}, {"first", pair.a}, {"second", pair.b}});
         list.push_back({{"name", d.attribute},
                         {"points", d.points},
                         {"first", d.first < 0 ? Json(nullptr) : Json(d.first)},
                         {"max", d.largest},
-                        {"sum", d.sum}});
+                        {"sum", d.sum},
+                        {"worst", std::move(worst)}});
     }
-    return {{"differs", c.differs()},       {"points", {c.count_a, c.count_b}},
-            {"compared", c.compared},       {"only_first", c.only_a},
-            {"only_second", c.only_b},      {"unmatched", {c.unmatched, c.unmatched_b}},
-            {"attributes", std::move(list)}};
+    Json out;
+    out["differs"] = c.differs();
+    out["points"] = {c.count_a, c.count_b};
+    out["compared"] = c.compared;
+    out["only_first"] = c.only_a;
+    out["only_second"] = c.only_b;
+    out["unmatched"] = {c.unmatched, c.unmatched_b};
+    out["attributes"] = std::move(list);
+    return out;
 }
 
 } // namespace
@@ -246,8 +307,10 @@ Run add_diff(CLI::App& app) {
         std::string a;
         std::string b;
         Tolerance tolerance;
+        NameFilter compares;
         bool nearest = false;
         double distance = std::numeric_limits<double>::infinity();
+        SequenceOptions sequence;
     };
     auto o = std::make_shared<Options>();
     app.add_option("first", o->a, "a cloud")->required();
@@ -258,30 +321,43 @@ Run add_diff(CLI::App& app) {
     app.add_option("--relative", o->tolerance.relative,
                    "relative tolerance, as a fraction of the larger value")
         ->check(CLI::NonNegativeNumber);
+    app.add_option("--only", o->compares.only, "compare these attributes only, as rgbPP,tag")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    app.add_option("--ignore", o->compares.ignore, "do not compare these attributes, as radius,id")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     app.add_flag("--nearest", o->nearest,
                  "compare each point with the nearest one of the other cloud");
     app.add_option("--distance", o->distance,
                    "with --nearest: largest distance between matched points")
         ->check(CLI::NonNegativeNumber)
         ->needs("--nearest");
+    o->sequence.add(app, false);
     return [o](Session& session) {
-        session.attempt([&] {
-            const OpenedCloud a = session.open(o->a);
-            const OpenedCloud b = session.open(o->b);
-            Differ differ(*a.cloud, *b.cloud, o->tolerance);
+        const auto compare_pair = [&](const Step& step) {
+            const OpenedCloud a = session.open(step.inputs[0]);
+            const OpenedCloud b = session.open(step.inputs[1]);
+            o->compares.check(*a.cloud, *b.cloud);
+            Differ differ(*a.cloud, *b.cloud, o->tolerance, o->compares);
             if (o->nearest) {
                 differ.by_nearest(o->distance);
             } else {
                 differ.by_index();
             }
-            if (session.json) {
-                std::printf("%s\n", describe(differ.result)
-                                        .dump(2, ' ', false, Json::error_handler_t::replace)
-                                        .c_str());
-            } else if (!session.quiet) {
+            session.record().update(describe(differ.result));
+            if (!session.json && !session.quiet) {
+                if (step.framed) std::printf("frame %d: ", step.frame);
                 print(differ.result);
             }
-            session.failed = session.failed || differ.result.differs();
+            if (differ.result.differs()) {
+                session.failed = true;
+                session.record()["ok"] = false;
+            }
+        };
+        session.attempt([&] {
+            const std::vector<Step> steps = o->sequence.steps(session, {o->a, o->b});
+            o->sequence.run(session, steps, compare_pair);
         });
     };
 }

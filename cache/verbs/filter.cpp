@@ -2,9 +2,11 @@
 #include "cache/cloud/derived.h"
 #include "cache/verbs/input_output.h"
 #include "cache/verbs/selection.h"
+#include "cache/verbs/thinning.h"
 #include "cache/verbs/verbs.h"
 
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
 namespace vx::cache {
@@ -26,6 +28,11 @@ void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
         ->group("Criteria");
     app.add_option("--opacity", texts[3], "min,max: keep points with an opacity in this range")
         ->group("Criteria");
+    app.add_option(
+           "--where", c.where,
+           "expression, as 'opacityPP > 0.5 && position.y < 1 && tag != 4'; keep points for "
+           "which it is not 0")
+        ->group("Criteria");
     app.add_flag("--invert", c.invert,
                  "keep the points that fail the criteria; applied before thinning")
         ->group("Criteria");
@@ -40,6 +47,7 @@ void add_criteria(CLI::App& app, Criteria& c, std::vector<std::string>& texts) {
 }
 
 void take_texts(Criteria& c, const std::vector<std::string>& texts) {
+    if (c.labels) need_labels("--labels", *c.labels);
     if (!texts[0].empty()) c.box = parse_numbers(texts[0], 6, "--box");
     if (!texts[1].empty()) c.around = parse_numbers(texts[1], 4, "--around");
     if (!texts[2].empty()) c.cone = parse_numbers(texts[2], 4, "--cone");
@@ -52,6 +60,42 @@ void take_texts(Criteria& c, const std::vector<std::string>& texts) {
     c.most_opacity = opacity[1];
 }
 
+// Thinning to a number of points within the radius of a lookup.
+struct LookupThinning {
+    double radius = 0; // 0: none
+    double points = 16;
+
+    void add(CLI::App& app) {
+        CLI::Option* const wide =
+            app.add_option("--for-radius", radius,
+                           "choose the spacing for lookups with this radius: about --points points "
+                           "then lie within it")
+                ->check(CLI::PositiveNumber)
+                ->excludes("--spacing")
+                ->group("Thinning");
+        app.add_option("--points", points, "number of points within --for-radius")
+            ->check(CLI::Range(1.0, 1e9))
+            ->capture_default_str()
+            ->needs(wide)
+            ->group("Thinning");
+    }
+    void apply(Session& session, Cloud& cloud, const std::string& path,
+               std::vector<bool>& keep) const {
+        if (!(radius > 0)) return;
+        const Thinning chosen = choose_spacing(cloud, keep, radius, points);
+        if (chosen.spacing > 0) thin_points(cloud, chosen.spacing, keep);
+        session.record()["thinning"] = {{"spacing", chosen.spacing},
+                                        {"points_per_lookup_before", chosen.before},
+                                        {"points_per_lookup_after", chosen.after}};
+        char text[200];
+        (void)std::snprintf(text, sizeof text,
+                            "spacing %.4g; a lookup with the radius %.4g visits about %.0f points, "
+                            "%.0f before",
+                            chosen.spacing, radius, chosen.after, chosen.before);
+        session.note(path + ": " + text);
+    }
+};
+
 } // namespace
 
 Run add_filter(CLI::App& app) {
@@ -59,16 +103,20 @@ Run add_filter(CLI::App& app) {
         InputOutput files;
         Criteria criteria;
         std::vector<std::string> texts;
+        LookupThinning thinning;
     };
     auto o = std::make_shared<Options>();
     o->files.add(app);
     add_criteria(app, o->criteria, o->texts);
+    o->thinning.add(app);
     return [o](Session& session) {
         take_texts(o->criteria, o->texts);
-        o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
-            SelectedCloud some(*opened.cloud, select_points(*opened.cloud, o->criteria));
-            report_kept(session, path, some, *opened.cloud);
-            o->files.options.write(session, some, path, opened.format);
+        o->files.each(session, [&](const EditedInput& in, const std::string& path) {
+            std::vector<bool> keep = select_points(in.cloud, o->criteria);
+            o->thinning.apply(session, in.cloud, path, keep);
+            SelectedCloud some(in.cloud, std::move(keep));
+            report_kept(session, path, some, in.cloud);
+            o->files.options.write(session, some, path, in.format);
         });
     };
 }

@@ -1,7 +1,6 @@
+#include "cache/verbs/sequence.h"
 #include "cache/verbs/statistics.h"
 #include "cache/verbs/verbs.h"
-
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -11,11 +10,10 @@ namespace vx::cache {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr std::size_t kLabelsShown = 20;
 
 std::string number(double v) {
+    if (std::isnan(v)) return "-"; // no finite value
     char text[40];
     (void)std::snprintf(text, sizeof text, "%.6g", v);
     return text;
@@ -43,13 +41,13 @@ std::int64_t not_finite(const std::vector<Range>& ranges) {
     return n;
 }
 
-Json describe(const OpenedCloud& opened, const Statistics& s) {
+void describe(const OpenedCloud& opened, const Statistics& s, Json& out) {
     const Cloud& cloud = *opened.cloud;
-    Json out;
     out["file"] = cloud.file_name;
     out["format"] = format_name(opened.format);
+    out["details"] = Json::object();
     for (const auto& [name, text] : cloud.details)
-        out[name] = text;
+        out["details"][name] = text;
     out["points"] = cloud.count;
     Json attributes = Json::array();
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
@@ -79,22 +77,32 @@ Json describe(const OpenedCloud& opened, const Statistics& s) {
         out["spacing"] = {
             {"samples", s.spacing.samples}, {"median", s.spacing.median}, {"max", s.spacing.most}};
     }
-    return out;
+}
+
+// The names of the attributes, for one line per file.
+void print_short(const OpenedCloud& opened) {
+    const Cloud& cloud = *opened.cloud;
+    std::string names;
+    for (const Attribute& a : cloud.attributes)
+        names += (names.empty() ? "" : " ") + shown(a.name);
+    std::printf("%s: %s, %lld points, %s\n", shown(cloud.file_name).c_str(),
+                std::string(format_name(opened.format)).c_str(),
+                static_cast<long long>(cloud.count), names.c_str());
 }
 
 void print(const OpenedCloud& opened, const Statistics& s) {
     const Cloud& cloud = *opened.cloud;
-    std::printf("%s\n  format    %s", cloud.file_name.c_str(),
+    std::printf("%s\n  format    %s", shown(cloud.file_name).c_str(),
                 std::string(format_name(opened.format)).c_str());
     for (const auto& [name, text] : cloud.details)
-        std::printf(", %s %s", name.c_str(), text.c_str());
+        std::printf(", %s %s", shown(name).c_str(), shown(text).c_str());
     std::printf("\n  points    %lld\n", static_cast<long long>(cloud.count));
     for (std::size_t i = 0; i < cloud.attributes.size(); ++i) {
         const Attribute& a = cloud.attributes[i];
         std::string kind(type_name(a.type));
         if (a.width > 1) kind += " x" + std::to_string(a.width);
         if (a.single) kind += ", one for all";
-        std::printf("  %-12s %-12s min %s  max %s  mean %s", a.name.c_str(), kind.c_str(),
+        std::printf("  %-12s %-12s min %s  max %s  mean %s", shown(a.name).c_str(), kind.c_str(),
                     components(s.ranges[i], &Range::least).c_str(),
                     components(s.ranges[i], &Range::most).c_str(),
                     components(s.ranges[i], &Range::mean).c_str());
@@ -103,7 +111,7 @@ void print(const OpenedCloud& opened, const Statistics& s) {
         }
         std::printf("\n");
     }
-    if (const int p = cloud.find("position"); p >= 0) {
+    if (const int p = cloud.find("position"); p >= 0 && cloud.count > 0) {
         std::string size;
         for (const Range& r : s.ranges[static_cast<std::size_t>(p)])
             size += (size.empty() ? "" : " x ") + number(r.most - r.least);
@@ -133,34 +141,34 @@ void print(const OpenedCloud& opened, const Statistics& s) {
 Run add_info(CLI::App& app) {
     struct Options {
         std::vector<std::string> files;
-        std::string frames;
+        SequenceOptions sequence;
+        bool brief = false;
     };
     auto o = std::make_shared<Options>();
     app.add_option("files", o->files,
                    "files to read; #### stands for the frame number, - for standard input")
         ->required();
-    app.add_option("--frames", o->frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    app.add_flag("--short", o->brief, "one line per file: format, points, attributes");
+    o->sequence.add(app, false);
     return [o](Session& session) {
-        Json all = Json::array();
         for (const std::string& pattern : o->files) {
             session.attempt([&] {
-                for (const FramedName& file : expand_frames(pattern, o->frames)) {
-                    session.attempt([&] {
-                        const OpenedCloud opened = session.open(file.name);
-                        const Statistics s =
-                            measure(*opened.cloud, session.progress(opened.cloud->file_name));
-                        if (session.json) {
-                            all.push_back(describe(opened, s));
-                        } else {
-                            print(opened, s);
-                        }
-                    });
-                }
+                const std::vector<Step> steps = o->sequence.steps(session, {pattern});
+                o->sequence.run(session, steps, [&](const Step& step) {
+                    const OpenedCloud opened = session.open(step.inputs[0]);
+                    if (o->brief && !session.json) {
+                        print_short(opened);
+                        return;
+                    }
+                    const Statistics s =
+                        measure(*opened.cloud, session.progress(opened.cloud->file_name));
+                    if (session.json) {
+                        describe(opened, s, session.record());
+                    } else {
+                        print(opened, s);
+                    }
+                });
             });
-        }
-        if (session.json) {
-            std::printf("%s\n", all.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
         }
     };
 }

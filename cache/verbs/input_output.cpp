@@ -10,31 +10,32 @@ void InputOutput::add(CLI::App& app) {
                    "the file to write; its extension determines the format; needs #### when the "
                    "input has it")
         ->required();
-    app.add_option("--frames", frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    sequence.add(app, true);
     options.add(app);
 }
 
 void InputOutput::each(Session& session,
-                       const std::function<void(const OpenedCloud&, const std::string&)>& f) const {
-    if (has_frame_field(input) != has_frame_field(output)) {
-        throw UsageError("either both names have #### or neither");
-    }
+                       const std::function<void(const EditedInput&, const std::string&)>& f) {
     (void)options.write_options(options.format_for(output));
+    options.force = options.force || sequence.newer;
     session.attempt([&] {
-        for (const FramedName& file : expand_frames(input, frames)) {
-            session.attempt([&] {
-                const OpenedCloud opened = session.open(file.name);
-                f(opened, file.framed ? name_of_frame(output, file.frame) : output);
-            });
-        }
+        const std::vector<Step> steps = sequence.steps(session, {input}, output);
+        sequence.run(session, steps, [&](const Step& step) {
+            const OpenedCloud opened = session.open(step.inputs[0]);
+            EditLayers layers;
+            session.record()["points_read"] = opened.cloud->count;
+            f({options.edits.apply(*opened.cloud, layers), opened.format}, step.output);
+            layers.report(session, step.output);
+        });
     });
 }
 
-void report_kept(const Session& session, const std::string& path, const Cloud& some,
-                 const Cloud& all) {
+void report_kept(Session& session, const std::string& path, const Cloud& some, const Cloud& all) {
+    session.record()["kept"] = some.count;
+    session.record()["dropped"] = all.count - some.count;
     session.details(path + ": kept " + std::to_string(some.count) + " of " +
                     std::to_string(all.count) + " points");
+    if (some.count == 0 && all.count > 0) session.warning(path + ": no point is left");
 }
 
 } // namespace vx::cache

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "cache/verbs/output.h"
+#include "cache/verbs/sequence.h"
 
 #include <CLI/CLI.hpp>
 
@@ -10,21 +11,27 @@
 
 namespace vx::cache {
 
+// An input with its attributes edited.
+struct EditedInput {
+    Cloud& cloud;
+    Format format;
+};
+
 struct InputOutput {
     std::string input;
     std::string output;
-    std::string frames;
+    SequenceOptions sequence;
     OutputOptions options;
 
     void add(CLI::App& app);
     // Calls f with the cloud of every frame and the name of its output. Throws UsageError when only
     // one of the names has #### or the output has no format.
     void each(Session& session,
-              const std::function<void(const OpenedCloud&, const std::string& path)>& f) const;
+              const std::function<void(const EditedInput&, const std::string& path)>& f);
 };
 
-// Prints how many points were kept if the session is verbose.
-void report_kept(const Session& session, const std::string& path, const Cloud& some,
-                 const Cloud& all);
+// Records how many points were kept; prints it if the session is verbose, and a warning if none
+// were.
+void report_kept(Session& session, const std::string& path, const Cloud& some, const Cloud& all);
 
 } // namespace vx::cache

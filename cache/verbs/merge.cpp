@@ -8,23 +8,65 @@
 
 namespace vx::cache {
 
+namespace {
+
+struct Options {
+    std::vector<std::string> inputs;
+    std::string output;
+    SequenceOptions sequence;
+    double distance = 0;
+    bool keep_ids = false;
+    OutputOptions options;
+};
+
+void join(Session& session, const Options& o, const Step& step) {
+    std::vector<CloudPtr> clouds;
+    EditLayers layers;
+    std::vector<CloudPtr> filled;
+    std::vector<Cloud*> edited;
+    std::int64_t points = 0;
+    for (const std::string& input : step.inputs) {
+        session.attempt([&] {
+            clouds.push_back(session.open(input).cloud);
+            points += clouds.back()->count;
+            edited.push_back(
+                &o.options.fill(o.options.edits.apply(*clouds.back(), layers), filled));
+        });
+    }
+    if (edited.size() != step.inputs.size()) {
+        session.error(step.output + ": not written, since an input is missing");
+        return;
+    }
+    session.record()["points_read"] = points;
+    // Attributes that are not written need not be in all of the clouds.
+    for (Cloud*& cloud : edited)
+        cloud = &o.options.edits.choose(*cloud, layers);
+    OutputOptions output = o.options;
+    output.edits = {};
+    MergedCloud all(edited, !o.keep_ids);
+    if (o.distance > 0) {
+        Criteria criteria;
+        criteria.spacing = o.distance;
+        SelectedCloud some(all, select_points(all, criteria));
+        MergedCloud renumbered({&some}, !o.keep_ids);
+        report_kept(session, step.output, renumbered, all);
+        output.write(session, renumbered, step.output);
+    } else {
+        output.write(session, all, step.output);
+    }
+    layers.report(session, step.output);
+}
+
+} // namespace
+
 Run add_merge(CLI::App& app) {
-    struct Options {
-        std::vector<std::string> inputs;
-        std::string output;
-        std::string frames;
-        double distance = 0;
-        bool keep_ids = false;
-        OutputOptions options;
-    };
     auto o = std::make_shared<Options>();
     app.add_option("inputs", o->inputs, "clouds to join; #### stands for the frame number")
         ->required();
     app.add_option("-o,--output", o->output,
                    "the file to write; its extension determines the format")
         ->required();
-    app.add_option("--frames", o->frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+    o->sequence.add(app, true);
     app.add_option("--distance", o->distance,
                    "drop points that are closer than this to an earlier one")
         ->check(CLI::NonNegativeNumber);
@@ -33,30 +75,14 @@ Run add_merge(CLI::App& app) {
     o->options.add(app);
     return [o](Session& session) {
         (void)o->options.write_options(o->options.format_for(o->output));
-        std::vector<CloudPtr> clouds;
-        for (const std::string& pattern : o->inputs) {
-            session.attempt([&] {
-                for (const FramedName& file : expand_frames(pattern, o->frames))
-                    session.attempt([&] { clouds.push_back(session.open(file.name).cloud); });
-            });
-        }
-        if (session.failed) {
-            session.error(o->output + ": not written, since an input is missing");
-            return;
-        }
+        o->options.force = o->options.force || o->sequence.newer;
         session.attempt([&] {
-            MergedCloud all(std::move(clouds), !o->keep_ids);
-            if (!(o->distance > 0)) {
-                o->options.write(session, all, o->output);
+            const std::vector<Step> steps = o->sequence.steps(session, o->inputs, o->output, true);
+            if (session.failed && !steps.empty() && !steps[0].framed) {
+                session.error(o->output + ": not written, since an input is missing");
                 return;
             }
-            Criteria criteria;
-            criteria.spacing = o->distance;
-            std::vector<CloudPtr> one;
-            one.push_back(std::make_unique<SelectedCloud>(all, select_points(all, criteria)));
-            MergedCloud renumbered(std::move(one), !o->keep_ids);
-            report_kept(session, o->output, renumbered, all);
-            o->options.write(session, renumbered, o->output);
+            o->sequence.run(session, steps, [&](const Step& step) { join(session, *o, step); });
         });
     };
 }

@@ -2,6 +2,7 @@
 
 #include "cache/cloud/attribute_reader.h"
 #include "cache/cloud/error.h"
+#include "cache/verbs/expression.h"
 #include "cache/verbs/output.h"
 
 #include <array>
@@ -105,7 +106,25 @@ void sift_labels(Cloud& cloud, const std::string& text, std::vector<bool>& keep)
     });
 }
 
+void sift_expression(Cloud& cloud, const std::string& text, std::vector<bool>& keep) {
+    Expression expression(cloud, "--where", text);
+    for_blocks(cloud.count, [&](std::int64_t first, std::int64_t n) {
+        const auto values = expression.evaluate(first, n);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (values[i] == 0 || std::isnan(values[i])) {
+                keep[static_cast<std::size_t>(first) + i] = false;
+            }
+        }
+    });
+}
+
 } // namespace
+
+void thin_points(Cloud& cloud, double spacing, std::vector<bool>& keep) {
+    KeptPoints kept(spacing);
+    sift(cloud, need_position(cloud), keep,
+         [&](const double* p, std::size_t) { return kept.take(p); });
+}
 
 std::vector<bool> select_points(Cloud& cloud, const Criteria& c) {
     std::vector<bool> keep(static_cast<std::size_t>(cloud.count), true);
@@ -136,15 +155,12 @@ std::vector<bool> select_points(Cloud& cloud, const Criteria& c) {
                    (!c.most_opacity || *v <= *c.most_opacity);
         });
     }
+    if (!c.where.empty()) sift_expression(cloud, c.where, keep);
     if (c.invert) keep.flip();
     for (std::size_t i = 0; c.random < 1 && i < keep.size(); ++i) {
         if (random_of(c.seed, i) >= c.random) keep[i] = false;
     }
-    if (c.spacing > 0) {
-        KeptPoints kept(c.spacing);
-        sift(cloud, need_position(cloud), keep,
-             [&](const double* p, std::size_t) { return kept.take(p); });
-    }
+    if (c.spacing > 0) thin_points(cloud, c.spacing, keep);
     return keep;
 }
 

@@ -1,12 +1,11 @@
 #include "cache/verbs/session.h"
 
+#include "cache/cloud/edited.h"
 #include "cache/formats/text.h"
-#include "host/scene/frame_list.h"
 #include "host/scene/printable.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <new>
 
 #include <unistd.h>
@@ -14,10 +13,6 @@
 namespace vx::cache {
 
 namespace {
-
-void say(const char* kind, const std::string& text) {
-    (void)std::fprintf(stderr, "vx_cache: %s%s\n", kind, scene::printable(text).c_str());
-}
 
 std::string seconds(double s) {
     char text[32];
@@ -27,17 +22,86 @@ std::string seconds(double s) {
 
 } // namespace
 
+std::string shown(std::string_view text) {
+    std::string line;
+    for (const char c : scene::printable(text)) {
+        if (c == '\n' || c == '\t') {
+            line += c == '\n' ? "\\x0a" : "\\x09";
+        } else {
+            line += c;
+        }
+    }
+    return line;
+}
+
+void Session::say(const char* severity, const std::string& text, bool print) {
+    const std::string_view kind(severity);
+    if (m_record.is_object()) {
+        m_record["messages"].push_back({{"severity", kind}, {"text", text}});
+        if (kind == "error") m_record["ok"] = false;
+    } else if (kind == "error") {
+        // An error that concerns no file in particular has a record of its own.
+        begin({}, "");
+        m_record["messages"].push_back({{"severity", kind}, {"text", text}});
+        end(true);
+    }
+    const bool joined = m_joins && (kind == "note" || kind == "warning");
+    if (!print || m_silent || joined) return;
+    const bool marked = kind == "error" || kind == "warning";
+    (void)std::fprintf(stderr, "vx_cache: %s%s%s\n", marked ? severity : "", marked ? ": " : "",
+                       shown(text).c_str());
+}
+
 void Session::error(const std::string& text) {
     failed = true;
-    say("error: ", text);
+    say("error", text, true);
 }
 
-void Session::note(const std::string& text) const {
-    if (!quiet) say("", text);
+void Session::warning(const std::string& text) {
+    say("warning", text, !quiet);
 }
 
-void Session::details(const std::string& text) const {
-    if (verbose) say("", text);
+void Session::note(const std::string& text) {
+    say("note", text, !quiet);
+}
+
+void Session::details(const std::string& text) {
+    say("details", text, verbose);
+}
+
+void Session::begin(const std::vector<std::string>& inputs, const std::string& output) {
+    m_record = Json::object();
+    m_record["verb"] = verb;
+    m_record["file"] = inputs.empty() ? "" : inputs[0];
+    if (inputs.size() > 1) m_record["inputs"] = inputs;
+    if (!output.empty()) m_record["output"] = output;
+    m_record["ok"] = true;
+    m_record["messages"] = Json::array();
+}
+
+void Session::end(bool fails) {
+    if (fails) m_record["ok"] = false;
+    if (m_record.is_object()) m_report.push_back(std::move(m_record));
+    m_record = Json();
+}
+
+void Session::replay(Json record) {
+    const Json messages = std::move(record["messages"]);
+    record["messages"] = Json::array();
+    const bool ok = record["ok"] == true;
+    m_record = std::move(record);
+    for (const Json& message : messages) {
+        const std::string severity = message["severity"];
+        const std::string text = message["text"];
+        const bool wanted = severity == "error" || (severity == "details" ? verbose : !quiet);
+        say(severity.c_str(), text, wanted);
+    }
+    failed = failed || !ok;
+}
+
+void Session::print_report() const {
+    if (!json) return;
+    std::printf("%s\n", m_report.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
 void Session::attempt(const std::function<void()>& f) {
@@ -50,7 +114,7 @@ void Session::attempt(const std::function<void()>& f) {
     }
 }
 
-OpenedCloud Session::open(const std::string& path) const {
+OpenedCloud Session::open(const std::string& path) {
     Findings findings;
     OpenedCloud opened = open_cloud(path, findings, open_options);
     for (const Finding& f : findings) {
@@ -59,14 +123,16 @@ OpenedCloud Session::open(const std::string& path) const {
         if (f.severity == Severity::note) {
             details(text);
         } else {
-            note("warning: " + text);
+            warning(text);
         }
     }
+    for (const std::string& renamed : rename_aliases(*opened.cloud))
+        note(opened.cloud->file_name + ": " + renamed);
     return opened;
 }
 
 std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string what) const {
-    if (quiet || ::isatty(STDERR_FILENO) == 0) return {};
+    if (quiet || m_silent || ::isatty(STDERR_FILENO) == 0) return {};
     using Clock = std::chrono::steady_clock;
     return [what = std::move(what), start = Clock::now(),
             last = Clock::time_point{}](std::int64_t done, std::int64_t total) mutable {
@@ -82,68 +148,10 @@ std::function<void(std::int64_t, std::int64_t)> Session::progress(std::string wh
         }
         const double rate = static_cast<double>(done) / std::max(used, 1e-3);
         (void)std::fprintf(stderr, "\r\033[K%s  %3.0f %%  %.2f million/s  %s left",
-                           scene::printable(what).c_str(),
+                           shown(what).c_str(),
                            100.0 * static_cast<double>(done) / static_cast<double>(total),
                            rate * 1e-6, seconds(static_cast<double>(total - done) / rate).c_str());
     };
-}
-
-Frames Frames::parse(const std::string& text) {
-    Frames frames;
-    const std::string why = scene::parse_frame_list(text, frames.numbers);
-    if (!why.empty()) throw UsageError("--frames: " + why);
-    return frames;
-}
-
-bool has_frame_field(const std::string& pattern) {
-    return pattern.find('#') != std::string::npos;
-}
-
-std::string name_of_frame(const std::string& pattern, int frame) {
-    const std::size_t begin = pattern.rfind('#');
-    std::size_t first = begin;
-    while (first > 0 && pattern[first - 1] == '#')
-        --first;
-    const std::size_t width = begin + 1 - first;
-    std::string number = std::to_string(frame);
-    if (number.size() < width) number.insert(0, width - number.size(), '0');
-    return pattern.substr(0, first) + number + pattern.substr(begin + 1);
-}
-
-std::vector<FramedName> expand_frames(const std::string& pattern, const std::string& frames) {
-    if (!has_frame_field(pattern)) return {{pattern, 0, false}};
-    std::vector<FramedName> names;
-    if (!frames.empty()) {
-        for (const int f : Frames::parse(frames).numbers)
-            names.push_back({name_of_frame(pattern, f), f, true});
-        return names;
-    }
-    const std::filesystem::path whole(pattern);
-    const std::string file = whole.filename().string();
-    const std::size_t end = file.rfind('#') + 1;
-    std::size_t begin = file.find('#');
-    if (end == 0)
-        throw UsageError("'" + pattern + "': '#' stands for a frame in the file's name only");
-    while (file.find_first_not_of('#', begin) < end)
-        begin = file.find('#', file.find_first_not_of('#', begin));
-    std::error_code ignored;
-    const std::filesystem::path folder = whole.has_parent_path() ? whole.parent_path() : ".";
-    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-        const std::string name = entry.path().filename().string();
-        const std::size_t rest = file.size() - end;
-        if (name.size() <= begin + rest || name.compare(0, begin, file, 0, begin) != 0 ||
-            name.compare(name.size() - rest, rest, file, end) != 0) {
-            continue;
-        }
-        const auto frame = parse_int(name.substr(begin, name.size() - rest - begin));
-        if (!frame || *frame < 0 || *frame > 1000000000) continue;
-        const int f = static_cast<int>(*frame);
-        if (name_of_frame(file, f) != name) continue;
-        names.push_back({(whole.parent_path() / name).string(), f, true});
-    }
-    std::sort(names.begin(), names.end(), [](auto& a, auto& b) { return a.frame < b.frame; });
-    if (names.empty()) throw FileError(pattern, -1, "no file has such a name");
-    return names;
 }
 
 std::vector<double> parse_numbers(const std::string& text, std::size_t count,

@@ -47,9 +47,9 @@ Run add_transform(CLI::App& app) {
             const std::vector<double> t = parse_numbers(o->translate, 3, "--translate");
             m *= Matrix().setTranslation(Imath::V3d(t[0], t[1], t[2]));
         }
-        o->files.each(session, [&](const OpenedCloud& opened, const std::string& path) {
-            TransformedCloud moved(*opened.cloud, m);
-            o->files.options.write(session, moved, path, opened.format);
+        o->files.each(session, [&](const EditedInput& in, const std::string& path) {
+            TransformedCloud moved(in.cloud, m);
+            o->files.options.write(session, moved, path, in.format);
         });
     };
 }

@@ -1,5 +1,7 @@
 // view: pictures of clouds.
+#include "cache/cloud/edited.h"
 #include "cache/picture/legend.h"
+#include "cache/verbs/sequence.h"
 #include "cache/verbs/verbs.h"
 #include "cache/verbs/view_camera.h"
 #include "cache/verbs/view_options.h"
@@ -9,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace vx::cache {
 
@@ -20,10 +23,13 @@ struct Shot {
     std::string picture;
 };
 
-std::vector<Shot> shots_of(const ViewOptions& o) {
+std::vector<Shot> shots_of(Session& session, const ViewOptions& o) {
     std::vector<Shot> shots;
-    for (const FramedName& file : expand_frames(o.input, o.frames)) {
-        shots.push_back({file.name, file.framed ? name_of_frame(o.output, file.frame) : o.output});
+    SequenceOptions sequence;
+    sequence.frames = o.frames;
+    for (const Step& step : sequence.steps(session, {o.input})) {
+        shots.push_back(
+            {step.inputs[0], step.framed ? name_of_frame(o.output, step.frame) : o.output});
     }
     return shots;
 }
@@ -65,17 +71,26 @@ class ViewRun {
         : m_session(session), m_options(options) {}
 
     void pictures() {
-        const std::vector<Shot> shots = shots_of(m_options);
+        const std::vector<Shot> shots = shots_of(m_session, m_options);
         if (m_options.turntable == 0) {
             for (const Shot& shot : shots)
                 refuse_existing(shot.picture, m_options.force);
         }
         std::vector<Shot> seen;
+        std::vector<Json> records; // of these
         for (const Shot& shot : shots) {
+            m_session.begin({shot.cloud}, shot.picture);
+            bool usable = false;
             m_session.attempt([&] {
                 survey(shot.cloud);
-                seen.push_back(shot);
+                usable = true;
             });
+            if (usable) {
+                seen.push_back(shot);
+                records.push_back(std::exchange(m_session.record(), Json()));
+            } else {
+                m_session.end(true);
+            }
         }
         if (seen.empty()) return;
         if (m_survey.points > 0 && m_survey.radius == 0 && !m_options.style.radius) {
@@ -101,8 +116,11 @@ class ViewRun {
             m_survey.scale.high = m_options.range->second;
         }
         place(seen);
-        for (const Shot& shot : seen)
-            m_session.attempt([&] { draw(shot); });
+        for (std::size_t i = 0; i < seen.size(); ++i) {
+            m_session.record() = std::move(records[i]);
+            m_session.attempt([&] { draw(seen[i]); });
+            m_session.end(false);
+        }
     }
 
   private:
@@ -120,6 +138,7 @@ class ViewRun {
         Findings ignored; // reported the first time
         m_current.opened =
             first ? m_session.open(name) : open_cloud(name, ignored, m_session.open_options);
+        (void)rename_aliases(*m_current.opened.cloud);
         const auto known = m_radii.find(name);
         m_current.points = std::make_unique<ViewCloud>(
             *m_current.opened.cloud, m_options.style,
@@ -200,6 +219,9 @@ class ViewRun {
         if (drawn.points == 0) m_session.note(name + ": no point lies within the picture");
         draw_legend(picture, m_legend, m_options.style.background);
         write_picture(picture, m_options, name);
+        m_session.record()["width"] = picture.width;
+        m_session.record()["height"] = picture.height;
+        m_session.record()["points"] = drawn.points;
         m_session.details(name + ": " + std::to_string(picture.width) + " x " +
                           std::to_string(picture.height) + " pixels");
     }

@@ -3,6 +3,7 @@
 #include "cache/formats/text.h"
 #include "cache/html/page.h"
 #include "cache/picture/color_map.h"
+#include "cache/verbs/sequence.h"
 
 #include <cmath>
 
@@ -39,7 +40,8 @@ void ViewOptions::add(CLI::App& app) {
         ->check(CLI::Range(std::int64_t{1}, kMostPagePoints))
         ->capture_default_str();
     app.add_option("--frames", frames,
-                   "frames of a #### name, as 1-100x2 (default: all existing files)");
+                   "frames of a #### name, as 1-100x2 (default: all existing files); @@@@, %04d "
+                   "and $F4 mean the same as ####");
     app.add_flag("-f,--force", force, "replace existing files");
 
     const char* const look = "Appearance";
@@ -109,6 +111,7 @@ void ViewOptions::settle() {
     if (!html.empty() && !output.empty() && input == "-") {
         throw UsageError("standard input can be read only once: use --output or --html, not both");
     }
+    if (style.labels) need_labels("--labels", *style.labels);
     if (!m_range.empty()) {
         const std::vector<double> r = parse_numbers(m_range, 2, "--range");
         if (!(r[0] < r[1]) || !std::isfinite(r[1] - r[0])) {

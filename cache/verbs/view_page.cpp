@@ -1,6 +1,7 @@
 #include "cache/verbs/view_page.h"
 
 #include "cache/html/page.h"
+#include "cache/verbs/sequence.h"
 
 namespace vx::cache {
 
@@ -55,6 +56,8 @@ void write_one(Session& session, const ViewOptions& o, const std::string& input,
     out.commit();
     for (const std::string& note : notes)
         session.note(name + ": " + note);
+    session.record()["points"] = opened.cloud->count;
+    session.record()["bytes"] = out.position();
     session.details(name + ": " + std::to_string(out.position()) + " bytes");
 }
 
@@ -66,12 +69,11 @@ void write_pages(Session& session, const ViewOptions& o) {
                          "viewer is bundled with");
     }
     session.attempt([&] {
-        for (const FramedName& file : expand_frames(o.input, o.frames)) {
-            session.attempt([&] {
-                write_one(session, o, file.name,
-                          file.framed ? name_of_frame(o.html, file.frame) : o.html);
-            });
-        }
+        SequenceOptions sequence;
+        sequence.frames = o.frames;
+        const std::vector<Step> steps = sequence.steps(session, {o.input}, o.html);
+        sequence.run(session, steps,
+                     [&](const Step& step) { write_one(session, o, step.inputs[0], step.output); });
     });
 }
 

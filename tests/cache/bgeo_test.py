@@ -83,11 +83,11 @@ class Written(CacheCase):
         return self.fails("convert", self.path("n.pdc"), self.path("n.bgeo")).stderr.decode()
 
     def test_names_that_houdini_uses_are_not_given_to_others(self):
-        self.put("a.pdc", cf.pdc([("position", 5, P), ("N", 3, [1, 2, 3]), ("P", 5, P), ("Cd", 5, P), ("a b", 3, [4, 5, 6]),
-                                  ("a_b", 3, [7, 8, 9]), ("1", 3, [3, 2, 1])], N))
+        self.put("a.pdc", cf.pdc([("position", 5, P), ("rgbPP", 5, P), ("N", 3, [1, 2, 3]), ("P", 5, P),
+                                  ("Cd", 5, P), ("a b", 3, [4, 5, 6]), ("a_b", 3, [7, 8, 9]), ("1", 3, [3, 2, 1])], N))
         messages, data = self.convert("a.pdc", "a.bgeo")
         rows, of_points, _ = strict_bgeo(data)
-        self.assertEqual(list(of_points), ["N_2", "P_2", "Cd_2", "a_b_2", "a_b", "_1"])
+        self.assertEqual(list(of_points), ["Cd", "N_2", "P_2", "Cd_2", "a_b_2", "a_b", "_1"])
         self.assertEqual([r["a_b_2"][0] for r in rows], [4, 5, 6])
         self.assertIn("'a b': is called 'a_b_2' in the file", messages)
         self.assertNotIn("'position'", messages)

@@ -263,7 +263,8 @@ class Answers(Case):
         self.assertTrue(far["success"])
         # Labels 0 and 1 are wanted; of these, point 1 alone is in the angles' range of none.
         none = self.one(file, (0, 0, 0), "--normal", "1,0,0", "--labels", "0-1", "--max-angle", "60")
-        self.assertEqual(none["because"], ["all 4 points within the radius were rejected"])
+        self.assertEqual(none["because"], ["all 4 points within the radius were rejected; "
+                                           "the points rejected by label carry 2 (1), 3 (1)"])
         self.assertEqual((none["tally"]["refused_by_label"], none["tally"]["refused_by_angle"]), (2, 2))
         behind = self.one(file, (0.25, 0, 0), "--normal", "1,0,0", "--facing", "--labels", "0-1")
         self.assertEqual((behind["tally"]["refused_by_label"], behind["tally"]["refused_by_facing"]), (2, 2))
@@ -330,11 +331,9 @@ class Inputs(Case):
         self.assertEqual(self.look(file, "--points", self.path("places.csv"), "--facing"), alone)
 
     def test_a_map_without_colors_switches_the_shader_off(self):
-        data = cf.pdc([("position", 5, [0.0] * 3), ("tag", 3, [1])], 1)
-        with open(self.path("bare.pdc"), "wb") as f:
-            f.write(data)
         file = self.path("bare.0001.mrmap")
-        self.run_tool("convert", "-q", "--all-fields", self.path("bare.pdc"), file)
+        with open(file, "w") as f:
+            f.write('declare map "e" ( dim 3, integer "tag" ) end declare map "m" "e" { 0 0 0, 1 } end map')
         done = self.run_tool("lookup", "--json", file, "--point", "0,0,0")
         self.assertIn("vx_pc_read: %s does not have a rgbPP attribute, aborting" % file, done.stderr.decode())
         answer = json.loads(done.stdout)[0]["lookups"][0]

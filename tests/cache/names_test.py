@@ -88,7 +88,7 @@ class Names(CacheCase):
         for target in ("a.ply", "a.usda"):
             messages, _ = self.convert("source.pdc", target)
             self.assertIn("'a b': is called 'a_b_3' in the file", messages)
-            self.assertIn("'a\tb': is called 'a_b_4' in the file", messages)
+            self.assertIn("'a\\x09b': is called 'a_b_4' in the file", messages)
             self.assertNotIn("'a_b'", messages)
         messages, data = self.convert("source.pdc", "a.ply")
         self.assertIn(b"comment vx_cache name a_b_3 a%20b\n", data)

@@ -21,6 +21,7 @@ LIBRARIES = {
     "embree3/": "Embree",
     "fmt/": "fmt",
     "nanoflann.hpp": "nanoflann",
+    "muParser.h": "muParser",
     "nlohmann/": "nlohmann-json",
     "tbb/": "oneTBB",
     "zlib.h": "zlib",

@@ -70,35 +70,45 @@ TEST(TransformedCloud, RefusesMatricesWithoutAnInverse) {
                  UsageError);
 }
 
-TEST(MergedCloud, WidensTypesFillsWithZerosAndRenumbers) {
-    auto a = std::make_unique<MemoryCloud>(2);
-    a->add<std::int32_t>("id", 1, {5, 5}).add<std::int32_t>("n", 1, {1, 2});
-    auto b = std::make_unique<MemoryCloud>(1);
-    b->add<std::int64_t>("n", 1, {5000000000})
-        .add<double>("id", 1, {9})
-        .add<float>("w", 1, {0.5f}, true);
-    std::vector<CloudPtr> clouds;
-    clouds.push_back(std::move(a));
-    clouds.push_back(std::move(b));
-    MergedCloud all(std::move(clouds), true);
+TEST(MergedCloud, WidensTypesAndRenumbers) {
+    MemoryCloud a(2);
+    a.add<std::int32_t>("id", 1, {5, 5}).add<std::int32_t>("n", 1, {1, 2});
+    a.add<float>("w", 1, {1, 2});
+    MemoryCloud b(1);
+    b.add<std::int64_t>("n", 1, {5000000000}).add<float>("w", 1, {0.5f}, true);
+    MergedCloud all({&a, &b}, true);
     EXPECT_EQ(all.count, 3);
     EXPECT_EQ(values_of<double>(all, "id"), (std::vector<double>{0, 1, 2}));
     EXPECT_EQ(all.attributes[1].type, Type::int64);
     EXPECT_EQ(values_of<std::int64_t>(all, "n"), (std::vector<std::int64_t>{1, 2, 5000000000}));
     EXPECT_FALSE(all.attributes[2].single);
-    EXPECT_EQ(values_of<float>(all, "w"), (std::vector<float>{0, 0, 0.5f}));
+    EXPECT_EQ(values_of<float>(all, "w"), (std::vector<float>{1, 2, 0.5f}));
+    EXPECT_THROW(MergedCloud({&a, &b}, false), FileError); // the second has no ids
 }
 
 TEST(MergedCloud, WidthsThatDifferAreAnError) {
-    auto a = std::make_unique<MemoryCloud>(0);
-    a->add<double>("v", 3, {});
-    auto b = std::make_unique<MemoryCloud>(0);
-    b->add<double>("v", 1, {});
-    b->file_name = "b";
-    std::vector<CloudPtr> clouds;
-    clouds.push_back(std::move(a));
-    clouds.push_back(std::move(b));
-    EXPECT_THROW(MergedCloud(std::move(clouds), false), FileError);
+    MemoryCloud a(0);
+    a.add<double>("v", 3, {});
+    MemoryCloud b(0);
+    b.add<double>("v", 1, {});
+    EXPECT_THROW(MergedCloud({&a, &b}, false), FileError);
+}
+
+TEST(MergedCloud, MissingAttributesAreAnErrorInEitherOrder) {
+    MemoryCloud a(1);
+    a.add<double>("v", 1, {1}).add<double>("w", 1, {2});
+    MemoryCloud b(1);
+    b.add<double>("w", 1, {3});
+    b.file_name = "b";
+    for (const auto& clouds : {std::vector<Cloud*>{&a, &b}, std::vector<Cloud*>{&b, &a}}) {
+        try {
+            const MergedCloud all(clouds, false);
+            ADD_FAILURE();
+        } catch (const FileError& why) {
+            EXPECT_EQ(why.file, "b");
+            EXPECT_NE(std::string(why.what()).find("'v'"), std::string::npos);
+        }
+    }
 }
 
 } // namespace

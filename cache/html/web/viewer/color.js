@@ -24,17 +24,41 @@ export function mapBytes(name) {
   return out;
 }
 
-// Twelve well distinguishable colors, then hues at steps of the golden angle.
-const first = "4e9af1 f28e2b 59c36a e8556d b07aa1 edc948 76d7d0 ff9da7 a87c5f d3d7dc 8566e0 9ccc3c".split(" ").map(parse);
-export function labelColor(k) {
-  if (k < first.length) return first[k];
-  const hue = (k * 137.508) % 360;
-  const light = 0.5 + 0.12 * ((k % 5) - 2) * 0.6;
-  const f = (n) => {
-    const t = (n + hue / 30) % 12;
-    return Math.round(255 * (light - 0.38 * Math.max(-1, Math.min(t - 3, 9 - t, 1))));
-  };
-  return [f(0), f(8), f(4)];
+// From OKLab to linear red, green and blue; the matrices are from B. Ottosson, "A perceptual color space
+// for image processing" (2020).
+function polar(lightness, chroma, degrees) {
+  const hue = (degrees * Math.PI) / 180;
+  const a = chroma * Math.cos(hue);
+  const b = chroma * Math.sin(hue);
+  const l = (lightness + 0.3963377774 * a + 0.2158037573 * b) ** 3;
+  const m = (lightness - 0.1055613458 * a - 0.0638541728 * b) ** 3;
+  const s = (lightness - 0.0894841775 * a - 1.291485548 * b) ** 3;
+  return [
+    4.0767416621 * l - 3.3077115913 * m + 0.2309699292 * s,
+    -1.2684380046 * l + 2.6097574011 * m - 0.3413193965 * s,
+    -0.0041960863 * l - 0.7034186147 * m + 1.707614701 * s,
+  ];
+}
+
+const isShown = (color) => color.every((v) => v >= 0 && v <= 1);
+
+// The color of a label, as in the pictures of `vx_cache view` (cache/picture/color_map.cpp): gray for 0;
+// otherwise the hue advances by the golden angle from label to label. The chroma is the largest up to 0.15
+// that a screen can show.
+export function labelColor(label) {
+  // As the shaders read labels: truncated, the low 32 bits.
+  const number = typeof label === "bigint" ? Number(BigInt.asUintN(32, label)) : Math.trunc(label) >>> 0;
+  if (number === 0) return [0.4, 0.4, 0.4].map((v) => byte(srgb(v)));
+  const lightness = [0.72, 0.62, 0.8][number % 3];
+  const degrees = (number * 137.50776405 - 95) % 360;
+  let [low, high] = [0, 0.15];
+  if (isShown(polar(lightness, high, degrees))) low = high;
+  for (let i = 0; i < 30 && low < high; ++i) {
+    const middle = (low + high) / 2;
+    if (isShown(polar(lightness, middle, degrees))) low = middle;
+    else high = middle;
+  }
+  return polar(lightness, low, degrees).map((v) => byte(srgb(v)));
 }
 
 export const css = ([r, g, b]) => `rgb(${r}, ${g}, ${b})`;

@@ -215,7 +215,7 @@ export class Panel {
       box.checked = true;
       box.dataset.slot = k;
       const color = element("i");
-      color.style.background = css(labelColor(k));
+      color.style.background = css(labelColor(labels.values[k]));
       const name = labels.values[k] === null ? "all others" : String(labels.values[k]);
       list.append(element("li", undefined, element("label", undefined, box, color, ` ${name} `, element("span", grouped(labels.counts[k])))));
     }

@@ -88,7 +88,7 @@ export class View {
     const rows = Math.max(1, Math.ceil(labels.values.length / 256));
     this.table = new DataTexture(new Uint8Array(1024 * rows), 256, rows, RGBAFormat, UnsignedByteType);
     this.table.minFilter = this.table.magFilter = NearestFilter;
-    labels.values.forEach((_, k) => this.table.image.data.set(labelColor(k), 4 * k));
+    labels.values.forEach((label, k) => this.table.image.data.set(labelColor(label), 4 * k));
     this.map = new DataTexture(new Uint8Array(1024), 256, 1, RGBAFormat, UnsignedByteType);
     this.map.minFilter = this.map.magFilter = LinearFilter;
 
