@@ -18,8 +18,7 @@ struct Frames {
 };
 
 // A frame field in a name: "####" (any number of them), "@@@@" (two or more), "%04d", "%d", "$F4"
-// or
-// "$F". They mean the same: the number of the frame, padded with zeros to as many digits. Of
+// or "$F". They mean the same: the number of the frame, padded with zeros to as many digits. Of
 // several fields the last one counts.
 bool has_frame_field(const std::string& pattern);
 std::string name_of_frame(const std::string& pattern, int frame);
