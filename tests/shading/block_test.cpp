@@ -52,7 +52,7 @@ class BlockTest : public ::testing::Test {
         std::memcpy(&value, block.bytes.data() + offset, sizeof value);
         return value;
     }
-    void add_shader(const std::string& name, miTag tag, scene::Declaration declared) {
+    void add_shader(const std::string& name, miTag tag, const scene::Declaration& declared) {
         declarations.push_back(shading::lay_out(declared));
         names.shaders[name].tag = tag;
         names.shaders[name].declaration = declarations.back().get();

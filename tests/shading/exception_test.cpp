@@ -40,7 +40,8 @@ class Exceptions : public ::testing::Test, protected Rig {
     // The hook throws in the entry point, after `before`.
     template <class Exception>
     void fail_in(
-        const std::string& failing, Exception exception, std::function<void()> before = [] {}) {
+        const std::string& failing, Exception exception,
+        const std::function<void()>& before = [] {}) {
         hook = [=](const std::string& entry) -> std::size_t {
             if (entry != failing) return 0;
             before();
