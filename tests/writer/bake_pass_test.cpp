@@ -12,7 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using vx::stub::Hit;
 using vx::stub::Probe;
 using vx::stub::Shaded;
 using vx::stub::text_of;
